@@ -1,0 +1,18 @@
+#!/usr/bin/env bash
+# Runs every fuzzer for the given number of seconds (default 60) from its seeds. New inputs stay in the build folder.
+set -euo pipefail
+cd "$(dirname "$0")/.."
+seconds=${1:-60}
+
+scripts/setup.sh
+cmake --preset fuzz
+cmake --build --preset fuzz
+for fuzzer in build/fuzz/bin/*_fuzz; do
+  name=$(basename "$fuzzer" _fuzz)
+  found=$PWD/build/fuzz/found/$name
+  seeds=$PWD/tests/fuzz/corpus/$name
+  mkdir -p "$found"
+  echo "fuzzing $name for $seconds s"
+  (cd "$found" && "../../bin/${name}_fuzz" -max_total_time="$seconds" -timeout=20 -rss_limit_mb=4096 \
+    -print_final_stats=0 -verbosity=0 -close_fd_mask=1 . "$seeds")
+done
