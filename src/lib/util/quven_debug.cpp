@@ -1,0 +1,128 @@
+#include "util/quven_debug.h"
+
+#include <charconv>
+#include <cstdint>
+#include <cstdio>
+#include <cstring>
+#include <initializer_list>
+
+#include "base/BASE_Termination.h"
+#include "util/quven_env.h"
+
+constinit QUVENDebugWords quvenDebugWords;
+
+namespace {
+
+/// A number as text without an allocation: reports are printed when memory has run out, too.
+class NumberText {
+ public:
+  template <class Integer>
+  explicit NumberText(Integer value, int base = 10)
+      : length(static_cast<std::size_t>(std::to_chars(digits, digits + sizeof digits, value, base).ptr - digits)) {}
+  operator std::string_view() const { return {digits, length}; }
+
+ private:
+  char digits[24];
+  std::size_t length;
+};
+
+const char* orUnknown(const char* text) { return text != nullptr ? text : "???"; }
+
+[[noreturn]] void throwLibraryException(const char* function, int line, const char* file) {
+  std::fflush(stdout);
+  quvenNoteException(function, line, file);
+  BASE_RaiseTermination();
+}
+
+}  // namespace
+
+const char* quvenFileName(const char* path) {
+  const char* name = orUnknown(path);
+  for (const char* at = name; *at != '\0'; ++at) {
+    if (*at == '/' || *at == '\\') name = at + 1;
+  }
+  return name;
+}
+
+const char* quvenReportHeading() {
+  if (quvenDebugWords.simulated != 0) return "\n    Simulated Error";
+  if (quvenDebugWords.expected != 0) return "\n    Expected Error";
+  return "\n*** ERROR";
+}
+
+void quvenReportPieces(std::span<const std::string_view> pieces) {
+  if (quvenDebugWords.quiet != 0) return;
+  for (const std::string_view piece : pieces) std::fwrite(piece.data(), 1, piece.size(), stdout);
+}
+
+void quvenReportPieces(std::initializer_list<std::string_view> pieces) {
+  quvenReportPieces(std::span(pieces.begin(), pieces.size()));
+}
+
+void quvenReportPlace(const char* function, int line, const char* file) {
+  quvenReportPieces({quvenReportHeading(), " in function ", orUnknown(function), " at line ", NumberText(line),
+                     " in file ", quvenFileName(file)});
+}
+
+void quvenReportPlace(const QUVENEnvHandle& env) { quvenReportPlace(env.getFunction(), env.getLine(), env.getFile()); }
+
+void quvenFatalReport(const char* function, int line, const char* file, std::string_view text) {
+  quvenReportPlace(function, line, file);
+  quvenReportPieces({"\n    ", text, "\n"});
+  throwLibraryException(function, line, file);
+}
+
+void quvenFatalReport(std::string_view text, const QUVENEnvHandle& env) {
+  quvenFatalReport(env.getFunction(), env.getLine(), env.getFile(), text);
+}
+
+void quvenAssertionFailed(const char* condition, const char* cause, const char* function, int line, const char* file) {
+  quvenReportPlace(function, line, file);
+  quvenReportPieces({"\n    ", "ASSERTION FAILED (", orUnknown(condition), ")"});
+  if (cause != nullptr) quvenReportPieces({"\n    ", "PROBABLE CAUSE: ", cause});
+  quvenReportPieces({"\n"});
+  if (quvenDebugWords.simulated == 0) quvenDebugWords.error = 1;
+  throwLibraryException(function, line, file);
+}
+
+void quvenOrdinaryAssertionFailed(const char* condition, const char* cause, const char* function, int line,
+                                  const char* file) {
+  quvenDebugWords.simulated = 0;
+  quvenAssertionFailed(condition, cause, function, line, file);
+}
+
+void quvenSimulateFailure(const char* condition, const char* cause, const QUVENEnvHandle& env) {
+  struct Simulation {
+    Simulation() { quvenDebugWords.simulated = 1; }
+    ~Simulation() { quvenDebugWords.simulated = 0; }
+  } simulation;
+  quvenAssertionFailed(condition, cause, env.getFunction(), env.getLine(), env.getFile());
+}
+
+void quvenGuardReport(std::string_view text) noexcept {
+  quvenReportPieces({quvenReportHeading(), text});
+  std::fflush(stdout);
+  if (quvenDebugWords.expected == 0 && quvenDebugWords.simulated == 0) quvenDebugWords.error = 1;
+}
+
+void quvenNoteException(const char*, int, const char*) { quvenDebugWords.exceptionThrown = 1; }
+
+void quvenNotImplemented(const QUVENEnvHandle& env) { quvenFatalReport("Function/Feature not yet implemented", env); }
+
+void quvenUnreachable(const QUVENEnvHandle& env) {
+  quvenFatalReport("Program control should never reach this point", env);
+}
+
+void quvenPrintCallChain(const QUVENEnvHandle& env) {
+  for (const QUVENEnvHandle* place = &env; place != nullptr && place->getLine() >= 1; place = place->getCaller()) {
+    quvenReportPieces({"\n    ", "Function ", orUnknown(place->getFunction()), ", Line ", NumberText(place->getLine()),
+                       ", File ", quvenFileName(place->getFile())});
+  }
+}
+
+void quvenMemoryTrace(const void* address, std::span<const std::size_t> sizes) {
+  static constinit std::uint64_t sequence = 0;
+  quvenReportPieces({"\n#mem# addr ", "0x", NumberText(reinterpret_cast<std::uintptr_t>(address), 16), " seq ",
+                     NumberText(++sequence)});
+  for (const std::size_t size : sizes) quvenReportPieces({" * ", NumberText(size)});
+}
