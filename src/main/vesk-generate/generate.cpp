@@ -1,1 +1,82 @@
-namespace vesk_generate {}
+#include "generate.h"
+
+#include <exception>
+#include <new>
+#include <ostream>
+#include <stdexcept>
+#include <string>
+#include <variant>
+
+#include "generate_options.h"
+#include "record_generator.h"
+#include "record_output.h"
+
+namespace vesk_generate {
+
+namespace {
+
+void flush(std::ostream& out) {
+  if (!out.flush()) throw std::runtime_error("cannot write to standard output");
+}
+
+void printParams(const GenerateOptions& options, std::ostream& out) {
+  writeLoaderParams(out, *options.params, options.generator.layout);
+  flush(out);
+}
+
+void writeGroups(const CallNetwork& network, const std::string& path) {
+  RecordOutput output(path);
+  for (std::uint32_t group = 1; group <= network.groupCount(); ++group) {
+    std::string line = std::to_string(group);
+    for (const std::uint64_t member : network.groupMembers(group)) line.append(" ").append(std::to_string(member));
+    line += '\n';
+    output.write(line);
+  }
+  output.close();
+}
+
+void printSummary(const RecordGenerator& generator, const GenerateOptions& options, std::uint64_t bytes,
+                  std::ostream& err) {
+  const GeneratorSettings& settings = options.generator;
+  const DateText last = dateText(lastDay(settings.startDate, settings.days), DateForm::YearDayMonth);
+  err << generator.getRecordsMade() << " records, " << bytes << " bytes, files: " << options.files
+      << ", last day (yyyyddmm): " << std::string_view(last.data(), last.size()) << "\n";
+  const BadLineCounts& counts = generator.getBadLines();
+  std::string bad;
+  for (std::size_t kind = 0; kind < badLineKinds; ++kind) {
+    if (counts[kind] == 0) continue;
+    bad.append(" ").append(badLineNames[kind]).append(" ").append(std::to_string(counts[kind]));
+  }
+  if (!bad.empty()) err << "bad lines:" << bad << "\n";
+}
+
+void run(const GenerateOptions& options, std::ostream& out, std::ostream& err) {
+  if (options.params) printParams(options, out);
+  if (options.output.empty() && options.groupsFile.empty()) return;
+  RecordGenerator generator(options.generator);
+  if (!options.groupsFile.empty()) writeGroups(generator.getNetwork(), options.groupsFile);
+  if (options.output.empty()) return;
+  const std::uint64_t bytes = writeRecordFiles(generator, recordFileNames(options.output, options.files));
+  if (!options.quiet) printSummary(generator, options, bytes, err);
+}
+
+}  // namespace
+
+int runGenerate(int argc, const char* const* argv, std::ostream& out, std::ostream& err) {
+  try {
+    const auto parsed = parseGenerateOptions(argc, argv, out, err);
+    if (const int* status = std::get_if<int>(&parsed)) {
+      flush(out);
+      return *status;
+    }
+    run(std::get<GenerateOptions>(parsed), out, err);
+    return 0;
+  } catch (const std::bad_alloc&) {
+    err << "vesk-generate: not enough memory for so many callers\n";
+  } catch (const std::exception& error) {
+    err << "vesk-generate: " << error.what() << "\n";
+  }
+  return 1;
+}
+
+}  // namespace vesk_generate
