@@ -12,10 +12,10 @@
 namespace vesk_inspect {
 
 struct DatasetOptions {
-  std::string path;
-  std::optional<DatasetForm> form;       ///< not given: as FILE.info says
-  std::optional<std::uint32_t> columns;  ///< the same
-  std::size_t rows = 10;                 ///< records to print
+  std::string path{};
+  std::optional<DatasetForm> form{};       ///< not given: as FILE.info says
+  std::optional<std::uint32_t> columns{};  ///< the same
+  std::size_t rows = 10;                   ///< records to print
   std::size_t shownDefects = 20;
 };
 

@@ -10,8 +10,8 @@
 namespace vesk_inspect {
 
 struct ProcessOptions {
-  std::string path;
-  ProcessShape shape;
+  std::string path{};
+  ProcessShape shape{};
   std::size_t rows = 10;  ///< entries to print
 };
 

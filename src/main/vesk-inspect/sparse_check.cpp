@@ -91,18 +91,15 @@ bool SparseCheck::startsRow(const Triple& triple) const {
   return triple.position == sparse_format::headerPosition && !(kind == SparseKind::PairSum && isPairSumMark(triple));
 }
 
-/// A table's triple behind the last position is its footer, wrong as it may be.
+/// A table's triple is its footer by its position, or by its value when it stands further behind.
 bool SparseCheck::isFooter(const Triple& triple) const {
   if (kind == SparseKind::PairSum) return isPairSumMark(triple);
-  return width && triple.position > *width;
+  if (!width) return false;
+  return triple.position == *width + 1.0 || (triple.position > *width && triple.value == sparse_format::footerValue);
 }
 
 void SparseCheck::openRow(const Triple& triple) {
   ++rows;
-  if (lastKey && !(triple.key > *lastKey)) {
-    report("key " + formatNumber(triple.key) + " does not rise above key " + formatNumber(*lastKey));
-  }
-  lastKey = triple.key;
   inRow = true;
   rowKey = triple.key;
   rowEntries = 0;
@@ -115,6 +112,10 @@ void SparseCheck::closeRow() {
 }
 
 void SparseCheck::checkHeader(const Triple& triple) {
+  if (lastKey && !(triple.key > *lastKey)) {
+    report("key " + formatNumber(triple.key) + " does not rise above key " + formatNumber(*lastKey));
+  }
+  lastKey = triple.key;
   if (!(triple.value >= 0.0) || triple.value != std::trunc(triple.value)) {
     report("the width " + formatNumber(triple.value) + " is not a whole number");
   }

@@ -68,7 +68,7 @@ class SparseCheck {
   std::uint64_t entries = 0;
   std::uint64_t longestRow = 0;
   std::optional<double> width;    // of the first header
-  std::optional<double> lastKey;  // of the last row that was opened
+  std::optional<double> lastKey;  // of the last header
 
   // The open row.
   bool inRow = false;
