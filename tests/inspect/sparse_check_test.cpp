@@ -170,6 +170,7 @@ TEST_F(SparseKindTest, TheFirstFooterTells) {
   EXPECT_EQ(kindOf(tableRow(1, 2, {3, 4})), SparseKind::Table);
   EXPECT_EQ(kindOf(pairSumRow(1, 2, {{3, 4}, {5, 6}})), SparseKind::PairSum);
   EXPECT_EQ(kindOf(joined({{1, 0, 2, 1, 1, 9}, pairSumRow(2, 1, {{3, 4}})})), SparseKind::PairSum);
+  EXPECT_EQ(kindOf({1, 0, 2, 1, 30, 0, 1, 0, 7788}), SparseKind::PairSum);
   EXPECT_EQ(kindOf({}), SparseKind::Table);
 }
 

@@ -7,7 +7,7 @@
 namespace vesk_inspect {
 
 std::string formatNumber(double number) {
-  constexpr double integerLimit = 1e15;  // above it the shortest text is the shorter one
+  constexpr double integerLimit = 0x1p63;  // beyond it no integer type holds the number
   const bool negativeZero = number == 0.0 && std::signbit(number);
   if (number == std::trunc(number) && std::abs(number) < integerLimit && !negativeZero) {
     return std::to_string(static_cast<std::int64_t>(number));

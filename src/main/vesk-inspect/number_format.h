@@ -5,7 +5,7 @@
 
 namespace vesk_inspect {
 
-/// An integer when the number is one below 10^15, else the shortest text that reads back as the same number.
+/// An integer when the number is one and below 2^63, else the shortest text that reads back as the same number.
 std::string formatNumber(double number);
 
 }  // namespace vesk_inspect
