@@ -1,1 +1,91 @@
-namespace vesk_inspect {}
+#include "inspect.h"
+
+#include <CLI/CLI.hpp>
+#include <exception>
+#include <functional>
+#include <ostream>
+#include <stdexcept>
+#include <string>
+
+#include "inspect_dataset.h"
+#include "inspect_process.h"
+
+namespace vesk_inspect {
+
+namespace {
+
+/// What a sub-command does when it was chosen: true when the file is sound.
+using Action = std::function<bool(std::ostream&)>;
+
+constexpr const char* footer = R"(
+Exit status: 0 when the file is sound, 1 when it is not or cannot be read.
+
+Examples:
+  vesk-inspect dataset out.bin --rows 30
+  vesk-inspect dataset out.bin_payload_1 --form sparse
+  vesk-inspect process table.process --dates --payloads 1
+)";
+
+void addDatasetCommand(CLI::App& app, Action& action) {
+  auto options = std::make_shared<DatasetOptions>();
+  auto form = std::make_shared<std::string>();
+  CLI::App* command = app.add_subcommand("dataset", "A binary dataset, described by FILE.info or by the options");
+  command->add_option("FILE", options->path, "The dataset")->required();
+  command->add_option("--form", *form, "sparse or dense, whatever FILE.info says")
+      ->check(CLI::IsMember({"sparse", "dense"}));
+  command->add_option("--columns", options->columns, "Numbers a row, the key included, of the dense form")
+      ->check(CLI::Range(1, 1000000));
+  command->add_option("--rows", options->rows, "Records to print")->capture_default_str();
+  command->add_option("--defects", options->shownDefects, "Defects to print")->capture_default_str();
+  command->callback([options, form, &action] {
+    if (!form->empty()) options->form = *form == "dense" ? DatasetForm::Dense : DatasetForm::Sparse;
+    action = [options](std::ostream& out) { return inspectDataset(*options, out); };
+  });
+}
+
+void addProcessCommand(CLI::App& app, Action& action) {
+  auto options = std::make_shared<ProcessOptions>();
+  CLI::App* command = app.add_subcommand("process", "A process file; the options are those it was written with");
+  command->add_option("FILE", options->path, "The process file")->required();
+  command->add_flag("--dates", options->shape.dates, "The parameter file has a DateField");
+  command->add_option("--payloads", options->shape.payloads, "Number of CyclicAddPayload operations")
+      ->check(CLI::Range(0, 1000))
+      ->capture_default_str();
+  command->add_flag("--pair-sum", options->shape.pairSum, "The operation is PairSum");
+  command->add_option("--rows", options->rows, "Entries to print")->capture_default_str();
+  command->callback(
+      [options, &action] { action = [options](std::ostream& out) { return inspectProcess(*options, out); }; });
+}
+
+int report(std::ostream& err, const char* text) {
+  err << "vesk-inspect: " << text << "\n";
+  return 1;
+}
+
+}  // namespace
+
+int runInspect(int argc, const char* const* argv, std::ostream& out, std::ostream& err) {
+  CLI::App app("Shows what is inside the system's files and checks their structure.", "vesk-inspect");
+  app.set_version_flag("--version", "vesk-inspect " VESK_VERSION);
+  app.footer(footer);
+  app.require_subcommand(1);
+  Action action;
+  addDatasetCommand(app, action);
+  addProcessCommand(app, action);
+  try {
+    bool sound = true;
+    try {
+      app.parse(argc, argv);
+      sound = action(out);
+    } catch (const CLI::ParseError& error) {
+      if (error.get_exit_code() != 0) return report(err, error.what());
+      app.exit(error, out, err);  // --help or --version
+    }
+    if (!out.flush()) throw std::runtime_error("cannot write to standard output");
+    return sound ? 0 : 1;
+  } catch (const std::exception& error) {
+    return report(err, error.what());
+  }
+}
+
+}  // namespace vesk_inspect

@@ -1,1 +1,5 @@
-int main() { return 0; }
+#include <iostream>
+
+#include "inspect.h"
+
+int main(int argc, char** argv) { return vesk_inspect::runInspect(argc, argv, std::cout, std::cerr); }

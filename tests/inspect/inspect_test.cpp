@@ -1,0 +1,108 @@
+#include "inspect.h"
+
+#include <sstream>
+
+#include "inspect_fixture.h"
+
+namespace vesk_inspect {
+namespace {
+
+using ::testing::HasSubstr;
+using testing::tableRow;
+
+struct Outcome {
+  int status;
+  std::string out;
+  std::string err;
+};
+
+Outcome run(std::vector<std::string> arguments) {
+  arguments.insert(arguments.begin(), "vesk-inspect");
+  std::vector<const char*> argv;
+  for (const std::string& argument : arguments) argv.push_back(argument.c_str());
+  std::ostringstream out;
+  std::ostringstream err;
+  const int status = runInspect(static_cast<int>(argv.size()), argv.data(), out, err);
+  return {status, out.str(), err.str()};
+}
+
+class InspectProgramTest : public testing::InspectTest {};
+
+TEST_F(InspectProgramTest, ASoundFileGivesStatusZero) {
+  writeNumbers(tableRow(1, 1, {5}));
+  const Outcome dataset = run({"dataset", path(), "--form", "sparse"});
+  EXPECT_EQ(dataset.status, 0);
+  EXPECT_EQ(dataset.err, "");
+  EXPECT_THAT(dataset.out, HasSubstr("checks: sound\n"));
+  writeNumbers({1, 5, -2, -1});
+  EXPECT_EQ(run({"process", path()}).status, 0);
+}
+
+TEST_F(InspectProgramTest, ADefectGivesStatusOneAndIsPartOfTheOutput) {
+  writeNumbers({1, 0, 1});
+  const Outcome dataset = run({"dataset", path()});
+  EXPECT_EQ(dataset.status, 1);
+  EXPECT_EQ(dataset.err, "");
+  EXPECT_THAT(dataset.out, HasSubstr("the file ends within the row of key 1"));
+  EXPECT_EQ(run({"process", path()}).status, 1);
+}
+
+TEST_F(InspectProgramTest, TheOptionsOfADatasetReachIt) {
+  writeNumbers({1, 5, 6, 7, 2, 5, 6, 7, 2, 5, 6, 7});
+  const Outcome outcome =
+      run({"dataset", path(), "--form", "dense", "--columns", "4", "--rows", "1", "--defects", "0"});
+  EXPECT_EQ(outcome.status, 1);
+  EXPECT_THAT(outcome.out, HasSubstr("form      dense (as given)\n"));
+  EXPECT_THAT(outcome.out,
+              HasSubstr("Col3\n       1     0       1     5     6     7\n\nchecks: 1 defect\n  and 1 more\n"));
+}
+
+TEST_F(InspectProgramTest, TheOptionsOfAProcessFileReachIt) {
+  writeNumbers({1, 5, 20200101, 2, 6, 20200101, 2, -2, 60, 61, -2, -1});
+  const Outcome outcome = run({"process", path(), "--dates", "--payloads", "1", "--pair-sum", "--rows", "1"});
+  EXPECT_EQ(outcome.status, 0);
+  EXPECT_THAT(outcome.out, HasSubstr("callee      date  weight  payload 1\n"
+                                     "       1     0    1      1       5  20200101       2         60\n\n"));
+}
+
+TEST_F(InspectProgramTest, HelpAndVersionEndWithStatusZero) {
+  EXPECT_EQ(run({"--version"}).out, "vesk-inspect 2.0.6\n");
+  const Outcome help = run({"--help"});
+  EXPECT_EQ(help.status, 0);
+  EXPECT_THAT(help.out, HasSubstr("vesk-inspect process table.process --dates --payloads 1"));
+  const Outcome datasetHelp = run({"dataset", "--help"});
+  EXPECT_EQ(datasetHelp.status, 0);
+  EXPECT_THAT(datasetHelp.out, HasSubstr("--columns"));
+}
+
+TEST_F(InspectProgramTest, EachMistakeIsOneLineAndStatusOne) {
+  const std::string missing = path("missing");
+  const std::vector<std::pair<std::vector<std::string>, std::string>> cases{
+      {{}, "A subcommand is required"},
+      {{"dataset"}, "FILE is required"},
+      {{"process"}, "FILE is required"},
+      {{"dataset", missing}, "cannot open " + missing + ": No such file or directory"},
+      {{"process", missing}, "cannot open " + missing + ": No such file or directory"},
+      {{"dataset", missing, "--form", "wide"}, "--form: wide not in {sparse,dense}"},
+      {{"dataset", missing, "--columns", "0"}, "--columns: Value 0 not in range 1 to 1000000"},
+      {{"dataset", missing, "--form", "sparse", "--columns", "2"}, "the sparse form has three columns"}};
+  for (const auto& [arguments, text] : cases) {
+    const Outcome outcome = run(arguments);
+    EXPECT_EQ(outcome.status, 1) << text;
+    EXPECT_EQ(outcome.err, "vesk-inspect: " + text + "\n");
+    EXPECT_EQ(outcome.out, "");
+  }
+}
+
+TEST_F(InspectProgramTest, AStandardOutputThatFailsIsReported) {
+  writeNumbers(tableRow(1, 1, {5}));
+  const std::string file = path();
+  const std::vector<const char*> argv{"vesk-inspect", "dataset", file.c_str()};
+  std::ostream closed(nullptr);  // a stream without buffer fails every write
+  std::ostringstream err;
+  EXPECT_EQ(runInspect(static_cast<int>(argv.size()), argv.data(), closed, err), 1);
+  EXPECT_EQ(err.str(), "vesk-inspect: cannot write to standard output\n");
+}
+
+}  // namespace
+}  // namespace vesk_inspect
