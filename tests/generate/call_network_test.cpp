@@ -79,6 +79,17 @@ TEST(CallNetwork, TheShareOfCallsInsideIsTheOneAsked) {
   }
 }
 
+TEST(CallNetwork, NobodyCallsItselfWithinAGroup) {
+  GeneratorSettings settings = groupSettings();
+  settings.insideShare = 1.0;
+  const CallNetwork network(settings);
+  Xoshiro256 random(1, RandomStream::Records);
+  for (int i = 0; i < 20000; ++i) {
+    const CallNetwork::Call call = network.draw(random);
+    ASSERT_NE(call.caller, call.callee);
+  }
+}
+
 TEST(CallNetwork, NobodyCallsItself) {
   for (const std::uint32_t callers : {2U, 3U, 10U}) {
     GeneratorSettings settings;

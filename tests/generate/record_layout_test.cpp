@@ -38,7 +38,8 @@ TEST(RecordLayout, RefusesWhatIsNoLayout) {
       {"1-15,17-31,33-40,42-46,49-50", "the duration needs at least 6 columns"},
       {"1-15,15-31,33-40,42-47,49-50", "the columns of two fields overlap"}};
   for (const auto& [text, message] : cases) {
-    EXPECT_THAT([&] { (void)parseLayout(text); }, ThrowsMessage<std::invalid_argument>(HasSubstr(message))) << text;
+    EXPECT_THAT([&wrong = text] { (void)parseLayout(wrong); }, ThrowsMessage<std::invalid_argument>(HasSubstr(message)))
+        << text;
   }
 }
 
