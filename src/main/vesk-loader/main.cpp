@@ -1,1 +1,3 @@
-int main() { return 0; }
+#include "loader_driver.h"
+
+int main(int argc, char** argv) { return vesk_loader::run_loader(argc, argv); }

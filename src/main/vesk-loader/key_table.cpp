@@ -1,0 +1,221 @@
+#include "key_table.h"
+
+#include <algorithm>
+#include <bit>
+#include <new>
+
+#include "key_order.h"
+
+namespace vesk_loader {
+
+namespace {
+
+constexpr std::size_t firstSlotBits = 10;
+constexpr std::uint32_t smallestPiece = 4;
+
+// The capacity and the link of a piece are kept in cells of the arena beside its entries.
+std::uint64_t capacity(const double* piece) { return std::bit_cast<std::uint64_t>(piece[0]); }
+double* entries(double* piece) { return piece + 1; }
+double* link(const double* end) { return std::bit_cast<double*>(*end); }
+
+}  // namespace
+
+void RowColumns::clear(std::size_t payloadCount) {
+  values.clear();
+  dates.clear();
+  payloads.resize(payloadCount);
+  for (auto& column : payloads) column.clear();
+}
+
+KeyTable::KeyTable(const Shape& shape_)
+    : shape(shape_),
+      width(1 + (shape_.dates ? 1 : 0) + shape_.payloadCount),
+      slots(std::size_t{1} << firstSlotBits),
+      mask(slots.size() - 1),
+      shift(64 - firstSlotBits) {}
+
+std::uint32_t KeyTable::length(std::uint32_t row) const {
+  if (isIrregular(at(row))) return static_cast<std::uint32_t>(irregular.at(row).values.size());
+  return at(row).count;
+}
+
+std::uint32_t KeyTable::insert(double key, std::uint64_t hash, std::size_t slot) {
+  if (rowCount >= slots.size() / 8 * 5) {
+    growSlots();
+    for (slot = hash >> shift; slots[slot].rowPlusOne != 0;) slot = (slot + 1) & mask;
+  }
+  if (rowCount == UINT32_MAX - 1) throw std::bad_alloc();  // row numbers are 32-bit
+  if ((rowCount & (slabRows - 1)) == 0) slabs.push_back(std::make_unique_for_overwrite<Row[]>(slabRows));
+  const std::uint32_t row = rowCount++;
+  at(row) = {key, nullptr, nullptr, 0, 0};
+  slots[slot] = {row + 1, tagOf(hash)};
+  return row;
+}
+
+void KeyTable::growSlots() {
+  std::vector<Slot> larger(slots.size() * 2);
+  slots.swap(larger);
+  mask = slots.size() - 1;
+  --shift;
+  for (std::uint32_t row = 0; row < rowCount; ++row) {
+    const std::uint64_t hash = hash_id(at(row).key);
+    std::size_t slot = hash >> shift;
+    while (slots[slot].rowPlusOne != 0) slot = (slot + 1) & mask;
+    slots[slot] = {row + 1, tagOf(hash)};
+  }
+}
+
+double* KeyTable::newPiece(std::uint32_t entryCount) {
+  const std::size_t cells = std::size_t{entryCount} * width;
+  double* const piece = arena.allocate(cells + 2);
+  piece[0] = std::bit_cast<double>(std::uint64_t{entryCount});
+  piece[cells + 1] = std::bit_cast<double>(static_cast<double*>(nullptr));
+  return piece;
+}
+
+void KeyTable::makeRoom(Row& row) {
+  double* piece = nullptr;
+  if (row.next == nullptr) {
+    piece = newPiece(std::min(smallestPiece, shape.tableSize));
+    row.first = piece;
+  } else if (link(row.next) != nullptr) {
+    piece = link(row.next);
+  } else if (row.count >= shape.tableSize) {
+    piece = row.first;
+  } else {
+    piece = newPiece(std::min(std::max(smallestPiece, row.count / 2), shape.tableSize - row.count));
+    *row.next = std::bit_cast<double>(piece);
+  }
+  row.next = entries(piece);
+  row.room = static_cast<std::uint32_t>(capacity(piece));
+}
+
+double* KeyTable::extendSums(std::uint32_t row, std::uint32_t count) {
+  Row& target = at(row);
+  if (isIrregular(target)) {
+    auto& values = irregular.at(row).values;
+    if (values.size() < count) values.resize(count, 0.0);
+    return values.data();
+  }
+  double* const larger = arena.allocate(count);
+  std::copy_n(target.first, target.count, larger);
+  std::fill(larger + target.count, larger + count, 0.0);
+  target.first = target.next = larger;
+  target.count = count;
+  return larger;
+}
+
+void KeyTable::appendIrregular(std::uint32_t row, const double* entry) {
+  RowColumns& columns = irregular.at(row);
+  columns.values.push_back(*entry++);
+  if (shape.dates) columns.dates.push_back(*entry++);
+  for (auto& column : columns.payloads) column.push_back(*entry++);
+  if (columns.values.size() > shape.tableSize) {
+    columns.values.erase(columns.values.begin());
+    if (shape.dates) columns.dates.erase(columns.dates.begin());
+    for (auto& column : columns.payloads) column.erase(column.begin());
+  }
+}
+
+void KeyTable::read(std::uint32_t row, RowColumns& columns) const {
+  const Row& source = at(row);
+  if (isIrregular(source)) {
+    columns = irregular.at(row);
+    return;
+  }
+  if (shape.tableSize == 0) {
+    columns.clear(0);
+    columns.values.assign(source.first, source.first + source.count);
+    return;
+  }
+  columns.clear(shape.payloadCount);
+  columns.values.resize(source.count);
+  if (shape.dates) columns.dates.resize(source.count);
+  for (auto& column : columns.payloads) column.resize(source.count);
+  if (source.count == 0) return;
+
+  const double* place = entries(source.first);
+  std::uint64_t room = capacity(source.first);
+  if (source.count >= shape.tableSize) {  // a ring, which begins where the next entry will go
+    place = source.next;
+    room = source.room;
+  }
+  for (std::uint32_t i = 0; i < source.count; ++i) {
+    if (room == 0) {
+      double* const piece = link(place) != nullptr ? link(place) : source.first;
+      place = entries(piece);
+      room = capacity(piece);
+    }
+    columns.values[i] = *place++;
+    if (shape.dates) columns.dates[i] = *place++;
+    for (auto& column : columns.payloads) column[i] = *place++;
+    --room;
+  }
+}
+
+bool KeyTable::isRegular(const RowColumns& columns) const {
+  const std::size_t count = columns.values.size();
+  if (shape.tableSize == 0) return columns.dates.empty() && columns.payloads.empty();
+  return columns.dates.size() == (shape.dates ? count : 0) && columns.payloads.size() == shape.payloadCount &&
+         std::all_of(columns.payloads.begin(), columns.payloads.end(),
+                     [count](const auto& column) { return column.size() == count; });
+}
+
+// Whether the pieces that a row has can hold `count` entries and keep the rules of a ring.
+bool KeyTable::piecesFit(const Row& row, std::uint32_t count) const {
+  std::uint64_t total = 0;
+  for (const double* piece = row.first; piece != nullptr; piece = link(piece + 1 + capacity(piece) * width)) {
+    total += capacity(piece);
+  }
+  return count >= shape.tableSize ? total == count : total >= count && total <= shape.tableSize;
+}
+
+void KeyTable::assign(std::uint32_t row, const RowColumns& columns) {
+  Row& target = at(row);
+  if (isIrregular(target)) {
+    irregular.erase(row);
+    target.first = target.next = nullptr;
+    target.count = target.room = 0;
+  }
+  if (!isRegular(columns)) {
+    irregular[row] = columns;
+    target.next = &irregularMark;
+    target.room = 0;
+    return;
+  }
+  const auto count = static_cast<std::uint32_t>(columns.values.size());
+  if (shape.tableSize == 0) {
+    target.count = 0;
+    if (count > 0) std::copy_n(columns.values.data(), count, extendSums(row, count));
+    return;
+  }
+  if (!piecesFit(target, count)) target.first = count > 0 ? newPiece(count) : nullptr;
+  target.count = count;
+  target.next = nullptr;
+  target.room = 0;
+  if (target.first == nullptr) return;
+  target.next = entries(target.first);
+  target.room = static_cast<std::uint32_t>(capacity(target.first));
+  for (std::uint32_t i = 0; i < count; ++i) {
+    if (target.room == 0) makeRoom(target);  // follows the links: the pieces are large enough
+    *target.next++ = columns.values[i];
+    if (shape.dates) *target.next++ = columns.dates[i];
+    for (const auto& column : columns.payloads) *target.next++ = column[i];
+    --target.room;
+  }
+}
+
+std::vector<std::uint32_t> KeyTable::rowsInOrder() const {
+  std::vector<OrderedRow> order(rowCount);
+  for (std::uint32_t row = 0; row < rowCount; ++row) order[row] = {ordered_bits(at(row).key), row};
+  sort_by_key(order);
+  std::vector<std::uint32_t> rows(rowCount);
+  std::transform(order.begin(), order.end(), rows.begin(), [](const OrderedRow& entry) { return entry.row; });
+  return rows;
+}
+
+std::size_t KeyTable::bytesInUse() const {
+  return slots.size() * sizeof(Slot) + slabs.size() * slabRows * sizeof(Row) + arena.bytesInUse();
+}
+
+}  // namespace vesk_loader

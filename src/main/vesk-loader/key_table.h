@@ -1,0 +1,176 @@
+#ifndef KEY_TABLE_H
+#define KEY_TABLE_H
+
+// The tables of one partition that are keyed by the caller: find or insert, append, sum, ordered visit.
+
+#include <cstdint>
+#include <memory>
+#include <unordered_map>
+#include <vector>
+
+#include "arena.h"
+#include "number_hash.h"
+
+namespace vesk_loader {
+
+/// One caller's row as columns: the form in which rows are read, stored, filtered and written.
+/// In a regular row all columns that are in use have the length of `values`.
+struct RowColumns {
+  std::vector<double> values;                 ///< callees of a table run, sums of a plain run
+  std::vector<double> dates;                  ///< empty without a date field
+  std::vector<std::vector<double>> payloads;  ///< a column for each payload input
+
+  /// Empties the columns and keeps their memory. `payloadCount` columns exist afterwards.
+  void clear(std::size_t payloadCount);
+};
+
+/// The rows of the callers of one partition, with the date and the payloads of each entry beside its value: the
+/// KeyTable, the DateTable and the PayloadTable in one store, so that an entry is one place in memory.
+///
+/// Rows are numbered densely in order of first appearance; the ordered visit sorts the numbers by key.
+/// A table run (tableSize > 0) appends entries and lets the oldest fall out; a plain run adds to sums by position.
+///
+/// Memory: 32 bytes a caller, 8 bytes a slot at 5/16 to 5/8 load, 8 bytes a value, date or payload, and 16 bytes for
+///         each piece of a row. A row grows by half of its length, at least 4 entries, and never beyond the table size.
+/// Cost:   find or insert: one probe of a slot and one row; append: one more place. No allocation for most entries.
+/// Errors: std::bad_alloc when memory ends; the table is then good for nothing but its destruction.
+class KeyTable {
+ public:
+  struct Shape {
+    std::uint32_t tableSize = 0;     ///< most entries a row; 0 in a plain or pair sum run
+    bool dates = false;              ///< a date field is configured
+    std::uint32_t payloadCount = 0;  ///< payload inputs
+  };
+
+  explicit KeyTable(const Shape& shape);
+
+  const Shape& getShape() const { return shape; }
+
+  /// Number of callers.
+  std::uint32_t size() const { return rowCount; }
+
+  double key(std::uint32_t row) const { return at(row).key; }
+
+  /// Number of entries of a row.
+  std::uint32_t length(std::uint32_t row) const;
+
+  /// The row of a key; made if the key is new. `hash` is hash_id(key).
+  std::uint32_t findOrInsert(double key, std::uint64_t hash) {
+    for (std::size_t slot = hash >> shift;; slot = (slot + 1) & mask) {
+      const Slot found = slots[slot];
+      if (found.rowPlusOne == 0) return insert(key, hash, slot);
+      if (found.tag == tagOf(hash) && same_id(at(found.rowPlusOne - 1).key, key)) return found.rowPlusOne - 1;
+    }
+  }
+  std::uint32_t findOrInsert(double key) { return findOrInsert(key, hash_id(key)); }
+
+  /// Hints for a batch: the slot of a key, then its row, then the row's next free place.
+  void prefetchSlot(std::uint64_t hash) const { __builtin_prefetch(&slots[hash >> shift]); }
+  void prefetchRow(std::uint64_t hash) const {
+    const Slot slot = slots[hash >> shift];
+    if (slot.rowPlusOne != 0) __builtin_prefetch(&at(slot.rowPlusOne - 1), 1);
+  }
+  void prefetchEntry(std::uint32_t row) const { __builtin_prefetch(at(row).next, 1); }
+
+  /// Doubles an entry: the value, the date if configured, the payloads.
+  std::uint32_t entryWidth() const { return width; }
+
+  /// Table run: appends an entry of entryWidth() doubles `times` times; beyond the table size the oldest falls out for
+  /// each one added.
+  void append(std::uint32_t row, const double* entry, std::uint32_t times) {
+    Row& target = at(row);
+    for (std::uint32_t i = 0; i < times; ++i) {
+      if (target.room == 0) {
+        if (isIrregular(target)) {
+          appendIrregular(row, entry);
+          continue;
+        }
+        makeRoom(target);
+      }
+      for (std::uint32_t column = 0; column < width; ++column) target.next[column] = entry[column];
+      target.next += width;
+      --target.room;
+      if (target.count < shape.tableSize) ++target.count;
+    }
+  }
+
+  /// Plain run: the row's sums, at least `count` of them; new ones are 0.0. Valid until the next call.
+  double* sums(std::uint32_t row, std::uint32_t count) {
+    Row& target = at(row);
+    return !isIrregular(target) && target.count >= count ? target.first : extendSums(row, count);
+  }
+
+  /// Copies a row out, oldest entry first. The columns' memory is used again.
+  void read(std::uint32_t row, RowColumns& columns) const;
+
+  /// Replaces a row. Columns of different lengths are kept as they are.
+  void assign(std::uint32_t row, const RowColumns& columns);
+
+  /// The rows in ascending order of their keys.
+  std::vector<std::uint32_t> rowsInOrder() const;
+
+  /// Hint for an ordered visit: the first piece of a row that is read soon.
+  void prefetchForRead(std::uint32_t row) const { __builtin_prefetch(&at(row)); }
+  void prefetchFirst(std::uint32_t row) const {
+    const double* const first = at(row).first;
+    if (first != nullptr) {
+      __builtin_prefetch(first);
+      __builtin_prefetch(first + 8);
+      __builtin_prefetch(first + 16);
+    }
+  }
+
+  std::size_t bytesInUse() const;
+
+ private:
+  // A piece of a row lies in the arena as [capacity in entries][entries][next piece]. While a row is shorter than
+  // the table it fills its pieces from the first on; once full, its pieces are a ring and together hold exactly
+  // `count` entries, the oldest at the place of the next one.
+  struct Row {
+    double key;
+    double* first;  // table run: the first piece; plain run: the sums
+    double* next;   // place of the next entry; at the end of a piece that is the link to the next piece
+    std::uint32_t count;
+    std::uint32_t room;  // free places of the current piece; plain run: unused
+  };
+
+  struct Slot {
+    std::uint32_t rowPlusOne = 0;  // 0: empty
+    std::uint32_t tag = 0;
+  };
+
+  static constexpr std::uint32_t slabBits = 14;
+  static constexpr std::uint32_t slabRows = 1U << slabBits;
+
+  static std::uint32_t tagOf(std::uint64_t hash) { return static_cast<std::uint32_t>(hash); }
+
+  Row& at(std::uint32_t row) { return slabs[row >> slabBits][row & (slabRows - 1)]; }
+  const Row& at(std::uint32_t row) const { return slabs[row >> slabBits][row & (slabRows - 1)]; }
+
+  // An irregular row lives in `irregular`; its Row only says so.
+  bool isIrregular(const Row& row) const { return row.next == &irregularMark; }
+
+  std::uint32_t insert(double key, std::uint64_t hash, std::size_t slot);
+  void growSlots();
+  void makeRoom(Row& row);
+  double* newPiece(std::uint32_t capacity);
+  double* extendSums(std::uint32_t row, std::uint32_t count);
+  void appendIrregular(std::uint32_t row, const double* entry);
+  bool isRegular(const RowColumns& columns) const;
+  bool piecesFit(const Row& row, std::uint32_t count) const;
+
+  Shape shape;
+  std::uint32_t width;
+  std::vector<Slot> slots;
+  std::size_t mask;
+  unsigned shift;
+  std::uint32_t rowCount = 0;
+  std::vector<std::unique_ptr<Row[]>> slabs;
+  Arena arena;
+  std::unordered_map<std::uint32_t, RowColumns> irregular;
+  mutable double irregularMark = 0.0;  // only its address is used
+};
+
+}  // namespace vesk_loader
+
+#endif  // KEY_TABLE_H

@@ -1,0 +1,219 @@
+#include "process_file.h"
+
+#include <new>
+#include <vector>
+
+#include "block_file.h"
+#include "control/quven_file_formats.h"
+#include "loader_common.h"
+#include "loader_dates.h"
+
+namespace vesk_loader {
+
+namespace {
+
+using process_file_format::listEnd;
+using process_file_format::recordEnd;
+
+/// Reads the records of one process file.
+class ProcessFileReader {
+ public:
+  ProcessFileReader(DoubleReader& file_, LoaderTables& tables_) : file(file_), tables(tables_) {}
+
+  /// The number of records read.
+  std::uint32_t readAll() {
+    double key = 0.0;
+    while (file.next(key)) {
+      ++record;
+      if (key < 0.0) {
+        report_warning(1371, format_text("%g;%u", key, record),
+                       format_text("read_process_file: negative caller id %g, line %u", key, record));
+      }
+      row = tables.keys->findOrInsert(key);
+      columns.clear(tables.keys->getShape().payloadCount);
+      readEntries(key);
+      readPayloads();
+      tables.keys->assign(row, columns);
+    }
+    return record;
+  }
+
+ private:
+  void readEntries(double key) {
+    const bool dates = tables.keys->getShape().dates;
+    if (tables.pairs != nullptr) tables.pairs->makeMap(row);
+    while (true) {
+      const double value = file.require();
+      if (value == listEnd) return;
+      if (value < 0.0) {
+        report_warning(
+            1370, format_text("%g;%u;%g", value, record, key),
+            format_text("read_process_file: negative callee id %g, line %u (caller = %g)", value, record, key));
+      }
+      // In a pair sum run the callees live in the pair table; a row is kept only to carry the dates.
+      if (tables.pairs == nullptr || dates) columns.values.push_back(value);
+      if (dates) columns.dates.push_back(file.require());
+      if (tables.pairs != nullptr) {
+        tables.pairs->weight(row, value, PairSumTable::hash(row, value)) = file.require();
+      }
+    }
+  }
+
+  void readPayloads() {
+    std::size_t column = 0;
+    while (true) {
+      double value = file.require();
+      if (value == recordEnd) break;
+      if (column == columns.payloads.size()) wrongPayloadCount();
+      // The first value belongs to the column whatever it is.
+      do {
+        columns.payloads[column].push_back(value);
+        value = file.require();
+      } while (value != listEnd);
+      ++column;
+    }
+    if (column < columns.payloads.size()) wrongPayloadCount();
+  }
+
+  [[noreturn]] static void wrongPayloadCount() {
+    report_error(1310, "read_process_file: Unexpected number of payload fields found in process file");
+  }
+
+  DoubleReader& file;
+  LoaderTables& tables;
+  std::uint32_t record = 0;
+  std::uint32_t row = 0;
+  RowColumns columns;
+};
+
+/// Writes one record of a process file.
+class ProcessFileWriter {
+ public:
+  ProcessFileWriter(BlockWriter& file_, const LoaderTables& tables_) : file(file_), tables(tables_) {}
+
+  /// False, with nothing written, if the row is empty.
+  bool writeRow(std::uint32_t row) {
+    tables.keys->read(row, columns);
+    if (columns.values.empty()) return false;
+    file.put(tables.keys->key(row));
+    for (std::size_t i = 0; i < columns.values.size(); ++i) {
+      file.put(columns.values[i]);
+      if (tables.keys->getShape().dates) file.put(date(i));
+    }
+    endRecord();
+    return true;
+  }
+
+  bool writePairs(std::uint32_t row) {
+    const double key = tables.keys->key(row);
+    if (!tables.pairs->hasMap(row)) {
+      report_error(1000, format_text("%g", key), format_text("missing pairsum information for key %g", key));
+    }
+    const auto pairs = tables.pairs->pairs(row);
+    if (pairs.empty()) return false;
+    tables.keys->read(row, columns);
+    file.put(key);
+    for (std::size_t i = 0; i < pairs.size(); ++i) {
+      file.put(pairs[i].callee);
+      if (tables.keys->getShape().dates) file.put(date(i));
+      file.put(pairs[i].weight);
+    }
+    endRecord();
+    return true;
+  }
+
+ private:
+  // Rows of a plain run can be without dates; the format has a place for one all the same.
+  double date(std::size_t index) const { return index < columns.dates.size() ? columns.dates[index] : 0.0; }
+
+  void endRecord() {
+    file.put(listEnd);
+    for (std::size_t column = 0; column < tables.keys->getShape().payloadCount; ++column) {
+      if (column < columns.payloads.size()) file.put(columns.payloads[column]);
+      file.put(listEnd);
+    }
+    file.put(recordEnd);
+  }
+
+  BlockWriter& file;
+  const LoaderTables& tables;
+  RowColumns columns;
+};
+
+void keep_from_date(RowColumns& columns, double cutoffDate, std::uint32_t dateFormat) {
+  RowColumns kept;
+  kept.clear(columns.payloads.size());
+  for (std::size_t i = 0; i < columns.values.size(); ++i) {
+    const bool dated = i < columns.dates.size();
+    if (dated && date_is_before(columns.dates[i], cutoffDate, dateFormat) != 0) continue;
+    kept.values.push_back(columns.values[i]);
+    if (dated) kept.dates.push_back(columns.dates[i]);
+    for (std::size_t column = 0; column < columns.payloads.size(); ++column) {
+      if (i < columns.payloads[column].size()) kept.payloads[column].push_back(columns.payloads[column][i]);
+    }
+  }
+  columns = std::move(kept);
+}
+
+}  // namespace
+
+int read_process_file(const std::string& fileName, const LoaderSettings& settings, LoaderTables& tables) {
+  try {
+    report_log(0, ">>> VESK loader: starting read_process_file, file = " + fileName);
+    DoubleReader file;
+    if (!file.open(fileName)) return 0;
+    tables = LoaderTables::create(settings);
+    scan_statistics().processRecords += ProcessFileReader(file, tables).readAll();
+    file.close();
+    report_log(0, ">>> VESK loader: read process file is done.");
+    return 1;
+  } catch (const std::bad_alloc&) {
+    report_error(1311,
+                 "read_process_file: Unexpected memory exception. It is likely that the loader ran out of memory.");
+  } catch (...) {
+    report_error(1312, "read_process_file: Unexpected exception");
+  }
+}
+
+int write_process_file(const std::string& fileName, LoaderTables& tables) {
+  try {
+    report_log(0, ">>> VESK loader: starting write_process_file, file = " + fileName);
+    if (tables.pairs != nullptr) tables.pairs->order(tables.keys->size());
+    BlockWriter file;
+    if (!file.open(fileName)) {
+      report_error(1201, fileName, format_text("write_process_file, Cannot open file %s", fileName.c_str()));
+    }
+    ProcessFileWriter writer(file, tables);
+    std::uint32_t count = 0;
+    for (const std::uint32_t row : tables.keys->rowsInOrder()) {
+      if (tables.pairs != nullptr ? writer.writePairs(row) : writer.writeRow(row)) ++count;
+    }
+    file.close();
+    report_log(0, format_text(">>> VESK loader: Writing process file done, %u records are written.", count));
+    return 1;
+  } catch (...) {
+    report_error(1323, "write_process_file: Unexpected exception occured (probably IO)");
+  }
+}
+
+int drop_old_entries(LoaderTables& tables, double cutoffDate, std::uint32_t dateFormat) {
+  try {
+    const CutoffTest cutoff(cutoffDate, dateFormat);
+    RowColumns columns;
+    for (std::uint32_t row = 0; row < tables.keys->size(); ++row) {
+      tables.keys->read(row, columns);
+      bool anyOld = false;
+      for (const double date : columns.dates) anyOld = anyOld || cutoff.isBefore(date);
+      if (!anyOld) continue;
+      keep_from_date(columns, cutoffDate, dateFormat);
+      tables.keys->assign(row, columns);
+    }
+    return 1;
+  } catch (const std::bad_alloc&) {
+    report_error(1360, "drop_old_entries: Unexpected memory exception");
+  } catch (...) {
+    report_error(1300, "drop_old_entries: Unexpected exception occoured");
+  }
+}
+
+}  // namespace vesk_loader

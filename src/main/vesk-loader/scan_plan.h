@@ -1,0 +1,66 @@
+#ifndef SCAN_PLAN_H
+#define SCAN_PLAN_H
+
+// The settings of a run in the form that the scan uses line by line.
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "loader_settings.h"
+
+namespace vesk_loader {
+
+enum class Comparison { Always, EQ, LE, GE, GT, LT };
+
+/// The condition of an operation; any other name than the five always holds.
+struct Condition {
+  Comparison comparison = Comparison::Always;
+  double threshold = -1.0;
+
+  static Condition fromSettings(const std::string& name, double threshold);
+
+  bool holds(double value) const {
+    switch (comparison) {
+      case Comparison::EQ:
+        return value == threshold;
+      case Comparison::LE:
+        return value <= threshold;
+      case Comparison::GE:
+        return value >= threshold;
+      case Comparison::GT:
+        return value > threshold;
+      case Comparison::LT:
+        return value < threshold;
+      case Comparison::Always:
+        break;
+    }
+    return true;
+  }
+};
+
+enum class OperationKind { CyclicAdd, Add, Count, PairSum };
+
+struct PlannedOperation {
+  OperationKind kind;
+  std::int32_t index;    ///< among the operations of the parameter file, 0-based
+  std::int32_t input;    ///< field
+  std::uint32_t output;  ///< position in the row of sums
+  Condition condition;
+};
+
+/// What the scan of one run does with a line.
+struct ScanPlan {
+  explicit ScanPlan(const LoaderSettings& settings);
+
+  bool tableRun = false;
+  std::vector<PlannedOperation> operations;  ///< those that this kind of run carries out, in order
+  std::uint32_t sumCount = 0;                ///< sums that a row of a plain run has at least
+  std::int32_t keyField;
+  std::int32_t dateField;
+  std::int32_t multiplicityField;
+};
+
+}  // namespace vesk_loader
+
+#endif  // SCAN_PLAN_H
