@@ -5,6 +5,8 @@
 
 #include "support/captured_run.h"
 #include "util/quven_env.h"
+#include "xrt/xrt_thread.h"
+#include "xrt/xrt_trace.h"
 
 namespace {
 
@@ -140,6 +142,36 @@ TEST_F(QUVENDebug, GuardSetsTheErrorWordUnlessExpectedOrSimulated) {
   run = capturedRun([] { quvenGuardReport(" guard\n"); });
   EXPECT_EQ(run.out, "\n    Simulated Error guard\n");
   EXPECT_EQ(quvenDebugWords.error, 0);
+}
+
+TEST_F(QUVENDebug, TraceOfLevelTwoGetsALineForAssertionsAndExceptions) {
+  const std::string thread = std::to_string(xrtThreadNumber());
+  XRTTrace& trace = XRTTrace::instance();
+  capturedRun([&] { trace.message(0, "start", XRTTRC_MINIMUM); });
+  trace.setLevel(XRTTRC_BASIC);
+  const CapturedRun plain = capturedRun([] { quvenAssertionFailed("a == b", "They differ", "f", 1, "dir/g.cpp"); });
+  trace.setSourceLines(1);
+  const CapturedRun withPlaces = capturedRun([] { quvenFatalReport("f", 1, "dir/g.cpp", "Text"); });
+  trace.disableComponent(xrt_component::util);
+  const CapturedRun disabled = capturedRun([] { quvenFatalReport("f", 1, "g.cpp", "Text"); });
+  trace.enableComponent(xrt_component::util);
+  quvenDebugWords.quiet = 1;
+  const CapturedRun quiet = capturedRun([] { quvenFatalReport("f", 1, "g.cpp", "Text"); });
+  trace.setSourceLines(0);
+  trace.setLevel(XRTTRC_MINIMUM);
+
+  EXPECT_EQ(plain.out, "(UTIL    , " + thread +
+                           ") g.cpp:1:f:ASSERTION FAILED (a == b) PROBABLE CAUSE: They differ\n"
+                           "\n*** ERROR in function f at line 1 in file g.cpp"
+                           "\n    ASSERTION FAILED (a == b)\n    PROBABLE CAUSE: They differ\n"
+                           "(UTIL    , " +
+                           thread + ") g.cpp:1:f:C++ Exception thrown.\n");
+  EXPECT_THAT(withPlaces.out,
+              testing::MatchesRegex("\n\\*\\*\\* ERROR in function f at line 1 in file g.cpp\n    Text\n"
+                                    "\\(UTIL    , [0-9]+\\) quven_debug.cpp:[0-9]+: "
+                                    "g.cpp:1:f:C\\+\\+ Exception thrown.\n"));
+  EXPECT_EQ(disabled.out, "\n*** ERROR in function f at line 1 in file g.cpp\n    Text\n");
+  EXPECT_EQ(quiet.out, "");
 }
 
 TEST_F(QUVENDebug, AbsentFeatureAndImpossibleStateHaveTheirTexts) {

@@ -1,13 +1,14 @@
 #include "util/quven_debug.h"
 
+#include <array>
 #include <charconv>
 #include <cstdint>
 #include <cstdio>
-#include <cstring>
 #include <initializer_list>
 
 #include "base/BASE_Termination.h"
 #include "util/quven_env.h"
+#include "xrt/xrt_trace.h"
 
 constinit QUVENDebugWords quvenDebugWords;
 
@@ -27,6 +28,24 @@ class NumberText {
 };
 
 const char* orUnknown(const char* text) { return text != nullptr ? text : "???"; }
+
+/// The pieces of a trace line behind its place.
+using TraceText = std::array<std::string_view, 5>;
+
+/// Writes a line on a place to the trace, from level 2 on, with the place here in front if the trace shows positions.
+void traceLine(const char* function, int line, const char* file, const TraceText& text) {
+  XRTTrace& trace = XRTTrace::instance();
+  if (quvenDebugWords.quiet != 0 || trace.getLevel() < XRTTRC_BASIC) return;
+  if (trace.isComponentEnabled(xrt_component::util) == 0) return;
+  const NumberText here(__LINE__);
+  const auto ifShown = [shown = trace.getSourceLines() != 0](std::string_view piece) {
+    return shown ? piece : std::string_view();
+  };
+  trace.message(xrt_component::util,
+                {ifShown(quvenFileName(__FILE__)), ifShown(":"), ifShown(here), ifShown(": "), quvenFileName(file), ":",
+                 NumberText(line), ":", orUnknown(function), ":", text[0], text[1], text[2], text[3], text[4]},
+                XRTTRC_BASIC);
+}
 
 [[noreturn]] void throwLibraryException(const char* function, int line, const char* file) {
   std::fflush(stdout);
@@ -77,9 +96,13 @@ void quvenFatalReport(std::string_view text, const QUVENEnvHandle& env) {
 }
 
 void quvenAssertionFailed(const char* condition, const char* cause, const char* function, int line, const char* file) {
+  const bool hasCause = cause != nullptr;
+  traceLine(
+      function, line, file,
+      {"ASSERTION FAILED (", orUnknown(condition), ")", hasCause ? " PROBABLE CAUSE: " : "", hasCause ? cause : ""});
   quvenReportPlace(function, line, file);
   quvenReportPieces({"\n    ", "ASSERTION FAILED (", orUnknown(condition), ")"});
-  if (cause != nullptr) quvenReportPieces({"\n    ", "PROBABLE CAUSE: ", cause});
+  if (hasCause) quvenReportPieces({"\n    ", "PROBABLE CAUSE: ", cause});
   quvenReportPieces({"\n"});
   if (quvenDebugWords.simulated == 0) quvenDebugWords.error = 1;
   throwLibraryException(function, line, file);
@@ -105,7 +128,10 @@ void quvenGuardReport(std::string_view text) noexcept {
   if (quvenDebugWords.expected == 0 && quvenDebugWords.simulated == 0) quvenDebugWords.error = 1;
 }
 
-void quvenNoteException(const char*, int, const char*) { quvenDebugWords.exceptionThrown = 1; }
+void quvenNoteException(const char* function, int line, const char* file) {
+  quvenDebugWords.exceptionThrown = 1;
+  traceLine(function, line, file, {"C++ Exception thrown."});
+}
 
 void quvenNotImplemented(const QUVENEnvHandle& env) { quvenFatalReport("Function/Feature not yet implemented", env); }
 

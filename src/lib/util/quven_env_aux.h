@@ -59,7 +59,7 @@ auto QUVENEnv::getGlobal(const QUVENStringWithHash& key, void (*factory)(Pointer
   Pointer result(QUVEN_ENV);
   factory(result, QUVEN_ENV);
   auto* newPtr = result.get();
-  QUVEN_ASSERT(newPtr != 0);
+  QUVEN_ASSERT(newPtr != 0);  // NOLINT(modernize-use-nullptr): the text of the report
   aux.store(key, std::make_unique<QUVENGlobalSlotOf<Pointer>>(std::move(result)), QUVEN_ENV);
   return newPtr;
 }
@@ -74,7 +74,7 @@ auto QUVENEnv::getDataScanGlobals(void (*factory)(Pointer& result, const QUVENEn
   Pointer result(QUVEN_ENV);
   factory(result, QUVEN_ENV);
   auto* cvPtr = result.get();
-  QUVEN_ASSERT(cvPtr != 0);
+  QUVEN_ASSERT(cvPtr != 0);  // NOLINT(modernize-use-nullptr): the text of the report
   aux.setDataScanSlot(std::make_unique<QUVENGlobalSlotOf<Pointer>>(std::move(result)), QUVEN_ENV);
   return cvPtr;
 }

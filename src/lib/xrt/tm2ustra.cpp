@@ -1,0 +1,154 @@
+#include "xrt/tm2ustra.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <cstring>
+#include <new>
+#include <string>
+#include <utility>
+
+#include "base/BASE_Termination.h"
+#include "xrt/xrt_exception.h"
+
+namespace {
+
+constexpr int numberBuffer = 256;
+
+[[noreturn]] void stringAssertFailed(const char* condition, int line, const char* file) {
+  const char* slash = std::strrchr(file, '/');
+  std::printf("\n*** ERROR: String Assert Failed: %s\n    At Line %d, File %s\n", condition, line,
+              slash == nullptr ? file : slash + 1);
+  std::fflush(stdout);
+  BASE_RaiseTermination();
+}
+
+}  // namespace
+
+// The text of the condition is part of the report.
+#define TM2_ASSERT(condition) \
+  (static_cast<bool>(condition) ? static_cast<void>(0) : stringAssertFailed(#condition, __LINE__, __FILE__))
+
+TM2AscString& TM2AscString::operator=(const TM2AscString& other) {
+  if (this != &other) assign(other.view());
+  return *this;
+}
+
+TM2AscString& TM2AscString::operator=(TM2AscString&& other) noexcept {
+  swap(other);
+  return *this;
+}
+
+void TM2AscString::swap(TM2AscString& other) noexcept {
+  std::swap(base, other.base);
+  std::swap(act_len, other.act_len);
+  std::swap(pot_len, other.pot_len);
+}
+
+void TM2AscString::assign(std::string_view newText) {
+  if (newText.empty()) {
+    if (base != nullptr) storeLength(0);
+    return;
+  }
+  const long num_chars = static_cast<long>(newText.size());
+  if (num_chars < pot_len) return copyChars(newText.data(), num_chars);
+  // The text may be part of the old buffer, which therefore stays until it is copied.
+  TM2AscString fresh;
+  fresh.setCapacity(num_chars + 1);
+  fresh.copyChars(newText.data(), num_chars);
+  swap(fresh);
+}
+
+void TM2AscString::append(std::string_view more) {
+  if (more.empty()) return;
+  const long oldLength = getLength();
+  const long a_len = oldLength + static_cast<long>(more.size());
+  if (a_len < pot_len) {
+    std::memmove(base + oldLength, more.data(), more.size());
+    return storeLength(a_len);
+  }
+  TM2AscString fresh;
+  fresh.setCapacity(std::max(a_len + 1, 2L * pot_len));
+  std::memcpy(fresh.base, text(), static_cast<std::size_t>(oldLength));
+  std::memcpy(fresh.base + oldLength, more.data(), more.size());
+  fresh.storeLength(a_len);
+  swap(fresh);
+}
+
+void TM2AscString::appendNumber(long value) { append(std::to_string(value)); }
+
+void TM2AscString::appendNumber(double value, const char* format) {
+  char buf[numberBuffer];
+  const int needed = std::snprintf(buf, sizeof buf, format, value);
+  if (needed >= numberBuffer) stringAssertFailed("strlen(buf) < 256", __LINE__, __FILE__);
+  append(buf);
+}
+
+void TM2AscString::setLengthCapacity(long a_len, long capacity) {
+  if (a_len == 0 && capacity == 0) return freeBuffer();
+  const long oldLength = getLength();
+  const long wanted = std::max(capacity, a_len + 1);
+  if (wanted != pot_len) setCapacity(wanted);
+  if (a_len > oldLength) std::memset(base + oldLength, ' ', static_cast<std::size_t>(a_len - oldLength));
+  storeLength(a_len);
+}
+
+void TM2AscString::setLength(long a_len) {
+  TM2_ASSERT(a_len < this->pot_len);
+  const long oldLength = getLength();
+  if (a_len > oldLength) std::memset(base + oldLength, ' ', static_cast<std::size_t>(a_len - oldLength));
+  storeLength(a_len);
+}
+
+void TM2AscString::setChar(long ix, char character) {
+  TM2_ASSERT(ix >= 0);
+  TM2_ASSERT(static_cast<unsigned long>(ix) <= (this->act_len & TM2AscString_ACT_LEN_MASK));
+  const long ix_plus_1 = ix + 1;
+  TM2_ASSERT(ix_plus_1 < this->pot_len);
+  base[ix] = character;
+  storeLength(std::max(getLength(), ix_plus_1));
+}
+
+char TM2AscString::operator[](long ix) const {
+  TM2_ASSERT(ix >= 0);
+  TM2_ASSERT(static_cast<unsigned long>(ix) <= (this->act_len & TM2AscString_ACT_LEN_MASK));
+  return text()[ix];
+}
+
+void TM2AscString::copyChars(const char* source, long num_chars) {
+  TM2_ASSERT(num_chars < this->pot_len);
+  std::memmove(base, source, static_cast<std::size_t>(num_chars));
+  storeLength(num_chars);
+}
+
+void TM2AscString::checkInvariant() const {
+  TM2_ASSERT(this->base == 0 || this->pot_len > 0);  // NOLINT(modernize-use-nullptr): the text of the report
+  // Only right after a change, when no flags are set.
+  if (base != nullptr) TM2_ASSERT(this->act_len < (unsigned long)(this->pot_len));
+}
+
+void TM2AscString::storeLength(long a_len) {
+  act_len = static_cast<std::uint32_t>(a_len);
+  checkInvariant();
+  base[a_len] = '\0';
+}
+
+/// Moves the text to a buffer of another capacity, which holds as much of it as fits.
+void TM2AscString::setCapacity(long capacity) {
+  char* buffer = nullptr;
+  if (capacity <= static_cast<long>(TM2AscString_ACT_LEN_MASK)) {
+    buffer = new (std::nothrow) char[static_cast<std::size_t>(capacity)];
+  }
+  if (buffer == nullptr) throw XRTMemoryException("Cannot allocate array memory", capacity, pot_len);
+  const long kept = std::min(getLength(), capacity - 1);
+  std::memcpy(buffer, text(), static_cast<std::size_t>(kept));
+  freeBuffer();
+  base = buffer;
+  pot_len = static_cast<std::int32_t>(capacity);
+  storeLength(kept);
+}
+
+void TM2AscString::freeBuffer() {
+  delete[] std::exchange(base, nullptr);
+  act_len = 0;
+  pot_len = 0;
+}
