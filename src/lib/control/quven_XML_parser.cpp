@@ -118,7 +118,8 @@ void QUVENXMLParser::pop(const QUVENEnvHandle& env) {
 }
 
 void QUVENXMLParser::startAt(QUVENXMLState newState, const std::vector<std::string>& names, const QUVENEnvHandle& env) {
-  while (openTags.size() > 1) pop(QUVEN_ENV);
+  while (!openTags.empty()) pop(QUVEN_ENV);
+  push(root.getName(), root, QUVEN_ENV);
   std::string path = root.getName();
   for (const std::string& name : names) {
     QUVENXMLTag& parent = *openTags.back();

@@ -21,10 +21,11 @@ std::vector<std::string> splitPath(std::string_view path, const QUVENEnvHandle& 
   return names;
 }
 
+// Numbers of this size are written in plain notation: who reads a whole number as an integer finds all of it.
+constexpr double SmallestPlain = 1e-5;
+constexpr double LargestPlain = 1e16;  // this one itself is not plain any more
+
 std::string textOf(double value) {
-  // Plain notation as long as it is readable, so that whoever reads a whole number as an integer finds all of it.
-  constexpr double LargestPlain = 1e16;
-  constexpr double SmallestPlain = 1e-5;
   const double size = std::fabs(value);
   const bool plain = value == 0 || (size >= SmallestPlain && size < LargestPlain);
   char text[64];
