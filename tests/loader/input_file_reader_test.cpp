@@ -220,7 +220,6 @@ TEST_F(InputFileReader, ReportsAFileThatDoesNotParse) {
   const CapturedRun run = readText("<LoaderParams>\n<Key>1</Kex>\n</LoaderParams>\n");
   EXPECT_EQ(run.out, startLine() +
                          "Closing tag [Kex] does not match opening tag [Key]\n"
-                         "Failed on transition from [START_END_TAG] to [ERROR]\n"
                          "XML Parse error.\n"
                          "Current tag stack: __XMLRoot__ LoaderParams Key \n"
                          "Current XML partial read: \n"
