@@ -9,6 +9,7 @@
 #include <cstdint>
 #include <cstring>
 #include <fstream>
+#include <memory>
 #include <string>
 #include <utility>
 #include <vector>
@@ -189,13 +190,13 @@ inline void table_of_20(const std::string& path, const std::string& stem) {
     Entry entries[tableSize];
   };
   FlatTable<std::uint32_t> table;
-  std::vector<std::vector<Ring>> slabs;
+  std::vector<std::unique_ptr<Ring[]>> slabs;
   std::uint32_t rings = 0;
   constexpr std::uint32_t slab = 1024;
   for_each_line(path, [&](const char* line, const char*) {
     std::uint32_t& number = table[number_at(line, callerStart, callerEnd)];
     if (number == 0) {
-      if (rings % slab == 0) slabs.emplace_back(slab);
+      if (rings % slab == 0) slabs.push_back(std::make_unique_for_overwrite<Ring[]>(slab));
       number = ++rings;
     }
     Ring& ring = slabs[(number - 1) / slab][(number - 1) % slab];

@@ -29,7 +29,7 @@ double usable_cutoff(const LoaderSettings& settings, const ScanScope& scope) {
 }
 
 std::size_t values_of_record(const LoaderTables& tables, const ScanPlan& plan) {
-  return plan.tableRun ? tables.keys->entryWidth() : plan.operations.size();
+  return plan.tableRun ? tables.keys->entryWidth() : plan.valueInputs.size();
 }
 
 }  // namespace
@@ -142,11 +142,12 @@ void LineScan::scanPlainOperations() {
   }
   if (sample) report_log(1, format_text("--- caller ID = %g", key));
   if (plan.operations.empty()) return;
-  double* const record = pendingValues();
-  for (std::size_t i = 0; i < plan.operations.size(); ++i) {
-    record[i] = fieldValue(plan.operations[i].input);
-    if (sample) traceOperation(plan.operations[i], record[i], multiplicity);
+  for (const PlannedOperation& operation : plan.operations) {
+    const FieldText& input = checkedField(operation.input);
+    if (sample) traceOperation(operation, read_double(input), multiplicity);
   }
+  double* const record = pendingValues();
+  for (std::size_t i = 0; i < plan.valueInputs.size(); ++i) record[i] = fieldValue(plan.valueInputs[i]);
   push(key, multiplicity);
   if (sample && tables.pairs != nullptr && plan.operations[0].condition.holds(record[0])) tracePairSum(record[0]);
 }
@@ -216,10 +217,12 @@ void LineScan::applySums() {
     lineCounter = pending[i].line;
     if (plan.sumCount == 0) continue;  // no operation has a sum: the row stays as it is
     double* const sums = tables.keys->sums(pending[i].row, plan.sumCount);
-    for (std::size_t j = 0; j < plan.operations.size(); ++j) {
-      const PlannedOperation& operation = plan.operations[j];
-      if (!operation.condition.holds(record[j])) continue;
-      sums[operation.output] += operation.kind == OperationKind::Add ? record[j] : pending[i].multiplicity;
+    for (const PlannedOperation& operation : plan.operations) {
+      if (operation.condition.comparison != Comparison::Always && !operation.condition.holds(record[operation.value])) {
+        continue;
+      }
+      sums[operation.output] +=
+          operation.kind == OperationKind::Add ? record[operation.value] : pending[i].multiplicity;
     }
   }
 }

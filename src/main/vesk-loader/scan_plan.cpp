@@ -43,9 +43,18 @@ ScanPlan::ScanPlan(const LoaderSettings& settings)
         operation.output = static_cast<std::uint32_t>(settings.operationOutputs[i]);
         sumCount = std::max(sumCount, operation.output + 1);
       }
+      const bool usesValue = kind != OperationKind::Count || operation.condition.comparison != Comparison::Always;
+      if (!tableRun && usesValue) operation.value = indexOfInput(operation.input);
       operations.push_back(operation);
     }
   }
+}
+
+std::uint32_t ScanPlan::indexOfInput(std::int32_t field) {
+  const auto place = std::find(valueInputs.begin(), valueInputs.end(), field);
+  const auto index = static_cast<std::uint32_t>(place - valueInputs.begin());
+  if (place == valueInputs.end()) valueInputs.push_back(field);
+  return index;
 }
 
 }  // namespace vesk_loader

@@ -47,6 +47,7 @@ struct PlannedOperation {
   std::int32_t input;    ///< field
   std::uint32_t output;  ///< position in the row of sums
   Condition condition;
+  std::uint32_t value = 0;  ///< plain run: index among valueInputs of the input
 };
 
 /// What the scan of one run does with a line.
@@ -56,9 +57,15 @@ struct ScanPlan {
   bool tableRun = false;
   std::vector<PlannedOperation> operations;  ///< those that this kind of run carries out, in order
   std::uint32_t sumCount = 0;                ///< sums that a row of a plain run has at least
+
+  /// Plain run: the fields whose values the operations use, each once. A Count that always counts uses none.
+  std::vector<std::int32_t> valueInputs;
   std::int32_t keyField;
   std::int32_t dateField;
   std::int32_t multiplicityField;
+
+ private:
+  std::uint32_t indexOfInput(std::int32_t field);
 };
 
 }  // namespace vesk_loader
