@@ -27,6 +27,8 @@ class Node {
   QUVENXaRay<Node, 0> children;
 };
 
+int choosyMade = 0;
+
 class QUVENXaRayTest : public testing::Test {
  protected:
   void SetUp() override {
@@ -344,6 +346,22 @@ TEST_F(QUVENXaRayTest, UnwindingWithOutputIsSilentToo) {
   });
   EXPECT_EQ(run.out, "");
   EXPECT_EQ(quvenDebugWords.error, 0);
+}
+
+TEST_F(QUVENXaRayTest, CellThatCannotBeMadeLeavesTheArrayAsItWas) {
+  struct Choosy {
+    Choosy() {
+      if (++choosyMade > 3) throw std::runtime_error("no more");
+    }
+    Choosy(Choosy&&) noexcept {}
+  };
+  QUVENXaRay<Choosy, 0> array;
+  array.setSizeCapacity(2, 3, QUVEN_ENV);
+  EXPECT_THROW(array.setSize(10, QUVEN_ENV), std::runtime_error);
+  EXPECT_THROW(array.setSize(3, QUVEN_ENV), std::runtime_error);
+  EXPECT_EQ(array.getSize(), 2);
+  EXPECT_EQ(env.getBytesInUse(), static_cast<std::int64_t>(3 * sizeof(Choosy)));
+  array.deleteMemory(QUVEN_ENV);
 }
 
 TEST_F(QUVENXaRayTest, AlignsItsCells) {

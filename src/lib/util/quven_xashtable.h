@@ -240,7 +240,7 @@ class QUVENObjectIndexXAshTable {
       ++steps;
     }
     if (steps > params.getStepsUsed()) {
-      if (steps > params.getMaxSteps() && liveCount * 2 >= slots.getSize()) return 0;
+      if (steps > params.getMaxSteps() && 2L * liveCount >= slots.getSize()) return 0;
       params.setStepsUsed(steps);
     }
     return search.getSlot();
