@@ -6,6 +6,7 @@
 
 #include "support/captured_run.h"
 #include "support/failing_allocation.h"
+#include "xrt/xrt_exception.h"
 
 namespace {
 
@@ -97,6 +98,8 @@ TEST_F(QUVENXaRayTest, SameCapacityKeepsTheBlockAndClearsWhatComesIntoUse) {
   QUVENXaRay<long> array = counting(4);
   const long* block = array.begin();
   array.setSizeCapacity(2, 4, QUVEN_ENV);
+  EXPECT_EQ(block[2], 0);
+  EXPECT_EQ(block[3], 0);
   array.setSizeCapacity(4, 4, QUVEN_ENV);
   EXPECT_EQ(array.begin(), block);
   EXPECT_EQ(cellsOf(array), (std::vector<long>{1, 2, 0, 0}));
@@ -308,6 +311,19 @@ TEST_F(QUVENXaRayTest, SizeBeyondThirtyTwoBitsCannotBeAllocated) {
   EXPECT_TRUE(capturedRun([&] { array.autoExtend(0x80000000L, QUVEN_ENV); }).threwMemoryException);
   EXPECT_EQ(array.getCapacity(), 0);
   EXPECT_EQ(env.getBytesInUse(), 0);
+}
+
+TEST_F(QUVENXaRayTest, LastGrowthStepIsCutToTheLimitOfTheCount) {
+  QUVENXaRay<char> array;
+  env.setBytesBudget(100);
+  quvenDebugWords.quiet = 1;
+  try {
+    array.autoExtend(0x7fffffffL, QUVEN_ENV);
+    FAIL() << "more than the budget was given";
+  } catch (const XRTMemoryException& exception) {
+    EXPECT_EQ(exception.getBytesAsked(), 0x7fffffffL);
+    EXPECT_EQ(exception.getBytesInUse(), 0);
+  }
 }
 
 TEST_F(QUVENXaRayTest, DestructorReportsABlockThatIsStillHeld) {
