@@ -147,18 +147,23 @@ TEST_F(QUVENDebug, GuardSetsTheErrorWordUnlessExpectedOrSimulated) {
 TEST_F(QUVENDebug, TraceOfLevelTwoGetsALineForAssertionsAndExceptions) {
   const std::string thread = std::to_string(xrtThreadNumber());
   XRTTrace& trace = XRTTrace::instance();
-  capturedRun([&] { trace.message(0, "start", XRTTRC_MINIMUM); });
-  trace.setLevel(XRTTRC_BASIC);
+  // The notes of the trace's own switches are of no interest here.
+  capturedRun([&] {
+    trace.message(0, "start", XRTTRC_MINIMUM);
+    trace.setLevel(XRTTRC_BASIC);
+  });
   const CapturedRun plain = capturedRun([] { quvenAssertionFailed("a == b", "They differ", "f", 1, "dir/g.cpp"); });
-  trace.setSourceLines(1);
+  capturedRun([&] { trace.setSourceLines(1); });
   const CapturedRun withPlaces = capturedRun([] { quvenFatalReport("f", 1, "dir/g.cpp", "Text"); });
-  trace.disableComponent(xrt_component::util);
+  capturedRun([&] { trace.disableComponent(xrt_component::util); });
   const CapturedRun disabled = capturedRun([] { quvenFatalReport("f", 1, "g.cpp", "Text"); });
-  trace.enableComponent(xrt_component::util);
+  capturedRun([&] { trace.enableComponent(xrt_component::util); });
   quvenDebugWords.quiet = 1;
   const CapturedRun quiet = capturedRun([] { quvenFatalReport("f", 1, "g.cpp", "Text"); });
-  trace.setSourceLines(0);
-  trace.setLevel(XRTTRC_MINIMUM);
+  capturedRun([&] {
+    trace.setSourceLines(0);
+    trace.setLevel(XRTTRC_MINIMUM);
+  });
 
   EXPECT_EQ(plain.out, "(UTIL    , " + thread +
                            ") g.cpp:1:f:ASSERTION FAILED (a == b) PROBABLE CAUSE: They differ\n"

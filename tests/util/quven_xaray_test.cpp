@@ -6,6 +6,7 @@
 
 #include "support/captured_run.h"
 #include "support/failing_allocation.h"
+#include "xrt/xrt_exception.h"
 
 namespace {
 
@@ -26,6 +27,8 @@ class Node {
   QUVENXaRay<double> numbers;
   QUVENXaRay<Node, 0> children;
 };
+
+int choosyMade = 0;
 
 class QUVENXaRayTest : public testing::Test {
  protected:
@@ -95,6 +98,8 @@ TEST_F(QUVENXaRayTest, SameCapacityKeepsTheBlockAndClearsWhatComesIntoUse) {
   QUVENXaRay<long> array = counting(4);
   const long* block = array.begin();
   array.setSizeCapacity(2, 4, QUVEN_ENV);
+  EXPECT_EQ(block[2], 0);
+  EXPECT_EQ(block[3], 0);
   array.setSizeCapacity(4, 4, QUVEN_ENV);
   EXPECT_EQ(array.begin(), block);
   EXPECT_EQ(cellsOf(array), (std::vector<long>{1, 2, 0, 0}));
@@ -308,6 +313,19 @@ TEST_F(QUVENXaRayTest, SizeBeyondThirtyTwoBitsCannotBeAllocated) {
   EXPECT_EQ(env.getBytesInUse(), 0);
 }
 
+TEST_F(QUVENXaRayTest, LastGrowthStepIsCutToTheLimitOfTheCount) {
+  QUVENXaRay<char> array;
+  env.setBytesBudget(100);
+  quvenDebugWords.quiet = 1;
+  try {
+    array.autoExtend(0x7fffffffL, QUVEN_ENV);
+    FAIL() << "more than the budget was given";
+  } catch (const XRTMemoryException& exception) {
+    EXPECT_EQ(exception.getBytesAsked(), 0x7fffffffL);
+    EXPECT_EQ(exception.getBytesInUse(), 0);
+  }
+}
+
 TEST_F(QUVENXaRayTest, DestructorReportsABlockThatIsStillHeld) {
   const CapturedRun run = capturedRun([&] { const QUVENXaRay<long> array = counting(3); });
   EXPECT_EQ(run.out, "\n*** ERROR destructor called without resetting array\n");
@@ -344,6 +362,22 @@ TEST_F(QUVENXaRayTest, UnwindingWithOutputIsSilentToo) {
   });
   EXPECT_EQ(run.out, "");
   EXPECT_EQ(quvenDebugWords.error, 0);
+}
+
+TEST_F(QUVENXaRayTest, CellThatCannotBeMadeLeavesTheArrayAsItWas) {
+  struct Choosy {
+    Choosy() {
+      if (++choosyMade > 3) throw std::runtime_error("no more");
+    }
+    Choosy(Choosy&&) noexcept {}
+  };
+  QUVENXaRay<Choosy, 0> array;
+  array.setSizeCapacity(2, 3, QUVEN_ENV);
+  EXPECT_THROW(array.setSize(10, QUVEN_ENV), std::runtime_error);
+  EXPECT_THROW(array.setSize(3, QUVEN_ENV), std::runtime_error);
+  EXPECT_EQ(array.getSize(), 2);
+  EXPECT_EQ(env.getBytesInUse(), static_cast<std::int64_t>(3 * sizeof(Choosy)));
+  array.deleteMemory(QUVEN_ENV);
 }
 
 TEST_F(QUVENXaRayTest, AlignsItsCells) {

@@ -1,11 +1,9 @@
 #include "util/quven_xashtable.h"
 
-#include <map>
 #include <random>
 #include <string>
 
 #include "support/captured_run.h"
-#include "support/failing_allocation.h"
 #include "util/quven_string.h"
 
 namespace {
@@ -148,70 +146,7 @@ class QUVENXAshTableTest : public testing::Test {
   QUVENEnv env;
 };
 
-/// Stands for the slots of a table that no machine of a developer holds.
-struct HugeSlots {
-  long size;
-  long getSize() const { return size; }
-};
-
 }  // namespace
-
-TEST(QUVENXAshTableParams, FollowTheNumberOfKeys) {
-  struct Row {
-    long keys, slots, shift1, shift2, maxSteps;
-  };
-  // slots is the power of two that is at least 2 and at least keys; shift1 = 32 - log2(slots).
-  constexpr Row rows[] = {{0, 2, 31, 13, 2},
-                          {1, 2, 31, 13, 2},
-                          {2, 2, 31, 13, 2},
-                          {3, 4, 30, 13, 3},
-                          {4, 4, 30, 13, 3},
-                          {5, 8, 29, 12, 4},
-                          {1000, 1024, 22, 9, 11},
-                          {1L << 27, 1L << 27, 5, 0, 28},
-                          {1L << 28, 1L << 28, 4, 0, 29},
-                          {0x40000000L, 0x40000000L, 2, 0, 31}};
-  for (const Row& row : rows) {
-    QUVENXAshTableParams params;
-    params.setStepsUsed(3);
-    EXPECT_EQ(params.calcForKeys(row.keys), row.slots) << row.keys;
-    EXPECT_EQ(params.getShift1(), row.shift1) << row.keys;
-    EXPECT_EQ(params.getShift2(), row.shift2) << row.keys;
-    EXPECT_EQ(params.getMask(), row.slots - 1) << row.keys;
-    EXPECT_EQ(params.getMaxSteps(), row.maxSteps) << row.keys;
-    EXPECT_EQ(params.getStepsUsed(), 0) << row.keys;
-  }
-}
-
-TEST(QUVENXAshTableParams, DoubleUpToTheLimitAndFailBeyond) {
-  QUVENXAshTableParams params;
-  params.calcForKeys(0x20000000L);
-  EXPECT_EQ(params.calcForTwice(HugeSlots{0x20000000L}), 0x40000000L);
-  EXPECT_EQ(params.getShift1(), 2);
-  EXPECT_EQ(params.getMaxSteps(), 31);
-  EXPECT_EQ(params.getMask(), 0x3fffffffL);
-  const CapturedRun run = capturedRun([&] { params.calcForTwice(HugeSlots{0x40000000L}); });
-  EXPECT_THAT(run.out, testing::HasSubstr("\n    ASSERTION FAILED (oldHTable.getSize() < 0x40000000L)\n"));
-  EXPECT_TRUE(run.threwLibraryException);
-  EXPECT_EQ(params.getMask(), 0x3fffffffL);
-}
-
-TEST(QUVENXAshTableParams, SearchMeetsEverySlotOnce) {
-  for (const long slots : {2L, 4L, 8L, 64L, 1024L}) {
-    QUVENXAshTableParams params;
-    params.calcForKeys(slots);
-    for (const long key : {0L, 1L, 2L, -7L, 123456789L}) {
-      QUVENXAshTableParams::Search search(params, hashIntegerKey(key));
-      std::vector<bool> met(static_cast<std::size_t>(slots) + 1);
-      for (long i = 0; i < slots; ++i, search.step()) {
-        ASSERT_GE(search.getSlot(), 1);
-        ASSERT_LE(search.getSlot(), slots);
-        EXPECT_FALSE(met[static_cast<std::size_t>(search.getSlot())]) << slots << " " << key;
-        met[static_cast<std::size_t>(search.getSlot())] = true;
-      }
-    }
-  }
-}
 
 TEST_F(QUVENXAshTableTest, FindsNothingAtFirst) {
   QUVENObjectIndexXAshTable<long> table;
@@ -402,77 +337,4 @@ TEST_F(QUVENXAshTableTest, CopiesMovesAndEmptiesItself) {
   moved.deleteMemory(QUVEN_ENV);
   EXPECT_EQ(moved.getIndex("key 50"), 0);
   table.deleteMemory(QUVEN_ENV);
-}
-
-TEST_F(QUVENXAshTableTest, FailedInsertionLeavesTheTableAsItWas) {
-  QUVENKeyValueXAshTable<long, double> table;
-  long failures = 0;
-  for (long key = 1; key <= 200; ++key) {
-    // Each key first meets an allocator that fails at once, at the second and at the third block.
-    for (long allowed = 0; allowed <= 2; ++allowed) {
-      const std::int64_t before = env.getBytesInUse();
-      quvenDebugWords.quiet = 1;
-      const CapturedRun run = capturedRun([&] {
-        const FailingAllocation failure(allowed);
-        table.put(key * 17, 0.5, QUVEN_ENV);
-      });
-      quvenDebugWords.quiet = 0;
-      if (!run.threwMemoryException) break;
-      ++failures;
-      EXPECT_GE(env.getBytesInUse(), before);
-      ASSERT_EQ(table.getIndex(key * 17), 0);
-      ASSERT_EQ(table.getLiveCount(), key - 1);
-    }
-    ASSERT_EQ(table.put(key * 17, static_cast<double>(key), QUVEN_ENV), key);
-  }
-  EXPECT_GT(failures, 20);
-  for (long key = 1; key <= 200; ++key) EXPECT_EQ(*table.find(key * 17), static_cast<double>(key));
-  table.deleteMemory(QUVEN_ENV);
-}
-
-TEST_F(QUVENXAshTableTest, KeepsAValueForEachKey) {
-  QUVENKeyValueXAshTable<QUVENStringWithHash, std::string> table;
-  EXPECT_EQ(table.put("one", "1", QUVEN_ENV), 1);
-  EXPECT_EQ(table.put("two", "2", QUVEN_ENV), 2);
-  EXPECT_EQ(table.put("one", "eins", QUVEN_ENV), 1);
-  EXPECT_EQ(*table.find("one"), "eins");
-  EXPECT_EQ(table.getValue(2), "2");
-  EXPECT_EQ(table.find("three"), nullptr);
-  EXPECT_EQ(table.remove("one", QUVEN_ENV), 1);
-  EXPECT_EQ(table.remove("one", QUVEN_ENV), 0);
-  EXPECT_EQ(table.find("one"), nullptr);
-  EXPECT_EQ(table.getValue(1), "");
-  EXPECT_EQ(table.insert("one", QUVEN_ENV), 1);
-  EXPECT_EQ(*table.find("one"), "");
-  QUVENKeyValueXAshTable<QUVENStringWithHash, std::string> copy;
-  copy.copyFrom(table, QUVEN_ENV);
-  EXPECT_EQ(*copy.find("two"), "2");
-  copy.clear(QUVEN_ENV);
-  EXPECT_EQ(copy.find("two"), nullptr);
-  copy.prepare(100, QUVEN_ENV);
-  copy.swap(table);
-  EXPECT_EQ(*copy.find("two"), "2");
-  EXPECT_EQ(table.getNumSlots(), 128);
-  copy.deleteMemory(QUVEN_ENV);
-  table.deleteMemory(QUVEN_ENV);
-}
-
-TEST_F(QUVENXAshTableTest, ReleasesValuesThatHoldMemory) {
-  QUVENKeyValueXAshTable<long, QUVENXaRay<double>> table;
-  for (long key = 1; key <= 20; ++key) {
-    QUVENXaRay<double> value;
-    value.setSize(key, QUVEN_ENV);
-    table.put(key, std::move(value), QUVEN_ENV);
-  }
-  QUVENXaRay<double> other;
-  other.setSize(3, QUVEN_ENV);
-  table.put(20L, std::move(other), QUVEN_ENV);
-  EXPECT_EQ(table.find(20L)->getSize(), 3);
-  table.remove(19L, QUVEN_ENV);
-  QUVENKeyValueXAshTable<long, QUVENXaRay<double>> copy;
-  copy.copyFrom(table, QUVEN_ENV);
-  EXPECT_EQ(copy.find(18L)->getSize(), 18);
-  copy.deleteMemory(QUVEN_ENV);
-  table.deleteMemory(QUVEN_ENV);
-  EXPECT_EQ(quvenDebugWords.error, 0);
 }

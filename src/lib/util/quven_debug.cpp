@@ -71,7 +71,9 @@ const char* quvenReportHeading() {
 
 void quvenReportPieces(std::span<const std::string_view> pieces) {
   if (quvenDebugWords.quiet != 0) return;
-  for (const std::string_view piece : pieces) std::fwrite(piece.data(), 1, piece.size(), stdout);
+  for (const std::string_view piece : pieces) {
+    if (!piece.empty()) std::fwrite(piece.data(), 1, piece.size(), stdout);
+  }
 }
 
 void quvenReportPieces(std::initializer_list<std::string_view> pieces) {

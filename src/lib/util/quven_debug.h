@@ -2,6 +2,7 @@
 #define QUVEN_DEBUG_H
 
 #include <cstddef>
+#include <initializer_list>
 #include <span>
 #include <string_view>
 

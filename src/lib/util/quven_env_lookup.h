@@ -2,7 +2,7 @@
 #define QUVEN_ENV_LOOKUP_H
 
 #include "util/quven_env.h"
-#include "util/quven_xashtable.h"
+#include "util/quven_keyvalue_xashtable.h"
 
 /// The environments of the process by thread.
 ///

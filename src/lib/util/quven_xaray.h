@@ -103,8 +103,13 @@ class QUVENXaRayImplementation {
   /// construct. Its bytes are charged.
   [[nodiscard]] static T* makeNewSegment(long kept, long newSize, long newCapacity, const QUVENEnvHandle& env) {
     checkKind();
-    T* block = static_cast<T*>(quvenAllocateCells(newCapacity, sizeof(T), alignof(T), QUVEN_ENV));
-    std::uninitialized_value_construct(block + kept, block + newSize);
+    T* block = static_cast<T*>(quvenAllocateCells(newCapacity, cellBytes, alignof(T), QUVEN_ENV));
+    try {
+      std::uninitialized_value_construct(block + kept, block + newSize);
+    } catch (...) {
+      quvenFreeCells(block, newCapacity, cellBytes, alignof(T), QUVEN_ENV);
+      throw;
+    }
     return block;
   }
 
@@ -122,13 +127,15 @@ class QUVENXaRayImplementation {
     endCells(1, size, QUVEN_ENV);
     T* block = std::exchange(cells, nullptr) + 1;
     size = 0;
-    quvenFreeCells(block, std::exchange(capacity, 0), sizeof(T), alignof(T), QUVEN_ENV);
+    quvenFreeCells(block, std::exchange(capacity, 0), cellBytes, alignof(T), QUVEN_ENV);
   }
 
  protected:
   T* cellPointer() const { return cells; }
 
  private:
+  static constexpr std::size_t cellBytes = sizeof(T);  // NOLINT(bugprone-sizeof-expression): pointers are cells, too
+
   static constexpr void checkKind() {
     static_assert(kind == 0 || std::is_trivially_copyable_v<T>, "cells of this type need kind 0");
     static_assert(std::is_nothrow_move_constructible_v<T>, "a growing array moves its cells and cannot go back");

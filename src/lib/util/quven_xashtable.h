@@ -1,19 +1,15 @@
 #ifndef QUVEN_XASHTABLE_H
 #define QUVEN_XASHTABLE_H
 
+#include <algorithm>
 #include <concepts>
 #include <cstdint>
+#include <type_traits>
 #include <utility>
 
 #include "util/quven_hash.h"
 #include "util/quven_xaray.h"
-
-/// A slot of an open addressing table. index 0: empty; above 0: the dense index of a key; below 0: a removed key, whose
-/// dense index is kept negated and given out again.
-struct QUVENXAshTableEntry {
-  std::uint32_t hash = 0;
-  std::int32_t index = 0;
-};
+#include "util/quven_xashtable_params.h"
 
 /// Hash and equality of a key type. A class of keys has hash() and ==; an integer needs nothing.
 /// The key that is looked up may be of another type with the same hash, such as a text for a string.
@@ -28,61 +24,6 @@ struct QUVENXAshKey {
 template <std::integral K>
 struct QUVENXAshKey<K> {
   static std::uint32_t hash(K key) { return hashIntegerKey(key); }
-};
-
-/// The numbers that steer the search in an open addressing table.
-///
-/// The search for a hash is a full period of a linear congruential sequence over the slots, so that it meets every slot
-/// once; it never goes beyond the longest chain so far.
-class QUVENXAshTableParams {
- public:
-  static constexpr long maxSlots = 0x40000000L;
-
-  /// A walk over the slots of one hash: getSlot is 1-based.
-  class Search {
-   public:
-    Search(const QUVENXAshTableParams& params, std::uint32_t hash)
-        : mask(params.mask),
-          position((hash >> params.shift1) & mask),
-          multiplier((((hash >> params.shift2) & ~2U) | 5U) & mask),
-          increment((2U * hash + 1U) & mask) {}
-    long getSlot() const { return static_cast<long>(position) + 1; }
-    void step() { position = (position * multiplier + increment) & mask; }
-
-   private:
-    std::uint32_t mask;
-    std::uint32_t position;
-    std::uint32_t multiplier;
-    std::uint32_t increment;
-  };
-
-  /// Sets the numbers for a table that is to hold n keys and returns its number of slots, a power of two.
-  long calcForKeys(long n);
-
-  /// Sets the numbers for twice the slots of a table and returns the new number of slots.
-  /// Errors: a table of maxSlots slots fails the assertion "oldHTable.getSize() < 0x40000000L"; nothing changes then.
-  template <class Slots>
-  long calcForTwice(const Slots& oldHTable) {
-    QUVEN_ASSERT(oldHTable.getSize() < 0x40000000L);
-    setForSlots(2 * oldHTable.getSize(), shift1 - 1, maxSteps + 1);
-    return 2 * oldHTable.getSize();
-  }
-
-  long getShift1() const { return shift1; }
-  long getShift2() const { return shift2; }
-  long getMask() const { return mask; }
-  long getMaxSteps() const { return maxSteps; }
-  long getStepsUsed() const { return stepsUsed; }
-  void setStepsUsed(long steps) { stepsUsed = static_cast<std::int32_t>(steps); }
-
- private:
-  void setForSlots(long slots, std::int32_t newShift1, std::int32_t newMaxSteps);
-
-  std::int32_t shift1 = 0;
-  std::int32_t shift2 = 0;
-  std::uint32_t mask = 0;
-  std::int32_t maxSteps = 0;
-  std::int32_t stepsUsed = 0;
 };
 
 /// A set of keys that gives each key a dense index from 1 upward, by open addressing.
@@ -240,7 +181,7 @@ class QUVENObjectIndexXAshTable {
       ++steps;
     }
     if (steps > params.getStepsUsed()) {
-      if (steps > params.getMaxSteps() && liveCount * 2 >= slots.getSize()) return 0;
+      if (steps > params.getMaxSteps() && 2L * liveCount >= slots.getSize()) return 0;
       params.setStepsUsed(steps);
     }
     return search.getSlot();
@@ -316,86 +257,6 @@ class QUVENObjectIndexXAshTable {
   Keys keys;
   std::int32_t liveCount = 0;
   QUVENXAshTableParams params;
-};
-
-/// The same with a value for each key, parallel to the keys.
-template <class K, class V>
-class QUVENKeyValueXAshTable : public QUVENObjectIndexXAshTable<K> {
-  using Base = QUVENObjectIndexXAshTable<K>;
-
- public:
-  /// The dense index of a key; a new key gets a cleared value.
-  template <class Lookup>
-  long insert(const Lookup& key, const QUVENEnvHandle& env) {
-    // First the room, so that no key is left without a value when memory runs out.
-    values.autoReserve(Base::getNumKeys() + 1, QUVEN_ENV);
-    const long index = Base::insert(key, QUVEN_ENV);
-    values.autoExtend(index, QUVEN_ENV);
-    return index;
-  }
-
-  /// Sets the value of a key, which is inserted if it is new, and returns its dense index.
-  template <class Lookup>
-  long put(const Lookup& key, V value, const QUVENEnvHandle& env) {
-    const long index = insert(key, QUVEN_ENV);
-    quvenReleaseCell(values[index], QUVEN_ENV);
-    values[index] = std::move(value);
-    return index;
-  }
-
-  void swap(QUVENKeyValueXAshTable& other) noexcept {
-    Base::swap(other);
-    values.swap(other.values);
-  }
-
-  /// The value of a key, or null.
-  template <class Lookup>
-  V* find(const Lookup& key) {
-    const long index = Base::getIndex(key);
-    return index == 0 ? nullptr : &values[index];
-  }
-  template <class Lookup>
-  const V* find(const Lookup& key) const {
-    const long index = Base::getIndex(key);
-    return index == 0 ? nullptr : &values[index];
-  }
-
-  V& getValue(long index) { return values[index]; }
-  const V& getValue(long index) const { return values[index]; }
-
-  template <class Lookup>
-  long remove(const Lookup& key, const QUVENEnvHandle& env) {
-    const long index = Base::remove(key, QUVEN_ENV);
-    if (index != 0) {
-      quvenReleaseCell(values[index], QUVEN_ENV);
-      values[index] = V();
-    }
-    return index;
-  }
-
-  void prepare(long n, const QUVENEnvHandle& env) {
-    Base::prepare(n, QUVEN_ENV);
-    values.setSizeCapacity(0, std::max(n, values.getCapacity()), QUVEN_ENV);
-  }
-
-  void clear(const QUVENEnvHandle& env) {
-    Base::clear(QUVEN_ENV);
-    values.setSize(0, QUVEN_ENV);
-  }
-
-  void copyFrom(const QUVENKeyValueXAshTable& other, const QUVENEnvHandle& env) {
-    if (&other == this) return;
-    Base::copyFrom(other, QUVEN_ENV);
-    values.copyFrom(other.values, QUVEN_ENV);
-  }
-
-  void deleteMemory(const QUVENEnvHandle& env) {
-    Base::deleteMemory(QUVEN_ENV);
-    values.deleteMemory(QUVEN_ENV);
-  }
-
- private:
-  QUVENXaRay<V, quvenCellKind<V>> values;
 };
 
 #endif  // QUVEN_XASHTABLE_H

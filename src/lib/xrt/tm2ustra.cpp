@@ -49,28 +49,28 @@ void TM2AscString::assign(std::string_view newText) {
     if (base != nullptr) storeLength(0);
     return;
   }
-  const long num_chars = static_cast<long>(newText.size());
-  if (num_chars < pot_len) return copyChars(newText.data(), num_chars);
+  const long length = static_cast<long>(newText.size());
+  if (length < pot_len) return copyChars(newText.data(), length);
   // The text may be part of the old buffer, which therefore stays until it is copied.
   TM2AscString fresh;
-  fresh.setCapacity(num_chars + 1);
-  fresh.copyChars(newText.data(), num_chars);
+  fresh.setCapacity(length + 1);
+  fresh.copyChars(newText.data(), length);
   swap(fresh);
 }
 
 void TM2AscString::append(std::string_view more) {
   if (more.empty()) return;
   const long oldLength = getLength();
-  const long a_len = oldLength + static_cast<long>(more.size());
-  if (a_len < pot_len) {
+  const long length = oldLength + static_cast<long>(more.size());
+  if (length < pot_len) {
     std::memmove(base + oldLength, more.data(), more.size());
-    return storeLength(a_len);
+    return storeLength(length);
   }
   TM2AscString fresh;
-  fresh.setCapacity(std::max(a_len + 1, 2L * pot_len));
+  fresh.setCapacity(std::max(length + 1, 2L * pot_len));
   std::memcpy(fresh.base, text(), static_cast<std::size_t>(oldLength));
   std::memcpy(fresh.base + oldLength, more.data(), more.size());
-  fresh.storeLength(a_len);
+  fresh.storeLength(length);
   swap(fresh);
 }
 
@@ -83,26 +83,23 @@ void TM2AscString::appendNumber(double value, const char* format) {
   append(buf);
 }
 
-void TM2AscString::setLengthCapacity(long a_len, long capacity) {
-  if (a_len == 0 && capacity == 0) return freeBuffer();
+void TM2AscString::setLengthCapacity(long length, long capacity) {
+  if (length == 0 && capacity == 0) return freeBuffer();
   const long oldLength = getLength();
-  const long wanted = std::max(capacity, a_len + 1);
+  const long wanted = std::max(capacity, length + 1);
   if (wanted != pot_len) setCapacity(wanted);
-  if (a_len > oldLength) std::memset(base + oldLength, ' ', static_cast<std::size_t>(a_len - oldLength));
-  storeLength(a_len);
+  fillUpTo(length, oldLength);
 }
 
-void TM2AscString::setLength(long a_len) {
+void TM2AscString::setLength(long a_len) {  // NOLINT(readability-identifier-naming)
   TM2_ASSERT(a_len < this->pot_len);
-  const long oldLength = getLength();
-  if (a_len > oldLength) std::memset(base + oldLength, ' ', static_cast<std::size_t>(a_len - oldLength));
-  storeLength(a_len);
+  fillUpTo(a_len, getLength());
 }
 
 void TM2AscString::setChar(long ix, char character) {
   TM2_ASSERT(ix >= 0);
   TM2_ASSERT(static_cast<unsigned long>(ix) <= (this->act_len & TM2AscString_ACT_LEN_MASK));
-  const long ix_plus_1 = ix + 1;
+  const long ix_plus_1 = ix + 1;  // NOLINT(readability-identifier-naming)
   TM2_ASSERT(ix_plus_1 < this->pot_len);
   base[ix] = character;
   storeLength(std::max(getLength(), ix_plus_1));
@@ -114,7 +111,7 @@ char TM2AscString::operator[](long ix) const {
   return text()[ix];
 }
 
-void TM2AscString::copyChars(const char* source, long num_chars) {
+void TM2AscString::copyChars(const char* source, long num_chars) {  // NOLINT(readability-identifier-naming)
   TM2_ASSERT(num_chars < this->pot_len);
   std::memmove(base, source, static_cast<std::size_t>(num_chars));
   storeLength(num_chars);
@@ -126,10 +123,15 @@ void TM2AscString::checkInvariant() const {
   if (base != nullptr) TM2_ASSERT(this->act_len < (unsigned long)(this->pot_len));
 }
 
-void TM2AscString::storeLength(long a_len) {
-  act_len = static_cast<std::uint32_t>(a_len);
+void TM2AscString::fillUpTo(long length, long oldLength) {
+  if (length > oldLength) std::memset(base + oldLength, ' ', static_cast<std::size_t>(length - oldLength));
+  storeLength(length);
+}
+
+void TM2AscString::storeLength(long length) {
+  act_len = static_cast<std::uint32_t>(length);
   checkInvariant();
-  base[a_len] = '\0';
+  base[length] = '\0';
 }
 
 /// Moves the text to a buffer of another capacity, which holds as much of it as fits.

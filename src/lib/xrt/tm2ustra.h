@@ -33,9 +33,9 @@ class TM2AscString {
   void appendNumber(double value, const char* format = "%g");
 
   /// Sets length and capacity; characters that are added are blanks. A length of 0 with capacity 0 frees the buffer.
-  void setLengthCapacity(long a_len, long capacity);
+  void setLengthCapacity(long length, long capacity);
   /// Sets the length within the capacity.
-  void setLength(long a_len);
+  void setLength(long a_len);  // NOLINT(readability-identifier-naming): stands in a report
   /// Replaces the character at a 0-based index, or adds one at the end, within the capacity.
   void setChar(long ix, char character);
 
@@ -56,7 +56,7 @@ class TM2AscString {
 
  protected:
   /// Copies characters into the buffer that is there, and sets the length to their number.
-  void copyChars(const char* source, long num_chars);
+  void copyChars(const char* source, long num_chars);  // NOLINT(readability-identifier-naming): stands in a report
   void checkInvariant() const;
 
   char* base = nullptr;
@@ -64,7 +64,8 @@ class TM2AscString {
   std::int32_t pot_len = 0;  // with the terminating zero
 
  private:
-  void storeLength(long a_len);
+  void fillUpTo(long length, long oldLength);
+  void storeLength(long length);
   void setCapacity(long capacity);
   void freeBuffer();
 };

@@ -1,4 +1,4 @@
-#include "util/quven_xashtable.h"
+#include "util/quven_xashtable_params.h"
 
 long QUVENXAshTableParams::calcForKeys(long n) {
   long slots = 2;
