@@ -83,7 +83,7 @@ void KeyTable::makeRoom(Row& row) {
   } else if (row.count >= shape.tableSize) {
     piece = row.first;
   } else {
-    piece = newPiece(std::min(std::max(smallestPiece, row.count / 2), shape.tableSize - row.count));
+    piece = newPiece(std::min(std::max(smallestPiece, row.count), shape.tableSize - row.count));
     *row.next = std::bit_cast<double>(piece);
   }
   row.next = entries(piece);
@@ -212,6 +212,36 @@ std::vector<std::uint32_t> KeyTable::rowsInOrder() const {
   std::vector<std::uint32_t> rows(rowCount);
   std::transform(order.begin(), order.end(), rows.begin(), [](const OrderedRow& entry) { return entry.row; });
   return rows;
+}
+
+void KeyTable::prefetchAhead(const std::vector<std::uint32_t>& order, std::size_t place) const {
+  constexpr std::size_t stages = 5;       // the row and its first four pieces: a row of up to 32 entries
+  constexpr std::size_t stageLength = 4;  // rows that are made while a stage is on its way
+  for (std::size_t stage = 0; stage < stages; ++stage) {
+    const std::size_t ahead = place + (stages - stage) * stageLength;
+    if (ahead >= order.size()) continue;
+    const Row& row = at(order[ahead]);
+    if (stage == 0) {
+      __builtin_prefetch(&row);
+    } else {
+      prefetchPiece(row, stage - 1);
+    }
+  }
+}
+
+// The pieces before it have been fetched.
+void KeyTable::prefetchPiece(const Row& row, std::size_t number) const {
+  constexpr std::size_t lineDoubles = 8;
+  const double* piece = row.first;
+  if (shape.tableSize == 0) {
+    if (number == 0) __builtin_prefetch(piece);
+    return;
+  }
+  for (; number > 0 && piece != nullptr; --number) piece = link(piece + 1 + capacity(piece) * width);
+  if (piece == nullptr) return;
+  // A piece after the first has at least the capacity of its predecessor, but for the last.
+  const std::size_t cells = (smallestPiece * width + 2) * 2;
+  for (std::size_t i = 0; i < cells; i += lineDoubles) __builtin_prefetch(piece + i);
 }
 
 std::size_t KeyTable::bytesInUse() const {

@@ -31,7 +31,7 @@ struct RowColumns {
 /// A table run (tableSize > 0) appends entries and lets the oldest fall out; a plain run adds to sums by position.
 ///
 /// Memory: 32 bytes a caller, 8 bytes a slot at 5/16 to 5/8 load, 8 bytes a value, date or payload, and 16 bytes for
-///         each piece of a row. A row grows by half of its length, at least 4 entries, and never beyond the table size.
+///         each piece of a row. A row doubles, from 4 entries on, and never grows beyond the table size.
 /// Cost:   find or insert: one probe of a slot and one row; append: one more place. No allocation for most entries.
 /// Errors: std::bad_alloc when memory ends; the table is then good for nothing but its destruction.
 class KeyTable {
@@ -109,16 +109,9 @@ class KeyTable {
   /// The rows in ascending order of their keys.
   std::vector<std::uint32_t> rowsInOrder() const;
 
-  /// Hint for an ordered visit: the first piece of a row that is read soon.
-  void prefetchForRead(std::uint32_t row) const { __builtin_prefetch(&at(row)); }
-  void prefetchFirst(std::uint32_t row) const {
-    const double* const first = at(row).first;
-    if (first != nullptr) {
-      __builtin_prefetch(first);
-      __builtin_prefetch(first + 8);
-      __builtin_prefetch(first + 16);
-    }
-  }
+  /// Hints for an ordered visit, to be given at each place of it: the memory of the rows ahead is fetched in stages,
+  /// since each piece of a row is found through the one before it.
+  void prefetchAhead(const std::vector<std::uint32_t>& order, std::size_t place) const;
 
   std::size_t bytesInUse() const;
 
@@ -157,6 +150,7 @@ class KeyTable {
   double* extendSums(std::uint32_t row, std::uint32_t count);
   void appendIrregular(std::uint32_t row, const double* entry);
   bool isRegular(const RowColumns& columns) const;
+  void prefetchPiece(const Row& row, std::size_t number) const;
   bool piecesFit(const Row& row, std::uint32_t count) const;
 
   Shape shape;

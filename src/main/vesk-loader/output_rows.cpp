@@ -82,13 +82,9 @@ std::size_t OutputRows::width() const {
 
 OutputRows::Result OutputRows::make(std::size_t place, OutputRow& row) {
   const KeyTable& keys = *tables.keys;
-  if (place + 2 * readAhead < rows.size()) keys.prefetchForRead(rows[place + 2 * readAhead]);
-  if (place + readAhead < rows.size()) {
-    if (tables.pairs != nullptr) {
-      tables.pairs->prefetchPairs(rows[place + readAhead]);
-    } else {
-      keys.prefetchFirst(rows[place + readAhead]);
-    }
+  keys.prefetchAhead(rows, place);
+  if (tables.pairs != nullptr && place + readAhead < rows.size()) {
+    tables.pairs->prefetchPairs(rows[place + readAhead]);
   }
   const std::uint32_t number = rows[place];
   row = OutputRow();

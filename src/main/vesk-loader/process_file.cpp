@@ -185,8 +185,10 @@ int write_process_file(const std::string& fileName, LoaderTables& tables) {
     }
     ProcessFileWriter writer(file, tables);
     std::uint32_t count = 0;
-    for (const std::uint32_t row : tables.keys->rowsInOrder()) {
-      if (tables.pairs != nullptr ? writer.writePairs(row) : writer.writeRow(row)) ++count;
+    const std::vector<std::uint32_t> order = tables.keys->rowsInOrder();
+    for (std::size_t place = 0; place < order.size(); ++place) {
+      tables.keys->prefetchAhead(order, place);
+      if (tables.pairs != nullptr ? writer.writePairs(order[place]) : writer.writeRow(order[place])) ++count;
     }
     file.close();
     report_log(0, format_text(">>> VESK loader: Writing process file done, %u records are written.", count));
