@@ -1,0 +1,61 @@
+#!/usr/bin/env bash
+# Installs what is missing, builds, makes a synthetic month of calls and runs the main jobs over it.
+# The results stay in build/demo.
+set -euo pipefail
+cd "$(dirname "$0")/.."
+
+scripts/setup.sh
+cmake --preset release
+cmake --build --preset release --target vesk-loader vesk-generate vesk-inspect
+
+bin=$PWD/build/release/bin
+rm -rf build/demo
+mkdir -p build/demo/day1 build/demo/day2
+cd build/demo
+
+step() { printf '\n== %s\n' "$1"; }
+run() {
+  echo "+ $*"
+  "$@"
+}
+# The loader's report goes to a log; what the demo needs of it is shown.
+load() {
+  local log=$1
+  shift
+  echo "+ vesk-loader $* > $log"
+  "$bin/vesk-loader" "$@" > "$log"
+}
+
+step "a month of calls up to 30 January, and the calls of 5 February"
+run "$bin/vesk-generate" -n 1000000 -c 50000 --group-count 1000 --groups groups.txt --bad all=0.001 -o day1/calls
+run "$bin/vesk-generate" -n 50000 -c 50000 --group-count 1000 --start-date 2020-02-05 --days 1 --seed 2 -o day2/calls
+for params in table pairsum; do "$bin/vesk-generate" --params "$params" > "$params.xml"; done
+"$bin/vesk-generate" --params sums --partitions 3 > sums.xml
+
+step "day one: the latest 20 calls of each caller, kept in the process file table.process"
+load day1.log day1 table.xml table.process day1.bin 2 20203001
+grep -E '^Process file does not|^Everything before|omitted' day1.log
+run "$bin/vesk-inspect" process table.process --dates --payloads 1 --rows 3
+
+step "day two: the tables go on; what is older than 30 days drops out"
+load day2.log day2 table.xml table.process day2.bin 2 20200502
+grep -E '^Everything before|lines scanned' day2.log
+run "$bin/vesk-inspect" process table.process --dates --payloads 1 --rows 3
+run "$bin/vesk-inspect" dataset day2.bin --rows 4
+
+step "the weight of each pair of caller and callee"
+load pairsum.log day1 pairsum.xml none pairsum.bin 0
+run "$bin/vesk-inspect" dataset pairsum.bin --rows 4
+
+step "sums of each caller, in 3 partitions"
+load sums.log day1 sums.xml none sums.bin 0
+for partition in 0 1 2; do run "$bin/vesk-inspect" dataset "sums.bin.$partition" --rows 4; done
+
+step "done; everything lies in build/demo"
+ls -l | awk 'NR > 1 { printf "%12s  %s\n", $5, $9 }'
+cat <<'NOTE'
+day1/, day2/       record files            table.process     the tables, for the next day's run
+*.xml              parameter files         *.log             the loader's report lines
+day2.bin           dataset of the tables   pairsum.bin       dataset of the pairs
+sums.bin.0 .1 .2   datasets of the sums    groups.txt        the planted groups
+NOTE
