@@ -254,7 +254,7 @@ TEST_F(LoaderCommandLineRun, TheStartDateFollowsTheLocalTimeZone) {
   const std::string before = today();
   runWith({"in", "fmt", "none", "out", "0"});
   const std::string after = today();
-  ::unsetenv("TZ");
+  ::setenv("TZ", "UTC", 1);
   ::tzset();
   startDate = result.out.find("Start Date " + before + "\n") != std::string::npos ? before : after;
   expectComplete();

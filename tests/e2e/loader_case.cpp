@@ -13,9 +13,10 @@ namespace {
 
 using Names = std::vector<std::string>;
 
-// The lines of the programs must not depend on who runs the tests.
-void clearEnvironment() {
+// The output must not depend on who runs the tests, nor a count of days on summer time.
+void settleEnvironment() {
   for (const char* name : {"XRT_TRACEFILE", "XRT_TRACELEVEL", "XRT_TRACECOMP"}) ::unsetenv(name);
+  ::setenv("TZ", "UTC", 1);
 }
 
 }  // namespace
@@ -44,7 +45,7 @@ std::string problem(const std::string& text, int line) {
 }
 
 LoaderCase::LoaderCase() {
-  clearEnvironment();
+  settleEnvironment();
   std::string pattern = (std::filesystem::temp_directory_path() / "vesk-e2e-XXXXXX").string();
   if (::mkdtemp(pattern.data()) == nullptr) throw std::runtime_error("no temporary folder");
   folder = pattern;
