@@ -225,6 +225,19 @@ TEST_F(LoaderProcessFileRun, APayloadColumnShorterThanItsRowCannotBeSorted) {
   EXPECT_EQ(files(), (Strings{"out", "process"}));
 }
 
+// The closing tag was once written all the same, so that the cut document passed for a whole one.
+TEST_F(LoaderProcessFileRun, AnXmlOutputThatIsGivenUpHasNoClosingTag) {
+  writeNumbers("process", {1, 9, -2, 10, -2, -1, 2, 9, 8, -2, 10, -2, -1});
+  parameters("fields 1-1 3-3 5-5; Key 1; Output XML; CyclicTableSize 3; op CyclicAdd 2; op CyclicAddPayload 3");
+  records("a", {"3 5 1"});
+  run();
+  EXPECT_EQ(result.status, 99);
+  EXPECT_THAT(result.out, ::testing::EndsWith(writingBegins() + fatal(1304, "Error writing pml file ") + illEnd()));
+  EXPECT_EQ(content("out"),
+            "<Loader-Output>\n\n<Row>\n\t<Key> 1 </Key>\n\t<Col>\n\t\t<Index> 1 </Index>\n\t\t<Value> 9 </Value>\n"
+            "\t\t<Payload>\n\t\t\t<Index> 1 </Index>\n\t\t\t<Value> 10 </Value>\n\t\t</Payload>\n\t</Col>\n</Row>\n\n");
+}
+
 TEST_F(LoaderProcessFileRun, AnEmptyPayloadColumnDoesNotReadBack) {
   writeNumbers("process", {1, -2, -2, -1});
   parameters("fields 1-1 3-3 5-5; Key 1; Output CSV; CyclicTableSize 3; op CyclicAdd 2; op CyclicAddPayload 3");
