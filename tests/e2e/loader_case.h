@@ -27,6 +27,16 @@ std::string illEnd();
 /// The log line of one problem line at the default verbosity.
 std::string problem(const std::string& text, int line);
 
+// The cases of this folder provoke every code and text of the loader but these:
+//
+//   1001 (all texts)     reports of defects in the loader's own calls
+//   1106 (code should not got here), 1150 (Error while reading input format file), 1301, 1302, 1303
+//                        second lines of defence: the settings are tested before the output is begun, and the steps
+//                        end well or raise an error
+//   1300, 1324           nothing but memory can fail in these steps; for memory they have 1360 and 1311
+//   FindNextFile error   needs a directory whose listing breaks off midway
+//   Unknown              the output form of the settings; another tag value is refused with 1175
+
 /// A folder of its own with the directory "in" of record files, in which the programs are run.
 ///
 /// The expected standard output of a loader run is put together from the pieces of its steps. Arguments and parameter
