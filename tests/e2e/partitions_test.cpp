@@ -136,6 +136,15 @@ TEST_F(LoaderPartitionsRun, ABadLineIsAProblemOfThePartitionOfItsKey) {
   expectRun(0, expected + statisticsText + completed());
 }
 
+TEST_F(LoaderPartitionsRun, AKeyBeyondTheFieldsFailsInTheFirstLine) {
+  parameters("fields 1-1 3-3; Key 3; NumberOfPartitions 2; Output CSV; op Add 2 2");
+  records("a", {"1 5"});
+  run();
+  expectRun(99, head() + opened(0) + listed({"a"}) + scanBegins("a") + logLine(1, "Line length = 3") +
+                    fatal(1351, "1;|update map: Unexpected error occured: last line read = 1") + illEnd());
+  EXPECT_EQ(files(), Strings{});
+}
+
 TEST_F(LoaderPartitionsRun, Key7919GoesWhereKeyZeroGoes) {
   for (const int n : {2, 3, 7, 100}) {
     SCOPED_TRACE(n);

@@ -62,6 +62,14 @@ TEST_F(LoaderWriteFaultsRun, ThePayloadFilesAreOpenedBeforeTheMainFile) {
   EXPECT_EQ(content("out_payload_1"), "");
 }
 
+TEST_F(LoaderWriteFaultsRun, APayloadFileThatCannotBeOpenedEndsTheRun) {
+  parameters("fields 1-5 7-7; Key 1; Output Sparse; CyclicTableSize 1; op CyclicAdd 2; op CyclicAddPayload 2");
+  manyRecords(1);
+  std::filesystem::create_directory(path("out_payload_1"));
+  expectOutputFailure(notOpened);
+  EXPECT_EQ(files(), Strings{});
+}
+
 TEST_F(LoaderWriteFaultsRun, TheProcessFileIsCompleteWhenTheOutputFails) {
   manyRecords(1);
   processFile = "process";
