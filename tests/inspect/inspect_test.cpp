@@ -65,11 +65,41 @@ TEST_F(InspectProgramTest, TheOptionsOfAProcessFileReachIt) {
                                      "       1     0    1      1       5  20200101       2         60\n\n"));
 }
 
+TEST_F(InspectProgramTest, AnXmlFileIsPrintedInTheSystemsForm) {
+  writeText("<A><B x=\"1\">2</B></A>");
+  const Outcome outcome = run({"xml", path()});
+  EXPECT_EQ(outcome.status, 0);
+  EXPECT_EQ(outcome.out, "<A>\n  <B x=\"1\">2</B>\n</A>\n");
+  EXPECT_EQ(outcome.err, "");
+}
+
+TEST_F(InspectProgramTest, AnXmlFileThatDoesNotParseGivesTheParsersWordsAndStatusOne) {
+  writeText("<A></B>");
+  ::testing::internal::CaptureStdout();
+  const Outcome outcome = run({"xml", path()});
+  const std::string printed = ::testing::internal::GetCapturedStdout();
+  EXPECT_EQ(outcome.status, 1);
+  EXPECT_EQ(outcome.out, "");
+  EXPECT_EQ(outcome.err, "");
+  EXPECT_THAT(printed, ::testing::StartsWith("Closing tag [B] does not match opening tag [A]\nXML Parse error.\n"));
+}
+
+TEST_F(InspectProgramTest, TheLibraryExceptionOfTheParserEndsWithStatusOne) {
+  ::testing::internal::CaptureStdout();
+  const Outcome outcome = run({"xml", "/proc/self/mem"});  // opens, and fails at its first read
+  const std::string printed = ::testing::internal::GetCapturedStdout();
+  EXPECT_EQ(outcome.status, 1);
+  EXPECT_EQ(outcome.out, "");
+  EXPECT_EQ(outcome.err, "");
+  EXPECT_THAT(printed, ::testing::StartsWith("Error;|2100;|QUVENXMLHandler::readXMLFile, bad ifstream;|ErrorEnd\n"));
+}
+
 TEST_F(InspectProgramTest, HelpAndVersionEndWithStatusZero) {
   EXPECT_EQ(run({"--version"}).out, "vesk-inspect 2.0.6\n");
   const Outcome help = run({"--help"});
   EXPECT_EQ(help.status, 0);
   EXPECT_THAT(help.out, HasSubstr("vesk-inspect process table.process --dates --payloads 1"));
+  EXPECT_THAT(help.out, HasSubstr("vesk-inspect xml table.xml"));
   const Outcome datasetHelp = run({"dataset", "--help"});
   EXPECT_EQ(datasetHelp.status, 0);
   EXPECT_THAT(datasetHelp.out, HasSubstr("--columns"));
@@ -81,6 +111,8 @@ TEST_F(InspectProgramTest, EachMistakeIsOneLineAndStatusOne) {
       {{}, "A subcommand is required"},
       {{"dataset"}, "FILE is required"},
       {{"process"}, "FILE is required"},
+      {{"xml"}, "FILE is required"},
+      {{"xml", missing}, "cannot open " + missing},
       {{"dataset", missing}, "cannot open " + missing + ": No such file or directory"},
       {{"process", missing}, "cannot open " + missing + ": No such file or directory"},
       {{"dataset", missing, "--form", "wide"}, "--form: wide not in {sparse,dense}"},

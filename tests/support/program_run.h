@@ -6,6 +6,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <csignal>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
@@ -25,6 +26,7 @@ struct ProgramRun {
 struct ProgramLimits {
   rlim_t fileBytes = RLIM_INFINITY;    ///< a write beyond it fails
   rlim_t memoryBytes = RLIM_INFINITY;  ///< of address space
+  std::string standardOutput;          ///< a file that takes the output in place of the result
 };
 
 /// Runs a program of the build in a directory and waits for it. Nothing is left of its output files.
@@ -33,7 +35,7 @@ inline ProgramRun runProgram(const std::string& name, const std::vector<std::str
   const std::string program = std::string(VESK_BIN_DIR) + "/" + name;
   std::string pattern = (std::filesystem::temp_directory_path() / "program-run-XXXXXX").string();
   if (::mkdtemp(pattern.data()) == nullptr) throw std::runtime_error("no temporary folder");
-  const std::string outPath = pattern + "/out";
+  const std::string outPath = limits.standardOutput.empty() ? pattern + "/out" : limits.standardOutput;
   const std::string errPath = pattern + "/err";
   const pid_t child = ::fork();
   if (child < 0) throw std::runtime_error("cannot fork");
@@ -62,7 +64,8 @@ inline ProgramRun runProgram(const std::string& name, const std::vector<std::str
     std::ifstream file(path, std::ios::binary);
     return std::string(std::istreambuf_iterator<char>(file), {});
   };
-  ProgramRun run{content(outPath), content(errPath), WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status)};
+  ProgramRun run{limits.standardOutput.empty() ? content(outPath) : "", content(errPath),
+                 WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status)};
   std::filesystem::remove_all(pattern);
   return run;
 }

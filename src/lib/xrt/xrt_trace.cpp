@@ -277,7 +277,7 @@ void XRTTrace::printHeaderSwitch(std::string_view label, const Setting<int>& set
 
 void XRTTrace::print(std::initializer_list<std::string_view> pieces) {
   for (const std::string_view piece : pieces) {
-    if (!piece.empty()) std::fwrite(piece.data(), 1, piece.size(), stream);
+    if (!piece.empty()) std::fwrite(piece.data(), 1, piece.size(), stream);  // an empty one may have no data at all
   }
 }
 

@@ -9,6 +9,7 @@
 
 #include "inspect_dataset.h"
 #include "inspect_process.h"
+#include "inspect_xml.h"
 
 namespace vesk_inspect {
 
@@ -19,11 +20,13 @@ using Action = std::function<bool(std::ostream&)>;
 
 constexpr const char* footer = R"(
 Exit status: 0 when the file is sound, 1 when it is not or cannot be read.
+Of an XML file that does not parse, the parser's own words are printed.
 
 Examples:
   vesk-inspect dataset out.bin --rows 30
   vesk-inspect dataset out.bin_payload_1 --form sparse
   vesk-inspect process table.process --dates --payloads 1
+  vesk-inspect xml table.xml
 )";
 
 void addDatasetCommand(CLI::App& app, Action& action) {
@@ -57,6 +60,21 @@ void addProcessCommand(CLI::App& app, Action& action) {
       [options, &action] { action = [options](std::ostream& out) { return inspectProcess(*options, out); }; });
 }
 
+void addXmlCommand(CLI::App& app, Action& action) {
+  auto path = std::make_shared<std::string>();
+  CLI::App* command = app.add_subcommand("xml", "A parameter file, printed as the system writes one");
+  command->add_option("FILE", *path, "The XML file")->required();
+  command->callback([path, &action] {
+    action = [path](std::ostream& out) {
+      try {
+        return inspectXml(*path, out) == 0;
+      } catch (int) {  // the library exception: its report was printed where it was raised
+        return false;
+      }
+    };
+  });
+}
+
 int report(std::ostream& err, const char* text) {
   err << "vesk-inspect: " << text << "\n";
   return 1;
@@ -72,6 +90,7 @@ int runInspect(int argc, const char* const* argv, std::ostream& out, std::ostrea
   Action action;
   addDatasetCommand(app, action);
   addProcessCommand(app, action);
+  addXmlCommand(app, action);
   try {
     bool sound = true;
     try {

@@ -27,6 +27,8 @@ class RowFiles {
   /// False if a file cannot be opened.
   [[nodiscard]] virtual bool open() = 0;
   virtual void write(const OutputRow& row) = 0;
+  /// Writes what stands behind the last row.
+  virtual void finish() {}
   virtual void close() = 0;
 };
 
@@ -87,10 +89,8 @@ class TextFile : public RowFiles {
     return true;
   }
   void write(const OutputRow& row) override { form.row(file, row); }
-  void close() override {
-    form.end(file);
-    file.close();
-  }
+  void finish() override { form.end(file); }
+  void close() override { file.close(); }
 
  private:
   std::string name;
@@ -145,13 +145,14 @@ int write_output(const std::string& stem, LoaderTables& tables, const LoaderSett
     const OutputRows::Result result = rows.make(place, row);
     if (result == OutputRows::Result::Skipped) continue;
     if (result == OutputRows::Result::ReorderFailed) {
-      files->close();  // what was written stays; without its description it does not pass for a dataset
+      files->close();  // what was written stays; without its end or description it does not pass for an output
       return 0;
     }
     ++recordCount;
     files->write(row);
     longest = std::max(longest, row.values.size());
   }
+  files->finish();
   files->close();
 
   std::string notes;
