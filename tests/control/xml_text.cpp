@@ -1,0 +1,103 @@
+#include "xml_text.h"
+
+#include <cstdlib>
+#include <fstream>
+#include <iterator>
+#include <ostream>
+#include <sstream>
+#include <stdexcept>
+
+#include "control/quven_XML_handler.h"
+
+namespace xml_text {
+namespace {
+
+void putTag(std::ostream& out, const QUVENXMLTag& tag);
+
+void putChildren(std::ostream& out, const QUVENXMLTag& tag) {
+  for (long i = 1; i <= tag.getChildren().getSize(); ++i) {
+    if (i > 1) out << ' ';
+    putTag(out, tag.getChildren()[i]);
+  }
+}
+
+void putTag(std::ostream& out, const QUVENXMLTag& tag) {
+  const auto& names = tag.getAttributeNames();
+  const auto& values = tag.getAttributeValues();
+  out << tag.getName();
+  for (long i = 1; i <= names.getSize(); ++i) {
+    out << (i == 1 ? '(' : ' ') << names[i];
+    if (i <= values.getSize()) out << "=\"" << values[i] << '"';
+    if (i == names.getSize()) out << ')';
+  }
+  if (!tag.getValue().empty()) out << '=' << tag.getValue();
+  if (tag.isLeaf() && tag.getChildren().isEmpty()) return;
+  out << '{';
+  putChildren(out, tag);
+  out << '}';
+}
+
+}  // namespace
+
+std::string notation(const QUVENXMLTag& tag) {
+  std::ostringstream out;
+  putTag(out, tag);
+  return out.str();
+}
+
+std::string childrenNotation(const QUVENXMLTag& tag) {
+  std::ostringstream out;
+  putChildren(out, tag);
+  return out.str();
+}
+
+Folder::Folder() {
+  std::string name = (std::filesystem::temp_directory_path() / "xml_test_XXXXXX").string();
+  if (mkdtemp(name.data()) == nullptr) throw std::runtime_error("cannot make a temporary folder");
+  path = name;
+}
+
+Folder::~Folder() {
+  std::error_code ignored;  // a folder that stays behind fails no test
+  std::filesystem::remove_all(path, ignored);
+}
+
+std::string Folder::write(const std::string& name, const std::string& bytes) const {
+  std::ofstream(path / name, std::ios::binary) << bytes;
+  return file(name);
+}
+
+std::string Folder::read(const std::string& name) const {
+  std::ifstream stream(path / name, std::ios::binary);
+  return std::string(std::istreambuf_iterator<char>(stream), {});
+}
+
+void PrintTo(const Parsed& parsed, std::ostream* out) {
+  *out << "result " << parsed.result << "\nmessage [" << parsed.message << "]\ntree [" << parsed.tree << "]\ndump ["
+       << parsed.dump << "]";
+}
+
+Parsed parse(const std::string& text) {
+  const Folder folder;
+  const std::string name = folder.write("text.xml", text);
+  QUVENEnv environment;
+  environment.activate();
+  QUVENEnv* env = &environment;
+  Parsed parsed;
+  {
+    QUVENXMLHandler handler;
+    handler.resetTree(QUVEN_ENV);
+    parsed.message = printedBy([&] { parsed.result = handler.readXMLFile(name, QUVEN_ENV); });
+    const QUVENXMLTag& root = handler.getTag("", QUVEN_ENV);
+    parsed.tree = root.getValue().empty() ? childrenNotation(root) : notation(root);
+  }
+  EXPECT_EQ(environment.getBytesInUse(), 0) << text;
+  const std::size_t dumpStart = parsed.message.find("XML Parse error.");
+  if (dumpStart != std::string::npos) {
+    parsed.dump = parsed.message.substr(dumpStart);
+    parsed.message.erase(dumpStart == 0 ? 0 : dumpStart - 1);
+  }
+  return parsed;
+}
+
+}  // namespace xml_text
