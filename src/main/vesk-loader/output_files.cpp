@@ -27,6 +27,7 @@ class RowFiles {
   /// False if a file cannot be opened.
   [[nodiscard]] virtual bool open() = 0;
   virtual void write(const OutputRow& row) = 0;
+  virtual void end() {}  ///< after the last row of a complete output
   virtual void close() = 0;
 };
 
@@ -87,10 +88,8 @@ class TextFile : public RowFiles {
     return true;
   }
   void write(const OutputRow& row) override { form.row(file, row); }
-  void close() override {
-    form.end(file);
-    file.close();
-  }
+  void end() override { form.end(file); }
+  void close() override { file.close(); }
 
  private:
   std::string name;
@@ -145,13 +144,14 @@ int write_output(const std::string& stem, LoaderTables& tables, const LoaderSett
     const OutputRows::Result result = rows.make(place, row);
     if (result == OutputRows::Result::Skipped) continue;
     if (result == OutputRows::Result::ReorderFailed) {
-      files->close();  // what was written stays; without its description it does not pass for a dataset
+      files->close();  // what was written stays; without an end or a description it does not pass for an output
       return 0;
     }
     ++recordCount;
     files->write(row);
     longest = std::max(longest, row.values.size());
   }
+  files->end();
   files->close();
 
   std::string notes;
