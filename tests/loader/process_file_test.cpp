@@ -191,6 +191,16 @@ TEST_F(ProcessFile, OfAPairSumRunNeedsPairsForEveryCaller) {
                          errorLine(1323, "write_process_file: Unexpected exception occured (probably IO)"));
 }
 
+// The records before a caller without pairs used to be lost with the writer's block.
+TEST_F(ProcessFile, KeepsTheRecordsBeforeACallerWithoutPairs) {
+  settings = pairSumSettings();
+  tables = LoaderTables::create(settings);
+  tables.pairs->weight(tables.keys->findOrInsert(4), 1, PairSumTable::hash(0, 1)) = 2;
+  tables.keys->findOrInsert(5);
+  EXPECT_TRUE(writeFile().threwLibraryException);
+  EXPECT_EQ(folder.readDoubles("written"), (Doubles{4, 1, 2, -2, -1}));
+}
+
 TEST_F(ProcessFile, OfAPairSumRunLeavesOutACallerWithAnEmptyMap) {
   settings = pairSumSettings();
   readFile({4, -2, -1, 5, 1, 2, -2, -1});

@@ -107,6 +107,7 @@ class ProcessFileWriter {
   bool writePairs(std::uint32_t row) {
     const double key = tables.keys->key(row);
     if (!tables.pairs->hasMap(row)) {
+      file.close();  // the records before this one reach the file
       report_error(1000, format_text("%g", key), format_text("missing pairsum information for key %g", key));
     }
     const auto pairs = tables.pairs->pairs(row);
