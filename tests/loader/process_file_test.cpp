@@ -262,6 +262,17 @@ TEST_F(ProcessFile, DropsTheEntriesBeforeTheCutoff) {
   EXPECT_EQ(folder.readDoubles("written"), (Doubles{4, 31, 20120302, 32, 20120203, -2, 6, 7, -2, -1}));
 }
 
+// Payloads beside no entry used to outlive the entries that were dropped if no date of their row was old.
+TEST_F(ProcessFile, DropsPayloadsThatStandBesideNoEntry) {
+  settings.dateField = 2;
+  settings.payloadInputs = {3};
+  readFile({4, 30, 20120302, -2, 5, 6, -2, -1, 5, -2, 8, -2, -1});
+  drop(20120302, 1);
+  EXPECT_EQ(rowOf(tables, 4).values, (Doubles{30}));
+  EXPECT_EQ(rowOf(tables, 4).payloads, (std::vector<Doubles>{{5}}));
+  EXPECT_EQ(rowOf(tables, 5).payloads, (std::vector<Doubles>{{}}));
+}
+
 TEST_F(ProcessFile, DroppedRowsGoOnAsTables) {
   settings.dateField = 2;
   readFile({4, 30, 20120202, 31, 20120302, 32, 20120302, -2, -1});
