@@ -158,7 +158,7 @@ TEST_F(RecordScan, FiltersEachOperationOfALineByItself) {
 }
 
 TEST_F(RecordScan, CountsBadLinesByCause) {
-  scope.cutoffDate = 20200302;  // 2 March
+  scope.cutoffDate = 20200203;  // 2 March
   settings.dateField = 2;
   const CapturedRun run = scan(record("1", "2", "20200302") +    // line 1: good
                                "   1\n" +                        // 2: ends before the date's first column

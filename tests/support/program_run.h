@@ -1,0 +1,70 @@
+#ifndef TESTS_SUPPORT_PROGRAM_RUN_H
+#define TESTS_SUPPORT_PROGRAM_RUN_H
+
+#include <fcntl.h>
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+/// What a program printed and how it ended.
+struct ProgramRun {
+  std::string out;
+  std::string err;
+  int status = -1;  ///< exit status, or 128 + the signal
+};
+
+/// Limits of a run that a test sets.
+struct ProgramLimits {
+  rlim_t fileBytes = RLIM_INFINITY;    ///< a write beyond it fails
+  rlim_t memoryBytes = RLIM_INFINITY;  ///< of address space
+};
+
+/// Runs a program of the build in a directory and waits for it. Nothing is left of its output files.
+inline ProgramRun runProgram(const std::string& name, const std::vector<std::string>& arguments,
+                             const std::string& directory, const ProgramLimits& limits = {}) {
+  const std::string program = std::string(VESK_BIN_DIR) + "/" + name;
+  std::string pattern = (std::filesystem::temp_directory_path() / "program-run-XXXXXX").string();
+  if (::mkdtemp(pattern.data()) == nullptr) throw std::runtime_error("no temporary folder");
+  const std::string outPath = pattern + "/out";
+  const std::string errPath = pattern + "/err";
+  const pid_t child = ::fork();
+  if (child < 0) throw std::runtime_error("cannot fork");
+  if (child == 0) {
+    const int out = ::open(outPath.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
+    const int err = ::open(errPath.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
+    if (::dup2(out, 1) < 0 || ::dup2(err, 2) < 0 || ::chdir(directory.c_str()) != 0) ::_exit(126);
+    if (limits.fileBytes != RLIM_INFINITY) {
+      const rlimit limit{limits.fileBytes, limits.fileBytes};
+      ::signal(SIGXFSZ, SIG_IGN);
+      ::setrlimit(RLIMIT_FSIZE, &limit);
+    }
+    if (limits.memoryBytes != RLIM_INFINITY) {
+      const rlimit limit{limits.memoryBytes, limits.memoryBytes};
+      ::setrlimit(RLIMIT_AS, &limit);
+    }
+    std::vector<char*> argv = {const_cast<char*>(name.c_str())};
+    for (const std::string& argument : arguments) argv.push_back(const_cast<char*>(argument.c_str()));
+    argv.push_back(nullptr);
+    ::execv(program.c_str(), argv.data());
+    ::_exit(127);
+  }
+  int status = 0;
+  if (::waitpid(child, &status, 0) != child) throw std::runtime_error("cannot wait");
+  const auto content = [](const std::string& path) {
+    std::ifstream file(path, std::ios::binary);
+    return std::string(std::istreambuf_iterator<char>(file), {});
+  };
+  ProgramRun run{content(outPath), content(errPath), WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status)};
+  std::filesystem::remove_all(pattern);
+  return run;
+}
+
+#endif  // TESTS_SUPPORT_PROGRAM_RUN_H
