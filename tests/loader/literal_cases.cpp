@@ -115,7 +115,7 @@ void makeFields(Choices& choices, LoaderSettings& settings) {
   int next = choices.oneIn(6) ? choices.between(1, 5) : 0;
   for (int i = 0; i < count; ++i) {
     int start = next;
-    int end = next + choices.between(2, 9);
+    int end = next + (choices.oneIn(2) ? 7 : choices.between(2, 9));  // a date has eight columns
     next = end + 1 + (choices.oneIn(4) ? choices.between(1, 3) : 0);
     if (wild && choices.oneIn(2)) {
       start = choices.between(0, 24);
@@ -130,8 +130,9 @@ void makeFields(Choices& choices, LoaderSettings& settings) {
   }
 }
 
-/// An index of a field, seldom one beyond the last.
+/// An index of a field, seldom one of no field.
 std::int32_t fieldIndex(Choices& choices, const LoaderSettings& settings) {
+  if (choices.oneIn(150)) return choices.between(-3, -2);
   const auto count = static_cast<int>(settings.fieldStarts.size());
   if (count == 0 || choices.oneIn(60)) return count + choices.between(0, 2);
   return choices.between(0, count - 1);
@@ -178,6 +179,7 @@ void makePlain(Choices& choices, LoaderSettings& settings) {
       addOperation(choices, settings, choices.oneIn(2) ? "Add" : "Count", output);
     }
   }
+  if (choices.oneIn(12)) settings.payloadInputs.assign(choices.below(3) + 1, fieldIndex(choices, settings));
   if (choices.oneIn(30)) settings.dateField = fieldIndex(choices, settings);
 }
 
@@ -267,7 +269,7 @@ void spoil(Choices& choices, std::string& line) {
 
 std::string makeRecordFile(Choices& choices, const LoaderCase& made) {
   std::string bytes;
-  const int lines = choices.oneIn(8) ? choices.between(0, 2) : choices.between(3, 40);
+  const int lines = choices.oneIn(8) ? choices.between(0, 2) : choices.between(3, choices.oneIn(30) ? 400 : 40);
   const bool spoilt = choices.oneIn(2);
   for (int i = 0; i < lines; ++i) {
     std::string line = makeLine(choices, made);
@@ -349,6 +351,32 @@ LoaderCase makeSettings(Choices& choices, RunKind kind) {
   made.verbosity = choices.pick(std::array<std::int32_t, 6>{1, 1, 0, 2, 100, 100});
   made.dateFormat = choices.oneIn(5) ? 0 : choices.between(1, 2);
   return made;
+}
+
+void makeIllegal(Choices& choices, LoaderSettings& settings) {
+  switch (choices.below(5)) {
+    case 0:
+      settings.keyField = -1;
+      break;
+    case 1:
+      if (choices.oneIn(2)) {
+        addOperation(choices, settings, "Count", 1);
+      } else {
+        addOperation(choices, settings, "CyclicAdd", -1);
+      }
+      break;
+    case 2:
+      settings.outputFormat = OutputFormat::CSV;
+      settings.sparse = 0;
+      break;
+    case 3:
+      settings.outputFormat = OutputFormat::Binary;
+      settings.sparse = 0;
+      break;
+    default:
+      settings.payloadInputs.push_back(fieldIndex(choices, settings));
+      break;
+  }
 }
 
 LoaderCase makeCase(Choices& choices, RunKind kind) {

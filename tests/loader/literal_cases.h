@@ -43,14 +43,15 @@ class SeededChoices : public Choices {
   std::mt19937_64 random;
 };
 
-/// Takes two bytes a choice; without bytes every choice is 0.
+/// Takes one byte a choice, two for a larger one; without bytes every choice is 0.
 class ByteChoices : public Choices {
  public:
   explicit ByteChoices(std::span<const std::uint8_t> theBytes) : bytes(theBytes) {}
 
   std::uint32_t below(std::uint32_t limit) override {
     std::uint32_t number = 0;
-    for (int i = 0; i < 2 && !bytes.empty(); ++i, bytes = bytes.subspan(1)) number = number << 8 | bytes[0];
+    const int length = limit > 256 ? 2 : 1;
+    for (int i = 0; i < length && !bytes.empty(); ++i, bytes = bytes.subspan(1)) number = number << 8 | bytes[0];
     return number % limit;
   }
 
@@ -88,6 +89,9 @@ LoaderCase makeSettings(Choices& choices, RunKind kind);
 
 /// Settings, record files and process files.
 LoaderCase makeCase(Choices& choices, RunKind kind);
+
+/// Changes settings so that, in most kinds of run, they contradict each other.
+void makeIllegal(Choices& choices, LoaderSettings& settings);
 
 /// The settings as a parameter file; the special numbers are in the file `specialListName`.
 std::string parameterText(const LoaderSettings& settings, const std::string& specialListName);

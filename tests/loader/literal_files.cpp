@@ -38,6 +38,9 @@ double next(const std::string& bytes, std::size_t& position) {
   return number;
 }
 
+/// A column of a process file from elsewhere can be shorter than its row.
+double payloadOf(const LiteralRow& column, std::size_t entry) { return entry < column.size() ? column[entry] : 0.0; }
+
 std::string rounded(double number) {
   std::ostringstream text;
   text.setf(std::ios::fixed);
@@ -167,7 +170,7 @@ void LiteralLoader::writeProcessFile(const std::string& fileName) {
         if (settings.pairSumFlag != 0) append(file, weights[i]);
       }
       append(file, endOfEntries);
-      std::vector<LiteralRow>& columns = tables.payloads[key];
+      std::vector<LiteralRow> columns = tables.payloads[key];
       columns.resize(settings.payloadInputs.size());
       for (const LiteralRow& column : columns) {
         for (const double value : column) append(file, value);
@@ -287,7 +290,7 @@ void LiteralLoader::writeBinary(OutputStep& step, double key, const LiteralRow& 
     triple(step.main, key, 0.0, pairSumMark);
     return;
   }
-  std::vector<LiteralRow>& columns = tables.payloads[key];
+  std::vector<LiteralRow> columns = tables.payloads[key];
   columns.resize(settings.payloadInputs.size());
   if (settings.sparse == 1) {
     sparse(step.main, row);
@@ -318,7 +321,7 @@ void LiteralLoader::writeXML(std::string& file, double key, const LiteralRow& ro
     for (std::size_t c = 0; c < columns.size(); ++c) {
       file += "\t\t" + open("Payload") + "\n";
       file += "\t\t\t" + element("Index", std::to_string(c + 1));
-      file += "\t\t\t" + element("Value", rounded(columns[c].at(i)));
+      file += "\t\t\t" + element("Value", rounded(payloadOf(columns[c], i)));
       file += "\t\t" + close("Payload") + "\n";
     }
     file += "\t" + close("Col") + "\n";
@@ -331,7 +334,7 @@ void LiteralLoader::writeCSV(std::string& file, double key, const LiteralRow& ro
   file += rounded(key);
   for (std::size_t i = 0; i < row.size(); ++i) {
     file += ", " + rounded(row[i]);
-    for (const LiteralRow& column : columns) file += ", " + rounded(column.at(i));
+    for (const LiteralRow& column : columns) file += ", " + rounded(payloadOf(column, i));
   }
   for (std::size_t i = row.size(); i < static_cast<std::size_t>(settings.cyclicTableSize); ++i) {
     for (std::size_t c = 0; c < columns.size() + 1; ++c) file += ", 0.0";
