@@ -1,5 +1,7 @@
 #include "input_file_reader.h"
 
+#include <limits>
+
 #include "loader_fixture.h"
 
 namespace vesk_loader::testing {
@@ -152,6 +154,19 @@ TEST_F(InputFileReader, ReadsEveryOperation) {
             (std::vector<std::string>{"NoCondition", "LT", "NoCondition", "NoCondition"}));
   EXPECT_EQ(settings.operationThresholds, (std::vector<double>{-1, -1, -1, -1}));
   EXPECT_EQ(settings.pairSumFlag, 1);
+}
+
+// Counting from 0 used to go below the lowest number.
+TEST_F(InputFileReader, KeepsTheLowestNumber) {
+  constexpr std::int32_t lowest = std::numeric_limits<std::int32_t>::min();
+  const CapturedRun run = read(
+      "<Field1><Name>F</Name><Type>T</Type><Start>-2147483648</Start><End>-9999999999</End></Field1>"
+      "<Key>-2147483648</Key><DateField>-2147483647</DateField>");
+  EXPECT_FALSE(run.threwLibraryException);
+  EXPECT_EQ(settings.fieldStarts, (std::vector<std::int32_t>{lowest}));
+  EXPECT_EQ(settings.fieldEnds, (std::vector<std::int32_t>{lowest}));
+  EXPECT_EQ(settings.keyField, lowest);
+  EXPECT_EQ(settings.dateField, lowest);
 }
 
 TEST_F(InputFileReader, RestrictsIfTheSpecialListHasNoOperation) {

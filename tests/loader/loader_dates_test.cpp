@@ -93,6 +93,15 @@ TEST_F(LoaderDates, BeforeIsATextComparisonForNumbersOfOtherLengths) {
   EXPECT_EQ(date_is_before(1e300, 20120302, 1), 1);                                     // begins with 1
 }
 
+// 0 and -0 are equal numbers with different texts; one used to get the result of the other. A start date of 0, which is
+// only warned about, gives a cutoff below 0.
+TEST_F(LoaderDates, TellsTheZerosApart) {
+  const CutoffTest test(-11131, 1);
+  EXPECT_FALSE(test.isBefore(0.0));  // "0.00" is behind "-111"
+  EXPECT_TRUE(test.isBefore(-0.0));  // "-0.0" is before it
+  EXPECT_FALSE(test.isBefore(0.0));
+}
+
 TEST_F(LoaderDates, FastComparisonEqualsTheTextComparison) {
   std::mt19937_64 random(3);
   const double specials[] = {0.0,

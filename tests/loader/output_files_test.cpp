@@ -232,6 +232,16 @@ TEST_F(OutputFiles, APayloadOfAnotherLengthThanItsRowEndsASortedOutputWithZero) 
   EXPECT_FALSE(folder.has("out.bin.info"));
 }
 
+// The end of the document used to be written after rows that are not all there.
+TEST_F(OutputFiles, AnXmlOutputThatBreaksOffHasNoEnd) {
+  settings.payloadInputs = {3};
+  settings.outputFormat = OutputFormat::XML;
+  tablesAre({5, 30, 10, -2, 1, -2, -1});
+  write();
+  EXPECT_EQ(result, 0);
+  EXPECT_EQ(folder.read("out.bin"), "<Loader-Output>\n\n");
+}
+
 TEST_F(OutputFiles, UnsortedOutputTakesAPayloadOfAnotherLengthAsItIs) {
   settings.payloadInputs = {3};
   settings.sortCyclicTable = false;

@@ -1,5 +1,7 @@
 #include "pair_sum_table.h"
 
+#include <cmath>
+#include <limits>
 #include <map>
 #include <random>
 
@@ -26,6 +28,17 @@ TEST(PairSumTable, AddsWeightsByRowAndCallee) {
   EXPECT_EQ(table.pairs(0)[1].weight, 5);
   EXPECT_TRUE(table.hasMap(1));
   EXPECT_FALSE(table.hasMap(2));
+}
+
+// Two NaN with different bits used to be two callees: they were equal but had different hashes.
+TEST(PairSumTable, TakesEveryNaNForOneCallee) {
+  PairSumTable table;
+  const double number = std::numeric_limits<double>::quiet_NaN();
+  weight(table, 0, number) += 2;
+  weight(table, 0, -number) += 3;
+  weight(table, 0, std::nan("12")) += 4;
+  EXPECT_EQ(table.size(), 1U);
+  EXPECT_EQ(weight(table, 0, number), 9);
 }
 
 TEST(PairSumTable, KnowsRowsWithAnEmptyMap) {

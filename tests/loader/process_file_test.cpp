@@ -191,6 +191,16 @@ TEST_F(ProcessFile, OfAPairSumRunNeedsPairsForEveryCaller) {
                          errorLine(1323, "write_process_file: Unexpected exception occured (probably IO)"));
 }
 
+// The records before a caller without pairs used to be lost with the writer's block.
+TEST_F(ProcessFile, KeepsTheRecordsBeforeACallerWithoutPairs) {
+  settings = pairSumSettings();
+  tables = LoaderTables::create(settings);
+  tables.pairs->weight(tables.keys->findOrInsert(4), 1, PairSumTable::hash(0, 1)) = 2;
+  tables.keys->findOrInsert(5);
+  EXPECT_TRUE(writeFile().threwLibraryException);
+  EXPECT_EQ(folder.readDoubles("written"), (Doubles{4, 1, 2, -2, -1}));
+}
+
 TEST_F(ProcessFile, OfAPairSumRunLeavesOutACallerWithAnEmptyMap) {
   settings = pairSumSettings();
   readFile({4, -2, -1, 5, 1, 2, -2, -1});
@@ -250,6 +260,17 @@ TEST_F(ProcessFile, DropsTheEntriesBeforeTheCutoff) {
   EXPECT_TRUE(rowOf(tables, 5).values.empty());
   writeFile();
   EXPECT_EQ(folder.readDoubles("written"), (Doubles{4, 31, 20120302, 32, 20120203, -2, 6, 7, -2, -1}));
+}
+
+// Payloads beside no entry used to outlive the entries that were dropped if no date of their row was old.
+TEST_F(ProcessFile, DropsPayloadsThatStandBesideNoEntry) {
+  settings.dateField = 2;
+  settings.payloadInputs = {3};
+  readFile({4, 30, 20120302, -2, 5, 6, -2, -1, 5, -2, 8, -2, -1});
+  drop(20120302, 1);
+  EXPECT_EQ(rowOf(tables, 4).values, (Doubles{30}));
+  EXPECT_EQ(rowOf(tables, 4).payloads, (std::vector<Doubles>{{5}}));
+  EXPECT_EQ(rowOf(tables, 5).payloads, (std::vector<Doubles>{{}}));
 }
 
 TEST_F(ProcessFile, DroppedRowsGoOnAsTables) {

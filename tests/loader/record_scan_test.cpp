@@ -348,6 +348,17 @@ TEST_F(RecordScan, GivesALineWithoutAKeyToPartition0) {
   }
 }
 
+// A key beyond the last field used to end the run at a line that was given up before any key was needed.
+TEST_F(RecordScan, GivesALineThatCannotBeCutToPartition0EvenIfTheKeyIsNoField) {
+  settings.keyField = 4;
+  scope.partitions = 2;
+  for (scope.partition = 0; scope.partition < 2; ++scope.partition) {
+    tables = LoaderTables();
+    EXPECT_FALSE(scan("   1   2\n").threwLibraryException);
+    EXPECT_EQ(statistics().parsing, scope.partition == 0 ? 1U : 0U);
+  }
+}
+
 TEST_F(RecordScan, GivesALineThatIsCutBehindItsKeyToThePartitionOfTheKey) {
   scope.partitions = 2;
   for (scope.partition = 0; scope.partition < 2; ++scope.partition) {

@@ -4,6 +4,7 @@
 #include <cmath>
 #include <cstdlib>
 #include <fstream>
+#include <limits>
 #include <utility>
 
 #include "control/quven_XML_handler.h"
@@ -36,15 +37,15 @@ class SettingsReader {
 
   void readAll() {
     readFields();
-    readIfPresent("CyclicTableSize", settings.cyclicTableSize, 0);
+    readIfPresent("CyclicTableSize", settings.cyclicTableSize);
     readSort();
     readSpecialList();
     readOutput();
-    readIfPresent("Key", settings.keyField, 1);
-    readIfPresent("DateField", settings.dateField, 1);
-    readIfPresent("MultiplicityField", settings.multiplicityField, 1);
+    readIndexIfPresent("Key", settings.keyField);
+    readIndexIfPresent("DateField", settings.dateField);
+    readIndexIfPresent("MultiplicityField", settings.multiplicityField);
     readPartitions();
-    readIfPresent("DateHorizon", settings.dateHorizon, 0);
+    readIfPresent("DateHorizon", settings.dateHorizon);
     readOperations();
   }
 
@@ -60,9 +61,17 @@ class SettingsReader {
     return read_integer_by_library(text(tag, path));
   }
 
-  // `base` is the number that the file counts from.
-  void readIfPresent(const char* name, std::int32_t& value, std::int32_t base) {
-    if (has(root, name)) value = integer(root, name) - base;
+  // A column, field or position, which the file counts from 1; the lowest number there is stays what it is.
+  std::int32_t index(const QUVENXMLTag& tag, const std::string& path) const {
+    const std::int32_t number = integer(tag, path);
+    return number == std::numeric_limits<std::int32_t>::min() ? number : number - 1;
+  }
+
+  void readIndexIfPresent(const char* name, std::int32_t& value) {
+    if (has(root, name)) value = index(root, name);
+  }
+  void readIfPresent(const char* name, std::int32_t& value) {
+    if (has(root, name)) value = integer(root, name);
   }
 
   // A tag that its element must have.
@@ -81,8 +90,8 @@ class SettingsReader {
       require(field, "End", 1163, "read_input_file_format: Missing <End> tag in field ", number);
       settings.fieldNames.push_back(text(field, "Name"));
       settings.fieldTypes.push_back(text(field, "Type"));
-      settings.fieldStarts.push_back(integer(field, "Start") - 1);
-      settings.fieldEnds.push_back(integer(field, "End") - 1);
+      settings.fieldStarts.push_back(index(field, "Start"));
+      settings.fieldEnds.push_back(index(field, "End"));
     }
   }
 
@@ -126,7 +135,7 @@ class SettingsReader {
   }
 
   void readPartitions() {
-    readIfPresent("NumberOfPartitions", settings.numberOfPartitions, 0);
+    readIfPresent("NumberOfPartitions", settings.numberOfPartitions);
     if (settings.numberOfPartitions < 1 || settings.numberOfPartitions > largestPartitionCount) {
       report_error(1150, "read_input_file_format: number of partitions should be between 1 and 100");
     }
@@ -144,7 +153,7 @@ class SettingsReader {
     require(operation, "OpName", 1170, "read_input_file_format: Missing name in op ", number);
     require(operation, "Input", 1170, "read_input_file_format: Missing input tag in op ", number);
     const std::string& name = text(operation, "OpName");
-    const std::int32_t input = integer(operation, "Input") - 1;
+    const std::int32_t input = index(operation, "Input");
     if (name == "CyclicAddPayload") {
       settings.payloadInputs.push_back(input);
       return;
@@ -154,7 +163,7 @@ class SettingsReader {
       report_error(1170, "read_input_file_format: Unknown operation " + name);
     }
     std::int32_t output = -1;
-    if (name != "CyclicAdd") output = has(operation, "Output") ? integer(operation, "Output") - 1 : -2;
+    if (name != "CyclicAdd") output = has(operation, "Output") ? index(operation, "Output") : -2;
     if (summing && output < 0) {
       report_error(1170, "read_input_file_format: Missing output tag in op " + std::to_string(number));
     }

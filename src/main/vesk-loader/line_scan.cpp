@@ -86,12 +86,10 @@ void LineScan::scanLine(const std::string& path, const Line& line) {
   }
 }
 
-// A line whose key could not be cut is a problem of partition 0.
+// A line that was given up before its key was cut is a problem of partition 0.
 bool LineScan::belongsToPartition() {
-  if (plan.keyField >= 0 && static_cast<std::size_t>(plan.keyField) < fields.size() &&
-      static_cast<std::size_t>(plan.keyField) >= fields.cutCount()) {
-    return scope.partition == 0;
-  }
+  const bool keyIsCut = plan.keyField >= 0 && static_cast<std::size_t>(plan.keyField) < fields.cutCount();
+  if (!keyIsCut && fields.cutCount() < fields.size()) return scope.partition == 0;
   const FieldText& field = checkedField(plan.keyField);
   // The key counts here before the blank test, so it may be anything.
   const bool isWord = fields.findWord(static_cast<std::size_t>(plan.keyField));

@@ -5,6 +5,7 @@
 // record dates are in the form that the command line's date format says (2: yyyymmdd, otherwise yyyyddmm).
 
 #include <cstdint>
+#include <limits>
 
 namespace vesk_loader {
 
@@ -28,7 +29,7 @@ class CutoffTest {
   bool isBefore(double date) const {
     if (date == lastDate) return lastResult;  // days come in runs
     lastResult = test(date);
-    lastDate = date;
+    lastDate = date != 0.0 ? date : std::numeric_limits<double>::quiet_NaN();  // the zeros are equal, their texts not
     return lastResult;
   }
 

@@ -17,9 +17,10 @@ inline std::uint64_t fold_multiply(std::uint64_t a, std::uint64_t b) {
   return static_cast<std::uint64_t>(product) ^ static_cast<std::uint64_t>(product >> 64);
 }
 
-/// Equal ids have equal hashes: 0.0 is added because -0.0 equals 0.0.
+/// Equal ids have equal hashes: 0.0 is added because -0.0 equals 0.0, and every NaN counts as one.
 inline std::uint64_t hash_id(double id) {
-  return fold_multiply(std::bit_cast<std::uint64_t>(id + 0.0) ^ 0x9E3779B97F4A7C15ULL, 0xD6E8FEB86659FD93ULL);
+  const std::uint64_t bits = id == id ? std::bit_cast<std::uint64_t>(id + 0.0) : ~std::uint64_t{0};
+  return fold_multiply(bits ^ 0x9E3779B97F4A7C15ULL, 0xD6E8FEB86659FD93ULL);
 }
 
 /// Plain comparison; a NaN equals a NaN, so that every id can be found again.

@@ -107,6 +107,7 @@ class ProcessFileWriter {
   bool writePairs(std::uint32_t row) {
     const double key = tables.keys->key(row);
     if (!tables.pairs->hasMap(row)) {
+      file.close();  // the records before this one reach the file
       report_error(1000, format_text("%g", key), format_text("missing pairsum information for key %g", key));
     }
     const auto pairs = tables.pairs->pairs(row);
@@ -204,9 +205,10 @@ int drop_old_entries(LoaderTables& tables, double cutoffDate, std::uint32_t date
     RowColumns columns;
     for (std::uint32_t row = 0; row < tables.keys->size(); ++row) {
       tables.keys->read(row, columns);
-      bool anyOld = false;
-      for (const double date : columns.dates) anyOld = anyOld || cutoff.isBefore(date);
-      if (!anyOld) continue;
+      bool changes = false;  // payloads of a process file from elsewhere lose what stands beside no entry
+      for (const auto& payload : columns.payloads) changes = changes || payload.size() > columns.values.size();
+      for (const double date : columns.dates) changes = changes || cutoff.isBefore(date);
+      if (!changes) continue;
       keep_from_date(columns, cutoffDate, dateFormat);
       tables.keys->assign(row, columns);
     }
