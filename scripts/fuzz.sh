@@ -6,7 +6,7 @@ seconds=${1:-60}
 
 scripts/setup.sh
 cmake --preset fuzz
-cmake --build --preset fuzz
+cmake --build --preset fuzz --target fuzzers
 for fuzzer in build/fuzz/bin/*_fuzz; do
   name=$(basename "$fuzzer" _fuzz)
   found=$PWD/build/fuzz/found/$name
