@@ -28,6 +28,8 @@ class QUVENXMLHandler {
   static std::unique_ptr<QUVENXMLHandler> create(const QUVENEnvHandle& env);
 
   /// Replaces the tree by a new root, which is a leaf until it gets a child.
+  ///
+  /// Errors: "Cannot allocate object memory" and XRTMemoryException; the old tree stays then.
   void resetTree(const QUVENEnvHandle& env);
 
   /// Parses the file into the current root. The result is 1 if the whole file was read, else 0.
