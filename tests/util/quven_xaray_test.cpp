@@ -309,6 +309,12 @@ TEST_F(QUVENXaRayTest, SizeBeyondThirtyTwoBitsCannotBeAllocated) {
   QUVENXaRay<char> array;
   EXPECT_TRUE(capturedRun([&] { array.setSize(0x80000000L, QUVEN_ENV); }).threwMemoryException);
   EXPECT_TRUE(capturedRun([&] { array.autoExtend(0x80000000L, QUVEN_ENV); }).threwMemoryException);
+  QUVENXaRay<double> wide;
+  for (const long size : {0x7fffffffffffffffL, 0x2000000000000001L}) {  // the bytes of both are beyond any count
+    EXPECT_TRUE(capturedRun([&] { wide.setSize(size, QUVEN_ENV); }).threwMemoryException);
+    EXPECT_TRUE(capturedRun([&] { wide.autoExtend(size, QUVEN_ENV); }).threwMemoryException);
+  }
+  EXPECT_EQ(wide.getCapacity(), 0);
   EXPECT_EQ(array.getCapacity(), 0);
   EXPECT_EQ(env.getBytesInUse(), 0);
 }
