@@ -47,6 +47,35 @@ TEST_F(QUVENKeyValueXAshTableTest, FailedInsertionLeavesTheTableAsItWas) {
   table.deleteMemory(QUVEN_ENV);
 }
 
+TEST_F(QUVENKeyValueXAshTableTest, FailedCopyLeavesAnEmptyTable) {
+  // A copy that failed at the values used to find its keys and to give out values that were not there.
+  QUVENKeyValueXAshTable<QUVENStringWithHash, QUVENXaRay<double>> table;
+  for (const char* key : {"one", "two", "a key that needs a block of its own"}) {
+    const long index = table.insert(key, QUVEN_ENV);
+    table.getValue(index).setSize(3, QUVEN_ENV);
+  }
+  QUVENKeyValueXAshTable<QUVENStringWithHash, QUVENXaRay<double>> copy;
+  const std::int64_t ofTable = env.getBytesInUse();
+  long allowed = 0;
+  for (bool failed = true; failed; ++allowed) {
+    copy.insert("old", QUVEN_ENV);
+    failed = capturedRun([&] {
+               const FailingAllocation failure(allowed);
+               copy.copyFrom(table, QUVEN_ENV);
+             }).threwMemoryException;
+    if (!failed) break;
+    ASSERT_LT(allowed, 100);
+    EXPECT_EQ(env.getBytesInUse(), ofTable) << allowed;
+    EXPECT_EQ(copy.find("one"), nullptr) << allowed;
+    EXPECT_EQ(copy.getNumKeys(), 0) << allowed;
+  }
+  EXPECT_GT(allowed, 5);
+  EXPECT_EQ(copy.find("two")->getSize(), 3);
+  EXPECT_EQ(copy.find("old"), nullptr);
+  copy.deleteMemory(QUVEN_ENV);
+  table.deleteMemory(QUVEN_ENV);
+}
+
 TEST_F(QUVENKeyValueXAshTableTest, KeepsAValueForEachKey) {
   QUVENKeyValueXAshTable<QUVENStringWithHash, std::string> table;
   EXPECT_EQ(table.put("one", "1", QUVEN_ENV), 1);

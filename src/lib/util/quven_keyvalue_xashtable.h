@@ -75,8 +75,14 @@ class QUVENKeyValueXAshTable : public QUVENObjectIndexXAshTable<K> {
 
   void copyFrom(const QUVENKeyValueXAshTable& other, const QUVENEnvHandle& env) {
     if (&other == this) return;
-    Base::copyFrom(other, QUVEN_ENV);
-    values.copyFrom(other.values, QUVEN_ENV);
+    deleteMemory(QUVEN_ENV);
+    try {
+      Base::copyFrom(other, QUVEN_ENV);
+      values.copyFrom(other.values, QUVEN_ENV);
+    } catch (...) {
+      deleteMemory(QUVEN_ENV);
+      throw;
+    }
   }
 
   void deleteMemory(const QUVENEnvHandle& env) {

@@ -102,11 +102,18 @@ class QUVENObjectIndexXAshTable {
     params.setStepsUsed(0);
   }
 
+  /// Deep copy of another table, which may be this one.
+  /// Errors: "Cannot allocate array memory" and XRTMemoryException; the table is empty then.
   void copyFrom(const QUVENObjectIndexXAshTable& other, const QUVENEnvHandle& env) {
     if (&other == this) return;
     deleteMemory(QUVEN_ENV);
-    keys.copyFrom(other.keys, QUVEN_ENV);
-    slots.copyFrom(other.slots, QUVEN_ENV);
+    try {
+      keys.copyFrom(other.keys, QUVEN_ENV);
+      slots.copyFrom(other.slots, QUVEN_ENV);
+    } catch (...) {
+      deleteMemory(QUVEN_ENV);
+      throw;
+    }
     liveCount = other.liveCount;
     params = other.params;
   }
