@@ -84,6 +84,7 @@ void TM2AscString::appendNumber(double value, const char* format) {
 }
 
 void TM2AscString::setLengthCapacity(long length, long capacity) {
+  TM2_ASSERT(length >= 0);
   if (length == 0 && capacity == 0) return freeBuffer();
   const long oldLength = getLength();
   const long wanted = std::max(capacity, length + 1);
@@ -92,6 +93,7 @@ void TM2AscString::setLengthCapacity(long length, long capacity) {
 }
 
 void TM2AscString::setLength(long a_len) {  // NOLINT(readability-identifier-naming)
+  TM2_ASSERT(a_len >= 0);
   TM2_ASSERT(a_len < this->pot_len);
   fillUpTo(a_len, getLength());
 }
