@@ -18,8 +18,8 @@ class QUVENKeyValueXAshTable : public QUVENObjectIndexXAshTable<K> {
   template <class Lookup>
   long insert(const Lookup& key, const QUVENEnvHandle& env) {
     // First the room, so that no key is left without a value when memory runs out.
-    values.autoReserve(Base::getNumKeys() + 1, QUVEN_ENV);
-    const long index = Base::insert(key, QUVEN_ENV);
+    const auto makeRoom = [&] { values.autoReserve(Base::getNumKeys() + 1, QUVEN_ENV); };
+    const long index = Base::insert(key, makeRoom, QUVEN_ENV);
     values.autoExtend(index, QUVEN_ENV);
     return index;
   }
