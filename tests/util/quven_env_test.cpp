@@ -231,6 +231,16 @@ TEST(QUVENEnvGlobals, FactoryMayAskForAnotherGlobal) {
   EXPECT_EQ(QUVENEnv::getGlobal(key, makeWithInner, QUVEN_ENV)->number, 8);
 }
 
+TEST(QUVENEnvGlobals, StoringReleasesTheObjectThatWasThere) {
+  QUVENEnv env;
+  env.activate();
+  // The factory of the outer object has the inner one made under the same key.
+  EXPECT_EQ(QUVENEnv::getGlobal(innerKey(), makeWithInner, QUVEN_ENV)->number, 8);
+  EXPECT_EQ(QUVENEnv::getGlobal(innerKey(), makeSeven, QUVEN_ENV)->number, 8);
+  env.getAux().deleteMemory(QUVEN_ENV);
+  EXPECT_EQ(env.getBytesInUse(), 0);
+}
+
 TEST(QUVENEnvGlobals, NullResultFailsTheAssertionAndStoresNothing) {
   const QUVENStringWithHash key("Test::cv");
   QUVENEnv env;
