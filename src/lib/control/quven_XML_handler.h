@@ -17,7 +17,8 @@
 /// of a parameter reader is resetTree, readXMLFile, then hasTag and getTag with paths from the top element on.
 ///
 /// Requires: resetTree before anything else, a fatal report otherwise.
-/// Lifetime: the tree goes with the handler, in the environment in which it was made; that one must still be there.
+/// Lifetime: the tree goes with the handler, in the environment in which it was made. That one must still be there, and
+///           active, or else the bytes of the tags go back to another.
 class QUVENXMLHandler {
  public:
   static constexpr const char* RootName = "__XMLRoot__";
