@@ -38,6 +38,22 @@ std::string contentOf(const std::string& name) {
 
 TEST_F(LogDeathTest, WritesToTheFileThatWasOpened) { EXPECT_EXIT(writeOneLine(file), testing::ExitedWithCode(0), ""); }
 
+TEST_F(LogDeathTest, ClosesItsFileAtExit) {
+  // The process of the case runs these lines, too, and takes over the name that the first process chose.
+  setenv("VESK_TEST_LOG", file.c_str(), 0);
+  const std::string name = std::getenv("VESK_TEST_LOG");
+  EXPECT_EXIT(
+      {
+        Log::Open(name);
+        Log::GetStream() << "a line\n";
+        std::exit(0);
+      },
+      testing::ExitedWithCode(0), "");
+  EXPECT_EQ(contentOf(name), "a line\n");
+  std::filesystem::remove(name);
+  unsetenv("VESK_TEST_LOG");
+}
+
 TEST_F(LogDeathTest, SecondOpenEndsTheProcess) {
   EXPECT_EXIT(
       {

@@ -7,6 +7,8 @@
 #include <sstream>
 #include <string>
 
+#include "support/captured_run.h"
+#include "support/failing_allocation.h"
 #include "util/quven_debug.h"
 #include "xml_text.h"
 
@@ -516,6 +518,47 @@ TEST_F(HandlerFiles, AnExceptionReleasesTheTree) {
               }),
               HasSubstr("there is no [none]"));
   EXPECT_EQ(environment.getBytesInUse(), bytes);
+}
+
+TEST_F(HandlerFiles, ResetTreeKeepsTheOldTreeWithoutMemoryForARoot) {
+  EXPECT_EQ(read("<A>1</A>"), 1);
+  environment.setBytesBudget(environment.getBytesInUse() + static_cast<std::int64_t>(sizeof(QUVENXMLTag)) - 1);
+  CapturedRun run = capturedRun([&] { handler.resetTree(QUVEN_ENV); });
+  EXPECT_THAT(run.out, ::testing::EndsWith("\n    Cannot allocate object memory\n"));
+  EXPECT_TRUE(run.threwMemoryException);
+  environment.setBytesBudget(0);
+  run = capturedRun([&] {
+    const FailingAllocation failure(0);
+    handler.resetTree(QUVEN_ENV);
+  });
+  EXPECT_THAT(run.out, HasSubstr("\n    Cannot allocate object memory\n"));
+  EXPECT_TRUE(run.threwMemoryException);
+  EXPECT_EQ(tree(), "A=1");
+}
+
+TEST_F(HandlerFiles, MemoryThatRunsOutAnywhereIsAnExceptionAndLeavesTheAccountExact) {
+  const auto bytes = environment.getBytesInUse();
+  const std::string name = folder.write("in.xml",
+                                        "<A first_attribute_of_the_tag=\"a value that needs a block of its own\">\n"
+                                        "<B><C><D/></C><E>another value that needs a block of its own</E></B>\n"
+                                        "<a_name_that_needs_a_block_of_its_own/></A>");
+  int result = 0;
+  long allowed = 0;
+  // Memory stays exhausted until everything is released.
+  for (bool failed = true; failed; ++allowed) {
+    const CapturedRun run = capturedRun([&] {
+      const FailingAllocation failure(allowed);
+      QUVENXMLHandler other;
+      other.resetTree(QUVEN_ENV);
+      result = other.readXMLFile(name, QUVEN_ENV);
+    });
+    failed = run.threwMemoryException || run.threwLibraryException;
+    EXPECT_EQ(environment.getBytesInUse(), bytes) << allowed;
+    EXPECT_EQ(quvenDebugWords.error, 0) << allowed;
+    ASSERT_LT(allowed, 1000);
+  }
+  EXPECT_EQ(result, 1);
+  EXPECT_GT(allowed, 20);
 }
 
 }  // namespace

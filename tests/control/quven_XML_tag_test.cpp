@@ -10,6 +10,8 @@
 #include <sstream>
 #include <string>
 
+#include "support/captured_run.h"
+#include "support/failing_allocation.h"
 #include "xml_text.h"
 
 namespace {
@@ -82,6 +84,37 @@ TEST_F(QUVENXMLTagTest, AddingDoesNotLookForDuplicates) {
   tag.addBranchTag("A", QUVEN_ENV);
   EXPECT_EQ(notation(tag), "T{A=1 A{}}");
   EXPECT_EQ(tag.getChild("A", QUVEN_ENV).getValue(), "1");  // the first of a name is found
+}
+
+TEST_F(QUVENXMLTagTest, ANameMayBeThatOfAChildWhichMoves) {
+  // The name used to be read from the cell of the child after the growing array had moved it.
+  tag.addLeafTag("a short name", QUVEN_ENV);
+  for (int i = 0; i < 20; ++i) tag.addLeafTag(tag.getChildren()[1].getName(), QUVEN_ENV);
+  for (const QUVENXMLTag& child : tag.getChildren()) EXPECT_EQ(child.getName(), "a short name");
+}
+
+TEST_F(QUVENXMLTagTest, WithoutMemoryForItsNameNoChildIsAdded) {
+  tag.addLeafTag("room for one more", QUVEN_ENV);
+  tag.addLeafTag("and this one", QUVEN_ENV);
+  ASSERT_LT(tag.getChildren().getSize(), tag.getChildren().getCapacity());
+  const CapturedRun run = capturedRun([&] {
+    const FailingAllocation failure(0);
+    tag.addLeafTag("a name that needs a block of its own", QUVEN_ENV);
+  });
+  EXPECT_TRUE(run.threwMemoryException);
+  EXPECT_EQ(tag.getChildren().getSize(), 2);
+}
+
+TEST_F(QUVENXMLTagTest, ATreeIsReleasedWithoutMemory) {
+  // The release used to list the parents first, and ended the program where memory had run out.
+  for (const char* path : {"a/b/c/d", "a/b/e/f", "a/g", "h/i/j", "h/k", "l"}) {
+    tag.addLeafTagPath(path, QUVEN_ENV).addAttributeName("x", QUVEN_ENV);
+  }
+  tag.getTag("a/b", QUVEN_ENV).removeAllChildren(QUVEN_ENV);
+  EXPECT_EQ(notation(tag), "T{a{b g(x)} h{i{j(x)} k(x)} l(x)}");
+  const FailingAllocation failure(0);
+  tag.destroyPrimitive(QUVEN_ENV);
+  EXPECT_EQ(environment.getBytesInUse(), 0);
 }
 
 TEST_F(QUVENXMLTagTest, ChildrenAreFoundByTheirExactNames) {

@@ -4,6 +4,7 @@
 #include <thread>
 
 #include "support/captured_run.h"
+#include "support/failing_allocation.h"
 #include "util/quven_env_aux.h"
 #include "util/quven_env_lookup.h"
 #include "xrt/xrt_thread.h"
@@ -51,6 +52,10 @@ void makeSeven(GlobalPtr& result, const QUVENEnvHandle& env) {
   result.make(7, QUVEN_ENV);
 }
 void makeNothing(GlobalPtr&, const QUVENEnvHandle&) { ++factoryCalls; }
+void makeHalf(GlobalPtr& result, const QUVENEnvHandle& env) {
+  result.make(7, QUVEN_ENV);
+  quvenFatalReport("Half made", QUVEN_ENV);
+}
 
 const QUVENStringWithHash& innerKey() {
   static const QUVENStringWithHash key("Inner::cv");
@@ -226,6 +231,16 @@ TEST(QUVENEnvGlobals, FactoryMayAskForAnotherGlobal) {
   EXPECT_EQ(QUVENEnv::getGlobal(key, makeWithInner, QUVEN_ENV)->number, 8);
 }
 
+TEST(QUVENEnvGlobals, StoringReleasesTheObjectThatWasThere) {
+  QUVENEnv env;
+  env.activate();
+  // The factory of the outer object has the inner one made under the same key.
+  EXPECT_EQ(QUVENEnv::getGlobal(innerKey(), makeWithInner, QUVEN_ENV)->number, 8);
+  EXPECT_EQ(QUVENEnv::getGlobal(innerKey(), makeSeven, QUVEN_ENV)->number, 8);
+  env.getAux().deleteMemory(QUVEN_ENV);
+  EXPECT_EQ(env.getBytesInUse(), 0);
+}
+
 TEST(QUVENEnvGlobals, NullResultFailsTheAssertionAndStoresNothing) {
   const QUVENStringWithHash key("Test::cv");
   QUVENEnv env;
@@ -239,6 +254,38 @@ TEST(QUVENEnvGlobals, NullResultFailsTheAssertionAndStoresNothing) {
   EXPECT_THAT(run.out, testing::HasSubstr("\n    ASSERTION FAILED (cvPtr != 0)\n"));
   EXPECT_TRUE(run.threwLibraryException);
   EXPECT_EQ(QUVENEnv::getDataScanGlobals(makeSeven, QUVEN_ENV)->number, 7);
+}
+
+TEST(QUVENEnvGlobals, AreGivenBackWhenThereIsNoMemoryToStoreThem) {
+  const QUVENStringWithHash key("a key that needs a block of its own");
+  QUVENEnv env;
+  env.activate();
+  const auto failuresOf = [&](auto action) {
+    long allowed = 0;
+    for (bool failed = true; failed; ++allowed) {
+      failed = capturedRun([&] {
+                 const FailingAllocation failure(allowed);
+                 action();
+               }).threwMemoryException;
+      if (!failed) break;
+      // Nothing but tables, which know no key yet.
+      env.getAux().deleteMemory(QUVEN_ENV);
+      EXPECT_EQ(env.getBytesInUse(), 0) << allowed;
+    }
+    return allowed;
+  };
+  EXPECT_GT(failuresOf([&] { QUVENEnv::getGlobal(key, makeSeven, QUVEN_ENV); }), 4);
+  EXPECT_EQ(failuresOf([&] { QUVENEnv::getDataScanGlobals(makeSeven, QUVEN_ENV); }), 2);  // slot and object
+  EXPECT_EQ(QUVENEnv::getGlobal(key, makeSeven, QUVEN_ENV)->number, 7);
+}
+
+TEST(QUVENEnvGlobals, FactoryThatFailsHalfWayLeavesNothingBehind) {
+  const QUVENStringWithHash key("Test::cv");
+  QUVENEnv env;
+  env.activate();
+  EXPECT_TRUE(capturedRun([&] { QUVENEnv::getGlobal(key, makeHalf, QUVEN_ENV); }).threwLibraryException);
+  EXPECT_EQ(env.getBytesInUse(), 0);
+  EXPECT_EQ(QUVENEnv::getGlobal(key, makeSeven, QUVEN_ENV)->number, 7);
 }
 
 TEST(QUVENEnvGlobals, DirectSlotIsFilledOnce) {

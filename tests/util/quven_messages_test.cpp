@@ -199,8 +199,17 @@ TEST(QUVENMessages, CodeOutsideTheTableFails) {
   EXPECT_FALSE(capturedRun([] { printed(9137); }).threwLibraryException);
 }
 
-TEST(QUVENMessages, MoreArgumentsThanPiecesFail) {
+TEST(QUVENMessages, TooManyOrTooFewArgumentsFail) {
   EXPECT_TRUE(capturedRun([] { printed(9001, {1, 2}); }).threwLibraryException);
+  // A missing one in the middle used to leave a gap: File "", line : Syntax error.
+  EXPECT_TRUE(capturedRun([] { printed(9014); }).threwLibraryException);
+  EXPECT_TRUE(capturedRun([] { printed(9014, {"a.dat"}); }).threwLibraryException);
+}
+
+TEST(QUVENMessages, TakeNumbersOfAnyWidth) {
+  EXPECT_EQ(printed(9021, {std::size_t{7}, 18446744073709551615U}),
+            "Field number 7 out of range (range is 1..18446744073709551615");
+  EXPECT_EQ(printed(9021, {static_cast<short>(-1), 0.5F}), "Field number -1 out of range (range is 1..0.5");
 }
 
 TEST(QUVENMessages, SeveritiesAreConverted) {

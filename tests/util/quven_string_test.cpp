@@ -37,3 +37,21 @@ TEST(QUVENStringWithHash, KeepsTheHashInACopy) {
   EXPECT_TRUE(copy.isHashValid());
   EXPECT_EQ(copy.hash(), 85451877U);
 }
+
+TEST(QUVENStringWithHash, TakesTheHashAlongWhenItMoves) {
+  // The source used to keep the hash of the text that it had lost.
+  QUVENStringWithHash text("abc");
+  text.hash();
+  QUVENStringWithHash moved(std::move(text));
+  EXPECT_TRUE(moved.isHashValid());
+  EXPECT_EQ(moved, "abc");
+  EXPECT_TRUE(text.isEmpty());          // NOLINT(bugprone-use-after-move): empty by contract
+  EXPECT_EQ(text.hash(), 1772156499U);  // of the empty text
+  text = std::move(moved);
+  EXPECT_EQ(text.hash(), 85451877U);
+  EXPECT_EQ(moved.hash(), 1772156499U);  // NOLINT(bugprone-use-after-move): empty by contract
+  QUVENStringWithHash& self = text;
+  text = std::move(self);
+  EXPECT_EQ(text, "abc");
+  EXPECT_EQ(text.hash(), 85451877U);
+}

@@ -1,6 +1,7 @@
 #include "util/quven_xaray.h"
 
 #include <numeric>
+#include <random>
 #include <stdexcept>
 #include <string>
 
@@ -309,6 +310,12 @@ TEST_F(QUVENXaRayTest, SizeBeyondThirtyTwoBitsCannotBeAllocated) {
   QUVENXaRay<char> array;
   EXPECT_TRUE(capturedRun([&] { array.setSize(0x80000000L, QUVEN_ENV); }).threwMemoryException);
   EXPECT_TRUE(capturedRun([&] { array.autoExtend(0x80000000L, QUVEN_ENV); }).threwMemoryException);
+  QUVENXaRay<double> wide;
+  for (const long size : {0x7fffffffffffffffL, 0x2000000000000001L}) {  // the bytes of both are beyond any count
+    EXPECT_TRUE(capturedRun([&] { wide.setSize(size, QUVEN_ENV); }).threwMemoryException);
+    EXPECT_TRUE(capturedRun([&] { wide.autoExtend(size, QUVEN_ENV); }).threwMemoryException);
+  }
+  EXPECT_EQ(wide.getCapacity(), 0);
   EXPECT_EQ(array.getCapacity(), 0);
   EXPECT_EQ(env.getBytesInUse(), 0);
 }
@@ -390,4 +397,67 @@ TEST_F(QUVENXaRayTest, AlignsItsCells) {
   EXPECT_EQ(array[3].value, 3.0);
   EXPECT_EQ(env.getBytesInUse(), 64 * array.getCapacity());
   array.deleteMemory(QUVEN_ENV);
+}
+
+TEST_F(QUVENXaRayTest, AgreesWithAVectorThroughRandomOperations) {
+  for (unsigned seed = 1; seed <= 10; ++seed) {
+    SCOPED_TRACE("seed " + std::to_string(seed));
+    std::mt19937 generator(seed);
+    const auto below = [&](unsigned limit) { return static_cast<long>(generator() % limit); };
+    QUVENXaRay<std::string, 0> texts;
+    QUVENXaRay<long> numbers;
+    std::vector<std::string> expectedTexts;
+    std::vector<long> expectedNumbers;
+    for (int i = 0; i < 300; ++i) {
+      const long size = below(40);
+      const long operation = below(7);
+      const std::string text(static_cast<std::size_t>(below(40)), 'x');
+      const auto apply = [&] {
+        switch (operation) {
+          case 0:
+            texts.setSize(size, QUVEN_ENV);
+            break;
+          case 1:
+            texts.setSizeCapacity(size, below(50), QUVEN_ENV);
+            break;
+          case 2:
+            texts.autoExtend(size, QUVEN_ENV);
+            break;
+          case 3:
+            texts.autoReserve(size, QUVEN_ENV);
+            break;
+          default:
+            texts.append(text, QUVEN_ENV);
+        }
+      };
+      const std::int64_t before = env.getBytesInUse();
+      quvenDebugWords.quiet = 1;
+      const bool failed = capturedRun([&] {
+                            const FailingAllocation failure(below(6));
+                            apply();
+                          }).threwMemoryException;
+      quvenDebugWords.quiet = 0;
+      if (failed) {
+        // A failed operation changes nothing that is seen, but for the room that it may have made.
+        ASSERT_GE(env.getBytesInUse(), before);
+        ASSERT_TRUE(std::equal(texts.begin(), texts.end(), expectedTexts.begin(), expectedTexts.end()));
+        continue;
+      }
+      if (operation <= 1) expectedTexts.resize(static_cast<std::size_t>(size));
+      if (operation == 2 && size > std::ssize(expectedTexts)) expectedTexts.resize(static_cast<std::size_t>(size));
+      if (operation >= 4) expectedTexts.push_back(text);
+      ASSERT_TRUE(std::equal(texts.begin(), texts.end(), expectedTexts.begin(), expectedTexts.end())) << "step " << i;
+      ASSERT_GE(texts.getCapacity(), texts.getSize());
+
+      // The same with plain cells, which are written through the block.
+      numbers.setSizeCapacity(size, size + below(10), QUVEN_ENV);
+      expectedNumbers.resize(static_cast<std::size_t>(size));
+      if (size > 0) numbers[1 + i % size] = expectedNumbers[static_cast<std::size_t>(i % size)] = i;
+      ASSERT_EQ(cellsOf(numbers), expectedNumbers) << "step " << i;
+      ASSERT_EQ(env.getBytesInUse(), static_cast<std::int64_t>(sizeof(std::string)) * texts.getCapacity() +
+                                         static_cast<std::int64_t>(sizeof(long)) * numbers.getCapacity());
+    }
+    texts.deleteMemory(QUVEN_ENV);
+    numbers.deleteMemory(QUVEN_ENV);
+  }
 }

@@ -5,6 +5,7 @@
 
 #include "support/captured_run.h"
 #include "util/quven_string.h"
+#include "xrt/xrt_exception.h"
 
 namespace {
 
@@ -303,6 +304,20 @@ TEST_F(QUVENXAshTableTest, PreparesOnlyAnEmptyTable) {
   table.clear(QUVEN_ENV);
   EXPECT_EQ(table.getIndex(6L), 0);
   EXPECT_EQ(table.insert(7L, QUVEN_ENV), 1);
+  table.deleteMemory(QUVEN_ENV);
+}
+
+TEST_F(QUVENXAshTableTest, PreparesForNoMoreThanTheLargestTable) {
+  QUVENObjectIndexXAshTable<long> table;
+  env.setBytesBudget(100);
+  quvenDebugWords.quiet = 1;
+  try {
+    table.prepare(1L << 40, QUVEN_ENV);
+    FAIL() << "more than the budget was given";
+  } catch (const XRTMemoryException& exception) {
+    EXPECT_EQ(exception.getBytesAsked(), 0x40000000L * static_cast<long>(sizeof(long)));
+  }
+  EXPECT_EQ(table.insert(6L, QUVEN_ENV), 1);  // the table is as it was
   table.deleteMemory(QUVEN_ENV);
 }
 

@@ -6,6 +6,7 @@
 #include <sstream>
 
 #include "support/captured_run.h"
+#include "support/failing_allocation.h"
 
 namespace {
 
@@ -66,6 +67,31 @@ TEST_F(QUVENReports, TakesStringsAndTextStreams) {
 
 TEST_F(QUVENReports, NeverEscapesAText) {
   EXPECT_EQ(output([] { report_log(1, "a;|b"); }), "Log;|1;|a;|b;|LogEnd\n");
+}
+
+TEST_F(QUVENReports, NeedsNoMemory) {
+  const std::string text(1000, 't');
+  EXPECT_EQ(output([&] {
+              const FailingAllocation failure(0);
+              report_log(-1, text);
+              report_warning(2147483647, "parameter", text);
+              report_error(-2147483647 - 1, "parameter", text, QUVEN_ENV, quvenFalse);
+            }),
+            "Log;|-1;|" + text + ";|LogEnd\nWarning;|2147483647;|parameter;|" + text +
+                ";|WarningEnd\nError;|-2147483648;|parameter;|" + text + ";|ErrorEnd\n");
+}
+
+template <class... Arguments>
+concept Reports = requires(Arguments... arguments) {
+  report_error(1, arguments...);
+};
+
+TEST_F(QUVENReports, TakeNoTextForAFlag) {
+  // With the flag forgotten, a parameter and a text used to end the process with the parameter as the text.
+  EXPECT_TRUE((Reports<const char*, bool>));
+  EXPECT_TRUE((Reports<const char*, const char*, bool>));
+  EXPECT_FALSE((Reports<const char*, const char*>));
+  EXPECT_FALSE((Reports<const char*, std::string>));
 }
 
 TEST_F(QUVENReports, TerminatesByTheLibraryException) {

@@ -1,10 +1,10 @@
 #include "xrt/tm2ustra.h"
 
+#include <new>
 #include <utility>
 
 #include "support/captured_run.h"
 #include "support/failing_allocation.h"
-#include "xrt/xrt_exception.h"
 
 namespace {
 
@@ -150,6 +150,10 @@ TEST(TM2AscString, FlagsStandAboveTheLengthUntilTheTextChanges) {
 TEST(TM2AscString, ReportsTheConditionsOfItsInvariants) {
   Broken text("abc");
   EXPECT_EQ(failedCondition([&] { text.setLength(4); }), "a_len < this->pot_len");
+  // A negative length used to be stored before anything refused it, and the text had a billion characters then.
+  EXPECT_EQ(failedCondition([&] { text.setLength(-1); }), "a_len >= 0");
+  EXPECT_EQ(failedCondition([&] { text.setLengthCapacity(-1, 9); }), "length >= 0");
+  EXPECT_EQ(text.getLength(), 3);
   EXPECT_EQ(failedCondition([&] { text.copyChars("abcd", 4); }), "num_chars < this->pot_len");
   EXPECT_EQ(failedCondition([&] { static_cast<void>(text[-1]); }), "ix >= 0");
   EXPECT_EQ(failedCondition([&] { text.setChar(-1, 'x'); }), "ix >= 0");
@@ -176,6 +180,9 @@ TEST(TM2AscString, FailedAllocationLeavesTheStringAsItWas) {
                 text.append("defgh");
               }).threwMemoryException);
   EXPECT_STREQ(text.text(), "abc");
-  EXPECT_THROW(text.setLengthCapacity(0, 0x40000000L), XRTMemoryException);
+  for (const long beyond : {0x40000000L, 0x7fffffffffffffffL}) {
+    EXPECT_THROW(text.setLengthCapacity(0, beyond), std::bad_alloc);
+    EXPECT_THROW(text.setLengthCapacity(beyond, 0), std::bad_alloc);
+  }
   EXPECT_STREQ(text.text(), "abc");
 }

@@ -1,5 +1,7 @@
 #include "xrt/xrt_trace.h"
 
+#include <unistd.h>
+
 #include <cstdlib>
 #include <thread>
 
@@ -11,11 +13,12 @@ namespace {
 constexpr const char* levelVariable = "VESK_TEST_TRACELEVEL";
 constexpr const char* componentVariable = "VESK_TEST_TRACECOMP";
 constexpr const char* fileVariable = "VESK_TEST_TRACEFILE";
+constexpr const char* switchVariable = "VESK_TEST_TRACESWITCH";
 
 class XRTTraceTest : public testing::Test {
  protected:
   void TearDown() override {
-    for (const char* variable : {levelVariable, componentVariable, fileVariable}) unsetenv(variable);
+    for (const char* variable : {levelVariable, componentVariable, fileVariable, switchVariable}) unsetenv(variable);
   }
 
   /// What a trace prints behind its header.
@@ -325,20 +328,59 @@ TEST_F(XRTTraceTest, HeaderShowsTheSwitches) {
 }
 
 TEST_F(XRTTraceTest, SwitchIsReadFromTrueAndFalseOnly) {
-  XRTTrace::Setting<int> setting{0, 0};
-  XRTTrace::readSwitch("", setting);
-  XRTTrace::readSwitch(fileVariable, setting);
-  EXPECT_EQ(setting.fromEnvironment, 0);
-  setenv(fileVariable, "true", 1);
-  XRTTrace::readSwitch(fileVariable, setting);
-  EXPECT_EQ(setting.fromEnvironment, 0);
-  setenv(fileVariable, "TRUE", 1);
-  XRTTrace::readSwitch(fileVariable, setting);
-  EXPECT_EQ(setting.value, 1);
-  EXPECT_EQ(setting.fromEnvironment, 1);
-  setenv(fileVariable, "FALSE", 1);
-  XRTTrace::readSwitch(fileVariable, setting);
-  EXPECT_EQ(setting.value, 0);
+  const std::string fromVariable = "Append to file if exists:            DISABLED (from environment variable )\n";
+  const std::string standard = "Append to file if exists:            ENABLED\n";
+  const std::vector<std::pair<const char*, std::string>> words = {
+      {"FALSE", fromVariable}, {"false", standard}, {"FALSE ", standard}, {"0", standard}, {"", standard}};
+  for (const auto& [word, expected] : words) {
+    setenv(switchVariable, word, 1);
+    XRTTrace trace(fileVariable, levelVariable, componentVariable, {.append = switchVariable});
+    EXPECT_THAT(output([&] { trace.message(0, "m", XRTTRC_MINIMUM); }), testing::HasSubstr(expected)) << word;
+  }
+  setenv(switchVariable, "TRUE", 1);
+  XRTTrace trace(fileVariable, levelVariable, componentVariable, {.sourceLines = switchVariable});
+  EXPECT_EQ(trace.getSourceLines(), 1);
+}
+
+TEST_F(XRTTraceTest, SwitchesOfVariablesBlockLaterChanges) {
+  setenv(switchVariable, "TRUE", 1);
+  XRTTrace trace(fileVariable, levelVariable, componentVariable,
+                 {switchVariable, switchVariable, switchVariable, switchVariable});
+  const std::string out = output([&] {
+    EXPECT_EQ(trace.setFlush(0), -2);
+    EXPECT_EQ(trace.setAppend(0), -2);
+    EXPECT_EQ(trace.setTimestamps(0), -2);
+    EXPECT_EQ(trace.setSourceLines(0), -2);
+  });
+  EXPECT_THAT(out, testing::EndsWith("Append to file if exists:            ENABLED (from environment variable )\n"
+                                     "Flush after each call to XRTTRACE(): ENABLED (from environment variable )\n"
+                                     "Print sourceline references:         ENABLED (from environment variable )\n"
+                                     "Print timestamps:                    ENABLED (from environment variable )\n"
+                                     "Tracing component initialized\n"
+                                     "WARNING: Attempted to change flushing mode, environment variable overrides\n"
+                                     "WARNING: Attempted to change append mode, environment variable overrides\n"
+                                     "WARNING: Attempted to change mode of timestamp printing, environment variable "
+                                     "overrides\n"
+                                     "WARNING: Attempted to change mode of sourceline printing, environment variable "
+                                     "overrides\n"));
+  EXPECT_EQ(trace.getSourceLines(), 1);
+}
+
+TEST_F(XRTTraceTest, MessageIsFlushedIfTheSwitchIsOn) {
+  XRTTrace trace(fileVariable, levelVariable, componentVariable);
+  const auto written = [&] {
+    trace.message(0, "m", XRTTRC_MINIMUM);
+    return lseek(STDOUT_FILENO, 0, SEEK_CUR);
+  };
+  off_t buffered = -1;
+  off_t flushed = -1;
+  const std::string out = output([&] {
+    buffered = written();
+    trace.setFlush(1);
+    flushed = written();
+  });
+  EXPECT_EQ(buffered, 0);
+  EXPECT_EQ(flushed, static_cast<off_t>(out.size()));
 }
 
 TEST_F(XRTTraceTest, ChangesTheNameOfItsFile) {

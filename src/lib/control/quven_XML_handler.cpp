@@ -3,10 +3,12 @@
 #include <algorithm>
 #include <fstream>
 #include <iostream>
+#include <new>
 
 #include "control/quven_XML_parser.h"
 #include "kernel/quven_string_manip.h"
 #include "util/quven_debug.h"
+#include "util/quven_memory.h"
 #include "vesk-common/quven_reports.h"
 
 namespace {
@@ -53,8 +55,11 @@ std::unique_ptr<QUVENXMLHandler> QUVENXMLHandler::create(const QUVENEnvHandle&) 
 
 void QUVENXMLHandler::resetTree(const QUVENEnvHandle& env) {
   QUVENEnv& environment = env.resolve();
-  root = std::unique_ptr<QUVENXMLTag, ReleaseTag>(new QUVENXMLTag, ReleaseTag{&environment});
-  environment.charge(sizeof(QUVENXMLTag));
+  constexpr std::int64_t bytes = sizeof(QUVENXMLTag);
+  QUVENXMLTag* tag = environment.hasRoomFor(bytes) ? new (std::nothrow) QUVENXMLTag : nullptr;
+  if (tag == nullptr) quvenMemoryFailure("Cannot allocate object memory", bytes, QUVEN_ENV);
+  environment.charge(bytes);
+  root = std::unique_ptr<QUVENXMLTag, ReleaseTag>(tag, ReleaseTag{&environment});
   root->setName(RootName, QUVEN_ENV);
 }
 

@@ -17,7 +17,8 @@
 /// of a parameter reader is resetTree, readXMLFile, then hasTag and getTag with paths from the top element on.
 ///
 /// Requires: resetTree before anything else, a fatal report otherwise.
-/// Lifetime: the tree goes with the handler, in the environment in which it was made; that one must still be there.
+/// Lifetime: the tree goes with the handler, in the environment in which it was made. That one must still be there, and
+///           active, or else the bytes of the tags go back to another.
 class QUVENXMLHandler {
  public:
   static constexpr const char* RootName = "__XMLRoot__";
@@ -28,6 +29,8 @@ class QUVENXMLHandler {
   static std::unique_ptr<QUVENXMLHandler> create(const QUVENEnvHandle& env);
 
   /// Replaces the tree by a new root, which is a leaf until it gets a child.
+  ///
+  /// Errors: "Cannot allocate object memory" and XRTMemoryException; the old tree stays then.
   void resetTree(const QUVENEnvHandle& env);
 
   /// Parses the file into the current root. The result is 1 if the whole file was read, else 0.

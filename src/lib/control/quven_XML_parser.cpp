@@ -108,8 +108,9 @@ QUVENXMLParser::~QUVENXMLParser() {
 }
 
 void QUVENXMLParser::push(std::string_view name, QUVENXMLTag& tag, const QUVENEnvHandle& env) {
-  tagStack.append(std::string(name), QUVEN_ENV);
+  // The charged array last: a constructor that fails behind it would have to give it back.
   openTags.push_back(&tag);
+  tagStack.append(std::string(name), QUVEN_ENV);
 }
 
 void QUVENXMLParser::pop(const QUVENEnvHandle& env) {

@@ -2,6 +2,7 @@
 
 #include <charconv>
 #include <cmath>
+#include <utility>
 #include <vector>
 
 #include "kernel/quven_string_manip.h"
@@ -51,11 +52,13 @@ long findText(const QUVENXaRay<std::string, 0>& texts, std::string_view wanted) 
 }  // namespace
 
 QUVENXMLTag& QUVENXMLTag::addTag(std::string_view name, bool leaf, const QUVENEnvHandle& env) {
+  // The copy comes first: the name may be that of a child, which moves, and without memory no child is added.
+  std::string storedName(trim(name));
   const long index = ivChildren.getSize() + 1;
   ivChildren.autoExtend(index, QUVEN_ENV);
   QUVENXMLTag& child = ivChildren[index];
   child.ivIsLeaf = leaf ? 1 : 0;
-  child.ivName = trim(name);
+  child.ivName = std::move(storedName);
   return child;
 }
 
@@ -187,19 +190,28 @@ void QUVENXMLTag::destroyAttributes(const QUVENEnvHandle& env) {
   ivAttrVals.deleteMemory(QUVEN_ENV);
 }
 
+/// Takes the tree down from its last tag to its first, without a call stack and without an allocation: it runs while an
+/// exception says that memory has run out. While the children of a tag are at hand, the tag itself keeps the way back:
+/// the array around its own.
 void QUVENXMLTag::destroyChildren(const QUVENEnvHandle& env) {
-  if (ivChildren.isEmpty()) return ivChildren.deleteMemory(QUVEN_ENV);
-  // Parents come before their children in the list. So, from its end, each array is released after those inside it,
-  // and the release of a cell never goes deeper than that cell.
-  std::vector<QUVENXMLTag*> parents = {this};
-  for (std::size_t place = 0; place < parents.size(); ++place) {
-    QUVENXaRay<QUVENXMLTag, 0>& children = parents[place]->ivChildren;
-    for (long i = 1; i <= children.getSize(); ++i) {
-      if (!children[i].ivChildren.isEmpty()) parents.push_back(&children[i]);
+  QUVENXaRay<QUVENXMLTag, 0> current = std::move(ivChildren);
+  QUVENXaRay<QUVENXMLTag, 0> outer;  // the array around current; its last tag is the parent of current
+  for (;;) {
+    if (!current.isEmpty()) {
+      QUVENXMLTag& last = current[current.getSize()];
+      if (last.ivChildren.isEmpty()) {
+        current.setSize(current.getSize() - 1, QUVEN_ENV);
+      } else {
+        outer.swap(last.ivChildren);
+        outer.swap(current);
+      }
+    } else {
+      current.deleteMemory(QUVEN_ENV);
+      if (outer.isEmpty()) return;
+      current.swap(outer);
+      outer.swap(current[current.getSize()].ivChildren);
     }
   }
-  for (auto parent = parents.rbegin(); parent != parents.rend(); ++parent)
-    (*parent)->ivChildren.deleteMemory(QUVEN_ENV);
 }
 
 void QUVENXMLTag::destroyPrimitive(const QUVENEnvHandle& env) {

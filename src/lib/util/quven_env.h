@@ -54,7 +54,8 @@ class QUVENEnv {
   /// Finds the global object of a key in the environment, made by the factory when there is none yet.
   ///
   /// Pointer is an owning pointer with get() and reset(env), constructible from a handle.
-  /// Errors: a factory that makes nothing fails the assertion "newPtr != 0"; nothing is stored then.
+  /// Errors: a factory that makes nothing fails the assertion "newPtr != 0"; without memory XRTMemoryException or
+  ///         std::bad_alloc is thrown. Nothing is stored then, and nothing stays in use.
   /// Lifetime: the object lives as long as the environment. Defined in quven_env_aux.h.
   template <class Pointer>
   static auto getGlobal(const QUVENStringWithHash& key, void (*factory)(Pointer& result, const QUVENEnvHandle& env),

@@ -7,8 +7,14 @@ QUVENGlobalSlot* QUVENEnvAux::find(const QUVENStringWithHash& key) const {
 
 void QUVENEnvAux::store(const QUVENStringWithHash& key, std::unique_ptr<QUVENGlobalSlot> slot,
                         const QUVENEnvHandle& env) {
-  const long index = indices.insert(key, QUVEN_ENV);
-  objects.autoExtend(index, QUVEN_ENV);
+  long index = 0;
+  try {
+    index = indices.insert(key, QUVEN_ENV);
+    objects.autoExtend(index, QUVEN_ENV);
+  } catch (...) {
+    slot->reset(QUVEN_ENV);
+    throw;
+  }
   if (objects[index]) objects[index]->reset(QUVEN_ENV);
   objects[index] = std::move(slot);
 }

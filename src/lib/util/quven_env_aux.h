@@ -20,9 +20,23 @@ class QUVENGlobalSlot {
 template <class Pointer>
 class QUVENGlobalSlotOf final : public QUVENGlobalSlot {
  public:
-  explicit QUVENGlobalSlotOf(Pointer held) : pointer(std::move(held)) {}
+  using Factory = void (*)(Pointer& result, const QUVENEnvHandle& env);
+
+  explicit QUVENGlobalSlotOf(const QUVENEnvHandle& env) : pointer(QUVEN_ENV) {}
   void reset(const QUVENEnvHandle& env) override { pointer.reset(QUVEN_ENV); }
   auto get() const { return pointer.get(); }
+
+  /// A slot with what the factory makes. Whatever it had made when it failed is given back.
+  static std::unique_ptr<QUVENGlobalSlotOf> make(Factory factory, const QUVENEnvHandle& env) {
+    auto slot = std::make_unique<QUVENGlobalSlotOf>(QUVEN_ENV);
+    try {
+      factory(slot->pointer, QUVEN_ENV);
+    } catch (...) {
+      slot->reset(QUVEN_ENV);
+      throw;
+    }
+    return slot;
+  }
 
  private:
   Pointer pointer;
@@ -36,6 +50,7 @@ class QUVENEnvAux {
   /// The slot of a key, or null.
   QUVENGlobalSlot* find(const QUVENStringWithHash& key) const;
   /// Stores the object of a key and releases the one that was there.
+  /// Errors: "Cannot allocate array memory" and XRTMemoryException; the object is given back then.
   void store(const QUVENStringWithHash& key, std::unique_ptr<QUVENGlobalSlot> slot, const QUVENEnvHandle& env);
 
   QUVENGlobalSlot* getDataScanSlot() const { return dataScanSlot.get(); }
@@ -56,11 +71,10 @@ auto QUVENEnv::getGlobal(const QUVENStringWithHash& key, void (*factory)(Pointer
   if (const QUVENGlobalSlot* slot = aux.find(key)) {
     return static_cast<const QUVENGlobalSlotOf<Pointer>*>(slot)->get();
   }
-  Pointer result(QUVEN_ENV);
-  factory(result, QUVEN_ENV);
-  auto* newPtr = result.get();
+  auto slot = QUVENGlobalSlotOf<Pointer>::make(factory, QUVEN_ENV);
+  auto* newPtr = slot->get();
   QUVEN_ASSERT(newPtr != 0);  // NOLINT(modernize-use-nullptr): the text of the report
-  aux.store(key, std::make_unique<QUVENGlobalSlotOf<Pointer>>(std::move(result)), QUVEN_ENV);
+  aux.store(key, std::move(slot), QUVEN_ENV);
   return newPtr;
 }
 
@@ -71,11 +85,10 @@ auto QUVENEnv::getDataScanGlobals(void (*factory)(Pointer& result, const QUVENEn
   if (const QUVENGlobalSlot* slot = aux.getDataScanSlot()) {
     return static_cast<const QUVENGlobalSlotOf<Pointer>*>(slot)->get();
   }
-  Pointer result(QUVEN_ENV);
-  factory(result, QUVEN_ENV);
-  auto* cvPtr = result.get();
+  auto slot = QUVENGlobalSlotOf<Pointer>::make(factory, QUVEN_ENV);
+  auto* cvPtr = slot->get();
   QUVEN_ASSERT(cvPtr != 0);  // NOLINT(modernize-use-nullptr): the text of the report
-  aux.setDataScanSlot(std::make_unique<QUVENGlobalSlotOf<Pointer>>(std::move(result)), QUVEN_ENV);
+  aux.setDataScanSlot(std::move(slot), QUVEN_ENV);
   return cvPtr;
 }
 

@@ -18,8 +18,8 @@ class QUVENKeyValueXAshTable : public QUVENObjectIndexXAshTable<K> {
   template <class Lookup>
   long insert(const Lookup& key, const QUVENEnvHandle& env) {
     // First the room, so that no key is left without a value when memory runs out.
-    values.autoReserve(Base::getNumKeys() + 1, QUVEN_ENV);
-    const long index = Base::insert(key, QUVEN_ENV);
+    const auto makeRoom = [&] { values.autoReserve(Base::getNumKeys() + 1, QUVEN_ENV); };
+    const long index = Base::insert(key, makeRoom, QUVEN_ENV);
     values.autoExtend(index, QUVEN_ENV);
     return index;
   }
@@ -75,8 +75,14 @@ class QUVENKeyValueXAshTable : public QUVENObjectIndexXAshTable<K> {
 
   void copyFrom(const QUVENKeyValueXAshTable& other, const QUVENEnvHandle& env) {
     if (&other == this) return;
-    Base::copyFrom(other, QUVEN_ENV);
-    values.copyFrom(other.values, QUVEN_ENV);
+    deleteMemory(QUVEN_ENV);
+    try {
+      Base::copyFrom(other, QUVEN_ENV);
+      values.copyFrom(other.values, QUVEN_ENV);
+    } catch (...) {
+      deleteMemory(QUVEN_ENV);
+      throw;
+    }
   }
 
   void deleteMemory(const QUVENEnvHandle& env) {

@@ -22,8 +22,9 @@ void* allocateBytes(std::size_t bytes, std::size_t alignment) {
 
 void* quvenAllocateCells(long count, std::size_t cellBytes, std::size_t alignment, const QUVENEnvHandle& env) {
   QUVENEnv& account = env.resolve();
-  const auto bytes = static_cast<std::int64_t>(count) * static_cast<std::int64_t>(cellBytes);
-  // An array counts its cells in 32 bits.
+  // An array counts its cells in 32 bits; what cannot be counted in bytes either is asked for as all there are.
+  std::int64_t bytes = 0;
+  if (__builtin_mul_overflow(count, cellBytes, &bytes)) bytes = std::numeric_limits<std::int64_t>::max();
   if (count > std::numeric_limits<std::int32_t>::max() || !account.hasRoomFor(bytes)) {
     quvenMemoryFailure(arrayFailure, bytes, env);
   }

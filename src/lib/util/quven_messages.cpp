@@ -19,7 +19,7 @@ void quvenPrintMessage(std::ostream& out, int code, std::initializer_list<QUVENM
   QUVEN_ASSERT(code >= firstMessage && code <= lastMessage);
   const QUVENMessageRow& row = quvenMessageTable[static_cast<std::size_t>(code - firstMessage)];
   const std::size_t numPieces = row.getNumPieces();
-  QUVEN_ASSERT(args.size() <= numPieces);
+  QUVEN_ASSERT(args.size() == numPieces || args.size() + 1 == numPieces);
   for (std::size_t i = 0; i < numPieces; ++i) {
     out << row.pieces[i];
     if (i < args.size()) out << args.begin()[i].str();

@@ -2,6 +2,7 @@
 #define QUVEN_MESSAGES_H
 
 #include <array>
+#include <concepts>
 #include <initializer_list>
 #include <ostream>
 #include <string>
@@ -31,8 +32,8 @@ class QUVENMessageArg {
   QUVENMessageArg(std::string_view value) : text(value) {}
   QUVENMessageArg(const std::string& value) : text(value) {}
   QUVENMessageArg(const char* value) : text(value) {}
-  QUVENMessageArg(int value) : text(std::to_string(value)) {}
-  QUVENMessageArg(long value) : text(std::to_string(value)) {}
+  template <std::integral Integer>
+  QUVENMessageArg(Integer value) : text(std::to_string(value)) {}
   QUVENMessageArg(double value);
 
   const std::string& str() const { return text; }
@@ -43,8 +44,9 @@ class QUVENMessageArg {
 
 /// Writes a message: its pieces and the arguments in turn, each argument behind its piece.
 ///
-/// A message ends in an argument when there are as many arguments as pieces.
-/// Errors: a code outside the table, or more arguments than pieces, is an assertion failure.
+/// A message ends in an argument when there are as many arguments as pieces, and in its last piece when there is one
+/// argument less.
+/// Errors: a code outside the table, or any other number of arguments, is an assertion failure.
 void quvenPrintMessage(std::ostream& out, int code, std::initializer_list<QUVENMessageArg> args = {});
 
 /// The severity of a report for a severity of the catalogue: 0 stays 0, 1 becomes 2, 2 becomes 3.

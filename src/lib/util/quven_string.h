@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <string>
 #include <string_view>
+#include <utility>
 
 #include "util/quven_hash.h"
 #include "util/quven_xashtable.h"
@@ -15,6 +16,20 @@ class QUVENStringWithHash {
  public:
   QUVENStringWithHash() = default;
   explicit QUVENStringWithHash(std::string_view initial) : text(initial) {}
+  QUVENStringWithHash(const QUVENStringWithHash&) = default;
+  QUVENStringWithHash& operator=(const QUVENStringWithHash&) = default;
+  /// A string that was moved from is empty.
+  QUVENStringWithHash(QUVENStringWithHash&& other) noexcept { swap(other); }
+  QUVENStringWithHash& operator=(QUVENStringWithHash&& other) noexcept {
+    QUVENStringWithHash(std::move(other)).swap(*this);
+    return *this;
+  }
+  ~QUVENStringWithHash() = default;
+  void swap(QUVENStringWithHash& other) noexcept {
+    text.swap(other.text);
+    std::swap(hashValid, other.hashValid);
+    std::swap(hashValue, other.hashValue);
+  }
 
   void assign(std::string_view newText) {
     text.assign(newText);

@@ -258,10 +258,10 @@ class QUVENXaRay : public QUVENXaRayImplementation<T, kind> {
   void growCapacity(long index, const QUVENEnvHandle& env) {
     double wanted = std::max(1.0, static_cast<double>(this->getCapacity()));
     while (wanted < static_cast<double>(index)) wanted *= growthFactor;
-    // The last step before the limit of the 32-bit count is cut to it.
+    // The last step before the limit of the 32-bit count is cut to it; an index beyond the limit fails as it is.
     constexpr double limit = std::numeric_limits<std::int32_t>::max();
-    const double newCapacity = std::max(std::min(std::ceil(wanted), limit), static_cast<double>(index));
-    this->setSizeCapacity(this->getSize(), static_cast<long>(newCapacity), QUVEN_ENV);
+    const long newCapacity = static_cast<long>(std::min(std::ceil(wanted), limit));
+    this->setSizeCapacity(this->getSize(), std::max(newCapacity, index), QUVEN_ENV);
   }
 
   void copyCells(std::span<const T> source, const QUVENEnvHandle& env) {

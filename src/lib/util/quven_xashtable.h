@@ -68,11 +68,8 @@ class QUVENObjectIndexXAshTable {
   /// Errors: "Cannot allocate array memory" and XRTMemoryException; the table is as it was then.
   template <class Lookup>
   long insert(const Lookup& key, const QUVENEnvHandle& env) {
-    const std::uint32_t hash = QUVENXAshKey<K>::hash(key);
-    // The search goes first: the slot of a removed key may stand before the slot of this one.
-    const long found = findSlot(hash, key);
-    if (found != 0) return slots[found].index;
-    return insertAt(findInsertionIndex(hash, QUVEN_ENV), hash, key, QUVEN_ENV);
+    const auto doNothing = [] {};
+    return insert(key, doNothing, QUVEN_ENV);
   }
 
   /// Takes a key out and returns the dense index that it had, or 0 if it is not there. The cell of the key is reset.
@@ -102,11 +99,18 @@ class QUVENObjectIndexXAshTable {
     params.setStepsUsed(0);
   }
 
+  /// Deep copy of another table, which may be this one.
+  /// Errors: "Cannot allocate array memory" and XRTMemoryException; the table is empty then.
   void copyFrom(const QUVENObjectIndexXAshTable& other, const QUVENEnvHandle& env) {
     if (&other == this) return;
     deleteMemory(QUVEN_ENV);
-    keys.copyFrom(other.keys, QUVEN_ENV);
-    slots.copyFrom(other.slots, QUVEN_ENV);
+    try {
+      keys.copyFrom(other.keys, QUVEN_ENV);
+      slots.copyFrom(other.slots, QUVEN_ENV);
+    } catch (...) {
+      deleteMemory(QUVEN_ENV);
+      throw;
+    }
     liveCount = other.liveCount;
     params = other.params;
   }
@@ -134,6 +138,18 @@ class QUVENObjectIndexXAshTable {
   bool finishIteration(long& index) const {
     while (index <= keys.getSize() && !isLive(index)) ++index;
     return index > keys.getSize();
+  }
+
+ protected:
+  /// The same with something to do before a key that is new; what it throws leaves the table as it was.
+  template <class Lookup, class BeforeNewKey>
+  long insert(const Lookup& key, BeforeNewKey beforeNewKey, const QUVENEnvHandle& env) {
+    const std::uint32_t hash = QUVENXAshKey<K>::hash(key);
+    // The search goes first: the slot of a removed key may stand before the slot of this one.
+    const long found = findSlot(hash, key);
+    if (found != 0) return slots[found].index;
+    beforeNewKey();
+    return insertAt(findInsertionIndex(hash, QUVEN_ENV), hash, key, QUVEN_ENV);
   }
 
  private:

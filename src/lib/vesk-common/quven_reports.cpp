@@ -1,7 +1,9 @@
 #include "vesk-common/quven_reports.h"
 
+#include <charconv>
 #include <cstdio>
 #include <cstdlib>
+#include <initializer_list>
 
 #include "util/quven_debug.h"
 
@@ -12,21 +14,32 @@ constexpr const char* reportedFunction = "report_error";
 constexpr int reportedLine = 44;
 constexpr const char* reportedFile = "quven_reports";
 
-/// One write a line: the lines of several processes may share an output.
-void printLine(std::string_view kind, int number, std::string_view text) {
-  std::string line;
-  line.append(kind).append(";|").append(std::to_string(number)).append(";|");
-  line.append(text).append(";|").append(kind).append("End\n");
-  std::fwrite(line.data(), 1, line.size(), stdout);
+/// A report must come out where memory has run out, too: nothing is allocated. A parameter stands in front of the text.
+void printLine(std::string_view kind, int number, std::initializer_list<std::string_view> texts) {
+  char digits[16];
+  const std::to_chars_result end = std::to_chars(digits, digits + sizeof digits, number);
+  const auto put = [](std::string_view piece) { std::fwrite(piece.data(), 1, piece.size(), stdout); };
+  put(kind);
+  put(";|");
+  put({digits, end.ptr});
+  for (const std::string_view text : texts) {
+    put(";|");
+    put(text);
+  }
+  put(";|");
+  put(kind);
+  put("End\n");
 }
 
-void printErrorLine(int code, std::string_view text) {
-  printLine("Error", code, text);
+void printErrorLine(int code, std::initializer_list<std::string_view> texts) {
+  printLine("Error", code, texts);
   std::fflush(stdout);
 }
 
-std::string withParameter(std::string_view parameter, std::string_view text) {
-  return std::string(parameter).append(";|").append(text);
+[[noreturn]] void terminateRun() {
+  std::fputs("Terminating VESK\n", stdout);
+  std::fflush(stdout);
+  quvenFatalReport(reportedFunction, reportedLine, reportedFile, "QUVEN Terminating");
 }
 
 bool isInteger(const std::string& value) {
@@ -49,38 +62,36 @@ bool accept(bool legal, const char* complaint, const std::string& value) {
 }  // namespace
 
 void report_error(int code, std::string_view text, const QUVENEnvHandle&, bool terminate) {
-  printErrorLine(code, text);
-  if (!terminate) return;
-  std::fputs("Terminating VESK\n", stdout);
-  std::fflush(stdout);
-  quvenFatalReport(reportedFunction, reportedLine, reportedFile, "QUVEN Terminating");
+  printErrorLine(code, {text});
+  if (terminate) terminateRun();
 }
 
 void report_error(int code, const std::ostringstream& text, const QUVENEnvHandle& env, bool terminate) {
   report_error(code, text.view(), QUVEN_ENV, terminate);
 }
 
-void report_error(int code, std::string_view parameter, std::string_view text, const QUVENEnvHandle& env,
-                  bool terminate) {
-  report_error(code, withParameter(parameter, text), QUVEN_ENV, terminate);
+void report_error(int code, std::string_view parameter, std::string_view text, const QUVENEnvHandle&, bool terminate) {
+  printErrorLine(code, {parameter, text});
+  if (terminate) terminateRun();
 }
 
 void report_error(int code, std::string_view text, bool exitFlag) {
-  printErrorLine(code, text);
+  printErrorLine(code, {text});
   if (exitFlag) std::exit(1);
 }
 
 void report_error(int code, std::string_view parameter, std::string_view text, bool exitFlag) {
-  report_error(code, withParameter(parameter, text), exitFlag);
+  printErrorLine(code, {parameter, text});
+  if (exitFlag) std::exit(1);
 }
 
-void report_warning(int code, std::string_view text) { printLine("Warning", code, text); }
+void report_warning(int code, std::string_view text) { printLine("Warning", code, {text}); }
 
 void report_warning(int code, std::string_view parameter, std::string_view text) {
-  report_warning(code, withParameter(parameter, text));
+  printLine("Warning", code, {parameter, text});
 }
 
-void report_log(int level, std::string_view text) { printLine("Log", level, text); }
+void report_log(int level, std::string_view text) { printLine("Log", level, {text}); }
 
 void report_log(int level, const std::ostringstream& text) { report_log(level, text.view()); }
 

@@ -9,7 +9,8 @@
 #include "util/quven_env.h"
 
 // The report lines of the library, on standard output, in the form that the wrapper of the programs reads:
-// Log, Warning or Error, the level or code, the text and the end mark, separated by ";|". A text is never escaped.
+// Log, Warning or Error, the level or code, the text and the end mark, separated by ";|". A text is never escaped. What
+// standard output does with the line is ignored, and nothing is allocated.
 
 /// Prints an Error line and flushes; to terminate, prints "Terminating VESK" and the fatal report
 /// "QUVEN Terminating" at report_error, line 44, quven_reports, and throws the library exception.
@@ -22,6 +23,9 @@ void report_error(int code, std::string_view parameter, std::string_view text, c
 /// Prints an Error line and flushes, where no environment is at hand; with the exit flag set calls exit(1).
 void report_error(int code, std::string_view text, bool exitFlag);
 void report_error(int code, std::string_view parameter, std::string_view text, bool exitFlag);
+/// A parameter and a text without the flag: the text must not pass for a flag that is set.
+template <class Character>
+void report_error(int code, std::string_view parameter, const Character* text) = delete;
 
 /// Prints a Warning line.
 void report_warning(int code, std::string_view text);

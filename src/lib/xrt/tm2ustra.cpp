@@ -8,11 +8,11 @@
 #include <utility>
 
 #include "base/BASE_Termination.h"
-#include "xrt/xrt_exception.h"
 
 namespace {
 
 constexpr int numberBuffer = 256;
+constexpr long maxLength = TM2AscString_ACT_LEN_MASK;
 
 [[noreturn]] void stringAssertFailed(const char* condition, int line, const char* file) {
   const char* slash = std::strrchr(file, '/');
@@ -84,14 +84,16 @@ void TM2AscString::appendNumber(double value, const char* format) {
 }
 
 void TM2AscString::setLengthCapacity(long length, long capacity) {
+  TM2_ASSERT(length >= 0);
   if (length == 0 && capacity == 0) return freeBuffer();
   const long oldLength = getLength();
-  const long wanted = std::max(capacity, length + 1);
+  const long wanted = std::max(capacity, std::min(length, maxLength) + 1);
   if (wanted != pot_len) setCapacity(wanted);
   fillUpTo(length, oldLength);
 }
 
 void TM2AscString::setLength(long a_len) {  // NOLINT(readability-identifier-naming)
+  TM2_ASSERT(a_len >= 0);
   TM2_ASSERT(a_len < this->pot_len);
   fillUpTo(a_len, getLength());
 }
@@ -136,11 +138,8 @@ void TM2AscString::storeLength(long length) {
 
 /// Moves the text to a buffer of another capacity, which holds as much of it as fits.
 void TM2AscString::setCapacity(long capacity) {
-  char* buffer = nullptr;
-  if (capacity <= static_cast<long>(TM2AscString_ACT_LEN_MASK)) {
-    buffer = new (std::nothrow) char[static_cast<std::size_t>(capacity)];
-  }
-  if (buffer == nullptr) throw XRTMemoryException("Cannot allocate array memory", capacity, pot_len);
+  if (capacity > maxLength) throw std::bad_alloc();
+  char* buffer = new char[static_cast<std::size_t>(capacity)];
   const long kept = std::min(getLength(), capacity - 1);
   std::memcpy(buffer, text(), static_cast<std::size_t>(kept));
   freeBuffer();

@@ -13,7 +13,8 @@ inline constexpr std::uint32_t TM2AscString_ACT_LEN_MASK = 0x3FFFFFFFU;
 /// An empty string needs no buffer: its text is a static empty text. The capacity is at least one above the length, for
 /// the terminating zero. The flags are for classes that add something to the text; any change of the text clears them.
 /// Errors: a broken invariant prints "*** ERROR: String Assert Failed: " with the condition on standard output and
-///         raises the termination exception; without memory XRTMemoryException is thrown and the string is unchanged.
+///         raises the termination exception; without memory, or beyond the mask, std::bad_alloc is thrown. The string
+///         is unchanged then.
 class TM2AscString {
  public:
   TM2AscString() = default;

@@ -26,12 +26,6 @@ constexpr std::array<std::string_view, xrt_component::count> componentNames = {
     "UTIL    ", "DACC    ", "PPL     ", "KERNEL  ", "STAT    ", "EVL     ", "CSAPI   ",
     "CLSLIB  ", "RDBCLI  ", "RESULT  ", "GUI     ", "SCORING ", "MODELING"};
 
-// The switches have no variables of their own: nothing sets them from the environment.
-constexpr const char* flushVariable = "";
-constexpr const char* appendVariable = "";
-constexpr const char* timestampsVariable = "";
-constexpr const char* sourceLinesVariable = "";
-
 constexpr std::size_t headerColumn = 33;
 
 std::string_view enabledWord(int on) { return on != 0 ? "ENABLED" : "DISABLED"; }
@@ -55,16 +49,17 @@ constinit XRTAssertionHook assertionHook = nullptr;
 
 }  // namespace
 
-XRTTrace::XRTTrace(const char* fileVariableName, const char* levelVariableName, const char* componentVariableName)
+XRTTrace::XRTTrace(const char* fileVariableName, const char* levelVariableName, const char* componentVariableName,
+                   const XRTSwitchVariables& switchVariables)
     : fileVariable(fileVariableName), levelVariable(levelVariableName), componentVariable(componentVariableName) {
   setAllComponents(1);
   readLevel();
   readComponents();
   readFileName();
-  readSwitch(appendVariable, append);
-  readSwitch(flushVariable, flush);
-  readSwitch(timestampsVariable, timestamps);
-  readSwitch(sourceLinesVariable, sourceLines);
+  readSwitch(switchVariables.append, append);
+  readSwitch(switchVariables.flush, flush);
+  readSwitch(switchVariables.timestamps, timestamps);
+  readSwitch(switchVariables.sourceLines, sourceLines);
 }
 
 XRTTrace& XRTTrace::instance() {

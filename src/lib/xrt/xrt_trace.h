@@ -26,16 +26,26 @@ inline constexpr int kernel = 3;
 inline constexpr int count = 13;
 }  // namespace xrt_component
 
+/// The environment variables of the switches. They have no names in this system, so that nothing sets a switch from the
+/// environment.
+struct XRTSwitchVariables {
+  const char* append = "";
+  const char* flush = "";
+  const char* timestamps = "";
+  const char* sourceLines = "";
+};
+
 /// The trace facility: a filter by component and level in front of standard output.
 ///
-/// Three environment variables set the level, the components and the file name, and what they set no call can change.
+/// Three environment variables set the level, the components and the file name, and what they set no call can change. A
+/// variable without a name sets nothing.
 /// The facility starts with its first message or warning. No file is opened: its name is kept and printed only.
 /// The setters return 0, or -2 when they are refused; their notes and warnings appear from level 1 on.
 /// One recursive lock guards the record; every operation takes it.
 class XRTTrace {
  public:
   explicit XRTTrace(const char* fileVariable = "XRT_TRACEFILE", const char* levelVariable = "XRT_TRACELEVEL",
-                    const char* componentVariable = "XRT_TRACECOMP");
+                    const char* componentVariable = "XRT_TRACECOMP", const XRTSwitchVariables& switchVariables = {});
 
   /// The trace of the process, made on first use and never destroyed.
   static XRTTrace& instance();
@@ -60,6 +70,7 @@ class XRTTrace {
   int getLevel() const;
   int getSourceLines() const;
 
+ private:
   /// A value that the environment may fix.
   template <class T>
   struct Setting {
@@ -67,13 +78,11 @@ class XRTTrace {
     int fromEnvironment = 0;
   };
 
-  /// Sets a switch from "TRUE" or "FALSE" in an environment variable. A variable without a name sets nothing.
-  static void readSwitch(const char* variable, Setting<int>& setting);
-
- private:
   void readLevel();
   void readComponents();
   void readFileName();
+  /// Sets a switch from "TRUE" or "FALSE".
+  static void readSwitch(const char* variable, Setting<int>& setting);
   /// Takes one item of the component list; returns whether the list ends with it.
   bool readComponentItem(std::string_view item, bool& cleared);
 
