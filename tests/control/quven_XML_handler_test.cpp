@@ -17,7 +17,6 @@ namespace {
 using ::testing::HasSubstr;
 using xml_text::childrenNotation;
 using xml_text::fatalReportOf;
-using xml_text::Folder;
 using xml_text::parse;
 using xml_text::Parsed;
 using xml_text::printedBy;
@@ -326,7 +325,7 @@ class DeepTree : public ::testing::Test {
     handler.resetTree(QUVEN_ENV);
   }
 
-  Folder folder;
+  TemporaryFolder folder;
   QUVENEnv environment;
   QUVENEnv* env = &environment;
   QUVENXMLHandler handler;
@@ -368,7 +367,7 @@ class HandlerFiles : public ::testing::Test {
   std::string tree() { return childrenNotation(handler.getTag("", QUVEN_ENV)); }
   int read(const std::string& text) { return handler.readXMLFile(folder.write("in.xml", text), QUVEN_ENV); }
 
-  Folder folder;
+  TemporaryFolder folder;
   QUVENEnv environment;
   QUVENEnv* env = &environment;
   QUVENXMLHandler handler;
@@ -376,13 +375,13 @@ class HandlerFiles : public ::testing::Test {
 
 TEST_F(HandlerFiles, AFileThatCannotBeOpenedIsZeroWithoutAWord) {
   int result = -1;
-  EXPECT_EQ(printedBy([&] { result = handler.readXMLFile(folder.file("none.xml"), QUVEN_ENV); }), "");
+  EXPECT_EQ(printedBy([&] { result = handler.readXMLFile(folder.path("none.xml"), QUVEN_ENV); }), "");
   EXPECT_EQ(result, 0);
 }
 
 TEST_F(HandlerFiles, AFileThatCannotBeReadIsTheErrorReport2100) {
   // A directory opens like a file and fails at the first read.
-  EXPECT_THAT(fatalReportOf([&] { (void)handler.readXMLFile(folder.file("."), QUVEN_ENV); }),
+  EXPECT_THAT(fatalReportOf([&] { (void)handler.readXMLFile(folder.path("."), QUVEN_ENV); }),
               HasSubstr("Error;|2100;|QUVENXMLHandler::readXMLFile, bad ifstream;|ErrorEnd\nTerminating VESK\n"));
 }
 
@@ -458,7 +457,7 @@ TEST_F(HandlerFiles, WithoutATreeEveryOperationIsAFatalReport) {
     EXPECT_THAT(fatalReportOf(action), HasSubstr("\n    QUVENXMLHandler, no tree: resetTree comes first"));
   };
   expectFatal([&] { (void)bare.readXMLFile(folder.write("in.xml", "<A/>"), QUVEN_ENV); });
-  expectFatal([&] { (void)bare.writeXMLFile(folder.file("out.xml"), QUVEN_ENV); });
+  expectFatal([&] { (void)bare.writeXMLFile(folder.path("out.xml"), QUVEN_ENV); });
   expectFatal([&] { (void)bare.hasTag("", QUVEN_ENV); });
   expectFatal([&] { bare.getTag("", QUVEN_ENV); });
   expectFatal([&] { bare.dumpAndClear(QUVEN_ENV); });
@@ -473,7 +472,7 @@ TEST_F(HandlerFiles, CreateGivesAHandlerWithoutATree) {
 
 TEST_F(HandlerFiles, WritesTheTreeWithoutTheRoot) {
   EXPECT_EQ(read("<A b=\"&lt;1&gt;\"><B>x &amp; y</B><C/></A><D>2</D>"), 1);
-  EXPECT_EQ(handler.writeXMLFile(folder.file("out.xml"), QUVEN_ENV), 1);
+  EXPECT_EQ(handler.writeXMLFile(folder.path("out.xml"), QUVEN_ENV), 1);
   EXPECT_EQ(folder.read("out.xml"),
             "<A b=\"&lt;1&gt;\">\n"
             "  <B>x &amp; y</B>\n"
@@ -483,7 +482,7 @@ TEST_F(HandlerFiles, WritesTheTreeWithoutTheRoot) {
 }
 
 TEST_F(HandlerFiles, AnOutputFileThatCannotBeOpenedIsSaid) {
-  const std::string name = folder.file("none/out.xml");
+  const std::string name = folder.path("none/out.xml");
   int result = -1;
   EXPECT_EQ(printedBy([&] { result = handler.writeXMLFile(name, QUVEN_ENV); }),
             "Error: Could not open output file " + name + "\n");

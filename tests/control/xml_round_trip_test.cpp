@@ -12,7 +12,6 @@
 namespace {
 
 using xml_text::childrenNotation;
-using xml_text::Folder;
 
 /// Draws texts and trees that the written form keeps.
 class TreeMaker {
@@ -73,7 +72,7 @@ class TreeMaker {
 };
 
 TEST(XmlRoundTrip, ARandomTreeReadsBackAsItWasWritten) {
-  const Folder folder;
+  const TemporaryFolder folder;
   for (unsigned seed = 1; seed <= 300; ++seed) {
     SCOPED_TRACE("seed " + std::to_string(seed));
     QUVENEnv environment;
@@ -83,13 +82,13 @@ TEST(XmlRoundTrip, ARandomTreeReadsBackAsItWasWritten) {
       QUVENXMLHandler first;
       first.resetTree(QUVEN_ENV);
       TreeMaker(seed, environment).addChildren(first.getTag("", QUVEN_ENV), 5);
-      ASSERT_EQ(first.writeXMLFile(folder.file("first.xml"), QUVEN_ENV), 1);
+      ASSERT_EQ(first.writeXMLFile(folder.path("first.xml"), QUVEN_ENV), 1);
 
       QUVENXMLHandler second;
       second.resetTree(QUVEN_ENV);
-      ASSERT_EQ(second.readXMLFile(folder.file("first.xml"), QUVEN_ENV), 1) << folder.read("first.xml");
+      ASSERT_EQ(second.readXMLFile(folder.path("first.xml"), QUVEN_ENV), 1) << folder.read("first.xml");
       ASSERT_EQ(childrenNotation(second.getTag("", QUVEN_ENV)), childrenNotation(first.getTag("", QUVEN_ENV)));
-      ASSERT_EQ(second.writeXMLFile(folder.file("second.xml"), QUVEN_ENV), 1);
+      ASSERT_EQ(second.writeXMLFile(folder.path("second.xml"), QUVEN_ENV), 1);
       ASSERT_EQ(folder.read("second.xml"), folder.read("first.xml"));
     }
     ASSERT_EQ(environment.getBytesInUse(), 0);

@@ -51,34 +51,13 @@ std::string childrenNotation(const QUVENXMLTag& tag) {
   return out.str();
 }
 
-Folder::Folder() {
-  std::string name = (std::filesystem::temp_directory_path() / "xml_test_XXXXXX").string();
-  if (mkdtemp(name.data()) == nullptr) throw std::runtime_error("cannot make a temporary folder");
-  path = name;
-}
-
-Folder::~Folder() {
-  std::error_code ignored;  // a folder that stays behind fails no test
-  std::filesystem::remove_all(path, ignored);
-}
-
-std::string Folder::write(const std::string& name, const std::string& bytes) const {
-  std::ofstream(path / name, std::ios::binary) << bytes;
-  return file(name);
-}
-
-std::string Folder::read(const std::string& name) const {
-  std::ifstream stream(path / name, std::ios::binary);
-  return std::string(std::istreambuf_iterator<char>(stream), {});
-}
-
 void PrintTo(const Parsed& parsed, std::ostream* out) {
   *out << "result " << parsed.result << "\nmessage [" << parsed.message << "]\ntree [" << parsed.tree << "]\ndump ["
        << parsed.dump << "]";
 }
 
 Parsed parse(const std::string& text) {
-  const Folder folder;
+  const TemporaryFolder folder;
   const std::string name = folder.write("text.xml", text);
   QUVENEnv environment;
   environment.activate();

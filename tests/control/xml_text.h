@@ -5,11 +5,11 @@
 
 #include <gtest/gtest.h>
 
-#include <filesystem>
 #include <iosfwd>
 #include <string>
 
 #include "control/quven_XML_tag.h"
+#include "support/temporary_folder.h"
 
 namespace xml_text {
 
@@ -17,22 +17,6 @@ namespace xml_text {
 /// stand in parentheses, one without a value as a name only. A(b="1"){C=2 D}
 std::string notation(const QUVENXMLTag& tag);
 std::string childrenNotation(const QUVENXMLTag& tag);
-
-/// A folder for the files of one test, gone at its end.
-class Folder {
- public:
-  Folder();
-  ~Folder();
-  Folder(const Folder&) = delete;
-  Folder& operator=(const Folder&) = delete;
-
-  std::string file(const std::string& name) const { return (path / name).string(); }
-  std::string write(const std::string& name, const std::string& bytes) const;  // the path of the file
-  std::string read(const std::string& name) const;
-
- private:
-  std::filesystem::path path;
-};
 
 /// What action prints on standard output.
 template <class Action>

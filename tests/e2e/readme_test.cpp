@@ -3,17 +3,14 @@
 #include <gtest/gtest.h>
 
 #include <cstdlib>
-#include <filesystem>
 #include <fstream>
-#include <iterator>
 #include <sstream>
-#include <stdexcept>
 #include <string>
 #include <vector>
 
-namespace {
+#include "support/temporary_folder.h"
 
-namespace fs = std::filesystem;
+namespace {
 
 struct Block {
   std::string language;
@@ -35,25 +32,17 @@ std::vector<Block> readme_blocks() {
   return blocks;
 }
 
-std::string content(const fs::path& path) {
-  std::ifstream file(path, std::ios::binary);
-  if (!file) throw std::runtime_error("cannot open " + path.string());
-  return {std::istreambuf_iterator<char>(file), {}};
-}
-
 TEST(Readme, ExamplePrintsWhatItSays) {
   const std::vector<Block> blocks = readme_blocks();
   ASSERT_GE(blocks.size(), 3U);
   ASSERT_EQ(blocks[0].language, "sh");
-  std::string pattern = (fs::temp_directory_path() / "vesk-readme-XXXXXX").string();
-  ASSERT_NE(::mkdtemp(pattern.data()), nullptr);
-  const fs::path folder = pattern;
-  std::ofstream(folder / "example.sh") << blocks[0].text;
+  const TemporaryFolder folder;
+  folder.write("example.sh", blocks[0].text);
   const std::string command =
-      "cd " + pattern + " && PATH=" + VESK_BIN_DIR + ":$PATH sh -e example.sh > printed 2> complaints";
+      "cd " + folder.path() + " && PATH=" + VESK_BIN_DIR + ":$PATH sh -e example.sh > printed 2> complaints";
   EXPECT_EQ(std::system(command.c_str()), 0);
-  EXPECT_EQ(content(folder / "complaints"), "");
-  std::string printed = content(folder / "printed");
+  EXPECT_EQ(folder.read("complaints"), "");
+  std::string printed = folder.read("printed");
 
   // The report is shown shortened: its pieces between the "..." lines come in this order.
   std::istringstream shown(blocks[1].text);
@@ -66,7 +55,6 @@ TEST(Readme, ExamplePrintsWhatItSays) {
   }
   // What vesk-inspect prints is shown whole.
   EXPECT_EQ(printed.substr(position), blocks[2].text);
-  fs::remove_all(folder);
 }
 
 }  // namespace

@@ -4,15 +4,13 @@
 #include <gtest/gtest.h>
 
 #include <cstdint>
-#include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <sstream>
 #include <string>
 #include <string_view>
 #include <vector>
 
 #include "record_generator.h"
+#include "support/temporary_folder.h"
 
 namespace vesk_generate::testing {
 
@@ -51,30 +49,8 @@ inline std::uint64_t checksum(std::string_view bytes) {
   return hash;
 }
 
-/// A folder of the test's own, removed at its end.
-class TemporaryFolder {
- public:
-  TemporaryFolder() {
-    std::string pattern = (std::filesystem::temp_directory_path() / "vesk-generate-XXXXXX").string();
-    if (::mkdtemp(pattern.data()) == nullptr) throw std::runtime_error("no temporary folder");
-    folder = pattern;
-  }
-  ~TemporaryFolder() { std::filesystem::remove_all(folder); }
-  TemporaryFolder(const TemporaryFolder&) = delete;
-  TemporaryFolder& operator=(const TemporaryFolder&) = delete;
-
-  std::string path(const std::string& name) const { return (folder / name).string(); }
-  bool isEmpty() const { return std::filesystem::is_empty(folder); }
-
- private:
-  std::filesystem::path folder;
-};
-
-inline std::string contentOf(const std::string& path) {
-  std::ifstream file(path, std::ios::binary);
-  if (!file) throw std::runtime_error("cannot open " + path);
-  return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
-}
+using ::TemporaryFolder;
+inline std::string contentOf(const std::string& path) { return TemporaryFolder::contentOf(path); }
 
 }  // namespace vesk_generate::testing
 

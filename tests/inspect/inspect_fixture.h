@@ -4,28 +4,19 @@
 #include <gtest/gtest.h>
 
 #include <cstdint>
-#include <cstdlib>
 #include <cstring>
-#include <filesystem>
-#include <fstream>
 #include <initializer_list>
-#include <stdexcept>
 #include <string>
 #include <vector>
+
+#include "support/temporary_folder.h"
 
 namespace vesk_inspect::testing {
 
 /// A test with a folder of its own, in which it builds files number by number.
 class InspectTest : public ::testing::Test {
  protected:
-  InspectTest() {
-    std::string pattern = (std::filesystem::temp_directory_path() / "vesk-inspect-XXXXXX").string();
-    if (::mkdtemp(pattern.data()) == nullptr) throw std::runtime_error("no temporary folder");
-    folder = pattern;
-  }
-  ~InspectTest() override { std::filesystem::remove_all(folder); }
-
-  std::string path(const std::string& name = "file") const { return (folder / name).string(); }
+  std::string path(const std::string& name = "file") const { return folder.path(name); }
 
   static std::string bytesOf(const std::vector<double>& numbers) {
     std::string bytes(numbers.size() * sizeof(double), '\0');
@@ -33,18 +24,14 @@ class InspectTest : public ::testing::Test {
     return bytes;
   }
 
-  void writeText(const std::string& text, const std::string& name = "file") const {
-    std::ofstream file(path(name), std::ios::binary);
-    file << text;
-    if (!file.flush()) throw std::runtime_error("cannot write " + path(name));
-  }
+  void writeText(const std::string& text, const std::string& name = "file") const { folder.write(name, text); }
 
   void writeNumbers(const std::vector<double>& numbers, const std::string& tail = "") const {
     writeText(bytesOf(numbers) + tail);
   }
 
  private:
-  std::filesystem::path folder;
+  TemporaryFolder folder;
 };
 
 /// The triples of one row of a table: header, entries at 1, 2, ..., footer.

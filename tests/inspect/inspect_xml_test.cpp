@@ -3,12 +3,11 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <cstdlib>
-#include <filesystem>
-#include <fstream>
 #include <sstream>
 #include <stdexcept>
 #include <string>
+
+#include "support/temporary_folder.h"
 
 namespace {
 
@@ -16,18 +15,7 @@ using ::testing::HasSubstr;
 
 class InspectXml : public ::testing::Test {
  protected:
-  void SetUp() override {
-    std::string name = (std::filesystem::temp_directory_path() / "inspect_xml_XXXXXX").string();
-    ASSERT_NE(mkdtemp(name.data()), nullptr);
-    folder = name;
-  }
-  void TearDown() override { std::filesystem::remove_all(folder); }
-
-  std::string write(const std::string& text) {
-    const std::string path = folder / "in.xml";
-    std::ofstream(path, std::ios::binary) << text;
-    return path;
-  }
+  std::string write(const std::string& text) { return folder.write("in.xml", text); }
 
   /// Runs the sub-command; what it printed is in shown and, from the parser, in parserOutput.
   int run(const std::string& path) {
@@ -45,7 +33,7 @@ class InspectXml : public ::testing::Test {
     return status;
   }
 
-  std::filesystem::path folder;
+  TemporaryFolder folder;
   std::string shown;
   std::string parserOutput;
   std::string failure;
@@ -77,14 +65,14 @@ TEST_F(InspectXml, LeavesTheWordToTheParserWhenTheFileDoesNotParse) {
 }
 
 TEST_F(InspectXml, NamesAFileThatCannotBeOpened) {
-  const std::string path = folder / "none.xml";
+  const std::string path = folder.path("none.xml");
   run(path);
   EXPECT_EQ(failure, "cannot open " + path);
 }
 
 TEST_F(InspectXml, NamesADirectory) {
-  run(folder);
-  EXPECT_EQ(failure, folder.string() + " is a directory");
+  run(folder.path());
+  EXPECT_EQ(failure, folder.path() + " is a directory");
 }
 
 }  // namespace

@@ -7,13 +7,11 @@
 #include <unistd.h>
 
 #include <csignal>
-#include <cstdlib>
-#include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <stdexcept>
 #include <string>
 #include <vector>
+
+#include "support/temporary_folder.h"
 
 /// What a program printed and how it ended.
 struct ProgramRun {
@@ -33,10 +31,9 @@ struct ProgramLimits {
 inline ProgramRun runProgram(const std::string& name, const std::vector<std::string>& arguments,
                              const std::string& directory, const ProgramLimits& limits = {}) {
   const std::string program = std::string(VESK_BIN_DIR) + "/" + name;
-  std::string pattern = (std::filesystem::temp_directory_path() / "program-run-XXXXXX").string();
-  if (::mkdtemp(pattern.data()) == nullptr) throw std::runtime_error("no temporary folder");
-  const std::string outPath = limits.standardOutput.empty() ? pattern + "/out" : limits.standardOutput;
-  const std::string errPath = pattern + "/err";
+  const TemporaryFolder folder;
+  const std::string outPath = limits.standardOutput.empty() ? folder.path("out") : limits.standardOutput;
+  const std::string errPath = folder.path("err");
   const pid_t child = ::fork();
   if (child < 0) throw std::runtime_error("cannot fork");
   if (child == 0) {
@@ -60,14 +57,8 @@ inline ProgramRun runProgram(const std::string& name, const std::vector<std::str
   }
   int status = 0;
   if (::waitpid(child, &status, 0) != child) throw std::runtime_error("cannot wait");
-  const auto content = [](const std::string& path) {
-    std::ifstream file(path, std::ios::binary);
-    return std::string(std::istreambuf_iterator<char>(file), {});
-  };
-  ProgramRun run{limits.standardOutput.empty() ? content(outPath) : "", content(errPath),
-                 WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status)};
-  std::filesystem::remove_all(pattern);
-  return run;
+  return {limits.standardOutput.empty() ? folder.read("out") : "", folder.read("err"),
+          WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status)};
 }
 
 #endif  // TESTS_SUPPORT_PROGRAM_RUN_H
