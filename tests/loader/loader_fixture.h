@@ -68,7 +68,7 @@ class TemporaryFolder {
   Doubles readDoubles(const std::string& name) const {
     const std::string bytes = read(name);
     Doubles numbers(bytes.size() / sizeof(double));
-    std::memcpy(numbers.data(), bytes.data(), numbers.size() * sizeof(double));
+    if (!numbers.empty()) std::memcpy(numbers.data(), bytes.data(), numbers.size() * sizeof(double));
     EXPECT_EQ(bytes.size() % sizeof(double), 0U);
     return numbers;
   }
