@@ -191,7 +191,7 @@ TEST_F(LiteralLoaderTest, TestsConditions) {
   EXPECT_FALSE(literalCondition("GE", std::nan(""), 2));
 }
 
-// A case in which the two sides cannot agree: the process file changes between the runs on one side only.
+// A case in which the two sides cannot agree: one of them is given another special list.
 TEST_F(LiteralLoaderTest, IsToldApartFromALoaderThatDoesSomethingElse) {
   const TemporaryFolder folder;
   LoaderCase made;
