@@ -214,34 +214,33 @@ std::vector<std::uint32_t> KeyTable::rowsInOrder() const {
   return rows;
 }
 
+// The prefetches stand in this function and not in one that it calls: the compiler takes a function of nothing but
+// prefetches for one without an effect and drops the call.
 void KeyTable::prefetchAhead(const std::vector<std::uint32_t>& order, std::size_t place) const {
   constexpr std::size_t stages = 5;       // the row and its first four pieces: a row of up to 32 entries
   constexpr std::size_t stageLength = 4;  // rows that are made while a stage is on its way
+  constexpr std::size_t lineDoubles = 8;
+  const std::size_t pieceDoubles = shape.tableSize == 0 ? 1 : (smallestPiece * width + 2) * 2;
   for (std::size_t stage = 0; stage < stages; ++stage) {
     const std::size_t ahead = place + (stages - stage) * stageLength;
     if (ahead >= order.size()) continue;
     const Row& row = at(order[ahead]);
     if (stage == 0) {
       __builtin_prefetch(&row);
-    } else {
-      prefetchPiece(row, stage - 1);
+      continue;
     }
+    const double* const piece = findPiece(row, stage - 1);
+    if (piece == nullptr) continue;
+    for (std::size_t i = 0; i < pieceDoubles; i += lineDoubles) __builtin_prefetch(piece + i);
   }
 }
 
-// The pieces before it have been fetched.
-void KeyTable::prefetchPiece(const Row& row, std::size_t number) const {
-  constexpr std::size_t lineDoubles = 8;
+// A piece of a row by its number from 0; null if there is none. The pieces before it are read.
+const double* KeyTable::findPiece(const Row& row, std::size_t number) const {
+  if (shape.tableSize == 0) return number == 0 ? row.first : nullptr;
   const double* piece = row.first;
-  if (shape.tableSize == 0) {
-    if (number == 0) __builtin_prefetch(piece);
-    return;
-  }
   for (; number > 0 && piece != nullptr; --number) piece = link(piece + 1 + capacity(piece) * width);
-  if (piece == nullptr) return;
-  // A piece after the first has at least the capacity of its predecessor, but for the last.
-  const std::size_t cells = (smallestPiece * width + 2) * 2;
-  for (std::size_t i = 0; i < cells; i += lineDoubles) __builtin_prefetch(piece + i);
+  return piece;
 }
 
 std::size_t KeyTable::bytesInUse() const {

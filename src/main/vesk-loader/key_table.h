@@ -150,7 +150,7 @@ class KeyTable {
   double* extendSums(std::uint32_t row, std::uint32_t count);
   void appendIrregular(std::uint32_t row, const double* entry);
   bool isRegular(const RowColumns& columns) const;
-  void prefetchPiece(const Row& row, std::size_t number) const;
+  const double* findPiece(const Row& row, std::size_t number) const;
   bool piecesFit(const Row& row, std::uint32_t count) const;
 
   Shape shape;
