@@ -214,8 +214,6 @@ std::vector<std::uint32_t> KeyTable::rowsInOrder() const {
   return rows;
 }
 
-// The prefetches stand in this function and not in one that it calls: the compiler takes a function of nothing but
-// prefetches for one without an effect and drops the call.
 void KeyTable::prefetchAhead(const std::vector<std::uint32_t>& order, std::size_t place) const {
   constexpr std::size_t stages = 5;       // the row and its first four pieces: a row of up to 32 entries
   constexpr std::size_t stageLength = 4;  // rows that are made while a stage is on its way

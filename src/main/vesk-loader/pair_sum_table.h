@@ -30,7 +30,7 @@ class PairSumTable {
     return hash_id(callee) ^ fold_multiply(row + 1, 0xA0761D6478BD642FULL);
   }
 
-  void prefetch(std::uint64_t hash) const { __builtin_prefetch(&slots[hash >> shift], 1); }
+  [[gnu::always_inline]] void prefetch(std::uint64_t hash) const { __builtin_prefetch(&slots[hash >> shift], 1); }
 
   /// The weight of a pair, made with 0.0 if the pair is new. Valid until the next call.
   double& weight(std::uint32_t row, double callee, std::uint64_t hash) {
@@ -57,7 +57,9 @@ class PairSumTable {
   std::span<const CalleeWeight> pairs(std::uint32_t row) const {
     return std::span(ordered).subspan(starts[row], starts[row + 1] - starts[row]);
   }
-  void prefetchPairs(std::uint32_t row) const { __builtin_prefetch(ordered.data() + starts[row]); }
+  [[gnu::always_inline]] void prefetchPairs(std::uint32_t row) const {
+    __builtin_prefetch(ordered.data() + starts[row]);
+  }
 
  private:
   struct Slot {
