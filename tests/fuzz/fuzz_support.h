@@ -13,6 +13,7 @@
 #include <string>
 
 #include "support/stdout_capture.h"
+#include "support/temporary_folder.h"
 
 #define REQUIRE(condition)                                                 \
   do {                                                                     \
@@ -23,35 +24,12 @@
   } while (false)
 
 /// A folder for the life of the process.
-class FuzzFolder {
+class FuzzFolder : public TemporaryFolder {
  public:
-  FuzzFolder() {
-    std::string pattern = (std::filesystem::temp_directory_path() / "vesk-fuzz-XXXXXX").string();
-    REQUIRE(::mkdtemp(pattern.data()) != nullptr);
-    folder = pattern;
-  }
-  ~FuzzFolder() { std::filesystem::remove_all(folder); }
-  FuzzFolder(const FuzzFolder&) = delete;
-  FuzzFolder& operator=(const FuzzFolder&) = delete;
-
-  std::string path() const { return folder.string(); }
-  std::string path(const std::string& name) const { return (folder / name).string(); }
-
+  using TemporaryFolder::write;
   std::string write(const std::string& name, std::span<const std::uint8_t> bytes) const {
-    std::ofstream file(folder / name, std::ios::binary);
-    file.write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
-    file.close();
-    REQUIRE(file.good());
-    return path(name);
+    return write(name, std::string(bytes.begin(), bytes.end()));
   }
-  std::string read(const std::string& name) const {
-    std::ifstream file(folder / name, std::ios::binary);
-    REQUIRE(file.good());
-    return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
-  }
-
- private:
-  std::filesystem::path folder;
 };
 
 struct FuzzRun {

@@ -193,7 +193,7 @@ TEST_F(LiteralLoaderTest, TestsConditions) {
 
 // A case in which the two sides cannot agree: one of them is given another special list.
 TEST_F(LiteralLoaderTest, IsToldApartFromALoaderThatDoesSomethingElse) {
-  const TemporaryFolder folder;
+  const LoaderFolder folder;
   LoaderCase made;
   made.settings = tableSettings(3);
   made.runs.push_back({3, 0.0, true, {{"f0.cdr", record("1", "2")}}});

@@ -6,10 +6,7 @@
 #include <gtest/gtest.h>
 
 #include <cstring>
-#include <filesystem>
 #include <fstream>
-#include <iterator>
-#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -17,6 +14,7 @@
 #include "loader_settings.h"
 #include "loader_tables.h"
 #include "support/captured_run.h"
+#include "support/temporary_folder.h"
 
 namespace vesk_loader::testing {
 
@@ -37,33 +35,11 @@ inline std::string warningLine(int code, const std::string& text) {
   return "Warning;|" + std::to_string(code) + ";|" + text + ";|WarningEnd\n";
 }
 
-/// A folder of the test's own, removed at its end.
-class TemporaryFolder {
+/// A folder of the test's own, with files of doubles.
+class LoaderFolder : public TemporaryFolder {
  public:
-  TemporaryFolder() {
-    std::string pattern = (std::filesystem::temp_directory_path() / "vesk-loader-XXXXXX").string();
-    if (::mkdtemp(pattern.data()) == nullptr) throw std::runtime_error("no temporary folder");
-    folder = pattern;
-  }
-  ~TemporaryFolder() { std::filesystem::remove_all(folder); }
-  TemporaryFolder(const TemporaryFolder&) = delete;
-  TemporaryFolder& operator=(const TemporaryFolder&) = delete;
-
-  std::string path(const std::string& name) const { return (folder / name).string(); }
-  std::string path() const { return folder.string(); }
-
-  std::string write(const std::string& name, const std::string& bytes) const {
-    std::filesystem::create_directories((folder / name).parent_path());
-    std::ofstream(folder / name, std::ios::binary) << bytes;
-    return path(name);
-  }
   std::string writeDoubles(const std::string& name, const Doubles& numbers) const {
     return write(name, std::string(reinterpret_cast<const char*>(numbers.data()), numbers.size() * sizeof(double)));
-  }
-  std::string read(const std::string& name) const {
-    std::ifstream file(folder / name, std::ios::binary);
-    if (!file) throw std::runtime_error("cannot open " + path(name));
-    return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
   }
   Doubles readDoubles(const std::string& name) const {
     const std::string bytes = read(name);
@@ -72,10 +48,6 @@ class TemporaryFolder {
     EXPECT_EQ(bytes.size() % sizeof(double), 0U);
     return numbers;
   }
-  bool has(const std::string& name) const { return std::filesystem::exists(folder / name); }
-
- private:
-  std::filesystem::path folder;
 };
 
 /// Every test starts with fresh statistics and the default verbosity.
@@ -86,7 +58,7 @@ class LoaderTest : public ::testing::Test {
     setVerbosity(1);
   }
 
-  TemporaryFolder folder;
+  LoaderFolder folder;
 };
 
 /// Fields of four columns each: caller 0-3, callee 4-7, date or number 8-15, number 16-19.
