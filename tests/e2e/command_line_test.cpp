@@ -295,5 +295,18 @@ TEST_F(LoaderCommandLineRun, AStandardOutputThatFailsDoesNotEndTheRun) {
   EXPECT_EQ(numbers("out"), (std::vector<double>{1, 0, 2, 1, 1, 5, 1, 3, 0}));
 }
 
+// The loader once died of the signal that a reader who is gone raises, with the process file half way.
+TEST_F(LoaderCommandLineRun, AStandardOutputThatNobodyReadsDoesNotEndTheRun) {
+  limits.brokenPipe = true;
+  records("a", Strings(200, "1 5"));
+  verbosity = "100";  // more than is collected before standard output is written
+  processFile = "process";
+  run();
+  EXPECT_EQ(result.err, "");
+  EXPECT_EQ(result.status, 0);
+  EXPECT_EQ(numbers("process"), (std::vector<double>{1, 0, 1000, -2, -1}));
+  EXPECT_EQ(numbers("out"), (std::vector<double>{1, 0, 2, 1, 1, 1000, 1, 3, 0}));
+}
+
 }  // namespace
 }  // namespace vesk_e2e

@@ -106,5 +106,13 @@ TEST_F(InspectorRun, AFileThatIsNotThereOrADirectoryIsOneLine) {
   expectRefused({"xml", "in"}, "in is a directory");
 }
 
+TEST_F(InspectorRun, AnOutputThatFindsNoRoomIsOneLine) {
+  writeNumbers("process", {1, 9, -2, -1});
+  limits.fileBytes = 60;  // room for the message, not for the page
+  const ProgramRun run = inspect({"process", "process"});
+  EXPECT_EQ(run.status, 1);
+  EXPECT_EQ(run.err, "vesk-inspect: cannot write to standard output\n");
+}
+
 }  // namespace
 }  // namespace vesk_e2e

@@ -91,7 +91,7 @@ void LoaderCase::runWith(const Names& arguments) {
 }
 
 ProgramRun LoaderCase::runOther(const std::string& program, const Names& arguments) const {
-  return runProgram(program, arguments, folder.string());
+  return runProgram(program, arguments, folder.string(), limits);
 }
 
 void LoaderCase::expectRun(int status, const std::string& out) const {

@@ -67,6 +67,7 @@ class LoaderCase : public ::testing::Test {
   /// Runs the loader with these arguments, or with any others.
   void run();
   void runWith(const std::vector<std::string>& arguments);
+  /// Another program, with the same limits.
   ProgramRun runOther(const std::string& program, const std::vector<std::string>& arguments) const;
 
   ProgramRun result;

@@ -113,5 +113,18 @@ TEST_F(LoaderMemoryRun, TheProcessFileIsReadUntilMemoryRunsOut) {
   EXPECT_THAT(sweep(), ::testing::IsSupersetOf({readFailed, dropFailed}));
 }
 
+// The fill of a line was once collected in memory: 10 GB here, for one caller.
+TEST_F(LoaderMemoryRun, TheFillOfATextLineNeedsNone) {
+  records("a", {"1 5"});
+  parameters("fields 1-1 3-3; Key 1; Output CSV; CyclicTableSize 2147483647; op CyclicAdd 2");
+  limits.memoryBytes = largest;
+  limits.fileBytes = mebibyte;
+  run();
+  expectRun(99, head() + opened() + listed({"a"}) + scanned("a", 1, 3) + writingBegins() +
+                    fatal(1325, "write_pml_file: Unexpected exception occured (check io and memory)") + illEnd());
+  EXPECT_EQ(content("out").substr(0, 12), "1, 5, 0.0, 0");
+  EXPECT_EQ(content("out").size(), mebibyte);
+}
+
 }  // namespace
 }  // namespace vesk_e2e

@@ -238,6 +238,14 @@ TEST_F(LoaderDatesRun, TheProblemsOfALineAreTestedInOrder) {
                    statistics("a", 3, {.date = 1, .negative = 1, .spacing = 1}, noProblems(0)) + completed());
 }
 
+TEST_F(LoaderDatesRun, ADateBeyondEightDigitsIsShownWhole) {
+  // Year 214748, day 36, month 47 are 6 December 214751, which 32 bits do not hold.
+  startDate = "2147483647";
+  runLines("DateHorizon 0", {"1 4 20120302"});
+  // As text "2147" is the year of the cutoff.
+  expectDropped("2147510612", 1, 1, 0);
+}
+
 TEST_F(LoaderDatesRun, ANewRunWithoutStartDateTakesTheClock) {
   startDate = "";
   runLines("DateHorizon 1", {"1 4 19000101", "2 5 29990101"});

@@ -25,6 +25,7 @@ struct ProgramLimits {
   rlim_t fileBytes = RLIM_INFINITY;    ///< a write beyond it fails
   rlim_t memoryBytes = RLIM_INFINITY;  ///< of address space
   std::string standardOutput;          ///< a file that takes the output in place of the result
+  bool brokenPipe = false;             ///< standard output is a pipe that nobody reads; the result has none of it
 };
 
 /// Runs a program of the build in a directory and waits for it. Nothing is left of its output files.
@@ -39,10 +40,15 @@ inline ProgramRun runProgram(const std::string& name, const std::vector<std::str
   if (child == 0) {
     const int out = ::open(outPath.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
     const int err = ::open(errPath.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
-    if (::dup2(out, 1) < 0 || ::dup2(err, 2) < 0 || ::chdir(directory.c_str()) != 0) ::_exit(126);
+    int pipe[2] = {-1, -1};
+    if (limits.brokenPipe && (::pipe(pipe) != 0 || ::close(pipe[0]) != 0)) ::_exit(126);
+    if (::dup2(limits.brokenPipe ? pipe[1] : out, 1) < 0 || ::dup2(err, 2) < 0 || ::chdir(directory.c_str()) != 0)
+      ::_exit(126);
+    // Whatever runs the tests: what becomes of these signals is up to the program.
+    ::signal(SIGXFSZ, SIG_DFL);
+    ::signal(SIGPIPE, SIG_DFL);
     if (limits.fileBytes != RLIM_INFINITY) {
       const rlimit limit{limits.fileBytes, limits.fileBytes};
-      ::signal(SIGXFSZ, SIG_IGN);
       ::setrlimit(RLIMIT_FSIZE, &limit);
     }
     if (limits.memoryBytes != RLIM_INFINITY) {

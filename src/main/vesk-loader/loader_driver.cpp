@@ -44,7 +44,7 @@ LoaderTables load_tables(const LoaderSettings& settings, const CommandLine& line
 double drop_before_cutoff(const LoaderSettings& settings, const CommandLine& line, LoaderTables& tables) {
   if (settings.dateHorizon == -1 || settings.dateField == -1 || line.dateFormat == 0) return 0.0;
   const double cutoffDate = compute_cutoff_date(line.startDate, static_cast<std::uint32_t>(settings.dateHorizon));
-  print_line(format_text("Everything before %d will be dropped ", static_cast<std::int32_t>(cutoffDate)));
+  print_line(format_text("Everything before %lld will be dropped ", static_cast<long long>(cutoffDate)));
   if (drop_old_entries(tables, cutoffDate, static_cast<std::uint32_t>(line.dateFormat)) == 0) {
     report_error(1301, "Failure when dropping old entries ");
   }

@@ -75,11 +75,12 @@ void CsvForm::row(BlockWriter& file, const OutputRow& row) {
       append_rounded(text, element_or_zero(column, i));
     }
   }
-  for (std::size_t i = row.values.size(); i < tableSize; ++i) {
-    for (std::size_t repeat = 0; repeat < payloadCount + 1; ++repeat) text += ", 0.0";
-  }
-  text += '\n';
   file.put(text);
+  // Straight into the file: a table may be far larger than any row.
+  for (std::size_t i = row.values.size(); i < tableSize; ++i) {
+    for (std::size_t repeat = 0; repeat < payloadCount + 1; ++repeat) file.put(", 0.0");
+  }
+  file.put("\n");
 }
 
 }  // namespace vesk_loader
