@@ -189,6 +189,25 @@ TEST(Generate, EachMistakeIsOneLineAndStatusOne) {
   }
 }
 
+// The records once took the place of the groups without a word when their names were spelt apart.
+TEST(Generate, RecordsAndGroupsUnderTwoNamesOfOneFileAreAMistake) {
+  const TemporaryFolder folder;
+  std::ofstream(folder.path("calls.1")) << "of the run before";
+  std::filesystem::create_symlink(folder.path("calls.1"), folder.path("link"));
+  const std::string calls = folder.path("calls");
+  for (const std::vector<std::string>& arguments :
+       {std::vector<std::string>{"-o", calls, "--groups", folder.path("./calls")},
+        {"-o", folder.path(""), "--groups", calls},
+        {"-o", calls, "--files", "2", "--groups", folder.path("calls.2")},
+        {"-o", calls, "--files", "2", "--groups", folder.path("link")}}) {
+    const Outcome outcome = run(arguments);
+    EXPECT_EQ(outcome.status, 1);
+    EXPECT_EQ(outcome.err, "vesk-generate: the records and the groups cannot share one file\n");
+    EXPECT_FALSE(std::filesystem::exists(calls) || std::filesystem::exists(folder.path("calls.2")));
+  }
+  EXPECT_EQ(run({"-q", "-n", "2", "-o", calls, "--groups", folder.path("groups"), "--group-count", "1"}).status, 0);
+}
+
 TEST(Generate, MistakesFoundByTheParserAreOneLineToo) {
   for (const std::vector<std::string>& arguments :
        {std::vector<std::string>{"-o", "x", "-n", "many"}, {"-o", "x", "--files", "0"}, {"--table-size", "3"}}) {

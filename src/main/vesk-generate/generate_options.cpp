@@ -1,12 +1,15 @@
 #include "generate_options.h"
 
 #include <CLI/CLI.hpp>
+#include <filesystem>
 #include <map>
 #include <ostream>
 #include <stdexcept>
+#include <system_error>
 #include <vector>
 
 #include "number_text.h"
+#include "record_output.h"
 
 namespace vesk_generate {
 
@@ -164,6 +167,19 @@ LoaderParamsSettings readParamsTexts(const RawOptions& raw) {
   return params;
 }
 
+/// One file can have several names.
+void checkGroupsFile(const GenerateOptions& options) {
+  std::error_code unknown;  // a path that cannot be resolved is compared as it stands; opening it tells what is wrong
+  const auto place = [&unknown](const std::string& path) {
+    const std::filesystem::path resolved = std::filesystem::weakly_canonical(path, unknown);
+    return unknown ? std::filesystem::path(path) : resolved;
+  };
+  const std::filesystem::path groups = place(options.groupsFile);
+  for (const std::string& records : recordFileNames(options.output, options.files)) {
+    if (place(records) == groups) throw std::invalid_argument("the records and the groups cannot share one file");
+  }
+}
+
 void checkOutputs(const GenerateOptions& options) {
   if (options.output.empty() && options.groupsFile.empty() && !options.params) {
     throw std::invalid_argument("nothing to do: give --output, --groups or --params");
@@ -172,9 +188,7 @@ void checkOutputs(const GenerateOptions& options) {
     throw std::invalid_argument("--params and --output - both want standard output");
   }
   if (options.output == "-" && options.files > 1) throw std::invalid_argument("standard output is one file");
-  if (!options.output.empty() && options.output == options.groupsFile) {
-    throw std::invalid_argument("the records and the groups cannot share one file");
-  }
+  if (!options.output.empty() && !options.groupsFile.empty()) checkGroupsFile(options);
 }
 
 }  // namespace

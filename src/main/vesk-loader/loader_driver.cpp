@@ -117,6 +117,19 @@ void parse_file_name(const std::string& path, std::string& directory, std::strin
   fileName = path.substr(separator + 1);
 }
 
+void read_input(const std::string& mode, const std::string& input, CommandLine& line) {
+  if (mode == "datadir") {
+    line.inputDirectory = input;
+    print_line("using input directory " + line.inputDirectory);
+  } else if (mode == "datafile") {
+    parse_file_name(input, line.inputDirectory, line.singleFile);
+    line.singleInput = true;
+    print_line("using single cdr file input " + line.inputDirectory + pathSeparator + line.singleFile);
+  } else {
+    report_error(1001, "vesk-loader: internal problem occured in parsing input file name");
+  }
+}
+
 CommandLine read_arguments(const std::vector<std::string>& arguments) {
   report_log(0, std::string("vesk-loader version is ") + loaderVersion);
   const std::size_t count = arguments.size();
@@ -137,15 +150,7 @@ CommandLine read_arguments(const std::vector<std::string>& arguments) {
   std::size_t next = 1;
   if (modeWord) {
     const std::string& mode = arguments[next++];
-    const std::string& input = arguments[next++];
-    if (mode == "datadir") {
-      line.inputDirectory = input;
-      print_line("using input directory " + line.inputDirectory);
-    } else {
-      parse_file_name(input, line.inputDirectory, line.singleFile);
-      line.singleInput = true;
-      print_line("using single cdr file input " + line.inputDirectory + pathSeparator + line.singleFile);
-    }
+    read_input(mode, arguments[next++], line);
   } else {
     line.inputDirectory = arguments[next++];
   }

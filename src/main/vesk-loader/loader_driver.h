@@ -25,6 +25,10 @@ CommandLine read_arguments(const std::vector<std::string>& arguments);
 /// Errors: 1101 if there is none, or if it stands first or last.
 void parse_file_name(const std::string& path, std::string& directory, std::string& fileName);
 
+/// Takes the input that a mode word stands before.
+/// Errors: 1101; 1001 for a word that is no mode word.
+void read_input(const std::string& mode, const std::string& input, CommandLine& line);
+
 /// The settings as one text for the log.
 std::string settings_text(const LoaderSettings& settings, const CommandLine& line);
 
