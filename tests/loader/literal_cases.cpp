@@ -227,7 +227,7 @@ std::string makeLine(Choices& choices, const LoaderCase& made) {
   std::string line;
   for (std::size_t i = 0; i < settings.fieldStarts.size(); ++i) {
     const int start = settings.fieldStarts[i];
-    const int width = settings.fieldEnds[i] - start + 1;
+    const std::int64_t width = std::int64_t{settings.fieldEnds[i]} - start + 1;
     if (start < 0 || width < 1 || width > 24) continue;
     const std::string field = fieldText(choices, made, i, static_cast<std::size_t>(width));
     const auto column = static_cast<std::size_t>(start);
