@@ -46,13 +46,8 @@ std::string problem(const std::string& text, int line) {
 
 LoaderCase::LoaderCase() {
   settleEnvironment();
-  std::string pattern = (std::filesystem::temp_directory_path() / "vesk-e2e-XXXXXX").string();
-  if (::mkdtemp(pattern.data()) == nullptr) throw std::runtime_error("no temporary folder");
-  folder = pattern;
   std::filesystem::create_directory(folder / "in");
 }
-
-LoaderCase::~LoaderCase() { std::filesystem::remove_all(folder); }
 
 void LoaderCase::parameters(const std::string& statements) {
   words = ParameterWords(statements);

@@ -9,6 +9,7 @@
 
 #include "parameter_words.h"
 #include "support/program_run.h"
+#include "support/temporary_folder.h"
 
 namespace vesk_e2e {
 
@@ -44,7 +45,6 @@ std::string problem(const std::string& text, int line);
 class LoaderCase : public ::testing::Test {
  protected:
   LoaderCase();
-  ~LoaderCase() override;
 
   // What a run is made of.
 
@@ -124,7 +124,8 @@ class LoaderCase : public ::testing::Test {
  private:
   std::string nameOf(const std::string& name, int partition) const;
 
-  std::filesystem::path folder;
+  TemporaryFolder ownFolder;
+  std::filesystem::path folder = ownFolder.path();
 };
 
 }  // namespace vesk_e2e

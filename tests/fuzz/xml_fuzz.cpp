@@ -2,25 +2,16 @@
 // meaning have none, that the environment gets every byte back, and that a tree which was written reads back.
 
 #include <cstdint>
-#include <cstdio>
-#include <cstdlib>
 #include <set>
 #include <sstream>
 #include <string>
 #include <string_view>
 
 #include "control/quven_XML_handler.h"
+#include "fuzz_support.h"
 #include "kernel/quven_string_manip.h"
 
 namespace {
-
-#define REQUIRE(condition)                                                 \
-  do {                                                                     \
-    if (!(condition)) {                                                    \
-      std::fprintf(stderr, "%s:%d: %s\n", __FILE__, __LINE__, #condition); \
-      std::abort();                                                        \
-    }                                                                      \
-  } while (false)
 
 bool isPrintable(std::string_view text) {
   for (const char byte : text) {
