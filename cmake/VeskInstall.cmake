@@ -1,7 +1,7 @@
 # Programs are installed by vesk_add_program; here the library, its headers, the CMake package and the man pages.
 include(CMakePackageConfigHelpers)
 
-install(TARGETS vesk_core vesk_options EXPORT veskTargets
+install(TARGETS vesk_core vesk_core_archive vesk_options EXPORT veskTargets
         ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR})
 install(DIRECTORY ${CMAKE_SOURCE_DIR}/src/lib/ DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/vesk
         FILES_MATCHING PATTERN "*.h")

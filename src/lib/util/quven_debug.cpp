@@ -53,6 +53,11 @@ void traceLine(const char* function, int line, const char* file, const TraceText
   BASE_RaiseTermination();
 }
 
+void endGuardReport() {
+  std::fflush(stdout);
+  if (quvenDebugWords.expected == 0 && quvenDebugWords.simulated == 0) quvenDebugWords.error = 1;
+}
+
 }  // namespace
 
 const char* quvenFileName(const char* path) {
@@ -126,8 +131,18 @@ void quvenSimulateFailure(const char* condition, const char* cause, const QUVENE
 
 void quvenGuardReport(std::string_view text) noexcept {
   quvenReportPieces({quvenReportHeading(), text});
-  std::fflush(stdout);
-  if (quvenDebugWords.expected == 0 && quvenDebugWords.simulated == 0) quvenDebugWords.error = 1;
+  endGuardReport();
+}
+
+void quvenGuardReport(std::string_view text, std::string_view intro, const char* function, int line,
+                      const char* file) noexcept {
+  quvenReportPieces({quvenReportHeading(), text, intro, orUnknown(function), " at line ", NumberText(line), " in file ",
+                     quvenFileName(file), "\n"});
+  endGuardReport();
+}
+
+void quvenThrowLibraryException(const QUVENEnvHandle& env) {
+  throwLibraryException(env.getFunction(), env.getLine(), env.getFile());
 }
 
 void quvenNoteException(const char* function, int line, const char* file) {

@@ -53,6 +53,13 @@ void quvenReportPlace(const QUVENEnvHandle& env);
 /// unless the failure is expected or simulated. It throws nothing: a guard runs in destructors.
 void quvenGuardReport(std::string_view text) noexcept;
 
+/// The same with a place behind the text: "<intro>F at line L in file X".
+void quvenGuardReport(std::string_view text, std::string_view intro, const char* function, int line,
+                      const char* file) noexcept;
+
+/// The library exception after a report that does not throw.
+[[noreturn]] void quvenThrowLibraryException(const QUVENEnvHandle& env);
+
 /// Notes that an exception is thrown at a place: the exception-thrown flag and a trace line at level 2.
 void quvenNoteException(const char* function, int line, const char* file);
 
