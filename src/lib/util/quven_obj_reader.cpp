@@ -62,6 +62,10 @@ void QUVENObjReader::bufferLevelAndOrdinal(std::int32_t classLevel, std::int32_t
   bufferState = Buffered;
 }
 
+std::string_view QUVENObjReader::getBufferedName() const {
+  return bufferState == Buffered && bufferedKind == NameText ? std::string_view(bufferedName) : std::string_view();
+}
+
 bool QUVENObjReader::isBuffered(const QUVENKeyword& keyword) const {
   switch (bufferedKind) {
     case IntegerCode:  // no code belongs to a name keyword, not even the 0 of a foreign stream

@@ -68,6 +68,8 @@ class QUVENObjReader {
   /// Whether the last keyword is done with. A class asks after its base has looked at a keyword.
   bool isKeywordTaken() const { return bufferState == NothingBuffered; }
   bool isAtEnd() const { return bufferState == EndOfInput; }
+  /// The buffered keyword if it is a name in text form, else empty.
+  std::string_view getBufferedName() const;
 
   std::int32_t getDepth() const { return depth; }
   std::int32_t getKeywordsRead() const { return keywordsRead; }

@@ -9,6 +9,8 @@
 
 #include "inspect_dataset.h"
 #include "inspect_process.h"
+#include "inspect_stream.h"
+#include "inspect_types.h"
 #include "inspect_xml.h"
 
 namespace vesk_inspect {
@@ -27,6 +29,8 @@ Examples:
   vesk-inspect dataset out.bin_payload_1 --form sparse
   vesk-inspect process table.process --dates --payloads 1
   vesk-inspect xml table.xml
+  vesk-inspect stream results.stream
+  vesk-inspect types QUVENXMLTag
 )";
 
 void addDatasetCommand(CLI::App& app, Action& action) {
@@ -75,6 +79,28 @@ void addXmlCommand(CLI::App& app, Action& action) {
   });
 }
 
+void addStreamCommand(CLI::App& app, Action& action) {
+  auto options = std::make_shared<StreamOptions>();
+  CLI::App* command = app.add_subcommand("stream", "An object stream, printed as indented text");
+  command->add_option("FILE", options->path, "The object stream")->required();
+  command->add_option("--elements", options->elements, "Numbers to print of an array, 0 for all")
+      ->capture_default_str();
+  command->callback(
+      [options, &action] { action = [options](std::ostream& out) { return inspectStream(*options, out); }; });
+}
+
+void addTypesCommand(CLI::App& app, Action& action) {
+  auto name = std::make_shared<std::string>();
+  CLI::App* command = app.add_subcommand("types", "The types that an object stream can name, with their members");
+  command->add_option("NAME", *name, "Only this type and its bases");
+  command->callback([name, &action] {
+    action = [name](std::ostream& out) {
+      inspectTypes(*name, out);
+      return true;
+    };
+  });
+}
+
 int report(std::ostream& err, const char* text) {
   err << "vesk-inspect: " << text << "\n";
   return 1;
@@ -91,6 +117,8 @@ int runInspect(int argc, const char* const* argv, std::ostream& out, std::ostrea
   addDatasetCommand(app, action);
   addProcessCommand(app, action);
   addXmlCommand(app, action);
+  addStreamCommand(app, action);
+  addTypesCommand(app, action);
   try {
     bool sound = true;
     try {
