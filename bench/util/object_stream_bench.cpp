@@ -37,18 +37,18 @@ long allocations = 0;
 
 }  // namespace
 
-void* operator new(std::size_t bytes) {
+[[gnu::noinline]] void* operator new(std::size_t bytes) {
   ++allocations;
   if (void* block = std::malloc(bytes)) return block;
   throw std::bad_alloc();
 }
-void* operator new(std::size_t bytes, const std::nothrow_t&) noexcept {
+[[gnu::noinline]] void* operator new(std::size_t bytes, const std::nothrow_t&) noexcept {
   ++allocations;
   return std::malloc(bytes);
 }
-void operator delete(void* block) noexcept { std::free(block); }
-void operator delete(void* block, std::size_t) noexcept { std::free(block); }
-void operator delete(void* block, const std::nothrow_t&) noexcept { std::free(block); }
+[[gnu::noinline]] void operator delete(void* block) noexcept { std::free(block); }
+[[gnu::noinline]] void operator delete(void* block, std::size_t) noexcept { std::free(block); }
+[[gnu::noinline]] void operator delete(void* block, const std::nothrow_t&) noexcept { std::free(block); }
 
 namespace {
 
