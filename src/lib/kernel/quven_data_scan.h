@@ -1,0 +1,147 @@
+#ifndef QUVEN_DATA_SCAN_H
+#define QUVEN_DATA_SCAN_H
+
+// The scan protocol: objects that are shown the records of a dataset, on one worker or on many, over several passes.
+
+#include <cstdint>
+
+#include "util/quven_object_of.h"
+#include "util/quven_xaray.h"
+#include "util/quven_xashtable.h"
+
+class QUVENDataPoint;
+class QUVENDataScan;
+
+/// How the records of a dataset are read in a pass; a number of the reading mode of the dataset.
+enum class QUVENScanType : std::int32_t {
+  Slice = 0,            ///< this worker's share, cut by record number
+  ComplementOfSlice = 1,
+  Everything = 2,       ///< every record on every worker
+  NoPass = 3,
+  RandomSample = 4,
+  Lines = 5,            ///< whole lines, dealt over the workers by their number
+  EverythingSparse = 6,
+  SampledLines = 7,
+  SparseQuadruples = 8
+};
+
+/// The scans of an environment by their serial numbers.
+///
+/// There is one in each environment, made on first use. It is never saved or copied.
+class QUVENDataScanGlobalVars : public QUVENObjectOf<QUVENDataScanGlobalVars, QUVENObject> {
+ public:
+  static QUVENDataScanGlobalVars& get(const QUVENEnvHandle& env);
+
+  /// Gives a scan the next serial number, from 1 upward.
+  std::int32_t registerScan(QUVENDataScan* scan, const QUVENEnvHandle& env);
+  void unregisterScan(std::int32_t serialNumber, const QUVENEnvHandle& env);
+  /// The live scan of a serial number, or null.
+  QUVENDataScan* find(std::int32_t serialNumber) const;
+  long getNumScans() const { return serials.getLiveCount(); }
+
+  // All four: "Program control should never reach this point".
+  void copyFromPrimitive(const QUVENObject* source, const QUVENEnvHandle& env) override;
+  void transferFromPrimitive(QUVENObject* source, const QUVENEnvHandle& env) override;
+  void readPrimitive(QUVENObjReader& reader, const QUVENEnvHandle& env) override;
+  void writePrimitive(QUVENObjWriter& writer, const QUVENEnvHandle& env) const override;
+
+ private:
+  QUVEN_STATE(dummy, std::int32_t) = 0;
+  QUVEN_STATE(serialNumCounter, std::int32_t) = 0;
+  QUVEN_STATE(serials, QUVENObjectIndexXAshTable<std::int32_t>);
+  QUVEN_STATE(scans, QUVENXaRay<QUVENDataScan*>);  // parallel to the keys of serials
+};
+
+/// An analysis, a field, a model: whatever is shown records and learns from them.
+///
+/// A scan has a serial number of its own in its environment. A copy that a worker reads from a stream remembers the
+/// serial of the object that it was written from, and its result goes back under that number, negated.
+/// Lifetime: from construction to destroyPrimitive it can be found by its serial number.
+class QUVENDataScan : public QUVENObjectOf<QUVENDataScan, QUVENObject> {
+ public:
+  /// What a pass does with one record.
+  using UpdateFunction = void (QUVENDataScan::*)(QUVENDataPoint& point, const QUVENEnvHandle& env);
+
+  ~QUVENDataScan() override;
+  QUVENDataScan(QUVENDataScan&&) = delete;
+  QUVENDataScan& operator=(QUVENDataScan&&) = delete;
+
+  std::int32_t getSerialNumber() const { return ivSerialNumber; }
+  std::int32_t getMergeWithSerialNumber() const { return ivMergeWithSerialNumber; }
+  std::int32_t getGlobalNumChannels() const { return ivGlobalNumChannels; }
+
+  /// Shows a record to the scan, which does not see it without a handler.
+  void update(QUVENDataPoint& point, const QUVENEnvHandle& env) {
+    if (updateFunction != nullptr) (this->*updateFunction)(point, env);
+  }
+  bool wantsRecords() const { return updateFunction != nullptr; }
+  UpdateFunction getHandler() const { return updateFunction; }
+  UpdateFunction getHandler2() const { return updateFunction2; }
+
+  /// Copies the handlers and the number of channels, never the serial numbers.
+  void copyFromPrimitive(const QUVENObject* source, const QUVENEnvHandle& env) override;
+  /// Errors: a scan cannot be moved; a source other than null is "Program control should never reach this point".
+  void transferFromPrimitive(QUVENObject* source, const QUVENEnvHandle& env) override;
+  /// Refreshes both handlers.
+  void postReadPrimitive(QUVENObjReader& reader, const QUVENEnvHandle& env) override;
+  void writePrimitive(QUVENObjWriter& writer, const QUVENEnvHandle& env) const override;
+  void destroyPrimitive(const QUVENEnvHandle& env) override;
+
+  /// The reading mode wanted for the coming pass.
+  virtual QUVENScanType getScanType(const QUVENEnvHandle& env) const;
+  /// The fraction of the records wanted, for a random sample.
+  virtual double getSamplingRate(const QUVENEnvHandle& env) const;
+  /// A question of the driver that a scan answers by its own rules.
+  virtual bool getScanOption(const QUVENEnvHandle& env) const;
+  /// Folds in the partial result of another scan of the same class.
+  virtual void merge(QUVENDataScan* other, const QUVENEnvHandle& env);
+  /// Whether there is a partial result to return after this pass.
+  virtual bool hasScanResult(const QUVENEnvHandle& env) const;
+  /// Writes the results of the scans that this one owns, each by quvenWriteScanResults.
+  virtual void writeChildScanResults(QUVENObjWriter& writer, const QUVENKeyword& keyword,
+                                     const QUVENEnvHandle& env) const;
+  /// The handler of the present state, null for no data.
+  virtual UpdateFunction getUpdateFunction(const QUVENEnvHandle& env) const;
+  virtual UpdateFunction getUpdateFunction2(const QUVENEnvHandle& env) const;
+
+ protected:
+  explicit QUVENDataScan(const QUVENEnvHandle& env);
+
+  /// Fetches both handlers anew: after every change of state.
+  void refreshHandlers(const QUVENEnvHandle& env);
+
+ private:
+  UpdateFunction updateFunction = nullptr;
+  UpdateFunction updateFunction2 = nullptr;
+  std::int32_t ivSerialNumber = 0;
+  QUVEN_MEMBER_AS_IF("mergeWithSerialNumber", false, ivMergeWithSerialNumber, std::int32_t) = 0;  // written by hand
+  std::int32_t ivGlobalNumChannels = 0;
+};
+
+/// A scan that runs in passes of its own: in a scan, or out of it.
+class QUVENMultiScan : public QUVENObjectOf<QUVENMultiScan, QUVENDataScan> {
+ public:
+  /// Enters the scan if it is not in it, and returns whether it is in it. Refreshes the handlers.
+  int beginDataScan(const QUVENEnvHandle& env);
+  /// Ends a pass, and returns 1 when no further pass is needed. Out of a scan that is 1 without another effect.
+  int endDataScan(const QUVENEnvHandle& env);
+  bool isScanInProgress() const { return ivScanInProgress != 0; }
+
+  void destroyPrimitive(const QUVENEnvHandle& env) override;
+
+  // Both: "Program control should never reach this point" until a class overrides them.
+  UpdateFunction getUpdateFunction(const QUVENEnvHandle& env) const override;
+  UpdateFunction getUpdateFunction2(const QUVENEnvHandle& env) const override;
+  /// 1 when data is wanted.
+  virtual int beginDataScanPrimitive(const QUVENEnvHandle& env) = 0;
+  /// 1 when the scan is done.
+  virtual int endDataScanPrimitive(const QUVENEnvHandle& env) = 0;
+
+ protected:
+  using Members::QUVENObjectOf;
+
+ private:
+  QUVEN_MEMBER(ivScanInProgress, std::int32_t) = 0;
+};
+
+#endif  // QUVEN_DATA_SCAN_H

@@ -1,0 +1,107 @@
+#include "kernel/quven_field.h"
+
+#include "util/quven_debug.h"
+#include "util/quven_env_aux.h"
+#include "util/quven_registration.h"
+
+QUVEN_REGISTER(QUVENFieldGlobalVars);
+QUVEN_REGISTER(QUVENField);
+
+QUVENFieldGlobalVars& QUVENFieldGlobalVars::get(const QUVENEnvHandle& env) {
+  static const QUVENStringWithHash key("QUVENField::cv");
+  return *QUVENEnv::getGlobal<QUVENFieldGlobalVars>(key, QUVEN_ENV);
+}
+
+QUVENField::QUVENField(QUVENFieldType type, const QUVENEnvHandle& env)
+    : Members(env), ivFieldType(static_cast<std::int32_t>(type)) {}
+
+void QUVENField::clearValue() {
+  valuePresent = valueMissing = 0;
+  numValueCount = 0;
+  valueIndex = StaleValueIndex;
+}
+
+void QUVENField::setMissing() {
+  clearValue();
+  valuePresent = valueMissing = 1;
+}
+
+void QUVENField::setNumValue(double value) {
+  clearValue();
+  valuePresent = 1;
+  numValue = value;
+}
+
+void QUVENField::setCatValue(std::string_view text) {
+  clearValue();
+  valuePresent = 1;
+  catValue.assign(text);
+}
+
+void QUVENField::setNumValues(const QUVENXaRay<double>& values, const QUVENEnvHandle& env) {
+  clearValue();
+  if (numValues.getSize() < values.getSize()) numValues.autoExtend(values.getSize(), QUVEN_ENV);
+  std::copy(values.begin(), values.end(), numValues.begin());
+  valuePresent = 1;
+  numValueCount = static_cast<std::int32_t>(values.getSize());
+}
+
+double QUVENField::getNumValue(const QUVENEnvHandle&) const {
+  QUVEN_ASSERT(!isMissing());
+  return numValue;
+}
+
+const QUVENStringWithHash& QUVENField::getCatValue(const QUVENEnvHandle&) const {
+  QUVEN_ASSERT(!isMissing());
+  return catValue;
+}
+
+double QUVENField::getNumValueOfChannel(long channel, const QUVENEnvHandle&) const {
+  QUVEN_ASSERT(!isMissing());
+  QUVEN_ASSERT(1 <= channel && channel <= numValueCount);
+  return numValues[channel];
+}
+
+std::int32_t QUVENField::getValueIndex(const QUVENEnvHandle& env) {
+  if (valueIndex == StaleValueIndex) {
+    if (isMissing()) {
+      valueIndex = MissingValueIndex;
+    } else {
+      valueIndex = isNumeric() ? getIndexOfValue(numValue, QUVEN_ENV) : getIndexOfText(catValue, QUVEN_ENV);
+    }
+  }
+  return valueIndex;
+}
+
+void QUVENField::markAsLineNumber(const QUVENEnvHandle&) { lineNumber = 1; }
+
+void QUVENField::readPrimitive(QUVENObjReader& reader, const QUVENEnvHandle& env) {
+  QUVENStringWithHash tempName;
+  if (!quvenRead(reader, QUVEN_KWD(ivName), tempName, QUVEN_ENV)) return Members::readPrimitive(reader, QUVEN_ENV);
+  if (!ivName.isEmpty() && !(ivName == tempName)) {
+    quvenReportPieces({"*** ERROR ", ivName, " != ", tempName, "\n"});
+    quvenOrdinaryAssertionFailed("ivName.size() <= 0 || ivName == tempName",
+                                 "Attempt to overwrite an existing field object with a different field", __func__,
+                                 __LINE__, __FILE__);
+  }
+  ivName = tempName;
+}
+
+bool QUVENField::hasScanResult(const QUVENEnvHandle& env) const { quvenNotImplemented(QUVEN_ENV); }
+void QUVENField::merge(QUVENDataScan*, const QUVENEnvHandle& env) { quvenNotImplemented(QUVEN_ENV); }
+long QUVENField::getNumDistValues(const QUVENEnvHandle& env) const { quvenNotImplemented(QUVEN_ENV); }
+void QUVENField::setSampleFlag(bool, const QUVENEnvHandle& env) { quvenNotImplemented(QUVEN_ENV); }
+void QUVENField::computeValue(QUVENDataPoint&, const QUVENEnvHandle& env) { quvenNotImplemented(QUVEN_ENV); }
+void QUVENField::reservedOperation(const QUVENEnvHandle&) {}
+void QUVENField::updateDistribution(std::uint32_t, const QUVENEnvHandle& env) { quvenNotImplemented(QUVEN_ENV); }
+void QUVENField::beginDistributionPass(const QUVENEnvHandle& env) { quvenNotImplemented(QUVEN_ENV); }
+void QUVENField::endDistributionPass(const QUVENEnvHandle& env) { quvenNotImplemented(QUVEN_ENV); }
+std::int32_t QUVENField::getIndexOfText(const QUVENStringWithHash&, const QUVENEnvHandle& env) const {
+  quvenNotImplemented(QUVEN_ENV);
+}
+std::int32_t QUVENField::getIndexOfValue(double, const QUVENEnvHandle& env) const { quvenNotImplemented(QUVEN_ENV); }
+const QUVENStringWithHash& QUVENField::getCategoryText(std::int32_t, const QUVENEnvHandle& env) const {
+  quvenNotImplemented(QUVEN_ENV);
+}
+bool QUVENField::hasDistribution() const { return false; }
+void QUVENField::sampleFromDistribution(std::uint32_t, const QUVENEnvHandle& env) { quvenNotImplemented(QUVEN_ENV); }

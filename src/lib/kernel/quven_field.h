@@ -1,0 +1,131 @@
+#ifndef QUVEN_FIELD_H
+#define QUVEN_FIELD_H
+
+// One column of the data: its name and role, the value of the current record, its distribution.
+
+#include <cstdint>
+#include <string_view>
+
+#include "kernel/quven_data_scan.h"
+#include "util/quven_string.h"
+
+/// What an environment's fields have in common.
+class QUVENFieldGlobalVars : public QUVENObjectOf<QUVENFieldGlobalVars, QUVENObject> {
+ public:
+  static QUVENFieldGlobalVars& get(const QUVENEnvHandle& env);
+
+  std::int32_t getGlobalNumChannels() const { return ivGlobalNumChannels; }
+  /// Set by the driver before it makes the first scan.
+  void setGlobalNumChannels(std::int32_t channels) { ivGlobalNumChannels = channels; }
+
+ private:
+  QUVEN_MEMBER(ivGlobalNumChannels, std::int32_t) = 1;
+};
+
+/// The roles of a field that its owner looks at; a model has further ones.
+enum class QUVENFieldPurpose : std::int32_t { None = 0, Target = 1, LineNumber = 7 };
+
+/// The kinds of a field's values; every kind other than Numeric is categorical.
+enum class QUVENFieldType : std::int32_t { Categorical = 1, Numeric = 2 };
+
+/// A column.
+///
+/// Units:    a value is absent until a record delivers something, and then present or missing. Values of several channels
+///           run 1..getNumValues(); with none, the field has its single value.
+/// Lifetime: owned by a data point or a name map; models refer to it by pointer, streams by its name.
+class QUVENField : public QUVENObjectOf<QUVENField, QUVENDataScan> {
+ public:
+  /// The index of the default category.
+  static constexpr std::int32_t DefaultValueIndex = 0;
+  static constexpr std::int32_t MissingValueIndex = -1;
+  static constexpr std::int32_t StaleValueIndex = -2;
+
+  const QUVENStringWithHash& getName() const { return ivName; }
+  void setName(std::string_view name) { ivName.assign(name); }
+  std::int32_t getPurpose() const { return ivPurpose; }
+  void setPurpose(std::int32_t purpose) { ivPurpose = purpose; }
+  const QUVENStringWithHash& getAlias() const { return ivAlias; }
+  void setAlias(std::string_view alias) { ivAlias.assign(alias); }
+  QUVENFieldType getType() const { return static_cast<QUVENFieldType>(ivFieldType); }
+  bool isNumeric() const { return getType() == QUVENFieldType::Numeric; }
+  bool isComputed() const { return ivComputed != 0; }
+  void setComputed(bool computed) { ivComputed = computed ? 1 : 0; }
+  std::int32_t getActualChannelCount() const { return ivActualChannelCount; }
+  void setActualChannelCount(std::int32_t count) { ivActualChannelCount = count; }
+
+  // The value of the current record.
+  bool hasValue() const { return valuePresent != 0; }
+  bool isMissing() const { return valueMissing != 0; }
+  /// The record delivers nothing here.
+  void clearValue();
+  /// The record says that there is no value.
+  void setMissing();
+  void setNumValue(double value);
+  void setCatValue(std::string_view text);
+  /// The values of the channels, 1..values.getSize().
+  void setNumValues(const QUVENXaRay<double>& values, const QUVENEnvHandle& env);
+  /// Errors: the value of a missing field fails the assertion "!isMissing()".
+  double getNumValue(const QUVENEnvHandle& env) const;
+  const QUVENStringWithHash& getCatValue(const QUVENEnvHandle& env) const;
+  long getNumValues() const { return numValueCount; }
+  double getNumValueOfChannel(long channel, const QUVENEnvHandle& env) const;
+  /// The bin or category of the value, found when it is asked for.
+  std::int32_t getValueIndex(const QUVENEnvHandle& env);
+
+  /// Makes this the field of the line numbers: it keeps no distribution.
+  virtual void markAsLineNumber(const QUVENEnvHandle& env);
+  bool isLineNumber() const { return lineNumber != 0; }
+
+  /// A field keeps the name that it has: a stream must not put another field in its place.
+  void readPrimitive(QUVENObjReader& reader, const QUVENEnvHandle& env) override;
+
+  // In a base of fields: "Function/Feature not yet implemented".
+  bool hasScanResult(const QUVENEnvHandle& env) const override;
+  void merge(QUVENDataScan* other, const QUVENEnvHandle& env) override;
+  /// Bins or categories of the distribution.
+  virtual long getNumDistValues(const QUVENEnvHandle& env) const;
+  virtual void setSampleFlag(bool sample, const QUVENEnvHandle& env);
+  /// Asks the producer of a computed field for the value of the record.
+  virtual void computeValue(QUVENDataPoint& point, const QUVENEnvHandle& env);
+  virtual void reservedOperation(const QUVENEnvHandle& env);
+  /// Shows the value of the record to the distribution.
+  virtual void updateDistribution(std::uint32_t recordId, const QUVENEnvHandle& env);
+  virtual void beginDistributionPass(const QUVENEnvHandle& env);
+  virtual void endDistributionPass(const QUVENEnvHandle& env);
+  /// MissingValueIndex for a field whose value is missing.
+  virtual std::int32_t getIndexOfText(const QUVENStringWithHash& text, const QUVENEnvHandle& env) const;
+  virtual std::int32_t getIndexOfValue(double value, const QUVENEnvHandle& env) const;
+  virtual const QUVENStringWithHash& getCategoryText(std::int32_t index, const QUVENEnvHandle& env) const;
+  virtual bool hasDistribution() const;
+  /// Puts a value drawn from the distribution in the place of the current one: the same for the same name and record.
+  virtual void sampleFromDistribution(std::uint32_t recordId, const QUVENEnvHandle& env);
+
+ protected:
+  QUVENField(QUVENFieldType type, const QUVENEnvHandle& env);
+
+ private:
+  QUVEN_MEMBER_IF(writerMode != QUVENObjWriter::ScanResults, ivName, QUVENStringWithHash);
+  QUVEN_MEMBER_IF(writerMode != QUVENObjWriter::ScanResults, ivPurpose, std::int32_t) = 0;
+  QUVEN_MEMBER_IF(writerMode != QUVENObjWriter::ScanResults, ivAlias, QUVENStringWithHash);
+  QUVEN_MEMBER_IF(writerMode != QUVENObjWriter::ScanResults, ivFieldType, std::int32_t);
+  QUVEN_MEMBER_IF(writerMode != QUVENObjWriter::ScanResults, ivComputed, std::int32_t) = 0;
+  QUVEN_MEMBER_IF(writerMode != QUVENObjWriter::ScanResults, ivActualChannelCount, std::int32_t) = 1;
+
+  QUVEN_STATE(lineNumber, std::int32_t) = 0;
+  QUVEN_STATE(valuePresent, std::int32_t) = 0;
+  QUVEN_STATE(valueMissing, std::int32_t) = 0;
+  QUVEN_STATE(numValue, double) = 0;
+  QUVEN_STATE(catValue, QUVENStringWithHash);
+  QUVEN_STATE(valueIndex, std::int32_t) = StaleValueIndex;
+  QUVEN_STATE(numValues, QUVENXaRay<double>);
+  QUVEN_STATE(numValueCount, std::int32_t) = 0;
+};
+
+/// A number drawn for a pair: the same for the same pair on every machine. It spreads record numbers over the 32 bits.
+constexpr std::uint32_t hashPair(std::uint32_t a, std::uint32_t b) {
+  const auto rotated = [](std::uint32_t x) { return x << 16 | x >> 16; };
+  const std::uint32_t t = hashIntegerKey(rotated(a) ^ b);
+  return hashIntegerKey(rotated(t) ^ b);
+}
+
+#endif  // QUVEN_FIELD_H

@@ -1,0 +1,28 @@
+#ifndef QUVEN_SCAN_RESULTS_H
+#define QUVEN_SCAN_RESULTS_H
+
+#include "kernel/quven_data_scan.h"
+
+// The way of partial results from the workers to the live scans. A stream of results is flat: the keyword and the object
+// of each scan that has a result, in the order of the tree of scans.
+
+/// The keyword that stands before every result, by convention.
+const QUVENKeyword& quvenScanResultKeyword();
+
+/// Writes the result of a scan, if it has one, and then those of the scans that it owns.
+/// Requires: a writer of mode ScanResults.
+void quvenWriteScanResults(const QUVENDataScan& scan, QUVENObjWriter& writer, const QUVENKeyword& keyword,
+                           const QUVENEnvHandle& env);
+
+/// Merges the results of two streams pair by pair, those of B into those of A, and writes them to a third.
+///
+/// The end of A ends it; what B has beyond that is not looked at.
+/// Errors: results that do not belong together are assertion failures.
+void quvenMergeDataScanResults(QUVENObjReader& readerA, QUVENObjReader& readerB, QUVENObjWriter& writer,
+                               const QUVENKeyword& keyword, const QUVENEnvHandle& env);
+
+/// Merges the results of a stream into the live scans, which are found by their serial numbers.
+/// Errors: a result without a live scan, or an object that is no result, is an assertion failure.
+void quvenReadDataScanResults(QUVENObjReader& reader, const QUVENKeyword& keyword, const QUVENEnvHandle& env);
+
+#endif  // QUVEN_SCAN_RESULTS_H
