@@ -17,9 +17,8 @@
 /// of a parameter reader is resetTree, readXMLFile, then hasTag and getTag with paths from the top element on.
 ///
 /// Requires: resetTree before anything else, a fatal report otherwise.
-/// Lifetime: the tree goes with the handler, in the environment in which the handler is released: that in which the
-/// tree
-///           was made, or else the bytes of the tags go back to another.
+/// Lifetime: the tree goes when the handler is released. That happens in the environment in which the tree was made, or
+///           else the bytes of the tags go back to another.
 class QUVENXMLHandler : public QUVENObjectOf<QUVENXMLHandler, QUVENObject> {
  public:
   static constexpr const char* RootName = "__XMLRoot__";

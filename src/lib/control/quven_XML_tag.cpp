@@ -114,7 +114,7 @@ void QUVENXMLTag::addAttributeValue(std::string_view value, const QUVENEnvHandle
 void QUVENXMLTag::setName(std::string_view name, const QUVENEnvHandle&) { ivName = trim(name); }
 
 void QUVENXMLTag::removeAllChildren(const QUVENEnvHandle& env) {
-  destroyChildren(QUVEN_ENV);
+  destroyTags(ivChildren, QUVEN_ENV);
   ivIsLeaf = 1;
 }
 
@@ -187,11 +187,11 @@ const std::string& QUVENXMLTag::getAttribute(std::string_view name, const QUVENE
   return ivAttrVals[index];
 }
 
-/// Takes the tree down from its last tag to its first, without a call stack and without an allocation: it runs while an
-/// exception says that memory has run out. While the children of a tag are at hand, the tag itself keeps the way back:
-/// the array around its own.
-void QUVENXMLTag::destroyChildren(const QUVENEnvHandle& env) {
-  QUVENXaRay<QUVENXMLTag, 0> current = std::move(ivChildren);
+/// Takes trees down from their last tag to their first, without a call stack and without an allocation: it runs while
+/// an exception says that memory has run out. While the children of a tag are at hand, the tag itself keeps the way
+/// back: the array around its own.
+void QUVENXMLTag::destroyTags(QUVENXaRay<QUVENXMLTag, 0>& tags, const QUVENEnvHandle& env) {
+  QUVENXaRay<QUVENXMLTag, 0> current = std::move(tags);
   QUVENXaRay<QUVENXMLTag, 0> outer;  // the array around current; its last tag is the parent of current
   for (;;) {
     if (!current.isEmpty()) {
@@ -212,10 +212,10 @@ void QUVENXMLTag::destroyChildren(const QUVENEnvHandle& env) {
 }
 
 void QUVENXMLTag::destroyPrimitive(const QUVENEnvHandle& env) {
-  QUVENXMLTag children;  // apart from this tag, because Members would go down to them with a call a level
-  children.ivChildren.swap(ivChildren);
+  // Apart from this tag, because Members would go down to them with a call a level.
+  QUVENXaRay<QUVENXMLTag, 0> children = std::move(ivChildren);
   Members::destroyPrimitive(QUVEN_ENV);
-  children.destroyChildren(QUVEN_ENV);
+  destroyTags(children, QUVEN_ENV);
 }
 
 /// Copies into a tag that holds nothing. What an exception leaves of a copy can be released.

@@ -125,7 +125,7 @@ class QUVENXMLTag : public QUVENObjectOf<QUVENXMLTag, QUVENObject> {
   const QUVENXMLTag* findTag(std::string_view path, const QUVENEnvHandle& env) const;
   void becomeEmptyBranch(const QUVENEnvHandle& env);
   QUVENXMLTag& addNumberedLeaf(long number, const QUVENEnvHandle& env);
-  void destroyChildren(const QUVENEnvHandle& env);
+  static void destroyTags(QUVENXaRay<QUVENXMLTag, 0>& tags, const QUVENEnvHandle& env);
   void copyTree(const QUVENXMLTag& source, const QUVENEnvHandle& env);
   void writeStart(std::ostream& stream, int level) const;
   void writeEnd(std::ostream& stream, int level) const;
