@@ -6,6 +6,7 @@ packages=(
   g++ cmake ninja-build git
   clang libclang-rt-14-dev clang-format
   libgtest-dev libgmock-dev libbenchmark-dev libcli11-dev
+  mpich libmpich-dev
 )
 
 missing=()

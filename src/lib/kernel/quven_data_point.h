@@ -5,10 +5,12 @@
 
 #include "kernel/quven_field.h"
 
-/// The one reusable record through which a dataset hands over its values: a field for each column, which keeps the value.
+/// The one reusable record through which a dataset hands over its values: a field for each column, which keeps the
+/// value.
 ///
 /// Shapes:   fields run 1..getNumFields() in the order of the columns.
-/// Units:    the channel selects a row of the regression engine, 0 elsewhere; the record id is the number of the record in
+/// Units:    the channel selects a row of the regression engine, 0 elsewhere; the record id is the number of the record
+/// in
 ///           the dataset, the same on every worker layout.
 class QUVENDataPoint : public QUVENObjectOf<QUVENDataPoint, QUVENObject> {
  public:

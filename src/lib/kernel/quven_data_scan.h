@@ -14,12 +14,12 @@ class QUVENDataScan;
 
 /// How the records of a dataset are read in a pass; a number of the reading mode of the dataset.
 enum class QUVENScanType : std::int32_t {
-  Slice = 0,            ///< this worker's share, cut by record number
+  Slice = 0,  ///< this worker's share, cut by record number
   ComplementOfSlice = 1,
-  Everything = 2,       ///< every record on every worker
+  Everything = 2,  ///< every record on every worker
   NoPass = 3,
   RandomSample = 4,
-  Lines = 5,            ///< whole lines, dealt over the workers by their number
+  Lines = 5,  ///< whole lines, dealt over the workers by their number
   EverythingSparse = 6,
   SampledLines = 7,
   SparseQuadruples = 8

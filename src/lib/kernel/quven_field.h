@@ -30,7 +30,8 @@ enum class QUVENFieldType : std::int32_t { Categorical = 1, Numeric = 2 };
 
 /// A column.
 ///
-/// Units:    a value is absent until a record delivers something, and then present or missing. Values of several channels
+/// Units:    a value is absent until a record delivers something, and then present or missing. Values of several
+/// channels
 ///           run 1..getNumValues(); with none, the field has its single value.
 /// Lifetime: owned by a data point or a name map; models refer to it by pointer, streams by its name.
 class QUVENField : public QUVENObjectOf<QUVENField, QUVENDataScan> {

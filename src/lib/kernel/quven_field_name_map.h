@@ -61,9 +61,9 @@ class QUVENFieldNameMap : public QUVENObjectOf<QUVENFieldNameMap, QUVENObject> {
   QUVEN_STATE(fieldTable, QUVENKeyValueXAshTable<QUVENStringWithHash, QUVENField*>);
 };
 
-/// A reference to a field goes into a stream as the field's name, empty for null, and comes back through the name map in
-/// the back pointer table.
-/// Errors: a name that is not there, or no map, is an assertion failure; so is a field of another class.
+/// A reference to a field goes into a stream as the field's name, empty for null, and comes back through the name map
+/// in the back pointer table. Errors: a name that is not there, or no map, is an assertion failure; so is a field of
+/// another class.
 void quvenWriteFieldReference(QUVENObjWriter& writer, const QUVENField* field, const QUVENEnvHandle& env);
 QUVENField* quvenReadFieldReference(QUVENObjReader& reader, const QUVENTypeName& expected, const QUVENEnvHandle& env);
 

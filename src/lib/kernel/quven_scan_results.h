@@ -3,8 +3,8 @@
 
 #include "kernel/quven_data_scan.h"
 
-// The way of partial results from the workers to the live scans. A stream of results is flat: the keyword and the object
-// of each scan that has a result, in the order of the tree of scans.
+// The way of partial results from the workers to the live scans. A stream of results is flat: the keyword and the
+// object of each scan that has a result, in the order of the tree of scans.
 
 /// The keyword that stands before every result, by convention.
 const QUVENKeyword& quvenScanResultKeyword();

@@ -51,12 +51,14 @@ void transfer(T& target, T& source, const QUVENEnvHandle& env) {
   }
 }
 
-template <class T>
-constexpr QUVENMemberType describe(bool isInStream) {
-  if constexpr (requires { QUVENStreamValue<T>::describe(); }) {
-    if (isInStream) return QUVENStreamValue<T>::describe();
+/// A member of a type that no stream knows is in none.
+template <class Member>
+QUVENMemberType describe() {
+  if constexpr (Member::isInStream) {
+    return QUVENStreamValue<typename Member::ValueType>::describe();
+  } else {
+    return {};
   }
-  return {};
 }
 
 /// The factory of a class, null where it has no constructor for everybody.
@@ -129,8 +131,8 @@ const QUVENClassInfo& QUVENObjectOf<Derived, Base>::classInfo() {
     const QUVENKeyword* keyword = keywords().data();
     forEachMember([&](auto member, auto) {
       using Member = decltype(member);
-      result.push_back({member.name, member.isInStream ? keyword++ : nullptr,
-                        quven_members::describe<typename Member::ValueType>(member.isInStream), member.isConditional});
+      result.push_back({member.name, member.isInStream ? keyword++ : nullptr, quven_members::describe<Member>(),
+                        member.isConditional});
     });
     return result;
   }();
