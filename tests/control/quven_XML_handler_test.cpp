@@ -318,26 +318,29 @@ class DeepTree : public ::testing::Test {
     return all;
   }
 
-  int read(const std::string& text) { return handler.readXMLFile(folder.write("deep.xml", text), QUVEN_ENV); }
+  int read(const std::string& text) { return handler->readXMLFile(folder.write("deep.xml", text), QUVEN_ENV); }
 
   void SetUp() override {
     environment.activate();
-    handler.resetTree(QUVEN_ENV);
+    handler = QUVENXMLHandler::create(QUVEN_ENV);
+    handler->resetTree(QUVEN_ENV);
   }
+
+  void TearDown() override { QUVEN_DELETE(handler); }
 
   TemporaryFolder folder;
   QUVENEnv environment;
   QUVENEnv* env = &environment;
-  QUVENXMLHandler handler;
+  QUVENOwnPtr<QUVENXMLHandler> handler;
 };
 
 TEST_F(DeepTree, IsReadSearchedAndReleased) {
   EXPECT_EQ(read(repeated("<a>") + repeated("</a>")), 1);
-  EXPECT_TRUE(handler.hasTag(repeated("a/"), QUVEN_ENV));
-  EXPECT_FALSE(handler.hasTag(repeated("a/") + "a", QUVEN_ENV));
-  handler.getTag("a", QUVEN_ENV).clear(QUVEN_ENV);
-  EXPECT_FALSE(handler.hasTag("a/a", QUVEN_ENV));
-  handler.destroyPrimitive(QUVEN_ENV);
+  EXPECT_TRUE(handler->hasTag(repeated("a/"), QUVEN_ENV));
+  EXPECT_FALSE(handler->hasTag(repeated("a/") + "a", QUVEN_ENV));
+  handler->getTag("a", QUVEN_ENV).clear(QUVEN_ENV);
+  EXPECT_FALSE(handler->hasTag("a/a", QUVEN_ENV));
+  QUVEN_DELETE(handler);
   EXPECT_EQ(environment.getBytesInUse(), 0);
 }
 
@@ -355,33 +358,34 @@ class HandlerFiles : public ::testing::Test {
  protected:
   void SetUp() override {
     environment.activate();
-    handler.resetTree(QUVEN_ENV);
+    handler = QUVENXMLHandler::create(QUVEN_ENV);
+    handler->resetTree(QUVEN_ENV);
   }
 
   void TearDown() override {
-    handler.destroyPrimitive(QUVEN_ENV);
+    QUVEN_DELETE(handler);
     EXPECT_EQ(environment.getBytesInUse(), 0);
     EXPECT_EQ(quvenDebugWords.error, 0);
   }
 
-  std::string tree() { return childrenNotation(handler.getTag("", QUVEN_ENV)); }
-  int read(const std::string& text) { return handler.readXMLFile(folder.write("in.xml", text), QUVEN_ENV); }
+  std::string tree() { return childrenNotation(handler->getTag("", QUVEN_ENV)); }
+  int read(const std::string& text) { return handler->readXMLFile(folder.write("in.xml", text), QUVEN_ENV); }
 
   TemporaryFolder folder;
   QUVENEnv environment;
   QUVENEnv* env = &environment;
-  QUVENXMLHandler handler;
+  QUVENOwnPtr<QUVENXMLHandler> handler;
 };
 
 TEST_F(HandlerFiles, AFileThatCannotBeOpenedIsZeroWithoutAWord) {
   int result = -1;
-  EXPECT_EQ(printedBy([&] { result = handler.readXMLFile(folder.path("none.xml"), QUVEN_ENV); }), "");
+  EXPECT_EQ(printedBy([&] { result = handler->readXMLFile(folder.path("none.xml"), QUVEN_ENV); }), "");
   EXPECT_EQ(result, 0);
 }
 
 TEST_F(HandlerFiles, AFileThatCannotBeReadIsTheErrorReport2100) {
   // A directory opens like a file and fails at the first read.
-  EXPECT_THAT(fatalReportOf([&] { (void)handler.readXMLFile(folder.path("."), QUVEN_ENV); }),
+  EXPECT_THAT(fatalReportOf([&] { (void)handler->readXMLFile(folder.path("."), QUVEN_ENV); }),
               HasSubstr("Error;|2100;|QUVENXMLHandler::readXMLFile, bad ifstream;|ErrorEnd\nTerminating VESK\n"));
 }
 
@@ -389,7 +393,7 @@ TEST_F(HandlerFiles, AStreamThatIsBadFromTheStartIsTheErrorReport2100) {
   std::istringstream stream("<A/>");
   stream.setstate(std::ios::badbit);
   EXPECT_THAT(
-      fatalReportOf([&] { (void)handler.readXMLStream(stream, QUVEN_ENV); }),
+      fatalReportOf([&] { (void)handler->readXMLStream(stream, QUVEN_ENV); }),
       HasSubstr(
           "Error;|2100;|QUVENXMLHandler::readXMLFile, bad conversion to std::istream (can result from comatibility "
           "issues either in code building or between the code build and the target machine);|ErrorEnd\nTerminating "
@@ -409,7 +413,7 @@ class BreakingText : public std::stringbuf {
 TEST_F(HandlerFiles, AReadThatFailsInTheMiddleIsTheErrorReport2100) {
   BreakingText text("<A>\n</A>\n");  // well-formed as far as it goes
   std::istream stream(&text);
-  EXPECT_THAT(fatalReportOf([&] { (void)handler.readXMLStream(stream, QUVEN_ENV); }),
+  EXPECT_THAT(fatalReportOf([&] { (void)handler->readXMLStream(stream, QUVEN_ENV); }),
               HasSubstr("Error;|2100;|QUVENXMLHandler::readXMLFile, bad ifstream;|ErrorEnd\nTerminating VESK\n"));
 }
 
@@ -424,55 +428,57 @@ TEST_F(HandlerFiles, ASecondFileIsReadIntoTheSameTree) {
 
 TEST_F(HandlerFiles, ResetTreeDropsTheOldTree) {
   EXPECT_EQ(read("<A>1</A>"), 1);
-  handler.resetTree(QUVEN_ENV);
+  handler->resetTree(QUVEN_ENV);
   EXPECT_EQ(tree(), "");
-  EXPECT_EQ(handler.getTag("", QUVEN_ENV).getName(), "__XMLRoot__");
-  EXPECT_TRUE(handler.getTag("", QUVEN_ENV).isLeaf());
+  EXPECT_EQ(handler->getTag("", QUVEN_ENV).getName(), "__XMLRoot__");
+  EXPECT_TRUE(handler->getTag("", QUVEN_ENV).isLeaf());
   EXPECT_EQ(read("<A>1</A>"), 1);
-  EXPECT_FALSE(handler.getTag("", QUVEN_ENV).isLeaf());
+  EXPECT_FALSE(handler->getTag("", QUVEN_ENV).isLeaf());
 }
 
 TEST_F(HandlerFiles, PathsLoseTheirBlanksAndAreDecoded) {
   EXPECT_EQ(read("<A><B>1</B><c&amp;d>2</c&amp;d></A>"), 1);
   for (const char* path : {"", "  \t", "A", " A ", "A/", "A/B", "A / B", "A/B/", "&#65;/&#x42;", "A/c&amp;d"})
-    EXPECT_TRUE(handler.hasTag(path, QUVEN_ENV)) << path;
+    EXPECT_TRUE(handler->hasTag(path, QUVEN_ENV)) << path;
   for (const char* path : {"B", "a", "/A", "A//B", "A/B/C", "A/c&d", "A/&nbsp;", "&"})
-    EXPECT_FALSE(handler.hasTag(path, QUVEN_ENV)) << path;
-  EXPECT_EQ(handler.getTag("A / B", QUVEN_ENV).getValue(), "1");
-  EXPECT_EQ(handler.getTag("A/c&amp;d", QUVEN_ENV).getValue(), "2");
-  EXPECT_EQ(handler.getTag("", QUVEN_ENV).getName(), "__XMLRoot__");
+    EXPECT_FALSE(handler->hasTag(path, QUVEN_ENV)) << path;
+  EXPECT_EQ(handler->getTag("A / B", QUVEN_ENV).getValue(), "1");
+  EXPECT_EQ(handler->getTag("A/c&amp;d", QUVEN_ENV).getValue(), "2");
+  EXPECT_EQ(handler->getTag("", QUVEN_ENV).getName(), "__XMLRoot__");
 }
 
 TEST_F(HandlerFiles, GetTagOfNoTagIsAFatalReport) {
   EXPECT_EQ(read("<A/>"), 1);
-  EXPECT_THAT(fatalReportOf([&] { handler.getTag("A/B", QUVEN_ENV); }),
+  EXPECT_THAT(fatalReportOf([&] { handler->getTag("A/B", QUVEN_ENV); }),
               HasSubstr("\n    QUVENXMLTag::getTag, there is no [A/B] in the tag [__XMLRoot__]"));
-  EXPECT_THAT(fatalReportOf([&] { handler.getTag("&x;", QUVEN_ENV); }),
+  EXPECT_THAT(fatalReportOf([&] { handler->getTag("&x;", QUVEN_ENV); }),
               HasSubstr("\n    QUVENXMLHandler::getTag, wrong entity in the path [&x;]"));
 }
 
 TEST_F(HandlerFiles, WithoutATreeEveryOperationIsAFatalReport) {
-  QUVENXMLHandler bare;
+  auto bare = QUVENXMLHandler::create(QUVEN_ENV);
   const auto expectFatal = [&](auto action) {
     EXPECT_THAT(fatalReportOf(action), HasSubstr("\n    QUVENXMLHandler, no tree: resetTree comes first"));
   };
-  expectFatal([&] { (void)bare.readXMLFile(folder.write("in.xml", "<A/>"), QUVEN_ENV); });
-  expectFatal([&] { (void)bare.writeXMLFile(folder.path("out.xml"), QUVEN_ENV); });
-  expectFatal([&] { (void)bare.hasTag("", QUVEN_ENV); });
-  expectFatal([&] { bare.getTag("", QUVEN_ENV); });
-  expectFatal([&] { bare.dumpAndClear(QUVEN_ENV); });
+  expectFatal([&] { (void)bare->readXMLFile(folder.write("in.xml", "<A/>"), QUVEN_ENV); });
+  expectFatal([&] { (void)bare->writeXMLFile(folder.path("out.xml"), QUVEN_ENV); });
+  expectFatal([&] { (void)bare->hasTag("", QUVEN_ENV); });
+  expectFatal([&] { bare->getTag("", QUVEN_ENV); });
+  expectFatal([&] { bare->dumpAndClear(QUVEN_ENV); });
+  QUVEN_DELETE(bare);
 }
 
 TEST_F(HandlerFiles, CreateGivesAHandlerWithoutATree) {
-  const auto created = QUVENXMLHandler::create(QUVEN_ENV);
+  auto created = QUVENXMLHandler::create(QUVEN_ENV);
   EXPECT_THAT(fatalReportOf([&] { (void)created->hasTag("", QUVEN_ENV); }), HasSubstr("no tree"));
   created->resetTree(QUVEN_ENV);
   EXPECT_TRUE(created->hasTag("", QUVEN_ENV));
+  QUVEN_DELETE(created);
 }
 
 TEST_F(HandlerFiles, WritesTheTreeWithoutTheRoot) {
   EXPECT_EQ(read("<A b=\"&lt;1&gt;\"><B>x &amp; y</B><C/></A><D>2</D>"), 1);
-  EXPECT_EQ(handler.writeXMLFile(folder.path("out.xml"), QUVEN_ENV), 1);
+  EXPECT_EQ(handler->writeXMLFile(folder.path("out.xml"), QUVEN_ENV), 1);
   EXPECT_EQ(folder.read("out.xml"),
             "<A b=\"&lt;1&gt;\">\n"
             "  <B>x &amp; y</B>\n"
@@ -484,7 +490,7 @@ TEST_F(HandlerFiles, WritesTheTreeWithoutTheRoot) {
 TEST_F(HandlerFiles, AnOutputFileThatCannotBeOpenedIsSaid) {
   const std::string name = folder.path("none/out.xml");
   int result = -1;
-  EXPECT_EQ(printedBy([&] { result = handler.writeXMLFile(name, QUVEN_ENV); }),
+  EXPECT_EQ(printedBy([&] { result = handler->writeXMLFile(name, QUVEN_ENV); }),
             "Error: Could not open output file " + name + "\n");
   EXPECT_EQ(result, 0);
 }
@@ -492,14 +498,14 @@ TEST_F(HandlerFiles, AnOutputFileThatCannotBeOpenedIsSaid) {
 TEST_F(HandlerFiles, AnOutputFileThatCannotBeWrittenIsSaid) {
   EXPECT_EQ(read("<A>1</A>"), 1);
   int result = -1;
-  EXPECT_EQ(printedBy([&] { result = handler.writeXMLFile("/dev/full", QUVEN_ENV); }),
+  EXPECT_EQ(printedBy([&] { result = handler->writeXMLFile("/dev/full", QUVEN_ENV); }),
             "Error: Could not write output file /dev/full\n");
   EXPECT_EQ(result, 0);
 }
 
 TEST_F(HandlerFiles, DumpAndClearListsTheTreeBeforeAndAfter) {
   EXPECT_EQ(read("<A b=\"1\"><B>2</B></A>"), 1);
-  EXPECT_EQ(printedBy([&] { handler.dumpAndClear(QUVEN_ENV); }),
+  EXPECT_EQ(printedBy([&] { handler->dumpAndClear(QUVEN_ENV); }),
             "[__XMLRoot__] { }\n"
             "  [A] { <b, 1> }\n"
             "    [B][2] { }\n"
@@ -509,11 +515,11 @@ TEST_F(HandlerFiles, DumpAndClearListsTheTreeBeforeAndAfter) {
 TEST_F(HandlerFiles, AnExceptionReleasesTheTree) {
   const auto bytes = environment.getBytesInUse();
   EXPECT_THAT(fatalReportOf([&] {
-                QUVENXMLHandler other;
-                other.resetTree(QUVEN_ENV);
-                EXPECT_EQ(other.readXMLFile(folder.write("in.xml", "<A b=\"1\"><B>1</B></A>"), QUVEN_ENV), 1);
+                auto other = QUVENXMLHandler::create(QUVEN_ENV);
+                other->resetTree(QUVEN_ENV);
+                EXPECT_EQ(other->readXMLFile(folder.write("in.xml", "<A b=\"1\"><B>1</B></A>"), QUVEN_ENV), 1);
                 EXPECT_GT(environment.getBytesInUse(), bytes);
-                other.getTag("none", QUVEN_ENV);
+                other->getTag("none", QUVEN_ENV);
               }),
               HasSubstr("there is no [none]"));
   EXPECT_EQ(environment.getBytesInUse(), bytes);
@@ -522,13 +528,13 @@ TEST_F(HandlerFiles, AnExceptionReleasesTheTree) {
 TEST_F(HandlerFiles, ResetTreeKeepsTheOldTreeWithoutMemoryForARoot) {
   EXPECT_EQ(read("<A>1</A>"), 1);
   environment.setBytesBudget(environment.getBytesInUse() + static_cast<std::int64_t>(sizeof(QUVENXMLTag)) - 1);
-  CapturedRun run = capturedRun([&] { handler.resetTree(QUVEN_ENV); });
+  CapturedRun run = capturedRun([&] { handler->resetTree(QUVEN_ENV); });
   EXPECT_THAT(run.out, ::testing::EndsWith("\n    Cannot allocate object memory\n"));
   EXPECT_TRUE(run.threwMemoryException);
   environment.setBytesBudget(0);
   run = capturedRun([&] {
     const FailingAllocation failure(0);
-    handler.resetTree(QUVEN_ENV);
+    handler->resetTree(QUVEN_ENV);
   });
   EXPECT_THAT(run.out, HasSubstr("\n    Cannot allocate object memory\n"));
   EXPECT_TRUE(run.threwMemoryException);
@@ -547,9 +553,10 @@ TEST_F(HandlerFiles, MemoryThatRunsOutAnywhereIsAnExceptionAndLeavesTheAccountEx
   for (bool failed = true; failed; ++allowed) {
     const CapturedRun run = capturedRun([&] {
       const FailingAllocation failure(allowed);
-      QUVENXMLHandler other;
-      other.resetTree(QUVEN_ENV);
-      result = other.readXMLFile(name, QUVEN_ENV);
+      auto other = QUVENXMLHandler::create(QUVEN_ENV);
+      other->resetTree(QUVEN_ENV);
+      result = other->readXMLFile(name, QUVEN_ENV);
+      QUVEN_DELETE(other);
     });
     failed = run.threwMemoryException || run.threwLibraryException;
     EXPECT_EQ(environment.getBytesInUse(), bytes) << allowed;

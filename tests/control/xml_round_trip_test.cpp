@@ -78,19 +78,19 @@ TEST(XmlRoundTrip, ARandomTreeReadsBackAsItWasWritten) {
     QUVENEnv environment;
     environment.activate();
     QUVENEnv* env = &environment;
-    {
-      QUVENXMLHandler first;
-      first.resetTree(QUVEN_ENV);
-      TreeMaker(seed, environment).addChildren(first.getTag("", QUVEN_ENV), 5);
-      ASSERT_EQ(first.writeXMLFile(folder.path("first.xml"), QUVEN_ENV), 1);
+    auto first = QUVENXMLHandler::create(QUVEN_ENV);
+    first->resetTree(QUVEN_ENV);
+    TreeMaker(seed, environment).addChildren(first->getTag("", QUVEN_ENV), 5);
+    ASSERT_EQ(first->writeXMLFile(folder.path("first.xml"), QUVEN_ENV), 1);
 
-      QUVENXMLHandler second;
-      second.resetTree(QUVEN_ENV);
-      ASSERT_EQ(second.readXMLFile(folder.path("first.xml"), QUVEN_ENV), 1) << folder.read("first.xml");
-      ASSERT_EQ(childrenNotation(second.getTag("", QUVEN_ENV)), childrenNotation(first.getTag("", QUVEN_ENV)));
-      ASSERT_EQ(second.writeXMLFile(folder.path("second.xml"), QUVEN_ENV), 1);
-      ASSERT_EQ(folder.read("second.xml"), folder.read("first.xml"));
-    }
+    auto second = QUVENXMLHandler::create(QUVEN_ENV);
+    second->resetTree(QUVEN_ENV);
+    ASSERT_EQ(second->readXMLFile(folder.path("first.xml"), QUVEN_ENV), 1) << folder.read("first.xml");
+    ASSERT_EQ(childrenNotation(second->getTag("", QUVEN_ENV)), childrenNotation(first->getTag("", QUVEN_ENV)));
+    ASSERT_EQ(second->writeXMLFile(folder.path("second.xml"), QUVEN_ENV), 1);
+    ASSERT_EQ(folder.read("second.xml"), folder.read("first.xml"));
+    QUVEN_DELETE(first);
+    QUVEN_DELETE(second);
     ASSERT_EQ(environment.getBytesInUse(), 0);
   }
 }

@@ -63,13 +63,12 @@ Parsed parse(const std::string& text) {
   environment.activate();
   QUVENEnv* env = &environment;
   Parsed parsed;
-  {
-    QUVENXMLHandler handler;
-    handler.resetTree(QUVEN_ENV);
-    parsed.message = printedBy([&] { parsed.result = handler.readXMLFile(name, QUVEN_ENV); });
-    const QUVENXMLTag& root = handler.getTag("", QUVEN_ENV);
-    parsed.tree = root.getValue().empty() ? childrenNotation(root) : notation(root);
-  }
+  auto handler = QUVENXMLHandler::create(QUVEN_ENV);
+  handler->resetTree(QUVEN_ENV);
+  parsed.message = printedBy([&] { parsed.result = handler->readXMLFile(name, QUVEN_ENV); });
+  const QUVENXMLTag& root = handler->getTag("", QUVEN_ENV);
+  parsed.tree = root.getValue().empty() ? childrenNotation(root) : notation(root);
+  QUVEN_DELETE(handler);
   EXPECT_EQ(environment.getBytesInUse(), 0) << text;
   const std::size_t dumpStart = parsed.message.find("XML Parse error.");
   if (dumpStart != std::string::npos) {

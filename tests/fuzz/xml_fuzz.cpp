@@ -70,12 +70,12 @@ struct Outcome {
 };
 
 Outcome read(const std::string& text, QUVENEnv* env) {
-  QUVENXMLHandler handler;
-  handler.resetTree(QUVEN_ENV);
+  auto handler = QUVENXMLHandler::create(QUVEN_ENV);
+  handler->resetTree(QUVEN_ENV);
   std::istringstream stream(text);
   Outcome outcome;
-  outcome.result = handler.readXMLStream(stream, QUVEN_ENV);
-  const QUVENXMLTag& root = handler.getTag("", QUVEN_ENV);
+  outcome.result = handler->readXMLStream(stream, QUVEN_ENV);
+  const QUVENXMLTag& root = handler->getTag("", QUVEN_ENV);
   std::ostringstream listing;
   root.print(listing, 0, QUVEN_ENV);
   outcome.listing = listing.str();
@@ -83,6 +83,7 @@ Outcome read(const std::string& text, QUVENEnv* env) {
   root.write(written, -1, QUVEN_ENV);
   outcome.written = written.str();
   outcome.kept = outcome.result == 1 && checkTree(root) && root.getValue().empty();
+  QUVEN_DELETE(handler);
   return outcome;
 }
 

@@ -3,13 +3,14 @@
 #include <algorithm>
 #include <fstream>
 #include <iostream>
-#include <new>
 
 #include "control/quven_XML_parser.h"
 #include "kernel/quven_string_manip.h"
 #include "util/quven_debug.h"
-#include "util/quven_memory.h"
+#include "util/quven_registration.h"
 #include "vesk-common/quven_reports.h"
+
+QUVEN_REGISTER(QUVENXMLHandler);
 
 namespace {
 
@@ -42,30 +43,19 @@ bool preparePath(std::string_view path, std::string& prepared, const QUVENEnvHan
 
 }  // namespace
 
-void QUVENXMLHandler::ReleaseTag::operator()(QUVENXMLTag* tag) const {
-  QUVENEnv* env = environment;
-  tag->destroyPrimitive(QUVEN_ENV);
-  delete tag;
-  env->release(sizeof(QUVENXMLTag));
-}
-
-std::unique_ptr<QUVENXMLHandler> QUVENXMLHandler::create(const QUVENEnvHandle&) {
-  return std::make_unique<QUVENXMLHandler>();
+QUVENOwnPtr<QUVENXMLHandler> QUVENXMLHandler::create(const QUVENEnvHandle& env) {
+  return quvenMake<QUVENXMLHandler>(QUVEN_ENV);
 }
 
 void QUVENXMLHandler::resetTree(const QUVENEnvHandle& env) {
-  QUVENEnv& environment = env.resolve();
-  constexpr std::int64_t bytes = sizeof(QUVENXMLTag);
-  QUVENXMLTag* tag = environment.hasRoomFor(bytes) ? new (std::nothrow) QUVENXMLTag : nullptr;
-  if (tag == nullptr) quvenMemoryFailure("Cannot allocate object memory", bytes, QUVEN_ENV);
-  environment.charge(bytes);
-  root = std::unique_ptr<QUVENXMLTag, ReleaseTag>(tag, ReleaseTag{&environment});
+  auto root = quvenMake<QUVENXMLTag>(QUVEN_ENV);
   root->setName(RootName, QUVEN_ENV);
+  ivRoot.assign(root.detach(), QUVEN_ENV);
 }
 
 QUVENXMLTag& QUVENXMLHandler::getRoot(const QUVENEnvHandle& env) const {
-  if (root == nullptr) quvenFatalReport("QUVENXMLHandler, no tree: resetTree comes first", QUVEN_ENV);
-  return *root;
+  if (ivRoot == nullptr) quvenFatalReport("QUVENXMLHandler, no tree: resetTree comes first", QUVEN_ENV);
+  return *ivRoot;
 }
 
 int QUVENXMLHandler::readXMLFile(const std::string& fileName, const QUVENEnvHandle& env) {
@@ -133,5 +123,3 @@ void QUVENXMLHandler::dumpAndClear(const QUVENEnvHandle& env) {
   tree.clear(QUVEN_ENV);
   tree.print(std::cout, 0, QUVEN_ENV);
 }
-
-void QUVENXMLHandler::destroyPrimitive(const QUVENEnvHandle&) { root.reset(); }

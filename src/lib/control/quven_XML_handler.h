@@ -4,12 +4,12 @@
 // The owner of one tag tree, which reads it from a file and writes it to one.
 
 #include <iosfwd>
-#include <memory>
 #include <string>
 #include <string_view>
 
 #include "control/quven_XML_tag.h"
 #include "util/quven_env.h"
+#include "util/quven_object_of.h"
 
 /// A tag tree with its root, and the files it comes from and goes to.
 ///
@@ -17,16 +17,17 @@
 /// of a parameter reader is resetTree, readXMLFile, then hasTag and getTag with paths from the top element on.
 ///
 /// Requires: resetTree before anything else, a fatal report otherwise.
-/// Lifetime: the tree goes with the handler, in the environment in which it was made. That one must still be there, and
-///           active, or else the bytes of the tags go back to another.
-class QUVENXMLHandler {
+/// Lifetime: the tree goes when the handler is released. That happens in the environment in which the tree was made, or
+///           else the bytes of the tags go back to another.
+class QUVENXMLHandler : public QUVENObjectOf<QUVENXMLHandler, QUVENObject> {
  public:
   static constexpr const char* RootName = "__XMLRoot__";
 
   /// A handler has no tree.
   QUVENXMLHandler() = default;
 
-  static std::unique_ptr<QUVENXMLHandler> create(const QUVENEnvHandle& env);
+  /// Errors: "Cannot allocate object memory" and XRTMemoryException.
+  [[nodiscard]] static QUVENOwnPtr<QUVENXMLHandler> create(const QUVENEnvHandle& env);
 
   /// Replaces the tree by a new root, which is a leaf until it gets a child.
   ///
@@ -58,18 +59,10 @@ class QUVENXMLHandler {
   /// For debugging: lists the tree on standard output, clears the root, and lists it again.
   void dumpAndClear(const QUVENEnvHandle& env);
 
-  /// Releases the tree; the handler has none then.
-  void destroyPrimitive(const QUVENEnvHandle& env);
-
  private:
-  struct ReleaseTag {
-    QUVENEnv* environment;
-    void operator()(QUVENXMLTag* tag) const;
-  };
-
   QUVENXMLTag& getRoot(const QUVENEnvHandle& env) const;
 
-  std::unique_ptr<QUVENXMLTag, ReleaseTag> root;
+  QUVEN_MEMBER_AS("root", ivRoot, QUVENOwnPtr<QUVENXMLTag>);
 };
 
 #endif  // QUVEN_XML_HANDLER_H

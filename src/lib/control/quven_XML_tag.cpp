@@ -7,6 +7,9 @@
 
 #include "kernel/quven_string_manip.h"
 #include "util/quven_debug.h"
+#include "util/quven_registration.h"
+
+QUVEN_REGISTER(QUVENXMLTag);
 
 namespace {
 
@@ -111,14 +114,13 @@ void QUVENXMLTag::addAttributeValue(std::string_view value, const QUVENEnvHandle
 void QUVENXMLTag::setName(std::string_view name, const QUVENEnvHandle&) { ivName = trim(name); }
 
 void QUVENXMLTag::removeAllChildren(const QUVENEnvHandle& env) {
-  destroyChildren(QUVEN_ENV);
+  destroyTags(ivChildren, QUVEN_ENV);
   ivIsLeaf = 1;
 }
 
 void QUVENXMLTag::clear(const QUVENEnvHandle& env) {
   if (isLeaf()) return;
-  destroyChildren(QUVEN_ENV);
-  destroyAttributes(QUVEN_ENV);
+  destroyPrimitive(QUVEN_ENV);
 }
 
 void QUVENXMLTag::becomeEmptyBranch(const QUVENEnvHandle& env) {
@@ -185,16 +187,11 @@ const std::string& QUVENXMLTag::getAttribute(std::string_view name, const QUVENE
   return ivAttrVals[index];
 }
 
-void QUVENXMLTag::destroyAttributes(const QUVENEnvHandle& env) {
-  ivAttrNames.deleteMemory(QUVEN_ENV);
-  ivAttrVals.deleteMemory(QUVEN_ENV);
-}
-
-/// Takes the tree down from its last tag to its first, without a call stack and without an allocation: it runs while an
-/// exception says that memory has run out. While the children of a tag are at hand, the tag itself keeps the way back:
-/// the array around its own.
-void QUVENXMLTag::destroyChildren(const QUVENEnvHandle& env) {
-  QUVENXaRay<QUVENXMLTag, 0> current = std::move(ivChildren);
+/// Takes trees down from their last tag to their first, without a call stack and without an allocation: it runs while
+/// an exception says that memory has run out. While the children of a tag are at hand, the tag itself keeps the way
+/// back: the array around its own.
+void QUVENXMLTag::destroyTags(QUVENXaRay<QUVENXMLTag, 0>& tags, const QUVENEnvHandle& env) {
+  QUVENXaRay<QUVENXMLTag, 0> current = std::move(tags);
   QUVENXaRay<QUVENXMLTag, 0> outer;  // the array around current; its last tag is the parent of current
   for (;;) {
     if (!current.isEmpty()) {
@@ -215,6 +212,41 @@ void QUVENXMLTag::destroyChildren(const QUVENEnvHandle& env) {
 }
 
 void QUVENXMLTag::destroyPrimitive(const QUVENEnvHandle& env) {
-  destroyChildren(QUVEN_ENV);
-  destroyAttributes(QUVEN_ENV);
+  // Apart from this tag, because Members would go down to them with a call a level.
+  QUVENXaRay<QUVENXMLTag, 0> children = std::move(ivChildren);
+  Members::destroyPrimitive(QUVEN_ENV);
+  destroyTags(children, QUVEN_ENV);
+}
+
+/// Copies into a tag that holds nothing. What an exception leaves of a copy can be released.
+void QUVENXMLTag::copyTree(const QUVENXMLTag& source, const QUVENEnvHandle& env) {
+  struct Copy {
+    const QUVENXMLTag* from;
+    QUVENXMLTag* to;  // stays where it is: its array has all its cells
+  };
+  std::vector<Copy> waiting = {{&source, this}};
+  while (!waiting.empty()) {
+    const auto [from, to] = waiting.back();
+    waiting.pop_back();
+    to->ivIsLeaf = from->ivIsLeaf;
+    to->ivName = from->ivName;
+    to->ivValue = from->ivValue;
+    to->ivAttrNames.copyFrom(from->ivAttrNames, QUVEN_ENV);
+    to->ivAttrVals.copyFrom(from->ivAttrVals, QUVEN_ENV);
+    const long count = from->ivChildren.getSize();
+    to->ivChildren.setSize(count, QUVEN_ENV);
+    for (long i = 1; i <= count; ++i) waiting.push_back({&from->ivChildren[i], &to->ivChildren[i]});
+  }
+}
+
+void QUVENXMLTag::copyFromPrimitive(const QUVENObject* source, const QUVENEnvHandle& env) {
+  // Not that of Members, which goes down with a call a level.
+  QUVENObject::copyFromPrimitive(source, QUVEN_ENV);  // NOLINT(bugprone-parent-virtual-call)
+  if (source == nullptr || source == this) return;
+  QUVEN_ASSERT(source->isA(typeName()));
+  QUVENLocal<QUVENXMLTag> copy(QUVEN_ENV);
+  copy = quvenMake<QUVENXMLTag>(QUVEN_ENV);
+  copy->copyTree(static_cast<const QUVENXMLTag&>(*source), QUVEN_ENV);
+  Members::transferFromPrimitive(copy.get(), QUVEN_ENV);
+  QUVEN_DELETE(copy);
 }

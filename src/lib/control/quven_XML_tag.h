@@ -3,12 +3,14 @@
 
 // One node of the tree that holds a parameter file or a result description.
 
+#include <cstdint>
 #include <iosfwd>
 #include <string>
 #include <string_view>
 #include <type_traits>
 
 #include "util/quven_env.h"
+#include "util/quven_object_of.h"
 #include "util/quven_xaray.h"
 
 /// A named tag with either a text value (a leaf) or children (a branch), and with attributes.
@@ -18,12 +20,16 @@
 /// trimmed when it is stored. Blanks inside and around the names of a path vanish, and a "/" at its end changes
 /// nothing.
 ///
+/// In a stream a tag carries its children by value, each as an object of its own. A tag that is read from one is as the
+/// stream says: nothing is trimmed, and nobody looks for names that stand twice.
+///
 /// Shapes:   children and attributes run 1..n in document order.
+/// Errors:   a tree deeper than quvenMaxObjectDepth does not go through a stream, a fatal report.
 /// Lifetime: the arrays of a tag and of all that is below it are released by destroyPrimitive, which the owner of the
 ///           tag calls before the tag goes. A reference to a child is valid until its parent gets another child.
 /// Cost:     a child is found by a linear search: parameter trees are small. Walks over a tree need no call stack, so
-///           its depth is bounded by memory alone.
-class QUVENXMLTag {
+///           its depth is bounded by memory alone, but in a stream.
+class QUVENXMLTag : public QUVENObjectOf<QUVENXMLTag, QUVENObject> {
  public:
   QUVENXMLTag() = default;
   QUVENXMLTag(QUVENXMLTag&&) noexcept = default;
@@ -105,8 +111,11 @@ class QUVENXMLTag {
 
   static constexpr int MaxListingDepth = 200;
 
-  /// Releases the arrays of the tag and of all tags below it.
-  void destroyPrimitive(const QUVENEnvHandle& env);
+  /// The source may be a tag below this one. A transfer is from a tag of another tree only.
+  /// Errors: an allocation that fails is XRTMemoryException or std::bad_alloc; this tag is unchanged then.
+  void copyFromPrimitive(const QUVENObject* source, const QUVENEnvHandle& env) override;
+  /// Releases the arrays of the tag and of all tags below it. Allocates nothing.
+  void destroyPrimitive(const QUVENEnvHandle& env) override;
 
  private:
   QUVENXMLTag& addTag(std::string_view name, bool leaf, const QUVENEnvHandle& env);
@@ -116,18 +125,18 @@ class QUVENXMLTag {
   const QUVENXMLTag* findTag(std::string_view path, const QUVENEnvHandle& env) const;
   void becomeEmptyBranch(const QUVENEnvHandle& env);
   QUVENXMLTag& addNumberedLeaf(long number, const QUVENEnvHandle& env);
-  void destroyAttributes(const QUVENEnvHandle& env);
-  void destroyChildren(const QUVENEnvHandle& env);
+  static void destroyTags(QUVENXaRay<QUVENXMLTag, 0>& tags, const QUVENEnvHandle& env);
+  void copyTree(const QUVENXMLTag& source, const QUVENEnvHandle& env);
   void writeStart(std::ostream& stream, int level) const;
   void writeEnd(std::ostream& stream, int level) const;
   void printLine(std::ostream& stream, int level) const;
 
-  int ivIsLeaf = 1;
-  std::string ivName;
-  std::string ivValue;  // empty for a branch
-  QUVENXaRay<std::string, 0> ivAttrNames;
-  QUVENXaRay<std::string, 0> ivAttrVals;  // the value at the index of its name; the last one may still be missing
-  QUVENXaRay<QUVENXMLTag, 0> ivChildren;
+  QUVEN_MEMBER(ivIsLeaf, std::int32_t) = 1;
+  QUVEN_MEMBER(ivName, std::string);
+  QUVEN_MEMBER(ivValue, std::string);  // empty for a branch
+  QUVEN_MEMBER(ivAttrNames, QUVENXaRay<std::string, 0>);
+  QUVEN_MEMBER(ivAttrVals, QUVENXaRay<std::string, 0>);  // at the index of its name; the last may still be missing
+  QUVEN_MEMBER(ivChildren, QUVENXaRay<QUVENXMLTag, 0>);
 };
 
 template <class Number>

@@ -15,8 +15,10 @@
 #include "util/quven_object_of.h"
 #include "util/quven_stream_values.h"
 
+/// The name of a class, defined where it is registered. A function, so that the source of another class with such a
+/// member can refer to it.
 template <class Class>
-extern const char* const quvenClassName;
+const char* quvenClassName();
 
 namespace quven_members {
 
@@ -81,7 +83,7 @@ void QUVENObjectOf<Derived, Base>::forEachMember(Action action) {
 
 template <class Derived, class Base>
 const QUVENTypeName& QUVENObjectOf<Derived, Base>::typeName() {
-  static const QUVENTypeName type(quvenClassName<Derived>, quven_members::factoryOf<Derived>());
+  static const QUVENTypeName type(quvenClassName<Derived>(), quven_members::factoryOf<Derived>());
   return type;
 }
 
@@ -208,7 +210,9 @@ void QUVENObjectOf<Derived, Base>::destroyPrimitive(const QUVENEnvHandle& env) {
 /// A class with a protected constructor is registered without a factory.
 #define QUVEN_REGISTER(Class)                                  \
   template <>                                                  \
-  inline const char* const quvenClassName<Class> = #Class;     \
+  const char* quvenClassName<Class>() {                        \
+    return #Class;                                             \
+  }                                                            \
   template class QUVENObjectOf<Class, Class::QUVENListedBase>; \
   [[maybe_unused]] static const QUVENClassInfo& quvenRegistration_##Class = Class::classInfo()
 

@@ -25,11 +25,12 @@ int inspectXml(const std::string& path, std::ostream& out) {
   QUVENEnv environment;
   environment.activate();
   QUVENEnv* env = &environment;
-  QUVENXMLHandler handler;
-  handler.resetTree(QUVEN_ENV);
-  if (handler.readXMLFile(path, QUVEN_ENV) != 1) return 1;
-  handler.getTag("", QUVEN_ENV).write(out, -1, QUVEN_ENV);
-  return 0;
+  auto handler = QUVENXMLHandler::create(QUVEN_ENV);
+  handler->resetTree(QUVEN_ENV);
+  const bool wellFormed = handler->readXMLFile(path, QUVEN_ENV) == 1;
+  if (wellFormed) handler->getTag("", QUVEN_ENV).write(out, -1, QUVEN_ENV);
+  QUVEN_DELETE(handler);
+  return wellFormed ? 0 : 1;
 }
 
 }  // namespace vesk_inspect

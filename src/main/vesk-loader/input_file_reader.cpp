@@ -184,16 +184,17 @@ class SettingsReader {
 void read_format(const std::string& fileName, LoaderSettings& settings) {
   QUVENEnv env;
   env.activate();
-  QUVENXMLHandler handler;
-  handler.resetTree(QUVEN_ENV);
-  if (handler.readXMLFile(fileName, QUVEN_ENV) == 0) {
+  auto handler = QUVENXMLHandler::create(QUVEN_ENV);
+  handler->resetTree(QUVEN_ENV);
+  if (handler->readXMLFile(fileName, QUVEN_ENV) == 0) {
     report_error(1150, "read_input_file_format: Errors when reading input format file");
   }
-  if (!handler.hasTag("LoaderParams", QUVEN_ENV)) {
+  if (!handler->hasTag("LoaderParams", QUVEN_ENV)) {
     report_error(1160, "read_input_file_format: Cannot find root tag");
   }
   settings = LoaderSettings();
-  SettingsReader(handler.getTag("LoaderParams", QUVEN_ENV), settings, QUVEN_ENV).readAll();
+  SettingsReader(handler->getTag("LoaderParams", QUVEN_ENV), settings, QUVEN_ENV).readAll();
+  QUVEN_DELETE(handler);
 }
 
 // What formatted stream input takes for a real number: decimal notation only.
