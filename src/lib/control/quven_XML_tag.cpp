@@ -240,7 +240,8 @@ void QUVENXMLTag::copyTree(const QUVENXMLTag& source, const QUVENEnvHandle& env)
 }
 
 void QUVENXMLTag::copyFromPrimitive(const QUVENObject* source, const QUVENEnvHandle& env) {
-  QUVENObject::copyFromPrimitive(source, QUVEN_ENV);
+  // Not that of Members, which goes down with a call a level.
+  QUVENObject::copyFromPrimitive(source, QUVEN_ENV);  // NOLINT(bugprone-parent-virtual-call)
   if (source == nullptr || source == this) return;
   QUVEN_ASSERT(source->isA(typeName()));
   QUVENLocal<QUVENXMLTag> copy(QUVEN_ENV);
