@@ -1,0 +1,40 @@
+#include "simple_algorithm/quven_analysis_trace.h"
+
+#include <iostream>
+#include <sstream>
+
+#include "kernel/quven_worker.h"
+#include "vesk-common/quven_reports.h"
+
+void QUVENAnalysisTrace::event(std::int32_t level, std::string_view text, std::int32_t verbosity,
+                               const std::function<void(std::ostream&)>& dump) const {
+  if (level > verbosity) return;
+  const int rank = quvenWorkerRank();
+  std::cout << "<<<<<< Worker " << rank << " [" << word << "EventStarts]\n";
+  if (!text.empty()) std::cout << "-- " << text << '\n';
+  if (dump) dump(std::cout);
+  std::cout << ">>>>>> Worker " << rank << " [" << word << "EventEnds]\n";
+}
+
+bool QUVENAnalysisTrace::sample(std::int32_t level, std::int32_t verbosity) {
+  constexpr std::int64_t firstEvents = 9;
+  constexpr std::int64_t period = 1000000;
+  constexpr std::int64_t eventsOfPeriod = 5;
+  bool on = verbosity == FullVerbosity;
+  if (!on && level < verbosity) {
+    ++sampleTraceEventsCounter;
+    on = sampleTraceEventsCounter <= firstEvents || sampleTraceEventsCounter % period < eventsOfPeriod;
+  }
+  if (on == (sampleTraceOn != 0)) return on;
+  std::cout << ">>>>>> Worker " << quvenWorkerRank() << "[Sample" << word << (on ? "EventStarts]\n" : "EventEnds]\n");
+  sampleTraceOn = on ? 1 : 0;
+  return on;
+}
+
+void QUVENAnalysisTrace::progress(std::string_view text, std::string_view methodName, std::int32_t iteration) {
+  std::ostringstream report;
+  report << "\n[Worker:" << quvenWorkerRank() << ", Iteration: " << iteration
+         << ", ProgressReport:" << progressReportCounter << "]\nMethod name:" << methodName << ": " << text << "\n\n";
+  report_log(1, report.str());
+  ++progressReportCounter;
+}

@@ -1,0 +1,25 @@
+#ifndef QUVEN_SEED_FILE_H
+#define QUVEN_SEED_FILE_H
+
+// The seed subscribers of a diffusion analysis.
+
+#include <cstdint>
+#include <string>
+
+#include "util/quven_env.h"
+#include "util/quven_xaray.h"
+
+/// Finds the name of the seed file in the text of a parameter file: between the first "<Seed>" of a line and the
+/// "</Seed>" behind it, with entities decoded and blanks around it dropped. False, with a line on standard output,
+/// without one.
+[[nodiscard]] bool FindSeedFileNameInParamFile(const std::string& parameterFileName, std::string& seedFileName);
+
+/// Reads the seeds, a number a line, in the order of the file.
+///
+/// A line of up to 10 characters is an unsigned number with its base by its prefix, a longer one is decimal. A line
+/// that is none, or 0, is the warning 5003 with its number, and is skipped. Errors: the terminating report 2307, when
+/// the name is not found or the file cannot be read.
+void quvenReadSeedFile(const std::string& parameterFileName, QUVENXaRay<std::uint64_t>& seeds,
+                       const QUVENEnvHandle& env);
+
+#endif  // QUVEN_SEED_FILE_H

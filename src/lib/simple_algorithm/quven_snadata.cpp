@@ -1,0 +1,354 @@
+#include "simple_algorithm/quven_snadata.h"
+
+#include <cmath>
+#include <iostream>
+#include <sstream>
+
+#include "control/quven_XML_tag.h"
+#include "kernel/quven_worker.h"
+#include "simple_algorithm/quven_parameters.h"
+#include "simple_algorithm/quven_seed_file.h"
+#include "util/quven_debug.h"
+#include "util/quven_registration.h"
+#include "vesk-common/quven_reports.h"
+
+QUVEN_REGISTER(QUVENSNAData);
+
+namespace {
+
+constexpr double footerMark = 7788;  // x[2] of the row that ends a caller
+constexpr double seedEnergy = 1.0;
+constexpr std::int32_t recordTraceLevel = 30;
+
+enum Code : int {
+  IllegalParameter = 2202,
+  HeaderExpected = 4602,
+  CallerChanged = 4603,
+  TooManyCallees = 4604,
+  RowSumTooSmall = 5004
+};
+
+/// The node of a number in a row: cut to an integer, over the whole unsigned range.
+std::uint64_t nodeOf(double value) {
+  constexpr double twoTo63 = 9.223372036854775808e18;
+  if (value >= twoTo63) {
+    const double rest = value - twoTo63;
+    return (rest >= twoTo63 ? ~std::uint64_t{0} >> 1 : static_cast<std::uint64_t>(rest)) | std::uint64_t{1} << 63;
+  }
+  // A number below zero keeps its bits, so that different ones stay different.
+  return value >= -twoTo63 ? static_cast<std::uint64_t>(static_cast<std::int64_t>(value)) : 0;
+}
+
+std::int64_t countOf(double value) {
+  constexpr double most = 2147483647;
+  return value >= most ? static_cast<std::int64_t>(most) : value > -most ? static_cast<std::int64_t>(value) : 0;
+}
+
+std::int32_t cutWeight(double weight) { return static_cast<std::int32_t>(countOf(weight)); }
+
+}  // namespace
+
+void QUVENSNAData::open(const QUVENXMLTag& tag, const std::string& parameterFileName, const QUVENEnvHandle& env) {
+  const auto isFlag = [](const std::int32_t& value) { return value == 0 || value == 1; };
+  ivIsSparse = quvenReadParameter(
+      tag,
+      QUVENParameter<std::int32_t>{"isSparseData", 1, "Using default sparse data flag", isFlag, IllegalParameter,
+                                   "QUVENSNAData::open: illegal value: isSparseData flag must be 0 or 1 ", ""},
+      QUVEN_ENV);
+  if (ivIsSparse == 0) report_error(IllegalParameter, "QUVENSNAData::open: Data must be sparse!", QUVEN_ENV, true);
+  if (tag.hasTag("isSparseData", QUVEN_ENV)) report_log(1, "Using sparse data - flag set to 1");
+  ivVerbosityLvl =
+      quvenReadParameter(tag,
+                         QUVENParameter<std::int32_t>{
+                             "VerbosityLevel", 1, "Defaulting verbosity level to 1",
+                             [](const std::int32_t& level) { return level >= 0 && level <= 100; }, IllegalParameter,
+                             // The words of the other analysis, on purpose: they have always been the same.
+                             "QUVENCGAData::open, illegal verbosity level", ""},
+                         QUVEN_ENV);
+  ivSpreadCoefficient = quvenReadParameter(
+      tag,
+      QUVENParameter<double>{"SpreadCoefficient", 0.5, "Using default spreading coeeficient value of 0.5 ",
+                             [](const double& share) { return share > 0 && share < 1; }, IllegalParameter,
+                             "QUVENSNAData::open: Illegal value. Spreading coefficient must be in the range (0,1)",
+                             "Using spreading coefficient: "},
+      QUVEN_ENV);
+  ivSeedFileName = quvenReadRequiredParameter(tag, "Seed", "Seed file: ", IllegalParameter,
+                                              "QUVENSNAData::open: No seed file specified", QUVEN_ENV);
+  ivOutputFileName = quvenReadRequiredParameter(tag, "OutputFileName", "Output file: ", IllegalParameter,
+                                                "QUVENSNAData::open: No output file name specified", QUVEN_ENV);
+  quvenReadParameter(
+      tag,
+      QUVENParameter<std::string>{"OutputFormat", "CSV", "Using default output format - CSV ",
+                                  [](const std::string& format) { return format == "CSV"; }, IllegalParameter,
+                                  "QUVENSNAData::open: Data format must be CSV", "Output format set to CSV", false},
+      QUVEN_ENV);
+  ivOutputFormat = Csv;
+  ivTagPrefix =
+      quvenReadParameter(tag,
+                         QUVENParameter<std::string>{"TagPrefix", "", "Using default tag prefix - empty string",
+                                                     nullptr, IllegalParameter, "", "Using tagprefix: "},
+                         QUVEN_ENV);
+  ivEpsilon = quvenReadParameter(
+      tag,
+      QUVENParameter<double>{"EndConditionValue", 0.01, "Using default end condition value of 0.01",
+                             [](const double& value) { return value > 0; }, IllegalParameter,
+                             "QUVENSNAData::open: Illegal value. End condition value must be positive",
+                             "Using EndConditionValue of "},
+      QUVEN_ENV);
+  ivMaxNumIterations = quvenReadParameter(
+      tag,
+      QUVENParameter<std::int32_t>{
+          "MaxNumIterations", 100, "Using default maximal number of iterations value of 100",
+          [](const std::int32_t& number) { return number >= 1; }, IllegalParameter,
+          "QUVENSNAData::open: Illegal value. Maximal number of iterations must be a positive integer",
+          "Maximal number of iterations set to "},
+      QUVEN_ENV);
+  readSeedFile(parameterFileName, QUVEN_ENV);
+}
+
+void QUVENSNAData::readSeedFile(const std::string& parameterFileName, const QUVENEnvHandle& env) {
+  QUVENXaRay<std::uint64_t> seeds;
+  quvenReadSeedFile(parameterFileName, seeds, QUVEN_ENV);
+  for (const std::uint64_t seed : seeds) {
+    const long index = nodes.insert(seed, QUVEN_ENV);
+    ivModel1TotalEnergies.at(index, QUVEN_ENV) += seedEnergy;
+    ivModel1FreshEnergyMap.at(index, QUVEN_ENV) += seedEnergy;
+  }
+  seeds.deleteMemory(QUVEN_ENV);
+}
+
+void QUVENSNAData::reservedOperation(const QUVENEnvHandle& env) { quvenNotImplemented(QUVEN_ENV); }
+
+int QUVENSNAData::beginDataScan(std::int32_t, const QUVENEnvHandle&) {
+  report_log(1, "Entering beginDataScan");
+  return 1;
+}
+
+QUVENScanType QUVENSNAData::getScanKind(const QUVENEnvHandle&) const { return QUVENScanType::Lines; }
+double QUVENSNAData::getScanFraction(const QUVENEnvHandle&) const { return 1.0; }
+int QUVENSNAData::needsMerge() const { return 1; }
+void QUVENSNAData::print(std::ostream&) const {}
+
+bool QUVENSNAData::isFinished() const { return ivEpsilon >= ivDiffVal || ivModel1NumIterations >= ivMaxNumIterations; }
+
+void QUVENSNAData::reportRow(int code, std::string_view text, double x1, double x2, SampleNumber caller,
+                             const std::string& more, const QUVENEnvHandle& env) const {
+  std::cerr << "worker: " << quvenWorkerRank() << " ERROR in row " << recordsSeen << ", caller: " << caller
+            << ", callee: " << x1 << ", weight: " << x2 << '\n'
+            << more;
+  std::cerr.flush();
+  report_error(code, std::to_string(recordsSeen), text, QUVEN_ENV, true);
+  quvenUnreachable(QUVEN_ENV);  // the report terminates
+}
+
+std::int32_t QUVENSNAData::checkMatStateValidity(double x1, double x2, SampleNumber caller, const QUVENEnvHandle& env) {
+  ++recordsSeen;
+  if (ivMatState == OutsideRecord) {
+    if (x1 != 0) {
+      reportRow(HeaderExpected, "QUVENSNAData::checkMatStateValidity: Expected to see header", x1, x2, caller, "",
+                QUVEN_ENV);
+    }
+    expectedCallees = countOf(x2);
+    calleesSeen = 0;
+    currentCaller = caller;
+    ivMatState = InsideRecord;
+    return OutsideRecord;
+  }
+  if (caller == currentCaller && x1 == 0 && x2 == footerMark) {
+    ivMatState = OutsideRecord;
+  } else if (caller != currentCaller) {
+    reportRow(CallerChanged, "QUVENSNAData::checkMatStateValidity: Caller changed without proper footer", x1, x2,
+              caller, "", QUVEN_ENV);
+  } else if (++calleesSeen > expectedCallees) {
+    reportRow(TooManyCallees, "QUVENSNAData::checkMatStateValidity: number of callees exceeded bound", x1, x2, caller,
+              "Expected " + std::to_string(expectedCallees) + " callees\n", QUVEN_ENV);
+  }
+  return InsideRecord;
+}
+
+void QUVENSNAData::traceRecord(const QUVENXaRay<double>& dataVec, const QUVENXaRay<double>& targetVec,
+                               SampleNumber sampleNumber) {
+  const auto list = [](const char* name, const QUVENXaRay<double>& values) {
+    std::cout << name << values.getSize() << '\n';
+    for (long i = 1; i <= values.getSize(); ++i) std::cout << "  - Elm " << i << ": " << values[i] << '\n';
+  };
+  std::cout << " Entering QUVENSNAData::update, ivState = " << ivState << ", sample num = " << sampleNumber << '\n';
+  list(" -- dataVec size =  ", dataVec);
+  list("-- targetVec size =  ", targetVec);
+}
+
+void QUVENSNAData::beginCaller(SampleNumber caller, const QUVENEnvHandle& env) {
+  callerIndex = nodes.insert(caller, QUVEN_ENV);
+  if (getState() == ComputeNormalizer) {
+    // So that a subscriber without calls is known. A second header of a caller begins its sum anew.
+    ivNum2RowSumMap.at(callerIndex, QUVEN_ENV) = 0;
+  } else if (getState() == DiffusionIterationModel1) {
+    callerRowSum = ivNum2RowSumMap.get(callerIndex);
+    callerFreshEnergy = ivModel1PrevFreshEnergies.get(callerIndex);
+  }
+}
+
+void QUVENSNAData::update(const QUVENXaRay<double>& dataVec, const QUVENXaRay<double>& targetVec,
+                          SampleNumber sampleNumber, const QUVENEnvHandle& env) {
+  if (trace.sample(recordTraceLevel, ivVerbosityLvl)) traceRecord(dataVec, targetVec, sampleNumber);
+  const double callee = dataVec[1];
+  const double weight = dataVec[2];
+  if (checkMatStateValidity(callee, weight, sampleNumber, env) == OutsideRecord) return beginCaller(sampleNumber, env);
+  if (callee == 0) return;
+  const long calleeIndex = nodes.insert(nodeOf(callee), env);
+  switch (getState()) {
+    case ComputeNormalizer:
+      ivNum2RowSumMap.at(callerIndex, env) += weight;
+      ++ivNum2InDegreeMap.at(calleeIndex, env);
+      ++ivNum2OutDegreeMap.at(callerIndex, env);
+      return;
+    case ComputeWeightedInOutDeg:
+      ivNum2WeightedInDegreeMap.at(calleeIndex, env) += cutWeight(weight);
+      ivNum2WeightedOutDegreeMap.at(callerIndex, env) += cutWeight(weight);
+      return;
+    case DiffusionIterationModel1:
+      if (callerRowSum < std::numeric_limits<double>::lowest()) {
+        report_warning(RowSumTooSmall, "Warning: Row sum smaller than min real value");
+      }
+      ivModel1ReceivedEnergyMap.at(calleeIndex, env) += weight / callerRowSum * callerFreshEnergy;
+      return;
+  }
+  quvenNotImplemented(QUVEN_ENV);
+}
+
+int QUVENSNAData::initIteration(const QUVENEnvHandle& env) {
+  ivMatState = OutsideRecord;
+  recordsSeen = 0;
+  currentCaller = 0;
+  switch (getState()) {
+    case ComputeNormalizer:
+      ivNum2RowSumMap.clear();
+      ivNum2InDegreeMap.clear();
+      ivNum2OutDegreeMap.clear();
+      return 1;
+    case ComputeWeightedInOutDeg:
+      ivNum2WeightedInDegreeMap.clear();
+      ivNum2WeightedOutDegreeMap.clear();
+      return 1;
+    case DiffusionIterationModel1:
+      rowSumsTravel = 0;
+      ++ivModel1NumIterations;
+      ivModel1PrevFreshEnergies.swap(ivModel1FreshEnergyMap);
+      // The blocks go round: what spread before is done with, and holds what is received now.
+      ivModel1ReceivedEnergyMap.deleteMemory(QUVEN_ENV);
+      ivModel1ReceivedEnergyMap.swap(ivModel1FreshEnergyMap);
+      ivModel1ReceivedEnergyMap.clear();
+      return 1;
+  }
+  quvenNotImplemented(QUVEN_ENV);
+}
+
+int QUVENSNAData::finishIteration(const QUVENEnvHandle& env) {
+  constexpr const char* method = "QUVENSNAData::finishIteration";
+  switch (getState()) {
+    case ComputeNormalizer:
+      trace.progress("Finished an iteration of computing normalizer", method, ivModel1NumIterations);
+      return 1;
+    case ComputeWeightedInOutDeg:
+      trace.progress("Finished an iteration of computing weighted in/out degree", method, ivModel1NumIterations);
+      return 1;
+    case DiffusionIterationModel1:
+      ivModel1FreshEnergyMap.deleteMemory(QUVEN_ENV);
+      ivModel1FreshEnergyMap.swap(ivModel1ReceivedEnergyMap);
+      ivModel1FreshEnergyMap.scale(ivSpreadCoefficient);
+      trace.progress("Finished an iteration of diffusion model 1", method, ivModel1NumIterations);
+      return 1;
+  }
+  quvenNotImplemented(QUVEN_ENV);
+}
+
+template <class T>
+void QUVENSNAData::addColumn(Column<T>& column, const QUVENSNAData& other, Column<T> QUVENSNAData::*member,
+                             const QUVENEnvHandle& env) {
+  const Column<T>& added = other.*member;
+  for (long i = 1; i <= other.nodes.getSize(); ++i) {
+    if (added.has(i)) column.at(nodes.insert(other.nodes.getNode(i), QUVEN_ENV), QUVEN_ENV) += added.get(i);
+  }
+}
+
+void QUVENSNAData::merge(QUVENSimpleAlgorithmAbstractData* otherData, const QUVENEnvHandle& env) {
+  QUVEN_ASSERT(otherData->isA(typeName()));
+  const auto& other = static_cast<const QUVENSNAData&>(*otherData);
+  const auto add = [&](auto member) { addColumn(this->*member, other, member, QUVEN_ENV); };
+  switch (getState()) {
+    case ComputeNormalizer:
+      add(&QUVENSNAData::ivNum2RowSumMap);
+      add(&QUVENSNAData::ivNum2InDegreeMap);
+      add(&QUVENSNAData::ivNum2OutDegreeMap);
+      return;
+    case ComputeWeightedInOutDeg:
+      add(&QUVENSNAData::ivNum2WeightedInDegreeMap);
+      add(&QUVENSNAData::ivNum2WeightedOutDegreeMap);
+      return;
+    case DiffusionIterationModel1:
+      add(&QUVENSNAData::ivModel1FreshEnergyMap);
+      return;
+  }
+  quvenNotImplemented(QUVEN_ENV);
+}
+
+void QUVENSNAData::finishDiffusionPass(const QUVENEnvHandle& env) {
+  double largest = 0;
+  for (long i = 1; i <= nodes.getSize(); ++i) {
+    // A node passes on only what it can give: one without callees keeps all that it has.
+    const bool passesOn = ivNum2OutDegreeMap.get(i) >= 1;
+    if (!ivModel1TotalEnergies.has(i) && !ivModel1FreshEnergyMap.has(i) && !passesOn) continue;
+    double& total = ivModel1TotalEnergies.at(i, QUVEN_ENV);
+    const double previous = total;
+    double next = previous + ivModel1FreshEnergyMap.get(i);
+    if (passesOn) next -= ivSpreadCoefficient * ivModel1PrevFreshEnergies.get(i);
+    largest = std::max(largest, std::fabs(next - previous));
+    total = next;
+  }
+  ivDiffVal = largest;
+  std::ostringstream text;
+  text << "Diffusion Model 1, Iteration " << ivModel1NumIterations << " diffVal = " << ivDiffVal;
+  report_log(1, text);
+  const bool goesOn = ivDiffVal > ivEpsilon && ivModel1NumIterations < ivMaxNumIterations;
+  trace.progress(goesOn ? "Finished an iteration of diffusion model 1" : "Finished diffusion iteration model 1",
+                 "QUVENSNAData::endDataScan", ivModel1NumIterations);
+}
+
+int QUVENSNAData::endDataScan(const QUVENEnvHandle& env) {
+  constexpr const char* method = "QUVENSNAData::endDataScan";
+  switch (getState()) {
+    case ComputeNormalizer:
+      ivState = ComputeWeightedInOutDeg;
+      trace.progress("Finished computing normalizer", method, ivModel1NumIterations);
+      break;
+    case ComputeWeightedInOutDeg:
+      ivState = DiffusionIterationModel1;
+      trace.progress("Finished computing weighted in/out degree", method, ivModel1NumIterations);
+      break;
+    case DiffusionIterationModel1:
+      finishDiffusionPass(QUVEN_ENV);
+      break;
+    default:
+      quvenNotImplemented(QUVEN_ENV);
+  }
+  if (!isFinished()) return 0;
+  writeDataOutputFile(QUVEN_ENV);
+  report_log(0, "SNA Terminated Successfully");
+  std::cout.flush();
+  return 1;
+}
+
+void QUVENSNAData::writeResultsToTag(QUVENXMLTag& tag, const QUVENEnvHandle& env) const {
+  tag.addBranchTagPath("InputParameters", QUVEN_ENV);
+  const auto set = [&](const char* path, auto value) {
+    tag.addLeafTagPath(path, QUVEN_ENV).setValue(value, QUVEN_ENV);
+  };
+  set("InputParameters/Spreading Coefficient", ivSpreadCoefficient);
+  set("InputParameters/End Condition Value", ivEpsilon);
+  set("InputParameters/Max Number of Iterations", ivMaxNumIterations);
+  set("InputParameters/IsSparse", ivIsSparse);
+  set("InputParameters/OutputFormat", ivOutputFormat == Csv ? "CSV" : "XML");
+  tag.addBranchTagPath("RunParameters", QUVEN_ENV);
+  set("RunParameters/Model 1 iterations", ivModel1NumIterations);
+  set("RunParameters/Model 1 Diff Val at Convergence", ivDiffVal);
+}

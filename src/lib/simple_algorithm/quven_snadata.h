@@ -1,0 +1,138 @@
+#ifndef QUVEN_SNADATA_H
+#define QUVEN_SNADATA_H
+
+// The diffusion analysis: energy spreads over the calling network from seed subscribers.
+
+#include <iosfwd>
+#include <string>
+
+#include "simple_algorithm/quven_analysis_trace.h"
+#include "simple_algorithm/quven_node_table.h"
+#include "simple_algorithm/quven_simple_algorithm_data.h"
+
+/// Diffusion over the rows of a pair sum dataset.
+///
+/// Pass 1 sums the weights of each caller and counts degrees, pass 2 sums the weighted degrees, each further pass moves
+/// the fresh energy of every caller to its callees by the share of their weights, times the spread coefficient, until
+/// the largest change of a total is at most the end condition, or the passes are used up. Units:    weights and
+/// energies have none; a seed has 1 for each time it is named. Weighted degrees sum the weights cut
+///           to integers.
+/// Memory:   below 100 bytes a node, nothing a pair.
+/// Output:   a CSV file, a row a node in ascending order. It appears under its name when it is complete.
+class QUVENSNAData : public QUVENObjectOf<QUVENSNAData, QUVENSimpleAlgorithmAbstractData> {
+ public:
+  enum State : std::int32_t { ComputeNormalizer = 0, ComputeWeightedInOutDeg = 1, DiffusionIterationModel1 = 2 };
+
+  QUVENSNAData() = default;
+
+  /// Reads the parameters below the tag, and the seeds from the file that the parameter file names.
+  /// Errors: terminating reports, 2202 for a parameter, 2307 for the seeds.
+  void open(const QUVENXMLTag& parameters, const std::string& parameterFileName, const QUVENEnvHandle& env);
+
+  State getState() const { return static_cast<State>(ivState); }
+  double getDiffVal() const { return ivDiffVal; }
+  std::int32_t getNumIterations() const { return ivModel1NumIterations; }
+
+  void reservedOperation(const QUVENEnvHandle& env) override;
+  int beginDataScan(std::int32_t numExplanatoryFields, const QUVENEnvHandle& env) override;
+  void update(const QUVENXaRay<double>& dataVec, const QUVENXaRay<double>& targetVec, SampleNumber sampleNumber,
+              const QUVENEnvHandle& env) override;
+  int endDataScan(const QUVENEnvHandle& env) override;
+  int initIteration(const QUVENEnvHandle& env) override;
+  int finishIteration(const QUVENEnvHandle& env) override;
+  bool isFinished() const override;
+  void merge(QUVENSimpleAlgorithmAbstractData* other, const QUVENEnvHandle& env) override;
+  void print(std::ostream& out) const override;
+  void writeResultsToTag(QUVENXMLTag& tag, const QUVENEnvHandle& env) const override;
+  QUVENScanType getScanKind(const QUVENEnvHandle& env) const override;
+  double getScanFraction(const QUVENEnvHandle& env) const override;
+  int needsMerge() const override;
+
+  /// The columns of the present state stand in the stream as arrays of values and nodes.
+  void writePrimitive(QUVENObjWriter& writer, const QUVENEnvHandle& env) const override;
+  void postReadPrimitive(QUVENObjReader& reader, const QUVENEnvHandle& env) override;
+
+  /// Writes the result file.
+  /// Errors: the terminating report 2302 with the file name, when it cannot be opened or written; no file is left then.
+  void writeDataOutputFile(const QUVENEnvHandle& env) const;
+
+ private:
+  enum OutputFormat : std::int32_t { Csv = 1, Tagged = 2 };
+  enum MatrixState : std::int32_t { OutsideRecord = 0, InsideRecord = 1 };
+
+  template <class T>
+  using Column = QUVENNodeColumn<T>;
+
+  void readSeedFile(const std::string& parameterFileName, const QUVENEnvHandle& env);
+  /// Checks the order of the rows and returns the matrix state before this one.
+  std::int32_t checkMatStateValidity(double x1, double x2, SampleNumber caller, const QUVENEnvHandle& env);
+  [[noreturn]] void reportRow(int code, std::string_view text, double x1, double x2, SampleNumber caller,
+                              const std::string& more, const QUVENEnvHandle& env) const;
+  void traceRecord(const QUVENXaRay<double>& dataVec, const QUVENXaRay<double>& targetVec, SampleNumber sampleNumber);
+  void beginCaller(SampleNumber caller, const QUVENEnvHandle& env);
+  void finishDiffusionPass(const QUVENEnvHandle& env);
+  template <class T>
+  void addColumn(Column<T>& column, const QUVENSNAData& other, Column<T> QUVENSNAData::*member,
+                 const QUVENEnvHandle& env);
+  template <class T>
+  void fillColumn(Column<T>& column, QUVENXaRay<T>& values, QUVENXaRay<std::uint64_t>& samples,
+                  const QUVENEnvHandle& env);
+  void writeCsv(std::ostream& out, const QUVENEnvHandle& env) const;
+  void writeTagged(std::ostream& out, const QUVENEnvHandle& env) const;
+  template <class Action>
+  void forEachResultRow(Action action, const QUVENEnvHandle& env) const;
+
+  // In every stream. The arrays carry columns: they are written from the columns, and filled into them after a read.
+  QUVEN_MEMBER(ivIsSparse, std::int32_t) = 1;
+  QUVEN_MEMBER(ivVerbosityLvl, std::int32_t) = 1;
+  QUVEN_MEMBER(ivState, std::int32_t) = ComputeNormalizer;
+  QUVEN_MEMBER(ivMatState, std::int32_t) = OutsideRecord;
+  QUVEN_MEMBER_IF(false, ivRowSum, QUVENXaRay<double>);
+  QUVEN_MEMBER_IF(false, ivRowSumSamples, QUVENXaRay<std::uint64_t>);
+  QUVEN_MEMBER(ivSpreadCoefficient, double) = 0.5;
+  QUVEN_MEMBER(ivDiffVal, double) = 100000.0;
+  QUVEN_MEMBER_IF(false, ivInDegree, QUVENXaRay<std::int32_t>);
+  QUVEN_MEMBER_IF(false, ivInDegreeSamples, QUVENXaRay<std::uint64_t>);
+  QUVEN_MEMBER_IF(false, ivOutDegree, QUVENXaRay<std::int32_t>);
+  QUVEN_MEMBER_IF(false, ivOutDegreeSamples, QUVENXaRay<std::uint64_t>);
+  QUVEN_MEMBER_IF(false, ivWeightedInDegree, QUVENXaRay<std::int32_t>);
+  QUVEN_MEMBER_IF(false, ivWeightedInDegreeSamples, QUVENXaRay<std::uint64_t>);
+  QUVEN_MEMBER_IF(false, ivWeightedOutDegree, QUVENXaRay<std::int32_t>);
+  QUVEN_MEMBER_IF(false, ivWeightedOutDegreeSamples, QUVENXaRay<std::uint64_t>);
+  QUVEN_MEMBER_IF(false, ivModel1FreshEnergies, QUVENXaRay<double>);
+  QUVEN_MEMBER_IF(false, ivModel1FreshEnergiesSamples, QUVENXaRay<std::uint64_t>);
+
+  // What a node has. The samples of all columns are the nodes of the one index.
+  QUVEN_STATE(nodes, QUVENNodeIndex);
+  QUVEN_STATE(ivNum2RowSumMap, Column<double>);
+  QUVEN_STATE(ivNum2InDegreeMap, Column<std::int32_t>);
+  QUVEN_STATE(ivNum2OutDegreeMap, Column<std::int32_t>);
+  QUVEN_STATE(ivNum2WeightedInDegreeMap, Column<std::int32_t>);
+  QUVEN_STATE(ivNum2WeightedOutDegreeMap, Column<std::int32_t>);
+  QUVEN_STATE(ivModel1TotalEnergies, Column<double>);
+  QUVEN_STATE(ivModel1FreshEnergyMap, Column<double>);     // between passes: what spreads in the coming one
+  QUVEN_STATE(ivModel1PrevFreshEnergies, Column<double>);  // in a pass and behind it: what spreads in it
+  QUVEN_STATE(ivModel1ReceivedEnergyMap, Column<double>);  // in a pass: what nodes have received so far
+  QUVEN_STATE(rowSumsTravel, std::int32_t) = 1;            // until the first pass of diffusion has them
+
+  QUVEN_STATE(ivOutputFileName, std::string);
+  QUVEN_STATE(ivTagPrefix, std::string);
+  QUVEN_STATE(ivSeedFileName, std::string);
+  QUVEN_STATE(ivOutputFormat, std::int32_t) = Csv;
+  QUVEN_STATE(ivMaxNumIterations, std::int32_t) = 100;
+  QUVEN_STATE(ivEpsilon, double) = 0.01;
+  QUVEN_STATE(ivModel1NumIterations, std::int32_t) = 0;
+
+  // The record at hand.
+  QUVEN_STATE(expectedCallees, std::int64_t) = 0;
+  QUVEN_STATE(recordsSeen, std::int64_t) = 0;
+  QUVEN_STATE(calleesSeen, std::int64_t) = 0;
+  QUVEN_STATE(currentCaller, std::uint64_t) = 0;
+  long callerIndex = 0;
+  double callerRowSum = 0;
+  double callerFreshEnergy = 0;
+
+  QUVENAnalysisTrace trace;
+};
+
+#endif  // QUVEN_SNADATA_H

@@ -1,0 +1,116 @@
+// The result of a diffusion analysis.
+
+#include <charconv>
+#include <ostream>
+#include <string_view>
+
+#include "simple_algorithm/quven_result_file.h"
+#include "simple_algorithm/quven_snadata.h"
+#include "vesk-common/quven_reports.h"
+
+namespace {
+
+constexpr int OutputUnwritable = 2302;
+
+/// Number, DA_DiffusedEnergy, InDegree, OutDegree, WeightedInDegree, WeightedOutDegree.
+struct ResultRow {
+  std::uint64_t number;
+  double energy;
+  std::int32_t inDegree;
+  std::int32_t outDegree;
+  std::int32_t weightedInDegree;
+  std::int32_t weightedOutDegree;
+};
+
+/// Numbers as text in the classic form, whatever the locale.
+class RowText {
+ public:
+  template <class Integer>
+  RowText& add(Integer value) {
+    end = std::to_chars(end, text + sizeof text, value).ptr;
+    return *this;
+  }
+  RowText& add(double value) {
+    // As many digits as results of different numbers of workers agree on: they add in another order.
+    constexpr int digits = 12;
+    end = std::to_chars(end, text + sizeof text, value, std::chars_format::general, digits).ptr;
+    return *this;
+  }
+  RowText& add(char character) {
+    *end++ = character;
+    return *this;
+  }
+  std::string_view view() const { return {text, static_cast<std::size_t>(end - text)}; }
+
+ private:
+  char text[160];
+  char* end = text;
+};
+
+}  // namespace
+
+/// Every node that has a total or a degree, in ascending order.
+template <class Action>
+void QUVENSNAData::forEachResultRow(Action action, const QUVENEnvHandle& env) const {
+  for (const std::uint32_t i : nodes.getAscending(QUVEN_ENV)) {
+    const bool occurs = ivModel1TotalEnergies.has(i) || ivNum2InDegreeMap.has(i) || ivNum2OutDegreeMap.has(i) ||
+                        ivNum2WeightedInDegreeMap.has(i) || ivNum2WeightedOutDegreeMap.has(i);
+    if (!occurs) continue;
+    action(ResultRow{nodes.getNode(i), ivModel1TotalEnergies.get(i), ivNum2InDegreeMap.get(i),
+                     ivNum2OutDegreeMap.get(i), ivNum2WeightedInDegreeMap.get(i), ivNum2WeightedOutDegreeMap.get(i)});
+  }
+}
+
+void QUVENSNAData::writeCsv(std::ostream& out, const QUVENEnvHandle& env) const {
+  out << "Number,DA_DiffusedEnergy,InDegree,OutDegree,WeightedInDegree,WeightedOutDegree\n";
+  const auto writeRow = [&](const ResultRow& row) {
+    RowText text;
+    text.add(row.number).add(',').add(row.energy).add(',').add(row.inDegree).add(',').add(row.outDegree);
+    text.add(',').add(row.weightedInDegree).add(',').add(row.weightedOutDegree).add('\n');
+    out << text.view();
+  };
+  forEachResultRow(writeRow, QUVEN_ENV);
+}
+
+void QUVENSNAData::writeTagged(std::ostream& out, const QUVENEnvHandle& env) const {
+  const auto opening = [&](std::string_view name) { out << '<' << ivTagPrefix << name << '>'; };
+  const auto closing = [&](std::string_view name) { out << "</" << ivTagPrefix << name << ">\n"; };
+  const auto leaf = [&](std::string_view name, auto value) {
+    out << '\t';
+    opening(name);
+    out << ' ' << RowText().add(value).view() << ' ';
+    closing(name);
+  };
+  opening("SNA Output");
+  out << '\n';
+  const auto writeNode = [&](const ResultRow& row) {
+    opening("Node");
+    out << '\n';
+    leaf("Number", row.number);
+    leaf("DA_DiffusedEnergy", row.energy);
+    leaf("In degree", row.inDegree);
+    leaf("Out degree", row.outDegree);
+    leaf("Weighted in degree", row.weightedInDegree);
+    leaf("Weighted out degree", row.weightedOutDegree);
+    closing("Node");
+  };
+  forEachResultRow(writeNode, QUVEN_ENV);
+  closing("SNA Output");
+}
+
+void QUVENSNAData::writeDataOutputFile(const QUVENEnvHandle& env) const {
+  QUVENResultFile file(ivOutputFileName);
+  if (!file.isOpen()) {
+    report_error(OutputUnwritable, ivOutputFileName, "QUVENSNAData::writeDataOutputFile: Unable to open output file",
+                 QUVEN_ENV, true);
+  }
+  if (ivOutputFormat == Csv) {
+    writeCsv(file.getStream(), QUVEN_ENV);
+  } else {
+    writeTagged(file.getStream(), QUVEN_ENV);
+  }
+  if (!file.commit()) {
+    report_error(OutputUnwritable, ivOutputFileName, "QUVENSNAData::writeDataOutputFile: Unable to write output file",
+                 QUVEN_ENV, true);
+  }
+}
