@@ -273,6 +273,12 @@ TEST_F(QUVENOwnPtrTest, GivesTheBytesBackToTheAccountThatWasCharged) {
   withoutPlace = Pointer();
   EXPECT_EQ(second.getBytesInUse(), 0);
 
+  Pointer first = make(5);
+  Pointer moved = std::move(first);
+  moved = Pointer();
+  EXPECT_EQ(inUse(), 0);
+  EXPECT_EQ(second.getBytesInUse(), 0);
+
   Pointer assigned;
   assigned.assign(make(4).detach(), QUVEN_ENV);
   assigned = Pointer();
