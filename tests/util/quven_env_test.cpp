@@ -1,10 +1,9 @@
 #include "util/quven_env.h"
 
-#include <memory>
+#include <gtest/gtest.h>
+
 #include <thread>
 
-#include "support/captured_run.h"
-#include "support/failing_allocation.h"
 #include "util/quven_env_aux.h"
 #include "util/quven_env_lookup.h"
 #include "xrt/xrt_thread.h"
@@ -20,50 +19,6 @@ QUVENEnv* resolvedByPointer(QUVENEnv* env) { return resolved(QUVEN_ENV); }
 
 /// Resolves an inner handle and then asks how the outer one resolves, without its own search.
 QUVENEnv* innerResolved(const QUVENEnvHandle& env) { return resolved(QUVEN_ENV); }
-
-/// A global object of a test, charged to the environment as every object is.
-struct Global {
-  int number;
-};
-
-/// An owning pointer as the environment wants it.
-class GlobalPtr {
- public:
-  explicit GlobalPtr(const QUVENEnvHandle&) {}
-  GlobalPtr(GlobalPtr&&) = default;
-  GlobalPtr& operator=(GlobalPtr&&) = default;
-  Global* get() const { return held.get(); }
-  void make(int number, const QUVENEnvHandle& env) {
-    held = std::make_unique<Global>(Global{number});
-    env.resolve().charge(sizeof(Global));
-  }
-  void reset(const QUVENEnvHandle& env) {
-    if (held) env.resolve().release(sizeof(Global));
-    held.reset();
-  }
-
- private:
-  std::unique_ptr<Global> held;
-};
-
-int factoryCalls = 0;
-void makeSeven(GlobalPtr& result, const QUVENEnvHandle& env) {
-  ++factoryCalls;
-  result.make(7, QUVEN_ENV);
-}
-void makeNothing(GlobalPtr&, const QUVENEnvHandle&) { ++factoryCalls; }
-void makeHalf(GlobalPtr& result, const QUVENEnvHandle& env) {
-  result.make(7, QUVEN_ENV);
-  quvenFatalReport("Half made", QUVEN_ENV);
-}
-
-const QUVENStringWithHash& innerKey() {
-  static const QUVENStringWithHash key("Inner::cv");
-  return key;
-}
-void makeWithInner(GlobalPtr& result, const QUVENEnvHandle& env) {
-  result.make(QUVENEnv::getGlobal(innerKey(), makeSeven, QUVEN_ENV)->number + 1, QUVEN_ENV);
-}
 
 }  // namespace
 
@@ -197,113 +152,4 @@ TEST(QUVENEnvHandle, ChainsThePlacesOfItsCallers) {
   EXPECT_STREQ(inner.getFile(), __FILE__);
   EXPECT_STREQ(inner.getFunction(), "TestBody");
   EXPECT_EQ(inner.getCaller(), &env);
-}
-
-TEST(QUVENEnvGlobals, CallTheFactoryOnceAKey) {
-  const QUVENStringWithHash key("Test::cv");
-  const QUVENStringWithHash otherKey("OtherTest::cv");
-  factoryCalls = 0;
-  QUVENEnv env;
-  env.activate();
-  Global* first = QUVENEnv::getGlobal(key, makeSeven, QUVEN_ENV);
-  EXPECT_EQ(first->number, 7);
-  EXPECT_EQ(QUVENEnv::getGlobal(key, makeSeven, QUVEN_ENV), first);
-  EXPECT_EQ(factoryCalls, 1);
-  EXPECT_NE(QUVENEnv::getGlobal(otherKey, makeSeven, QUVEN_ENV), first);
-  EXPECT_EQ(factoryCalls, 2);
-}
-
-TEST(QUVENEnvGlobals, BelongToOneEnvironment) {
-  const QUVENStringWithHash key("Test::cv");
-  QUVENEnv first;
-  first.activate();
-  QUVENEnv second;
-  second.activate();
-  const QUVENEnvHandle inFirst(first, "f.cpp", 1, "f");
-  const QUVENEnvHandle inSecond(second, "f.cpp", 1, "f");
-  EXPECT_NE(QUVENEnv::getGlobal(key, makeSeven, inFirst), QUVENEnv::getGlobal(key, makeSeven, inSecond));
-}
-
-TEST(QUVENEnvGlobals, FactoryMayAskForAnotherGlobal) {
-  const QUVENStringWithHash key("Outer::cv");
-  QUVENEnv env;
-  env.activate();
-  EXPECT_EQ(QUVENEnv::getGlobal(key, makeWithInner, QUVEN_ENV)->number, 8);
-}
-
-TEST(QUVENEnvGlobals, StoringReleasesTheObjectThatWasThere) {
-  QUVENEnv env;
-  env.activate();
-  // The factory of the outer object has the inner one made under the same key.
-  EXPECT_EQ(QUVENEnv::getGlobal(innerKey(), makeWithInner, QUVEN_ENV)->number, 8);
-  EXPECT_EQ(QUVENEnv::getGlobal(innerKey(), makeSeven, QUVEN_ENV)->number, 8);
-  env.getAux().deleteMemory(QUVEN_ENV);
-  EXPECT_EQ(env.getBytesInUse(), 0);
-}
-
-TEST(QUVENEnvGlobals, NullResultFailsTheAssertionAndStoresNothing) {
-  const QUVENStringWithHash key("Test::cv");
-  QUVENEnv env;
-  env.activate();
-  CapturedRun run = capturedRun([&] { QUVENEnv::getGlobal(key, makeNothing, QUVEN_ENV); });
-  EXPECT_THAT(run.out, testing::HasSubstr("\n    ASSERTION FAILED (newPtr != 0)\n"));
-  EXPECT_TRUE(run.threwLibraryException);
-  EXPECT_EQ(QUVENEnv::getGlobal(key, makeSeven, QUVEN_ENV)->number, 7);
-
-  run = capturedRun([&] { QUVENEnv::getDataScanGlobals(makeNothing, QUVEN_ENV); });
-  EXPECT_THAT(run.out, testing::HasSubstr("\n    ASSERTION FAILED (cvPtr != 0)\n"));
-  EXPECT_TRUE(run.threwLibraryException);
-  EXPECT_EQ(QUVENEnv::getDataScanGlobals(makeSeven, QUVEN_ENV)->number, 7);
-}
-
-TEST(QUVENEnvGlobals, AreGivenBackWhenThereIsNoMemoryToStoreThem) {
-  const QUVENStringWithHash key("a key that needs a block of its own");
-  QUVENEnv env;
-  env.activate();
-  const auto failuresOf = [&](auto action) {
-    long allowed = 0;
-    for (bool failed = true; failed; ++allowed) {
-      failed = capturedRun([&] {
-                 const FailingAllocation failure(allowed);
-                 action();
-               }).threwMemoryException;
-      if (!failed) break;
-      // Nothing but tables, which know no key yet.
-      env.getAux().deleteMemory(QUVEN_ENV);
-      EXPECT_EQ(env.getBytesInUse(), 0) << allowed;
-    }
-    return allowed;
-  };
-  EXPECT_GT(failuresOf([&] { QUVENEnv::getGlobal(key, makeSeven, QUVEN_ENV); }), 4);
-  EXPECT_EQ(failuresOf([&] { QUVENEnv::getDataScanGlobals(makeSeven, QUVEN_ENV); }), 2);  // slot and object
-  EXPECT_EQ(QUVENEnv::getGlobal(key, makeSeven, QUVEN_ENV)->number, 7);
-}
-
-TEST(QUVENEnvGlobals, FactoryThatFailsHalfWayLeavesNothingBehind) {
-  const QUVENStringWithHash key("Test::cv");
-  QUVENEnv env;
-  env.activate();
-  EXPECT_TRUE(capturedRun([&] { QUVENEnv::getGlobal(key, makeHalf, QUVEN_ENV); }).threwLibraryException);
-  EXPECT_EQ(env.getBytesInUse(), 0);
-  EXPECT_EQ(QUVENEnv::getGlobal(key, makeSeven, QUVEN_ENV)->number, 7);
-}
-
-TEST(QUVENEnvGlobals, DirectSlotIsFilledOnce) {
-  factoryCalls = 0;
-  QUVENEnv env;
-  env.activate();
-  Global* first = QUVENEnv::getDataScanGlobals(makeSeven, QUVEN_ENV);
-  EXPECT_EQ(QUVENEnv::getDataScanGlobals(makeSeven, QUVEN_ENV), first);
-  EXPECT_EQ(factoryCalls, 1);
-}
-
-TEST(QUVENEnvGlobals, AreGivenBackWithTheirTables) {
-  const QUVENStringWithHash key("Test::cv");
-  QUVENEnv env;
-  env.activate();
-  QUVENEnv::getGlobal(key, makeSeven, QUVEN_ENV);
-  QUVENEnv::getDataScanGlobals(makeSeven, QUVEN_ENV);
-  EXPECT_GT(env.getBytesInUse(), static_cast<std::int64_t>(2 * sizeof(Global)));
-  env.getAux().deleteMemory(QUVEN_ENV);
-  EXPECT_EQ(env.getBytesInUse(), 0);
 }

@@ -7,7 +7,13 @@
 
 class QUVENEnvAux;
 class QUVENEnvHandle;
+class QUVENObject;
 class QUVENStringWithHash;
+template <class T>
+class QUVENOwnPtr;
+
+/// Makes a new object of a class in the pointer given.
+using QUVENFactory = void (*)(QUVENOwnPtr<QUVENObject>& result, const QUVENEnvHandle& env);
 
 /// The context of the library's work on one thread: its memory account and the global objects of a run.
 ///
@@ -53,18 +59,32 @@ class QUVENEnv {
 
   /// Finds the global object of a key in the environment, made by the factory when there is none yet.
   ///
-  /// Pointer is an owning pointer with get() and reset(env), constructible from a handle.
-  /// Errors: a factory that makes nothing fails the assertion "newPtr != 0"; without memory XRTMemoryException or
-  ///         std::bad_alloc is thrown. Nothing is stored then, and nothing stays in use.
-  /// Lifetime: the object lives as long as the environment. Defined in quven_env_aux.h.
-  template <class Pointer>
-  static auto getGlobal(const QUVENStringWithHash& key, void (*factory)(Pointer& result, const QUVENEnvHandle& env),
-                        const QUVENEnvHandle& env) -> decltype(Pointer(env).get());
+  /// Requires: all calls with a key name the same class T, which is the class that the factory makes.
+  /// Errors:   a factory that makes nothing fails the assertion "newPtr != 0"; without memory XRTMemoryException or
+  ///           std::bad_alloc is thrown. Nothing is stored then, and nothing that was made stays in use.
+  /// Lifetime: the object lives as long as the environment.
+  template <class T>
+  static T* getGlobal(const QUVENStringWithHash& key, QUVENFactory factory, const QUVENEnvHandle& env) {
+    return static_cast<T*>(getGlobal(key, factory, env));
+  }
+  static QUVENObject* getGlobal(const QUVENStringWithHash& key, QUVENFactory factory, const QUVENEnvHandle& env);
 
   /// The same for the one slot that is read without a hash. The assertion is "cvPtr != 0".
-  template <class Pointer>
-  static auto getDataScanGlobals(void (*factory)(Pointer& result, const QUVENEnvHandle& env), const QUVENEnvHandle& env)
-      -> decltype(Pointer(env).get());
+  template <class T>
+  static T* getDataScanGlobals(QUVENFactory factory, const QUVENEnvHandle& env) {
+    return static_cast<T*>(getDataScanGlobals(factory, env));
+  }
+  static QUVENObject* getDataScanGlobals(QUVENFactory factory, const QUVENEnvHandle& env);
+
+  /// Both with the factory of T itself. Errors: for an abstract class the assertion of QUVENTypeName::create as well.
+  template <class T>
+  static T* getGlobal(const QUVENStringWithHash& key, const QUVENEnvHandle& env) {
+    return getGlobal<T>(key, &createObject<T>, env);
+  }
+  template <class T>
+  static T* getDataScanGlobals(const QUVENEnvHandle& env) {
+    return getDataScanGlobals<T>(&createObject<T>, env);
+  }
 
   /// The global accounting word: bytes that serve the process and no environment.
   static std::int64_t getGlobalBytesInUse();
@@ -78,6 +98,11 @@ class QUVENEnv {
   explicit QUVENEnv(Kind kind);
 
   bool isStandalone() const { return standalone == 1; }
+
+  template <class T>
+  static void createObject(QUVENOwnPtr<QUVENObject>& result, const QUVENEnvHandle& env) {
+    T::typeName().create(result, env);
+  }
 
   std::unique_ptr<QUVENEnvAux> aux;
   std::int64_t bytesBudget = 0;

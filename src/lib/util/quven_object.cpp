@@ -36,6 +36,10 @@ void QUVENObject::makeNewObject(QUVENOwnPtr<QUVENObject>& result, const QUVENEnv
 }
 
 void QUVENObject::newCopy(QUVENOwnPtr<QUVENObject>& result, const QUVENEnvHandle& env) const {
-  makeNewObject(result, QUVEN_ENV);
-  result->copyFromPrimitive(this, QUVEN_ENV);
+  // The result may hold this object, and it keeps what it holds when the copy fails.
+  QUVENOwnPtr<QUVENObject> copy(QUVEN_ENV);
+  makeNewObject(copy, QUVEN_ENV);
+  QUVEN_ASSERT(copy != nullptr);
+  copy->copyFromPrimitive(this, QUVEN_ENV);
+  result = std::move(copy);
 }

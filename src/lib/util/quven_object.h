@@ -18,9 +18,9 @@ class QUVENObjWriter;
 /// The root of every class that is saved, restored, copied or sent between workers.
 ///
 /// A class does not write these operations: it derives from QUVENObjectOf, which makes them from the list of its
-/// members (util/quven_object_of.h). An override of its own calls the base's first. Lifetime: an object on the heap
-/// belongs to a QUVENOwnPtr. An object by value, in an array or on the stack, is released
-///           by destroyPrimitive before its destructor runs.
+/// members (util/quven_object_of.h). An override of its own calls the base's first.
+/// Lifetime: an object on the heap belongs to a QUVENOwnPtr. An object by value, in an array or on the stack, is
+///           released by destroyPrimitive before its destructor runs.
 class QUVENObject : public QUVENObjectRoot {
  public:
   QUVENObject() = default;
@@ -50,7 +50,8 @@ class QUVENObject : public QUVENObjectRoot {
   /// An empty object of the same class.
   virtual void makeNewObject(QUVENOwnPtr<QUVENObject>& result, const QUVENEnvHandle& env) const;
 
-  /// A deep copy: makeNewObject, then copyFromPrimitive.
+  /// A deep copy: makeNewObject, then copyFromPrimitive. The result, which may hold this object, is unchanged when one
+  /// of them throws.
   void newCopy(QUVENOwnPtr<QUVENObject>& result, const QUVENEnvHandle& env) const;
 
   static const QUVENTypeName& typeName();

@@ -1,5 +1,6 @@
 #include "util/quven_object_root.h"
 
+#include <exception>
 #include <map>
 #include <sstream>
 #include <string>
@@ -36,12 +37,26 @@ HeapBlocks& heapBlocks() {
 }
 
 /// The block that an address lies in, or null.
-const HeapBlock* blockAround(const void* address) {
+HeapBlocks::const_iterator blockAround(const void* address) {
   const char* byte = static_cast<const char*>(address);
   auto after = heapBlocks().upper_bound(byte);
-  if (after == heapBlocks().begin()) return nullptr;
-  const auto& [start, block] = *--after;
-  return byte < start + block.bytes ? &block : nullptr;
+  if (after == heapBlocks().begin()) return heapBlocks().end();
+  const auto block = --after;
+  return byte < block->first + block->second.bytes ? block : heapBlocks().end();
+}
+
+enum class Storage {
+  HeapObject,   ///< a block of its own
+  ArrayMember,  ///< somewhere in the block of an array
+  Other         ///< on the stack, static, a cell of a library array, or a member of another object
+};
+
+Storage storageOf(const QUVENObjectDebugCode* object) {
+  const auto block = blockAround(object);
+  if (block == heapBlocks().end()) return Storage::Other;
+  if (block->second.isArray) return Storage::ArrayMember;
+  // The root is the first base of every class, so that an object of its own begins where its block does.
+  return block->first == static_cast<const void*>(object) ? Storage::HeapObject : Storage::Other;
 }
 
 void* noteBlock(void* block, std::size_t bytes, bool isArray) {
@@ -88,16 +103,17 @@ QUVENObjectDebugCode::QUVENObjectDebugCode() : status(new (std::nothrow) QUVENOb
 
 QUVENObjectDebugCode::~QUVENObjectDebugCode() {
   if (status == nullptr) return;
-  const HeapBlock* block = status->state == QUVENObjectStatus::Alive ? blockAround(this) : nullptr;
-  if (block != nullptr && !block->isArray) reportMessage(HeapObjectDeleted);
+  // An object whose constructor throws ends here, too, and no smart pointer has ever seen it.
+  const bool isUnreleased = status->state == QUVENObjectStatus::Alive && std::uncaught_exceptions() == 0;
+  if (isUnreleased && storageOf(this) == Storage::HeapObject) reportMessage(HeapObjectDeleted);
   status->state = QUVENObjectStatus::InDestructor;
   status->dropReference();
 }
 
 void QUVENObjectDebugCode::checkAssignable(const QUVENEnvHandle& env) const {
-  const HeapBlock* block = blockAround(this);
-  if (block == nullptr) quvenFatalReport(messageText(NonHeapObjectAssigned), env);
-  if (block->isArray) quvenFatalReport(messageText(ArrayMemberAssigned), env);
+  const Storage storage = storageOf(this);
+  if (storage == Storage::ArrayMember) quvenFatalReport(messageText(ArrayMemberAssigned), env);
+  if (storage == Storage::Other) quvenFatalReport(messageText(NonHeapObjectAssigned), env);
   if (status != nullptr && status->state != QUVENObjectStatus::Alive) {
     quvenFatalReport(messageText(DyingObjectAssigned), env);
   }

@@ -52,7 +52,9 @@ class QUVENObjectDebugCode : public QUVENObjectReleaseCode {
   QUVENObjectDebugCode();
   QUVENObjectDebugCode(QUVENObjectDebugCode&& other) noexcept : status(std::exchange(other.status, nullptr)) {}
   QUVENObjectDebugCode& operator=(QUVENObjectDebugCode&&) noexcept { return *this; }
-  /// Errors: a heap object that no smart pointer released is reported, and the error word is set.
+  /// Errors: a heap object that no smart pointer released is reported, and the error word is set; not while an
+  /// exception
+  ///         unwinds the stack.
   ~QUVENObjectDebugCode() override;
 
   /// Whether a smart pointer may own this object: it is a heap object of its own and no deletion has begun.

@@ -28,15 +28,27 @@ QUVENOwnPtrBase::QUVENOwnPtrBase(QUVENOwnPtrBase&& other) noexcept
 void QUVENOwnPtrBase::assignObject(QUVENObject* newObject, const QUVENEnvHandle& env) {
   if (newObject == object) return;
   if (newObject != nullptr) newObject->checkAssignable(env);
-  reset(env);
-  object = newObject;
+  replaceObject(newObject, env);
+  environment = &env.resolve();
 }
 
 void QUVENOwnPtrBase::moveFrom(QUVENOwnPtrBase& other) {
   if (&other == this) return;
-  QUVENObject* taken = other.detachObject();
-  reset(placeOfConstruction());
-  object = taken;
+  QUVENEnv* const account = other.environment;
+  const bool bringsObject = other.object != nullptr;
+  replaceObject(other.detachObject(), placeOfConstruction());
+  if (bringsObject) environment = account;
+}
+
+/// The new object is in its place even when the release of the old one throws: nobody else owns it.
+void QUVENOwnPtrBase::replaceObject(QUVENObject* newObject, const QUVENEnvHandle& env) {
+  try {
+    reset(env);
+  } catch (...) {
+    object = newObject;
+    throw;
+  }
+  object = newObject;
 }
 
 void QUVENOwnPtrBase::copyObject(const QUVENOwnPtrBase& other, const QUVENEnvHandle& env) {
@@ -47,13 +59,29 @@ void QUVENOwnPtrBase::copyObject(const QUVENOwnPtrBase& other, const QUVENEnvHan
 }
 
 void QUVENOwnPtrBase::releaseObject(const QUVENEnvHandle& env) {
+  // Ends the object on the way of an exception, too: its bytes are given back and must not be given back again.
+  struct End {
+    ~End() {
+      held->enterDeletion();
+      delete held;
+      held = nullptr;
+    }
+    QUVENObject*& held;
+  };
   QUVENEnv& account = env.resolve();
   object->beginDeletion(env);
   account.release(object->sizeOf());
+  const End end{object};
   object->destroyPrimitive(env);
-  object->enterDeletion();
-  delete object;
-  object = nullptr;
+}
+
+void QUVENOwnPtrBase::releaseHeldObject() noexcept {
+  try {
+    releaseObject(placeOfConstruction());
+  } catch (...) {
+    // No destructor hands an exception on. Whoever threw it has reported it, and the run fails at its end.
+    quvenDebugWords.error = 1;
+  }
 }
 
 void QUVENOwnPtrBase::reportHeldOwnPtr() noexcept {
@@ -68,7 +96,7 @@ void QUVENOwnPtrBase::reportHeldOwnPtr() noexcept {
                        "QUVENOwnPtr was constructed in function ", functionName, line, fileName);
     }
   }
-  releaseObject(placeOfConstruction());
+  releaseHeldObject();
 }
 
 void QUVENOwnPtrBase::reportHeldLocal() noexcept {
@@ -77,5 +105,5 @@ void QUVENOwnPtrBase::reportHeldLocal() noexcept {
         " QUVENLocal destructor called without calling"
         " a reset() function or applying the QUVEN_DELETE() macro\n");
   }
-  releaseObject(placeOfConstruction());
+  releaseHeldObject();
 }

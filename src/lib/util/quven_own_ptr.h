@@ -11,10 +11,11 @@
 
 class QUVENObject;
 
-/// What every owning pointer holds: the object, and the environment and place of the pointer's construction.
+/// What every owning pointer holds: the object, the environment that the object is charged to, and the place of the
+/// pointer's construction. The environment is that of the construction until an object comes from another pointer.
 ///
 /// A release is always the same: resolve the environment, give the object's sizeOf back, destroyPrimitive, destructor,
-/// null. Use QUVENOwnPtr or QUVENLocal.
+/// null. What destroyPrimitive throws goes on after the destructor. Use QUVENOwnPtr or QUVENLocal.
 class QUVENOwnPtrBase {
  public:
   QUVENOwnPtrBase(const QUVENOwnPtrBase&) = delete;
@@ -58,7 +59,9 @@ class QUVENOwnPtrBase {
   }
 
  private:
+  void replaceObject(QUVENObject* newObject, const QUVENEnvHandle& env);
   void releaseObject(const QUVENEnvHandle& env);
+  void releaseHeldObject() noexcept;
   void reportHeldOwnPtr() noexcept;
   void reportHeldLocal() noexcept;
   QUVENEnvHandle placeOfConstruction() const { return {environment, fileName, line < 0 ? -line : line, functionName}; }

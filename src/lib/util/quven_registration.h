@@ -75,10 +75,14 @@ template <class Derived, class Base>
 template <class Action>
 void QUVENObjectOf<Derived, Base>::forEachMember(Action action) {
   constexpr int count = decltype(Derived::quvenCountMembers(QUVENMemberRank<quvenMaxMembers>()))::value;
-  [&]<int... index>(std::integer_sequence<int, index...>) {
-    (action(Derived::quvenMemberAt(QUVENMemberOrdinal<index + 1>()), QUVENMemberOrdinal<index + 1>()), ...);
+  if constexpr (count > 0) {
+    [&]<int... index>(std::integer_sequence<int, index...>) {
+      (action(Derived::quvenMemberAt(QUVENMemberOrdinal<index + 1>()), QUVENMemberOrdinal<index + 1>()), ...);
+    }
+    (std::make_integer_sequence<int, count>());
+  } else {
+    static_cast<void>(action);
   }
-  (std::make_integer_sequence<int, count>());
 }
 
 template <class Derived, class Base>

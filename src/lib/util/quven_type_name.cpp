@@ -6,6 +6,8 @@
 
 namespace {
 
+constexpr std::int64_t stringBytes = sizeof(QUVENTypeNameString);
+
 /// The account of the registry itself: no environment of a run pays for the types.
 QUVENEnvHandle registryHandle(const char* function) {
   return QUVENEnvHandle(QUVENEnv::getDefault(), __FILE__, __LINE__, function);
@@ -99,15 +101,24 @@ const QUVENTypeName* QUVENTypeNameAux::getType(long index) {
 
 QUVENTypeName::QUVENTypeName(const char* name, QUVENFactory factory)
     : ivName(name), ivFactoryFunc(factory), string(new QUVENTypeNameString(name, registryHandle(__func__))) {
-  QUVENEnv::chargeGlobal(sizeof(QUVENTypeNameString));
-  QUVENTypeNameAux::loadTypeName(*this);
+  QUVENEnv::chargeGlobal(stringBytes);
+  try {
+    QUVENTypeNameAux::loadTypeName(*this);
+  } catch (...) {
+    deleteString();
+    throw;
+  }
 }
 
 QUVENTypeName::~QUVENTypeName() {
   QUVENTypeNameAux::unloadTypeName(*this);
+  deleteString();
+}
+
+void QUVENTypeName::deleteString() {
   string->deleteMemory(registryHandle(__func__));
   delete string;
-  QUVENEnv::releaseGlobal(sizeof(QUVENTypeNameString));
+  QUVENEnv::releaseGlobal(stringBytes);
 }
 
 void QUVENTypeName::create(QUVENOwnPtr<QUVENObject>& result, const QUVENEnvHandle& env) const {

@@ -4,16 +4,10 @@
 #include <cstdint>
 #include <string_view>
 
+#include "util/quven_env.h"
 #include "util/quven_string.h"
 #include "util/quven_xaray.h"
 #include "util/quven_xashtable.h"
-
-class QUVENObject;
-template <class T>
-class QUVENOwnPtr;
-
-/// Makes a new object of a class in the pointer given.
-using QUVENFactory = void (*)(QUVENOwnPtr<QUVENObject>& result, const QUVENEnvHandle& env);
 
 /// The name of a class as a key of the registry: its characters with the terminating zero, and a copy with the hash.
 class QUVENTypeNameString {
@@ -70,6 +64,8 @@ class QUVENTypeName {
 
  private:
   friend class QUVENTypeNameAux;
+
+  void deleteString();
 
   const char* ivName;
   QUVENFactory ivFactoryFunc;
