@@ -207,7 +207,8 @@ class QUVENObjectIndexXAshTable {
   long insertAt(long slot, std::uint32_t hash, const Lookup& key, const QUVENEnvHandle& env) {
     QUVENXAshTableEntry& entry = slots[slot];
     const long index = entry.index < 0 ? -entry.index : keys.getSize() + 1;
-    // The copy comes first: when it fails, no dense index is spent.
+    // All that can fail comes first: no dense index is spent then, and no copy is left over.
+    keys.autoReserve(index, QUVEN_ENV);
     K copy = makeKey(key, QUVEN_ENV);
     keys.autoExtend(index, QUVEN_ENV);
     keys[index] = std::move(copy);
@@ -220,7 +221,12 @@ class QUVENObjectIndexXAshTable {
   static K makeKey(const Lookup& key, const QUVENEnvHandle& env) {
     if constexpr (std::is_same_v<K, Lookup>) {
       K copy{};
-      quvenCopyCell(copy, key, QUVEN_ENV);
+      try {
+        quvenCopyCell(copy, key, QUVEN_ENV);
+      } catch (...) {
+        quvenReleaseCell(copy, QUVEN_ENV);
+        throw;
+      }
       return copy;
     } else {
       return K(key);
