@@ -2,11 +2,13 @@
 
 #include <cmath>
 #include <iostream>
+#include <limits>
 #include <sstream>
 
 #include "control/quven_XML_tag.h"
 #include "kernel/quven_worker.h"
 #include "simple_algorithm/quven_parameters.h"
+#include "simple_algorithm/quven_sample_number.h"
 #include "simple_algorithm/quven_seed_file.h"
 #include "util/quven_debug.h"
 #include "util/quven_registration.h"
@@ -27,17 +29,6 @@ enum Code : int {
   TooManyCallees = 4604,
   RowSumTooSmall = 5004
 };
-
-/// The node of a number in a row: cut to an integer, over the whole unsigned range.
-std::uint64_t nodeOf(double value) {
-  constexpr double twoTo63 = 9.223372036854775808e18;
-  if (value >= twoTo63) {
-    const double rest = value - twoTo63;
-    return (rest >= twoTo63 ? ~std::uint64_t{0} >> 1 : static_cast<std::uint64_t>(rest)) | std::uint64_t{1} << 63;
-  }
-  // A number below zero keeps its bits, so that different ones stay different.
-  return value >= -twoTo63 ? static_cast<std::uint64_t>(static_cast<std::int64_t>(value)) : 0;
-}
 
 std::int64_t countOf(double value) {
   constexpr double most = 2147483647;
@@ -195,7 +186,7 @@ void QUVENSNAData::update(const QUVENXaRay<double>& dataVec, const QUVENXaRay<do
   const double weight = dataVec[2];
   if (checkMatStateValidity(callee, weight, sampleNumber, env) == OutsideRecord) return beginCaller(sampleNumber, env);
   if (callee == 0) return;
-  const long calleeIndex = nodes.insert(nodeOf(callee), env);
+  const long calleeIndex = nodes.insert(quvenSampleNumber(callee), env);
   switch (getState()) {
     case ComputeNormalizer:
       ivNum2RowSumMap.at(callerIndex, env) += weight;

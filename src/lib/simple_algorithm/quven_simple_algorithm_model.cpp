@@ -1,0 +1,222 @@
+#include "simple_algorithm/quven_simple_algorithm_model.h"
+
+#include <ostream>
+
+#include "control/quven_XML_tag.h"
+#include "kernel/quven_data_point.h"
+#include "simple_algorithm/quven_sample_number.h"
+#include "simple_algorithm/quven_snadata.h"
+#include "util/quven_debug.h"
+#include "util/quven_registration.h"
+#include "vesk-common/quven_reports.h"
+
+QUVEN_REGISTER(QUVENSimpleAlgorithmModel);
+
+namespace {
+
+constexpr int InternalError = 2100;
+constexpr std::int32_t scanningInMode1 = 101;
+constexpr std::int32_t lastScanningState = 110;
+constexpr std::int32_t lastMode = 10;
+constexpr std::int32_t scoresKind = 4;
+// Rows of the final test and of the held-out set are not handed to an analysis.
+constexpr std::int32_t finalTestChannel = 1;
+constexpr std::int32_t heldOutChannel = 2;
+
+/// The number of a field for a row selector; 0 where it has none.
+double valueOf(const QUVENField& field, std::int32_t selector, const QUVENEnvHandle& env) {
+  if (!field.isNumeric() || !field.hasValue() || field.isMissing()) return 0;
+  const bool hasElement = selector >= 1 && selector <= field.getNumValues();
+  return hasElement ? field.getNumValueOfChannel(selector, env) : field.getNumValue(env);
+}
+
+}  // namespace
+
+QUVENSimpleAlgorithmAbstractData& QUVENSimpleAlgorithmModel::getData(const QUVENEnvHandle&) const {
+  QUVEN_ASSERT(ivDataPtr != 0);  // NOLINT(modernize-use-nullptr): the text of the report
+  return *ivDataPtr;
+}
+
+void QUVENSimpleAlgorithmModel::open(std::int32_t modelId, const QUVENXaRay<QUVENField*>& fieldList,
+                                     const QUVENXMLTag& parameterTag, const QUVENEnvHandle& env) {
+  ivState = Open;
+  ivLineNumberFieldOrder = -1;
+  ivExplanatoryFieldOrder.setSize(0, QUVEN_ENV);
+  ivTargetFieldOrder.setSize(0, QUVEN_ENV);
+  for (const QUVENField* field : fieldList) {
+    const std::int32_t input = static_cast<std::int32_t>(findExplanatory(field));
+    const std::int32_t target = static_cast<std::int32_t>(findTarget(field));
+    if (input >= 1 && getExplanatoryFields()[input].getUsage() == QUVENUsageSupplementary) {
+      ivLineNumberFieldOrder = input;
+    } else if (input >= 1) {
+      ivExplanatoryFieldOrder.append(input, QUVEN_ENV);
+    } else if (target >= 1) {
+      ivTargetFieldOrder.append(target, QUVEN_ENV);
+    } else {
+      quvenUnreachable(QUVEN_ENV);
+    }
+  }
+  if (modelId == DiffusionModel) {
+    auto data = quvenMake<QUVENSNAData>(QUVEN_ENV);
+    data->open(parameterTag, parameterFileName, QUVEN_ENV);
+    bindFields(QUVEN_ENV);
+    ivDataPtr = std::move(data);
+    return;
+  }
+  if (modelId != KernelModel && modelId != GroupModel) {
+    report_error(InternalError, "QUVENSimpleAlgorithmModel::open: Internal error - wrong  modelId", QUVEN_ENV, false);
+  }
+  quvenNotImplemented(QUVEN_ENV);
+}
+
+void QUVENSimpleAlgorithmModel::resetModel(const QUVENEnvHandle& env) {
+  ivDataPtr.reset(QUVEN_ENV);
+  ivExplanatoryFieldOrder.deleteMemory(QUVEN_ENV);
+  ivTargetFieldOrder.deleteMemory(QUVEN_ENV);
+  ivDataVec.deleteMemory(QUVEN_ENV);
+  ivTargetVec.deleteMemory(QUVEN_ENV);
+  explanatoryFields.clear();
+  targetFields.clear();
+  lineNumberField = nullptr;
+  ivIterationCount = 0;
+  ivState = Empty;
+  ivLineNumberFieldOrder = -1;
+}
+
+void QUVENSimpleAlgorithmModel::bindFields(const QUVENEnvHandle& env) {
+  // One input is the line number, which has no place in the vector.
+  ivDataVec.setSize(getExplanatoryFields().getSize() - 1, QUVEN_ENV);
+  ivTargetVec.setSize(getTargetFields().getSize(), QUVEN_ENV);
+  const auto fieldAt = [](const Inputs& inputs, std::int32_t order) -> const QUVENField* {
+    QUVEN_ASSERT_CAUSE(1 <= order && order <= inputs.getSize(), "A field order beyond the inputs of the model");
+    return inputs[order].getField();
+  };
+  explanatoryFields.clear();
+  targetFields.clear();
+  for (const std::int32_t order : ivExplanatoryFieldOrder) {
+    explanatoryFields.push_back(fieldAt(getExplanatoryFields(), order));
+  }
+  for (const std::int32_t order : ivTargetFieldOrder) targetFields.push_back(fieldAt(getTargetFields(), order));
+  explanatoryFields.resize(
+      static_cast<std::size_t>(std::min<long>(ivDataVec.getSize(), ivExplanatoryFieldOrder.getSize())));
+  lineNumberField = ivLineNumberFieldOrder < 1 ? nullptr : fieldAt(getExplanatoryFields(), ivLineNumberFieldOrder);
+}
+
+void QUVENSimpleAlgorithmModel::updatePoint(QUVENDataPoint& point, const QUVENEnvHandle& env) {
+  const std::int32_t selector = point.getChannel();
+  long i = 0;
+  for (const QUVENField* field : explanatoryFields) ivDataVec[++i] = valueOf(*field, selector, env);
+  i = 0;
+  for (const QUVENField* field : targetFields) ivTargetVec[++i] = valueOf(*field, selector, env);
+  if (selector == finalTestChannel || selector == heldOutChannel) return;
+  QUVEN_ASSERT_CAUSE(lineNumberField != nullptr, "A record without a line number field");
+  const std::uint64_t sampleNumber = quvenSampleNumber(valueOf(*lineNumberField, selector, env));
+  ivDataPtr->update(ivDataVec, ivTargetVec, sampleNumber, env);
+}
+
+void QUVENSimpleAlgorithmModel::print(std::ostream& out) const {
+  out << "SimpleAlgorithmModel:\nState: " << ivState << "\nivDataVec size: " << ivDataVec.getSize()
+      << "\nivTargetVec size: " << ivTargetVec.getSize()
+      << "\nivExplanatoryFieldOrder size: " << ivExplanatoryFieldOrder.getSize()
+      << "\nivTargetFieldOrder size: " << ivTargetFieldOrder.getSize() << "\nivIterationCount: " << ivIterationCount
+      << "\nData: ";
+  if (ivDataPtr) {
+    ivDataPtr->print(out);
+  } else {
+    out << "NULL";
+  }
+  out << '\n';
+}
+
+QUVENScanType QUVENSimpleAlgorithmModel::getScanType(const QUVENEnvHandle& env) const {
+  return getData(QUVEN_ENV).getScanKind(QUVEN_ENV);
+}
+
+double QUVENSimpleAlgorithmModel::getSamplingRate(const QUVENEnvHandle& env) const {
+  return getData(QUVEN_ENV).getScanFraction(QUVEN_ENV);
+}
+
+bool QUVENSimpleAlgorithmModel::getScanOption(const QUVENEnvHandle& env) const {
+  return getData(QUVEN_ENV).needsMerge() != 0;
+}
+
+void QUVENSimpleAlgorithmModel::merge(QUVENDataScan* other, const QUVENEnvHandle& env) {
+  Members::merge(other, QUVEN_ENV);
+  QUVEN_ASSERT(other->isA(typeName()));
+  getData(QUVEN_ENV).merge(&static_cast<QUVENSimpleAlgorithmModel*>(other)->getData(QUVEN_ENV), QUVEN_ENV);
+}
+
+void QUVENSimpleAlgorithmModel::postReadPrimitive(QUVENObjReader& reader, const QUVENEnvHandle& env) {
+  Members::postReadPrimitive(reader, QUVEN_ENV);
+  // A result has no fields, and is shown no records.
+  if (getExplanatoryFields().getSize() > 0) bindFields(QUVEN_ENV);
+}
+
+void QUVENSimpleAlgorithmModel::copyFromPrimitive(const QUVENObject* source, const QUVENEnvHandle& env) {
+  Members::copyFromPrimitive(source, QUVEN_ENV);
+  if (source != nullptr && getExplanatoryFields().getSize() > 0) bindFields(QUVEN_ENV);
+}
+
+QUVENDataScan::UpdateFunction QUVENSimpleAlgorithmModel::recordHandler(const QUVENEnvHandle& env) const {
+  const std::int32_t state = getModelState();
+  if (state < scanningInMode1) return nullptr;
+  if (state == scanningInMode1) return static_cast<UpdateFunction>(&QUVENSimpleAlgorithmModel::updatePoint);
+  if (state <= lastScanningState) quvenNotImplemented(QUVEN_ENV);
+  quvenFatalReport("Invalid model state", QUVEN_ENV);
+}
+
+QUVENDataScan::UpdateFunction QUVENSimpleAlgorithmModel::batchHandler(const QUVENEnvHandle&) const { return nullptr; }
+
+void QUVENSimpleAlgorithmModel::prepareInput(const QUVENEnvHandle& env) { quvenNotImplemented(QUVEN_ENV); }
+
+bool QUVENSimpleAlgorithmModel::setMiningModeHook(std::int32_t mode, QUVENModel*, const QUVENEnvHandle& env) {
+  if (mode == BestModelTrainDataOnly) return true;
+  if (mode > BestModelTrainDataOnly && mode <= lastMode) quvenNotImplemented(QUVEN_ENV);
+  quvenFatalReport("Invalid Model State", QUVEN_ENV);
+}
+
+bool QUVENSimpleAlgorithmModel::beginPass(const QUVENEnvHandle& env) {
+  const std::int32_t mode = getMiningMode(QUVEN_ENV);
+  if (mode == lastMode) quvenNotImplemented(QUVEN_ENV);
+  if (mode != BestModelTrainDataOnly) quvenFatalReport("Invalid Model State", QUVEN_ENV);
+  ivState = InPass;
+  getData(QUVEN_ENV).beginDataScan(static_cast<std::int32_t>(getExplanatoryFields().getSize()) - 1, QUVEN_ENV);
+  return true;  // the analysis decides by its passes, not by this answer
+}
+
+bool QUVENSimpleAlgorithmModel::endPass(std::int32_t stage, const QUVENEnvHandle& env) {
+  if (stage != 0) return false;
+  if (getModelState() != scanningInMode1) quvenFatalReport("Invalid Model State", QUVEN_ENV);
+  const int ended = getData(QUVEN_ENV).endDataScan(QUVEN_ENV);
+  ++ivIterationCount;
+  ivState = PassEnded;
+  return ended != 0;
+}
+
+void QUVENSimpleAlgorithmModel::getModelScoresVector(QUVENXaRay<QUVENModelScores>& scores,
+                                                     const QUVENEnvHandle& env) const {
+  QUVENModelScores only;
+  only.kind = scoresKind;
+  scores.append(only, QUVEN_ENV);
+}
+
+void QUVENSimpleAlgorithmModel::selectBest(long, const QUVENEnvHandle&) {}  // there is one candidate
+
+bool QUVENSimpleAlgorithmModel::hasUsableData(const QUVENEnvHandle& env) const { quvenNotImplemented(QUVEN_ENV); }
+double QUVENSimpleAlgorithmModel::getVolume(const QUVENEnvHandle& env) const { quvenNotImplemented(QUVEN_ENV); }
+double QUVENSimpleAlgorithmModel::getScore(int, const QUVENEnvHandle& env) const { quvenNotImplemented(QUVEN_ENV); }
+double QUVENSimpleAlgorithmModel::getScoreVariance(int, const QUVENEnvHandle& env) const {
+  quvenNotImplemented(QUVEN_ENV);
+}
+bool QUVENSimpleAlgorithmModel::hasNoSignal(const QUVENEnvHandle& env) const { quvenNotImplemented(QUVEN_ENV); }
+void QUVENSimpleAlgorithmModel::pruneInputs(const QUVENEnvHandle& env) { quvenNotImplemented(QUVEN_ENV); }
+void QUVENSimpleAlgorithmModel::finishScoring(const QUVENEnvHandle& env) { quvenNotImplemented(QUVEN_ENV); }
+void QUVENSimpleAlgorithmModel::scorePoint(QUVENDataPoint&, const QUVENEnvHandle& env) {
+  quvenNotImplemented(QUVEN_ENV);
+}
+void QUVENSimpleAlgorithmModel::scoreChannel(std::int32_t, QUVENDataPoint&, const QUVENEnvHandle& env) {
+  quvenNotImplemented(QUVEN_ENV);
+}
+void QUVENSimpleAlgorithmModel::collectFieldsUsed(QUVENModelFieldsUsed&, const QUVENEnvHandle& env) const {
+  quvenNotImplemented(QUVEN_ENV);
+}
