@@ -88,7 +88,8 @@ bool QUVENObjReader::keywordMatches(const QUVENKeyword& keyword, const QUVENEnvH
 }
 
 void QUVENObjReader::putBackPointer(const QUVENStringWithHash& name, void* pointer, const QUVENEnvHandle& env) {
-  backPointers.put(name, pointer, QUVEN_ENV);
+  const QUVENEnvHandle own(*environment, env.getFile(), env.getLine(), env.getFunction());
+  backPointers.put(name, pointer, own);
 }
 
 void QUVENObjReader::readObjectBody(QUVENObject& object, const QUVENEnvHandle& env) {
@@ -105,6 +106,8 @@ void QUVENObjReader::readObjectBody(QUVENObject& object, const QUVENEnvHandle& e
     // An object that took nothing comes here twice: the test for the end has read the keyword in the first round.
     if (keywordsRead == keywordsBefore) {
       reportUnexpectedKeyword(QUVEN_ENV);
+      // A form that goes on behind an unknown keyword cannot go on behind the end of its input.
+      if (isAtEnd()) QUVENObjReader::reportUnexpectedKeyword(QUVEN_ENV);
       takeKeyword();
     }
     keywordsBefore = keywordsRead;
