@@ -58,9 +58,11 @@ inline void readWide(QUVENObjReader& reader, double& v, const QUVENEnvHandle& en
 
 inline constexpr std::size_t chunk = 256;  // numbers converted at a time
 
+// Not inlined: their buffers would stand in the frame of every object on the way into nested ones.
+
 /// The elements of an array: as they stand where their type is that of the stream, else through a buffer.
 template <QUVENNumber T>
-void writeElements(QUVENObjWriter& writer, std::span<const T> values, const QUVENEnvHandle& env) {
+[[gnu::noinline]] void writeElements(QUVENObjWriter& writer, std::span<const T> values, const QUVENEnvHandle& env) {
   using Wide = QUVENWide<T>;
   if (values.empty()) return;
   if constexpr (std::same_as<T, Wide>) {
@@ -79,7 +81,7 @@ void writeElements(QUVENObjWriter& writer, std::span<const T> values, const QUVE
 }
 
 template <QUVENNumber T>
-void readElements(QUVENObjReader& reader, std::span<T> values, const QUVENEnvHandle& env) {
+[[gnu::noinline]] void readElements(QUVENObjReader& reader, std::span<T> values, const QUVENEnvHandle& env) {
   using Wide = QUVENWide<T>;
   if (values.empty()) return;
   if constexpr (std::same_as<T, Wide>) {
