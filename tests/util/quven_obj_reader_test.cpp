@@ -29,7 +29,7 @@ class ListReader : public QUVENObjReader {
   ListReader(std::initializer_list<Item> someKeywords, const QUVENEnvHandle& env)
       : QUVENObjReader(env), keywords(someKeywords) {}
 
-  void readNextKeyword(const QUVENEnvHandle&) override {
+  void readNextKeyword(const QUVENEnvHandle& env) override {
     if (keywords.empty()) return bufferEnd();
     const Item item = keywords.front();
     keywords.pop_front();
@@ -38,7 +38,7 @@ class ListReader : public QUVENObjReader {
     } else if (item.form == Item::LevelAndOrdinal) {
       bufferLevelAndOrdinal(static_cast<std::int32_t>(item.first), item.second);
     } else {
-      bufferName(item.text);
+      bufferName(item.text, QUVEN_ENV);
     }
   }
   std::int64_t nextNumber() {

@@ -4,6 +4,7 @@
 #include <string>
 
 #include "util/quven_debug.h"
+#include "util/quven_memory.h"
 #include "util/quven_object.h"
 
 QUVENObjReader::~QUVENObjReader() {
@@ -43,8 +44,8 @@ void QUVENObjReader::readNumbers(std::span<double> values, const QUVENEnvHandle&
 
 void QUVENObjReader::checkCount(std::uint64_t, std::uint64_t, const QUVENEnvHandle&) {}
 
-void QUVENObjReader::bufferName(std::string_view name) {
-  bufferedName.assign(name);
+void QUVENObjReader::bufferName(std::string_view name, const QUVENEnvHandle& env) {
+  quvenAssignText(bufferedName, name, QUVEN_ENV);
   bufferedKind = NameText;
   bufferState = Buffered;
 }

@@ -99,7 +99,7 @@ class QUVENObjReader {
   };
 
   // What a form buffers.
-  void bufferName(std::string_view name);
+  void bufferName(std::string_view name, const QUVENEnvHandle& env);
   void bufferCode(std::int64_t code);
   void bufferLevelAndOrdinal(std::int32_t classLevel, std::int32_t fieldOrdinal);
   void bufferEnd() { bufferState = EndOfInput; }

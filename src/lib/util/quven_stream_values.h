@@ -11,6 +11,7 @@
 #include <string>
 
 #include "util/quven_class_info.h"
+#include "util/quven_memory.h"
 #include "util/quven_numbers.h"
 #include "util/quven_obj_reader.h"
 #include "util/quven_obj_writer.h"
@@ -161,7 +162,7 @@ struct QUVENStreamValue<QUVENStringWithHash> {
   static void read(QUVENObjReader& reader, QUVENStringWithHash& value, const QUVENEnvHandle& env) {
     std::string text;
     reader.readString(text, env);
-    value.assign(text);
+    quvenAssignText(value, text, env);
   }
   static QUVENMemberType describe() { return QUVENStreamValue<std::string>::describe(); }
 };
