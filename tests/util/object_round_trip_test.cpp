@@ -34,6 +34,23 @@ TEST_F(ObjectRoundTripTest, RandomTreesTravelInEveryMode) {
   }
 }
 
+TEST_F(ObjectRoundTripTest, AStreamWithoutWindowsCarriesTheSameBytes) {
+  for (unsigned seed = 1; seed <= 20; ++seed) {
+    auto tree = RandomObjects(seed, QUVEN_ENV).node(2);
+    ScriptedBlobIO blob;
+    QUVENBinObjWriter writer(blob, QUVENObjWriter::Save);
+    quvenWriteObject(writer, *tree, QUVEN_ENV);
+    EXPECT_TRUE(blob.text == imageOf(tree.get())) << "seed " << seed;
+    QUVENOwnPtr<QUVENTestNode> read(QUVEN_ENV);
+    QUVENBinObjReader reader(blob, QUVEN_ENV);
+    quvenReadObject(reader, read, QUVENTestNode::typeName(), QUVEN_ENV);
+    EXPECT_TRUE(imageOf(read.get()) == blob.text) << "seed " << seed;
+    EXPECT_EQ(blob.getStatus(), QUVENBlobIO::Good);
+    QUVEN_DELETE(read);
+    QUVEN_DELETE(tree);
+  }
+}
+
 TEST_F(ObjectRoundTripTest, CopiesAndTransfersWriteTheSameBytes) {
   for (unsigned seed = 1; seed <= 40; ++seed) {
     auto tree = RandomObjects(seed, QUVEN_ENV).node(3);

@@ -85,6 +85,16 @@ class ListReader : public QUVENObjReader {
   QUVENStringWithHash type;
 };
 
+/// Counts how often it is asked to take a member.
+class CountingLeaf : public QUVENTestLeaf {
+ public:
+  void readPrimitive(QUVENObjReader& reader, const QUVENEnvHandle& env) override {
+    QUVENTestLeaf::readPrimitive(reader, QUVEN_ENV);
+    ++asked;
+  }
+  int asked = 0;
+};
+
 class QUVENObjReaderTest : public ObjectStreamTest {
  protected:
   bool matches(const Item& item, const QUVENKeyword& keyword) {
@@ -209,6 +219,15 @@ TEST_F(QUVENObjReaderTest, AnUnknownKeywordOrTheEndInABodyIsFatal) {
     EXPECT_EQ(object.postReads, 0);
     EXPECT_EQ(quvenDebugWords.error, 0);
   }
+}
+
+// The test for the end has read the keyword in the first round, so that only the second one sees that nobody took it.
+TEST_F(QUVENObjReaderTest, AnUnknownKeywordIsReportedInItsSecondRound) {
+  ListReader reader({code(7), code(99), endObject}, QUVEN_ENV);
+  reader.numbers = {1};
+  CountingLeaf object;
+  EXPECT_TRUE(capturedRun([&] { reader.readObjectBody(object, QUVEN_ENV); }).threwLibraryException);
+  EXPECT_EQ(object.asked, 3);
 }
 
 TEST_F(QUVENObjReaderTest, AFormMaySkipUnknownKeywords) {
