@@ -196,6 +196,47 @@ TEST_F(QUVENStreamValuesTest, ACountBeyondTheRestIsAReadErrorBeforeAnyAllocation
   environment.setBytesBudget(0);
 }
 
+// Of a pipe nobody knows the rest: the whole array was once made on the word of its count.
+TEST_F(QUVENStreamValuesTest, ACountOfAnUnknownRestCostsOnlyWhatArrives) {
+  environment.setBytesBudget(1 << 20);
+  ScriptedBlobIO blob(bytesOf("c4 3f 7f 7f 7f 8f") + rawDouble(1), QUVENBlobIO::EndOfInput);  // 2^31 - 1 of them
+  const CapturedRun run = capturedRun([&] {
+    QUVENXaRay<double> array;
+    QUVENBinObjReader reader(blob, QUVEN_ENV);
+    QUVENStreamValue<QUVENXaRay<double>>::read(reader, array, QUVEN_ENV);
+  });
+  EXPECT_TRUE(run.threwLibraryException);
+  EXPECT_EQ(reportOf(run), readError);
+  environment.setBytesBudget(0);
+}
+
+TEST_F(QUVENStreamValuesTest, ArraysOfAnUnknownRestTravelAtAllSizes) {
+  for (const long size : {0, 1, 4095, 4096, 4097, 8192, 8193, 30000}) {
+    QUVENXaRay<std::int32_t> numbers;
+    QUVENXaRay<std::string, 0> texts;
+    for (long i = 1; i <= size; ++i) {
+      numbers.append(static_cast<std::int32_t>(i * 7919), QUVEN_ENV);
+      texts.append(std::to_string(i), QUVEN_ENV);
+    }
+    for (const long before : {0, 5000, 40000}) {
+      QUVENXaRay<std::int32_t> numbersRead;
+      QUVENXaRay<std::string, 0> textsRead;
+      numbersRead.setSize(before, QUVEN_ENV);
+      textsRead.setSize(before, QUVEN_ENV);
+      ScriptedBlobIO blob(valueImage(numbers) + valueImage(texts), QUVENBlobIO::EndOfInput);
+      QUVENBinObjReader reader(blob, QUVEN_ENV);
+      QUVENStreamValue<QUVENXaRay<std::int32_t>>::read(reader, numbersRead, QUVEN_ENV);
+      QUVENStreamValue<QUVENXaRay<std::string, 0>>::read(reader, textsRead, QUVEN_ENV);
+      EXPECT_TRUE(valueImage(numbersRead) == valueImage(numbers)) << size << " over " << before;
+      EXPECT_TRUE(valueImage(textsRead) == valueImage(texts)) << size << " over " << before;
+      QUVEN_DELETE(numbersRead);
+      QUVEN_DELETE(textsRead);
+    }
+    QUVEN_DELETE(numbers);
+    QUVEN_DELETE(texts);
+  }
+}
+
 TEST_F(QUVENStreamValuesTest, ANegativeCountIsNotImplemented) {
   EXPECT_EQ(arrayReport<QUVENXaRay<std::int32_t>>("c4 c0 81 c5"), "Function/Feature not yet implemented");
   EXPECT_EQ(arrayReport<QUVENXaRay<double>>("c4 7f 7f 7f 7f 7f 7f 7f 7f 7f 81 c5"),

@@ -22,6 +22,11 @@ void QUVENBinObjReader::checkCount(std::uint64_t count, std::uint64_t fewestByte
   if (count > blob->getRemaining() / fewestBytesEach) reportReadError(QUVEN_ENV);
 }
 
+long QUVENBinObjReader::getElementsAtATime() const {
+  constexpr long step = 4096;
+  return blob->getRemaining() == QUVENBlobIO::UnknownRemaining ? step : QUVENObjReader::getElementsAtATime();
+}
+
 std::string_view QUVENBinObjReader::readText(std::int64_t length, const QUVENEnvHandle& env) {
   if (length < 0) reportReadError(QUVEN_ENV);
   const std::size_t wanted = static_cast<std::size_t>(length);

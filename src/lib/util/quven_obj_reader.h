@@ -2,6 +2,7 @@
 #define QUVEN_OBJ_READER_H
 
 #include <cstdint>
+#include <limits>
 #include <span>
 #include <string>
 
@@ -60,6 +61,8 @@ class QUVENObjReader {
 
   /// Refuses a number of elements, each of some bytes at least, that the rest of the stream cannot hold.
   virtual void checkCount(std::uint64_t count, std::uint64_t fewestBytesEach, const QUVENEnvHandle& env);
+  /// How many elements to make room for at a time: all that are announced, unless nobody knows what the stream holds.
+  virtual long getElementsAtATime() const { return std::numeric_limits<long>::max(); }
 
   /// Whether this keyword comes next; then it is matched, and whoever reads its value calls takeKeyword.
   bool keywordMatches(const QUVENKeyword& keyword, const QUVENEnvHandle& env);

@@ -218,8 +218,7 @@ struct QUVENStreamValue<QUVENXaRay<T, kind>> {
       readUnknownLength(reader, array, env);
     } else {
       reader.checkCount(static_cast<std::uint64_t>(size), Element::fewestBytes, env);
-      array.setSize(size, env);
-      readElements(reader, array, env);
+      readElements(reader, array, size, env);
     }
     reader.endArrayElements(env);
   }
@@ -231,11 +230,28 @@ struct QUVENStreamValue<QUVENXaRay<T, kind>> {
   }
 
  private:
-  static void readElements(QUVENObjReader& reader, Array& array, const QUVENEnvHandle& env) {
+  static void readElements(QUVENObjReader& reader, Array& array, long size, const QUVENEnvHandle& env) {
+    const long step = reader.getElementsAtATime();
+    if (size <= step) {
+      array.setSize(size, env);
+      return readElements(reader, array, 0, size, env);
+    }
+    // A count that nothing vouches for is paid for only as far as its elements arrive.
+    array.setSize(std::min(size, array.getSize()), env);
+    for (long done = 0; done < size; done = std::min(size, done + step)) {
+      const long next = std::min(size, done + step);
+      array.autoExtend(next, env);
+      readElements(reader, array, done, next, env);
+    }
+  }
+
+  /// The elements behind the first ones.
+  static void readElements(QUVENObjReader& reader, Array& array, long first, long last, const QUVENEnvHandle& env) {
     if constexpr (QUVENNumber<T>) {
-      quven_stream::readElements(reader, array.toZeroBased(), env);
+      const auto part = array.toZeroBased().subspan(static_cast<std::size_t>(first));
+      quven_stream::readElements(reader, part.first(static_cast<std::size_t>(last - first)), env);
     } else {
-      for (T& element : array) Element::read(reader, element, env);
+      for (long i = first + 1; i <= last; ++i) Element::read(reader, array[i], env);
     }
   }
 
