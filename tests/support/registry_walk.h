@@ -34,8 +34,10 @@ inline std::vector<const QUVENTypeName*> quvenMakableTypes() {
 /// the three forms, and gives seeded values for whatever is asked.
 class PatternReader : public QUVENObjReader {
  public:
-  PatternReader(const QUVENTypeName& type, unsigned seed, const QUVENEnvHandle& env)
-      : QUVENObjReader(env), first(&type), random(seed) {}
+  /// Excluded types do not occur inside the object.
+  PatternReader(const QUVENTypeName& type, unsigned seed, const QUVENEnvHandle& env,
+                std::set<std::string> excluded = {})
+      : QUVENObjReader(env), first(&type), random(seed), excludedTypes(std::move(excluded)) {}
 
   void readNextKeyword(const QUVENEnvHandle& env) override {
     Frame& frame = frames.at(frames.size() - 1);
@@ -78,14 +80,14 @@ class PatternReader : public QUVENObjReader {
     array.isArray = true;
     array.member = member();
     frames.push_back(array);
-    return static_cast<std::int64_t>(below(4));
+    return frames.size() > deepest ? 0 : static_cast<std::int64_t>(below(4));
   }
 
   /// Whether every keyword that was offered was taken and every frame was closed.
   bool isFinished() const { return frames.empty(); }
 
  private:
-  static constexpr std::size_t deepest = 6;  // frames; pointers are null from here on
+  static constexpr std::size_t deepest = 6;  // frames; pointers are null and arrays empty from here on
 
   struct Frame {
     std::vector<const QUVENMemberInfo*> members;
@@ -127,7 +129,9 @@ class PatternReader : public QUVENObjReader {
     if (member()->type.kind == QUVENValueKind::ObjectByValue) return &wanted;
     if (frames.size() >= deepest || below(4) == 0) return nullptr;
     std::vector<const QUVENTypeName*> choice = quvenMakableTypes();
-    std::erase_if(choice, [&](const QUVENTypeName* type) { return !isOfClass(*type, wanted); });
+    std::erase_if(choice, [&](const QUVENTypeName* type) {
+      return !isOfClass(*type, wanted) || excludedTypes.contains(type->getName());
+    });
     return choice.empty() ? nullptr : choice[below(choice.size())];
   }
 
@@ -147,6 +151,7 @@ class PatternReader : public QUVENObjReader {
 
   const QUVENTypeName* first;
   std::mt19937_64 random;
+  std::set<std::string> excludedTypes;
   std::vector<Frame> frames;
   QUVENStringWithHash typeName;
 };
@@ -171,7 +176,7 @@ class LeftoverWriter : public QUVENObjWriter {
 
 class RegistryWalk {
  public:
-  /// Types that need something around them to be read are named here.
+  /// Types that need something around them to be read, and types that refuse to be copied, are named here.
   std::set<std::string> skipped = {};
   unsigned seeds = 20;  ///< objects of each type
 
@@ -180,14 +185,14 @@ class RegistryWalk {
     environment.activate();
     int types = 0;
     for (const QUVENTypeName* type : quvenMakableTypes()) {
-      if (skipped.erase(type->getName()) != 0) continue;
+      if (skipped.contains(type->getName())) continue;
       ++types;
       for (unsigned seed = 1; seed <= seeds; ++seed) {
         SCOPED_TRACE(std::string(type->getName()) + " of seed " + std::to_string(seed));
         visit(*type, seed);
       }
     }
-    EXPECT_TRUE(skipped.empty()) << *skipped.begin() << " is not registered";
+    for (const std::string& name : skipped) EXPECT_NE(QUVENTypeNameAux::find(name), nullptr) << name;
     return types;
   }
 
@@ -196,7 +201,7 @@ class RegistryWalk {
     const std::int64_t before = environment.getBytesInUse();
     QUVENOwnPtr<QUVENObject> object(QUVEN_ENV);
     {
-      PatternReader pattern(type, seed, QUVEN_ENV);
+      PatternReader pattern(type, seed, QUVEN_ENV, skipped);
       quvenReadObject(pattern, object, type, QUVEN_ENV);
       EXPECT_TRUE(pattern.isFinished());
       EXPECT_EQ(pattern.getDepth(), 0);

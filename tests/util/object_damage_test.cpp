@@ -123,3 +123,23 @@ TEST_F(ObjectDamageTest, EveryBudgetIsKept) {
   EXPECT_GT(needed, static_cast<std::int64_t>(2 * sizeof(QUVENTestNode)));
   environment.setBytesBudget(0);
 }
+
+/// Each of many nested arrays claims as many elements as the rest of the stream has room for.
+TEST_F(ObjectDamageTest, ClaimsOfNestedArraysDoNotMultiply) {
+  constexpr std::size_t levels = 20;
+  constexpr std::size_t claim = 50000;
+  const std::int32_t childrenCode = QUVENTestNode::keywords()[QUVENTestNode::keywords().size() - 2].getCode();
+  QUVENMemoryBlobIO blob;
+  QUVENBinObjWriter writer(blob, QUVENObjWriter::Save);
+  for (std::size_t level = 0; level < levels; ++level) {
+    writer.beginObjectType("QUVENTestNode", QUVEN_ENV);
+    writer.writeSignedVarint(-childrenCode, QUVEN_ENV);
+    writer.beginArray(claim, QUVEN_ENV);
+  }
+  std::string bytes(blob.getBytes().begin(), blob.getBytes().end());
+  QUVEN_DELETE(blob);
+  bytes.append(2 * claim, '\xc1');  // room for what is claimed
+  environment.setBytesBudget(1 << 20);
+  EXPECT_EQ(endOf(bytes), End::Reported);
+  environment.setBytesBudget(0);
+}

@@ -38,4 +38,8 @@ TEST(RegistryWalk, ThePatternFillsEveryKindOfMember) {
   EXPECT_EQ(environment.getBytesInUse(), 0);
 }
 
-TEST(RegistryWalk, EveryTypeTravelsAndIsCopiedAndMoved) { EXPECT_GE(RegistryWalk().walk(), 6); }
+TEST(RegistryWalk, EveryTypeTravelsAndIsCopiedAndMoved) {
+  RegistryWalk walk;
+  walk.skipped = {"QUVENTestBarren"};  // it makes no new object
+  EXPECT_GE(walk.walk(), 6);
+}

@@ -231,7 +231,10 @@ struct QUVENStreamValue<QUVENXaRay<T, kind>> {
 
  private:
   static void readElements(QUVENObjReader& reader, Array& array, long size, const QUVENEnvHandle& env) {
-    const long step = reader.getElementsAtATime();
+    // Strings and objects are made as they arrive: the claims of nested arrays would multiply.
+    constexpr long elementsOnTrust = 64;
+    const long step =
+        QUVENNumber<T> ? reader.getElementsAtATime() : std::min(reader.getElementsAtATime(), elementsOnTrust);
     if (size <= step) {
       array.setSize(size, env);
       return readElements(reader, array, 0, size, env);
