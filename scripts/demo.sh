@@ -51,6 +51,10 @@ step "sums of each caller, in 3 partitions"
 load sums.log day1 sums.xml none sums.bin 0
 for partition in 0 1 2; do run "$bin/vesk-inspect" dataset "sums.bin.$partition" --rows 4; done
 
+step "the parameter file of the sums as an object stream"
+run "$bin/vesk-inspect" xml sums.xml --save sums.stream > /dev/null
+run "$bin/vesk-inspect" stream sums.stream | sed -n 1,12p
+
 step "done; everything lies in build/demo"
 ls -l | awk 'NR > 1 { printf "%12s  %s\n", $5, $9 }'
 cat <<'NOTE'
@@ -58,4 +62,5 @@ day1/, day2/       record files            table.process     the tables, for the
 *.xml              parameter files         *.log             the loader's report lines
 day2.bin           dataset of the tables   pairsum.bin       dataset of the pairs
 sums.bin.0 .1 .2   datasets of the sums    groups.txt        the planted groups
+sums.stream        a tree of tags as an object stream
 NOTE

@@ -3,10 +3,12 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <filesystem>
 #include <sstream>
 #include <stdexcept>
 #include <string>
 
+#include "inspect_stream.h"
 #include "support/temporary_folder.h"
 
 namespace {
@@ -24,7 +26,7 @@ class InspectXml : public ::testing::Test {
     int status = -1;
     failure.clear();
     try {
-      status = vesk_inspect::inspectXml(path, out);
+      status = vesk_inspect::inspectXml({path, streamPath}, out);
     } catch (const std::runtime_error& error) {
       failure = error.what();
     }
@@ -34,6 +36,7 @@ class InspectXml : public ::testing::Test {
   }
 
   TemporaryFolder folder;
+  std::string streamPath;
   std::string shown;
   std::string parserOutput;
   std::string failure;
@@ -73,6 +76,36 @@ TEST_F(InspectXml, NamesAFileThatCannotBeOpened) {
 TEST_F(InspectXml, NamesADirectory) {
   run(folder.path());
   EXPECT_EQ(failure, folder.path() + " is a directory");
+}
+
+TEST_F(InspectXml, SavesTheTreeAsAnObjectStream) {
+  streamPath = folder.path("tree.stream");
+  EXPECT_EQ(run(write("<A><B>5</B></A>\n")), 0);
+  std::ostringstream listing;
+  EXPECT_TRUE(vesk_inspect::inspectStream({streamPath, 20}, listing));
+  EXPECT_THAT(listing.str(), HasSubstr("QUVENXMLHandler {\n  root = QUVENXMLTag {\n"));
+  EXPECT_THAT(listing.str(), HasSubstr("ivName = \"B\"\n"));
+  EXPECT_THAT(listing.str(), HasSubstr("ivValue = \"5\"\n"));
+}
+
+TEST_F(InspectXml, SavesNothingOfAFileThatDoesNotParse) {
+  streamPath = folder.path("tree.stream");
+  EXPECT_EQ(run(write("<A><B>5</A>\n")), 1);
+  EXPECT_FALSE(std::filesystem::exists(streamPath));
+}
+
+TEST_F(InspectXml, ReportsAStreamThatCannotBeWritten) {
+  const std::string xml = write("<A>5</A>\n");
+  streamPath = "/dev/full";
+  EXPECT_EQ(run(xml), -1);
+  EXPECT_EQ(failure, "cannot write /dev/full: No space left on device");
+  streamPath = folder.path("no/such/folder");
+  EXPECT_EQ(run(xml), -1);
+  EXPECT_EQ(failure, "cannot write " + streamPath + ": No such file or directory");
+  streamPath = xml;
+  EXPECT_EQ(run(xml), -1);
+  EXPECT_EQ(failure, "the stream would replace " + xml);
+  EXPECT_EQ(folder.read("in.xml"), "<A>5</A>\n");
 }
 
 }  // namespace

@@ -28,8 +28,8 @@ Examples:
   vesk-inspect dataset out.bin --rows 30
   vesk-inspect dataset out.bin_payload_1 --form sparse
   vesk-inspect process table.process --dates --payloads 1
-  vesk-inspect xml table.xml
-  vesk-inspect stream results.stream
+  vesk-inspect xml table.xml --save table.stream
+  vesk-inspect stream table.stream
   vesk-inspect types QUVENXMLTag
 )";
 
@@ -65,13 +65,14 @@ void addProcessCommand(CLI::App& app, Action& action) {
 }
 
 void addXmlCommand(CLI::App& app, Action& action) {
-  auto path = std::make_shared<std::string>();
+  auto options = std::make_shared<XmlOptions>();
   CLI::App* command = app.add_subcommand("xml", "A parameter file, printed as the system writes one");
-  command->add_option("FILE", *path, "The XML file")->required();
-  command->callback([path, &action] {
-    action = [path](std::ostream& out) {
+  command->add_option("FILE", options->path, "The XML file")->required();
+  command->add_option("--save", options->streamPath, "Save the tree of tags as an object stream");
+  command->callback([options, &action] {
+    action = [options](std::ostream& out) {
       try {
-        return inspectXml(*path, out) == 0;
+        return inspectXml(*options, out) == 0;
       } catch (int) {  // the library exception: its report was printed where it was raised
         return false;
       }
