@@ -129,4 +129,19 @@ constexpr std::uint32_t hashPair(std::uint32_t a, std::uint32_t b) {
   return hashIntegerKey(rotated(t) ^ b);
 }
 
+/// The draw of a field for a record: the same for the same name and record.
+class QUVENFieldDraw {
+ public:
+  QUVENFieldDraw(std::uint32_t recordId, const QUVENStringWithHash& name) : number(hashPair(recordId, name.hash())) {}
+
+  /// A place from 0 to the total, both included.
+  double inTotal(double total) const { return number * total / Largest; }
+  /// A second place, for what is inside of what the first has chosen.
+  double within(double count) const { return hashInt(number) * (count / Largest); }
+
+ private:
+  static constexpr double Largest = 4294967295.0;
+  std::uint32_t number;
+};
+
 #endif  // QUVEN_FIELD_H
