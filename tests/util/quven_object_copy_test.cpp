@@ -221,6 +221,8 @@ TEST_F(QUVENObjectTest, NewCopyWithoutMemoryLeavesNothingBehind) {
     });
     EXPECT_EQ(run.out.find("while holding"), std::string::npos) << run.out;
     EXPECT_EQ(run.out.find("without resetting"), std::string::npos) << run.out;
+    // A text without memory is reported, too.
+    EXPECT_EQ(run.out.find("Cannot allocate ") != std::string::npos, run.threwMemoryException) << run.out;
     return !run.threwMemoryException;
   };
   long allowed = 0;

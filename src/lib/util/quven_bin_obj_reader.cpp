@@ -6,6 +6,7 @@
 #include <limits>
 
 #include "util/quven_debug.h"
+#include "util/quven_memory.h"
 #include "util/quven_numbers.h"
 #include "util/quven_varint.h"
 
@@ -45,6 +46,11 @@ void QUVENBinObjReader::checkCount(std::uint64_t count, std::uint64_t fewestByte
   if (count > blob->getRemaining() / fewestBytesEach) reportReadError(QUVEN_ENV);
 }
 
+long QUVENBinObjReader::getElementsAtATime() const {
+  constexpr long step = 4096;
+  return blob->getRemaining() == QUVENBlobIO::UnknownRemaining ? step : QUVENObjReader::getElementsAtATime();
+}
+
 std::string_view QUVENBinObjReader::readText(std::int64_t length, const QUVENEnvHandle& env) {
   if (length < 0) reportReadError(QUVEN_ENV);
   const std::size_t wanted = static_cast<std::size_t>(length);
@@ -56,7 +62,7 @@ std::string_view QUVENBinObjReader::readText(std::int64_t length, const QUVENEnv
     const std::size_t done = scratch.size();
     const std::size_t next =
         blob->getRemaining() == QUVENBlobIO::UnknownRemaining ? std::min(part, wanted - done) : wanted - done;
-    scratch.resize(done + next);
+    quvenResizeText(scratch, done + next, QUVEN_ENV);
     readBytes(scratch.data() + done, next, QUVEN_ENV);
   }
   return scratch;
@@ -111,7 +117,7 @@ void QUVENBinObjReader::readVarints(std::span<Number> values, Decode decode, con
 void QUVENBinObjReader::readNextKeyword(const QUVENEnvHandle& env) {
   std::int64_t value = 0;
   if (!readVarint(value, quvenDecodeSigned, AtEnd::IsAllowed, QUVEN_ENV)) return bufferEnd();
-  if (value >= 1) return bufferName(readText(value, QUVEN_ENV));
+  if (value >= 1) return bufferName(readText(value, QUVEN_ENV), QUVEN_ENV);
   constexpr std::int64_t lowest = std::numeric_limits<std::int64_t>::min();
   bufferCode(value == lowest ? std::numeric_limits<std::int64_t>::max() : -value);
 }
@@ -141,7 +147,7 @@ std::uint8_t QUVENBinObjReader::readUnsignedByte(const QUVENEnvHandle& env) {
 }
 
 void QUVENBinObjReader::readString(std::string& value, const QUVENEnvHandle& env) {
-  value.assign(readText(readSignedVarint(QUVEN_ENV), QUVEN_ENV));
+  quvenAssignText(value, readText(readSignedVarint(QUVEN_ENV), QUVEN_ENV), QUVEN_ENV);
 }
 
 std::uint64_t QUVENBinObjReader::readUnsignedVarint(const QUVENEnvHandle& env) {
@@ -166,7 +172,7 @@ const QUVENStringWithHash& QUVENBinObjReader::readObjectType(const QUVENEnvHandl
   expectKeyword(QUVEN_KWD(BeginObjectType), "Syntax Error: BeginObjectType keyword expected", QUVEN_ENV);
   const std::string_view name = readText(readSignedVarint(QUVEN_ENV), QUVEN_ENV);
   // Many objects in a row are of one type, whose hash is known.
-  if (!(objectType == name)) objectType.assign(name);
+  if (!(objectType == name)) quvenAssignText(objectType, name, QUVEN_ENV);
   return objectType;
 }
 

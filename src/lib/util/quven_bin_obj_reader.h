@@ -29,6 +29,7 @@ class QUVENBinObjReader final : public QUVENObjReader {
   void readNumbers(std::span<std::uint64_t> values, const QUVENEnvHandle& env) override;
   void readNumbers(std::span<double> values, const QUVENEnvHandle& env) override;
   void checkCount(std::uint64_t count, std::uint64_t fewestBytesEach, const QUVENEnvHandle& env) override;
+  long getElementsAtATime() const override;
 
  private:
   enum class AtEnd { IsError, IsAllowed };

@@ -39,6 +39,7 @@ bool QUVENFileBlobIO::close() {
     if (::close(descriptor) != 0) fail();
     descriptor = -1;
     writeAt = writeEnd = nullptr;
+    readAt = readEnd = nullptr;
   }
   return errorText.empty();
 }

@@ -15,7 +15,7 @@ constexpr std::size_t cellBytes = 64;
 constexpr std::uint64_t fewestCells = 4;
 constexpr double growthFactor = 1.4142135623731;
 
-long cellsFor(std::uint64_t bytes) { return static_cast<long>((bytes + cellBytes - 1) / cellBytes); }
+long cellsFor(std::uint64_t bytes) { return static_cast<long>(bytes / cellBytes + (bytes % cellBytes != 0 ? 1 : 0)); }
 
 }  // namespace
 

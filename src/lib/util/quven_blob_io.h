@@ -29,7 +29,10 @@ class QUVENBlobIO {
   /// The end of the input is reported only after a read that came up short.
   int getStatus() const { return status; }
 
+  // No bytes at all may come from or go to null, which memcpy does not take.
+
   void write(const void* bytes, std::size_t count, const QUVENEnvHandle& env) {
+    if (count == 0) return;
     if (char* place = roomFor(count)) {
       std::memcpy(place, bytes, count);
       commit(count);
@@ -40,6 +43,7 @@ class QUVENBlobIO {
 
   /// Reads up to count bytes and returns how many there were.
   std::size_t read(void* bytes, std::size_t count, const QUVENEnvHandle& env) {
+    if (count == 0) return 0;
     if (count <= getReadWindow().size()) {
       std::memcpy(bytes, readAt, count);
       readAt += count;

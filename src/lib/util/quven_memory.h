@@ -3,6 +3,8 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <new>
+#include <string>
 #include <string_view>
 
 class QUVENEnvHandle;
@@ -26,5 +28,25 @@ void quvenFreeCells(void* block, long count, std::size_t cellBytes, std::size_t 
 
 /// Reports a failed allocation at the place of the handle and throws XRTMemoryException. Allocates nothing before.
 [[noreturn]] void quvenMemoryFailure(std::string_view text, std::int64_t bytesAsked, const QUVENEnvHandle& env);
+
+/// Assigns a text to a string, or to a string with hash, that came from outside the program.
+/// Errors: without memory those of quvenAllocateCells, not the bare exception of the string.
+template <class String>
+void quvenAssignText(String& target, std::string_view text, const QUVENEnvHandle& env) {
+  try {
+    target.assign(text);
+  } catch (const std::bad_alloc&) {
+    quvenMemoryFailure("Cannot allocate array memory", static_cast<std::int64_t>(text.size()), env);
+  }
+}
+
+/// Makes a string a number of bytes long; errors as above.
+inline void quvenResizeText(std::string& target, std::size_t bytes, const QUVENEnvHandle& env) {
+  try {
+    target.resize(bytes);
+  } catch (const std::bad_alloc&) {
+    quvenMemoryFailure("Cannot allocate array memory", static_cast<std::int64_t>(bytes), env);
+  }
+}
 
 #endif  // QUVEN_MEMORY_H

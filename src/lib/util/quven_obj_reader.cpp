@@ -4,6 +4,7 @@
 #include <string>
 
 #include "util/quven_debug.h"
+#include "util/quven_memory.h"
 #include "util/quven_object.h"
 
 QUVENObjReader::~QUVENObjReader() {
@@ -43,8 +44,8 @@ void QUVENObjReader::readNumbers(std::span<double> values, const QUVENEnvHandle&
 
 void QUVENObjReader::checkCount(std::uint64_t, std::uint64_t, const QUVENEnvHandle&) {}
 
-void QUVENObjReader::bufferName(std::string_view name) {
-  bufferedName.assign(name);
+void QUVENObjReader::bufferName(std::string_view name, const QUVENEnvHandle& env) {
+  quvenAssignText(bufferedName, name, QUVEN_ENV);
   bufferedKind = NameText;
   bufferState = Buffered;
 }
@@ -92,7 +93,8 @@ bool QUVENObjReader::keywordMatches(const QUVENKeyword& keyword, const QUVENEnvH
 }
 
 void QUVENObjReader::putBackPointer(const QUVENStringWithHash& name, void* pointer, const QUVENEnvHandle& env) {
-  backPointers.put(name, pointer, QUVEN_ENV);
+  const QUVENEnvHandle own(*environment, env.getFile(), env.getLine(), env.getFunction());
+  backPointers.put(name, pointer, own);
 }
 
 void QUVENObjReader::readObjectBody(QUVENObject& object, const QUVENEnvHandle& env) {
@@ -109,6 +111,8 @@ void QUVENObjReader::readObjectBody(QUVENObject& object, const QUVENEnvHandle& e
     // An object that took nothing comes here twice: the test for the end has read the keyword in the first round.
     if (keywordsRead == keywordsBefore) {
       reportUnexpectedKeyword(QUVEN_ENV);
+      // A form that goes on behind an unknown keyword cannot go on behind the end of its input.
+      if (isAtEnd()) QUVENObjReader::reportUnexpectedKeyword(QUVEN_ENV);
       takeKeyword();
     }
     keywordsBefore = keywordsRead;

@@ -2,6 +2,7 @@
 #define QUVEN_OBJ_READER_H
 
 #include <cstdint>
+#include <limits>
 #include <span>
 #include <string>
 
@@ -60,6 +61,8 @@ class QUVENObjReader {
 
   /// Refuses a number of elements, each of some bytes at least, that the rest of the stream cannot hold.
   virtual void checkCount(std::uint64_t count, std::uint64_t fewestBytesEach, const QUVENEnvHandle& env);
+  /// How many elements to make room for at a time: all that are announced, unless nobody knows what the stream holds.
+  virtual long getElementsAtATime() const { return std::numeric_limits<long>::max(); }
 
   /// Whether this keyword comes next; then it is matched, and whoever reads its value calls takeKeyword.
   bool keywordMatches(const QUVENKeyword& keyword, const QUVENEnvHandle& env);
@@ -101,7 +104,7 @@ class QUVENObjReader {
   };
 
   // What a form buffers.
-  void bufferName(std::string_view name);
+  void bufferName(std::string_view name, const QUVENEnvHandle& env);
   void bufferCode(std::int64_t code);
   void bufferLevelAndOrdinal(std::int32_t classLevel, std::int32_t fieldOrdinal);
   void bufferEnd() { bufferState = EndOfInput; }

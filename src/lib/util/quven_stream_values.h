@@ -11,6 +11,7 @@
 #include <string>
 
 #include "util/quven_class_info.h"
+#include "util/quven_memory.h"
 #include "util/quven_numbers.h"
 #include "util/quven_obj_reader.h"
 #include "util/quven_obj_writer.h"
@@ -58,9 +59,11 @@ inline void readWide(QUVENObjReader& reader, double& v, const QUVENEnvHandle& en
 
 inline constexpr std::size_t chunk = 256;  // numbers converted at a time
 
+// Not inlined: their buffers would stand in the frame of every object on the way into nested ones.
+
 /// The elements of an array: as they stand where their type is that of the stream, else through a buffer.
 template <QUVENNumber T>
-void writeElements(QUVENObjWriter& writer, std::span<const T> values, const QUVENEnvHandle& env) {
+[[gnu::noinline]] void writeElements(QUVENObjWriter& writer, std::span<const T> values, const QUVENEnvHandle& env) {
   using Wide = QUVENWide<T>;
   if (values.empty()) return;
   if constexpr (std::same_as<T, Wide>) {
@@ -79,7 +82,7 @@ void writeElements(QUVENObjWriter& writer, std::span<const T> values, const QUVE
 }
 
 template <QUVENNumber T>
-void readElements(QUVENObjReader& reader, std::span<T> values, const QUVENEnvHandle& env) {
+[[gnu::noinline]] void readElements(QUVENObjReader& reader, std::span<T> values, const QUVENEnvHandle& env) {
   using Wide = QUVENWide<T>;
   if (values.empty()) return;
   if constexpr (std::same_as<T, Wide>) {
@@ -159,7 +162,7 @@ struct QUVENStreamValue<QUVENStringWithHash> {
   static void read(QUVENObjReader& reader, QUVENStringWithHash& value, const QUVENEnvHandle& env) {
     std::string text;
     reader.readString(text, env);
-    value.assign(text);
+    quvenAssignText(value, text, env);
   }
   static QUVENMemberType describe() { return QUVENStreamValue<std::string>::describe(); }
 };
@@ -215,8 +218,7 @@ struct QUVENStreamValue<QUVENXaRay<T, kind>> {
       readUnknownLength(reader, array, env);
     } else {
       reader.checkCount(static_cast<std::uint64_t>(size), Element::fewestBytes, env);
-      array.setSize(size, env);
-      readElements(reader, array, env);
+      readElements(reader, array, size, env);
     }
     reader.endArrayElements(env);
   }
@@ -228,11 +230,31 @@ struct QUVENStreamValue<QUVENXaRay<T, kind>> {
   }
 
  private:
-  static void readElements(QUVENObjReader& reader, Array& array, const QUVENEnvHandle& env) {
+  static void readElements(QUVENObjReader& reader, Array& array, long size, const QUVENEnvHandle& env) {
+    // Strings and objects are made as they arrive: the claims of nested arrays would multiply.
+    constexpr long elementsOnTrust = 64;
+    const long step =
+        QUVENNumber<T> ? reader.getElementsAtATime() : std::min(reader.getElementsAtATime(), elementsOnTrust);
+    if (size <= step) {
+      array.setSize(size, env);
+      return readElements(reader, array, 0, size, env);
+    }
+    // A count that nothing vouches for is paid for only as far as its elements arrive.
+    array.setSize(std::min(size, array.getSize()), env);
+    for (long done = 0; done < size; done = std::min(size, done + step)) {
+      const long next = std::min(size, done + step);
+      array.autoExtend(next, env);
+      readElements(reader, array, done, next, env);
+    }
+  }
+
+  /// The elements behind the first ones.
+  static void readElements(QUVENObjReader& reader, Array& array, long first, long last, const QUVENEnvHandle& env) {
     if constexpr (QUVENNumber<T>) {
-      quven_stream::readElements(reader, array.toZeroBased(), env);
+      const auto part = array.toZeroBased().subspan(static_cast<std::size_t>(first));
+      quven_stream::readElements(reader, part.first(static_cast<std::size_t>(last - first)), env);
     } else {
-      for (T& element : array) Element::read(reader, element, env);
+      for (long i = first + 1; i <= last; ++i) Element::read(reader, array[i], env);
     }
   }
 

@@ -8,6 +8,7 @@
 #include <utility>
 
 #include "util/quven_hash.h"
+#include "util/quven_memory.h"
 #include "util/quven_xashtable.h"
 
 /// The string with hash: a text that remembers its hash. Any change of the text clears the flag that the hash is valid.
@@ -34,6 +35,12 @@ class QUVENStringWithHash {
   void assign(std::string_view newText) {
     text.assign(newText);
     hashValid = 0;
+  }
+  /// Errors: "Cannot allocate array memory" and XRTMemoryException; the string is as it was then.
+  void copyFrom(const QUVENStringWithHash& other, const QUVENEnvHandle& env) {
+    quvenAssignText(text, other.text, QUVEN_ENV);
+    hashValid = other.hashValid;
+    hashValue = other.hashValue;
   }
   void append(std::string_view more) {
     text.append(more);

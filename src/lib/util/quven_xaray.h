@@ -9,6 +9,7 @@
 #include <limits>
 #include <memory>
 #include <span>
+#include <string>
 #include <type_traits>
 #include <utility>
 
@@ -36,13 +37,16 @@ void quvenReleaseCell(T& cell, const QUVENEnvHandle& env) {
   }
 }
 
-/// Deep copy of a cell: by the first of copyFrom(source, env), copyFromPrimitive(&source, env), assignment.
+/// Deep copy of a cell: by the first of copyFrom(source, env), copyFromPrimitive(&source, env), assignment. A text that
+/// finds no memory is reported like any other allocation.
 template <class T>
 void quvenCopyCell(T& cell, const T& source, const QUVENEnvHandle& env) {
   if constexpr (requires { cell.copyFrom(source, env); }) {
     cell.copyFrom(source, env);
   } else if constexpr (requires { cell.copyFromPrimitive(&source, env); }) {
     cell.copyFromPrimitive(&source, env);
+  } else if constexpr (std::is_same_v<T, std::string>) {
+    quvenAssignText(cell, source, env);
   } else {
     static_cast<void>(env);
     cell = source;
