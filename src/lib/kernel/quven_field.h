@@ -28,6 +28,24 @@ enum class QUVENFieldPurpose : std::int32_t { None = 0, Target = 1, LineNumber =
 /// The kinds of a field's values; every kind other than Numeric is categorical.
 enum class QUVENFieldType : std::int32_t { Categorical = 1, Numeric = 2 };
 
+/// The value of a field at some time, to be put back later: of one type of field.
+///
+/// Lifetime: deleteMemory(env) before it ends.
+class QUVENFieldValue {
+ public:
+  void deleteMemory(const QUVENEnvHandle& env) { numValues.deleteMemory(QUVEN_ENV); }
+
+ private:
+  friend class QUVENField;
+  QUVENFieldType ivFieldType = QUVENFieldType::Numeric;
+  std::int32_t valuePresent = 0;
+  std::int32_t valueMissing = 0;
+  double numValue = 0;
+  QUVENStringWithHash catValue;
+  std::int32_t valueIndex = 0;
+  QUVENXaRay<double> numValues;
+};
+
 /// A column.
 ///
 /// Units:    a value is absent until a record delivers something, and then present or missing. Values of several
@@ -63,13 +81,18 @@ class QUVENField : public QUVENObjectOf<QUVENField, QUVENDataScan> {
   void setMissing();
   void setNumValue(double value);
   void setCatValue(std::string_view text);
-  /// The values of the channels, 1..values.getSize().
+  /// The values of the channels, 1..values.getSize(), the first of which is the single value as well. None is a record
+  /// that delivers nothing.
   void setNumValues(const QUVENXaRay<double>& values, const QUVENEnvHandle& env);
   /// Errors: the value of a missing field fails the assertion "!isMissing()".
   double getNumValue(const QUVENEnvHandle& env) const;
   const QUVENStringWithHash& getCatValue(const QUVENEnvHandle& env) const;
   long getNumValues() const { return numValueCount; }
   double getNumValueOfChannel(long channel, const QUVENEnvHandle& env) const;
+  /// Keeps the value of the current record, or that there is none.
+  void saveValue(QUVENFieldValue& savedfieldval, const QUVENEnvHandle& env) const;
+  /// Errors: the value of a field of another type fails "savedfieldval.ivFieldType == getType()".
+  void restoreValue(const QUVENFieldValue& savedfieldval, const QUVENEnvHandle& env);
   /// The bin or category of the value, found when it is asked for.
   std::int32_t getValueIndex(const QUVENEnvHandle& env);
 
