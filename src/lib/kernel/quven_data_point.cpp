@@ -22,6 +22,7 @@ QUVENField* QUVENDataPoint::findField(const QUVENStringWithHash& name) const {
 void QUVENDataPoint::postReadPrimitive(QUVENObjReader& reader, const QUVENEnvHandle& env) {
   Members::postReadPrimitive(reader, QUVEN_ENV);
   names.deleteMemory(QUVEN_ENV);
+  clearActiveFields(QUVEN_ENV);
   for (QUVENOwnPtr<QUVENField>& field : ivFields) {
     QUVEN_ASSERT_CAUSE(field != 0, "A data point without one of its fields");  // NOLINT(modernize-use-nullptr)
     const long index = names.insert(field->getName(), QUVEN_ENV);

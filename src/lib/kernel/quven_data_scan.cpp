@@ -48,8 +48,10 @@ void QUVENDataScanGlobalVars::writePrimitive(QUVENObjWriter&, const QUVENEnvHand
 }
 
 QUVENDataScan::QUVENDataScan(const QUVENEnvHandle& env)
-    : ivSerialNumber(QUVENDataScanGlobalVars::get(QUVEN_ENV).registerScan(this, QUVEN_ENV)),
-      ivGlobalNumChannels(QUVENFieldGlobalVars::get(QUVEN_ENV).getGlobalNumChannels()) {}
+    : ivGlobalNumChannels(QUVENFieldGlobalVars::get(QUVEN_ENV).getGlobalNumChannels()) {
+  // Last, for what fails before it leaves no entry of a scan that was never there.
+  ivSerialNumber = QUVENDataScanGlobalVars::get(QUVEN_ENV).registerScan(this, QUVEN_ENV);
+}
 
 QUVENDataScan::~QUVENDataScan() {
   // A constructor further down that failed: nobody calls destroyPrimitive then.

@@ -40,10 +40,33 @@ void QUVENField::setCatValue(std::string_view text) {
 
 void QUVENField::setNumValues(const QUVENXaRay<double>& values, const QUVENEnvHandle& env) {
   clearValue();
+  if (values.isEmpty()) return;
   if (numValues.getSize() < values.getSize()) numValues.autoExtend(values.getSize(), QUVEN_ENV);
   std::copy(values.begin(), values.end(), numValues.begin());
   valuePresent = 1;
+  numValue = values[1];
   numValueCount = static_cast<std::int32_t>(values.getSize());
+}
+
+void QUVENField::saveValue(QUVENFieldValue& savedfieldval, const QUVENEnvHandle& env) const {
+  savedfieldval.ivFieldType = getType();
+  savedfieldval.valuePresent = valuePresent;
+  savedfieldval.valueMissing = valueMissing;
+  savedfieldval.numValue = numValue;
+  savedfieldval.catValue = catValue;
+  savedfieldval.valueIndex = valueIndex;
+  savedfieldval.numValues.fromZeroBased(numValues.toZeroBased().first(static_cast<std::size_t>(numValueCount)),
+                                        QUVEN_ENV);
+}
+
+void QUVENField::restoreValue(const QUVENFieldValue& savedfieldval, const QUVENEnvHandle& env) {
+  QUVEN_ASSERT(savedfieldval.ivFieldType == getType());
+  setNumValues(savedfieldval.numValues, QUVEN_ENV);
+  valuePresent = savedfieldval.valuePresent;
+  valueMissing = savedfieldval.valueMissing;
+  numValue = savedfieldval.numValue;
+  catValue = savedfieldval.catValue;
+  valueIndex = savedfieldval.valueIndex;
 }
 
 double QUVENField::getNumValue(const QUVENEnvHandle&) const {
@@ -92,7 +115,7 @@ void QUVENField::merge(QUVENDataScan*, const QUVENEnvHandle& env) { quvenNotImpl
 long QUVENField::getNumDistValues(const QUVENEnvHandle& env) const { quvenNotImplemented(QUVEN_ENV); }
 void QUVENField::setSampleFlag(bool, const QUVENEnvHandle& env) { quvenNotImplemented(QUVEN_ENV); }
 void QUVENField::computeValue(QUVENDataPoint&, const QUVENEnvHandle& env) { quvenNotImplemented(QUVEN_ENV); }
-void QUVENField::reservedOperation(const QUVENEnvHandle&) {}
+void QUVENField::reservedOperation(const QUVENEnvHandle& env) { quvenNotImplemented(QUVEN_ENV); }
 void QUVENField::updateDistribution(std::uint32_t, const QUVENEnvHandle& env) { quvenNotImplemented(QUVEN_ENV); }
 void QUVENField::beginDistributionPass(const QUVENEnvHandle& env) { quvenNotImplemented(QUVEN_ENV); }
 void QUVENField::endDistributionPass(const QUVENEnvHandle& env) { quvenNotImplemented(QUVEN_ENV); }

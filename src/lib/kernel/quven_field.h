@@ -28,6 +28,24 @@ enum class QUVENFieldPurpose : std::int32_t { None = 0, Target = 1, LineNumber =
 /// The kinds of a field's values; every kind other than Numeric is categorical.
 enum class QUVENFieldType : std::int32_t { Categorical = 1, Numeric = 2 };
 
+/// The value of a field at some time, to be put back later: of one type of field.
+///
+/// Lifetime: deleteMemory(env) before it ends.
+class QUVENFieldValue {
+ public:
+  void deleteMemory(const QUVENEnvHandle& env) { numValues.deleteMemory(QUVEN_ENV); }
+
+ private:
+  friend class QUVENField;
+  QUVENFieldType ivFieldType = QUVENFieldType::Numeric;
+  std::int32_t valuePresent = 0;
+  std::int32_t valueMissing = 0;
+  double numValue = 0;
+  QUVENStringWithHash catValue;
+  std::int32_t valueIndex = 0;
+  QUVENXaRay<double> numValues;
+};
+
 /// A column.
 ///
 /// Units:    a value is absent until a record delivers something, and then present or missing. Values of several
@@ -63,13 +81,18 @@ class QUVENField : public QUVENObjectOf<QUVENField, QUVENDataScan> {
   void setMissing();
   void setNumValue(double value);
   void setCatValue(std::string_view text);
-  /// The values of the channels, 1..values.getSize().
+  /// The values of the channels, 1..values.getSize(), the first of which is the single value as well. None is a record
+  /// that delivers nothing.
   void setNumValues(const QUVENXaRay<double>& values, const QUVENEnvHandle& env);
   /// Errors: the value of a missing field fails the assertion "!isMissing()".
   double getNumValue(const QUVENEnvHandle& env) const;
   const QUVENStringWithHash& getCatValue(const QUVENEnvHandle& env) const;
   long getNumValues() const { return numValueCount; }
   double getNumValueOfChannel(long channel, const QUVENEnvHandle& env) const;
+  /// Keeps the value of the current record, or that there is none.
+  void saveValue(QUVENFieldValue& savedfieldval, const QUVENEnvHandle& env) const;
+  /// Errors: the value of a field of another type fails "savedfieldval.ivFieldType == getType()".
+  void restoreValue(const QUVENFieldValue& savedfieldval, const QUVENEnvHandle& env);
   /// The bin or category of the value, found when it is asked for.
   std::int32_t getValueIndex(const QUVENEnvHandle& env);
 
@@ -128,5 +151,20 @@ constexpr std::uint32_t hashPair(std::uint32_t a, std::uint32_t b) {
   const std::uint32_t t = hashIntegerKey(rotated(a) ^ b);
   return hashIntegerKey(rotated(t) ^ b);
 }
+
+/// The draw of a field for a record: the same for the same name and record.
+class QUVENFieldDraw {
+ public:
+  QUVENFieldDraw(std::uint32_t recordId, const QUVENStringWithHash& name) : number(hashPair(recordId, name.hash())) {}
+
+  /// A place from 0 to the total, both included.
+  double inTotal(double total) const { return number * total / Largest; }
+  /// A second place, for what is inside of what the first has chosen.
+  double within(double count) const { return hashInt(number) * (count / Largest); }
+
+ private:
+  static constexpr double Largest = 4294967295.0;
+  std::uint32_t number;
+};
 
 #endif  // QUVEN_FIELD_H

@@ -73,19 +73,24 @@ void QUVENFieldNameMap::rebuildTable(const QUVENEnvHandle& env) {
   }
 }
 
+void QUVENFieldNameMap::forgetOwned(const QUVENEnvHandle& env) {
+  for (QUVENOwnPtr<QUVENField>& owned : ivOwnedFields) {
+    if (owned && find(owned->getName()) == owned.get()) fieldTable.remove(owned->getName(), QUVEN_ENV);
+  }
+}
+
 void QUVENFieldNameMap::copyFromPrimitive(const QUVENObject* source, const QUVENEnvHandle& env) {
   Members::copyFromPrimitive(source, QUVEN_ENV);
   if (source != nullptr && source != this) rebuildTable(QUVEN_ENV);  // the copies stand for the fields of the source
 }
 
-void QUVENFieldNameMap::transferFromPrimitive(QUVENObject* source, const QUVENEnvHandle& env) {
-  Members::transferFromPrimitive(source, QUVEN_ENV);
-}
-
 void QUVENFieldNameMap::readPrimitive(QUVENObjReader& reader, const QUVENEnvHandle& env) {
   putInto(reader, QUVEN_ENV);
+  if (!reader.keywordMatches(QUVEN_KWD(ivOwnedFields), QUVEN_ENV)) return Members::readPrimitive(reader, QUVEN_ENV);
+  // Reading may release some of them; none of their names may lead there then.
+  forgetOwned(QUVEN_ENV);
   Members::readPrimitive(reader, QUVEN_ENV);
-  if (reader.isKeywordTaken()) rebuildTable(QUVEN_ENV);
+  rebuildTable(QUVEN_ENV);
 }
 
 void QUVENFieldNameMap::postReadPrimitive(QUVENObjReader& reader, const QUVENEnvHandle& env) {

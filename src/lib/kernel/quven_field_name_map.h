@@ -49,12 +49,12 @@ class QUVENFieldNameMap : public QUVENObjectOf<QUVENFieldNameMap, QUVENObject> {
   void putInto(QUVENObjReader& reader, const QUVENEnvHandle& env);
 
   void copyFromPrimitive(const QUVENObject* source, const QUVENEnvHandle& env) override;
-  void transferFromPrimitive(QUVENObject* source, const QUVENEnvHandle& env) override;
   void readPrimitive(QUVENObjReader& reader, const QUVENEnvHandle& env) override;
   void postReadPrimitive(QUVENObjReader& reader, const QUVENEnvHandle& env) override;
 
  private:
   void rebuildTable(const QUVENEnvHandle& env);
+  void forgetOwned(const QUVENEnvHandle& env);
 
   QUVEN_MEMBER_AS("ivFieldNameTable", ivOwnedFields, QUVENXaRay<QUVENOwnPtr<QUVENField>, 0>);
   QUVEN_MEMBER(ivCorrelationVec, QUVENXaRay<QUVENOwnPtr<QUVENFieldCorrelations>, 0>);

@@ -1,7 +1,5 @@
 #include "kernel/quven_scan_results.h"
 
-#include <cstdlib>
-
 #include "util/quven_debug.h"
 #include "util/quven_stream_values.h"
 
@@ -59,8 +57,9 @@ void quvenReadDataScanResults(QUVENObjReader& reader, const QUVENKeyword& result
     if (!quvenRead(reader, resultKwd, resultPtr, QUVEN_ENV)) return;
     QUVEN_ASSERT_CAUSE(resultPtr != 0, "Missing data scan result object in input");  // NOLINT(modernize-use-nullptr)
     checkIsResult("resultPtr->ivMergeWithSerialNumber < 0", *resultPtr);
-    QUVENDataScan* mergePtr =
-        QUVENDataScanGlobalVars::get(QUVEN_ENV).find(std::abs(resultPtr->getMergeWithSerialNumber()));
+    // Wider than the number: the lowest of a foreign stream has no absolute value, and no scan either.
+    const std::int64_t serialNumber = -std::int64_t{resultPtr->getMergeWithSerialNumber()};
+    QUVENDataScan* mergePtr = QUVENDataScanGlobalVars::get(QUVEN_ENV).find(quvenSaturate<std::int32_t>(serialNumber));
     QUVEN_ASSERT_CAUSE(mergePtr != 0, "Cannot find corresponding data scan object");  // NOLINT(modernize-use-nullptr)
     mergePtr->merge(resultPtr.get(), QUVEN_ENV);
     resultPtr.reset(QUVEN_ENV);
