@@ -1,0 +1,11 @@
+#ifndef QUVEN_WORKER_H
+#define QUVEN_WORKER_H
+
+// Who this process is among the workers of a run. A process that has not initialised MPI is alone.
+
+/// The rank of this worker; 0 is the master.
+int quvenWorkerRank();
+/// The number of workers.
+int quvenWorkerCount();
+
+#endif  // QUVEN_WORKER_H
