@@ -233,4 +233,40 @@ TEST(DecodeEntities, TakesBackWhatEscapingDid) {
   EXPECT_EQ(decode(escape_entities(all)), all);
 }
 
+class ReadNumberList : public ::testing::Test {
+ protected:
+  template <class Number>
+  std::vector<Number> numbersOf(const std::string& text) {
+    QUVENXaRay<Number> numbers;
+    numbers.append(Number{77}, QUVEN_ENV);
+    read_number_list(text, numbers, QUVEN_ENV);
+    std::vector<Number> result(numbers.begin(), numbers.end());
+    numbers.deleteMemory(QUVEN_ENV);
+    return result;
+  }
+  std::vector<std::int32_t> integers(const std::string& text) { return numbersOf<std::int32_t>(text); }
+  std::vector<double> doubles(const std::string& text) { return numbersOf<double>(text); }
+
+  QUVENEnv environment;
+  QUVENEnv* env = &environment;
+};
+
+TEST_F(ReadNumberList, GivesAnElementMoreThanThereAreCommas) {
+  EXPECT_EQ(integers("1,2,3"), (std::vector<std::int32_t>{1, 2, 3}));
+  EXPECT_EQ(integers(" -4 ,\t+5"), (std::vector<std::int32_t>{-4, 5}));
+  EXPECT_EQ(integers("7"), (std::vector<std::int32_t>{7}));
+  EXPECT_EQ(doubles("0.5,1e3,-2"), (std::vector<double>{0.5, 1000, -2}));
+  EXPECT_EQ(integers("1 2 3"), (std::vector<std::int32_t>{1}));
+}
+
+TEST_F(ReadNumberList, LeavesZerosFromTheFirstWordThatIsNoNumber) {
+  EXPECT_EQ(integers(""), (std::vector<std::int32_t>{0}));
+  EXPECT_EQ(integers(","), (std::vector<std::int32_t>{0, 0}));
+  EXPECT_EQ(integers("1,,3"), (std::vector<std::int32_t>{1, 3, 0}));
+  EXPECT_EQ(integers("1,x,3"), (std::vector<std::int32_t>{1, 0, 0}));
+  EXPECT_EQ(doubles("1,x,3"), (std::vector<double>{1, 0, 0}));
+  EXPECT_EQ(integers("1.5,2"), (std::vector<std::int32_t>{1, 0}));
+  EXPECT_EQ(integers("1,99999999999,3"), (std::vector<std::int32_t>{1, 2147483647, 0}));
+}
+
 }  // namespace

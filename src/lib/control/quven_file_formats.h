@@ -25,4 +25,16 @@ inline constexpr double footerValue = 0.0;           ///< value of the footer tr
 inline constexpr double pairSumFooterMark = 7788.0;  ///< value of a pair sum footer, whose position is 0
 }  // namespace sparse_format
 
+/// A dataset as the analyses read it: records of equal length, a double for each column.
+namespace dataset_format {
+inline constexpr double missingValue = -99999.0;  ///< compared exactly, in columns of either type
+}  // namespace dataset_format
+
+/// The sparse quadruples: records (unused, line, position, value); a line is a header, whose value is the number of its
+/// entries, the entries, whose positions are column numbers from 1, and a record whose value is that of the target.
+namespace quadruple_format {
+inline constexpr std::size_t columns = 4;      ///< doubles a record
+inline constexpr double headerPosition = 0.0;  ///< position of the header
+}  // namespace quadruple_format
+
 #endif  // QUVEN_FILE_FORMATS_H

@@ -1,7 +1,9 @@
 #include "kernel/quven_string_manip.h"
 
+#include <algorithm>
 #include <array>
 #include <optional>
+#include <sstream>
 #include <utility>
 
 #include "util/quven_debug.h"
@@ -52,6 +54,18 @@ std::optional<char> decodeEntity(std::string_view entity) {
   return std::nullopt;
 }
 
+template <class Number>
+void readNumbers(std::string_view text, QUVENXaRay<Number>& numbers, const QUVENEnvHandle& env) {
+  std::string blanked(text);
+  std::replace(blanked.begin(), blanked.end(), ',', ' ');
+  numbers.deleteMemory(QUVEN_ENV);
+  numbers.setSize(std::count(text.begin(), text.end(), ',') + 1, QUVEN_ENV);
+  std::istringstream words(blanked);
+  for (Number& number : numbers) {
+    if (!(words >> number)) break;
+  }
+}
+
 }  // namespace
 
 bool scan_token(std::string_view line, std::size_t& position, int mode, std::string& token, std::string_view stopSet,
@@ -82,6 +96,14 @@ std::string_view trim(std::string_view text) {
   const std::size_t first = text.find_first_not_of(Blanks);
   if (first == std::string_view::npos) return {};
   return text.substr(first, text.find_last_not_of(Blanks) - first + 1);
+}
+
+void read_number_list(std::string_view text, QUVENXaRay<std::int32_t>& numbers, const QUVENEnvHandle& env) {
+  readNumbers(text, numbers, QUVEN_ENV);
+}
+
+void read_number_list(std::string_view text, QUVENXaRay<double>& numbers, const QUVENEnvHandle& env) {
+  readNumbers(text, numbers, QUVEN_ENV);
 }
 
 std::string escape_entities(std::string_view text) {

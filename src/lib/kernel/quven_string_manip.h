@@ -2,13 +2,15 @@
 #define QUVEN_STRING_MANIP_H
 
 // The text helpers of the library: the token scanner that the XML parser and the path walk share,
-// trimming, and the character entities of XML. A blank is a blank or a tab, and nothing else.
+// trimming, lists of numbers, and the character entities of XML. A blank is a blank or a tab, and nothing else.
 
 #include <cstddef>
+#include <cstdint>
 #include <string>
 #include <string_view>
 
 #include "util/quven_env.h"
+#include "util/quven_xaray.h"
 
 /// What scan_token does with blanks.
 enum ScanMode : int {
@@ -37,6 +39,14 @@ enum ScanWant : int {
 ///
 /// Lifetime: a view into the text.
 [[nodiscard]] std::string_view trim(std::string_view text);
+
+/// The numbers of a text, which stand between commas or blanks.
+///
+/// Shapes: the array gets one element more than there are commas, whatever the text holds.
+/// Errors: from the first word on that is no number, the elements are 0; an integer that does not fit becomes the
+///         nearest that does, and is the last.
+void read_number_list(std::string_view text, QUVENXaRay<std::int32_t>& numbers, const QUVENEnvHandle& env);
+void read_number_list(std::string_view text, QUVENXaRay<double>& numbers, const QUVENEnvHandle& env);
 
 /// The text with the five characters that mean something to XML (quotes, apostrophe, ampersand, angle brackets)
 /// replaced by their named entities; every other character stays.

@@ -1,0 +1,474 @@
+#include "control/quven_binaryindataset.h"
+
+#include <mpi.h>
+
+#include <charconv>
+#include <chrono>
+#include <cmath>
+#include <cstdio>
+#include <cstdlib>
+#include <fstream>
+#include <limits>
+
+#include "control/quven_dataset_info.h"
+#include "control/quven_file_formats.h"
+#include "control/quven_mpi_file.h"
+#include "kernel/quven_cat_field.h"
+#include "kernel/quven_num_field.h"
+#include "util/quven_registration.h"
+#include "vesk-common/quven_reports.h"
+
+QUVEN_REGISTER(QUVENBinaryInputDataset);
+
+namespace {
+
+constexpr std::int64_t progressRows = 5000000;
+constexpr double skipEverythingRate = 10.0;
+
+std::uint32_t timeGetTime() {
+  using namespace std::chrono;
+  return static_cast<std::uint32_t>(duration_cast<milliseconds>(steady_clock::now().time_since_epoch()).count());
+}
+
+bool isMpiRunning() {
+  int initialised = 0;
+  int finalised = 0;
+  MPI_Initialized(&initialised);
+  MPI_Finalized(&finalised);
+  return initialised != 0 && finalised == 0;
+}
+
+std::string nameOfPart(const std::string& name, std::size_t part) {
+  return std::string(name).append(".").append(std::to_string(part));
+}
+
+/// The size of a file that can be opened, or -1.
+std::int64_t sizeOfFile(const std::string& name) {
+  QUVENMPIFile file;
+  std::int64_t bytes = 0;
+  if (!file.open(MPI_COMM_SELF, name, MPI_MODE_RDONLY) || !file.getSize(bytes)) return -1;
+  return file.close() ? bytes : -1;
+}
+
+[[noreturn]] void dataFileFailed(const std::string& name, const QUVENEnvHandle& env) {
+  constexpr std::string_view text = "Failed to open input data file !!";
+  report_error(2305, name, text, QUVEN_ENV, false);
+  quvenFatalReport(text, QUVEN_ENV);
+}
+
+[[noreturn]] void infoFileFailed(const std::string& name, const QUVENEnvHandle& env) {
+  report_error(2306, name, "Failed to open input data file info !!", QUVEN_ENV, false);
+  quvenFatalReport("Failed to open input info file !!", QUVEN_ENV);
+}
+
+/// The text of a category: digits alone for a whole number, else the shortest text that reads back as the number.
+class CategoryText {
+ public:
+  explicit CategoryText(double value) {
+    constexpr double limit = 1e15;
+    const bool isWhole = std::fabs(value) < limit && std::trunc(value) == value;
+    const std::to_chars_result end = isWhole ? std::to_chars(text, text + sizeof text, static_cast<std::int64_t>(value))
+                                             : std::to_chars(text, text + sizeof text, value);
+    length = static_cast<std::size_t>(end.ptr - text);
+  }
+  std::string_view get() const { return {text, length}; }
+
+ private:
+  char text[32];
+  std::size_t length;
+};
+
+}  // namespace
+
+QUVENBinaryInputDataset::QUVENBinaryInputDataset() : clock(&timeGetTime) {}
+
+// Opening
+
+std::int32_t QUVENBinaryInputDataset::open(const std::string& name, QUVENDataPoint* point, std::int32_t rank,
+                                           std::int32_t count, const QUVENEnvHandle& env) {
+  QUVEN_ASSERT_CAUSE(isMpiRunning(), "MPI must run before a dataset is opened");
+  QUVEN_ASSERT(count >= 1 && rank >= 0 && rank < count);
+  constexpr std::string_view noPoint = "datapointPtr cannot be NULL \n";
+  clear(rank, count);
+  fileName = name;
+  measureFiles(QUVEN_ENV);
+  if (workerRank == 0) {
+    takeColumnsFromInfo(QUVEN_ENV);
+    if (point == nullptr) quvenFatalReport(noPoint, QUVEN_ENV);
+    makeFields(*point, QUVEN_ENV);
+  } else {
+    if (point == nullptr) quvenFatalReport(noPoint, QUVEN_ENV);
+    takeColumnsFromFields(*point);
+  }
+  numColumns = static_cast<std::int32_t>(columnNames.size());
+  return 1;
+}
+
+void QUVENBinaryInputDataset::clear(std::int32_t rank, std::int32_t count) {
+  workerRank = rank;
+  workerCount = count;
+  scanType = QUVENScanType::Slice;
+  samplingRate = 1.0;
+  sparseLines = lineHeaderSeen = atEnd = 0;
+  setRange(0, -1);
+  holdOutFirst = 0;
+  holdOutLast = -1;
+  lastLineNumber = 0;
+  columnNames.clear();
+  columnTypes.clear();
+  columnPurposes.clear();
+  numColumns = 0;
+  lineNumberColumn = targetColumn = -1;
+  partSizes.clear();
+  totalBytes = 0;
+  boundPoint = nullptr;
+  getBuffer().reset();
+}
+
+void QUVENBinaryInputDataset::measureFiles(const QUVENEnvHandle& env) {
+  if (multiFile == 0) {
+    totalBytes = sizeOfFile(fileName);
+    if (totalBytes < 0) {
+      totalBytes = 0;
+      dataFileFailed(fileName, QUVEN_ENV);
+    }
+    return;
+  }
+  for (std::int64_t bytes = 0; (bytes = sizeOfFile(nameOfPart(fileName, partSizes.size()))) >= 0;) {
+    partSizes.push_back(bytes);
+    totalBytes += bytes;
+  }
+  if (totalBytes == 0) dataFileFailed(fileName, QUVEN_ENV);
+}
+
+void QUVENBinaryInputDataset::takeColumnsFromInfo(const QUVENEnvHandle& env) {
+  const std::string infoName = fileName + ".info";
+  std::ifstream file(infoName);
+  std::vector<dataset_info::Column> columns;
+  if (!file || !dataset_info::read(file, columns, QUVEN_ENV)) infoFileFailed(infoName, QUVEN_ENV);
+  for (const dataset_info::Column& column : columns) {
+    const std::int32_t index = static_cast<std::int32_t>(columnNames.size());
+    if (column.purpose == dataset_info::Target) targetColumn = index;
+    if (column.purpose == dataset_info::LineNumber) lineNumberColumn = index;
+    columnNames.push_back(column.name);
+    columnTypes.push_back(column.type);
+    columnPurposes.push_back(column.purpose);
+  }
+}
+
+void QUVENBinaryInputDataset::takeColumnsFromFields(const QUVENDataPoint& point) {
+  for (long i = 1; i <= point.getNumFields(); ++i) {
+    const QUVENField& field = point.getField(i);
+    const std::int32_t index = static_cast<std::int32_t>(i - 1);
+    columnNames.push_back(field.getName().str());
+    columnTypes.push_back(field.isNumeric() ? dataset_info::Numeric : dataset_info::Categorical);
+    columnPurposes.push_back(field.getPurpose());
+    if (field.getPurpose() == static_cast<std::int32_t>(QUVENFieldPurpose::LineNumber)) lineNumberColumn = index;
+    if (field.getPurpose() == static_cast<std::int32_t>(QUVENFieldPurpose::Target)) targetColumn = index;
+  }
+}
+
+void QUVENBinaryInputDataset::makeFields(QUVENDataPoint& point, const QUVENEnvHandle& env) {
+  for (std::size_t c = 0; c < columnNames.size(); ++c) {
+    QUVENOwnPtr<QUVENField> field(QUVEN_ENV);
+    if (columnTypes[c] == dataset_info::Numeric) {
+      field = quvenMake<QUVENNumField>(QUVEN_ENV);
+      if (columnPurposes[c] == dataset_info::LineNumber) field->markAsLineNumber(QUVEN_ENV);
+    } else if (columnTypes[c] == dataset_info::Categorical) {
+      field = quvenMake<QUVENCatField>(QUVEN_ENV);
+    } else {
+      quvenFatalReport("Unknown Column Type \n", QUVEN_ENV);
+    }
+    // The other workers get the fields and not the description: they know the two columns by these purposes.
+    QUVENFieldPurpose purpose = QUVENFieldPurpose::None;
+    if (columnPurposes[c] == dataset_info::LineNumber) purpose = QUVENFieldPurpose::LineNumber;
+    if (columnPurposes[c] == dataset_info::Target) purpose = QUVENFieldPurpose::Target;
+    field->setPurpose(static_cast<std::int32_t>(purpose));
+    field->setName(columnNames[c]);
+    point.addField(std::move(field), QUVEN_ENV);
+  }
+}
+
+QUVENOwnPtr<QUVENDataPoint> QUVENBinaryInputDataset::makeDataPoint(const QUVENEnvHandle& env) const {
+  return quvenMake<QUVENDataPoint>(QUVEN_ENV);
+}
+
+// The records of a pass
+
+void QUVENBinaryInputDataset::setScanType(QUVENScanType type, const QUVENEnvHandle& env) {
+  using enum QUVENScanType;
+  scanType = type;
+  if (type < Slice || type > SparseQuadruples) {
+    quvenFatalReport("ivScanType should be 0, 1, 2 or 3", QUVEN_ENV);
+  }
+  if (type == NoPass) return;
+  if ((type == Lines || type == SampledLines) && lineNumberColumn < 0) {
+    quvenFatalReport("Sparse mode requires a line number column in the data. No such column detected.", QUVEN_ENV);
+  }
+  setRecordLength(type == SparseQuadruples ? std::int64_t{quadruple_format::columns} : numColumns, QUVEN_ENV);
+
+  const std::int64_t numRecords = totalBytes / recordBytes;
+  const std::int64_t share = numRecords / workerCount;
+  const std::int64_t sliceFirst = workerRank * share;
+  const bool isLastWorker = workerRank == workerCount - 1;
+  const std::int64_t sliceLast = sliceFirst + share - 1 + (isLastWorker ? numRecords % workerCount : 0);
+
+  const bool isSlice = type == Slice || type == SparseQuadruples;
+  setRange(isSlice ? sliceFirst : 0, isSlice ? sliceLast : numRecords - 1);
+  holdOutFirst = sliceFirst;
+  holdOutLast = sliceLast;
+  lastLineNumber = 0;
+  sparseLines = lineHeaderSeen = atEnd = 0;
+  boundPoint = nullptr;
+  const bool isWorld = type == ComplementOfSlice || type == Everything || type == EverythingSparse;
+  // Workers that open the file together start from the same state: an empty block.
+  if (isWorld) getBuffer().reset();
+  getBuffer().setOpenWorld(isWorld);
+}
+
+void QUVENBinaryInputDataset::setRecordLength(std::int64_t doubles, const QUVENEnvHandle& env) {
+  recordBytes = doubles * std::int64_t{sizeof(double)};
+  if (recordBytes == 0) quvenFatalReport("No column in input data file " + fileName, QUVEN_ENV);
+  if (recordBytes > QUVENDatasetBuffer::BlockBytes) {
+    quvenFatalReport("A record of more than 25000 columns in input data file " + fileName, QUVEN_ENV);
+  }
+  for (std::size_t k = 0; k < partSizes.size(); ++k) {
+    if (partSizes[k] % recordBytes != 0) {
+      quvenFatalReport("The last record is cut in input data file " + nameOfPart(fileName, k), QUVEN_ENV);
+    }
+  }
+}
+
+void QUVENBinaryInputDataset::setRange(std::int64_t first, std::int64_t last) {
+  currentRecord = firstRecord = first;
+  lastRecord = last;
+}
+
+void QUVENBinaryInputDataset::setSamplingRate(double rate, const QUVENEnvHandle&) {
+  QUVEN_ASSERT_CAUSE(rate >= 0, "A rate below 0 never takes a record");
+  samplingRate = rate;
+}
+
+std::int32_t QUVENBinaryInputDataset::rewind(const QUVENEnvHandle&) {
+  currentRecord = firstRecord;
+  boundPoint = nullptr;
+  // A slice starts anywhere in a line, so the next pass has to look for the first header again.
+  if (scanType == QUVENScanType::SparseQuadruples) lineHeaderSeen = atEnd = 0;
+  return 1;
+}
+
+std::int32_t QUVENBinaryInputDataset::randomSkip() const {
+  // The seed is the clock at each call on purpose: the skips of one millisecond are equal.
+  std::srand(clock() % 1000);
+  if (samplingRate >= skipEverythingRate) return -1;
+  std::int32_t count = -1;
+  double draw = 0;
+  do {
+    draw = (std::rand() % 1000) / 1000.0;
+    ++count;
+  } while (draw > samplingRate);
+  return count;
+}
+
+// Reading
+
+std::int32_t QUVENBinaryInputDataset::readNext(QUVENDataPoint& point, const QUVENEnvHandle& env) {
+  using enum QUVENScanType;
+  // A skip of -1 is taken without its sign: it leads behind the end.
+  if (scanType == RandomSample) currentRecord += static_cast<std::uint32_t>(randomSkip());
+  if (scanType == NoPass || atEnd == 1 || currentRecord > lastRecord) return EndOfData;
+  if (&point != boundPoint) bindColumns(point);
+
+  const double* record = nullptr;
+  switch (scanType) {
+    case Slice:
+    case Everything:
+    case RandomSample:
+    case EverythingSparse:
+      record = fetchRecord(currentRecord++, QUVEN_ENV);
+      break;
+    case ComplementOfSlice:
+      record = fetchOutsideHoldOut(QUVEN_ENV);
+      break;
+    case Lines:
+      record = fetchOfOwnLines(QUVEN_ENV);
+      break;
+    case SampledLines:
+      record = fetchOfSampledLines(QUVEN_ENV);
+      break;
+    case SparseQuadruples:
+      return readQuadruples(point, QUVEN_ENV);
+    default:
+      quvenFatalReport("Unknown sampling mode.", QUVEN_ENV);
+  }
+  if (record == nullptr) return EndOfData;
+  for (const BoundColumn& column : boundColumns) setField(column, *record++);
+  return deliver(point, static_cast<std::int32_t>(currentRecord - 1));
+}
+
+void QUVENBinaryInputDataset::bindColumns(const QUVENDataPoint& point) {
+  boundPoint = nullptr;
+  boundColumns.clear();
+  for (std::size_t c = 0; c < columnNames.size(); ++c) {
+    QUVENField* field = point.findField(QUVENStringWithHash(columnNames[c]));
+    QUVEN_ASSERT_CAUSE(field != nullptr, "A data point without a field for a column of the dataset");
+    boundColumns.push_back({field, columnTypes[c] == dataset_info::Numeric});
+  }
+  boundPoint = &point;
+}
+
+inline void QUVENBinaryInputDataset::setField(const BoundColumn& column, double value) {
+  if (value == dataset_format::missingValue) {
+    column.field->setMissing();
+  } else if (column.isNumeric) {
+    column.field->setNumValue(value);
+  } else {
+    column.field->setCatValue(CategoryText(value).get());
+  }
+}
+
+std::int32_t QUVENBinaryInputDataset::deliver(QUVENDataPoint& point, std::int32_t number) const {
+  point.setRecordId(static_cast<std::uint32_t>(number));
+  point.setChannel(0);
+  return number;
+}
+
+/// The doubles of a record in the block, until the next fetch; null behind the last whole record.
+inline const double* QUVENBinaryInputDataset::fetchRecord(std::int64_t record, const QUVENEnvHandle& env) {
+  if (record % progressRows == 0 && record > 0 && progressLines) std::printf(" Row num = %ld\n", long{record});
+  const std::int64_t start = record * recordBytes;
+  const std::int64_t end = start + recordBytes;
+  if (end > totalBytes) return nullptr;
+  QUVENDatasetBuffer& block = getBuffer();
+  if (!block.holds(start, end)) refill(start, env);
+  // The block is aligned for every type, and records start at multiples of a double in it.
+  return reinterpret_cast<const double*>(block.at(start));
+}
+
+void QUVENBinaryInputDataset::refill(std::int64_t startByte, const QUVENEnvHandle& env) {
+  QUVENDatasetSpan span{fileName, startByte, startByte, totalBytes};
+  if (!partSizes.empty()) {
+    std::size_t part = 0;
+    std::int64_t runningTotal = partSizes[0];
+    while (runningTotal <= startByte) runningTotal += partSizes[++part];
+    getBuffer().setCurrentPart(static_cast<std::int32_t>(part));
+    span.fileName = nameOfPart(fileName, part);
+    span.fileOffset = startByte - (runningTotal - partSizes[part]);
+    span.endByte = runningTotal;
+  }
+  getBuffer().refill(span, QUVEN_ENV);
+}
+
+const double* QUVENBinaryInputDataset::fetchOutsideHoldOut(const QUVENEnvHandle& env) {
+  // The records of the hold-out are fetched as well: all workers refill their blocks at the same records.
+  const double* record = fetchRecord(currentRecord, QUVEN_ENV);
+  while (record != nullptr && holdOutFirst <= currentRecord && currentRecord <= holdOutLast) {
+    record = fetchRecord(++currentRecord, QUVEN_ENV);
+  }
+  ++currentRecord;
+  return record;
+}
+
+const double* QUVENBinaryInputDataset::fetchOfOwnLines(const QUVENEnvHandle& env) {
+  const std::uint64_t count = static_cast<std::uint64_t>(workerCount);
+  const std::uint64_t rank = static_cast<std::uint64_t>(workerRank);
+  while (const double* record = fetchRecord(currentRecord, env)) {
+    ++currentRecord;
+    if (toLineNumber(record[lineNumberColumn]) % count == rank) return record;
+  }
+  return nullptr;
+}
+
+/// Records of the line at hand; then of the next one, after a skip of at least one line. The line that is found behind
+/// the line at hand is dropped whatever the skip is, on purpose: so is the sample defined.
+const double* QUVENBinaryInputDataset::fetchOfSampledLines(const QUVENEnvHandle& env) {
+  const double* record = fetchRecord(currentRecord, QUVEN_ENV);
+  if (record == nullptr) return nullptr;
+  ++currentRecord;
+  const std::uint64_t first = toLineNumber(record[lineNumberColumn]);
+  if (first == lastLineNumber) return record;
+  lastLineNumber = first;
+  std::int64_t skip = randomSkip();
+  while ((record = fetchRecord(currentRecord, QUVEN_ENV)) != nullptr) {
+    ++currentRecord;
+    const std::uint64_t line = toLineNumber(record[lineNumberColumn]);
+    if (line == lastLineNumber) continue;
+    lastLineNumber = line;
+    if (--skip <= 0) return record;
+  }
+  return nullptr;
+}
+
+/// The header of the next line. The first of a slice is searched for, and only in the slice: what comes behind it
+/// belongs to the next worker.
+const double* QUVENBinaryInputDataset::fetchHeader(const QUVENEnvHandle& env) {
+  while (currentRecord <= lastRecord) {
+    const double* record = fetchRecord(currentRecord++, QUVEN_ENV);
+    if (record == nullptr) return nullptr;
+    if (record[2] == quadruple_format::headerPosition) lineHeaderSeen = 1;
+    if (lineHeaderSeen == 1) return record;
+  }
+  return nullptr;
+}
+
+std::int32_t QUVENBinaryInputDataset::readQuadruples(QUVENDataPoint& point, const QUVENEnvHandle& env) {
+  const double* record = fetchHeader(QUVEN_ENV);
+  if (record == nullptr) return EndOfData;
+  const std::int32_t line = static_cast<std::int32_t>(static_cast<std::uint32_t>(toLineNumber(record[1])));
+  const double numEntries = std::trunc(record[3]);
+  point.clearActiveFields(QUVEN_ENV);
+  for (double i = 0; i < numEntries; ++i) {
+    record = fetchRecord(currentRecord, QUVEN_ENV);
+    if (record == nullptr) return EndOfData;
+    const double column = record[2];
+    if (!(column >= 1 && column < numColumns + 1.0)) {
+      quvenFatalReport("No such column in record " + std::to_string(currentRecord) + " of input data file " + fileName,
+                       QUVEN_ENV);
+    }
+    ++currentRecord;
+    const long index = static_cast<long>(column);
+    setField(boundColumns[static_cast<std::size_t>(index - 1)], record[3]);
+    point.addActiveField(index, QUVEN_ENV);
+  }
+  record = fetchRecord(currentRecord, QUVEN_ENV);
+  if (record == nullptr) return EndOfData;
+  ++currentRecord;
+  if (targetColumn >= 0) setField(boundColumns[static_cast<std::size_t>(targetColumn)], record[3]);
+  if (currentRecord > lastRecord) atEnd = 1;
+  ++sparseLines;
+  return deliver(point, line);
+}
+
+std::uint64_t QUVENBinaryInputDataset::toLineNumber(double value) {
+  constexpr double half = 9.223372036854776e18;  // 2 to the 63
+  constexpr std::uint64_t topBit = std::uint64_t{1} << 63U;
+  if (value < half) {
+    // Below 2 to the 63: the signed conversion is the fast one.
+    return value >= -half ? static_cast<std::uint64_t>(static_cast<std::int64_t>(value)) : topBit;
+  }
+  if (value < 2 * half) return static_cast<std::uint64_t>(static_cast<std::int64_t>(value - half)) | topBit;
+  return value >= 2 * half ? std::numeric_limits<std::uint64_t>::max() : 0;
+}
+
+// What a dataset does not do
+
+void QUVENBinaryInputDataset::copyFromPrimitive(const QUVENObject*, const QUVENEnvHandle& env) {
+  quvenNotImplemented(QUVEN_ENV);
+}
+
+void QUVENBinaryInputDataset::transferFromPrimitive(QUVENObject*, const QUVENEnvHandle& env) {
+  quvenNotImplemented(QUVEN_ENV);
+}
+
+void QUVENBinaryInputDataset::readPrimitive(QUVENObjReader&, const QUVENEnvHandle& env) {
+  quvenNotImplemented(QUVEN_ENV);
+}
+
+void QUVENBinaryInputDataset::writePrimitive(QUVENObjWriter&, const QUVENEnvHandle& env) const {
+  quvenNotImplemented(QUVEN_ENV);
+}
+
+void QUVENBinaryInputDataset::destroyPrimitive(const QUVENEnvHandle& env) {
+  Members::destroyPrimitive(QUVEN_ENV);
+  ownBuffer.reset();
+}
