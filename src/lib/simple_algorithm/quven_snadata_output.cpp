@@ -31,8 +31,9 @@ class RowText {
     return *this;
   }
   RowText& add(double value) {
-    // As many digits as results of different numbers of workers agree on: they add in another order.
-    constexpr int digits = 12;
+    // As many digits as results of different numbers of workers agree on: they add in another order, and differ in the
+    // last bits of a double.
+    constexpr int digits = 9;
     end = std::to_chars(end, text + sizeof text, value, std::chars_format::general, digits).ptr;
     return *this;
   }

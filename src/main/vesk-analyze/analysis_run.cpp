@@ -1,0 +1,143 @@
+#include "analysis_run.h"
+
+#include <algorithm>
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+
+#include "simple_algorithm/quven_result_file.h"
+#include "util/quven_bin_obj_reader.h"
+#include "util/quven_bin_obj_writer.h"
+#include "util/quven_stream_values.h"
+#include "vesk-common/quven_reports.h"
+
+namespace vesk_analyze {
+
+namespace {
+
+enum Code : int { IllegalParameters = 2202, FileUnusable = 2302 };
+
+constexpr const char* topElement = "AnalysisParams";
+
+/// A name that is not there stands for its parts, if there is a part 0.
+bool isNameOfParts(const std::string& name) {
+  std::error_code unknown;  // then the dataset says what is wrong
+  return !std::filesystem::exists(name, unknown) && std::filesystem::exists(name + ".0", unknown);
+}
+
+}  // namespace
+
+AnalysisRun::AnalysisRun(const AnalyzeOptions& runOptions, const WorkerTransport& workerTransport,
+                         const QUVENEnvHandle& env)
+    : options(runOptions),
+      transport(workerTransport),
+      parameterTree(QUVEN_ENV),
+      point(quvenMake<QUVENDataPoint>(QUVEN_ENV)),
+      names(quvenMake<QUVENFieldNameMap>(QUVEN_ENV)),
+      dataset(quvenMake<QUVENBinaryInputDataset>(QUVEN_ENV)),
+      model(quvenMake<QUVENSimpleAlgorithmModel>(QUVEN_ENV)) {}
+
+const QUVENXMLTag& AnalysisRun::readParameters(const QUVENEnvHandle& env) {
+  parameterTree = QUVENXMLHandler::create(QUVEN_ENV);
+  parameterTree->resetTree(QUVEN_ENV);
+  if (parameterTree->readXMLFile(options.parameterFile, QUVEN_ENV) != 1) {
+    report_error(FileUnusable, options.parameterFile, "vesk-analyze: Unable to read parameter file", QUVEN_ENV, true);
+  }
+  if (!parameterTree->hasTag(topElement, QUVEN_ENV)) {
+    report_error(IllegalParameters, options.parameterFile,
+                 std::string("vesk-analyze: the parameter file has no element ") + topElement, QUVEN_ENV, true);
+  }
+  const QUVENXMLTag& parameters = parameterTree->getTag(topElement, QUVEN_ENV);
+  for (const QUVENXMLTag& child : parameters.getChildren()) {
+    const auto known = options.kind->parameters;
+    if (std::find(known.begin(), known.end(), child.getName()) == known.end()) {
+      report_warning(IllegalParameters, child.getName(), "vesk-analyze: unknown parameter is ignored");
+    }
+  }
+  return parameters;
+}
+
+void AnalysisRun::openDataset(const QUVENEnvHandle& env) {
+  dataset->setProgressLines(false);  // there is a progress line of the program's own
+  dataset->setMultiFile(isNameOfParts(options.dataset));
+  dataset->open(options.dataset, point.get(), transport.getRank(), transport.getCount(), QUVEN_ENV);
+  for (long i = 1; i <= point->getNumFields(); ++i) names->addReference(&point->getField(i), QUVEN_ENV);
+}
+
+void AnalysisRun::openModel(const QUVENXMLTag& parameters, const QUVENEnvHandle& env) {
+  QUVENXaRay<QUVENField*> fields;
+  for (long i = 1; i <= point->getNumFields(); ++i) {
+    QUVENField* field = &point->getField(i);
+    fields.append(field, QUVEN_ENV);
+    const auto purpose = static_cast<QUVENFieldPurpose>(field->getPurpose());
+    const std::int32_t usage = purpose == QUVENFieldPurpose::LineNumber ? QUVENUsageSupplementary
+                               : purpose == QUVENFieldPurpose::Target   ? QUVENUsageTarget
+                                                                        : QUVENUsageExplanatory;
+    model->addInput(field, usage, QUVEN_ENV);
+  }
+  model->setMiningMode(QUVENModel::BestModelTrainDataOnly, nullptr, QUVEN_ENV);
+  model->setParameterFileName(options.parameterFile);
+  model->open(options.kind->modelId, fields, parameters, QUVEN_ENV);
+  fields.deleteMemory(QUVEN_ENV);
+}
+
+void AnalysisRun::shareFields(const QUVENEnvHandle& env) {
+  QUVENMemoryBlobIO blob;
+  if (transport.isMaster()) {
+    QUVENBinObjWriter writer(blob, QUVENObjWriter::SaveForWorker);
+    quvenWriteObject(writer, *point, QUVEN_ENV);
+  }
+  transport.broadcast(blob, QUVEN_ENV);
+  if (!transport.isMaster()) {
+    QUVENBinObjReader reader(blob, QUVEN_ENV);
+    quvenReadObject(reader, *point, QUVEN_ENV);
+  }
+  blob.deleteMemory(QUVEN_ENV);
+}
+
+void AnalysisRun::open(const QUVENEnvHandle& env) {
+  QUVENFieldGlobalVars::get(QUVEN_ENV).setGlobalNumChannels(1);
+  if (transport.isMaster()) {
+    const QUVENXMLTag& parameters = readParameters(QUVEN_ENV);
+    openDataset(QUVEN_ENV);
+    openModel(parameters, QUVEN_ENV);
+  }
+  if (transport.isAlone()) return;
+  shareFields(QUVEN_ENV);
+  if (!transport.isMaster()) openDataset(QUVEN_ENV);
+}
+
+void AnalysisRun::readModel(QUVENMemoryBlobIO& blob, const QUVENEnvHandle& env) {
+  QUVENBinObjReader reader(blob, QUVEN_ENV);
+  names->putInto(reader, QUVEN_ENV);
+  quvenReadObject(reader, *model, QUVEN_ENV);
+}
+
+void AnalysisRun::writeModel(QUVENMemoryBlobIO& blob, std::int32_t writerMode, const QUVENEnvHandle& env) const {
+  blob.clear();
+  QUVENBinObjWriter writer(blob, writerMode);
+  quvenWriteObject(writer, *model, QUVEN_ENV);
+}
+
+void AnalysisRun::writeResults(const QUVENEnvHandle& env) const {
+  auto tree = QUVENXMLHandler::create(QUVEN_ENV);
+  tree->resetTree(QUVEN_ENV);
+  QUVENXMLTag& top = tree->getTag("", QUVEN_ENV).addBranchTag("AnalysisResults", QUVEN_ENV);
+  model->writeResultsToTag(top, QUVEN_ENV);
+  QUVENResultFile file(options.resultsFile);
+  if (file.isOpen()) top.write(file.getStream(), 0, QUVEN_ENV);
+  tree.reset(QUVEN_ENV);
+  if (!file.isOpen() || !file.commit()) {
+    report_error(FileUnusable, options.resultsFile, "vesk-analyze: Unable to write results file", QUVEN_ENV, true);
+  }
+}
+
+void AnalysisRun::release(const QUVENEnvHandle& env) {
+  model.reset(QUVEN_ENV);
+  dataset.reset(QUVEN_ENV);
+  names.reset(QUVEN_ENV);
+  point.reset(QUVEN_ENV);
+  parameterTree.reset(QUVEN_ENV);
+}
+
+}  // namespace vesk_analyze

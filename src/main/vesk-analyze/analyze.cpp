@@ -1,0 +1,74 @@
+#include "analyze.h"
+
+#include <unistd.h>
+
+#include <CLI/CLI.hpp>
+#include <ostream>
+#include <sstream>
+
+#include "pass_driver.h"
+
+namespace vesk_analyze {
+
+namespace {
+
+constexpr const char* footer = R"(
+Runs alone, or on several workers under mpirun. The parameter file is XML with the top element AnalysisParams.
+A DATASET that is not there stands for its parts DATASET.0, DATASET.1, ...
+
+Exit status: 0 when the analysis has ended, 99 when it failed, 1 when the command line is wrong.
+
+Example:
+  mpirun -n 2 vesk-analyze diffusion diffusion.xml pairsum.bin --timings
+)";
+
+}  // namespace
+
+CommandLine readCommandLine(int argc, const char* const* argv, AnalyzeOptions& options, std::ostream& out,
+                            std::ostream& err) {
+  CLI::App app("Runs an analysis over a dataset of vesk-loader.", "vesk-analyze");
+  app.set_version_flag("--version", "vesk-analyze " VESK_VERSION);
+  app.footer(footer);
+  app.require_subcommand(1);
+  for (const AnalysisKind& kind : analysisKinds()) {
+    CLI::App* command = app.add_subcommand(kind.command, kind.summary);
+    command->add_option("PARAMETER_FILE", options.parameterFile, "Parameters, XML with the top element AnalysisParams")
+        ->required();
+    command->add_option("DATASET", options.dataset, "The dataset, the name given to vesk-loader")->required();
+    command->add_option("--results", options.resultsFile, "Write parameters and counters of the run to this XML file");
+    command->add_flag("--timings", options.timings, "A table of the passes and their phases, on standard error");
+    command->callback([&options, &kind] { options.kind = &kind; });
+  }
+  try {
+    app.parse(argc, argv);
+    return CommandLine::Run;
+  } catch (const CLI::ParseError& error) {
+    if (error.get_exit_code() == 0) {
+      app.exit(error, out, err);  // --help or --version
+      return CommandLine::Done;
+    }
+    err << "vesk-analyze: " << error.what() << '\n';
+    return CommandLine::Wrong;
+  }
+}
+
+void runAnalysis(const AnalyzeOptions& options, std::ostream& err) {
+  QUVENEnv environment;
+  environment.activate();
+  QUVENEnv* env = &environment;
+  const WorkerTransport transport;
+  AnalysisRun run(options, transport, QUVEN_ENV);
+  run.open(QUVEN_ENV);
+  ProgressLine progress(err, transport.isMaster() && ::isatty(STDERR_FILENO) != 0);
+  PassDriver driver(run, transport, progress);
+  driver.runPasses(QUVEN_ENV);
+  if (transport.isMaster() && !options.resultsFile.empty()) run.writeResults(QUVEN_ENV);
+  if (options.timings) {
+    std::ostringstream table;  // in one piece, beside those of the other workers
+    printTimings(driver.getPasses(), transport.getRank(), table);
+    err << table.str() << std::flush;
+  }
+  run.release(QUVEN_ENV);
+}
+
+}  // namespace vesk_analyze
