@@ -236,6 +236,10 @@ int QUVENSNAData::initIteration(const QUVENEnvHandle& env) {
 
 int QUVENSNAData::finishIteration(const QUVENEnvHandle& env) {
   constexpr const char* method = "QUVENSNAData::finishIteration";
+  if (ivMatState != OutsideRecord) {
+    reportRow(CallerChanged, "QUVENSNAData::finishIteration: the data end without the footer of a caller", 0, 0,
+              currentCaller, "", QUVEN_ENV);
+  }
   switch (getState()) {
     case ComputeNormalizer:
       trace.progress("Finished an iteration of computing normalizer", method, ivModel1NumIterations);

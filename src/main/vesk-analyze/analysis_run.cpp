@@ -61,6 +61,11 @@ void AnalysisRun::openDataset(const QUVENEnvHandle& env) {
   dataset->setProgressLines(false);  // there is a progress line of the program's own
   dataset->setMultiFile(isNameOfParts(options.dataset));
   dataset->open(options.dataset, point.get(), transport.getRank(), transport.getCount(), QUVEN_ENV);
+  // What a copy or a full disk has cut would be analysed as if it were all.
+  const std::int64_t recordBytes = dataset->getNumColumns() * static_cast<std::int64_t>(sizeof(double));
+  if (recordBytes > 0 && dataset->getTotalBytes() % recordBytes != 0) {
+    report_error(FileUnusable, options.dataset, "vesk-analyze: the dataset ends inside a record", QUVEN_ENV, true);
+  }
   for (long i = 1; i <= point->getNumFields(); ++i) names->addReference(&point->getField(i), QUVEN_ENV);
 }
 
