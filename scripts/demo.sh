@@ -6,7 +6,7 @@ cd "$(dirname "$0")/.."
 
 scripts/setup.sh
 cmake --preset release
-cmake --build --preset release --target vesk-loader vesk-generate vesk-inspect
+cmake --build --preset release --target vesk-loader vesk-generate vesk-inspect vesk-analyze
 
 bin=$PWD/build/release/bin
 rm -rf build/demo
@@ -51,6 +51,30 @@ step "sums of each caller, in 3 partitions"
 load sums.log day1 sums.xml none sums.bin 0
 for partition in 0 1 2; do run "$bin/vesk-inspect" dataset "sums.bin.$partition" --rows 4; done
 
+step "energy that spreads from a few members of the first three groups, over the pairs in two partitions"
+"$bin/vesk-generate" --params pairsum --partitions 2 > parts.xml
+load parts.log day1 parts.xml none parts.bin 0
+head -n 3 groups.txt | cut -d' ' -f2-4 | tr ' ' '\n' > seeds.txt
+for workers in 1 2; do
+  cat > "diffusion.$workers.xml" << END
+<AnalysisParams>
+  <Seed> seeds.txt </Seed>
+  <OutputFileName>energy.$workers.csv</OutputFileName>
+  <EndConditionValue>0.001</EndConditionValue>
+</AnalysisParams>
+END
+  echo "+ mpirun -n $workers vesk-analyze diffusion diffusion.$workers.xml parts.bin > diffusion.$workers.log"
+  mpirun -n "$workers" "$bin/vesk-analyze" diffusion "diffusion.$workers.xml" parts.bin > "diffusion.$workers.log"
+done
+cmp energy.1.csv energy.2.csv && echo "one and two workers give the same result"
+echo "the ten subscribers with most energy that are no seeds, and the groups they were planted in:"
+# Every member of a group is a caller of it, so the numbers of a line are one group.
+awk 'FNR == NR { for (i = 2; i <= NF; ++i) group[$i] = $1; next }
+     FILENAME == "seeds.txt" { seed[$1] = 1; split($0, a); groups[group[$1]] = 1; next }
+     FNR > 1 { split($0, f, ","); if (!(f[1] in seed)) print f[2], f[1], (f[1] in group) ? group[f[1]] : "-" }' \
+  groups.txt seeds.txt energy.1.csv | sort -g -r | sed -n 1,10p |
+  awk '{ printf "  subscriber %-8s energy %-12s group %s\n", $2, $1, $3 }'
+
 step "the parameter file of the sums as an object stream"
 run "$bin/vesk-inspect" xml sums.xml --save sums.stream > /dev/null
 run "$bin/vesk-inspect" stream sums.stream | sed -n 1,12p
@@ -63,4 +87,5 @@ day1/, day2/       record files            table.process     the tables, for the
 day2.bin           dataset of the tables   pairsum.bin       dataset of the pairs
 sums.bin.0 .1 .2   datasets of the sums    groups.txt        the planted groups
 sums.stream        a tree of tags as an object stream
+parts.bin.0 .1     dataset of the pairs      energy.*.csv      energy and degrees of each subscriber
 NOTE
