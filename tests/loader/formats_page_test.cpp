@@ -9,38 +9,10 @@
 #include "output_files.h"
 #include "process_file.h"
 #include "record_scan.h"
+#include "support/formats_page.h"
 
 namespace vesk_loader::testing {
 namespace {
-
-// The fenced blocks of the page by what stands behind the fence.
-std::map<std::string, std::string> page_blocks() {
-  std::ifstream page(std::string(VESK_SOURCE_DIR) + "/docs/formats.md");
-  std::map<std::string, std::string> blocks;
-  std::string name;
-  bool inside = false;
-  for (std::string line; std::getline(page, line);) {
-    if (line.rfind("```", 0) == 0) {
-      inside = !inside;
-      if (inside) name = line.substr(3);
-    } else if (inside) {
-      blocks[name] += line + "\n";
-    }
-  }
-  return blocks;
-}
-
-// Lines of an offset, bytes, and a note behind four blanks. The offsets must be right too.
-std::string bytes_of(const std::string& dump) {
-  std::string bytes;
-  std::istringstream lines(dump);
-  for (std::string line; std::getline(lines, line);) {
-    EXPECT_EQ(std::stoul(line.substr(0, 4), nullptr, 16), bytes.size()) << line;
-    std::istringstream numbers(line.substr(4, line.find("    ") - 4));
-    for (std::string number; numbers >> number;) bytes += static_cast<char>(std::stoi(number, nullptr, 16));
-  }
-  return bytes;
-}
 
 class FormatsPage : public LoaderTest {
  protected:
