@@ -1,7 +1,7 @@
 #ifndef TESTS_SUPPORT_FORMATS_PAGE_H
 #define TESTS_SUPPORT_FORMATS_PAGE_H
 
-// The examples of docs/formats.md, for the tests that compare them with what the code writes.
+// The examples of docs/formats.md, for the tests that compare them with what is written and read.
 
 #include <gtest/gtest.h>
 
@@ -10,7 +10,7 @@
 #include <sstream>
 #include <string>
 
-// The fenced blocks of the page by what stands behind the fence.
+/// The fenced blocks of the page by what stands behind the fence.
 inline std::map<std::string, std::string> page_blocks() {
   std::ifstream page(std::string(VESK_SOURCE_DIR) + "/docs/formats.md");
   std::map<std::string, std::string> blocks;
@@ -27,7 +27,7 @@ inline std::map<std::string, std::string> page_blocks() {
   return blocks;
 }
 
-// Lines of an offset, bytes, and a note behind four blanks. The offsets must be right too.
+/// Lines of an offset, bytes, and a note behind four blanks. The offsets must be right too.
 inline std::string bytes_of(const std::string& dump) {
   std::string bytes;
   std::istringstream lines(dump);

@@ -142,7 +142,7 @@ void QUVENBinaryInputDataset::measureFiles(const QUVENEnvHandle& env) {
 }
 
 void QUVENBinaryInputDataset::takeColumnsFromInfo(const QUVENEnvHandle& env) {
-  const std::string infoName = fileName + ".info";
+  const std::string infoName = infoFileName.empty() ? fileName + ".info" : infoFileName;
   std::ifstream file(infoName);
   std::vector<dataset_info::Column> columns;
   if (!file || !dataset_info::read(file, columns, QUVEN_ENV)) infoFileFailed(infoName, QUVEN_ENV);

@@ -41,6 +41,8 @@ class QUVENBinaryInputDataset : public QUVENObjectOf<QUVENBinaryInputDataset, QU
   std::int32_t readNext(QUVENDataPoint& point, const QUVENEnvHandle& env) override;
   QUVENOwnPtr<QUVENDataPoint> makeDataPoint(const QUVENEnvHandle& env) const override;
   void setMultiFile(bool parts) override { multiFile = parts ? 1 : 0; }
+  /// The description, where it is not name.info. Called before open.
+  void setInfoFile(const std::string& infoFile) { infoFileName = infoFile; }
 
   /// Chooses the reading mode of the coming pass and this worker's records in it.
   /// Errors: an unknown mode; a mode of lines without a line number column; records that the block cannot hold; a part
@@ -103,6 +105,7 @@ class QUVENBinaryInputDataset : public QUVENObjectOf<QUVENBinaryInputDataset, QU
   QUVENDatasetBuffer& getBuffer() { return buffer == nullptr ? ownBuffer : *buffer; }
 
   std::string fileName;
+  std::string infoFileName;  // empty for fileName.info
   std::int32_t numColumns = 0;
   std::vector<std::string> columnNames;
   std::vector<std::int32_t> columnTypes;

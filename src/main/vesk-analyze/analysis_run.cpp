@@ -19,10 +19,9 @@ enum Code : int { IllegalParameters = 2202, FileUnusable = 2302 };
 
 constexpr const char* topElement = "AnalysisParams";
 
-/// A name that is not there stands for its parts, if there is a part 0.
-bool isNameOfParts(const std::string& name) {
+bool exists(const std::string& path) {
   std::error_code unknown;  // then the dataset says what is wrong
-  return !std::filesystem::exists(name, unknown) && std::filesystem::exists(name + ".0", unknown);
+  return std::filesystem::exists(path, unknown);
 }
 
 }  // namespace
@@ -59,7 +58,10 @@ const QUVENXMLTag& AnalysisRun::readParameters(const QUVENEnvHandle& env) {
 
 void AnalysisRun::openDataset(const QUVENEnvHandle& env) {
   dataset->setProgressLines(false);  // there is a progress line of the program's own
-  dataset->setMultiFile(isNameOfParts(options.dataset));
+  // A name that is not there stands for its parts, and then the description of part 0 may serve all.
+  const bool isNameOfParts = !exists(options.dataset) && exists(options.dataset + ".0");
+  dataset->setMultiFile(isNameOfParts);
+  if (isNameOfParts && !exists(options.dataset + ".info")) dataset->setInfoFile(options.dataset + ".0.info");
   dataset->open(options.dataset, point.get(), transport.getRank(), transport.getCount(), QUVEN_ENV);
   // What a copy or a full disk has cut would be analysed as if it were all.
   const std::int64_t recordBytes = dataset->getNumColumns() * static_cast<std::int64_t>(sizeof(double));

@@ -1,0 +1,129 @@
+// Reading a dataset back: records a second of every mode from a warm file, beside the bound: read(2) of the same file
+// in blocks of the same size, with nothing done to them.
+
+#include <benchmark/benchmark.h>
+#include <fcntl.h>
+#include <mpi.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <string>
+#include <vector>
+
+#include "control/quven_binaryindataset.h"
+
+namespace {
+
+constexpr long entriesOfLine = 18;  // with header and footer, 20 records
+
+/// A file for the life of the program: lines of 20 records, in the sparse form or as quadruples.
+class BenchFile {
+ public:
+  BenchFile(long records, bool quadruples) {
+    std::string pattern = (std::filesystem::temp_directory_path() / "vesk-bench-XXXXXX").string();
+    if (::mkdtemp(pattern.data()) == nullptr) std::abort();
+    folder = pattern;
+    name = pattern + "/data";
+    std::ofstream info(name + ".info");
+    info << "Col1 Numeric LineNumber\nCol2 Numeric Explanatory\nCol3 Numeric Target\n";
+    std::vector<double> values;
+    for (long record = 0; record < records; ++record) {
+      const long position = record % (entriesOfLine + 2);
+      const double line = static_cast<double>(1 + record / (entriesOfLine + 2));
+      if (quadruples) values.push_back(0);
+      values.push_back(line);
+      values.push_back(quadruples && position > 0 ? 1 + static_cast<double>(position % 2)
+                                                  : static_cast<double>(position));
+      values.push_back(position == 0 ? static_cast<double>(entriesOfLine) : static_cast<double>(record % 1009));
+    }
+    std::ofstream file(name, std::ios::binary);
+    file.write(reinterpret_cast<const char*>(values.data()), static_cast<long>(values.size() * sizeof(double)));
+    bytes = static_cast<long>(values.size() * sizeof(double));
+  }
+  ~BenchFile() {
+    std::error_code ignored;
+    std::filesystem::remove_all(folder, ignored);
+  }
+  BenchFile(const BenchFile&) = delete;
+  BenchFile& operator=(const BenchFile&) = delete;
+
+  std::string folder;
+  std::string name;
+  long bytes = 0;
+};
+
+void BM_DatasetRead(benchmark::State& state) {
+  const auto type = static_cast<QUVENScanType>(state.range(0));
+  const long records = state.range(1);
+  const bool quadruples = type == QUVENScanType::SparseQuadruples;
+  const BenchFile file(records, quadruples);
+  QUVENEnv environment;
+  environment.activate();
+  QUVENEnv* env = &environment;
+  QUVENBinaryInputDataset dataset;
+  QUVENDataPoint point;
+  dataset.setProgressLines(false);
+  // A worker of two sees half of the records in that mode, and fetches them all.
+  dataset.open(file.name, &point, 0, type == QUVENScanType::ComplementOfSlice ? 2 : 1, QUVEN_ENV);
+  const auto pass = [&] {
+    dataset.setScanType(type, QUVEN_ENV);
+    long delivered = 0;
+    while (dataset.readNext(point, QUVEN_ENV) != QUVENInputDataset::EndOfData) ++delivered;
+    return delivered;
+  };
+  const long lines = records / (entriesOfLine + 2);
+  const long expected = quadruples                                 ? lines
+                        : type == QUVENScanType::ComplementOfSlice ? records - records / 2
+                        : type == QUVENScanType::SampledLines      ? lines / 2 * (entriesOfLine + 2)
+                                                                   : records;
+  if (pass() != expected) state.SkipWithError("the pass did not deliver the records");
+  if (!quadruples && point.getField(1).getNumValue(QUVEN_ENV) != static_cast<double>(lines)) {
+    state.SkipWithError("the pass did not end with the last record");
+  }
+  for (auto _ : state) benchmark::DoNotOptimize(pass());
+  state.SetItemsProcessed(state.iterations() * records);
+  state.SetBytesProcessed(state.iterations() * file.bytes);
+  point.destroyPrimitive(QUVEN_ENV);
+  dataset.destroyPrimitive(QUVEN_ENV);
+}
+
+/// The bound; items are records of three doubles.
+void BM_DatasetPlainRead(benchmark::State& state) {
+  const long records = state.range(0);
+  const BenchFile file(records, false);
+  std::vector<char> block(static_cast<std::size_t>(QUVENDatasetBuffer::BlockBytes));
+  const auto pass = [&] {
+    const int descriptor = ::open(file.name.c_str(), O_RDONLY);
+    long bytes = 0;
+    for (long count = 0; (count = ::read(descriptor, block.data(), block.size())) > 0;) bytes += count;
+    ::close(descriptor);
+    return bytes;
+  };
+  if (pass() != file.bytes) state.SkipWithError("the file was not read");
+  for (auto _ : state) benchmark::DoNotOptimize(pass());
+  state.SetItemsProcessed(state.iterations() * records);
+  state.SetBytesProcessed(state.iterations() * file.bytes);
+}
+
+void modes(benchmark::internal::Benchmark* bench) {
+  bench->ArgNames({"type", "records"});
+  for (const long type : {0, 1, 2, 4, 5, 6, 7, 8}) {
+    for (const long records : {20'000L, 400'000L, 8'000'000L}) bench->Args({type, records});
+  }
+}
+
+BENCHMARK(BM_DatasetPlainRead)->Arg(20'000)->Arg(400'000)->Arg(8'000'000);
+BENCHMARK(BM_DatasetRead)->Apply(modes);
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  MPI_Init(&argc, &argv);
+  benchmark::Initialize(&argc, argv);
+  if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 1;
+  benchmark::RunSpecifiedBenchmarks();
+  MPI_Finalize();
+  return 0;
+}
