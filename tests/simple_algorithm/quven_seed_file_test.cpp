@@ -1,0 +1,119 @@
+#include "simple_algorithm/quven_seed_file.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <filesystem>
+
+#include "support/captured_run.h"
+#include "support/temporary_folder.h"
+#include "util/quven_own_ptr.h"
+
+namespace {
+
+using ::testing::HasSubstr;
+
+/// Parameter files and seed files, and what is read from them.
+class QUVENSeedFile : public ::testing::Test {
+ protected:
+  QUVENSeedFile() { environment.activate(); }
+  ~QUVENSeedFile() override { EXPECT_EQ(environment.getBytesInUse(), 0); }
+
+  /// The name found in a parameter file of this text, or "(none)".
+  std::string nameIn(const std::string& text) {
+    std::string name;
+    bool found = false;
+    const std::string path = folder.write("params.xml", text);
+    run = capturedRun([&] { found = FindSeedFileNameInParamFile(path, name); });
+    return found ? name : "(none)";
+  }
+
+  /// The seeds of a seed file of this text.
+  std::vector<std::uint64_t> seedsOf(const std::string& text) { return seedsOfPath(folder.write("seeds", text)); }
+  std::vector<std::uint64_t> seedsOfPath(const std::string& seedPath) {
+    const std::string parameters = folder.write("params.xml", "<Seed> " + seedPath + " </Seed>\n");
+    QUVENXaRay<std::uint64_t> seeds;
+    run = capturedRun([&] { quvenReadSeedFile(parameters, seeds, QUVEN_ENV); });
+    std::vector<std::uint64_t> result(seeds.begin(), seeds.end());
+    QUVEN_DELETE(seeds);
+    return result;
+  }
+  static std::string warningOf(int line) {
+    const std::string number = std::to_string(line);
+    return "Warning;|5003;|" + number + ";|Warning: ignoring empty line or invalid numeric value - " + number +
+           " ;|WarningEnd\n";
+  }
+
+  TemporaryFolder folder;
+  QUVENEnv environment;
+  QUVENEnv* env = &environment;
+  CapturedRun run;
+};
+
+TEST_F(QUVENSeedFile, NameStandsBetweenTheTags) {
+  EXPECT_EQ(nameIn("<A>\n<Seed> seeds.txt </Seed>\n</A>\n"), "seeds.txt");
+  EXPECT_EQ(run.out, "find seed file: [seeds.txt]\n");
+  EXPECT_EQ(nameIn("x<Seed>a</Seed><Seed>b</Seed>"), "a");
+  EXPECT_EQ(nameIn("<Seed>a b</Seed>"), "a b");
+  EXPECT_EQ(nameIn("<Seed></Seed>"), "");
+  EXPECT_EQ(nameIn("</Seed><Seed>a</Seed>"), "a");
+}
+
+TEST_F(QUVENSeedFile, EntitiesOfTheNameAreDecoded) {
+  EXPECT_EQ(nameIn("<Seed>a&amp;b&lt;c&gt;d&quot;e&#9;f&#32;g</Seed>"), "a&b<c>d\"e\tf g");
+  EXPECT_EQ(nameIn("<Seed>a&#10;b&#13;c</Seed>"), "a\nb\rc");
+  EXPECT_EQ(nameIn("<Seed>&amp;lt;</Seed>"), "&lt;");
+  EXPECT_EQ(nameIn("<Seed>&#32;a&#32;</Seed>"), "a");
+}
+
+TEST_F(QUVENSeedFile, AParameterFileWithoutTheLineIsToldOf) {
+  const std::string warning = "Warning: param file should contain a line of the form <Seed> fname </Seed>\n";
+  EXPECT_EQ(nameIn("<Seed>\nname\n</Seed>\n"), "(none)");
+  EXPECT_EQ(run.out, warning);
+  EXPECT_EQ(nameIn(""), "(none)");
+  EXPECT_EQ(run.out, warning);
+  EXPECT_EQ(nameIn(std::string(10000, 'x') + "\n<Seed>a</Seed>\n"), "(none)");
+  EXPECT_EQ(run.out, "FindSeedFileNameInParamFile: reading failure in line 1\n");
+  EXPECT_EQ(nameIn(std::string(9999, 'x') + "\n<Seed>a</Seed>\n"), "a");
+  std::string name;
+  run = capturedRun([&] { EXPECT_FALSE(FindSeedFileNameInParamFile("/no/such/file", name)); });
+  EXPECT_EQ(run.out, "FindSeedFileNameInParamFile:  cannot open file param file /no/such/file\n");
+}
+
+TEST_F(QUVENSeedFile, ReadsNumbersInTheOrderOfTheFile) {
+  EXPECT_EQ(seedsOf("7\n3\n7\n"), (std::vector<std::uint64_t>{7, 3, 7}));
+  EXPECT_EQ(run.out, "find seed file: [" + folder.path("seeds") + "]\n");
+  EXPECT_EQ(seedsOf("7"), std::vector<std::uint64_t>{7});
+  EXPECT_EQ(seedsOf(" 7 \r\n"), std::vector<std::uint64_t>{7});
+  EXPECT_TRUE(seedsOf("").empty());
+}
+
+TEST_F(QUVENSeedFile, ShortLinesHaveTheBaseOfTheirPrefixAndLongOnesAreDecimal) {
+  EXPECT_EQ(seedsOf("0x1F\n010\n0012345678\n"), (std::vector<std::uint64_t>{31, 8}));  // an 8 is no octal digit
+  EXPECT_EQ(seedsOf("00000000010\n12345678901\n9223372036854775807\n"),
+            (std::vector<std::uint64_t>{10, 12345678901, 9223372036854775807U}));
+}
+
+TEST_F(QUVENSeedFile, OtherLinesAreSkippedWithAWarning) {
+  const std::string found = "find seed file: [" + folder.path("seeds") + "]\n";
+  EXPECT_EQ(seedsOf("1\n\n0\nx\n12x\n-5\n2\n"), (std::vector<std::uint64_t>{1, 2}));
+  EXPECT_EQ(run.out, found + warningOf(2) + warningOf(3) + warningOf(4) + warningOf(5) + warningOf(6));
+  EXPECT_TRUE(seedsOf("9223372036854775808\n1234567890x\n" + std::string(80, '1') + "\n").empty());
+  EXPECT_EQ(run.out, found + warningOf(1) + warningOf(2) + warningOf(3));
+}
+
+TEST_F(QUVENSeedFile, AFileThatCannotBeReadEndsTheRun) {
+  seedsOfPath("/no/such/file");
+  EXPECT_TRUE(run.threwLibraryException);
+  EXPECT_THAT(run.out, HasSubstr("Error;|2307;|QUVENSNAData::readSeedFile: Unable to open seed file;|ErrorEnd\n"));
+  seedsOfPath(folder.path(""));
+  EXPECT_TRUE(run.threwLibraryException);
+  QUVENXaRay<std::uint64_t> seeds;
+  run = capturedRun([&] { quvenReadSeedFile("/no/such/file", seeds, QUVEN_ENV); });
+  EXPECT_TRUE(run.threwLibraryException);
+  EXPECT_THAT(
+      run.out,
+      HasSubstr("Error;|2307;|QUVENSNAData::readSeedFile: Unable to open seed file (visual version) ;|ErrorEnd"));
+}
+
+}  // namespace
