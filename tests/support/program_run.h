@@ -28,10 +28,11 @@ struct ProgramLimits {
   bool brokenPipe = false;             ///< standard output is a pipe that nobody reads; the result has none of it
 };
 
-/// Runs a program of the build in a directory and waits for it. Nothing is left of its output files.
+/// Runs a program of the build, or any other by its whole path, in a directory and waits for it. Nothing is left of its
+/// output files.
 inline ProgramRun runProgram(const std::string& name, const std::vector<std::string>& arguments,
                              const std::string& directory, const ProgramLimits& limits = {}) {
-  const std::string program = std::string(VESK_BIN_DIR) + "/" + name;
+  const std::string program = name.starts_with('/') ? name : std::string(VESK_BIN_DIR) + "/" + name;
   const TemporaryFolder folder;
   const std::string outPath = limits.standardOutput.empty() ? folder.path("out") : limits.standardOutput;
   const std::string errPath = folder.path("err");

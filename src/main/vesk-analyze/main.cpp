@@ -1,8 +1,12 @@
 #include <mpi.h>
+#include <sys/ioctl.h>
+#include <unistd.h>
 
+#include <csignal>
 #include <cstdio>
 #include <exception>
 #include <iostream>
+#include <thread>
 
 #include "analyze.h"
 #include "kernel/quven_worker.h"
@@ -12,13 +16,31 @@ namespace {
 constexpr int wrongCommandLine = 1;
 constexpr int failedRun = 99;
 
+/// Waits until the launcher has read what this worker wrote: it forwards nothing more once the run is aborted.
+void waitForReader(int descriptor) {
+  using std::chrono::milliseconds;
+  constexpr milliseconds step(5);
+  constexpr milliseconds patience(2000);
+  int unread = 0;
+  for (milliseconds waited(0); waited < patience; waited += step) {
+    if (::ioctl(descriptor, FIONREAD, &unread) != 0 || unread == 0) return;
+    std::this_thread::sleep_for(step);
+  }
+}
+
 /// What a worker says when it cannot go on; the report lines of the library have been printed then.
 int fail(const char* text) {
   std::cout.flush();
   std::fflush(stdout);
   if (text != nullptr) std::cerr << "vesk-analyze: worker " << quvenWorkerRank() << ": " << text << std::endl;
-  // The other workers wait for this one, and have to end with it.
-  if (quvenWorkerCount() > 1) MPI_Abort(MPI_COMM_WORLD, failedRun);
+  if (quvenWorkerCount() > 1) {
+    constexpr std::chrono::milliseconds timeToForward(200);  // what the launcher has read
+    waitForReader(STDOUT_FILENO);
+    waitForReader(STDERR_FILENO);
+    std::this_thread::sleep_for(timeToForward);
+    // The other workers wait for this one, and have to end with it.
+    MPI_Abort(MPI_COMM_WORLD, failedRun);
+  }
   return failedRun;
 }
 
@@ -38,6 +60,9 @@ int run(const vesk_analyze::AnalyzeOptions& options) {
 }  // namespace
 
 int main(int argc, char** argv) {
+  // A write that fails is the business of the step that wrote, which reports it.
+  std::signal(SIGPIPE, SIG_IGN);
+  std::signal(SIGXFSZ, SIG_IGN);
   MPI_Init(&argc, &argv);
   const bool isMaster = quvenWorkerRank() == 0;
   vesk_analyze::AnalyzeOptions options;

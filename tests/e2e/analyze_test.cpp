@@ -1,0 +1,211 @@
+// vesk-analyze from outside, alone and under mpirun.
+
+#include <gmock/gmock.h>
+
+#include <algorithm>
+#include <set>
+
+#include "loader_case.h"
+
+namespace vesk_e2e {
+namespace {
+
+using ::testing::EndsWith;
+using ::testing::HasSubstr;
+using ::testing::Not;
+using Strings = std::vector<std::string>;
+
+class AnalyzeRun : public LoaderCase {
+ protected:
+  AnalyzeRun() {
+    writeFile("seeds", "1\n20\n");
+    parameterFile("");
+    writeFile("calls.bin.info", "Col1 Numeric LineNumber\nCol2 Numeric Explanatory\nCol3 Numeric Explanatory\n");
+  }
+
+  void parameterFile(const std::string& tags) {
+    writeFile("diffusion.xml", "<AnalysisParams>\n<Seed>seeds</Seed>\n<OutputFileName>energy.csv</OutputFileName>\n" +
+                                   tags + "</AnalysisParams>\n");
+  }
+
+  /// The triples of callers first..last, each with three callees of the numbers up to 60.
+  static std::vector<double> rows(int first, int last) {
+    std::vector<double> numbers;
+    for (int caller = first; caller <= last; ++caller) {
+      const double key = caller;
+      numbers.insert(numbers.end(), {key, 0, 3});
+      for (int i = 1; i <= 3; ++i)
+        numbers.insert(numbers.end(), {key, static_cast<double>(caller * i % 60 + 1), 0.5 + i});
+      numbers.insert(numbers.end(), {key, 0, 7788});
+    }
+    return numbers;
+  }
+
+  void diffusion(int workers, const Strings& more = {}, const std::string& dataset = "calls.bin") {
+    std::filesystem::remove(path("energy.csv"));
+    Strings arguments{"-n",        std::to_string(workers), std::string(VESK_BIN_DIR) + "/vesk-analyze",
+                      "diffusion", "diffusion.xml",         dataset};
+    arguments.insert(arguments.end(), more.begin(), more.end());
+    result = runOther(VESK_MPIRUN, arguments);
+  }
+
+  /// A run on one and on two workers that must end with this report and leave no result.
+  void expectFailure(const std::string& report, const std::string& dataset = "calls.bin") {
+    for (const int workers : {1, 2}) {
+      SCOPED_TRACE(std::to_string(workers) + " workers: " + report);
+      diffusion(workers, {}, dataset);
+      EXPECT_EQ(result.status, 99);
+      EXPECT_THAT(result.out, HasSubstr(report));
+      EXPECT_FALSE(exists("energy.csv"));
+      EXPECT_FALSE(exists("energy.csv.partial"));
+    }
+  }
+};
+
+TEST_F(AnalyzeRun, GivesTheSameResultOnAnyNumberOfWorkers) {
+  writeNumbers("calls.bin", rows(1, 50));
+  diffusion(1);
+  ASSERT_EQ(result.status, 0) << result.out << result.err;
+  EXPECT_THAT(result.out, EndsWith("Log;|0;|SNA Terminated Successfully;|LogEnd\n"));
+  EXPECT_EQ(result.err, "");
+  const std::string alone = content("energy.csv");
+  std::set<int> numbers;
+  for (int caller = 1; caller <= 50; ++caller) {
+    numbers.insert(caller);
+    for (int i = 1; i <= 3; ++i) numbers.insert(caller * i % 60 + 1);
+  }
+  EXPECT_EQ(std::count(alone.begin(), alone.end(), '\n'), static_cast<long>(numbers.size()) + 1);
+  for (const int workers : {2, 3, 4}) {
+    SCOPED_TRACE(workers);
+    diffusion(workers);
+    EXPECT_EQ(result.status, 0) << result.out << result.err;
+    EXPECT_EQ(content("energy.csv"), alone);
+  }
+  // Without a launcher.
+  std::filesystem::remove(path("energy.csv"));
+  result = runOther("vesk-analyze", {"diffusion", "diffusion.xml", "calls.bin"});
+  EXPECT_EQ(result.status, 0);
+  EXPECT_EQ(content("energy.csv"), alone);
+}
+
+TEST_F(AnalyzeRun, MoreWorkersThanCallersAreAnOrdinaryCase) {
+  writeNumbers("calls.bin", rows(1, 1));
+  diffusion(1);
+  const std::string alone = content("energy.csv");
+  diffusion(4);
+  EXPECT_EQ(result.status, 0) << result.out;
+  EXPECT_EQ(content("energy.csv"), alone);
+  writeFile("calls.bin", "");
+  diffusion(3);
+  EXPECT_EQ(result.status, 0) << result.out;
+  EXPECT_THAT(content("energy.csv"), EndsWith("\n1,1,0,0,0,0\n20,1,0,0,0,0\n"));
+}
+
+TEST_F(AnalyzeRun, PartsAreOneDataset) {
+  writeNumbers("calls.bin", rows(1, 50));
+  diffusion(1);
+  const std::string whole = content("energy.csv");
+  for (const char* name : {"parts.0.info", "parts.1.info"}) writeFile(name, content("calls.bin.info"));
+  writeNumbers("parts.0", rows(1, 33));
+  writeNumbers("parts.1", rows(34, 50));
+  for (const int workers : {1, 3}) {
+    diffusion(workers, {}, "parts");
+    EXPECT_EQ(result.status, 0) << result.out;
+    EXPECT_EQ(content("energy.csv"), whole);
+  }
+}
+
+TEST_F(AnalyzeRun, WritesTheResultsOfTheRunAndItsTimings) {
+  writeNumbers("calls.bin", rows(1, 50));
+  diffusion(2, {"--timings", "--results", "run.xml"});
+  EXPECT_EQ(result.status, 0) << result.out;
+  EXPECT_THAT(content("run.xml"), HasSubstr("<AnalysisResults>\n  <InputParameters>\n    <SpreadingCoefficient>0.5</"));
+  EXPECT_THAT(content("run.xml"), HasSubstr("<IsSparse>1</IsSparse>"));
+  EXPECT_THAT(result.err, HasSubstr("seconds of worker 0\n"));
+  EXPECT_THAT(result.err, HasSubstr("seconds of worker 1\n"));
+  EXPECT_THAT(result.err, HasSubstr("read     update  transport      merge        end"));
+  // Report lines stand alone on standard output.
+  EXPECT_THAT(result.out, Not(HasSubstr("seconds")));
+}
+
+TEST_F(AnalyzeRun, AnUnknownParameterIsNamed) {
+  writeNumbers("calls.bin", rows(1, 5));
+  parameterFile("<SpreadCoeficient>0.4</SpreadCoeficient>\n");
+  diffusion(2);
+  EXPECT_EQ(result.status, 0);
+  EXPECT_THAT(result.out, HasSubstr("Warning;|2202;|SpreadCoeficient;|vesk-analyze: unknown parameter is ignored;|"));
+}
+
+TEST_F(AnalyzeRun, WrongFilesEndTheRunOnAllWorkers) {
+  writeNumbers("calls.bin", rows(1, 5));
+  expectFailure("Error;|2305;|nothing;|Failed to open input data file !!;|ErrorEnd\n", "nothing");
+  writeNumbers("bare.bin", rows(1, 5));
+  expectFailure("Error;|2306;|bare.bin.info;|Failed to open input data file info !!;|ErrorEnd\n", "bare.bin");
+  writeFile("seeds", "");
+  std::filesystem::remove(path("seeds"));
+  expectFailure("Error;|2307;|QUVENSNAData::readSeedFile: Unable to open seed file;|ErrorEnd\n");
+  writeFile("seeds", "1\n");
+  parameterFile("<SpreadCoefficient>2</SpreadCoefficient>\n");
+  expectFailure("Error;|2202;|QUVENSNAData::open: Illegal value. Spreading coefficient must be in the range (0,1);|");
+  writeFile("diffusion.xml", "<Other>1</Other>\n");
+  expectFailure("Error;|2202;|diffusion.xml;|vesk-analyze: the parameter file has no element AnalysisParams;|");
+  std::filesystem::remove(path("diffusion.xml"));
+  expectFailure("Error;|2302;|diffusion.xml;|vesk-analyze: Unable to read parameter file;|ErrorEnd\n");
+}
+
+TEST_F(AnalyzeRun, DatasetsOfAnotherFormAreRefused) {
+  std::vector<double> cut = rows(1, 9);
+  writeNumbers("calls.bin", cut, "1234");
+  expectFailure("Error;|2302;|calls.bin;|vesk-analyze: the dataset ends inside a record;|ErrorEnd\n");
+  cut.resize(cut.size() - 3);  // the last footer
+  writeNumbers("calls.bin", cut);
+  expectFailure("QUVENSNAData::finishIteration: the data end without the footer of a caller;|ErrorEnd\n");
+  // The triples of a table: caller, position, callee.
+  writeNumbers("calls.bin", {1, 0, 2, 1, 1, 5, 1, 2, 0, 2, 0, 2, 2, 1, 7, 2, 2, 0});
+  expectFailure("Error;|4603;|");
+  writeNumbers("calls.bin", {1, 5, 2, 1, 0, 7788});
+  expectFailure("Error;|4602;|1;|QUVENSNAData::checkMatStateValidity: Expected to see header;|ErrorEnd\n");
+  writeFile("calls.bin.info", "Col1 Numeric Explanatory\nCol2 Numeric Explanatory\n");
+  writeNumbers("calls.bin", {1, 5, 2, 1});
+  expectFailure("Sparse mode requires a line number column in the data. No such column detected.");
+  writeFile("calls.bin.info", "Col1 Number LineNumber\n");
+  expectFailure("Unknown attribute type ");
+}
+
+TEST_F(AnalyzeRun, AResultThatCannotBeWrittenEndsTheRun) {
+  writeNumbers("calls.bin", rows(1, 50));
+  const auto outputTo = [&](const std::string& name) {
+    writeFile("diffusion.xml", "<AnalysisParams>\n<Seed>seeds</Seed>\n<OutputFileName>" + name +
+                                   "</OutputFileName>\n</AnalysisParams>\n");
+  };
+  outputTo("/dev/full");
+  expectFailure("Error;|2302;|/dev/full;|QUVENSNAData::writeDataOutputFile: Unable to write output file;|ErrorEnd\n");
+  outputTo("no/such/folder/energy.csv");
+  expectFailure("QUVENSNAData::writeDataOutputFile: Unable to open output file;|ErrorEnd\n");
+  parameterFile("");
+  diffusion(2, {"--results", "no/such/folder/run.xml"});
+  EXPECT_EQ(result.status, 99);
+  EXPECT_THAT(result.out,
+              HasSubstr("Error;|2302;|no/such/folder/run.xml;|vesk-analyze: Unable to write results file;|"));
+}
+
+TEST_F(AnalyzeRun, TheCommandLineIsChecked) {
+  for (const Strings& arguments :
+       {Strings{}, Strings{"diffusio", "a", "b"}, Strings{"diffusion", "a"}, Strings{"diffusion", "a", "b", "--x"}}) {
+    result = runOther("vesk-analyze", arguments);
+    EXPECT_EQ(result.status, 1);
+    EXPECT_EQ(result.out, "");
+    EXPECT_THAT(result.err, ::testing::StartsWith("vesk-analyze: "));
+  }
+  result = runOther("vesk-analyze", {"--help"});
+  EXPECT_EQ(result.status, 0);
+  EXPECT_THAT(result.out, HasSubstr("diffusion"));
+  result = runOther("vesk-analyze", {"--version"});
+  EXPECT_EQ(result.out, "vesk-analyze 2.0.6\n");
+  // Under a launcher one worker speaks.
+  result = runOther(VESK_MPIRUN, {"-n", "2", std::string(VESK_BIN_DIR) + "/vesk-analyze", "--version"});
+  EXPECT_EQ(result.out, "vesk-analyze 2.0.6\n");
+}
+
+}  // namespace
+}  // namespace vesk_e2e
