@@ -483,6 +483,23 @@ TEST_F(QUVENXMLStream, ATransferLeavesTheSourceEmpty) {
   other.destroyPrimitive(QUVEN_ENV);
 }
 
+// The children that the transfer releases hold its source.
+TEST_F(QUVENXMLStream, ATagBecomesATagBelowIt) {
+  const auto bytes = environment.getBytesInUse();
+  QUVENXMLTag& branch = tag.addBranchTag("upper", QUVEN_ENV).addBranchTag("lower", QUVEN_ENV);
+  branch.addAttributeName("a name in a block of its own", QUVEN_ENV);
+  branch.addLeafTag("leaf", QUVEN_ENV).setValue("a value in a block of its own", QUVEN_ENV);
+  tag.addLeafTag("other", QUVEN_ENV);
+  const std::string image = imageOf(branch);
+  tag.transferFromPrimitive(&branch, QUVEN_ENV);
+  EXPECT_EQ(imageOf(tag), image);
+  tag.transferFromPrimitive(&tag.getChild("leaf", QUVEN_ENV), QUVEN_ENV);
+  EXPECT_EQ(tag.getValue(), "a value in a block of its own");
+  EXPECT_TRUE(tag.isLeaf());
+  tag.destroyPrimitive(QUVEN_ENV);
+  EXPECT_EQ(environment.getBytesInUse(), bytes);
+}
+
 TEST_F(QUVENXMLStream, AHandlerIsCopiedAndTransferredWithItsTree) {
   makeHandler();
   const std::string image = imageOf(*handler);

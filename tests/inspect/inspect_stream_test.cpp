@@ -67,7 +67,7 @@ class InspectStream : public InspectTest {
 TEST_F(InspectStream, PrintsMarksAndObjects) {
   writeText(sampleStream());
   EXPECT_EQ(run(4),
-            "mark ScanResult\n"
+            "mark \"ScanResult\"\n"
             "QUVENInspectedThing {\n"
             "  ivName = \"outer\"\n"
             "  ivValues = [30] {\n"
@@ -86,6 +86,15 @@ TEST_F(InspectStream, PrintsMarksAndObjects) {
   EXPECT_EQ(reports, "");
 }
 
+TEST_F(InspectStream, AMarkCannotPassForOtherLines) {
+  writeText(
+      "\x8d"
+      "a\nnull\n\x1b[2J\xff"
+      "x\xc1\x80");
+  EXPECT_EQ(run(), "mark \"a\\x0anull\\x0a\\x1b[2J\xffx\"\nnull\n");
+  EXPECT_TRUE(sound);
+}
+
 TEST_F(InspectStream, SaysWhereACutStreamStops) {
   const std::string bytes = sampleStream();
   const std::string objectOnly = bytes.substr(0, bytes.size() - 2);  // the null object is two bytes
@@ -99,7 +108,7 @@ TEST_F(InspectStream, SaysWhereACutStreamStops) {
     }
     EXPECT_FALSE(sound) << length;
     if (length == markBytes) {
-      EXPECT_EQ(shown, "mark ScanResult\n" + path() + " holds no object\n");
+      EXPECT_EQ(shown, "mark \"ScanResult\"\n" + path() + " holds no object\n");
       continue;
     }
     EXPECT_THAT(shown, HasSubstr(path() + " is cut, or is no object stream: stopped at byte ")) << length;

@@ -57,6 +57,22 @@ TEST_F(InspectProgramTest, TheOptionsOfADatasetReachIt) {
               HasSubstr("Col3\n       1     0       1     5     6     7\n\nchecks: 1 defect\n  and 1 more\n"));
 }
 
+TEST_F(InspectProgramTest, ACountIsAWholeNumberWithoutASign) {
+  writeNumbers(tableRow(1, 1, {5}));
+  for (const char* text : {"-1", "", "+1", "1x", "0x10", "1.5", " 1", "18446744073709551616"}) {
+    for (const auto& [command, option] :
+         {std::pair{"dataset", "--rows"}, {"dataset", "--defects"}, {"process", "--rows"}, {"stream", "--elements"}}) {
+      const Outcome outcome = run({command, path(), option, text});
+      EXPECT_EQ(outcome.status, 1) << command << option << text;
+      EXPECT_EQ(outcome.out, "") << command << option << text;
+      EXPECT_EQ(outcome.err, std::string("vesk-inspect: ") + option + ": [" + text + "] is no count\n");
+    }
+  }
+  for (const char* text : {"0", "007", "18446744073709551615"}) {
+    EXPECT_EQ(run({"dataset", path(), "--form", "sparse", "--rows", text}).status, 0) << text;
+  }
+}
+
 TEST_F(InspectProgramTest, TheOptionsOfAProcessFileReachIt) {
   writeNumbers({1, 5, 20200101, 2, 6, 20200101, 2, -2, 60, 61, -2, -1});
   const Outcome outcome = run({"process", path(), "--dates", "--payloads", "1", "--pair-sum", "--rows", "1"});

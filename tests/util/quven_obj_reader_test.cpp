@@ -303,6 +303,17 @@ TEST_F(QUVENObjReaderTest, AnArrayWithoutItsEndIsAnAssertionFailure) {
   }
 }
 
+TEST_F(QUVENObjReaderTest, AFactoryThatMakesNothingIsAnAssertionFailure) {
+  const QUVENTypeName nothing("QUVENTestNothing", [](QUVENOwnPtr<QUVENObject>&, const QUVENEnvHandle&) {});
+  ListReader reader({endObject}, QUVEN_ENV);
+  reader.texts = {"QUVENTestNothing"};
+  QUVENOwnPtr<QUVENObject> object(QUVEN_ENV);
+  const CapturedRun run = capturedRun([&] { quvenReadObject(reader, object, QUVENObject::typeName(), QUVEN_ENV); });
+  EXPECT_TRUE(run.threwLibraryException);
+  EXPECT_EQ(reportOf(run), "ASSERTION FAILED (objPtr != 0)");
+  EXPECT_TRUE(object == nullptr);
+}
+
 TEST_F(QUVENObjReaderTest, AnUnknownTypeIsFatal) {
   ListReader reader({}, QUVEN_ENV);
   const CapturedRun run = capturedRun([&] { reader.reportUnknownObjectType(QUVEN_ENV); });

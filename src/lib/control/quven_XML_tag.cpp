@@ -250,3 +250,12 @@ void QUVENXMLTag::copyFromPrimitive(const QUVENObject* source, const QUVENEnvHan
   Members::transferFromPrimitive(copy.get(), QUVEN_ENV);
   QUVEN_DELETE(copy);
 }
+
+void QUVENXMLTag::transferFromPrimitive(QUVENObject* source, const QUVENEnvHandle& env) {
+  if (source == nullptr || source == this) return;
+  QUVEN_ASSERT(source->isA(typeName()));
+  // The old children go last, because the source may be among them or below one.
+  QUVENXaRay<QUVENXMLTag, 0> oldChildren = std::move(ivChildren);
+  Members::transferFromPrimitive(source, QUVEN_ENV);
+  destroyTags(oldChildren, QUVEN_ENV);
+}

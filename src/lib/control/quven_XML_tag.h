@@ -114,6 +114,8 @@ class QUVENXMLTag : public QUVENObjectOf<QUVENXMLTag, QUVENObject> {
   /// The source may be a tag below this one. A transfer is from a tag of another tree only.
   /// Errors: an allocation that fails is XRTMemoryException or std::bad_alloc; this tag is unchanged then.
   void copyFromPrimitive(const QUVENObject* source, const QUVENEnvHandle& env) override;
+  /// The source may be a tag below this one; it goes with the other children then.
+  void transferFromPrimitive(QUVENObject* source, const QUVENEnvHandle& env) override;
   /// Releases the arrays of the tag and of all tags below it. Allocates nothing.
   void destroyPrimitive(const QUVENEnvHandle& env) override;
 

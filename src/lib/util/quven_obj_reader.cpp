@@ -83,7 +83,7 @@ bool QUVENObjReader::isBuffered(const QUVENKeyword& keyword) const {
 bool QUVENObjReader::keywordMatches(const QUVENKeyword& keyword, const QUVENEnvHandle& env) {
   if (bufferState == NothingBuffered) {
     readNextKeyword(QUVEN_ENV);
-    ++keywordsRead;
+    keywordsRead = static_cast<std::int32_t>(static_cast<std::uint32_t>(keywordsRead) + 1);  // a long stream goes round
   }
   if (bufferState == EndOfInput || !isBuffered(keyword)) return false;
   matchedKeyword = &keyword;

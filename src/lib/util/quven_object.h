@@ -35,6 +35,8 @@ class QUVENObject : public QUVENObjectRoot {
   virtual void copyFromPrimitive(const QUVENObject* source, const QUVENEnvHandle& env);
   /// Moves the members out of the source: its strings, arrays and owned objects are empty then, its numbers as they
   /// were. What this object held is released. Null and this object itself change nothing; requires as above.
+  /// Of both, requires: the source does not belong to this object, unless the class says that it may. A pointer takes
+  /// over a part of what it holds by an assignment.
   virtual void transferFromPrimitive(QUVENObject* source, const QUVENEnvHandle& env);
   virtual const QUVENTypeName& getTypeName() const;
   /// 1 for the class of the object and every class on the chain of its bases, else 0.

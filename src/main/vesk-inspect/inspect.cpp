@@ -1,6 +1,8 @@
 #include "inspect.h"
 
 #include <CLI/CLI.hpp>
+#include <charconv>
+#include <cstdint>
 #include <exception>
 #include <functional>
 #include <ostream>
@@ -33,6 +35,16 @@ Examples:
   vesk-inspect types QUVENXMLTag
 )";
 
+/// The text of a count. The conversion of the options would take a sign, nothing, and what is too large as well.
+const CLI::Validator Count(
+    [](const std::string& text) {
+      std::uint64_t count = 0;
+      const char* end = text.data() + text.size();
+      const std::from_chars_result result = std::from_chars(text.data(), end, count);
+      return result.ec == std::errc() && result.ptr == end ? std::string() : "[" + text + "] is no count";
+    },
+    "");
+
 void addDatasetCommand(CLI::App& app, Action& action) {
   auto options = std::make_shared<DatasetOptions>();
   auto form = std::make_shared<std::string>();
@@ -42,8 +54,8 @@ void addDatasetCommand(CLI::App& app, Action& action) {
       ->check(CLI::IsMember({"sparse", "dense"}));
   command->add_option("--columns", options->columns, "Numbers a row, the key included, of the dense form")
       ->check(CLI::Range(1, 1000000));
-  command->add_option("--rows", options->rows, "Records to print")->capture_default_str();
-  command->add_option("--defects", options->shownDefects, "Defects to print")->capture_default_str();
+  command->add_option("--rows", options->rows, "Records to print")->check(Count)->capture_default_str();
+  command->add_option("--defects", options->shownDefects, "Defects to print")->check(Count)->capture_default_str();
   command->callback([options, form, &action] {
     if (!form->empty()) options->form = *form == "dense" ? DatasetForm::Dense : DatasetForm::Sparse;
     action = [options](std::ostream& out) { return inspectDataset(*options, out); };
@@ -59,7 +71,7 @@ void addProcessCommand(CLI::App& app, Action& action) {
       ->check(CLI::Range(0, 1000))
       ->capture_default_str();
   command->add_flag("--pair-sum", options->shape.pairSum, "The operation is PairSum");
-  command->add_option("--rows", options->rows, "Entries to print")->capture_default_str();
+  command->add_option("--rows", options->rows, "Entries to print")->check(Count)->capture_default_str();
   command->callback(
       [options, &action] { action = [options](std::ostream& out) { return inspectProcess(*options, out); }; });
 }
@@ -85,6 +97,7 @@ void addStreamCommand(CLI::App& app, Action& action) {
   CLI::App* command = app.add_subcommand("stream", "An object stream, printed as indented text");
   command->add_option("FILE", options->path, "The object stream")->required();
   command->add_option("--elements", options->elements, "Numbers to print of an array, 0 for all")
+      ->check(Count)
       ->capture_default_str();
   command->callback(
       [options, &action] { action = [options](std::ostream& out) { return inspectStream(*options, out); }; });

@@ -61,7 +61,9 @@ class StreamListing {
     }
     if (reader.isAtEnd()) return false;
     if (reader.getBufferedName().empty()) reader.reportUnexpectedKeyword(QUVEN_ENV);
-    out << "mark " << reader.getBufferedName() << '\n';
+    out << "mark ";  // in quotes: its text may hold anything, line breaks too
+    QUVENTextObjWriter(out, QUVENObjWriter::Save).writeString(reader.getBufferedName(), QUVEN_ENV);
+    out << '\n';
     reader.takeKeyword();
     return true;
   }
