@@ -30,6 +30,40 @@ std::vector<Sampled<T>> sampleOf(std::vector<Sampled<T>> all, std::size_t capaci
   return all;
 }
 
+/// A full sample in the order in which a heap has it: the first leaves first. Cell 0 is not used.
+template <class T>
+class SampleHeap {
+ public:
+  explicit SampleHeap(std::size_t capacity) : most(capacity) {}
+
+  void add(const Sampled<T>& value) {
+    if (cells.size() - 1 >= most) {
+      if (most == 0 || !(cells[1] < value)) return;
+      cells[1] = value;
+      siftDown(1);
+    } else {
+      cells.push_back(value);
+      if (cells.size() - 1 != most) return;
+      for (std::size_t i = (most + 1) / 2; i >= 1; --i) siftDown(i);
+    }
+  }
+  std::vector<Sampled<T>> values() const { return {cells.begin() + 1, cells.end()}; }
+
+ private:
+  void siftDown(std::size_t top) {
+    const std::size_t left = 2 * top;
+    const std::size_t right = left + 1;
+    if (left > most) return;
+    const std::size_t child = right <= most && cells[right] < cells[left] ? right : left;
+    if (!(cells[child] < cells[top])) return;
+    std::swap(cells[top], cells[child]);
+    siftDown(child);
+  }
+
+  std::size_t most;
+  std::vector<Sampled<T>> cells{1};
+};
+
 /// Heap sort of the cells 1..n as the steps say; less(a, b) puts a before b. Cell 0 is not used.
 template <class T, class Less>
 void heapSort(std::vector<T>& cells, Less less) {
@@ -58,7 +92,7 @@ struct Bin {
   bool incHi = false;
 
   bool holds(double x) const {
-    const bool aboveLo = x > lo || (incLo && x == lo) || (lo == -highest && x < lo);
+    const bool aboveLo = x > lo || (incLo && x == lo);
     const bool belowHi = x < hi || (incHi && x == hi);
     return aboveLo && belowHi;
   }
@@ -110,8 +144,12 @@ inline std::vector<Bin> potentialBins(std::vector<double> values) {
   }
 }
 
+/// Infinity counts as the largest number.
+inline double finite(double x) { return std::clamp(x, -highest, highest); }
+
 /// The one bin that holds a number, counted from 0; the last takes the largest number and what is beyond.
 inline std::size_t binOf(const std::vector<Bin>& bins, double x) {
+  x = finite(x);
   std::vector<std::size_t> holders;
   for (std::size_t i = 0; i < bins.size(); ++i) {
     if (bins[i].holds(x)) holders.push_back(i);

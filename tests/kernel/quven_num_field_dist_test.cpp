@@ -230,6 +230,7 @@ TEST_F(QUVENNumFieldDistTest, BinsAreThoseOfTheLiteralModelAndCoverTheLine) {
     field->setSampleFlag(false, QUVEN_ENV);
     field->setSampleFlag(true, QUVEN_ENV);
     pass(values);
+    for (double& x : values) x = literal::finite(x);
     const Bins model = literal::potentialBins(values);
     ASSERT_EQ(bins(), model);
     std::vector<int> expected(model.size());
