@@ -147,6 +147,19 @@ TEST(QUVENNumFieldBin, MergesWithAnEmptyOneOnEitherSide) {
   EXPECT_EQ(empty.getCurrMinValue(), 1);
 }
 
+// Sums beyond the largest number leave infinity for the mean, and draws must stay within the bin.
+TEST(QUVENNumFieldBin, DrawsFromASumThatOverflowsStayInTheBin) {
+  QUVENNumFieldBin bin = binOf({1, highest, highest});
+  bin.finishPass();
+  EXPECT_EQ(bin.getMean(), infinity);
+  EXPECT_EQ(bin.valueOfDraw(0), highest);
+  QUVENNumFieldBin both = binOf({lowest, lowest});
+  both.merge(binOf({highest, highest}));
+  both.finishPass();
+  EXPECT_TRUE(std::isnan(both.getMean()));
+  EXPECT_EQ(both.valueOfDraw(0), lowest);
+}
+
 // ---- potential bins ----
 
 TEST_F(QUVENNumFieldDistTest, OneValueMakesOneBin) {
@@ -305,6 +318,29 @@ TEST_F(QUVENNumFieldDistTest, ASampleOfNothingIsNeverRead) {
   pass({1, 2, 3});
   EXPECT_EQ(dist().getNumBins(), 0);
   EXPECT_EQ(dist().getValidCount(), 3);
+}
+
+TEST_F(QUVENNumFieldDistTest, NeedsItsFieldForASample) {
+  QUVENOwnPtr<QUVENNumFieldDist> alone = make<QUVENNumFieldDist>();
+  expectFailure([&] { alone->update(1, 2.0, QUVEN_ENV); }, "field != nullptr");
+  alone.reset(QUVEN_ENV);
+}
+
+TEST_F(QUVENNumFieldDistTest, EndsThatAreNotNumbersLeadToNoBin) {
+  pass({1, 2, 3, 4});
+  std::string image = imageOf(dist());
+  const auto numberImage = [&](double value) {
+    return written(QUVENObjWriter::Save, [&](QUVENObjWriter& writer) { writer.writeDouble(value, QUVEN_ENV); });
+  };
+  for (const double end : {3.0, highest}) {
+    for (std::size_t place = image.find(numberImage(end)); place != std::string::npos;
+         place = image.find(numberImage(end))) {
+      image.replace(place, 8, numberImage(std::nan("")));
+    }
+  }
+  QUVENOwnPtr<QUVENNumFieldDist> read = objectOf<QUVENNumFieldDist>(image);
+  expectFailure([&] { read->getBinIndex(1, QUVEN_ENV); }, unreachableText);
+  read.reset(QUVEN_ENV);
 }
 
 TEST_F(QUVENNumFieldDistTest, EachPartOfADistributionTravels) {

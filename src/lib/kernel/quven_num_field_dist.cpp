@@ -96,8 +96,7 @@ double QUVENNumFieldBin::valueOfDraw(double draw) const {
   const double a = ivMinValue;
   const double b = ivMaxValue;
   const double m = ivMean;
-  // A mean that rounding has pushed to an end leaves no weights to divide. Sums that overflow leave no mean: of the
-  // two, the one of what is not a number is the minimum.
+  // A mean that rounding has pushed to an end leaves no weights to divide, and a sum that overflows leaves no mean.
   if (!(a < m && m < b)) return std::max(a, std::min(m, b));
   const double lowWeight = ivCount * ivVariance / ((m - a) * (b - a));
   const double highWeight = ivCount * ivVariance / ((b - m) * (b - a));
@@ -115,6 +114,7 @@ void QUVENNumFieldDist::update(std::uint32_t recordId, double value, const QUVEN
   value = quvenClampDouble(value);
   ivCurrValidCount += 1.0;
   if (ivPotBinsVec.isEmpty() && ivScansDone == 0) {
+    QUVEN_ASSERT(field != nullptr);
     addSample(hashPair(recordId, field->getName().hash()), value, QUVEN_ENV);
     return;
   }
@@ -230,7 +230,8 @@ void QUVENNumFieldDist::rebuildEnds(const QUVENEnvHandle& env) {
   sortedEnds.setSize(ivPotBinsVec.getSize(), QUVEN_ENV);
   std::transform(ivPotBinsVec.begin(), ivPotBinsVec.end(), sortedEnds.begin(),
                  [](const QUVENNumFieldBin& bin) { return bin.getHiEnd(); });
-  std::sort(sortedEnds.begin(), sortedEnds.end());
+  // In the total order, for a foreign stream may have an end that is not a number.
+  std::sort(sortedEnds.begin(), sortedEnds.end(), [](double a, double b) { return std::strong_order(a, b) < 0; });
 }
 
 void QUVENNumFieldDist::postReadPrimitive(QUVENObjReader& reader, const QUVENEnvHandle& env) {
