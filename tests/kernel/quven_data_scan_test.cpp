@@ -189,6 +189,29 @@ TEST_F(QUVENDataScanTest, AScanOnTheStackLeavesTheTableAtItsEnd) {
   EXPECT_EQ(globals().getNumScans(), 1);
 }
 
+/// Whether a first scan can be made with so many bytes; a failure leaves nothing of it in the table.
+bool makesScanWithin(std::int64_t bytes) {
+  QUVENEnv environment;
+  environment.activate();
+  QUVENEnv* env = &environment;
+  environment.setBytesBudget(bytes);
+  QUVENOwnPtr<QUVENTestScan> made(QUVEN_ENV);
+  const CapturedRun run = capturedRun([&] { made = quvenMake<QUVENTestScan>(QUVEN_ENV); });
+  environment.setBytesBudget(0);
+  EXPECT_EQ(QUVENDataScanGlobalVars::get(QUVEN_ENV).getNumScans(), run.threwMemoryException ? 0 : 1) << bytes;
+  made.reset(QUVEN_ENV);
+  return !run.threwMemoryException;
+}
+
+// A scan that failed on its way was found in the table afterwards, where there was no object.
+TEST_F(QUVENDataScanTest, AFailedConstructionLeavesNoEntry) {
+  environment.deactivate();
+  std::int64_t bytes = 8;
+  while (!makesScanWithin(bytes)) bytes += 8;
+  EXPECT_GT(bytes, static_cast<std::int64_t>(sizeof(QUVENTestScan)));
+  environment.activate();
+}
+
 TEST_F(QUVENDataScanTest, BeginningEntersTheScanOnce) {
   EXPECT_FALSE(scan->wantsRecords());
   show(*scan);

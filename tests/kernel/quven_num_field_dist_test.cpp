@@ -222,6 +222,27 @@ TEST_F(QUVENNumFieldDistTest, APositionAtTheLastValueMakesALastEmptyBin) {
   EXPECT_THAT(counts(), testing::ElementsAre(2, 3, 0));
 }
 
+// A stream makes them of it; a worker that needs no stream must not have another sample.
+TEST_F(QUVENNumFieldDistTest, InfinitiesCountAsTheLargestNumbers) {
+  show(infinity);
+  EXPECT_EQ(dist().getSample()[1].getValue(), highest);
+  pass({-infinity, 1, 2, 3});
+  EXPECT_EQ(dist().getBin(1).getMinValue(), lowest);
+  pass({infinity});
+  EXPECT_EQ(dist().getBin(dist().getNumBins()).getMaxValue(), highest);
+  EXPECT_EQ(dist().getBin(dist().getNumBins()).getMean(), highest);
+}
+
+// n = 9, step 3: the bin below the largest number, the point, and the bin above it, which holds nothing.
+TEST_F(QUVENNumFieldDistTest, InfinityIsInThePointOfTheLargestNumber) {
+  pass({1, infinity, infinity, infinity, infinity, infinity, infinity, highest, highest});
+  EXPECT_EQ(bins(),
+            (Bins{{lowest, highest, true, false}, {highest, highest, true, true}, {highest, highest, false, false}}));
+  EXPECT_THAT(counts(), testing::ElementsAre(1, 8, 0));
+  EXPECT_EQ(dist().getBinIndex(highest, QUVEN_ENV), 2);
+  EXPECT_EQ(dist().getBinIndex(infinity, QUVEN_ENV), 2);
+}
+
 TEST_F(QUVENNumFieldDistTest, InfinitiesAreInTheBinsAtTheEnds) {
   pass({1, 2, 3, 4});
   EXPECT_EQ(dist().getBinIndex(-infinity, QUVEN_ENV), 1);
