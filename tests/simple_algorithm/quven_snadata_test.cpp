@@ -160,6 +160,19 @@ TEST_F(QUVENSNADataTest, EnergyIsConservedAmongNodesThatCall) {
   QUVEN_DELETE(data);
 }
 
+/// Once the sum of two weights ran over, which is undefined.
+TEST_F(QUVENSNADataTest, WeightedDegreesStopAtTheirLimit) {
+  const std::vector<LiteralRow> rows{{1, {{9, 2e9}, {9, 2e9}}}, {2, {{9, 2e9}}}, {3, {{8, -2e9}, {8, -2e9}, {8, 9e9}}}};
+  for (const std::size_t workers : {1U, 3U}) {
+    Data data = open("", "1\n");
+    runPasses(data, rows, workers);
+    EXPECT_EQ(results().at(9).weightedInDegree, 2147483647);
+    EXPECT_EQ(results().at(1).weightedOutDegree, 2147483647);
+    EXPECT_EQ(results().at(3).weightedOutDegree, -1);  // from the lowest number up again
+    QUVEN_DELETE(data);
+  }
+}
+
 TEST_F(QUVENSNADataTest, OnePassOfDiffusionIsAtLeastAndAtMostWhatIsAsked) {
   const std::vector<LiteralRow> rows{{1, {{2, 1}}}, {2, {{1, 1}}}};
   Data data = open("<MaxNumIterations>1</MaxNumIterations>\n", "1\n");

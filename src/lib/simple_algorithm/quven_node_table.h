@@ -43,7 +43,7 @@ class QUVENNodeIndex {
   [[gnu::always_inline]] long prefetchNode(Node node) const {
     if (slots.isEmpty()) return 0;
     const std::uint32_t index = slots.begin()[homeOf(node)];
-    __builtin_prefetch(nodes.begin() + index);
+    if (index != 0) __builtin_prefetch(&nodes[index]);
     return index;
   }
 
@@ -94,7 +94,9 @@ class QUVENNodeColumn {
     return values[index];
   }
   /// Brings a value near, for a change that follows soon.
-  [[gnu::always_inline]] void prefetch(long index) const { __builtin_prefetch(values.begin() + index, 1); }
+  [[gnu::always_inline]] void prefetch(long index) const {
+    if (1 <= index && index <= values.getSize()) __builtin_prefetch(&values[index], 1);
+  }
   /// The number of values that are there.
   long getCount() const { return count; }
   bool isEmpty() const { return count == 0; }

@@ -37,6 +37,13 @@ std::int64_t countOf(double value) {
 
 std::int32_t cutWeight(double weight) { return static_cast<std::int32_t>(countOf(weight)); }
 
+/// Sums of degrees stop at the ends of their 32 bits.
+void add(std::int32_t& sum, std::int32_t added) {
+  using Limits = std::numeric_limits<std::int32_t>;
+  if (__builtin_add_overflow(sum, added, &sum)) sum = added > 0 ? Limits::max() : Limits::min();
+}
+void add(double& sum, double added) { sum += added; }
+
 }  // namespace
 
 void QUVENSNAData::open(const QUVENXMLTag& tag, const std::string& parameterFileName, const QUVENEnvHandle& env) {
@@ -193,7 +200,7 @@ void QUVENSNAData::update(const QUVENXaRay<double>& dataVec, const QUVENXaRay<do
       ++ivNum2OutDegreeMap.at(callerIndex, env);
       return enqueue(node, 1, env);
     case ComputeWeightedInOutDeg:
-      ivNum2WeightedOutDegreeMap.at(callerIndex, env) += cutWeight(weight);
+      add(ivNum2WeightedOutDegreeMap.at(callerIndex, env), cutWeight(weight));
       return enqueue(node, weight, env);
     case DiffusionIterationModel1:
       if (callerRowSum < std::numeric_limits<double>::lowest()) {
@@ -227,7 +234,7 @@ void QUVENSNAData::settle(const Arrival& arrival, const QUVENEnvHandle& env) {
   } else if (getState() == ComputeNormalizer) {
     ++ivNum2InDegreeMap.at(index, env);
   } else {
-    ivNum2WeightedInDegreeMap.at(index, env) += cutWeight(arrival.amount);
+    add(ivNum2WeightedInDegreeMap.at(index, env), cutWeight(arrival.amount));
   }
 }
 
@@ -293,26 +300,26 @@ void QUVENSNAData::addColumn(Column<T>& column, const QUVENSNAData& other, Colum
                              const QUVENEnvHandle& env) {
   const Column<T>& added = other.*member;
   for (long i = 1; i <= other.nodes.getSize(); ++i) {
-    if (added.has(i)) column.at(nodes.insert(other.nodes.getNode(i), QUVEN_ENV), QUVEN_ENV) += added.get(i);
+    if (added.has(i)) add(column.at(nodes.insert(other.nodes.getNode(i), QUVEN_ENV), QUVEN_ENV), added.get(i));
   }
 }
 
 void QUVENSNAData::merge(QUVENSimpleAlgorithmAbstractData* otherData, const QUVENEnvHandle& env) {
   QUVEN_ASSERT(otherData->isA(typeName()));
   const auto& other = static_cast<const QUVENSNAData&>(*otherData);
-  const auto add = [&](auto member) { addColumn(this->*member, other, member, QUVEN_ENV); };
+  const auto addMember = [&](auto member) { addColumn(this->*member, other, member, QUVEN_ENV); };
   switch (getState()) {
     case ComputeNormalizer:
-      add(&QUVENSNAData::ivNum2RowSumMap);
-      add(&QUVENSNAData::ivNum2InDegreeMap);
-      add(&QUVENSNAData::ivNum2OutDegreeMap);
+      addMember(&QUVENSNAData::ivNum2RowSumMap);
+      addMember(&QUVENSNAData::ivNum2InDegreeMap);
+      addMember(&QUVENSNAData::ivNum2OutDegreeMap);
       return;
     case ComputeWeightedInOutDeg:
-      add(&QUVENSNAData::ivNum2WeightedInDegreeMap);
-      add(&QUVENSNAData::ivNum2WeightedOutDegreeMap);
+      addMember(&QUVENSNAData::ivNum2WeightedInDegreeMap);
+      addMember(&QUVENSNAData::ivNum2WeightedOutDegreeMap);
       return;
     case DiffusionIterationModel1:
-      add(&QUVENSNAData::ivModel1FreshEnergyMap);
+      addMember(&QUVENSNAData::ivModel1FreshEnergyMap);
       return;
   }
   quvenNotImplemented(QUVEN_ENV);
