@@ -182,6 +182,9 @@ TEST_F(QUVENSNADataTest, AnswersTheScanProtocol) {
   EXPECT_FALSE(data->isFinished());
   run = capturedRun([&] { EXPECT_EQ(data->beginDataScan(2, QUVEN_ENV), 1); });
   EXPECT_EQ(run.out, "Log;|1;|Entering beginDataScan;|LogEnd\n");
+  std::ostringstream printed;
+  data->print(printed);
+  EXPECT_EQ(printed.str(), "");
   run = capturedRun([&] { data->reservedOperation(QUVEN_ENV); });
   EXPECT_THAT(run.out, HasSubstr("Function/Feature not yet implemented"));
   run = capturedRun([&] { data->updateWithoutDataScan(QUVEN_ENV); });
@@ -264,6 +267,20 @@ TEST_F(QUVENSNADataTest, TracesRecordsAboveItsLevel) {
       " -- dataVec size =  2\n  - Elm 1: 0\n  - Elm 2: 1\n-- targetVec size =  1\n  - Elm 1: 7.5\n";
   EXPECT_EQ(traceOf("31"), traced);
   EXPECT_EQ(traceOf("100"), traced);
+}
+
+TEST_F(QUVENSNADataTest, AStateThatIsNoneEndsTheRun) {
+  Data data = open("", "1\n");
+  std::string bytes = image(*data, QUVENObjWriter::SaveForWorker);
+  const std::size_t place = bytes.find("\xc9\x80");  // ivState
+  ASSERT_NE(place, std::string::npos);
+  bytes[place + 1] = '\x83';
+  run = capturedRun([&] { readInto(data, bytes); });
+  EXPECT_TRUE(run.threwLibraryException);
+  EXPECT_THAT(run.out, HasSubstr("Function/Feature not yet implemented"));
+  run = capturedRun([&] { data->initIteration(QUVEN_ENV); });
+  EXPECT_THAT(run.out, HasSubstr("Function/Feature not yet implemented"));
+  QUVEN_DELETE(data);
 }
 
 }  // namespace

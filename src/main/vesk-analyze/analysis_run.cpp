@@ -84,6 +84,7 @@ void AnalysisRun::checkParts(const QUVENEnvHandle& env) const {
 
 /// The description of another kind of dataset: its records would be taken for what they are not.
 void AnalysisRun::checkColumns(const QUVENEnvHandle& env) const {
+  if (options.kind->explanatoryColumns == 0) return;
   long lineNumbers = 0;
   long explanatory = 0;
   for (long i = 1; i <= point->getNumFields(); ++i) {
