@@ -57,7 +57,9 @@ class AnalyzeRun : public LoaderCase {
       EXPECT_EQ(result.status, 99);
       EXPECT_THAT(result.out, HasSubstr(report));
       EXPECT_FALSE(exists("energy.csv"));
-      EXPECT_FALSE(exists("energy.csv.partial"));
+      for (const auto& entry : std::filesystem::directory_iterator(path(""))) {
+        EXPECT_THAT(entry.path().filename().string(), Not(::testing::StartsWith("energy")));
+      }
     }
   }
 };
@@ -151,6 +153,8 @@ TEST_F(AnalyzeRun, WrongFilesEndTheRunOnAllWorkers) {
   expectFailure("Error;|2202;|diffusion.xml;|vesk-analyze: the parameter file has no element AnalysisParams;|");
   std::filesystem::remove(path("diffusion.xml"));
   expectFailure("Error;|2302;|diffusion.xml;|vesk-analyze: Unable to read parameter file;|ErrorEnd\n");
+  std::filesystem::create_directory(path("diffusion.xml"));
+  expectFailure("Error;|2302;|diffusion.xml;|vesk-analyze: Unable to read parameter file;|ErrorEnd\n");
 }
 
 TEST_F(AnalyzeRun, DatasetsOfAnotherFormAreRefused) {
@@ -170,6 +174,51 @@ TEST_F(AnalyzeRun, DatasetsOfAnotherFormAreRefused) {
   expectFailure("Sparse mode requires a line number column in the data. No such column detected.");
   writeFile("calls.bin.info", "Col1 Number LineNumber\n");
   expectFailure("Unknown attribute type ");
+}
+
+TEST_F(AnalyzeRun, ColumnsOfAnotherKindAreRefused) {
+  writeNumbers("calls.bin", rows(1, 9));
+  const std::string line = "Col1 Numeric LineNumber\n";
+  const std::string values = "Col2 Numeric Explanatory\nCol3 Numeric Explanatory\n";
+  const auto refused = [](const std::string& text) {
+    return "Error;|2302;|calls.bin;|vesk-analyze: " + text + ";|ErrorEnd\n";
+  };
+  const std::string shape = refused("the dataset must have one line number column and 2 explanatory columns");
+  for (const std::string& info :
+       {line, line + "Col2 Numeric Explanatory\n", line + values + "Col4 Numeric Explanatory\n",
+        line + "Col2 Numeric LineNumber\nCol3 Numeric Explanatory\n", line + values + "Col4 Numeric LineNumber\n",
+        line + "Col2 Numeric Explanatory\nCol3 Numeric Target\n", std::string()}) {
+    writeFile("calls.bin.info", info);
+    expectFailure(shape);
+  }
+  writeFile("calls.bin.info", line + "Col2 Categorical Explanatory\nCol3 Numeric Explanatory\n");
+  expectFailure(refused("column Col2 is not numeric"));
+  writeFile("calls.bin.info", "Col1 Categorical LineNumber\n" + values);
+  expectFailure(refused("column Col1 is not numeric"));
+}
+
+TEST_F(AnalyzeRun, AGapInThePartsIsRefused) {
+  for (const char* name : {"parts.0", "parts.1", "parts.2"}) {
+    writeFile(std::string(name) + ".info", content("calls.bin.info"));
+    writeNumbers(name, rows(1, 9));
+  }
+  const std::string missing = "Error;|2305;|parts.1;|vesk-analyze: a part of the dataset is missing;|ErrorEnd\n";
+  std::filesystem::remove(path("parts.1"));
+  expectFailure(missing, "parts");
+  std::filesystem::remove(path("parts.2"));
+  std::filesystem::create_directory(path("parts.1"));
+  expectFailure(missing, "parts");
+  std::filesystem::remove(path("parts.1"));
+  for (const char* name : {"parts.02", "parts.2x", "parts.", "part.3"}) writeFile(name, "");  // no parts
+  diffusion(2, {}, "parts");
+  EXPECT_EQ(result.status, 0) << result.out;
+}
+
+TEST_F(AnalyzeRun, WeightsThatShareNothingOutEndTheRun) {
+  std::vector<double> numbers = rows(1, 9);
+  numbers.insert(numbers.end(), {77, 0, 1, 77, 5, 0, 77, 0, 7788});
+  writeNumbers("calls.bin", numbers);
+  expectFailure(";|QUVENSNAData::update: the weights of caller 77 have no usable sum, but 0;|ErrorEnd\n");
 }
 
 TEST_F(AnalyzeRun, AResultThatCannotBeWrittenEndsTheRun) {

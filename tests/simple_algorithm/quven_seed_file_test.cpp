@@ -72,9 +72,9 @@ TEST_F(QUVENSeedFile, AParameterFileWithoutTheLineIsToldOf) {
   EXPECT_EQ(run.out, warning);
   EXPECT_EQ(nameIn(""), "(none)");
   EXPECT_EQ(run.out, warning);
-  EXPECT_EQ(nameIn(std::string(10000, 'x') + "\n<Seed>a</Seed>\n"), "(none)");
+  EXPECT_EQ(nameIn(std::string(10001, 'x') + "\n<Seed>a</Seed>\n"), "(none)");
   EXPECT_EQ(run.out, "FindSeedFileNameInParamFile: reading failure in line 1\n");
-  EXPECT_EQ(nameIn(std::string(9999, 'x') + "\n<Seed>a</Seed>\n"), "a");
+  EXPECT_EQ(nameIn(std::string(10000, 'x') + "\n<Seed>a</Seed>\n"), "a");
   std::string name;
   run = capturedRun([&] { EXPECT_FALSE(FindSeedFileNameInParamFile("/no/such/file", name)); });
   EXPECT_EQ(run.out, "FindSeedFileNameInParamFile:  cannot open file param file /no/such/file\n");

@@ -1,6 +1,8 @@
 // What a diffusion analysis refuses: parameters, rows, files.
 
+#include <algorithm>
 #include <filesystem>
+#include <limits>
 
 #include "diffusion_fixture.h"
 
@@ -27,6 +29,16 @@ class DiffusionErrors : public DiffusionTest {
   static std::string error(const std::string& text) { return "Error;|2202;|" + text + ";|ErrorEnd"; }
   static std::string tag(const std::string& name, const std::string& value) {
     return "<" + name + ">" + value + "</" + name + ">\n";
+  }
+
+  /// The names of all files in the folder.
+  std::vector<std::string> files() const {
+    std::vector<std::string> names;
+    for (const auto& entry : std::filesystem::directory_iterator(folder.path(""))) {
+      names.push_back(entry.path().filename().string());
+    }
+    std::sort(names.begin(), names.end());
+    return names;
   }
 
   /// The report and the line on standard error of records in the first pass.
@@ -148,14 +160,79 @@ TEST_F(DiffusionErrors, AnOutputThatCannotBeWrittenIsReportedAndLeavesNothing) {
   EXPECT_EQ(outputTo("/dev/full"),
             "Error;|2302;|/dev/full;|QUVENSNAData::writeDataOutputFile: Unable to write output file;|ErrorEnd");
   EXPECT_THAT(run.out, Not(HasSubstr("SNA Terminated Successfully")));
+  EXPECT_EQ(outputTo(""), "Error;|2302;|;|QUVENSNAData::writeDataOutputFile: Unable to open output file;|ErrorEnd");
 }
 
 TEST_F(DiffusionErrors, NothingBesideTheResultIsLeft) {
   Data data = open("", "1\n");
   runPasses(data, {{1, {{2, 1}}}}, 1);
   QUVEN_DELETE(data);
-  EXPECT_TRUE(std::filesystem::exists(folder.path("out.csv")));
-  EXPECT_FALSE(std::filesystem::exists(folder.path("out.csv.partial")));
+  EXPECT_EQ(files(), (std::vector<std::string>{"out.csv", "params.xml", "seeds"}));
+}
+
+TEST_F(DiffusionErrors, ALinkStaysAndWhatItPointsToIsReplaced) {
+  const auto resultIn = [&] {
+    Data data = open("", "1\n");
+    runPasses(data, {{1, {{2, 1}}}}, 1);
+    QUVEN_DELETE(data);
+    return run.threwLibraryException ? reportIn(run.out) : folder.read("out.csv");
+  };
+  const std::string result = resultIn();
+  std::filesystem::remove(folder.path("out.csv"));
+  std::filesystem::create_symlink("second", folder.path("out.csv"));
+  std::filesystem::create_symlink(folder.path("target"), folder.path("second"));
+  for (int round = 1; round <= 2; ++round) {  // the target is made, and replaced
+    EXPECT_EQ(resultIn(), result);
+    EXPECT_EQ(files(), (std::vector<std::string>{"out.csv", "params.xml", "second", "seeds", "target"}));
+    EXPECT_FALSE(std::filesystem::is_symlink(folder.path("target")));
+    folder.write("target", "old");
+  }
+  std::filesystem::remove(folder.path("second"));
+  std::filesystem::create_symlink("out.csv", folder.path("second"));  // goes round
+  EXPECT_EQ(resultIn(), "Error;|2302;|" + folder.path("out.csv") +
+                            ";|QUVENSNAData::writeDataOutputFile: Unable to open output file;|ErrorEnd");
+  EXPECT_TRUE(std::filesystem::is_symlink(folder.path("out.csv")));
+}
+
+TEST_F(DiffusionErrors, AnotherRunsUnfinishedFileIsLeftAlone) {
+  folder.write("out.csv.partial", "of another run");
+  folder.write("out.csv.partial1", "of another run");
+  Data data = open("", "1\n");
+  runPasses(data, {{1, {{2, 1}}}}, 1);
+  QUVEN_DELETE(data);
+  EXPECT_EQ(files(),
+            (std::vector<std::string>{"out.csv", "out.csv.partial", "out.csv.partial1", "params.xml", "seeds"}));
+  EXPECT_EQ(folder.read("out.csv.partial1"), "of another run");
+}
+
+TEST_F(DiffusionErrors, ACallerWhoseWeightsHaveNoUsableSumIsRefused) {
+  constexpr double infinity = std::numeric_limits<double>::infinity();
+  constexpr double nan = std::numeric_limits<double>::quiet_NaN();
+  const auto refused = [](int record, const std::string& sum) {
+    return "Error;|4605;|" + std::to_string(record) +
+           ";|QUVENSNAData::update: the weights of caller 4 have no usable sum, but " + sum + ";|ErrorEnd";
+  };
+  EXPECT_EQ(records({{4, 0, 2}, {4, 2, 0}, {4, 3, 0}, {4, 0, 7788}}), refused(4, "0"));
+  EXPECT_EQ(run.err, "worker: 0 ERROR in row 4, caller: 4, callee: 0, weight: 7788\n");
+  EXPECT_EQ(records({{4, 0, 2}, {4, 2, 1}, {4, 3, -1}, {4, 0, 7788}}), refused(4, "0"));
+  EXPECT_EQ(records({{4, 0, 1}, {4, 2, infinity}, {4, 0, 7788}}), refused(3, "inf"));
+  EXPECT_EQ(records({{4, 0, 1}, {4, 2, nan}, {4, 0, 7788}}), refused(3, "nan"));
+  // The second header begins a sum of 0 for the callees of the first.
+  EXPECT_EQ(records({{4, 0, 1}, {4, 2, 1}, {4, 0, 7788}, {4, 0, 0}, {4, 0, 7788}}), refused(5, "0"));
+  // Who calls nobody shares nothing out.
+  EXPECT_THAT(records({{4, 0, 0}, {4, 0, 7788}, {5, 0, 1}, {5, 0, 9}, {5, 0, 7788}}), Not(HasSubstr("Error;|")));
+  EXPECT_THAT(records({{4, 0, 2}, {4, 2, 0}, {4, 3, 1e-320}, {4, 0, 7788}}), Not(HasSubstr("Error;|")));
+}
+
+TEST_F(DiffusionErrors, ASumBelowAllNumbersIsWarnedOfAndItsEnergyRefused) {
+  Data data = open("", "1\n");
+  runPasses(data, {{1, {{2, -std::numeric_limits<double>::infinity()}}}}, 1);
+  EXPECT_TRUE(run.threwLibraryException);
+  EXPECT_THAT(run.out, HasSubstr("Warning;|5004;|Warning: Row sum smaller than min real value;|WarningEnd\n"));
+  EXPECT_EQ(reportIn(run.out),
+            "Error;|4606;|2;|QUVENSNAData::endDataScan: the energy of a subscriber is no number;|ErrorEnd");
+  EXPECT_EQ(files(), (std::vector<std::string>{"params.xml", "seeds"}));
+  QUVEN_DELETE(data);
 }
 
 }  // namespace

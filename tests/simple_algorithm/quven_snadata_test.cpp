@@ -195,6 +195,9 @@ TEST_F(QUVENSNADataTest, AnswersTheScanProtocol) {
   EXPECT_FALSE(data->isFinished());
   run = capturedRun([&] { EXPECT_EQ(data->beginDataScan(2, QUVEN_ENV), 1); });
   EXPECT_EQ(run.out, "Log;|1;|Entering beginDataScan;|LogEnd\n");
+  std::ostringstream printed;
+  data->print(printed);
+  EXPECT_EQ(printed.str(), "");
   run = capturedRun([&] { data->reservedOperation(QUVEN_ENV); });
   EXPECT_THAT(run.out, HasSubstr("Function/Feature not yet implemented"));
   run = capturedRun([&] { data->updateWithoutDataScan(QUVEN_ENV); });
@@ -216,6 +219,80 @@ TEST_F(QUVENSNADataTest, WritesItsParametersAndCountersToATag) {
   EXPECT_EQ(value("RunParameters/Model 1 iterations"), "2");
   EXPECT_EQ(value("RunParameters/Model 1 Diff Val at Convergence"), "0");
   tag.destroyPrimitive(QUVEN_ENV);
+  QUVEN_DELETE(data);
+}
+
+TEST_F(QUVENSNADataTest, WeightedDegreesStayAtTheEndOfTheirRange) {
+  const std::vector<LiteralRow> rows{{1, {{2, 3e9}, {3, 1.9}}}, {4, {{2, 2147483647.9}, {3, 1.9}}}, {5, {{2, 1e300}}}};
+  for (const std::size_t workers : {1U, 2U, 3U}) {
+    Data data = open("", "1\n");
+    runPasses(data, rows, workers);
+    EXPECT_EQ(results().at(1).weightedOutDegree, 2147483647);
+    EXPECT_EQ(results().at(2).weightedInDegree, 2147483647);
+    EXPECT_EQ(results().at(3).weightedInDegree, 2);
+    QUVEN_DELETE(data);
+  }
+}
+
+TEST_F(QUVENSNADataTest, TellsItsProgress) {
+  Data data = open("", "1\n");
+  runPasses(data, {{1, {{2, 1}}}}, 1);
+  const auto log = [](int level, const std::string& text) {
+    return "Log;|" + std::to_string(level) + ";|" + text + ";|LogEnd\n";
+  };
+  int reports = 0;
+  const auto progress = [&](int iteration, const std::string& method, const std::string& text) {
+    return log(1, "\n[Worker:0, Iteration: " + std::to_string(iteration) + ", ProgressReport:" +
+                      std::to_string(reports++) + "]\nMethod name:QUVENSNAData::" + method + ": " + text + "\n\n");
+  };
+  std::string expected = log(1, "Entering beginDataScan");
+  expected += progress(0, "finishIteration", "Finished an iteration of computing normalizer");
+  expected += progress(0, "endDataScan", "Finished computing normalizer");
+  expected += progress(0, "finishIteration", "Finished an iteration of computing weighted in/out degree");
+  expected += progress(0, "endDataScan", "Finished computing weighted in/out degree");
+  expected += progress(1, "finishIteration", "Finished an iteration of diffusion model 1");
+  expected += log(1, "Diffusion Model 1, Iteration 1 diffVal = 0.5");
+  expected += progress(1, "endDataScan", "Finished an iteration of diffusion model 1");
+  expected += progress(2, "finishIteration", "Finished an iteration of diffusion model 1");
+  expected += log(1, "Diffusion Model 1, Iteration 2 diffVal = 0");
+  expected += progress(2, "endDataScan", "Finished diffusion iteration model 1");
+  expected += log(0, "SNA Terminated Successfully");
+  EXPECT_EQ(run.out, expected);
+  QUVEN_DELETE(data);
+}
+
+TEST_F(QUVENSNADataTest, TracesRecordsAboveItsLevel) {
+  const auto traceOf = [&](const std::string& verbosity) {
+    Data data = open("<VerbosityLevel>" + verbosity + "</VerbosityLevel>\n", "1\n");
+    run = capturedRun([&] {
+      data->initIteration(QUVEN_ENV);
+      targetVec.setSize(1, QUVEN_ENV);
+      targetVec[1] = 7.5;
+      record(*data, 5, 0, 1);
+    });
+    QUVEN_DELETE(data);
+    return run.out;
+  };
+  EXPECT_EQ(traceOf("30"), "");
+  const std::string traced =
+      ">>>>>> Worker 0[SampleTraceEventStarts]\n"
+      " Entering QUVENSNAData::update, ivState = 0, sample num = 5\n"
+      " -- dataVec size =  2\n  - Elm 1: 0\n  - Elm 2: 1\n-- targetVec size =  1\n  - Elm 1: 7.5\n";
+  EXPECT_EQ(traceOf("31"), traced);
+  EXPECT_EQ(traceOf("100"), traced);
+}
+
+TEST_F(QUVENSNADataTest, AStateThatIsNoneEndsTheRun) {
+  Data data = open("", "1\n");
+  std::string bytes = image(*data, QUVENObjWriter::SaveForWorker);
+  const std::size_t place = bytes.find("\xc9\x80");  // ivState
+  ASSERT_NE(place, std::string::npos);
+  bytes[place + 1] = '\x83';
+  run = capturedRun([&] { readInto(data, bytes); });
+  EXPECT_TRUE(run.threwLibraryException);
+  EXPECT_THAT(run.out, HasSubstr("Function/Feature not yet implemented"));
+  run = capturedRun([&] { data->initIteration(QUVEN_ENV); });
+  EXPECT_THAT(run.out, HasSubstr("Function/Feature not yet implemented"));
   QUVEN_DELETE(data);
 }
 

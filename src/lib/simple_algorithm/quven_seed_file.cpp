@@ -75,7 +75,7 @@ bool FindSeedFileNameInParamFile(const std::string& parameterFileName, std::stri
   long lineNumber = 0;
   for (std::string line; std::getline(file, line);) {
     ++lineNumber;
-    if (line.size() >= longestParameterLine) {
+    if (line.size() > longestParameterLine) {
       std::cout << "FindSeedFileNameInParamFile: reading failure in line " << lineNumber << '\n';
       return false;
     }

@@ -27,6 +27,8 @@ enum Code : int {
   HeaderExpected = 4602,
   CallerChanged = 4603,
   TooManyCallees = 4604,
+  RowSumUnusable = 4605,
+  EnergyLost = 4606,
   RowSumTooSmall = 5004
 };
 
@@ -37,12 +39,13 @@ std::int64_t countOf(double value) {
 
 std::int32_t cutWeight(double weight) { return static_cast<std::int32_t>(countOf(weight)); }
 
-/// Sums of degrees stop at the ends of their 32 bits.
-void add(std::int32_t& sum, std::int32_t added) {
+/// A degree that does not fit stays at the end of its range: it is never less for one call more.
+void addTo(std::int32_t& degree, std::int32_t added) {
+  if (!__builtin_add_overflow(degree, added, &degree)) return;
   using Limits = std::numeric_limits<std::int32_t>;
-  if (__builtin_add_overflow(sum, added, &sum)) sum = added > 0 ? Limits::max() : Limits::min();
+  degree = added > 0 ? Limits::max() : Limits::min();
 }
-void add(double& sum, double added) { sum += added; }
+void addTo(double& sum, double added) { sum += added; }
 
 }  // namespace
 
@@ -186,13 +189,26 @@ void QUVENSNAData::beginCaller(SampleNumber caller, const QUVENEnvHandle& env) {
   }
 }
 
+/// At the footer of a caller: energy that is shared out by such a sum would be no number, and spread from there.
+void QUVENSNAData::checkRowSum(double x2, SampleNumber caller, const QUVENEnvHandle& env) const {
+  const double sum = ivNum2RowSumMap.get(callerIndex);
+  const bool isUsable = (std::isfinite(sum) && sum != 0) || sum < std::numeric_limits<double>::lowest();
+  if (isUsable || ivNum2OutDegreeMap.get(callerIndex) == 0) return;
+  std::ostringstream text;
+  text << "QUVENSNAData::update: the weights of caller " << caller << " have no usable sum, but " << sum;
+  reportRow(RowSumUnusable, text.str(), 0, x2, caller, "", QUVEN_ENV);
+}
+
 void QUVENSNAData::update(const QUVENXaRay<double>& dataVec, const QUVENXaRay<double>& targetVec,
                           SampleNumber sampleNumber, const QUVENEnvHandle& env) {
   if (trace.sample(recordTraceLevel, ivVerbosityLvl)) traceRecord(dataVec, targetVec, sampleNumber);
   const double callee = dataVec[1];
   const double weight = dataVec[2];
   if (checkMatStateValidity(callee, weight, sampleNumber, env) == OutsideRecord) return beginCaller(sampleNumber, env);
-  if (callee == 0) return;
+  if (callee == 0) {
+    if (ivMatState == OutsideRecord && getState() == ComputeNormalizer) checkRowSum(weight, sampleNumber, env);
+    return;
+  }
   const std::uint64_t node = quvenSampleNumber(callee);
   switch (getState()) {
     case ComputeNormalizer:
@@ -200,7 +216,7 @@ void QUVENSNAData::update(const QUVENXaRay<double>& dataVec, const QUVENXaRay<do
       ++ivNum2OutDegreeMap.at(callerIndex, env);
       return enqueue(node, 1, env);
     case ComputeWeightedInOutDeg:
-      add(ivNum2WeightedOutDegreeMap.at(callerIndex, env), cutWeight(weight));
+      addTo(ivNum2WeightedOutDegreeMap.at(callerIndex, env), cutWeight(weight));
       return enqueue(node, weight, env);
     case DiffusionIterationModel1:
       if (callerRowSum < std::numeric_limits<double>::lowest()) {
@@ -234,7 +250,7 @@ void QUVENSNAData::settle(const Arrival& arrival, const QUVENEnvHandle& env) {
   } else if (getState() == ComputeNormalizer) {
     ++ivNum2InDegreeMap.at(index, env);
   } else {
-    add(ivNum2WeightedInDegreeMap.at(index, env), cutWeight(arrival.amount));
+    addTo(ivNum2WeightedInDegreeMap.at(index, env), cutWeight(arrival.amount));
   }
 }
 
@@ -300,7 +316,7 @@ void QUVENSNAData::addColumn(Column<T>& column, const QUVENSNAData& other, Colum
                              const QUVENEnvHandle& env) {
   const Column<T>& added = other.*member;
   for (long i = 1; i <= other.nodes.getSize(); ++i) {
-    if (added.has(i)) add(column.at(nodes.insert(other.nodes.getNode(i), QUVEN_ENV), QUVEN_ENV), added.get(i));
+    if (added.has(i)) addTo(column.at(nodes.insert(other.nodes.getNode(i), QUVEN_ENV), QUVEN_ENV), added.get(i));
   }
 }
 
@@ -335,6 +351,10 @@ void QUVENSNAData::finishDiffusionPass(const QUVENEnvHandle& env) {
     const double previous = total;
     double next = previous + ivModel1FreshEnergyMap.get(i);
     if (passesOn) next -= ivSpreadCoefficient * ivModel1PrevFreshEnergies.get(i);
+    if (!std::isfinite(next)) {
+      report_error(EnergyLost, std::to_string(nodes.getNode(i)),
+                   "QUVENSNAData::endDataScan: the energy of a subscriber is no number", QUVEN_ENV, true);
+    }
     largest = std::max(largest, std::fabs(next - previous));
     total = next;
   }

@@ -15,10 +15,12 @@
 ///
 /// Pass 1 sums the weights of each caller and counts degrees, pass 2 sums the weighted degrees, each further pass moves
 /// the fresh energy of every caller to its callees by the share of their weights, times the spread coefficient, until
-/// the largest change of a total is at most the end condition, or the passes are used up. Units:    weights and
-/// energies have none; a seed has 1 for each time it is named. Weighted degrees sum the weights cut
-///           to integers.
+/// the largest change of a total is at most the end condition, or the passes are used up.
+/// Units:    weights and energies have none; a seed has 1 for each time it is named. Weighted degrees sum the weights
+///           cut to integers, up to the largest 32-bit one.
 /// Memory:   below 100 bytes a node, nothing a pair.
+/// Errors:   the terminating reports 4602 to 4604 for rows out of order, 4605 for a caller whose weights sum to 0 or to
+///           no number, 4606 for an energy that is none.
 /// Output:   a CSV file, a row a node in ascending order. It appears under its name when it is complete.
 class QUVENSNAData : public QUVENObjectOf<QUVENSNAData, QUVENSimpleAlgorithmAbstractData> {
  public:
@@ -77,6 +79,7 @@ class QUVENSNAData : public QUVENObjectOf<QUVENSNAData, QUVENSimpleAlgorithmAbst
                               const std::string& more, const QUVENEnvHandle& env) const;
   void traceRecord(const QUVENXaRay<double>& dataVec, const QUVENXaRay<double>& targetVec, SampleNumber sampleNumber);
   void beginCaller(SampleNumber caller, const QUVENEnvHandle& env);
+  void checkRowSum(double x2, SampleNumber caller, const QUVENEnvHandle& env) const;
   void enqueue(std::uint64_t callee, double amount, const QUVENEnvHandle& env);
   void settle(const Arrival& arrival, const QUVENEnvHandle& env);
   void settleAll(const QUVENEnvHandle& env);

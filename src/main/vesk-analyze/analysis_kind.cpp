@@ -12,7 +12,7 @@ constexpr const char* diffusionParameters[] = {"isSparseData", "VerbosityLevel",
 
 constexpr AnalysisKind kinds[] = {
     {"diffusion", "Energy that spreads from seed subscribers over a pair sum dataset",
-     QUVENSimpleAlgorithmModel::DiffusionModel, diffusionParameters},
+     QUVENSimpleAlgorithmModel::DiffusionModel, diffusionParameters, 2},
 };
 
 }  // namespace

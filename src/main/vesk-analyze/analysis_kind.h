@@ -13,6 +13,7 @@ struct AnalysisKind {
   const char* summary;                      ///< its line in the help
   std::int32_t modelId;                     ///< what the model opens
   std::span<const char* const> parameters;  ///< the tags that its parameter file may have
+  long explanatoryColumns = 0;              ///< that its dataset has beside the line number, all numeric; 0 for any
 };
 
 /// The analyses in the order of the help.

@@ -1,6 +1,7 @@
 #include "analysis_run.h"
 
 #include <algorithm>
+#include <charconv>
 #include <filesystem>
 #include <fstream>
 #include <sstream>
@@ -15,7 +16,7 @@ namespace vesk_analyze {
 
 namespace {
 
-enum Code : int { IllegalParameters = 2202, FileUnusable = 2302 };
+enum Code : int { IllegalParameters = 2202, FileUnusable = 2302, DataUnusable = 2305 };
 
 constexpr const char* topElement = "AnalysisParams";
 
@@ -39,7 +40,9 @@ AnalysisRun::AnalysisRun(const AnalyzeOptions& runOptions, const WorkerTransport
 const QUVENXMLTag& AnalysisRun::readParameters(const QUVENEnvHandle& env) {
   parameterTree = QUVENXMLHandler::create(QUVEN_ENV);
   parameterTree->resetTree(QUVEN_ENV);
-  if (parameterTree->readXMLFile(options.parameterFile, QUVEN_ENV) != 1) {
+  std::error_code unknown;  // then the reading says what is wrong
+  if (std::filesystem::is_directory(options.parameterFile, unknown) ||
+      parameterTree->readXMLFile(options.parameterFile, QUVEN_ENV) != 1) {
     report_error(FileUnusable, options.parameterFile, "vesk-analyze: Unable to read parameter file", QUVEN_ENV, true);
   }
   if (!parameterTree->hasTag(topElement, QUVEN_ENV)) {
@@ -56,13 +59,60 @@ const QUVENXMLTag& AnalysisRun::readParameters(const QUVENEnvHandle& env) {
   return parameters;
 }
 
+/// The parts end with the first number that is not there: what lies behind a gap would be left out without a word.
+void AnalysisRun::checkParts(const QUVENEnvHandle& env) const {
+  namespace fs = std::filesystem;
+  const auto partName = [&](std::size_t number) { return options.dataset + "." + std::to_string(number); };
+  const fs::path folder = fs::path(options.dataset).parent_path();
+  const std::string prefix = fs::path(options.dataset).filename().string() + ".";
+  std::size_t numParts = 0;
+  std::error_code unreadable;  // such a folder is shown by its first part
+  for (fs::directory_iterator entry(folder.empty() ? "." : folder, unreadable), end; !unreadable && entry != end;
+       entry.increment(unreadable)) {
+    const std::string name = entry->path().filename().string();
+    if (!name.starts_with(prefix)) continue;
+    std::size_t number = 0;
+    const auto [stop, error] = std::from_chars(name.data() + prefix.size(), name.data() + name.size(), number);
+    if (error == std::errc() && prefix + std::to_string(number) == name) numParts = std::max(numParts, number + 1);
+  }
+  for (std::size_t number = 0; number < numParts; ++number) {
+    std::error_code unknown;
+    if (fs::exists(partName(number), unknown) && !fs::is_directory(partName(number), unknown)) continue;
+    report_error(DataUnusable, partName(number), "vesk-analyze: a part of the dataset is missing", QUVEN_ENV, true);
+  }
+}
+
+/// The description of another kind of dataset: its records would be taken for what they are not.
+void AnalysisRun::checkColumns(const QUVENEnvHandle& env) const {
+  if (options.kind->explanatoryColumns == 0) return;
+  long lineNumbers = 0;
+  long explanatory = 0;
+  for (long i = 1; i <= point->getNumFields(); ++i) {
+    const QUVENField& field = point->getField(i);
+    const auto purpose = static_cast<QUVENFieldPurpose>(field.getPurpose());
+    if (purpose == QUVENFieldPurpose::Target) continue;
+    ++(purpose == QUVENFieldPurpose::LineNumber ? lineNumbers : explanatory);
+    if (!field.isNumeric()) {
+      report_error(FileUnusable, options.dataset, "vesk-analyze: column " + field.getName().str() + " is not numeric",
+                   QUVEN_ENV, true);
+    }
+  }
+  if (lineNumbers <= 1 && explanatory == options.kind->explanatoryColumns) return;
+  report_error(FileUnusable, options.dataset,
+               "vesk-analyze: the dataset must have one line number column and " +
+                   std::to_string(options.kind->explanatoryColumns) + " explanatory columns",
+               QUVEN_ENV, true);
+}
+
 void AnalysisRun::openDataset(const QUVENEnvHandle& env) {
   dataset->setProgressLines(false);  // there is a progress line of the program's own
   // A name that is not there stands for its parts, and then the description of part 0 may serve all.
   const bool isNameOfParts = !exists(options.dataset) && exists(options.dataset + ".0");
   dataset->setMultiFile(isNameOfParts);
   if (isNameOfParts && !exists(options.dataset + ".info")) dataset->setInfoFile(options.dataset + ".0.info");
+  if (isNameOfParts) checkParts(QUVEN_ENV);
   dataset->open(options.dataset, point.get(), transport.getRank(), transport.getCount(), QUVEN_ENV);
+  checkColumns(QUVEN_ENV);
   // What a copy or a full disk has cut would be analysed as if it were all.
   const std::int64_t recordBytes = dataset->getNumColumns() * static_cast<std::int64_t>(sizeof(double));
   if (recordBytes > 0 && dataset->getTotalBytes() % recordBytes != 0) {

@@ -46,6 +46,8 @@ class AnalysisRun {
  private:
   const QUVENXMLTag& readParameters(const QUVENEnvHandle& env);
   void openDataset(const QUVENEnvHandle& env);
+  void checkParts(const QUVENEnvHandle& env) const;
+  void checkColumns(const QUVENEnvHandle& env) const;
   void openModel(const QUVENXMLTag& parameters, const QUVENEnvHandle& env);
   void shareFields(const QUVENEnvHandle& env);
 
