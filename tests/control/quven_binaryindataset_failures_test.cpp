@@ -54,6 +54,13 @@ TEST_F(QUVENBinaryInputDatasetFailuresTest, TellsADataFileThatIsMissing) {
   EXPECT_THAT(out, Not(HasSubstr("Terminating")));
 }
 
+TEST_F(QUVENBinaryInputDatasetFailuresTest, TellsADirectory) {
+  const std::string name = folder.path();
+  EXPECT_THAT(openFailure(name), StartsWith("Error;|2305;|" + name + ";|"));
+  std::filesystem::create_directory(folder.path("data.0"));
+  EXPECT_THAT(openFailure(folder.path("data"), true), StartsWith("Error;|2305;|" + folder.path("data") + ";|"));
+}
+
 TEST_F(QUVENBinaryInputDatasetFailuresTest, TellsPartsThatAreMissingOrEmpty) {
   const std::string name = folder.path("data");
   const std::string line = "Error;|2305;|" + name + ";|Failed to open input data file !!;|ErrorEnd\n";

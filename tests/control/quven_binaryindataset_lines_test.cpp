@@ -139,7 +139,8 @@ TEST_F(QUVENBinaryInputDatasetLinesTest, SharesTheLinesOutCompletely) {
 }
 
 TEST_F(QUVENBinaryInputDatasetLinesTest, SamplesAgainAfterAFurtherStart) {
-  literal::Dataset data = sparseDataset({1, 1, 2, 2, 3, 4});
+  // The line that was last in the first pass is the first one of the next.
+  literal::Dataset data = sparseDataset({1, 1, 2, 2, 3, 1});
   data.scanType = 7;
   Reader reader(write(data), data, false, env);
   reader.startPass(data);

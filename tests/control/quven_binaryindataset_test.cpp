@@ -274,6 +274,17 @@ TEST_F(QUVENBinaryInputDatasetTest, ReadsAnotherFileThroughTheSameObject) {
   EXPECT_EQ(read[1].fields, std::vector{literal::numericText(9.0)});
 }
 
+TEST_F(QUVENBinaryInputDatasetTest, ReadsFilesWhoseNamesHaveColons) {
+  // MPI alone would take what stands before the colon for a file system, and open nothing.
+  const literal::Dataset data = countingDataset(3);
+  for (const std::string name : {"a:b/data", "nfs:data", "ufs:x", ":"}) {
+    folder.write(name + ".info", infoOf(data.columns));
+    Reader reader(folder.write(name, bytesOf(data.values)), data, false, env);
+    reader.startPass(data);
+    EXPECT_EQ(reader.pass().size(), 3U);
+  }
+}
+
 TEST_F(QUVENBinaryInputDatasetTest, FillsAnyDataPointThatHasTheFields) {
   literal::Dataset data = countingDataset(2);
   Reader reader(write(data), data, false, env);

@@ -7,6 +7,7 @@
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
+#include <filesystem>
 #include <fstream>
 #include <limits>
 
@@ -44,6 +45,8 @@ std::string nameOfPart(const std::string& name, std::size_t part) {
 
 /// The size of a file that can be opened, or -1.
 std::int64_t sizeOfFile(const std::string& name) {
+  std::error_code ignored;
+  if (std::filesystem::is_directory(name, ignored)) return -1;  // MPI opens it, and gives it a size beyond all bounds
   QUVENMPIFile file;
   std::int64_t bytes = 0;
   if (!file.open(MPI_COMM_SELF, name, MPI_MODE_RDONLY) || !file.getSize(bytes)) return -1;

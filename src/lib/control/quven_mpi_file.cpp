@@ -1,9 +1,18 @@
 #include "control/quven_mpi_file.h"
 
+namespace {
+
+/// MPI takes what stands before a colon for a kind of file system; a name with a colon needs one in front to be a name.
+std::string pathForMpi(const std::string& name) {
+  return name.find(':') == std::string::npos ? name : std::string("ufs:").append(name);
+}
+
+}  // namespace
+
 bool QUVENMPIFile::open(MPI_Comm workers, const std::string& name, int mode) {
   if (!close()) return false;
   // A failure is a result and never the end of the process: that is the error handler of files.
-  if (MPI_File_open(workers, name.c_str(), mode, MPI_INFO_NULL, &fileHandle) == MPI_SUCCESS) return true;
+  if (MPI_File_open(workers, pathForMpi(name).c_str(), mode, MPI_INFO_NULL, &fileHandle) == MPI_SUCCESS) return true;
   fileHandle = MPI_FILE_NULL;
   return false;
 }

@@ -38,6 +38,7 @@ void QUVENCatFieldDist::setSampleCapacity(std::int32_t capacity) {
 void QUVENCatFieldDist::update(std::uint32_t recordId, const QUVENStringWithHash& value, const QUVENEnvHandle& env) {
   ivCurrValidCount += 1.0;
   if (ivCatsVec.isEmpty() && ivScansDone == 0) {
+    QUVEN_ASSERT(field != nullptr);
     addSample(QUVENStringPQElement(value, hashPair(recordId, field->getName().hash())), QUVEN_ENV);
     return;
   }

@@ -96,8 +96,8 @@ double QUVENNumFieldBin::valueOfDraw(double draw) const {
   const double a = ivMinValue;
   const double b = ivMaxValue;
   const double m = ivMean;
-  // A mean that rounding has pushed to an end leaves no weights to divide. Infinities on both sides have no mean.
-  if (!(a < m && m < b)) return std::isnan(m) ? a : m;
+  // A mean that rounding has pushed to an end leaves no weights to divide, and a sum that overflows leaves no mean.
+  if (!(a < m && m < b)) return std::max(a, std::min(m, b));
   const double lowWeight = ivCount * ivVariance / ((m - a) * (b - a));
   const double highWeight = ivCount * ivVariance / ((b - m) * (b - a));
   if (draw < lowWeight) return a;
@@ -110,8 +110,11 @@ void QUVENNumFieldDist::setSampleCapacity(std::int32_t capacity) {
 }
 
 void QUVENNumFieldDist::update(std::uint32_t recordId, double value, const QUVENEnvHandle& env) {
+  // Infinity would come back from a worker as the largest number: it is that from the beginning.
+  value = quvenClampDouble(value);
   ivCurrValidCount += 1.0;
   if (ivPotBinsVec.isEmpty() && ivScansDone == 0) {
+    QUVEN_ASSERT(field != nullptr);
     addSample(hashPair(recordId, field->getName().hash()), value, QUVEN_ENV);
     return;
   }
@@ -213,11 +216,12 @@ void QUVENNumFieldDist::merge(const QUVENNumFieldDist& other, const QUVENEnvHand
 std::int32_t QUVENNumFieldDist::getBinIndex(double x, const QUVENEnvHandle& env) const {
   const long numBins = ivPotBinsVec.getSize();
   if (numBins == 0) return 0;
+  x = quvenClampDouble(x);
   const double* start = std::lower_bound(sortedEnds.begin(), sortedEnds.end(), x);
   for (long i = start - sortedEnds.begin() + 1; i <= numBins; ++i) {
     if (ivPotBinsVec[i].reachesUpTo(x)) return static_cast<std::int32_t>(i);
   }
-  // The largest end is excluded, too, but there is no bin above it.
+  // The largest end is excluded as well, but there is no bin above it.
   if (x >= QUVENNumFieldBin::HighestValue) return static_cast<std::int32_t>(numBins);
   quvenUnreachable(QUVEN_ENV);
 }
@@ -226,7 +230,8 @@ void QUVENNumFieldDist::rebuildEnds(const QUVENEnvHandle& env) {
   sortedEnds.setSize(ivPotBinsVec.getSize(), QUVEN_ENV);
   std::transform(ivPotBinsVec.begin(), ivPotBinsVec.end(), sortedEnds.begin(),
                  [](const QUVENNumFieldBin& bin) { return bin.getHiEnd(); });
-  std::sort(sortedEnds.begin(), sortedEnds.end());
+  // In the total order, for a foreign stream may have an end that is not a number.
+  std::sort(sortedEnds.begin(), sortedEnds.end(), [](double a, double b) { return std::strong_order(a, b) < 0; });
 }
 
 void QUVENNumFieldDist::postReadPrimitive(QUVENObjReader& reader, const QUVENEnvHandle& env) {

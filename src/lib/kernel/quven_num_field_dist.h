@@ -102,7 +102,7 @@ class QUVENNumFieldDist : public QUVENObjectOf<QUVENNumFieldDist, QUVENObject> {
   /// Requires: no sample was begun.
   void setSampleCapacity(std::int32_t capacity);
 
-  /// Counts a value and shows it to the sample or to the bins.
+  /// Counts a value and shows it to the sample or to the bins. Infinity counts as the largest number.
   /// Errors: a value that is not a number has no bin: "Program control should never reach this point".
   void update(std::uint32_t recordId, double value, const QUVENEnvHandle& env);
   void updateMissing() { ivCurrMissingCount += 1.0; }

@@ -186,31 +186,61 @@ void QUVENSNAData::update(const QUVENXaRay<double>& dataVec, const QUVENXaRay<do
   const double weight = dataVec[2];
   if (checkMatStateValidity(callee, weight, sampleNumber, env) == OutsideRecord) return beginCaller(sampleNumber, env);
   if (callee == 0) return;
-  const long calleeIndex = nodes.insert(quvenSampleNumber(callee), env);
+  const std::uint64_t node = quvenSampleNumber(callee);
   switch (getState()) {
     case ComputeNormalizer:
       ivNum2RowSumMap.at(callerIndex, env) += weight;
-      ++ivNum2InDegreeMap.at(calleeIndex, env);
       ++ivNum2OutDegreeMap.at(callerIndex, env);
-      return;
+      return enqueue(node, 1, env);
     case ComputeWeightedInOutDeg:
-      ivNum2WeightedInDegreeMap.at(calleeIndex, env) += cutWeight(weight);
       ivNum2WeightedOutDegreeMap.at(callerIndex, env) += cutWeight(weight);
-      return;
+      return enqueue(node, weight, env);
     case DiffusionIterationModel1:
       if (callerRowSum < std::numeric_limits<double>::lowest()) {
         report_warning(RowSumTooSmall, "Warning: Row sum smaller than min real value");
       }
-      ivModel1ReceivedEnergyMap.at(calleeIndex, env) += weight / callerRowSum * callerFreshEnergy;
-      return;
+      return enqueue(node, weight / callerRowSum * callerFreshEnergy, env);
   }
   quvenNotImplemented(QUVEN_ENV);
+}
+
+void QUVENSNAData::enqueue(std::uint64_t callee, double amount, const QUVENEnvHandle& env) {
+  constexpr std::size_t mask = QueueLength - 1;
+  nodes.prefetch(callee);
+  if (queueEnd - queueStart == QueueLength) settle(queue[queueStart++ & mask], env);
+  queue[queueEnd++ & mask] = {callee, amount};
+  if (queueEnd - queueLooked <= QueueLength / 2) return;
+  const long index = nodes.prefetchNode(queue[queueLooked++ & mask].callee);
+  if (getState() == DiffusionIterationModel1) {
+    ivModel1ReceivedEnergyMap.prefetch(index);
+  } else if (getState() == ComputeNormalizer) {
+    ivNum2InDegreeMap.prefetch(index);
+  } else {
+    ivNum2WeightedInDegreeMap.prefetch(index);
+  }
+}
+
+void QUVENSNAData::settle(const Arrival& arrival, const QUVENEnvHandle& env) {
+  const long index = nodes.insert(arrival.callee, env);
+  if (getState() == DiffusionIterationModel1) {
+    ivModel1ReceivedEnergyMap.at(index, env) += arrival.amount;
+  } else if (getState() == ComputeNormalizer) {
+    ++ivNum2InDegreeMap.at(index, env);
+  } else {
+    ivNum2WeightedInDegreeMap.at(index, env) += cutWeight(arrival.amount);
+  }
+}
+
+void QUVENSNAData::settleAll(const QUVENEnvHandle& env) {
+  while (queueStart != queueEnd) settle(queue[queueStart++ & (QueueLength - 1)], env);
+  queueLooked = queueEnd;
 }
 
 int QUVENSNAData::initIteration(const QUVENEnvHandle& env) {
   ivMatState = OutsideRecord;
   recordsSeen = 0;
   currentCaller = 0;
+  queueStart = queueLooked = queueEnd;  // a pass that was broken off leaves nothing to this one
   switch (getState()) {
     case ComputeNormalizer:
       ivNum2RowSumMap.clear();
@@ -240,6 +270,7 @@ int QUVENSNAData::finishIteration(const QUVENEnvHandle& env) {
     reportRow(CallerChanged, "QUVENSNAData::finishIteration: the data end without the footer of a caller", 0, 0,
               currentCaller, "", QUVEN_ENV);
   }
+  settleAll(QUVEN_ENV);
   switch (getState()) {
     case ComputeNormalizer:
       trace.progress("Finished an iteration of computing normalizer", method, ivModel1NumIterations);

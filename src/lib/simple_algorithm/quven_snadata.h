@@ -3,6 +3,7 @@
 
 // The diffusion analysis: energy spreads over the calling network from seed subscribers.
 
+#include <array>
 #include <iosfwd>
 #include <string>
 
@@ -63,6 +64,12 @@ class QUVENSNAData : public QUVENObjectOf<QUVENSNAData, QUVENSimpleAlgorithmAbst
   template <class T>
   using Column = QUVENNodeColumn<T>;
 
+  /// What a callee gets, on its way there.
+  struct Arrival {
+    std::uint64_t callee;
+    double amount;
+  };
+
   void readSeedFile(const std::string& parameterFileName, const QUVENEnvHandle& env);
   /// Checks the order of the rows and returns the matrix state before this one.
   std::int32_t checkMatStateValidity(double x1, double x2, SampleNumber caller, const QUVENEnvHandle& env);
@@ -70,6 +77,9 @@ class QUVENSNAData : public QUVENObjectOf<QUVENSNAData, QUVENSimpleAlgorithmAbst
                               const std::string& more, const QUVENEnvHandle& env) const;
   void traceRecord(const QUVENXaRay<double>& dataVec, const QUVENXaRay<double>& targetVec, SampleNumber sampleNumber);
   void beginCaller(SampleNumber caller, const QUVENEnvHandle& env);
+  void enqueue(std::uint64_t callee, double amount, const QUVENEnvHandle& env);
+  void settle(const Arrival& arrival, const QUVENEnvHandle& env);
+  void settleAll(const QUVENEnvHandle& env);
   void finishDiffusionPass(const QUVENEnvHandle& env);
   template <class T>
   void addColumn(Column<T>& column, const QUVENSNAData& other, Column<T> QUVENSNAData::*member,
@@ -131,6 +141,13 @@ class QUVENSNAData : public QUVENObjectOf<QUVENSNAData, QUVENSimpleAlgorithmAbst
   long callerIndex = 0;
   double callerRowSum = 0;
   double callerFreshEnergy = 0;
+
+  // Callees are all over the memory: what they get waits here, in its order, while their places are fetched.
+  static constexpr std::size_t QueueLength = 32;  // a power of two
+  std::array<Arrival, QueueLength> queue;
+  std::size_t queueEnd = 0;     // where the next one goes; these three only grow
+  std::size_t queueLooked = 0;  // up to here the place in the index is known
+  std::size_t queueStart = 0;
 
   QUVENAnalysisTrace trace;
 };

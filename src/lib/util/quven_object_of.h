@@ -89,6 +89,8 @@ class QUVENObjectOf : public Base {
   using Members = QUVENObjectOf;
 
   static QUVENMemberRank<0> quvenCountMembers(QUVENMemberRank<0>);
+  /// What a class with an empty list is asked for, and never called: each entry declares its own.
+  bool quvenIsWritten(QUVENMemberOrdinal<0>, std::int32_t) const { return false; }
   /// The keyword of the list entry with this ordinal.
   static const QUVENKeyword& keywordOfEntry(int ordinal);
 

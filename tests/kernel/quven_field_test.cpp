@@ -1,0 +1,264 @@
+#include "kernel/quven_field.h"
+
+#include <limits>
+
+#include "kernel/quven_cat_field.h"
+#include "kernel/quven_data_point.h"
+#include "kernel/quven_num_field.h"
+#include "kernel_fixture.h"
+#include "util/quven_registration.h"
+
+/// A field that overrides nothing.
+class QUVENTestField : public QUVENObjectOf<QUVENTestField, QUVENField> {
+ public:
+  explicit QUVENTestField(const QUVENEnvHandle& env) : Members(QUVENFieldType::Numeric, env) {}
+};
+QUVEN_REGISTER(QUVENTestField);
+
+namespace {
+
+class QUVENFieldTest : public KernelTest {
+ protected:
+  void TearDown() override {
+    num.reset(QUVEN_ENV);
+    cat.reset(QUVEN_ENV);
+    KernelTest::TearDown();
+  }
+  void setNumValues(std::initializer_list<double> values) {
+    QUVENXaRay<double> array;
+    array.fromZeroBased({values.begin(), values.size()}, QUVEN_ENV);
+    num->setNumValues(array, QUVEN_ENV);
+    array.deleteMemory(QUVEN_ENV);
+  }
+
+  QUVENOwnPtr<QUVENNumField> num = make<QUVENNumField>();
+  QUVENOwnPtr<QUVENCatField> cat = make<QUVENCatField>();
+};
+
+TEST_F(QUVENFieldTest, StartsWithoutNameRoleAndValue) {
+  EXPECT_TRUE(num->getName().isEmpty());
+  EXPECT_TRUE(num->getAlias().isEmpty());
+  EXPECT_EQ(num->getPurpose(), 0);
+  EXPECT_FALSE(num->isComputed());
+  EXPECT_EQ(num->getActualChannelCount(), 1);
+  EXPECT_FALSE(num->hasValue());
+  EXPECT_FALSE(num->isMissing());
+  EXPECT_FALSE(num->isLineNumber());
+  EXPECT_FALSE(num->hasDistribution());
+  EXPECT_EQ(static_cast<std::int32_t>(num->getType()), 2);
+  EXPECT_TRUE(num->isNumeric());
+  EXPECT_FALSE(cat->isNumeric());
+}
+
+TEST_F(QUVENFieldTest, TheKeywordsAreInTheOrderOfTheStream) {
+  std::vector<std::string> names;
+  for (const QUVENKeyword& keyword : QUVENField::keywords()) names.emplace_back(keyword.getName());
+  EXPECT_THAT(names, testing::ElementsAre("ivName", "ivPurpose", "ivAlias", "ivFieldType", "ivComputed",
+                                          "ivActualChannelCount"));
+}
+
+TEST_F(QUVENFieldTest, AValueIsAbsentPresentOrMissing) {
+  num->setNumValue(2.5);
+  EXPECT_TRUE(num->hasValue());
+  EXPECT_FALSE(num->isMissing());
+  EXPECT_EQ(num->getNumValue(QUVEN_ENV), 2.5);
+  num->setMissing();
+  EXPECT_TRUE(num->hasValue());
+  EXPECT_TRUE(num->isMissing());
+  EXPECT_EQ(num->getValueIndex(QUVEN_ENV), QUVENField::MissingValueIndex);
+  num->clearValue();
+  EXPECT_FALSE(num->hasValue());
+  EXPECT_FALSE(num->isMissing());
+  cat->setMissing();
+  cat->setCatValue("red");
+  EXPECT_FALSE(cat->isMissing());
+  EXPECT_EQ(cat->getCatValue(QUVEN_ENV).str(), "red");
+}
+
+TEST_F(QUVENFieldTest, TheValueOfAMissingFieldIsRefused) {
+  num->setMissing();
+  cat->setMissing();
+  expectFailure([&] { num->getNumValue(QUVEN_ENV); }, "!isMissing()");
+  expectFailure([&] { num->getNumValueOfChannel(1, QUVEN_ENV); }, "!isMissing()");
+  expectFailure([&] { cat->getCatValue(QUVEN_ENV); }, "!isMissing()");
+}
+
+TEST_F(QUVENFieldTest, SeveralChannelsAreBuffered) {
+  setNumValues({1, 2, 4});
+  EXPECT_EQ(num->getNumValues(), 3);
+  EXPECT_EQ(num->getNumValueOfChannel(1, QUVEN_ENV), 1);
+  EXPECT_EQ(num->getNumValueOfChannel(3, QUVEN_ENV), 4);
+  EXPECT_EQ(num->getNumValue(QUVEN_ENV), 1);
+  setNumValues({8, 9});
+  EXPECT_EQ(num->getNumValues(), 2);
+  EXPECT_EQ(num->getNumValueOfChannel(2, QUVEN_ENV), 9);
+  expectFailure([&] { num->getNumValueOfChannel(3, QUVEN_ENV); }, "1 <= channel && channel <= numValueCount");
+  expectFailure([&] { num->getNumValueOfChannel(0, QUVEN_ENV); }, "1 <= channel && channel <= numValueCount");
+  num->setNumValue(5);
+  EXPECT_EQ(num->getNumValues(), 0);
+  setNumValues({});
+  EXPECT_FALSE(num->hasValue());
+}
+
+TEST_F(QUVENFieldTest, ASavedValueComesBackWhole) {
+  QUVENFieldValue saved;
+  setNumValues({1, 2, 4});
+  num->saveValue(saved, QUVEN_ENV);
+  num->setMissing();
+  num->restoreValue(saved, QUVEN_ENV);
+  EXPECT_TRUE(num->hasValue());
+  EXPECT_FALSE(num->isMissing());
+  EXPECT_EQ(num->getNumValues(), 3);
+  EXPECT_EQ(num->getNumValueOfChannel(3, QUVEN_ENV), 4);
+
+  num->setMissing();
+  num->saveValue(saved, QUVEN_ENV);
+  num->setNumValue(6);
+  num->restoreValue(saved, QUVEN_ENV);
+  EXPECT_TRUE(num->isMissing());
+  num->clearValue();
+  num->saveValue(saved, QUVEN_ENV);
+  num->setNumValue(6);
+  num->restoreValue(saved, QUVEN_ENV);
+  EXPECT_FALSE(num->hasValue());
+
+  cat->setCatValue("red");
+  cat->saveValue(saved, QUVEN_ENV);
+  cat->setCatValue("green");
+  cat->restoreValue(saved, QUVEN_ENV);
+  EXPECT_EQ(cat->getCatValue(QUVEN_ENV).str(), "red");
+  expectFailure([&] { num->restoreValue(saved, QUVEN_ENV); }, "savedfieldval.ivFieldType == getType()");
+  saved.deleteMemory(QUVEN_ENV);
+}
+
+TEST_F(QUVENFieldTest, ABaseOfFieldsImplementsNothing) {
+  QUVENOwnPtr<QUVENTestField> base = make<QUVENTestField>();
+  QUVENOwnPtr<QUVENDataPoint> point = make<QUVENDataPoint>();
+  const QUVENStringWithHash text("text");
+  expectFailure([&] { base->hasScanResult(QUVEN_ENV); }, notImplementedText);
+  expectFailure([&] { base->merge(num.get(), QUVEN_ENV); }, notImplementedText);
+  expectFailure([&] { base->getNumDistValues(QUVEN_ENV); }, notImplementedText);
+  expectFailure([&] { base->setSampleFlag(true, QUVEN_ENV); }, notImplementedText);
+  expectFailure([&] { base->computeValue(*point, QUVEN_ENV); }, notImplementedText);
+  expectFailure([&] { base->reservedOperation(QUVEN_ENV); }, notImplementedText);
+  expectFailure([&] { base->updateDistribution(1, QUVEN_ENV); }, notImplementedText);
+  expectFailure([&] { base->beginDistributionPass(QUVEN_ENV); }, notImplementedText);
+  expectFailure([&] { base->endDistributionPass(QUVEN_ENV); }, notImplementedText);
+  expectFailure([&] { base->getIndexOfText(text, QUVEN_ENV); }, notImplementedText);
+  expectFailure([&] { base->getIndexOfValue(1, QUVEN_ENV); }, notImplementedText);
+  expectFailure([&] { base->getCategoryText(1, QUVEN_ENV); }, notImplementedText);
+  expectFailure([&] { base->sampleFromDistribution(1, QUVEN_ENV); }, notImplementedText);
+  EXPECT_FALSE(base->hasDistribution());
+  base.reset(QUVEN_ENV);
+  point.reset(QUVEN_ENV);
+}
+
+TEST_F(QUVENFieldTest, ReservedOperationsDoNothing) {
+  num->reservedOperation(QUVEN_ENV);
+  cat->reservedOperation(QUVEN_ENV);
+  EXPECT_FALSE(num->hasValue());
+  EXPECT_FALSE(cat->hasValue());
+}
+
+TEST_F(QUVENFieldTest, OperationsOfTheOtherKindAreRefused) {
+  expectFailure([&] { num->getIndexOfText(QUVENStringWithHash("a"), QUVEN_ENV); }, "0");
+  expectFailure([&] { num->getCategoryText(1, QUVEN_ENV); }, unreachableText);
+  expectFailure([&] { cat->getIndexOfValue(1, QUVEN_ENV); }, unreachableText);
+}
+
+TEST_F(QUVENFieldTest, StreamsCarryTheColumnAndNotTheValue) {
+  num->setName("age");
+  num->setAlias("years");
+  num->setPurpose(7);
+  num->setComputed(true);
+  num->setActualChannelCount(3);
+  num->setNumValue(5);
+  for (const std::int32_t mode : {QUVENObjWriter::Save, QUVENObjWriter::SaveForWorker}) {
+    QUVENOwnPtr<QUVENNumField> read = objectOf<QUVENNumField>(imageOf(*num, mode));
+    EXPECT_EQ(read->getName().str(), "age");
+    EXPECT_EQ(read->getAlias().str(), "years");
+    EXPECT_EQ(read->getPurpose(), 7);
+    EXPECT_TRUE(read->isComputed());
+    EXPECT_EQ(read->getActualChannelCount(), 3);
+    EXPECT_FALSE(read->hasValue());
+    EXPECT_EQ(read->getMergeWithSerialNumber(), num->getSerialNumber());
+    read.reset(QUVEN_ENV);
+  }
+}
+
+TEST_F(QUVENFieldTest, AResultCarriesNothingOfTheColumn) {
+  num->setName("age");
+  num->setAlias("years");
+  num->setPurpose(7);
+  const std::string result = imageOf(*num, QUVENObjWriter::ScanResults);
+  EXPECT_EQ(result.find("age"), std::string::npos);
+  QUVENOwnPtr<QUVENNumField> read = objectOf<QUVENNumField>(result);
+  EXPECT_TRUE(read->getName().isEmpty());
+  EXPECT_EQ(read->getPurpose(), 0);
+  read.reset(QUVEN_ENV);
+}
+
+TEST_F(QUVENFieldTest, AStreamDoesNotPutAnotherFieldInItsPlace) {
+  num->setName("age");
+  const std::string age = imageOf(*num);
+  QUVENOwnPtr<QUVENNumField> other = make<QUVENNumField>();
+  other->setName("weight");
+  const std::string weight = imageOf(*other);
+
+  readImage(age, num);  // its own name
+  EXPECT_EQ(num->getName().str(), "age");
+  expectFailure([&] { readImage(weight, num); }, "*** ERROR age != weight");
+  expectFailure([&] { readImage(weight, num); }, "ivName.size() <= 0 || ivName == tempName",
+                "Attempt to overwrite an existing field object with a different field");
+  EXPECT_EQ(num->getName().str(), "age");
+  other->setName("");
+  const std::string nameless = imageOf(*other);
+  expectFailure([&] { readImage(nameless, num); }, "*** ERROR age != ");
+  readImage(age, other);  // a field without a name takes any
+  EXPECT_EQ(other->getName().str(), "age");
+  other.reset(QUVEN_ENV);
+}
+
+TEST_F(QUVENFieldTest, ACopyHasColumnAndValueButNotTheSerialNumber) {
+  cat->setName("colour");
+  cat->setCatValue("red");
+  QUVENOwnPtr<QUVENCatField> copy = quvenNewCopy(*cat, QUVEN_ENV);
+  EXPECT_EQ(copy->getName().str(), "colour");
+  EXPECT_EQ(copy->getCatValue(QUVEN_ENV).str(), "red");
+  EXPECT_NE(copy->getSerialNumber(), cat->getSerialNumber());
+  copy.reset(QUVEN_ENV);
+}
+
+TEST_F(QUVENFieldTest, ALineNumberKeepsNoDistribution) {
+  num->setSampleFlag(true, QUVEN_ENV);
+  EXPECT_TRUE(num->hasDistribution());
+  num->markAsLineNumber(QUVEN_ENV);
+  EXPECT_TRUE(num->isLineNumber());
+  EXPECT_FALSE(num->hasDistribution());
+  EXPECT_FALSE(num->isSampled());
+  num->setSampleFlag(true, QUVEN_ENV);
+  EXPECT_FALSE(num->hasDistribution());
+  num->setNumValue(4);
+  num->updateDistribution(1, QUVEN_ENV);
+  num->endDistributionPass(QUVEN_ENV);
+  EXPECT_EQ(num->getNumDistValues(QUVEN_ENV), 0);
+}
+
+// Worked in whole numbers without a limit, cut to 32 bits after each step, with C = 3519870697 and M = 1354167659. For
+// (0, 0): t = C - 0 * M = 0xD1CCF6E9, its halves exchanged 0xF6E9D1CC, and C - 0xF6E9D1CC * M = 4047637157.
+TEST(HashPair, GivesTheNumbersWorkedByHand) {
+  EXPECT_EQ(hashPair(0, 0), 4047637157U);
+  EXPECT_EQ(hashPair(1, 0), 3509519710U);
+  EXPECT_EQ(hashPair(0, 1), 705167180U);
+  EXPECT_EQ(hashPair(1, 2), 2473714711U);
+  EXPECT_EQ(hashPair(0xFFFFFFFFU, 0x12345678U), 3815370213U);
+}
+
+TEST(HashPair, IsOneToOneInTheRecordForAName) {
+  std::vector<std::uint32_t> hashes;
+  for (std::uint32_t record = 0; record < 20000; ++record) hashes.push_back(hashPair(record, 12345));
+  std::sort(hashes.begin(), hashes.end());
+  EXPECT_EQ(std::adjacent_find(hashes.begin(), hashes.end()), hashes.end());
+}
+
+}  // namespace
