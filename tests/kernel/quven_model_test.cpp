@@ -152,10 +152,10 @@ TEST_F(QUVENModelTest, TheModeFollowsFromEveryState) {
       writer.writeKeyword(QUVEN_KWD(EndObject), QUVEN_ENV);
     });
     QUVENOwnPtr<QUVENTestModel> read(QUVEN_ENV);
-    EXPECT_EQ(readFrom(changed, [&](QUVENObjReader& reader) {
-                quvenReadObject(reader, read, QUVENTestModel::typeName(), QUVEN_ENV);
-              }),
-              0U);
+    EXPECT_EQ(
+        readFrom(changed,
+                 [&](QUVENObjReader& reader) { quvenReadObject(reader, read, QUVENTestModel::typeName(), QUVEN_ENV); }),
+        0U);
     std::int32_t mode = -1;
     const CapturedRun run = capturedRun([&] { mode = read->getMiningMode(QUVEN_ENV); });
     EXPECT_EQ(run.threwLibraryException, mode == -1);
