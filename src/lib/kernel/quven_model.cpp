@@ -64,8 +64,7 @@ bool QUVENModel::setMiningMode(std::int32_t mode, QUVENModel* refModelPtr, const
 }
 
 std::int32_t QUVENModel::getMiningMode(const QUVENEnvHandle& env) const {
-  const std::int32_t size = std::abs(ivModelState);
-  if (size <= LastMode) return size;
+  if (-LastMode <= ivModelState && ivModelState <= LastMode) return std::abs(ivModelState);
   if (ivModelState > ScanningBase && ivModelState <= ScanningBase + LastMode) return ivModelState - ScanningBase;
   quvenFatalReport("Invalid model state", QUVEN_ENV);
 }
@@ -80,8 +79,10 @@ void QUVENModel::chooseBest(std::int32_t mode, const QUVENEnvHandle& env) {
 
 bool QUVENModel::beginDataScan(const QUVENEnvHandle& env) {
   if (isScanning()) return true;
-  const std::int32_t mode = ivModelState;
-  if (beginPass(QUVEN_ENV)) {
+  const bool needsData = beginPass(QUVEN_ENV);
+  const std::int32_t mode = getMiningMode(QUVEN_ENV);  // a model that was trained can be trained again
+  if (mode < 1) quvenFatalReport("Invalid model state", QUVEN_ENV);
+  if (needsData) {
     ivModelState = ScanningBase + mode;
     noteScanBegun(QUVEN_ENV);
   } else {
@@ -185,6 +186,13 @@ long QUVENModel::findExplanatory(const QUVENField* field) const {
   return 0;
 }
 
+long QUVENModel::findExplanatory(const QUVENField* field, std::int32_t usage) const {
+  for (long i = 1; i <= ivExplanatoryFields.getSize(); ++i) {
+    if (ivExplanatoryFields[i].getField() == field && ivExplanatoryFields[i].getUsage() == usage) return i;
+  }
+  return 0;
+}
+
 void QUVENModel::copyFromPrimitive(const QUVENObject* source, const QUVENEnvHandle& env) {
   const long before = ivExplanatoryFields.getSize();
   Members::copyFromPrimitive(source, QUVEN_ENV);
@@ -193,10 +201,19 @@ void QUVENModel::copyFromPrimitive(const QUVENObject* source, const QUVENEnvHand
   std::printf("Copied exp fields from %ld to %ld\n", ivExplanatoryFields.getSize(), before);
 }
 
+void QUVENModel::transferFromPrimitive(QUVENObject* source, const QUVENEnvHandle& env) {
+  if (source != nullptr && source->isA(typeName()) != 0) {
+    const Inputs& given = static_cast<QUVENModel*>(source)->ivExplanatoryFields;
+    std::printf("Transfered exp fields from %ld to %ld\n", given.getSize(), ivExplanatoryFields.getSize());
+  }
+  Members::transferFromPrimitive(source, QUVEN_ENV);
+}
+
 QUVENDataScan::UpdateFunction QUVENModel::recordHandler(const QUVENEnvHandle& env) const {
   quvenUnreachable(QUVEN_ENV);
 }
 QUVENDataScan::UpdateFunction QUVENModel::batchHandler(const QUVENEnvHandle& env) const { quvenUnreachable(QUVEN_ENV); }
+
 void QUVENModel::noteModeChosen(const QUVENEnvHandle&) {}
 void QUVENModel::noteScanBegun(const QUVENEnvHandle&) {}
 void QUVENModel::noteScanEnded(const QUVENEnvHandle&) {}
@@ -214,4 +231,10 @@ std::int32_t QUVENModel::reservedQuery1() const { return 0; }
 std::int32_t QUVENModel::reservedQuery2() const { return 0; }
 std::int32_t QUVENModel::reservedQuery3() const { return 0; }
 std::int32_t QUVENModel::reservedQuery4() const { return 0; }
-int QUVENModel::noteInputAdded(QUVENField*, std::int32_t, const QUVENEnvHandle&) { return 0; }
+
+int QUVENModel::noteInputAdded(QUVENField* field, std::int32_t usage, const QUVENEnvHandle&) {
+  // What the data say of a field goes before what a model makes of it: the dataset knows its columns by it.
+  constexpr auto none = static_cast<std::int32_t>(QUVENFieldPurpose::None);
+  if (field != nullptr && field->getPurpose() == none) field->setPurpose(usage);
+  return 0;
+}

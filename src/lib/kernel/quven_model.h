@@ -33,14 +33,16 @@ class QUVENModel : public QUVENObjectOf<QUVENModel, QUVENDataScan> {
   }
 
   /// True when the model is scanning now.
+  /// Errors: without a mode "Invalid model state", after the answer of beginPass, which may have words of its own.
   bool beginDataScan(const QUVENEnvHandle& env);
   /// True when the model has finished.
   bool endDataScan(std::int32_t lastPass, const QUVENEnvHandle& env);
 
   /// A new model of the same class with these inputs, and nothing learned.
   void clone(QUVENOwnPtr<QUVENModel>& result, const QUVENEnvHandle& env) const;
-  /// The reduction step of bottom-up training: 1 when the other model could be merged, 0 when its inputs were taken
-  /// over.
+  /// The reduction step of bottom-up training: 1 when the other model could be merged. 0 when they differ in the
+  /// explanatory inputs or the degrees of freedom: all inputs are cleared then, and the explanatory ones of the other
+  /// are taken over, last first; mode and the smaller number of degrees stay.
   int mergeModel(QUVENModel* other, const QUVENEnvHandle& env);
   /// Removes the explanatory inputs that the model does not use.
   void pruneUnusedInputs(const QUVENEnvHandle& env);
@@ -61,8 +63,12 @@ class QUVENModel : public QUVENObjectOf<QUVENModel, QUVENDataScan> {
   /// 1-based positions of a field, 0 without one.
   long findTarget(const QUVENField* field) const;
   long findExplanatory(const QUVENField* field) const;
+  long findExplanatory(const QUVENField* field, std::int32_t usage) const;
 
+  /// Prints how many explanatory inputs the source gives, and how many it had itself.
   void copyFromPrimitive(const QUVENObject* source, const QUVENEnvHandle& env) override;
+  /// Prints the same counts; then the refusal of every scan follows.
+  void transferFromPrimitive(QUVENObject* source, const QUVENEnvHandle& env) override;
 
   UpdateFunction getUpdateFunction(const QUVENEnvHandle& env) const override { return recordHandler(env); }
   UpdateFunction getUpdateFunction2(const QUVENEnvHandle& env) const override { return batchHandler(env); }
@@ -101,6 +107,7 @@ class QUVENModel : public QUVENObjectOf<QUVENModel, QUVENDataScan> {
   virtual void scorePoint(QUVENDataPoint& point, const QUVENEnvHandle& env) = 0;
   virtual void scoreChannel(std::int32_t channel, QUVENDataPoint& point, const QUVENEnvHandle& env) = 0;
   virtual void collectFieldsUsed(QUVENModelFieldsUsed& fieldsUsed, const QUVENEnvHandle& env) const = 0;
+  /// Passes the usage on to the field, as its purpose unless it has one.
   virtual int noteInputAdded(QUVENField* field, std::int32_t usage, const QUVENEnvHandle& env);
 
  protected:

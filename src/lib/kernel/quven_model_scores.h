@@ -3,6 +3,7 @@
 
 #include <array>
 
+#include "util/quven_debug.h"
 #include "util/quven_object_of.h"
 #include "util/quven_xaray.h"
 
@@ -17,7 +18,9 @@ struct QUVENScoreTriple {
 struct QUVENModelScores {
   enum Slot : int { Train = 0, Evaluation = 1, HeldOut = 2 };
 
+  /// Adds to a triple. Requires: one of the three slots, an assertion failure otherwise.
   void accumulate(int slot, const QUVENScoreTriple& added) {
+    QUVEN_ASSERT(Train <= slot && slot <= HeldOut);
     QUVENScoreTriple& triple = triples[static_cast<std::size_t>(slot)];
     triple.ivPts += added.ivPts;
     triple.ivFit += added.ivFit;

@@ -1,5 +1,6 @@
 #include "simple_algorithm/quven_simple_algorithm_model.h"
 
+#include <algorithm>
 #include <ostream>
 
 #include "control/quven_XML_tag.h"
@@ -44,10 +45,11 @@ void QUVENSimpleAlgorithmModel::open(std::int32_t modelId, const QUVENXaRay<QUVE
   ivExplanatoryFieldOrder.setSize(0, QUVEN_ENV);
   ivTargetFieldOrder.setSize(0, QUVEN_ENV);
   for (const QUVENField* field : fieldList) {
+    const std::int32_t lineNumber = static_cast<std::int32_t>(findExplanatory(field, QUVENUsageSupplementary));
     const std::int32_t input = static_cast<std::int32_t>(findExplanatory(field));
     const std::int32_t target = static_cast<std::int32_t>(findTarget(field));
-    if (input >= 1 && getExplanatoryFields()[input].getUsage() == QUVENUsageSupplementary) {
-      ivLineNumberFieldOrder = input;
+    if (lineNumber >= 1) {
+      ivLineNumberFieldOrder = lineNumber;
     } else if (input >= 1) {
       ivExplanatoryFieldOrder.append(input, QUVEN_ENV);
     } else if (target >= 1) {
@@ -91,14 +93,13 @@ void QUVENSimpleAlgorithmModel::bindFields(const QUVENEnvHandle& env) {
     QUVEN_ASSERT_CAUSE(1 <= order && order <= inputs.getSize(), "A field order beyond the inputs of the model");
     return inputs[order].getField();
   };
-  explanatoryFields.clear();
-  targetFields.clear();
-  for (const std::int32_t order : ivExplanatoryFieldOrder) {
-    explanatoryFields.push_back(fieldAt(getExplanatoryFields(), order));
-  }
-  for (const std::int32_t order : ivTargetFieldOrder) targetFields.push_back(fieldAt(getTargetFields(), order));
-  explanatoryFields.resize(
-      static_cast<std::size_t>(std::min<long>(ivDataVec.getSize(), ivExplanatoryFieldOrder.getSize())));
+  // An order that is longer than its vector, of a field that was named twice, ends with the vector.
+  const auto bind = [&](Fields& fields, const QUVENXaRay<std::int32_t>& orders, const Inputs& inputs, long size) {
+    fields.clear();
+    for (long i = 1; i <= std::min(size, orders.getSize()); ++i) fields.push_back(fieldAt(inputs, orders[i]));
+  };
+  bind(explanatoryFields, ivExplanatoryFieldOrder, getExplanatoryFields(), ivDataVec.getSize());
+  bind(targetFields, ivTargetFieldOrder, getTargetFields(), ivTargetVec.getSize());
   lineNumberField = ivLineNumberFieldOrder < 1 ? nullptr : fieldAt(getExplanatoryFields(), ivLineNumberFieldOrder);
 }
 
@@ -111,7 +112,7 @@ void QUVENSimpleAlgorithmModel::updatePoint(QUVENDataPoint& point, const QUVENEn
   if (selector == finalTestChannel || selector == heldOutChannel) return;
   QUVEN_ASSERT_CAUSE(lineNumberField != nullptr, "A record without a line number field");
   const std::uint64_t sampleNumber = quvenSampleNumber(valueOf(*lineNumberField, selector, env));
-  ivDataPtr->update(ivDataVec, ivTargetVec, sampleNumber, env);
+  getData(env).update(ivDataVec, ivTargetVec, sampleNumber, env);
 }
 
 void QUVENSimpleAlgorithmModel::print(std::ostream& out) const {
@@ -149,12 +150,12 @@ void QUVENSimpleAlgorithmModel::merge(QUVENDataScan* other, const QUVENEnvHandle
 void QUVENSimpleAlgorithmModel::postReadPrimitive(QUVENObjReader& reader, const QUVENEnvHandle& env) {
   Members::postReadPrimitive(reader, QUVEN_ENV);
   // A result has no fields, and is shown no records.
-  if (getExplanatoryFields().getSize() > 0) bindFields(QUVEN_ENV);
+  if (hasFields()) bindFields(QUVEN_ENV);
 }
 
 void QUVENSimpleAlgorithmModel::copyFromPrimitive(const QUVENObject* source, const QUVENEnvHandle& env) {
   Members::copyFromPrimitive(source, QUVEN_ENV);
-  if (source != nullptr && getExplanatoryFields().getSize() > 0) bindFields(QUVEN_ENV);
+  if (source != nullptr && hasFields()) bindFields(QUVEN_ENV);
 }
 
 QUVENDataScan::UpdateFunction QUVENSimpleAlgorithmModel::recordHandler(const QUVENEnvHandle& env) const {
@@ -167,7 +168,7 @@ QUVENDataScan::UpdateFunction QUVENSimpleAlgorithmModel::recordHandler(const QUV
 
 QUVENDataScan::UpdateFunction QUVENSimpleAlgorithmModel::batchHandler(const QUVENEnvHandle&) const { return nullptr; }
 
-void QUVENSimpleAlgorithmModel::prepareInput(const QUVENEnvHandle& env) { quvenNotImplemented(QUVEN_ENV); }
+void QUVENSimpleAlgorithmModel::prepareInput(const QUVENEnvHandle& env) { bindFields(QUVEN_ENV); }
 
 bool QUVENSimpleAlgorithmModel::setMiningModeHook(std::int32_t mode, QUVENModel*, const QUVENEnvHandle& env) {
   if (mode == BestModelTrainDataOnly) return true;

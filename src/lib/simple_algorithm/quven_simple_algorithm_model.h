@@ -56,6 +56,7 @@ class QUVENSimpleAlgorithmModel : public QUVENObjectOf<QUVENSimpleAlgorithmModel
 
   UpdateFunction recordHandler(const QUVENEnvHandle& env) const override;
   UpdateFunction batchHandler(const QUVENEnvHandle& env) const override;
+  /// Binds the fields anew.
   void prepareInput(const QUVENEnvHandle& env) override;
   bool setMiningModeHook(std::int32_t mode, QUVENModel* refModel, const QUVENEnvHandle& env) override;
   bool beginPass(const QUVENEnvHandle& env) override;
@@ -75,10 +76,13 @@ class QUVENSimpleAlgorithmModel : public QUVENObjectOf<QUVENSimpleAlgorithmModel
   void collectFieldsUsed(QUVENModelFieldsUsed& fieldsUsed, const QUVENEnvHandle& env) const override;
 
  private:
+  using Fields = std::vector<const QUVENField*>;
+
   /// The work of one record.
   void updatePoint(QUVENDataPoint& point, const QUVENEnvHandle& env);
   /// Sizes the vectors and finds the fields behind the orders.
   void bindFields(const QUVENEnvHandle& env);
+  bool hasFields() const { return !getExplanatoryFields().isEmpty() || !getTargetFields().isEmpty(); }
 
   // Results carry the analysis alone.
   QUVEN_MEMBER_IF(writerMode != QUVENObjWriter::ScanResults, ivExplanatoryFieldOrder, QUVENXaRay<std::int32_t>);
@@ -93,8 +97,8 @@ class QUVENSimpleAlgorithmModel : public QUVENObjectOf<QUVENSimpleAlgorithmModel
   QUVEN_STATE(parameterFileName, std::string);
 
   // The fields behind the orders, bound after open and after a read.
-  std::vector<const QUVENField*> explanatoryFields;
-  std::vector<const QUVENField*> targetFields;
+  Fields explanatoryFields;
+  Fields targetFields;
   const QUVENField* lineNumberField = nullptr;
 };
 
