@@ -1,6 +1,7 @@
 #include "kernel/quven_cat_field_dist.h"
 
 #include <random>
+#include <span>
 
 #include "field_workers.h"
 #include "kernel/quven_cat_field.h"
@@ -65,9 +66,15 @@ class QUVENCatFieldDistTest : public FieldWorkersTest {
 };
 
 TEST_F(QUVENCatFieldDistTest, TheKeywordsAreInTheOrderOfTheStream) {
-  std::vector<std::string> names;
-  for (const QUVENKeyword& keyword : QUVENCatFieldDist::keywords()) names.emplace_back(keyword.getName());
-  EXPECT_THAT(names,
+  const auto namesOf = [](std::span<const QUVENKeyword> keywords) {
+    std::vector<std::string> names;
+    for (const QUVENKeyword& keyword : keywords) names.emplace_back(keyword.getName());
+    return names;
+  };
+  EXPECT_THAT(namesOf(QUVENStringPQElement::keywords()), testing::ElementsAre("ivValue", "ivPriority"));
+  EXPECT_THAT(namesOf(QUVENCatFieldCat::keywords()), testing::ElementsAre("ivValue", "ivCount", "ivCurrCount"));
+  EXPECT_THAT(namesOf(QUVENCatField::keywords()), testing::ElementsAre("ivSampleFlag", "ivCatFieldDistPtr"));
+  EXPECT_THAT(namesOf(QUVENCatFieldDist::keywords()),
               testing::ElementsAre("ivSampleVec", "ivSampleVecCapacity", "ivCatsVec", "ivMaxCatsAllowed",
                                    "ivMinCatOccuranceThreshold", "ivScansDone", "ivValidCount", "ivMissingCount",
                                    "ivDefaultCount", "ivCurrValidCount", "ivCurrMissingCount", "ivCurrDefaultCount"));

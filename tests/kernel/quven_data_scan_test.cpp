@@ -106,6 +106,26 @@ TEST_F(QUVENDataScanTest, TakesTheChannelsOfItsEnvironmentAtConstruction) {
   second.reset(QUVEN_ENV);
 }
 
+// Whether a child in mode 1, 2, 3, 4 can run in a mode.
+TEST_F(QUVENDataScanTest, TheFirstTwoModesNeedAChildInAModeOfNoHigherNumber) {
+  const auto allowed = [](std::int32_t requested) {
+    std::vector<bool> list;
+    for (std::int32_t child = 1; child <= 4; ++child) list.push_back(QUVENDataScan::allowsMode(requested, child));
+    return list;
+  };
+  EXPECT_THAT(allowed(1), testing::ElementsAre(true, false, false, false));
+  EXPECT_THAT(allowed(2), testing::ElementsAre(true, true, false, false));
+  for (const std::int32_t requested : {0, 3, 4, 10, -1}) {
+    EXPECT_THAT(allowed(requested), testing::ElementsAre(true, true, true, true)) << requested;
+  }
+}
+
+TEST_F(QUVENDataScanTest, AModeFromThreeOnHasTheChannelsOfTheEnvironment) {
+  QUVENFieldGlobalVars::get(QUVEN_ENV).setGlobalNumChannels(7);
+  for (const std::int32_t mode : {0, 1, 2}) EXPECT_EQ(QUVENDataScan::channelsOfMode(mode, QUVEN_ENV), mode);
+  for (const std::int32_t mode : {3, 4, 10}) EXPECT_EQ(QUVENDataScan::channelsOfMode(mode, QUVEN_ENV), 7);
+}
+
 TEST_F(QUVENDataScanTest, TheGlobalObjectIsNeverSavedCopiedOrMoved) {
   QUVENDataScanGlobalVars& vars = globals();
   expectFailure([&] { vars.copyFromPrimitive(nullptr, QUVEN_ENV); }, unreachableText);

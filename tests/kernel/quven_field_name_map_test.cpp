@@ -108,6 +108,15 @@ TEST_F(QUVENFieldNameMapTest, NumbersEndBelowAMillion) {
   EXPECT_EQ(unique("x", 999997), "x999997");
 }
 
+TEST_F(QUVENFieldNameMapTest, TheKeywordsAreInTheOrderOfTheStream) {
+  ASSERT_EQ(QUVENFieldNameMap::keywords().size(), 2U);
+  EXPECT_EQ(QUVENFieldNameMap::keywords()[0].getName(), "ivFieldNameTable");
+  EXPECT_EQ(QUVENFieldNameMap::keywords()[1].getName(), "ivCorrelationVec");
+  ASSERT_EQ(QUVENModelFieldsUsed::keywords().size(), 1U);
+  EXPECT_EQ(QUVENModelFieldsUsed::keywords()[0].getName(), "ivFieldsUsed");
+  EXPECT_EQ(QUVENFieldNameMap::cvBackPtrName().str(), "QUVENFieldNameMap::cvBackPtrName");
+}
+
 TEST_F(QUVENFieldNameMapTest, IsReadWithItsFields) {
   map->addReference(age.get(), QUVEN_ENV);
   addOwned("a");

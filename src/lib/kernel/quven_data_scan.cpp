@@ -60,6 +60,11 @@ QUVENDataScan::~QUVENDataScan() {
   QUVENDataScanGlobalVars::get(QUVEN_ENV).unregisterScan(ivSerialNumber, QUVEN_ENV);
 }
 
+std::int32_t QUVENDataScan::channelsOfMode(std::int32_t mode, const QUVENEnvHandle& env) {
+  constexpr std::int32_t firstOfAllChannels = 3;
+  return mode < firstOfAllChannels ? mode : QUVENFieldGlobalVars::get(QUVEN_ENV).getGlobalNumChannels();
+}
+
 void QUVENDataScan::copyFromPrimitive(const QUVENObject* source, const QUVENEnvHandle& env) {
   QUVENObject::copyFromPrimitive(source, QUVEN_ENV);
   if (source == nullptr || source == this) return;

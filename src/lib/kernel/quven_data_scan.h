@@ -70,6 +70,14 @@ class QUVENDataScan : public QUVENObjectOf<QUVENDataScan, QUVENObject> {
   std::int32_t getMergeWithSerialNumber() const { return ivMergeWithSerialNumber; }
   std::int32_t getGlobalNumChannels() const { return ivGlobalNumChannels; }
 
+  /// Whether a child that is in a mode can run in the mode that is asked of it: modes 1 and 2 need one in a mode of no
+  /// higher number, and every other mode goes with any.
+  static bool allowsMode(std::int32_t requestedMode, std::int32_t modeOfChild) {
+    return (requestedMode != 1 && requestedMode != 2) || (1 <= modeOfChild && modeOfChild <= requestedMode);
+  }
+  /// The channels of a mode: below 3 as many as its number, else those of the environment.
+  static std::int32_t channelsOfMode(std::int32_t mode, const QUVENEnvHandle& env);
+
   /// Shows a record to the scan, which does not see it without a handler.
   void update(QUVENDataPoint& point, const QUVENEnvHandle& env) {
     if (updateFunction != nullptr) (this->*updateFunction)(point, env);

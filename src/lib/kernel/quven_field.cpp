@@ -126,5 +126,8 @@ std::int32_t QUVENField::getIndexOfValue(double, const QUVENEnvHandle& env) cons
 const QUVENStringWithHash& QUVENField::getCategoryText(std::int32_t, const QUVENEnvHandle& env) const {
   quvenNotImplemented(QUVEN_ENV);
 }
-bool QUVENField::hasDistribution() const { return false; }
+bool QUVENField::hasDistribution() const {
+  const QUVENEnvHandle env(static_cast<QUVENEnv*>(nullptr), __FILE__, __LINE__, __func__);
+  quvenNotImplemented(QUVEN_ENV);
+}
 void QUVENField::sampleFromDistribution(std::uint32_t, const QUVENEnvHandle& env) { quvenNotImplemented(QUVEN_ENV); }

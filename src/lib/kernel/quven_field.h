@@ -96,8 +96,6 @@ class QUVENField : public QUVENObjectOf<QUVENField, QUVENDataScan> {
   /// The bin or category of the value, found when it is asked for.
   std::int32_t getValueIndex(const QUVENEnvHandle& env);
 
-  /// Makes this the field of the line numbers: it keeps no distribution.
-  virtual void markAsLineNumber(const QUVENEnvHandle& env);
   bool isLineNumber() const { return lineNumber != 0; }
 
   /// A field keeps the name that it has: a stream must not put another field in its place.
@@ -123,6 +121,9 @@ class QUVENField : public QUVENObjectOf<QUVENField, QUVENDataScan> {
   virtual bool hasDistribution() const;
   /// Puts a value drawn from the distribution in the place of the current one: the same for the same name and record.
   virtual void sampleFromDistribution(std::uint32_t recordId, const QUVENEnvHandle& env);
+
+  /// Makes this the field of the line numbers: it keeps no distribution.
+  virtual void markAsLineNumber(const QUVENEnvHandle& env);
 
  protected:
   QUVENField(QUVENFieldType type, const QUVENEnvHandle& env);
