@@ -211,6 +211,17 @@ TEST_F(QUVENBinaryInputDatasetQuadruplesTest, FillsTheEntriesAndTheTarget) {
   EXPECT_EQ(reader.dataset.getSparseLines(), 0);
 }
 
+// The end of the quadruples is no end of another mode.
+TEST_F(QUVENBinaryInputDatasetQuadruplesTest, AnotherModeReadsBehindTheirEnd) {
+  literal::Dataset data = emptyDataset();
+  addLine(data, 41, {{1, 2.0}}, 1.0);
+  Reader reader(write(data), data, false, env);
+  reader.startPass(data);
+  EXPECT_EQ(reader.pass().size(), 1U);
+  reader.dataset.setScanType(QUVENScanType::Slice, QUVEN_ENV);
+  EXPECT_EQ(reader.pass().size(), 3U);
+}
+
 TEST_F(QUVENBinaryInputDatasetQuadruplesTest, GivesEachLineToTheWorkerOfItsHeader) {
   // Three lines of 4, 6 and 3 records: 13 records, headers at 0, 4, 10. Two workers: records 0-5 and 6-12.
   literal::Dataset data = emptyDataset();

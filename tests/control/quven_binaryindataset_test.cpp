@@ -274,6 +274,34 @@ TEST_F(QUVENBinaryInputDatasetTest, ReadsAnotherFileThroughTheSameObject) {
   EXPECT_EQ(read[1].fields, std::vector{literal::numericText(9.0)});
 }
 
+// A rate below 1.0 would go on skipping in a dataset that is opened again.
+TEST_F(QUVENBinaryInputDatasetTest, TakesEveryRecordAfterOpening) {
+  literal::Dataset data = countingDataset(100);
+  data.scanType = 4;
+  data.samplingRate = 10.0;
+  const std::string name = write(data);
+  Reader reader(name, data, false, env);
+  reader.startPass(data);
+  EXPECT_THAT(reader.pass(), IsEmpty());
+  reader.point.destroyPrimitive(QUVEN_ENV);
+  ASSERT_EQ(reader.dataset.open(name, &reader.point, 0, 1, QUVEN_ENV), 1);
+  reader.dataset.setScanType(QUVENScanType::RandomSample, QUVEN_ENV);
+  EXPECT_EQ(reader.pass().size(), 100U);
+}
+
+TEST_F(QUVENBinaryInputDatasetTest, RemembersThePartOfTheBlock) {
+  const literal::Dataset data = countingDataset(6);
+  QUVENDatasetBuffer buffer;
+  Reader reader(write(data, {2, 0, 3, 1}), data, true, env);
+  reader.dataset.setBuffer(&buffer);
+  reader.startPass(data);
+  std::vector<std::int32_t> parts;
+  while (reader.dataset.readNext(reader.point, QUVEN_ENV) >= 0) parts.push_back(buffer.getCurrentPart());
+  EXPECT_THAT(parts, ElementsAre(0, 0, 2, 2, 2, 3));
+  buffer.reset();
+  EXPECT_EQ(buffer.getCurrentPart(), 0);
+}
+
 TEST_F(QUVENBinaryInputDatasetTest, ReadsFilesWhoseNamesHaveColons) {
   // MPI alone would take what stands before the colon for a file system, and open nothing.
   const literal::Dataset data = countingDataset(3);

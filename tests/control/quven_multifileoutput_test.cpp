@@ -9,6 +9,7 @@
 #include "support/captured_run.h"
 #include "support/mpi_run.h"
 #include "support/temporary_folder.h"
+#include "util/quven_bin_obj_reader.h"
 #include "util/quven_bin_obj_writer.h"
 
 namespace {
@@ -142,6 +143,10 @@ TEST_F(QUVENMultifileOutputTest, IsNotSavedCopiedOrMoved) {
   EXPECT_THAT(failureOf([&] { output.writePrimitive(writer, QUVEN_ENV); }), HasSubstr(text));
   EXPECT_THAT(failureOf([&] { output.copyFromPrimitive(&other, QUVEN_ENV); }), HasSubstr(text));
   EXPECT_THAT(failureOf([&] { output.transferFromPrimitive(&other, QUVEN_ENV); }), HasSubstr(text));
+  writer.writeKeyword(QUVEN_KWD(EndObject), QUVEN_ENV);
+  blob.rewind();
+  QUVENBinObjReader reader(blob, QUVEN_ENV);
+  EXPECT_THAT(failureOf([&] { output.readPrimitive(reader, QUVEN_ENV); }), HasSubstr(text));
   QUVEN_DELETE(blob);
 }
 

@@ -199,7 +199,8 @@ TEST_F(QUVENFieldTest, AResultCarriesNothingOfTheColumn) {
   read.reset(QUVEN_ENV);
 }
 
-// Member by member, in the order and the widths of the stream: a result has the number of its scan and its distribution.
+// Member by member, in the order and the widths of the stream: a result has the number of its scan and its
+// distribution.
 TEST_F(QUVENFieldTest, TheImageOfAFieldIsThatOfItsMembers) {
   num->setName("age");
   num->setAlias("years");
