@@ -1,12 +1,16 @@
 #include "simple_algorithm/quven_result_file.h"
 
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include <filesystem>
 
 #include "support/temporary_folder.h"
 
 namespace {
+
+/// Where the bytes of a result named "out" are until it is complete.
+std::string partialName() { return "out.partial" + std::to_string(::getpid()); }
 
 TEST(QUVENResultFile, AppearsWhenItIsComplete) {
   const TemporaryFolder folder;
@@ -19,7 +23,7 @@ TEST(QUVENResultFile, AppearsWhenItIsComplete) {
     EXPECT_EQ(folder.read("out"), "rows\n");
   }
   EXPECT_EQ(folder.read("out"), "rows\n");
-  EXPECT_FALSE(folder.has("out.partial"));
+  EXPECT_FALSE(folder.has(partialName()));
 }
 
 TEST(QUVENResultFile, WithoutCommitTheOldResultStays) {
@@ -28,10 +32,10 @@ TEST(QUVENResultFile, WithoutCommitTheOldResultStays) {
   {
     QUVENResultFile file(folder.path("out"));
     file.getStream() << "new" << std::flush;
-    EXPECT_TRUE(folder.has("out.partial"));
+    EXPECT_TRUE(folder.has(partialName()));
   }
   EXPECT_EQ(folder.read("out"), "old");
-  EXPECT_FALSE(folder.has("out.partial"));
+  EXPECT_FALSE(folder.has(partialName()));
 }
 
 TEST(QUVENResultFile, TakesThePlaceOfAnOldResult) {
@@ -81,7 +85,7 @@ TEST(QUVENResultFile, ADirectoryThatComesMeanwhileIsNotReplaced) {
     std::filesystem::create_directory(folder.path("out"));
     EXPECT_FALSE(file.commit());
   }
-  EXPECT_FALSE(folder.has("out.partial"));
+  EXPECT_FALSE(folder.has(partialName()));
 }
 
 TEST(QUVENResultFile, ADeviceIsWrittenAsItIs) {
@@ -89,7 +93,7 @@ TEST(QUVENResultFile, ADeviceIsWrittenAsItIs) {
   ASSERT_TRUE(file.isOpen());
   file.getStream() << "some";
   EXPECT_TRUE(file.commit());
-  EXPECT_FALSE(std::filesystem::exists("/dev/null.partial"));
+  EXPECT_FALSE(std::filesystem::exists("/dev/null.partial" + std::to_string(::getpid())));
 }
 
 TEST(QUVENResultFile, AFullDeviceIsNoticed) {
