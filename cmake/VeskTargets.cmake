@@ -21,3 +21,11 @@ function(vesk_add_program name)
   target_link_libraries(${name} PRIVATE ${library} vesk_options)
   install(TARGETS ${name} RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
 endfunction()
+
+# vesk_link_whole(interface archive): who links the interface gets every object of the archive. An installed package names
+# the archive by its exported name, which CMake does not put inside the expression by itself.
+function(vesk_link_whole interface archive)
+  target_link_libraries(${interface} INTERFACE
+    $<BUILD_INTERFACE:$<LINK_LIBRARY:WHOLE_ARCHIVE,${archive}>>
+    $<INSTALL_INTERFACE:$<LINK_LIBRARY:WHOLE_ARCHIVE,vesk::${archive}>>)
+endfunction()
