@@ -240,7 +240,9 @@ TEST_F(QUVENSimpleAlgorithmModelTest, AStateOfAnotherModeIsRefused) {
   EXPECT_THAT(inState("80").out, testing::HasSubstr("Invalid Model State"));
   EXPECT_THAT(inState("82").out, testing::HasSubstr("Invalid Model State"));
   EXPECT_THAT(inState("8a").out, testing::HasSubstr(notImplementedText));
-  EXPECT_THAT(inState("8b").out, testing::HasSubstr("Invalid model state"));
+  EXPECT_THAT(inState("8b").out, testing::HasSubstr("Invalid Model State"));
+  EXPECT_THAT(inState("c0").out, testing::HasSubstr("Invalid Model State"));  // -1: it has ended
+  EXPECT_THAT(inState("c9").out, testing::HasSubstr("Invalid Model State"));  // -10
   // 102 and 110 while it is read, 111 as well.
   EXPECT_THAT(inState("26 81").out, testing::HasSubstr(notImplementedText));
   EXPECT_THAT(inState("2e 81").out, testing::HasSubstr(notImplementedText));

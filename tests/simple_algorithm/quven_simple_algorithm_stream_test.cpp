@@ -119,6 +119,13 @@ TEST_F(QUVENSimpleAlgorithmStreamTest, ACopyHasAnAnalysisOfItsOwn) {
   EXPECT_EQ(example().takeCalls(), "update 4 5 | 6 | 9");
   EXPECT_EQ(static_cast<QUVENTestAnalysis&>(read->getData(QUVEN_ENV)).ivSum, 1);
 
+  // Over a model with an analysis of the same class, which stays.
+  const auto* held = &model->getData(QUVEN_ENV);
+  example().ivSum = 77;
+  capturedRun([&] { model->copyFromPrimitive(read.get(), QUVEN_ENV); });
+  EXPECT_EQ(&model->getData(QUVEN_ENV), held);
+  EXPECT_EQ(example().ivSum, 1);
+
   // And over a model with an analysis of another class.
   putAnalysis("QUVENTestBareAnalysis", "");
   capturedRun([&] { model->copyFromPrimitive(read.get(), QUVEN_ENV); });

@@ -153,9 +153,11 @@ int QUVENModel::mergeModel(QUVENModel* other, const QUVENEnvHandle& env) {
   }
   const std::int32_t degrees = ivNumAddDegreesOfFreedom;
   const std::int32_t state = ivModelState;
-  clearInputs(QUVEN_ENV);
+  QUVENModel* const reference = referenceModel;
+  clearInputs(QUVEN_ENV);  // the inputs alone are to go
   ivNumAddDegreesOfFreedom = degrees;
   ivModelState = state;
+  referenceModel = reference;
   for (long i = other->ivExplanatoryFields.getSize(); i >= 1; --i) {
     const QUVENModelInput& input = other->ivExplanatoryFields[i];
     addInput(input.getField(), input.getUsage(), QUVEN_ENV);

@@ -24,7 +24,7 @@ class QUVENModelOutputs : public QUVENObjectOf<QUVENModelOutputs, QUVENObject> {
   QUVENField* findOutput(const QUVENField* targetField, std::int32_t outputType, std::string_view suffix) const;
 
   const ResultFields& getResultFields() const { return ivResultFieldVec; }
-  /// Where the numbers behind names begin that are taken: below 1, the bare name is tried first.
+  /// Where the numbers behind names begin: below 1 only names that are taken have one, from 1 upward every name.
   std::int32_t getStartingSuffix() const { return ivStartingSuffix; }
   void setStartingSuffix(std::int32_t suffix) { ivStartingSuffix = suffix; }
 

@@ -84,8 +84,8 @@ class QUVENFieldRegistration {
 /// An output whose field this record creates and owns, by way of the name map of the scan, which keeps it.
 class QUVENResultFieldOwner : public QUVENObjectOf<QUVENResultFieldOwner, QUVENModelResultField> {
  public:
-  /// Creates the field, computed, under the name that the type, the target and the suffix give; a name that is taken
-  /// gets a number from startingSuffix upward behind it, and from 1 if that is below 1.
+  /// Creates the field, computed, under the name that the type, the target and the suffix give; with a startingSuffix
+  /// below 1 a name that is taken gets a number from 1 upward behind it, with any other every name gets one from there.
   /// Errors: no target is an assertion failure; a code of no type is that of quvenOutputPrefix. Nothing is made then.
   void open(QUVENField* targetField, std::int32_t outputType, std::string_view suffix, std::int32_t startingSuffix,
             QUVENFieldNameMap& names, const QUVENEnvHandle& env);

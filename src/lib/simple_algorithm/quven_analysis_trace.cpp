@@ -22,19 +22,19 @@ bool QUVENAnalysisTrace::sample(std::int32_t level, std::int32_t verbosity) {
   constexpr std::int64_t eventsOfPeriod = 5;
   bool on = verbosity == FullVerbosity;
   if (!on && level < verbosity) {
-    ++sampleTraceEventsCounter;
-    on = sampleTraceEventsCounter <= firstEvents || sampleTraceEventsCounter % period < eventsOfPeriod;
+    ++ivSampleTraceEventsCounter;
+    on = ivSampleTraceEventsCounter <= firstEvents || ivSampleTraceEventsCounter % period < eventsOfPeriod;
   }
-  if (on == (sampleTraceOn != 0)) return on;
+  if (on == (ivSampleTraceOn != 0)) return on;
   std::cout << ">>>>>> Worker " << quvenWorkerRank() << "[Sample" << word << (on ? "EventStarts]\n" : "EventEnds]\n");
-  sampleTraceOn = on ? 1 : 0;
+  ivSampleTraceOn = on ? 1 : 0;
   return on;
 }
 
 void QUVENAnalysisTrace::progress(std::string_view text, std::string_view methodName, std::int32_t iteration) {
   std::ostringstream report;
   report << "\n[Worker:" << quvenWorkerRank() << ", Iteration: " << iteration
-         << ", ProgressReport:" << progressReportCounter << "]\nMethod name:" << methodName << ": " << text << "\n\n";
+         << ", ProgressReport:" << ivProgressReportCounter << "]\nMethod name:" << methodName << ": " << text << "\n\n";
   report_log(1, report.str());
-  ++progressReportCounter;
+  ++ivProgressReportCounter;
 }

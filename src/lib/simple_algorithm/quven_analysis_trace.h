@@ -28,9 +28,9 @@ class QUVENAnalysisTrace {
 
  private:
   std::string_view word;
-  std::int32_t sampleTraceOn = 0;
-  std::int64_t sampleTraceEventsCounter = 0;
-  std::int32_t progressReportCounter = 0;
+  std::int32_t ivSampleTraceOn = 0;
+  std::int64_t ivSampleTraceEventsCounter = 0;
+  std::int32_t ivProgressReportCounter = 0;
 };
 
 #endif  // QUVEN_ANALYSIS_TRACE_H

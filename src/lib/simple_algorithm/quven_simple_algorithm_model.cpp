@@ -154,7 +154,17 @@ void QUVENSimpleAlgorithmModel::postReadPrimitive(QUVENObjReader& reader, const 
 }
 
 void QUVENSimpleAlgorithmModel::copyFromPrimitive(const QUVENObject* source, const QUVENEnvHandle& env) {
+  // An analysis of the same class stays, and becomes the copy; of another class it is replaced.
+  QUVENOwnPtr<QUVENSimpleAlgorithmAbstractData> held(QUVEN_ENV);
+  if (source != nullptr && source != this && source->isA(typeName()) != 0 && ivDataPtr) {
+    const auto& sourceData = static_cast<const QUVENSimpleAlgorithmModel*>(source)->ivDataPtr;
+    if (sourceData && sourceData->getTypeName() == ivDataPtr->getTypeName()) held = std::move(ivDataPtr);
+  }
   Members::copyFromPrimitive(source, QUVEN_ENV);
+  if (held) {
+    held->transferFromPrimitive(ivDataPtr.get(), QUVEN_ENV);
+    ivDataPtr = std::move(held);
+  }
   if (source != nullptr && hasFields()) bindFields(QUVEN_ENV);
 }
 
@@ -177,9 +187,10 @@ bool QUVENSimpleAlgorithmModel::setMiningModeHook(std::int32_t mode, QUVENModel*
 }
 
 bool QUVENSimpleAlgorithmModel::beginPass(const QUVENEnvHandle& env) {
-  const std::int32_t mode = getMiningMode(QUVEN_ENV);
-  if (mode == lastMode) quvenNotImplemented(QUVEN_ENV);
-  if (mode != BestModelTrainDataOnly) quvenFatalReport("Invalid Model State", QUVEN_ENV);
+  // The state itself, not the mode behind it: an analysis that has ended does not begin again.
+  const std::int32_t state = getModelState();
+  if (state == lastMode) quvenNotImplemented(QUVEN_ENV);
+  if (state != BestModelTrainDataOnly) quvenFatalReport("Invalid Model State", QUVEN_ENV);
   ivState = InPass;
   getData(QUVEN_ENV).beginDataScan(static_cast<std::int32_t>(getExplanatoryFields().getSize()) - 1, QUVEN_ENV);
   return true;  // the analysis decides by its passes, not by this answer

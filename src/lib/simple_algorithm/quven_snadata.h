@@ -141,18 +141,18 @@ class QUVENSNAData : public QUVENObjectOf<QUVENSNAData, QUVENSimpleAlgorithmAbst
   QUVEN_STATE(recordsSeen, std::int64_t) = 0;
   QUVEN_STATE(calleesSeen, std::int64_t) = 0;
   QUVEN_STATE(currentCaller, std::uint64_t) = 0;
-  long callerIndex = 0;
-  double callerRowSum = 0;
-  double callerFreshEnergy = 0;
+  QUVEN_STATE(callerIndex, long) = 0;
+  QUVEN_STATE(callerRowSum, double) = 0;
+  QUVEN_STATE(callerFreshEnergy, double) = 0;
 
   // Callees are all over the memory: what they get waits here, in its order, while their places are fetched.
   static constexpr std::size_t QueueLength = 32;  // a power of two
-  std::array<Arrival, QueueLength> queue;
-  std::size_t queueEnd = 0;     // where the next one goes; these three only grow
-  std::size_t queueLooked = 0;  // up to here the place in the index is known
-  std::size_t queueStart = 0;
+  QUVEN_STATE(queue, std::array<Arrival, QueueLength>);
+  QUVEN_STATE(queueEnd, std::size_t) = 0;     // where the next one goes; these three only grow
+  QUVEN_STATE(queueLooked, std::size_t) = 0;  // up to here the place in the index is known
+  QUVEN_STATE(queueStart, std::size_t) = 0;
 
-  QUVENAnalysisTrace trace;
+  QUVEN_STATE(trace, QUVENAnalysisTrace);
 };
 
 #endif  // QUVEN_SNADATA_H
