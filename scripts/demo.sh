@@ -68,9 +68,8 @@ END
 done
 cmp energy.1.csv energy.2.csv && echo "one and two workers give the same result"
 echo "the ten subscribers with most energy that are no seeds, and the groups they were planted in:"
-# Every member of a group is a caller of it, so the numbers of a line are one group.
 awk 'FNR == NR { for (i = 2; i <= NF; ++i) group[$i] = $1; next }
-     FILENAME == "seeds.txt" { seed[$1] = 1; split($0, a); groups[group[$1]] = 1; next }
+     FILENAME == "seeds.txt" { seed[$1] = 1; next }
      FNR > 1 { split($0, f, ","); if (!(f[1] in seed)) print f[2], f[1], (f[1] in group) ? group[f[1]] : "-" }' \
   groups.txt seeds.txt energy.1.csv | sort -g -r | sed -n 1,10p |
   awk '{ printf "  subscriber %-8s energy %-12s group %s\n", $2, $1, $3 }'

@@ -70,23 +70,6 @@ TEST_F(QUVENBinaryInputDatasetLinesTest, DealsLineNumbersOfSixtyFourBits) {
   EXPECT_THAT(numbersOf(lines, 5, 0, 3), IsEmpty());
 }
 
-TEST_F(QUVENBinaryInputDatasetLinesTest, MakesIntegersOfAllDoubles) {
-  const auto line = &QUVENBinaryInputDataset::toLineNumber;
-  EXPECT_EQ(line(0.0), 0U);
-  EXPECT_EQ(line(-0.9), 0U);
-  EXPECT_EQ(line(1.9), 1U);
-  EXPECT_EQ(line(9223372036854774784.0), 9223372036854774784U);
-  EXPECT_EQ(line(9223372036854775808.0), 9223372036854775808U);
-  EXPECT_EQ(line(9223372036854777856.0), 9223372036854777856U);
-  EXPECT_EQ(line(18446744073709549568.0), 18446744073709549568U);
-  EXPECT_EQ(line(18446744073709551616.0), 18446744073709551615U);
-  EXPECT_EQ(line(1e300), 18446744073709551615U);
-  EXPECT_EQ(line(-1.0), 18446744073709551615U);
-  EXPECT_EQ(line(-9223372036854775808.0), 9223372036854775808U);
-  EXPECT_EQ(line(-1e300), 9223372036854775808U);
-  EXPECT_EQ(line(std::numeric_limits<double>::quiet_NaN()), 0U);
-}
-
 TEST_F(QUVENBinaryInputDatasetLinesTest, DropsALineAndTakesTheNext) {
   // With a rate of 1.0 nothing more is skipped: every second line.
   EXPECT_THAT(numbersOf({1, 1, 2, 2, 3, 4, 4}, 7, 0, 1), ElementsAre(2, 3, 5, 6));

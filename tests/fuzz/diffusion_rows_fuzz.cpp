@@ -5,10 +5,12 @@
 #include <cmath>
 #include <cstring>
 #include <iostream>
+#include <limits>
+#include <map>
 #include <vector>
 
 #include "fuzz_support.h"
-#include "simple_algorithm/quven_sample_number.h"
+#include "kernel/quven_sample_number.h"
 #include "simple_algorithm/quven_snadata.h"
 #include "util/quven_bin_obj_reader.h"
 #include "util/quven_bin_obj_writer.h"
@@ -21,12 +23,15 @@ struct Triple {
   double x2;
 };
 
-/// Header, at most as many rows as it says, footer, over and over.
+/// What the order of the rows and the weights have to be: header, at most as many rows as it says, footer, over and
+/// over; and at each footer a sum of weights that energy can be shared out by.
 bool isSound(const std::vector<Triple>& triples) {
+  std::map<std::uint64_t, long> callees;
   bool inside = false;
   std::uint64_t caller = 0;
   double expected = 0;
   double seen = 0;
+  double sum = 0;
   for (const Triple& triple : triples) {
     const std::uint64_t number = quvenSampleNumber(triple.caller);
     if (!inside) {
@@ -36,11 +41,17 @@ bool isSound(const std::vector<Triple>& triples) {
       // A count is a 32-bit integer, and no count is none.
       expected = triple.x2 > -2147483647.0 ? std::min(std::trunc(triple.x2), 2147483647.0) : 0;
       seen = 0;
+      sum = 0;
     } else if (number == caller && triple.x1 == 0 && triple.x2 == 7788) {
       inside = false;
+      const bool isUsable = sum != 0 && !std::isnan(sum) && sum != std::numeric_limits<double>::infinity();
+      if (callees[caller] != 0 && !isUsable) return false;
     } else {
       if (number != caller) return false;
       if (++seen > expected) return false;
+      if (triple.x1 == 0) continue;
+      sum += triple.x2;
+      ++callees[caller];
     }
   }
   return !inside;
@@ -91,7 +102,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     const std::string again = image(*copy, QUVENObjWriter::ScanResults, env);
     REQUIRE(again.size() == written.size());  // infinite sums come back as the largest number
     QUVEN_DELETE(copy);
-    if (state < 2) fuzzRun([&] { REQUIRE(analysis->endDataScan(QUVEN_ENV) == 0); });
+    if (state < 2) failed = fuzzRun([&] { REQUIRE(analysis->endDataScan(QUVEN_ENV) == 0); }).terminated;
   }
   QUVEN_DELETE(analysis);
   QUVEN_DELETE(values);

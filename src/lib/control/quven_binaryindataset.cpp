@@ -9,13 +9,14 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
-#include <limits>
 
 #include "control/quven_dataset_info.h"
 #include "control/quven_file_formats.h"
 #include "control/quven_mpi_file.h"
 #include "kernel/quven_cat_field.h"
 #include "kernel/quven_num_field.h"
+#include "kernel/quven_sample_number.h"
+#include "kernel/quven_worker.h"
 #include "util/quven_registration.h"
 #include "vesk-common/quven_reports.h"
 
@@ -29,14 +30,6 @@ constexpr double skipEverythingRate = 10.0;
 std::uint32_t timeGetTime() {
   using namespace std::chrono;
   return static_cast<std::uint32_t>(duration_cast<milliseconds>(steady_clock::now().time_since_epoch()).count());
-}
-
-bool isMpiRunning() {
-  int initialised = 0;
-  int finalised = 0;
-  MPI_Initialized(&initialised);
-  MPI_Finalized(&finalised);
-  return initialised != 0 && finalised == 0;
 }
 
 std::string nameOfPart(const std::string& name, std::size_t part) {
@@ -89,7 +82,7 @@ QUVENBinaryInputDataset::QUVENBinaryInputDataset() : clock(&timeGetTime) {}
 
 std::int32_t QUVENBinaryInputDataset::open(const std::string& name, QUVENDataPoint* point, std::int32_t rank,
                                            std::int32_t count, const QUVENEnvHandle& env) {
-  QUVEN_ASSERT_CAUSE(isMpiRunning(), "MPI must run before a dataset is opened");
+  QUVEN_ASSERT_CAUSE(quvenIsMpiRunning(), "MPI must run before a dataset is opened");
   QUVEN_ASSERT(count >= 1 && rank >= 0 && rank < count);
   constexpr std::string_view noPoint = "datapointPtr cannot be NULL \n";
   clear(rank, count);
@@ -377,7 +370,7 @@ const double* QUVENBinaryInputDataset::fetchOfOwnLines(const QUVENEnvHandle& env
   const std::uint64_t rank = static_cast<std::uint64_t>(workerRank);
   while (const double* record = fetchRecord(currentRecord, env)) {
     ++currentRecord;
-    if (toLineNumber(record[lineNumberColumn]) % count == rank) return record;
+    if (quvenSampleNumber(record[lineNumberColumn]) % count == rank) return record;
   }
   return nullptr;
 }
@@ -388,13 +381,13 @@ const double* QUVENBinaryInputDataset::fetchOfSampledLines(const QUVENEnvHandle&
   const double* record = fetchRecord(currentRecord, QUVEN_ENV);
   if (record == nullptr) return nullptr;
   ++currentRecord;
-  const std::uint64_t first = toLineNumber(record[lineNumberColumn]);
+  const std::uint64_t first = quvenSampleNumber(record[lineNumberColumn]);
   if (first == lastLineNumber) return record;
   lastLineNumber = first;
   std::int64_t skip = randomSkip();
   while ((record = fetchRecord(currentRecord, QUVEN_ENV)) != nullptr) {
     ++currentRecord;
-    const std::uint64_t line = toLineNumber(record[lineNumberColumn]);
+    const std::uint64_t line = quvenSampleNumber(record[lineNumberColumn]);
     if (line == lastLineNumber) continue;
     lastLineNumber = line;
     if (--skip <= 0) return record;
@@ -417,7 +410,7 @@ const double* QUVENBinaryInputDataset::fetchHeader(const QUVENEnvHandle& env) {
 std::int32_t QUVENBinaryInputDataset::readQuadruples(QUVENDataPoint& point, const QUVENEnvHandle& env) {
   const double* record = fetchHeader(QUVEN_ENV);
   if (record == nullptr) return EndOfData;
-  const std::int32_t line = static_cast<std::int32_t>(static_cast<std::uint32_t>(toLineNumber(record[1])));
+  const std::int32_t line = static_cast<std::int32_t>(static_cast<std::uint32_t>(quvenSampleNumber(record[1])));
   const double numEntries = std::trunc(record[3]);
   point.clearActiveFields(QUVEN_ENV);
   for (double i = 0; i < numEntries; ++i) {
@@ -440,17 +433,6 @@ std::int32_t QUVENBinaryInputDataset::readQuadruples(QUVENDataPoint& point, cons
   if (currentRecord > lastRecord) atEnd = 1;
   ++sparseLines;
   return deliver(point, line);
-}
-
-std::uint64_t QUVENBinaryInputDataset::toLineNumber(double value) {
-  constexpr double half = 9.223372036854776e18;  // 2 to the 63
-  constexpr std::uint64_t topBit = std::uint64_t{1} << 63U;
-  if (value < half) {
-    // Below 2 to the 63: the signed conversion is the fast one.
-    return value >= -half ? static_cast<std::uint64_t>(static_cast<std::int64_t>(value)) : topBit;
-  }
-  if (value < 2 * half) return static_cast<std::uint64_t>(static_cast<std::int64_t>(value - half)) | topBit;
-  return value >= 2 * half ? std::numeric_limits<std::uint64_t>::max() : 0;
 }
 
 // What a dataset does not do

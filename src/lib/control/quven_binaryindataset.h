@@ -66,10 +66,6 @@ class QUVENBinaryInputDataset : public QUVENObjectOf<QUVENBinaryInputDataset, QU
   /// The lines that SparseQuadruples has delivered since setScanType.
   std::int32_t getSparseLines() const { return sparseLines; }
 
-  /// A line number of a column as an integer, towards zero; negative ones count from 2 to the 64 downwards. What is
-  /// beyond 64 bits becomes the nearest number, not a number 0.
-  static std::uint64_t toLineNumber(double value);
-
   // A dataset is not saved, copied or moved: "Function/Feature not yet implemented".
   void copyFromPrimitive(const QUVENObject* source, const QUVENEnvHandle& env) override;
   void transferFromPrimitive(QUVENObject* source, const QUVENEnvHandle& env) override;

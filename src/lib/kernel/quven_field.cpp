@@ -1,7 +1,6 @@
 #include "kernel/quven_field.h"
 
 #include "util/quven_debug.h"
-#include "util/quven_env_aux.h"
 #include "util/quven_registration.h"
 
 QUVEN_REGISTER(QUVENFieldGlobalVars);

@@ -48,9 +48,8 @@ class QUVENFieldValue {
 
 /// A column.
 ///
-/// Units:    a value is absent until a record delivers something, and then present or missing. Values of several
-/// channels
-///           run 1..getNumValues(); with none, the field has its single value.
+/// Units:    a value is absent until a record delivers something, and then present or missing. The values of several
+///           channels run 1..getNumValues(); with none, the field has its single value.
 /// Lifetime: owned by a data point or a name map; models refer to it by pointer, streams by its name.
 class QUVENField : public QUVENObjectOf<QUVENField, QUVENDataScan> {
  public:

@@ -2,9 +2,7 @@
 
 #include <mpi.h>
 
-namespace {
-
-bool isRunningUnderMpi() {
+bool quvenIsMpiRunning() {
   int initialised = 0;
   int finalised = 0;
   MPI_Initialized(&initialised);
@@ -12,16 +10,14 @@ bool isRunningUnderMpi() {
   return initialised != 0 && finalised == 0;
 }
 
-}  // namespace
-
 int quvenWorkerRank() {
   int rank = 0;
-  if (isRunningUnderMpi()) MPI_Comm_rank(MPI_COMM_WORLD, &rank);
+  if (quvenIsMpiRunning()) MPI_Comm_rank(MPI_COMM_WORLD, &rank);
   return rank;
 }
 
 int quvenWorkerCount() {
   int count = 1;
-  if (isRunningUnderMpi()) MPI_Comm_size(MPI_COMM_WORLD, &count);
+  if (quvenIsMpiRunning()) MPI_Comm_size(MPI_COMM_WORLD, &count);
   return count;
 }

@@ -5,7 +5,7 @@
 
 #include "control/quven_XML_tag.h"
 #include "kernel/quven_data_point.h"
-#include "simple_algorithm/quven_sample_number.h"
+#include "kernel/quven_sample_number.h"
 #include "simple_algorithm/quven_snadata.h"
 #include "util/quven_debug.h"
 #include "util/quven_registration.h"

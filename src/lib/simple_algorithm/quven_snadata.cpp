@@ -6,9 +6,9 @@
 #include <sstream>
 
 #include "control/quven_XML_tag.h"
+#include "kernel/quven_sample_number.h"
 #include "kernel/quven_worker.h"
 #include "simple_algorithm/quven_parameters.h"
-#include "simple_algorithm/quven_sample_number.h"
 #include "simple_algorithm/quven_seed_file.h"
 #include "util/quven_debug.h"
 #include "util/quven_registration.h"

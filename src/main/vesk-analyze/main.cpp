@@ -24,6 +24,7 @@ void waitForReader(int descriptor) {
   using std::chrono::milliseconds;
   constexpr milliseconds step(5);
   constexpr milliseconds patience(2000);
+  if (::isatty(descriptor) != 0) return;  // nothing is between it and the reader
   int unread = 0;
   for (milliseconds waited(0); waited < patience; waited += step) {
     if (::ioctl(descriptor, FIONREAD, &unread) != 0 || unread == 0) return;
