@@ -38,3 +38,16 @@ void QUVENAnalysisTrace::progress(std::string_view text, std::string_view method
   report_log(1, report.str());
   ++ivProgressReportCounter;
 }
+
+void quvenTraceRecord(std::string_view className, std::string_view stateName, std::int32_t state,
+                      const QUVENXaRay<double>& dataVec, const QUVENXaRay<double>& targetVec,
+                      std::uint64_t sampleNumber) {
+  const auto list = [](const char* name, const QUVENXaRay<double>& values) {
+    std::cout << name << values.getSize() << '\n';
+    for (long i = 1; i <= values.getSize(); ++i) std::cout << "  - Elm " << i << ": " << values[i] << '\n';
+  };
+  std::cout << " Entering " << className << "::update, " << stateName << " = " << state
+            << ", sample num = " << sampleNumber << '\n';
+  list(" -- dataVec size =  ", dataVec);
+  list("-- targetVec size =  ", targetVec);
+}

@@ -8,6 +8,8 @@
 #include <iosfwd>
 #include <string_view>
 
+#include "util/quven_xaray.h"
+
 /// The trace of one analysis.
 class QUVENAnalysisTrace {
  public:
@@ -32,5 +34,10 @@ class QUVENAnalysisTrace {
   std::int64_t ivSampleTraceEventsCounter = 0;
   std::int32_t ivProgressReportCounter = 0;
 };
+
+/// Writes a record that an analysis is shown, with the name of its class and of its state member.
+void quvenTraceRecord(std::string_view className, std::string_view stateName, std::int32_t state,
+                      const QUVENXaRay<double>& dataVec, const QUVENXaRay<double>& targetVec,
+                      std::uint64_t sampleNumber);
 
 #endif  // QUVEN_ANALYSIS_TRACE_H

@@ -17,6 +17,7 @@ class QUVENResultFile {
   QUVENResultFile& operator=(const QUVENResultFile&) = delete;
 
   [[nodiscard]] bool isOpen() const { return opened; }
+  const std::string& getPath() const { return path; }
   std::ostream& getStream() { return stream; }
   /// Closes the file and gives it its name; false when something was not written.
   [[nodiscard]] bool commit();

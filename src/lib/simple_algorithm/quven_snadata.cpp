@@ -167,17 +167,6 @@ std::int32_t QUVENSNAData::checkMatStateValidity(double x1, double x2, SampleNum
   return InsideRecord;
 }
 
-void QUVENSNAData::traceRecord(const QUVENXaRay<double>& dataVec, const QUVENXaRay<double>& targetVec,
-                               SampleNumber sampleNumber) {
-  const auto list = [](const char* name, const QUVENXaRay<double>& values) {
-    std::cout << name << values.getSize() << '\n';
-    for (long i = 1; i <= values.getSize(); ++i) std::cout << "  - Elm " << i << ": " << values[i] << '\n';
-  };
-  std::cout << " Entering QUVENSNAData::update, ivState = " << ivState << ", sample num = " << sampleNumber << '\n';
-  list(" -- dataVec size =  ", dataVec);
-  list("-- targetVec size =  ", targetVec);
-}
-
 void QUVENSNAData::beginCaller(SampleNumber caller, const QUVENEnvHandle& env) {
   callerIndex = nodes.insert(caller, QUVEN_ENV);
   if (getState() == ComputeNormalizer) {
@@ -201,7 +190,9 @@ void QUVENSNAData::checkRowSum(double x2, SampleNumber caller, const QUVENEnvHan
 
 void QUVENSNAData::update(const QUVENXaRay<double>& dataVec, const QUVENXaRay<double>& targetVec,
                           SampleNumber sampleNumber, const QUVENEnvHandle& env) {
-  if (trace.sample(recordTraceLevel, ivVerbosityLvl)) traceRecord(dataVec, targetVec, sampleNumber);
+  if (trace.sample(recordTraceLevel, ivVerbosityLvl)) {
+    quvenTraceRecord("QUVENSNAData", "ivState", ivState, dataVec, targetVec, sampleNumber);
+  }
   const double callee = dataVec[1];
   const double weight = dataVec[2];
   if (checkMatStateValidity(callee, weight, sampleNumber, env) == OutsideRecord) return beginCaller(sampleNumber, env);

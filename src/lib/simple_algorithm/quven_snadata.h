@@ -77,7 +77,6 @@ class QUVENSNAData : public QUVENObjectOf<QUVENSNAData, QUVENSimpleAlgorithmAbst
   std::int32_t checkMatStateValidity(double x1, double x2, SampleNumber caller, const QUVENEnvHandle& env);
   [[noreturn]] void reportRow(int code, std::string_view text, double x1, double x2, SampleNumber caller,
                               const std::string& more, const QUVENEnvHandle& env) const;
-  void traceRecord(const QUVENXaRay<double>& dataVec, const QUVENXaRay<double>& targetVec, SampleNumber sampleNumber);
   void beginCaller(SampleNumber caller, const QUVENEnvHandle& env);
   void checkRowSum(double x2, SampleNumber caller, const QUVENEnvHandle& env) const;
   void enqueue(std::uint64_t callee, double amount, const QUVENEnvHandle& env);

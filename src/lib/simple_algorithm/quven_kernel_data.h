@@ -1,0 +1,146 @@
+#ifndef QUVEN_KERNEL_DATA_H
+#define QUVEN_KERNEL_DATA_H
+
+// The kernel analysis: which samples of a dataset are alike, and how much.
+
+#include <string>
+
+#include "simple_algorithm/quven_analysis_trace.h"
+#include "simple_algorithm/quven_kernel_function.h"
+#include "simple_algorithm/quven_labeled_matrix.h"
+#include "simple_algorithm/quven_online_histogram_data.h"
+#include "simple_algorithm/quven_similarity_store.h"
+#include "simple_algorithm/quven_simple_algorithm_data.h"
+#include "simple_algorithm/quven_sparse_rows.h"
+#include "simple_algorithm/quven_sparse_to_dense_data.h"
+
+class QUVENKernelFunctionFriends;
+
+/// A sparse matrix of the similarities of samples.
+///
+/// Pass 1 loads the samples of each worker's share; a histogram of the values of contacts among them gives the cutoff,
+/// below which the wanted share of values falls. Pass 2 compares every sample with the worker's own and keeps the
+/// values at or above the cutoff. With several blocks of own samples the two passes take turns.
+/// Shapes:   columns are own samples, rows are all samples in the order of pass 2, both from 1.
+/// Memory:   for each own sample 8 bytes a contact and about 50 besides, 16 bytes a kept value.
+/// Errors:   the terminating reports 2202 to 2204 for parameters, 3503 when there is no value at all for the
+///           histogram, 3502 for a pass that does not fit the state.
+class QUVENKernelData : public QUVENObjectOf<QUVENKernelData, QUVENSimpleAlgorithmAbstractData> {
+ public:
+  enum Status : std::int32_t { InitKernelObject = 0, InputMySamples = 1, InputOtherSamples = 2, ReadyForQuery = 3 };
+  enum Mode : std::int32_t { KernelMode = 0, BufferMode = 1 };
+  using Vector = QUVENXaRay<double>;
+  using SampleNumbers = QUVENXaRay<SampleNumber>;
+
+  QUVENKernelData() = default;
+
+  /// Reads the parameters and makes the kernel function.
+  void open(const QUVENXMLTag& parameters, const QUVENEnvHandle& env);
+  /// Forgets samples, values and the output file; parameters and cutoff stay.
+  void reset(const QUVENEnvHandle& env);
+
+  Status getStatus() const { return static_cast<Status>(ivDataStatus); }
+  double getSparsityThreshold() const { return ivSparsityThreshold; }
+  const std::string& getOutputFileName() const { return ivOutputFileName; }
+  const SampleNumbers& getKernelColSampleNumbers() const { return ivKernelColSampleNumber; }
+  const SampleNumbers& getOtherSamplesOrder() const { return ivOtherSamplesOrder; }
+  /// The kept values by column and row.
+  std::span<const QUVENSimilarityStore::Cell> getKernelValues(const QUVENEnvHandle& env) const {
+    return ivSparseKernelMatrix.getCells(QUVEN_ENV);
+  }
+
+  int beginDataScan(std::int32_t numExplanatoryFields, const QUVENEnvHandle& env) override;
+  void update(const Vector& dataVec, const Vector& targetVec, SampleNumber sampleNumber,
+              const QUVENEnvHandle& env) override;
+  int endDataScan(const QUVENEnvHandle& env) override;
+  int initIteration(const QUVENEnvHandle& env) override;
+  int finishIteration(const QUVENEnvHandle& env) override;
+  bool isFinished() const override { return getStatus() == ReadyForQuery; }
+  void merge(QUVENSimpleAlgorithmAbstractData* other, const QUVENEnvHandle& env) override;
+  void print(std::ostream& out) const override;
+  /// The keys of the kernel function, as leaves of the tag.
+  void writeResultsToTag(QUVENXMLTag& tag, const QUVENEnvHandle& env) const override;
+  QUVENScanType getScanKind(const QUVENEnvHandle& env) const override;
+  int needsMerge() const override { return 1; }
+
+  /// Fills the histogram with the kernel values of own samples among each other.
+  virtual void buildSelfKernelValuesHistogram(const QUVENEnvHandle& env);
+  /// Writes the kept values, a line each of column sample, row sample and value, to this worker's file.
+  virtual void writeSparseKernelValues(const QUVENEnvHandle& env) const;
+  virtual void setKernelValue(std::int32_t column, std::int32_t row, double value, const QUVENEnvHandle& env);
+  /// A kept value, or 0.
+  virtual double getKernelValue(std::int32_t column, std::int32_t row, const QUVENEnvHandle& env) const;
+  /// The row of an own sample: a number for each position up to the highest seen.
+  virtual void getSparseRow(SampleNumber sampleNumber, Vector& row, const QUVENEnvHandle& env) const;
+
+ private:
+  bool hasSparseData() const { return ivIsSparseData != 0; }
+  bool hasSparseKernel() const { return ivIsSparseKernel != 0; }
+  bool hasSeveralBlocks() const { return ivNumberOfComputeIterations > 1; }
+  bool isFirstBlock() const { return !hasSeveralBlocks() || ivCurComputeIteration == 1; }
+
+  void addMySample(const Vector& x, const Vector& target, SampleNumber sample, const QUVENEnvHandle& env);
+  void compareOtherSample(const Vector& x, const Vector& target, SampleNumber sample, const QUVENEnvHandle& env);
+  void compareWithMySample(long position, const Vector& x, SampleNumber sample, std::int32_t row,
+                           const QUVENEnvHandle& env);
+  std::int32_t rowOfOtherSample(SampleNumber sample, const Vector& target, const QUVENEnvHandle& env);
+  void replaceMySample(const Vector& x, const Vector& target, SampleNumber sample, const QUVENEnvHandle& env);
+  void makeMatrices(const QUVENEnvHandle& env);
+  /// The function, if it works on lists of contacts without filler and on nothing else.
+  const QUVENKernelFunctionFriends* contactFunction() const;
+  /// The row of an own sample by its position.
+  const Vector& rowOfMySample(long position, Vector& scratch, const QUVENEnvHandle& env) const;
+  /// The value of an own sample and a vector, in this order or the other.
+  double valueWith(long position, const Vector& x, SampleNumber sample, const QUVENEnvHandle& env);
+  void takeContacts(const Vector& x, const QUVENEnvHandle& env);
+  void addContactsToHistogram(QUVENOnlineHistogramData& histogram, const QUVENEnvHandle& env);
+  void addRandomPairsToHistogram(QUVENOnlineHistogramData& histogram, const QUVENEnvHandle& env);
+  void setCutoff(const QUVENEnvHandle& env);
+  [[noreturn]] void reportNoValues(const QUVENEnvHandle& env) const;
+
+  // In every stream.
+  QUVEN_MEMBER(ivDataStatus, std::int32_t) = InitKernelObject;
+  QUVEN_MEMBER(ivKernelVerbosityLvl, std::int32_t) = 1;
+  QUVEN_MEMBER(ivKernelMode, std::int32_t) = KernelMode;
+  QUVEN_MEMBER(ivIsSparseKernel, std::int32_t) = 1;
+  QUVEN_MEMBER(ivSparsityLevel, double) = 0;
+  QUVEN_MEMBER(ivKernelHistogramLocations, Vector);
+  QUVEN_MEMBER(ivKernelHistogramCounts, QUVENXaRay<std::int32_t>);
+  QUVEN_MEMBER(ivSparsityThreshold, double) = 0;
+  QUVEN_MEMBER(ivIsSparseData, std::int32_t) = 1;
+  QUVEN_MEMBER(ivSparseDataPtr, QUVENOwnPtr<QUVENSparseToDenseData>);
+  QUVEN_MEMBER(ivOutputFileName, std::string);
+  QUVEN_MEMBER(ivFilterSimilarities, std::int32_t) = 1;
+  QUVEN_MEMBER(ivNumberOfComputeIterations, std::int32_t) = 1;
+  QUVEN_MEMBER(ivCurComputeIteration, std::int32_t) = 1;
+  // Before the first pass. What is learned in a pass stays with its worker.
+  QUVEN_MEMBER_IF(ivDataStatus == InitKernelObject, ivSamplesNum, std::int32_t) = 0;
+  QUVEN_MEMBER_IF(ivDataStatus == InitKernelObject, ivAllSamplesNum, std::int32_t) = 0;
+  QUVEN_MEMBER_IF(ivDataStatus == InitKernelObject, ivFirstKernelCol, std::int32_t) = 0;
+  QUVEN_MEMBER_IF(ivDataStatus == InitKernelObject, ivKernelFunctionPtr, QUVENOwnPtr<QUVENKernelFunction>);
+  QUVEN_MEMBER_IF(ivDataStatus == InitKernelObject, ivSamplesOrder, SampleNumbers);
+  QUVEN_MEMBER_IF(ivDataStatus == InitKernelObject, ivOtherSamplesOrder, SampleNumbers);
+  QUVEN_MEMBER_IF(ivDataStatus == InitKernelObject, ivMyInputMatrixPtr, QUVENOwnPtr<QUVENLabeledMatrix>);
+  QUVEN_MEMBER_IF(ivDataStatus == InitKernelObject, ivMyTargetMatrixPtr, QUVENOwnPtr<QUVENLabeledMatrix>);
+  QUVEN_MEMBER_IF(ivDataStatus == InitKernelObject, ivOtherTargetMatrixPtr, QUVENOwnPtr<QUVENLabeledMatrix>);
+  QUVEN_MEMBER_IF(ivDataStatus == InitKernelObject, ivKernelMatrixPtr, QUVENOwnPtr<QUVENLabeledMatrix>);
+  QUVEN_MEMBER_IF(ivDataStatus == InitKernelObject, ivSamplesCounter, std::int32_t) = 0;
+
+  QUVEN_STATE(ivColumnNum, double) = 0;
+  QUVEN_STATE(ivSparseInputMatrix, QUVENSparseRows);
+  QUVEN_STATE(ivSparseKernelMatrix, QUVENSimilarityStore);
+  QUVEN_STATE(otherSamples, QUVENNodeIndex);  // with the next: the rows of other samples in later blocks
+  QUVEN_STATE(ivOtherSamplesMap, QUVENNodeColumn<std::int32_t>);
+  QUVEN_STATE(ivKernelColSampleNumber, SampleNumbers);
+  QUVEN_STATE(rowsOfMySamples, QUVENXaRay<std::int32_t>);  // the index of a sample's row by its position
+
+  // The record at hand.
+  QUVEN_STATE(assembledRow, Vector);
+  QUVEN_STATE(contacts, Vector);  // of a row, without filler
+  QUVEN_STATE(scratchRow, Vector);
+  QUVEN_STATE(candidates, QUVENXaRay<std::int32_t>);
+
+  QUVEN_STATE(trace, QUVENAnalysisTrace){"TraceKernel"};
+};
+
+#endif  // QUVEN_KERNEL_DATA_H

@@ -1,0 +1,46 @@
+#ifndef QUVEN_SIMILARITY_STORE_H
+#define QUVEN_SIMILARITY_STORE_H
+
+#include <cstdint>
+#include <span>
+
+#include "util/quven_env.h"
+#include "util/quven_xaray.h"
+
+/// A sparse matrix of values by column and row. A cell that is set again has the later value.
+///
+/// Shapes:   columns and rows are numbers from 1.
+/// Memory:   16 bytes a cell, and as much again while they are put in order.
+/// Cost:     setting is appending; the first look after it puts the cells in order.
+/// Lifetime: deleteMemory(env) before it ends.
+class QUVENSimilarityStore {
+ public:
+  struct Cell {
+    std::int32_t column;
+    std::int32_t row;
+    double value;
+  };
+
+  void set(std::int32_t column, std::int32_t row, double value, const QUVENEnvHandle& env) {
+    cells.append({column, row, value}, QUVEN_ENV);
+    isOrdered = false;
+  }
+  /// The cells by ascending column and, in a column, by ascending row; valid until the next change.
+  std::span<const Cell> getCells(const QUVENEnvHandle& env) const;
+  /// The value of a cell; null when it was never set.
+  const double* find(std::int32_t column, std::int32_t row, const QUVENEnvHandle& env) const;
+  /// The number of columns that have a cell.
+  long getNumColumns(const QUVENEnvHandle& env) const;
+
+  void copyFrom(const QUVENSimilarityStore& other, const QUVENEnvHandle& env);
+  void swap(QUVENSimilarityStore& other) noexcept;
+  void deleteMemory(const QUVENEnvHandle& env);
+
+ private:
+  void order(const QUVENEnvHandle& env) const;
+
+  mutable QUVENXaRay<Cell> cells;
+  mutable bool isOrdered = true;
+};
+
+#endif  // QUVEN_SIMILARITY_STORE_H
