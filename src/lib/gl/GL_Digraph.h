@@ -18,9 +18,9 @@ class Digraph : public GraphBase {
 
   /// The page rank of each node, by power iteration from 1/n.
   ///
-  /// A step is r' = M r with M of transitionMatrix, plus (1 - s)/n for each element, where s is the sum of M r: that is the
-  /// jump and the mass of the nodes without successors together. All sums add in ascending order of nodes, so the result
-  /// is that of the product with the array, bit by bit.
+  /// A step is r' = M r with M of transitionMatrix, plus (1 - s)/n for each element, where s is the sum of M r: that is
+  /// the jump and the mass of the nodes without successors together. All sums add in ascending order of nodes, so the
+  /// result is that of the product with the array, bit by bit.
   ///
   /// result:        receives one element per node; none for a graph without nodes.
   /// maxIterations: steps at most; the first one is made in any case, as for 1.
@@ -36,7 +36,8 @@ class Digraph : public GraphBase {
   /// Values of edges, in the order of the edges.
   using EdgeValues = std::map<GL_Edge, double>;
 
-  /// The maximum flow from the source to the sink along augmenting paths, as far as they are found without residual edges.
+  /// The maximum flow from the source to the sink along augmenting paths, as far as they are found without residual
+  /// edges.
   ///
   /// A path follows the lowest successor of each node. An edge that leads nowhere and one whose capacity falls to 0 are
   /// taken out of the graph: graph and capacities are consumed.
@@ -44,14 +45,16 @@ class Digraph : public GraphBase {
   /// Requires:   no cycle on the way of the search, for it does not mark what it visited.
   /// capacities: an entry for each edge; receives what is left.
   /// flow:       receives an entry for each edge of a path; what was in it is dropped.
-  /// Errors:     "Max flow called where source same as destination"; those of checkCapacity, and its text also if no edge
+  /// Errors:     "Max flow called where source same as destination"; those of checkCapacity, and its text also if no
+  /// edge
   ///             of a path has a finite capacity; a source or sink that is no node; "Max flow called on a graph with a
   ///             cycle".
   void maxFlow(GL_Node source, GL_Node sink, EdgeValues& capacities, EdgeValues& flow);
 
   /// Errors: "Capacity not defined properly" if an edge has no entry.
   void checkCapacity(const EdgeValues& capacities) const;
-  /// Errors: "Flow not defined properly" if an edge has no entry; "Positive flow defined on anti-parallel edges" if both
+  /// Errors: "Flow not defined properly" if an edge has no entry; "Positive flow defined on anti-parallel edges" if
+  /// both
   ///         an edge (a, b) and (b, a) of two nodes have a flow above 0. In ascending order of the edges.
   void checkFlow(const EdgeValues& flows) const;
 

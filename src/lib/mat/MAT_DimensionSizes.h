@@ -3,7 +3,8 @@
 
 #include "mat/MAT_PositiveArray.h"
 
-/// The size of each dimension of an array, and with it the order of the elements: row after row, the last index fastest.
+/// The size of each dimension of an array, and with it the order of the elements: row after row, the last index
+/// fastest.
 ///
 /// An array of no dimensions has one element, at the position without an index.
 /// Errors: misuse is an internal error that ends the process with status 1.

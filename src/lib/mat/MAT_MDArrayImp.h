@@ -77,7 +77,8 @@ std::vector<T> MDArrayImp<T>::product(const MDArrayImp& vector) const {
   if (getDefault() == T()) {
     visit(take);
   } else {
-    for (std::uint64_t position = 0; position < sharedSizes->getNumElements(); ++position) take(position, get(position));
+    for (std::uint64_t position = 0; position < sharedSizes->getNumElements(); ++position)
+      take(position, get(position));
   }
   return result;
 }

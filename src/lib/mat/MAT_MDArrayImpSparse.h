@@ -14,8 +14,7 @@ class MDArrayImpSparse : public MDArrayImp<T> {
   T getDefault() const override { return defaultValue; }
 
  protected:
-  MDArrayImpSparse(DimensionSizes sizes, T valueOfRest)
-      : MDArrayImp<T>(std::move(sizes)), defaultValue(valueOfRest) {}
+  MDArrayImpSparse(DimensionSizes sizes, T valueOfRest) : MDArrayImp<T>(std::move(sizes)), defaultValue(valueOfRest) {}
 
   T defaultValue;
 };
@@ -60,8 +59,8 @@ class MDArrayImpMap : public MDArrayImpSparse<T> {
   }
 
   std::uint32_t getForm() const override { return Form; }
-  /// The default value, the count of entries, and each entry: position and value. Counts and positions are two integers,
-  /// the upper half first.
+  /// The default value, the count of entries, and each entry: position and value. Counts and positions are two
+  /// integers, the upper half first.
   void saveElements(MAT_PortableWriter& writer) const override;
 
  private:

@@ -3,7 +3,8 @@
 
 #include <cstdint>
 
-/// The count of the handles that share an object. While the cell is free, it is a link of the list of free cells instead.
+/// The count of the handles that share an object. While the cell is free, it is a link of the list of free cells
+/// instead.
 union MAT_RefCount {
   std::int64_t count;
   MAT_RefCount* next;
