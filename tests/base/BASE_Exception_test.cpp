@@ -92,3 +92,10 @@ TEST_F(BASEException, WideLineNumberIsNotCut) {
 TEST_F(BASEException, SelfTestSaysThatItsExceptionArrived) {
   EXPECT_EQ(capturedRun([] { BASE_ReportExpectedException(); }).err, "Exception arrived as expected.\n");
 }
+
+TEST_F(BASEException, StopPrintsTheErrorAndEndsTheProcess) {
+  EXPECT_EXIT(BASE_StopOnInternalError("Bad edge", "src/a.cpp", 12), testing::ExitedWithCode(1),
+              "^\nInternal Error - Bad edge\nThrown         - src/a.cpp {42}:    12\n$");
+  EXPECT_EXIT(BASE_StopOnUserError("No such file", "src/a.cpp", 12), testing::ExitedWithCode(1),
+              "^\nUser Error     - No such file\n$");
+}

@@ -1,6 +1,7 @@
 #include "base/BASE_Exception.h"
 
 #include <algorithm>
+#include <cstdlib>
 #include <iostream>
 
 namespace {
@@ -76,6 +77,16 @@ void BASE_MlExceptionUser::Catch(std::string_view file, int line, std::string_vi
 
 void BASE_MlExceptionUser::FinalCatch(std::string_view file, int line, std::string_view text) {
   if (isDebugging()) BASE_MlException::FinalCatch(file, line, text);
+}
+
+void BASE_StopOnInternalError(std::string_view message, std::string_view file, int line) {
+  BASE_MlException().Throw(message, file, line);
+  std::exit(1);
+}
+
+void BASE_StopOnUserError(std::string_view message, std::string_view file, int line) {
+  BASE_MlExceptionUser().Throw(message, file, line);
+  std::exit(1);
 }
 
 void BASE_ReportExpectedException() { std::cerr << "Exception arrived as expected.\n"; }

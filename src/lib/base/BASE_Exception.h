@@ -38,6 +38,11 @@ class BASE_MlExceptionUser : public BASE_MlException {
 /// Empty while positions are suppressed.
 std::string BASE_FormatPosition(std::string_view file, int line);
 
+/// Prints an internal error by BASE_MlException::Throw and ends the process with status 1.
+[[noreturn]] void BASE_StopOnInternalError(std::string_view message, std::string_view file, int line);
+/// The same for an error of the user, by BASE_MlExceptionUser.
+[[noreturn]] void BASE_StopOnUserError(std::string_view message, std::string_view file, int line);
+
 /// Prints "Exception arrived as expected.", for a self-test that provoked one.
 void BASE_ReportExpectedException();
 

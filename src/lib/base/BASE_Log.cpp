@@ -1,7 +1,5 @@
 #include "base/BASE_Log.h"
 
-#include <cstdlib>
-
 #include "base/BASE_Exception.h"
 
 namespace {
@@ -19,22 +17,16 @@ Log& Log::instance() {
 
 void Log::Open(const std::string& fileName) {
   std::ofstream& stream = instance().stream;
-  if (stream.is_open()) {
-    BASE_MlException().Throw("Log file already open", reportedFile, alreadyOpenLine);
-    std::exit(1);
-  }
+  if (stream.is_open()) BASE_StopOnInternalError("Log file already open", reportedFile, alreadyOpenLine);
   stream.open(fileName);
   if (!stream.is_open()) {
-    BASE_MlExceptionUser().Throw("Log file: '" + fileName + "' could not be opened", reportedFile, notOpenedLine);
-    std::exit(1);
+    BASE_StopOnUserError("Log file: '" + fileName + "' could not be opened", reportedFile, notOpenedLine);
   }
 }
 
 std::ostream& Log::GetStream() {
   std::ofstream& stream = instance().stream;
-  if (!stream.is_open()) {
-    BASE_MlException().Throw("called Log::GetStream when stream is not opened", reportedFile, noStreamLine);
-    std::exit(1);
-  }
+  if (!stream.is_open())
+    BASE_StopOnInternalError("called Log::GetStream when stream is not opened", reportedFile, noStreamLine);
   return stream;
 }
