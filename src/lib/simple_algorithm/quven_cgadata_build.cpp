@@ -13,6 +13,8 @@
 
 namespace {
 
+constexpr int NoClusters = 5006;
+
 /// The counter of a cycle of the analysis.
 std::int32_t& counterOf(QUVENXaRay<std::int32_t>& counters, std::int32_t cycle, const QUVENEnvHandle& env) {
   counters.autoExtend(cycle, QUVEN_ENV);
@@ -79,6 +81,11 @@ void QUVENCGAData::buildInitialClusters(const QUVENEnvHandle& env) {
             << "buildInitialClusters: Found " << numNodes << " kernel nodes\n"
             << "buildInitialClusters: avg core cluster size = " << static_cast<double>(numNodes) / numCounted
             << ", avg kernel density = " << sumOfDensities / numCounted << '\n';
+  if (numClusters == 0) {
+    report_warning(NoClusters, "SparsityLevel",
+                   "QUVENCGAData::buildInitialClusters: no two subscribers are alike enough to make a cluster; a lower "
+                   "SparsityLevel keeps more pairs, a larger NormalizingFactor makes common contacts count more");
+  }
   flattenNodeMap(QUVEN_ENV);
   const bool isConnecting = ivNumIterationsConnectingNodes >= 1;
   if (!isConnecting) computeSlice(QUVEN_ENV);

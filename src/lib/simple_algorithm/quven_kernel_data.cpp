@@ -19,7 +19,7 @@ QUVEN_REGISTER(QUVENKernelData);
 
 namespace {
 
-enum Code : int { InvalidState = 3502, NoSamples = 3503, RowTooLong = 4607 };
+enum Code : int { InvalidState = 3502, NoSamples = 3503, RowTooLong = 4607, NothingToCompare = 5007 };
 
 constexpr std::int32_t numBins = 1000;
 constexpr std::int32_t sampleTraceLevel = 5;
@@ -268,6 +268,9 @@ double QUVENKernelData::getKernelValue(std::int32_t column, std::int32_t row, co
 // The cutoff
 
 void QUVENKernelData::reportNoValues(const QUVENEnvHandle& env) const {
+  report_warning(NothingToCompare, "FilterSimilarities",
+                 "QUVENKernelData: no subscriber has another caller of the dataset among its contacts; "
+                 "FilterSimilarities 0 compares all pairs, a longer table has more contacts");
   report_error(NoSamples,
                "buildSelfKernelValuesHistogram:Could not find any samples for the histogram. It is likely that the "
                "data is corrupt or parameters are set too restrictively.",

@@ -6,6 +6,8 @@
 #include "control/quven_XML_tag.h"
 #include "kernel/quven_data_point.h"
 #include "kernel/quven_sample_number.h"
+#include "simple_algorithm/quven_cgadata.h"
+#include "simple_algorithm/quven_kernel_data.h"
 #include "simple_algorithm/quven_snadata.h"
 #include "util/quven_debug.h"
 #include "util/quven_registration.h"
@@ -58,17 +60,27 @@ void QUVENSimpleAlgorithmModel::open(std::int32_t modelId, const QUVENXaRay<QUVE
       quvenUnreachable(QUVEN_ENV);
     }
   }
-  if (modelId == DiffusionModel) {
-    auto data = quvenMake<QUVENSNAData>(QUVEN_ENV);
-    data->open(parameterTag, parameterFileName, QUVEN_ENV);
-    bindFields(QUVEN_ENV);
-    ivDataPtr = std::move(data);
-    return;
+  QUVENOwnPtr<QUVENSimpleAlgorithmAbstractData> opened(QUVEN_ENV);
+  const auto open = [&](auto data, const auto&... more) {
+    data->open(parameterTag, more..., QUVEN_ENV);
+    opened = std::move(data);
+  };
+  switch (modelId) {
+    case KernelModel:
+      open(quvenMake<QUVENKernelData>(QUVEN_ENV));
+      break;
+    case GroupModel:
+      open(quvenMake<QUVENCGAData>(QUVEN_ENV));
+      break;
+    case DiffusionModel:
+      open(quvenMake<QUVENSNAData>(QUVEN_ENV), parameterFileName);
+      break;
+    default:
+      report_error(InternalError, "QUVENSimpleAlgorithmModel::open: Internal error - wrong  modelId", QUVEN_ENV, false);
+      quvenNotImplemented(QUVEN_ENV);
   }
-  if (modelId != KernelModel && modelId != GroupModel) {
-    report_error(InternalError, "QUVENSimpleAlgorithmModel::open: Internal error - wrong  modelId", QUVEN_ENV, false);
-  }
-  quvenNotImplemented(QUVEN_ENV);
+  bindFields(QUVEN_ENV);
+  ivDataPtr = std::move(opened);
 }
 
 void QUVENSimpleAlgorithmModel::resetModel(const QUVENEnvHandle& env) {

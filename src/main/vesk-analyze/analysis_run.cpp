@@ -7,6 +7,7 @@
 #include <sstream>
 
 #include "simple_algorithm/quven_result_file.h"
+#include "table_rows.h"
 #include "util/quven_bin_obj_reader.h"
 #include "util/quven_bin_obj_writer.h"
 #include "util/quven_stream_values.h"
@@ -19,10 +20,21 @@ namespace {
 enum Code : int { IllegalParameters = 2202, FileUnusable = 2302, DataUnusable = 2305 };
 
 constexpr const char* topElement = "AnalysisParams";
+constexpr const char* kernelBranch = "KernelParams";
 
 bool exists(const std::string& path) {
   std::error_code unknown;  // then the dataset says what is wrong
   return std::filesystem::exists(path, unknown);
+}
+
+void warnOfUnknown(const QUVENXMLTag& tag, std::span<const char* const> known, std::span<const char* const> alsoKnown) {
+  const auto isIn = [](std::span<const char* const> names, const std::string& name) {
+    return std::find(names.begin(), names.end(), name) != names.end();
+  };
+  for (const QUVENXMLTag& child : tag.getChildren()) {
+    if (isIn(known, child.getName()) || isIn(alsoKnown, child.getName())) continue;
+    report_warning(IllegalParameters, child.getName(), "vesk-analyze: unknown parameter is ignored");
+  }
 }
 
 }  // namespace
@@ -50,13 +62,34 @@ const QUVENXMLTag& AnalysisRun::readParameters(const QUVENEnvHandle& env) {
                  std::string("vesk-analyze: the parameter file has no element ") + topElement, QUVEN_ENV, true);
   }
   const QUVENXMLTag& parameters = parameterTree->getTag(topElement, QUVEN_ENV);
-  for (const QUVENXMLTag& child : parameters.getChildren()) {
-    const auto known = options.kind->parameters;
-    if (std::find(known.begin(), known.end(), child.getName()) == known.end()) {
-      report_warning(IllegalParameters, child.getName(), "vesk-analyze: unknown parameter is ignored");
-    }
-  }
+  const bool hasBranch = parameters.hasTag(kernelBranch, QUVEN_ENV);
+  warnOfUnknown(parameters, options.kind->parameters,
+                hasBranch ? std::span<const char* const>() : options.kind->kernelParameters);
+  if (hasBranch) warnOfUnknown(parameters.getTag(kernelBranch, QUVEN_ENV), options.kind->kernelParameters, {});
   return parameters;
+}
+
+/// A dataset of another run has the same columns, and its records would be taken for contacts.
+void AnalysisRun::checkTableRows(const QUVENEnvHandle& env) const {
+  if (!options.kind->readsTableRows) return;
+  constexpr long numChecked = 4096;
+  std::ifstream file(exists(options.dataset) ? options.dataset : options.dataset + ".0", std::ios::binary);
+  std::vector<double> record(static_cast<std::size_t>(dataset->getNumColumns()));
+  const std::size_t lineColumn = static_cast<std::size_t>(std::max(dataset->getLineNumberColumn(), 0));
+  TableRows rows;
+  for (long number = 1; number <= numChecked; ++number) {
+    if (!file.read(reinterpret_cast<char*>(record.data()),
+                   static_cast<std::streamsize>(record.size() * sizeof(double)))) {
+      return;
+    }
+    std::vector<double> values = record;
+    values.erase(values.begin() + static_cast<std::ptrdiff_t>(lineColumn));
+    if (rows.accept(record[lineColumn], values[0], values[1])) continue;
+    std::ostringstream text;
+    text << "vesk-analyze: record " << number << " (" << record[lineColumn] << ", " << values[0] << ", " << values[1]
+         << ") does not fit; " << options.kind->command << " needs the sparse output of a table run";
+    report_error(FileUnusable, options.dataset, text.str(), QUVEN_ENV, true);
+  }
 }
 
 /// The parts end with the first number that is not there: what lies behind a gap would be left out without a word.
@@ -157,7 +190,13 @@ void AnalysisRun::open(const QUVENEnvHandle& env) {
   if (transport.isMaster()) {
     const QUVENXMLTag& parameters = readParameters(QUVEN_ENV);
     openDataset(QUVEN_ENV);
+    checkTableRows(QUVEN_ENV);
     openModel(parameters, QUVEN_ENV);
+    outputFiles = options.kind->outputFiles(parameters, transport.getCount(), QUVEN_ENV);
+    checkOutputsBefore(outputFiles, options.kind->outputError, QUVEN_ENV);
+    if (outputFiles.empty()) {
+      report_warning(IllegalParameters, "OutputFileName", "vesk-analyze: without it the results are written nowhere");
+    }
   }
   if (transport.isAlone()) return;
   shareFields(QUVEN_ENV);
@@ -174,6 +213,10 @@ void AnalysisRun::writeModel(QUVENMemoryBlobIO& blob, std::int32_t writerMode, c
   blob.clear();
   QUVENBinObjWriter writer(blob, writerMode);
   quvenWriteObject(writer, *model, QUVEN_ENV);
+}
+
+void AnalysisRun::checkOutputs(const QUVENEnvHandle& env) const {
+  checkOutputsAfter(outputFiles, options.kind->failedFile(model->getData(QUVEN_ENV)), QUVEN_ENV);
 }
 
 void AnalysisRun::writeResults(const QUVENEnvHandle& env) const {

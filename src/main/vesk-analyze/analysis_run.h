@@ -8,6 +8,7 @@
 #include "control/quven_binaryindataset.h"
 #include "kernel/quven_data_point.h"
 #include "kernel/quven_field_name_map.h"
+#include "output_check.h"
 #include "simple_algorithm/quven_simple_algorithm_model.h"
 #include "worker_transport.h"
 
@@ -34,6 +35,9 @@ class AnalysisRun {
   /// Reads the master's model into this worker's.
   void readModel(QUVENMemoryBlobIO& blob, const QUVENEnvHandle& env);
   void writeModel(QUVENMemoryBlobIO& blob, std::int32_t writerMode, const QUVENEnvHandle& env) const;
+  /// Whether all that the analysis writes is there. Called on the master, after the last pass.
+  /// Errors: the terminating report 2302 with the name of the file.
+  void checkOutputs(const QUVENEnvHandle& env) const;
   /// Writes the parameters and counters of the run.
   /// Errors: the terminating report 2302 with the name of the file.
   void writeResults(const QUVENEnvHandle& env) const;
@@ -48,6 +52,7 @@ class AnalysisRun {
   void openDataset(const QUVENEnvHandle& env);
   void checkParts(const QUVENEnvHandle& env) const;
   void checkColumns(const QUVENEnvHandle& env) const;
+  void checkTableRows(const QUVENEnvHandle& env) const;
   void openModel(const QUVENXMLTag& parameters, const QUVENEnvHandle& env);
   void shareFields(const QUVENEnvHandle& env);
 
@@ -58,6 +63,7 @@ class AnalysisRun {
   QUVENOwnPtr<QUVENFieldNameMap> names;
   QUVENOwnPtr<QUVENBinaryInputDataset> dataset;
   QUVENOwnPtr<QUVENSimpleAlgorithmModel> model;
+  std::vector<OutputFile> outputFiles;
 };
 
 }  // namespace vesk_analyze

@@ -62,6 +62,7 @@ void runAnalysis(const AnalyzeOptions& options, std::ostream& err) {
   ProgressLine progress(err, transport.isMaster() && ::isatty(STDERR_FILENO) != 0);
   PassDriver driver(run, transport, progress);
   driver.runPasses(QUVEN_ENV);
+  if (transport.isMaster()) run.checkOutputs(QUVEN_ENV);
   if (transport.isMaster() && !options.resultsFile.empty()) run.writeResults(QUVEN_ENV);
   if (options.timings) {
     std::ostringstream table;  // in one piece, beside those of the other workers

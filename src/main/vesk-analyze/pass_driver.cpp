@@ -58,7 +58,9 @@ void PassDriver::scanRecords(QUVENScanType type, PassCounters& counters, const Q
   Clock::duration updating{};
 
   dataset.setScanType(type, QUVEN_ENV);
-  dataset.setSamplingRate(model.getSamplingRate(QUVEN_ENV), QUVEN_ENV);
+  if (type == QUVENScanType::RandomSample || type == QUVENScanType::SampledLines) {
+    dataset.setSamplingRate(model.getSamplingRate(QUVEN_ENV), QUVEN_ENV);
+  }
   dataset.rewind(QUVEN_ENV);
   progress.beginPass(static_cast<int>(passes.size()), dataset.getTotalBytes() / recordBytes / transport.getCount());
   for (std::int64_t records = 0;; ++records) {

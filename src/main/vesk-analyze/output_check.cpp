@@ -1,0 +1,46 @@
+#include "output_check.h"
+
+#include <unistd.h>
+
+#include <filesystem>
+
+#include "simple_algorithm/quven_result_file.h"
+#include "vesk-common/quven_reports.h"
+
+namespace vesk_analyze {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr int OutputUnwritable = 2302;
+
+bool isWritable(const OutputFile& file) {
+  std::error_code unknown;
+  const fs::file_status status = fs::status(file.path, unknown);
+  if (fs::is_directory(status)) return false;
+  const bool isRegular = fs::is_regular_file(status);
+  // A pipe is not opened: its reader would take that for the end.
+  if (fs::exists(status) && (!isRegular || !file.isReplaced)) return ::access(file.path.c_str(), W_OK) == 0;
+  const QUVENResultFile attempt(file.path);
+  return attempt.isOpen();
+}
+
+}  // namespace
+
+void checkOutputsBefore(std::span<const OutputFile> files, const char* words, const QUVENEnvHandle& env) {
+  for (const OutputFile& file : files) {
+    if (!isWritable(file)) report_error(OutputUnwritable, file.path, words, QUVEN_ENV, true);
+  }
+}
+
+void checkOutputsAfter(std::span<const OutputFile> files, const std::string& failedFile, const QUVENEnvHandle& env) {
+  constexpr const char* words = "vesk-analyze: Unable to write output file";
+  if (!failedFile.empty()) report_error(OutputUnwritable, failedFile, words, QUVEN_ENV, true);
+  for (const OutputFile& file : files) {
+    std::error_code unknown;
+    if (!fs::exists(file.path, unknown)) report_error(OutputUnwritable, file.path, words, QUVEN_ENV, true);
+  }
+}
+
+}  // namespace vesk_analyze

@@ -1,0 +1,18 @@
+#ifndef VESK_ANALYZE_OUTPUT_CHECK_H
+#define VESK_ANALYZE_OUTPUT_CHECK_H
+
+#include "analysis_kind.h"
+
+namespace vesk_analyze {
+
+/// Whether each file can be written, before hours of work go into it. Leaves what is there as it is.
+/// Errors: the terminating report 2302 with the name and the words of the analysis.
+void checkOutputsBefore(std::span<const OutputFile> files, const char* words, const QUVENEnvHandle& env);
+
+/// Whether the files have come about.
+/// Errors: the terminating report 2302 with the name of the first that has not.
+void checkOutputsAfter(std::span<const OutputFile> files, const std::string& failedFile, const QUVENEnvHandle& env);
+
+}  // namespace vesk_analyze
+
+#endif  // VESK_ANALYZE_OUTPUT_CHECK_H
