@@ -15,12 +15,17 @@ void PassDriver::runPasses(const QUVENEnvHandle& env) {
     shareState(blob, counters, QUVEN_ENV);
     run.getModel().initIteration(QUVEN_ENV);
     scan(counters, QUVEN_ENV);
-    run.getModel().finishIteration(QUVEN_ENV);
+    finishIteration(counters, QUVEN_ENV);
     collectResults(blob, counters, QUVEN_ENV);
     if (transport.isMaster()) word = endPass(counters, QUVEN_ENV) ? Ended : AnotherPass;
     word = transport.broadcastWord(word);
   }
   blob.deleteMemory(QUVEN_ENV);
+}
+
+void PassDriver::finishIteration(PassCounters& counters, const QUVENEnvHandle& env) {
+  const PhaseTimer timer(counters, PassCounters::Update);
+  run.getModel().finishIteration(QUVEN_ENV);
 }
 
 void PassDriver::shareState(QUVENMemoryBlobIO& blob, PassCounters& counters, const QUVENEnvHandle& env) {
@@ -48,7 +53,9 @@ void PassDriver::scan(PassCounters& counters, const QUVENEnvHandle& env) {
 
 void PassDriver::scanRecords(QUVENScanType type, PassCounters& counters, const QUVENEnvHandle& env) {
   using Clock = std::chrono::steady_clock;
-  constexpr std::int64_t sampleInterval = 512;  // records between two that are timed one by one
+  // Records between two that are timed one by one: a prime, or else rows of some lengths would never have their last
+  // record timed, which does the work.
+  constexpr std::int64_t sampleInterval = 509;
   QUVENBinaryInputDataset& dataset = run.getDataset();
   QUVENDataPoint& point = run.getPoint();
   QUVENSimpleAlgorithmModel& model = run.getModel();

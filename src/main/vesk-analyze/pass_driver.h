@@ -31,6 +31,7 @@ class PassDriver {
   void shareState(QUVENMemoryBlobIO& blob, PassCounters& counters, const QUVENEnvHandle& env);
   void scan(PassCounters& counters, const QUVENEnvHandle& env);
   void scanRecords(QUVENScanType type, PassCounters& counters, const QUVENEnvHandle& env);
+  void finishIteration(PassCounters& counters, const QUVENEnvHandle& env);
   void collectResults(QUVENMemoryBlobIO& blob, PassCounters& counters, const QUVENEnvHandle& env);
   void mergeWith(int otherRank, QUVENMemoryBlobIO& blob, PassCounters& counters, const QUVENEnvHandle& env);
   bool endPass(PassCounters& counters, const QUVENEnvHandle& env);
