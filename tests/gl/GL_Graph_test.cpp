@@ -99,8 +99,8 @@ TEST(Graph, RestOfTheQueueIsServedByLaterStarts) {
   EXPECT_EQ(Clustering(6, edges, 4).list, (Clusters{{0, 1, 2, 3}, {4, 5}}));
 }
 
-TEST(Graph, NodeAtTheLimitOpensNoNeighbours) {
-  // From 0 the nodes 1, 2 and 3 enter; with 4 nodes in all, 1 does not open 4 below a limit of 4, but does below 5.
+TEST(Graph, QueueThatFillsTheClusterLeavesNoRoom) {
+  // From 0 the nodes 1, 2 and 3 enter; 4, a neighbour of 1, would be the fifth.
   const std::vector<GL_Edge> edges = {{0, 1}, {0, 2}, {0, 3}, {1, 4}};
   EXPECT_EQ(Clustering(5, edges, 4).list, (Clusters{{0, 1, 2, 3}}));
   EXPECT_EQ(Clustering(5, edges, 5).list, (Clusters{{0, 1, 2, 3, 4}}));

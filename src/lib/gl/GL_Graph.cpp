@@ -40,7 +40,7 @@ void Graph::clusters(std::vector<std::vector<GL_Node>>& list, std::int32_t maxCl
     std::size_t numMembers = 0;
     do {
       const GL_Node v = queue[numMembers++];
-      // Members and queue together are all that is in the vector.
+      // Members and queue together are all that is in the vector; further nodes would find no room.
       if (queue.size() >= maxSize) continue;
       for (const GL_Node w : getSuccessors(v)) {
         if (taken[w]) continue;
