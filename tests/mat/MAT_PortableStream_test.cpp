@@ -68,8 +68,7 @@ TEST(PortableStream, WritesTheHighestByteFirst) {
 TEST(PortableStream, ReadsWhatWasWritten) {
   const std::string longText(10000, 'x');
   std::istringstream stream(written(std::uint32_t{4294967295}, std::string_view("a\0b", 3), -1.5e-300,
-                                    std::string_view(longText), std::numeric_limits<double>::infinity(),
-                                    std::nan("")));
+                                    std::string_view(longText), std::numeric_limits<double>::infinity(), std::nan("")));
   MAT_PortableReader reader(stream);
   EXPECT_EQ(reader.readInteger(), 4294967295U);
   EXPECT_EQ(reader.readString(), std::string("a\0b", 3));
@@ -147,9 +146,8 @@ TEST(PortableStream, ForeignArraysAreRefused) {
   EXPECT_USER_ERROR(loadArray(bytesOf("00 00 00 02 'no'")), refused("no array"));
   EXPECT_USER_ERROR(loadArray(bytesOf(mark + "00 00 00 03 00 00 00 00")), refused("an array of unknown form"));
   EXPECT_USER_ERROR(loadArray(bytesOf(mark + "00 00 00 00 00 00 00 00")), refused("an array of unknown form"));
-  EXPECT_USER_ERROR(
-      loadArray(bytesOf(mark + "00 00 00 01 00 00 00 03 ff ff ff ff ff ff ff ff ff ff ff ff")),
-      refused("an array of too many elements"));
+  EXPECT_USER_ERROR(loadArray(bytesOf(mark + "00 00 00 01 00 00 00 03 ff ff ff ff ff ff ff ff ff ff ff ff")),
+                    refused("an array of too many elements"));
   EXPECT_USER_ERROR(loadArray(saved(denseExample()) + "x"), "Array file goes on behind its end");
 }
 

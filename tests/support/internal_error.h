@@ -26,7 +26,6 @@ inline testing::Matcher<const std::string&> userError(const std::string& message
 
 #define EXPECT_INTERNAL_ERROR(statement, message, file) \
   EXPECT_EXIT(statement, testing::ExitedWithCode(1), internalError(message, file))
-#define EXPECT_USER_ERROR(statement, message) \
-  EXPECT_EXIT(statement, testing::ExitedWithCode(1), userError(message))
+#define EXPECT_USER_ERROR(statement, message) EXPECT_EXIT(statement, testing::ExitedWithCode(1), userError(message))
 
 #endif  // TESTS_SUPPORT_INTERNAL_ERROR_H

@@ -52,13 +52,9 @@ MDArray<T>::MDArray(const MDArray& other)
 
 template <class T>
 MDArray<T>& MDArray<T>::operator=(const MDArray& other) {
-  // Raised first, so that an array assigned to itself stays.
-  if (other.references != nullptr) ++other.references->count;
-  MDArrayImp<T>* const otherImplementation = other.implementation;
-  MAT_RefCount* const otherReferences = other.references;
-  reset();
-  implementation = otherImplementation;
-  references = otherReferences;
+  MDArray copy(other);
+  std::swap(implementation, copy.implementation);
+  std::swap(references, copy.references);
   return *this;
 }
 
