@@ -6,35 +6,13 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <sstream>
 
+#include "csv_rows.h"
 #include "literal_ranking.h"
 #include "networks.h"
 
 namespace literal {
 namespace {
-
-/// The lines of a result file behind its header, as fields.
-std::vector<std::vector<std::string>> fieldsOf(const std::string& csv) {
-  std::vector<std::vector<std::string>> rows;
-  std::istringstream lines(csv);
-  std::string line;
-  std::getline(lines, line);
-  while (std::getline(lines, line)) {
-    std::istringstream fields(line);
-    rows.emplace_back();
-    for (std::string field; std::getline(fields, field, ',');) rows.back().push_back(field);
-  }
-  return rows;
-}
-
-/// The rows without their group numbers, in ascending order.
-std::vector<std::vector<std::string>> withoutGroups(const std::string& csv, std::size_t column) {
-  auto rows = fieldsOf(csv);
-  for (auto& row : rows) row.erase(row.begin() + static_cast<std::ptrdiff_t>(column));
-  std::sort(rows.begin(), rows.end());
-  return rows;
-}
 
 std::vector<Line> linesOf(const std::map<double, std::vector<double>>& contacts) {
   std::vector<Line> lines;
@@ -86,6 +64,22 @@ TEST(LiteralGroups, AreNumberedAsTheWorkersResultsComeTogether) {
   EXPECT_EQ(rows[0][0], "5");
   EXPECT_EQ(rows[3][0], "1");
   EXPECT_EQ(rows[3][1], "2");
+}
+
+TEST(LiteralGroups, OfAPairTheSecondIsSeenFirst) {
+  // 1 and 2 have two neighbours each: 2, seen first, starts and takes 1 and 6.
+  GroupParameters parameters;
+  parameters.maxClusterSize = 3;
+  EXPECT_EQ(runGroups({}, parameters, 1, NodePairs{{1, 2}, {1, 5}, {2, 6}}).nodeToCluster,
+            (std::map<std::uint64_t, int>{{1, 1}, {2, 1}, {6, 1}}));
+}
+
+TEST(LiteralGroups, OfEqualRanksTheFirstSeenComesFirst) {
+  const RankedCluster cluster = rankCluster({{9, 3}, {3, 9}});
+  EXPECT_EQ(cluster.asItStands[0].node, 9U);
+  EXPECT_EQ(cluster.asItStands[1].node, 3U);
+  EXPECT_EQ(cluster.asItStands[0].rank, cluster.asItStands[1].rank);
+  EXPECT_EQ(cluster.reversed[0].node, 9U);
 }
 
 TEST(LiteralGroups, AFullClusterRefusesANode) {
@@ -295,16 +289,16 @@ TEST(LiteralGroups, SlicesOfAnySizeGiveTheRowsOfOne) {
       for (const int size : {-1, 5, 20, 100}) {
         sliced.maxNodesCollectingEdges = size;
         const GroupResult result = runGroups(lines, sliced, workers);
-        EXPECT_EQ(withoutGroups(result.clustersCsv, 0), withoutGroups(whole.clustersCsv, 0));
-        EXPECT_EQ(withoutGroups(result.nodesCsv, 1), withoutGroups(whole.nodesCsv, 1));
+        EXPECT_EQ(withoutColumn(result.clustersCsv, GroupOfCluster), withoutColumn(whole.clustersCsv, GroupOfCluster));
+        EXPECT_EQ(withoutColumn(result.nodesCsv, GroupOfNode), withoutColumn(whole.nodesCsv, GroupOfNode));
         ++compared;
       }
       sliced.maxNodesCollectingEdges = 0;
       for (const int number : {2, 3, 7}) {
         sliced.numIterationsCollectingEdges = number;
         const GroupResult result = runGroups(lines, sliced, workers);
-        EXPECT_EQ(withoutGroups(result.clustersCsv, 0), withoutGroups(whole.clustersCsv, 0));
-        EXPECT_EQ(withoutGroups(result.nodesCsv, 1), withoutGroups(whole.nodesCsv, 1));
+        EXPECT_EQ(withoutColumn(result.clustersCsv, GroupOfCluster), withoutColumn(whole.clustersCsv, GroupOfCluster));
+        EXPECT_EQ(withoutColumn(result.nodesCsv, GroupOfNode), withoutColumn(whole.nodesCsv, GroupOfNode));
       }
     }
   }

@@ -2,7 +2,10 @@
 
 #include "literal_kernel.h"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
+
+#include <cmath>
 
 #include "networks.h"
 
@@ -142,22 +145,67 @@ TEST(LiteralKernel, FailsWithoutASelfKernelValueOnAnyWorker) {
 
 TEST(LiteralKernel, ACallerWithTwoBlocksIsOneRowAndTwoSamples) {
   std::vector<Line> lines;
-  appendBlock(lines, 1, {2, 4});
+  appendBlock(lines, 1, {4, 2, 5});
   appendBlock(lines, 2, {1});
   appendBlock(lines, 1, {3});
   KernelWorker worker(ofHundred(0.5));
   for (const Line& line : lines) worker.updateMine(line);
   worker.setSampleIndex();
   // The second block overrides position 1, and its footer position 2.
-  EXPECT_EQ(worker.sparseRow(1), (Row{3, 0, 0}));
-  EXPECT_EQ(worker.sparseRow(2), (Row{1, 0, 0}));
+  EXPECT_EQ(worker.sparseRow(1), (Row{3, 0, 5, 0}));
+  EXPECT_EQ(worker.sparseRow(2), (Row{1, 0, 0, 0}));
   EXPECT_EQ(worker.candidates({0, 2, 1, 5, 1, 2}), (std::vector<int>{2, 1}));
-  // 2 and 1 meet once.
-  EXPECT_EQ(worker.selfKernelValues(), (Bins{{friends({1}, {3}, 0, 100), 1}}));
   for (const Line& line : lines) worker.updateOther(line, -1);
-  // Both records of 1 name or are named by 2 as they stand, the first with 2 and 4; the row of 1 is the joined one.
+  // The first record of 1 names 2, and 2 names 1, whose row is the joined one.
   EXPECT_EQ(worker.kept(),
-            (std::vector<KernelValue>{{1, 2, friends({3}, {1}, 0, 100)}, {2, 1, friends({1}, {2, 4}, 0, 100)}}));
+            (std::vector<KernelValue>{{1, 2, friends({3, 5}, {1}, 0, 100)}, {2, 1, friends({1}, {4, 2, 5}, 0, 100)}}));
+}
+
+TEST(LiteralKernel, ASampleCountsInTheHistogramAsOftenAsItStands) {
+  std::vector<Line> lines;
+  appendBlock(lines, 1, {2});
+  appendBlock(lines, 2, {7});
+  appendBlock(lines, 1, {2});
+  KernelWorker worker(ofHundred(0.5));
+  for (const Line& line : lines) worker.updateMine(line);
+  worker.setSampleIndex();
+  EXPECT_EQ(worker.selfKernelValues(), (Bins{{friends({2}, {7}, 0, 100), 2}}));
+}
+
+TEST(LiteralKernel, AValueOnTheCutoffIsKept) {
+  const double close = mutualInformation(100, 1, 1, 0);
+  for (const double cutoff : {close, std::nextafter(close, 1.0)}) {
+    KernelWorker worker(ofHundred(0.5));
+    for (const Line& line : triangle()) worker.updateMine(line);
+    worker.setSampleIndex();
+    for (const Line& line : triangle()) worker.updateOther(line, cutoff);
+    EXPECT_EQ(worker.kept().size(), cutoff == close ? 4U : 0U);
+  }
+}
+
+/// x and y with 5 contacts of both, 1 of x only and 5 of y only, in a population of 150: the sums of the two directions
+/// differ in the last digit.
+TEST(LiteralKernel, TheFirstListIsThatOfTheSampleOfTheWorker) {
+  const double forth = mutualInformation(150, 5, 1, 5);
+  const double back = mutualInformation(150, 5, 5, 1);
+  ASSERT_NE(forth, back);
+  const auto valuesOf = [](const std::vector<double>& first, const std::vector<double>& second) {
+    KernelParameters parameters;
+    parameters.normalizingFactor = 150;
+    KernelWorker worker(parameters);
+    std::vector<Line> lines;
+    appendBlock(lines, 100, first);
+    appendBlock(lines, 200, second);
+    for (const Line& line : lines) worker.updateMine(line);
+    worker.setSampleIndex();
+    for (const Line& line : lines) worker.updateOther(line, -1);
+    return std::pair(worker.selfKernelValues(), worker.kept());
+  };
+  // Only 100 names the other; in the second pass the record is that of 100 and the sample of the worker 200.
+  const auto [bins, kept] = valuesOf({1, 10, 11, 12, 13, 200}, {2, 3, 4, 5, 6, 10, 11, 12, 13, 200});
+  EXPECT_EQ(bins.size(), 2U);
+  EXPECT_THAT(kept, ::testing::Contains(KernelValue{200, 100, back}));
+  EXPECT_THAT(bins, ::testing::Contains(::testing::Pair(forth, 1)));
 }
 
 TEST(LiteralKernel, ACallerWithItselfAsContactMeetsItself) {
