@@ -43,7 +43,7 @@ TEST_F(KnownGroupsTest, TheFirstLineSaysWhichFormItIs) {
 }
 
 TEST_F(KnownGroupsTest, RefusesWhatIsNoGroups) {
-  expectRefused("", ", line 0: the file ends without any group");
+  expectRefused("", ", line 1: the file ends without any group");
   expectRefused(" \n\n", ", line 2: the file ends without any group");
   expectRefused("1\n", ", line 1: group 1 has no members");
   expectRefused("1 2 3\n4\n", ", line 2: group 4 has no members");

@@ -46,7 +46,8 @@ class KnownGroupsReader {
         takeGroup(items);
       }
     }
-    if (form == Form::Unknown) file.fail("the file ends without any group");
+    if (form == Form::Unknown)
+      file.failAt(std::max<std::uint64_t>(file.lineNumber(), 1), "the file ends without any group");
     return builder.finish(file);
   }
 
