@@ -106,6 +106,39 @@ TEST_F(InspectorRun, AFileThatIsNotThereOrADirectoryIsOneLine) {
   expectRefused({"xml", "in"}, "in is a directory");
 }
 
+/// The nodes file of one group of two.
+constexpr const char* nodesFile =
+    "NodeNumber,GroupNumber,IsCoreNode,RankType1,RankOrderType1,RankType2,RankOrderType2,InDegree,OutDegree,"
+    "WeightedInDegree,WeightedOutDegree,IsGroupLeaderType1,GroupLeaderType1Conf,IsGroupLeaderType2,"
+    "GroupLeaderType2Conf\n"
+    "11,1,1,0.75,1,0.25,2,1,1,0.25,0.25,1,3,0,0\n"
+    "12,1,0,0.25,2,0.75,1,1,1,0.75,0.75,0,0,1,3\n";
+
+TEST_F(InspectorRun, FoundGroupsAreComparedWithThoseOfTheGenerator) {
+  writeFile("found", nodesFile);
+  ASSERT_EQ(runOther("vesk-generate", {"-c", "2000", "--group-count", "3", "--groups", "planted"}).status, 0);
+  const ProgramRun run = inspect({"groups", "found", "planted", "--largest", "1"});
+  EXPECT_EQ(run.status, 0);
+  EXPECT_EQ(run.err, "");
+  EXPECT_THAT(run.out, StartsWith("found                found\ngroups               1, members 2\n"
+                                  "known                planted\ngroups               3, members "));
+  EXPECT_THAT(run.out, HasSubstr("\n      1     2     1        11           3        12           3  "));
+}
+
+TEST_F(InspectorRun, AFileThatIsNoNodesFileIsOneLine) {
+  writeFile("found", nodesFile);
+  writeFile("planted", "1 11 12\n");
+  expectRefused({"groups", "planted", "planted"},
+                "planted, line 1: this is not the head line of a nodes file of the group analysis");
+  expectRefused({"groups", "found", "found"}, "found, line 1: 'NodeNumber' is no whole number");
+  expectRefused({"groups", "found", "missing"}, "cannot open missing: No such file or directory");
+  expectRefused({"groups", "in", "planted"}, "cannot read in: Is a directory");
+  limits.fileBytes = 60;  // room for the message, not for the page
+  const ProgramRun run = inspect({"groups", "found", "planted"});
+  EXPECT_EQ(run.status, 1);
+  EXPECT_EQ(run.err, "vesk-inspect: cannot write to standard output\n");
+}
+
 TEST_F(InspectorRun, AnOutputThatFindsNoRoomIsOneLine) {
   writeNumbers("process", {1, 9, -2, -1});
   limits.fileBytes = 60;  // room for the message, not for the page

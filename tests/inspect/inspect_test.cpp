@@ -2,12 +2,13 @@
 
 #include <sstream>
 
-#include "inspect_fixture.h"
+#include "groups_fixture.h"
 
 namespace vesk_inspect {
 namespace {
 
 using ::testing::HasSubstr;
+using testing::nodesFile;
 using testing::tableRow;
 
 struct Outcome {
@@ -57,11 +58,34 @@ TEST_F(InspectProgramTest, TheOptionsOfADatasetReachIt) {
               HasSubstr("Col3\n       1     0       1     5     6     7\n\nchecks: 1 defect\n  and 1 more\n"));
 }
 
+TEST_F(InspectProgramTest, GroupsAreComparedWithStatusZeroWhateverTheAgreement) {
+  writeText(nodesFile({{1, 1}, {2, 1}}), "found");
+  writeText("5 7 8\n", "known");
+  const Outcome outcome = run({"groups", path("found"), path("known")});
+  EXPECT_EQ(outcome.status, 0);
+  EXPECT_EQ(outcome.err, "");
+  EXPECT_THAT(outcome.out, HasSubstr("pairs F1             0.000000\n"));
+  EXPECT_EQ(outcome.out.find("leader"), std::string::npos);
+  EXPECT_THAT(run({"groups", path("found"), path("known"), "--largest", "1"}).out, HasSubstr("leader 1"));
+}
+
+TEST_F(InspectProgramTest, AFileOfGroupsThatIsWrongIsOneLineAndStatusOne) {
+  writeText(nodesFile({{1, 1}, {1, 2}}), "found");
+  writeText("5 7 8\n", "known");
+  const Outcome outcome = run({"groups", path("found"), path("known")});
+  EXPECT_EQ(outcome.status, 1);
+  EXPECT_EQ(outcome.out, "");
+  EXPECT_EQ(outcome.err, "vesk-inspect: " + path("found") + ", line 3: node 1 stands already in line 2, in group 1\n");
+}
+
 TEST_F(InspectProgramTest, ACountIsAWholeNumberWithoutASign) {
   writeNumbers(tableRow(1, 1, {5}));
   for (const char* text : {"-1", "", "+1", "1x", "0x10", "1.5", " 1", "18446744073709551616"}) {
-    for (const auto& [command, option] :
-         {std::pair{"dataset", "--rows"}, {"dataset", "--defects"}, {"process", "--rows"}, {"stream", "--elements"}}) {
+    for (const auto& [command, option] : {std::pair{"dataset", "--rows"},
+                                          {"dataset", "--defects"},
+                                          {"process", "--rows"},
+                                          {"stream", "--elements"},
+                                          {"groups", "--largest"}}) {
       const Outcome outcome = run({command, path(), option, text});
       EXPECT_EQ(outcome.status, 1) << command << option << text;
       EXPECT_EQ(outcome.out, "") << command << option << text;
@@ -128,6 +152,9 @@ TEST_F(InspectProgramTest, EachMistakeIsOneLineAndStatusOne) {
       {{"dataset"}, "FILE is required"},
       {{"process"}, "FILE is required"},
       {{"xml"}, "FILE is required"},
+      {{"groups"}, "FOUND is required"},
+      {{"groups", missing}, "KNOWN is required"},
+      {{"groups", missing, missing}, "cannot open " + missing + ": No such file or directory"},
       {{"xml", missing}, "cannot open " + missing},
       {{"dataset", missing}, "cannot open " + missing + ": No such file or directory"},
       {{"process", missing}, "cannot open " + missing + ": No such file or directory"},

@@ -10,6 +10,7 @@
 #include <string>
 
 #include "inspect_dataset.h"
+#include "inspect_groups.h"
 #include "inspect_process.h"
 #include "inspect_stream.h"
 #include "inspect_types.h"
@@ -33,6 +34,7 @@ Examples:
   vesk-inspect xml table.xml --save table.stream
   vesk-inspect stream table.stream
   vesk-inspect types QUVENXMLTag
+  vesk-inspect groups found_1.nodes.csv groups.txt --largest 10
 )";
 
 /// The text of a count. The conversion of the options would take a sign, nothing, and what is too large as well.
@@ -115,6 +117,25 @@ void addTypesCommand(CLI::App& app, Action& action) {
   });
 }
 
+void addGroupsCommand(CLI::App& app, Action& action) {
+  auto options = std::make_shared<GroupsOptions>();
+  CLI::App* command = app.add_subcommand("groups", "Groups that the group analysis found, compared with known ones");
+  command->add_option("FOUND", options->foundPath, "The nodes file of the group analysis")->required();
+  command
+      ->add_option("KNOWN", options->knownPath,
+                   "The known groups: a line a group, number and members, or a line a node, number and group")
+      ->required();
+  command->add_option("--largest", options->largest, "Found groups to print, the largest first")
+      ->check(Count)
+      ->capture_default_str();
+  command->callback([options, &action] {
+    action = [options](std::ostream& out) {
+      inspectGroups(*options, out);
+      return true;
+    };
+  });
+}
+
 int report(std::ostream& err, const char* text) {
   err << "vesk-inspect: " << text << "\n";
   return 1;
@@ -133,6 +154,7 @@ int runInspect(int argc, const char* const* argv, std::ostream& out, std::ostrea
   addXmlCommand(app, action);
   addStreamCommand(app, action);
   addTypesCommand(app, action);
+  addGroupsCommand(app, action);
   try {
     bool sound = true;
     try {

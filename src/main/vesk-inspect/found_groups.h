@@ -1,0 +1,45 @@
+#ifndef VESK_INSPECT_FOUND_GROUPS_H
+#define VESK_INSPECT_FOUND_GROUPS_H
+
+#include <array>
+#include <string>
+#include <vector>
+
+#include "grouping.h"
+
+namespace vesk_inspect {
+
+/// The head line of the nodes file of the group analysis.
+inline constexpr const char* foundGroupsHeader =
+    "NodeNumber,GroupNumber,IsCoreNode,RankType1,RankOrderType1,RankType2,RankOrderType2,InDegree,OutDegree,"
+    "WeightedInDegree,WeightedOutDegree,IsGroupLeaderType1,GroupLeaderType1Conf,IsGroupLeaderType2,"
+    "GroupLeaderType2Conf";
+
+/// Who leads a group by one of the two rankings.
+struct GroupLeader {
+  std::uint64_t node = 0;
+  double confidence = 0.0;  ///< its rank as a multiple of the lowest rank in the group
+};
+
+/// What the nodes file says of a group.
+struct FoundGroup {
+  std::uint64_t size = 0;
+  std::uint64_t coreNodes = 0;  ///< members that were in it before isolated nodes were connected
+  std::array<std::optional<GroupLeader>, 2> leaders{};  ///< of type 1 and of type 2
+};
+
+struct FoundGroups {
+  Grouping grouping{};
+  std::vector<FoundGroup> groups{};  ///< by place, like grouping.numbers
+};
+
+/// Reads the nodes file of the group analysis: foundGroupsHeader, then a line a node. It may have no nodes.
+///
+/// Errors: std::runtime_error naming the file, and the line when one is at fault: it cannot be read, the head line is
+/// another, a line has not 15 values or a value of another kind, a node stands twice, a group has two leaders of a
+/// type, the last line has no end.
+[[nodiscard]] FoundGroups readFoundGroups(const std::string& path);
+
+}  // namespace vesk_inspect
+
+#endif  // VESK_INSPECT_FOUND_GROUPS_H

@@ -1,0 +1,23 @@
+#ifndef VESK_INSPECT_INSPECT_GROUPS_H
+#define VESK_INSPECT_INSPECT_GROUPS_H
+
+#include <cstddef>
+#include <iosfwd>
+#include <string>
+
+namespace vesk_inspect {
+
+struct GroupsOptions {
+  std::string foundPath{};  ///< the nodes file of the group analysis
+  std::string knownPath{};  ///< in one of the forms of readKnownGroups
+  std::size_t largest = 0;  ///< found groups to print
+};
+
+/// Prints how the found groups agree with the known ones, and the largest found groups with their leaders.
+///
+/// Errors: std::runtime_error when a file cannot be read or is not what it should be.
+void inspectGroups(const GroupsOptions& options, std::ostream& out);
+
+}  // namespace vesk_inspect
+
+#endif  // VESK_INSPECT_INSPECT_GROUPS_H
