@@ -1,0 +1,224 @@
+// vesk-analyze groups and kernel on random networks, under mpirun, against the literal analysis.
+//
+// VESK_GROUPS_SEEDS is the number of networks of each test, VESK_GROUPS_FIRST the first seed. A failure prints its
+// seed.
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <limits>
+#include <locale>
+#include <sstream>
+
+#include "csv_rows.h"
+#include "literal_groups.h"
+#include "networks.h"
+#include "same_groups.h"
+#include "support/program_run.h"
+
+namespace literal {
+namespace {
+
+using ::testing::HasSubstr;
+
+std::uint64_t numberFrom(const char* variable, std::uint64_t otherwise) {
+  const char* const text = std::getenv(variable);
+  return text == nullptr ? otherwise : std::strtoull(text, nullptr, 10);
+}
+
+std::string datasetBytes(const std::vector<Line>& lines) {
+  std::string bytes;
+  for (const Line& line : lines) {
+    for (const double number : {line.caller, line.x1, line.x2}) {
+      bytes.append(reinterpret_cast<const char*>(&number), sizeof number);
+    }
+  }
+  return bytes;
+}
+
+template <class Value>
+std::string leaf(const std::string& name, const Value& value) {
+  std::ostringstream text;
+  text.imbue(std::locale::classic());
+  text.precision(std::numeric_limits<double>::max_digits10);
+  text << '<' << name << '>' << value << "</" << name << ">\n";
+  return text.str();
+}
+
+std::string kernelBranch(const KernelParameters& parameters) {
+  return "<KernelParams>\n" + leaf("KernelType", "Friends") + leaf("OutputFileName", "kept.txt") +
+         leaf("FilterSimilarities", 1) + leaf("isSparseData", 1) + leaf("IsSparseKernel", 1) +
+         leaf("SparsityLevel", parameters.sparsityLevel) + leaf("IndicesData", 1) +
+         leaf("EmptyMarker", parameters.emptyMarker) + leaf("NormalizingFactor", parameters.normalizingFactor) +
+         "</KernelParams>\n";
+}
+
+std::string groupLeaves(const GroupParameters& parameters) {
+  return leaf("MinClusterSize", parameters.minClusterSize) + leaf("MaxClusterSize", parameters.maxClusterSize) +
+         leaf("NumIterationsConnectingNodes", parameters.numIterationsConnectingNodes) +
+         leaf("NumIterationsCollectingEdges", parameters.numIterationsCollectingEdges) +
+         leaf("MaxNodesCollectingEdges", parameters.maxNodesCollectingEdges) + leaf("OutputFileName", "found") +
+         leaf("OutputFormat", "CSV");
+}
+
+/// The folder of one run.
+class Analysis {
+ public:
+  explicit Analysis(const std::vector<Line>& lines) {
+    folder.write("calls.bin", datasetBytes(lines));
+    folder.write("calls.bin.info", "Col1 Numeric LineNumber\nCol2 Numeric Explanatory\nCol3 Numeric Explanatory\n");
+  }
+
+  ProgramRun groups(const GroupParameters& parameters, int workers) {
+    return run("groups", groupLeaves(parameters) + kernelBranch(parameters), workers);
+  }
+  ProgramRun groupsFrom(const std::string& kernelValues, const GroupParameters& parameters, int workers) {
+    folder.write("values", kernelValues);
+    return run("groups", groupLeaves(parameters) + leaf("KernelValuesFileName", "values") + kernelBranch(parameters),
+               workers);
+  }
+  ProgramRun kernel(const KernelParameters& parameters, int workers) {
+    return run("kernel", kernelBranch(parameters), workers);
+  }
+
+  std::string clustersCsv() const { return folder.read("found_1.clusters.csv"); }
+  std::string nodesCsv() const { return folder.read("found_1.nodes.csv"); }
+  std::string kept(std::size_t rank) const { return folder.read("kept_worker_" + std::to_string(rank) + ".txt"); }
+
+ private:
+  ProgramRun run(const std::string& kind, const std::string& tags, int workers) {
+    folder.write("params.xml", "<AnalysisParams>\n" + tags + "</AnalysisParams>\n");
+    return runProgram(
+        VESK_MPIRUN,
+        {"-n", std::to_string(workers), std::string(VESK_BIN_DIR) + "/vesk-analyze", kind, "params.xml", "calls.bin"},
+        folder.path());
+  }
+
+  TemporaryFolder folder;
+};
+
+class GroupsRun : public ::testing::TestWithParam<int> {
+ protected:
+  /// Calls check(choices, seed) for each seed, up to the first that fails.
+  template <class Check>
+  void forEachSeed(Check&& check) {
+    const std::uint64_t first = numberFrom("VESK_GROUPS_FIRST", 1);
+    const std::uint64_t count = numberFrom("VESK_GROUPS_SEEDS", defaultSeeds);
+    for (std::uint64_t seed = first; seed < first + count; ++seed) {
+      SCOPED_TRACE("VESK_GROUPS_SEEDS=1 VESK_GROUPS_FIRST=" + std::to_string(seed) + ", " + std::to_string(workers) +
+                   " workers");
+      Choices choices(seed);
+      check(choices, seed);
+      if (HasFailure()) return;
+    }
+    if (count >= defaultSeeds) {
+      EXPECT_GE(completeRuns, enoughRuns);
+    }
+  }
+
+  void expectNoCutoff(const ProgramRun& run) {
+    EXPECT_EQ(run.status, 99) << run.out << run.err;
+    EXPECT_THAT(run.out, HasSubstr("Error;|3503;|"));
+  }
+
+  void expectFiles(const ProgramRun& run, const Analysis& analysis, const GroupResult& result) {
+    ASSERT_EQ(run.status, 0) << run.out << run.err;
+    EXPECT_EQ(analysis.clustersCsv(), result.clustersCsv);
+    EXPECT_EQ(analysis.nodesCsv(), result.nodesCsv);
+    ++completeRuns;
+  }
+
+  void expectKept(const Analysis& analysis, const std::vector<std::vector<KernelValue>>& keptByWorker) {
+    for (std::size_t rank = 0; rank < keptByWorker.size(); ++rank) {
+      EXPECT_EQ(analysis.kept(rank), keptText(keptByWorker[rank])) << "of worker " << rank;
+    }
+  }
+
+  static constexpr std::uint64_t defaultSeeds = 25;
+  static constexpr int enoughRuns = 15;  // of so many seeds; the others have no cutoff
+  int workers = GetParam();
+  int completeRuns = 0;
+};
+
+TEST_P(GroupsRun, GivesTheFilesOfTheLiteralAnalysis) {
+  forEachSeed([&](Choices& choices, std::uint64_t) {
+    const std::vector<Line> lines = randomNetwork(choices);
+    const GroupParameters parameters = randomParameters(choices);
+    const GroupResult expected = runGroups(lines, parameters, workers);
+    Analysis analysis(lines);
+    const ProgramRun run = analysis.groups(parameters, workers);
+    if (expected.failed) return expectNoCutoff(run);
+    expectFiles(run, analysis, expected);
+    if (run.status == 0) expectKept(analysis, expected.keptByWorker);
+  });
+}
+
+TEST_P(GroupsRun, TheKernelAloneKeepsTheLiteralValues) {
+  forEachSeed([&](Choices& choices, std::uint64_t) {
+    const std::vector<Line> lines = randomNetwork(choices);
+    const KernelParameters parameters = randomParameters(choices);
+    const KernelResult expected = runKernel(lines, parameters, workers);
+    Analysis analysis(lines);
+    const ProgramRun run = analysis.kernel(parameters, workers);
+    if (expected.failed) return expectNoCutoff(run);
+    ASSERT_EQ(run.status, 0) << run.out << run.err;
+    expectKept(analysis, expected.keptByWorker);
+    ++completeRuns;
+  });
+}
+
+/// A kernel values file: every contact of every caller, or what one worker keeps.
+std::string kernelValuesOf(const std::vector<Line>& lines, const KernelParameters& parameters, bool everyContact) {
+  const KernelResult kernel = runKernel(lines, parameters, 1);
+  if (!everyContact && !kernel.failed) return keptText(kernel.keptByWorker[0]);
+  std::string text;
+  for (const Line& line : lines) {
+    if (line.x1 < 1 || line.x2 <= 0) continue;
+    text += std::to_string(sampleOf(line)) + "," + std::to_string(static_cast<std::uint64_t>(line.x2)) + ",1\n";
+  }
+  return text;
+}
+
+TEST_P(GroupsRun, FromAKernelValuesFileTheGroupsAreThoseOfAnyNumberOfWorkers) {
+  forEachSeed([&](Choices& choices, std::uint64_t seed) {
+    const std::vector<Line> lines = randomNetwork(choices);
+    GroupParameters parameters = randomParameters(choices);
+    if (seed % 2 == 0) parameters.maxClusterSize = 500;  // room for everybody
+    std::string values = kernelValuesOf(lines, parameters, seed % 3 == 0);
+    // Without its last line end the file has no empty last line.
+    if (seed % 4 < 2 && !values.empty()) values.pop_back();
+    const NodePairs pairs = readKernelValues(values);
+    const GroupResult expected = runGroups(lines, parameters, workers, pairs);
+    Analysis analysis(lines);
+    expectFiles(analysis.groupsFrom(values, parameters, workers), analysis, expected);
+    if (HasFailure()) return;
+    // Where a cluster is full, the first proposal wins, and which one that is depends on the workers.
+    const GroupResult alone = runGroups(lines, parameters, 1, pairs);
+    if (alone.refusedProposals != 0 || expected.refusedProposals != 0) return;
+    EXPECT_EQ(differenceOfGroups(analysis.nodesCsv(), alone.nodesCsv), "");
+  });
+}
+
+TEST_P(GroupsRun, SlicesOfAnySizeGiveTheRowsOfOne) {
+  forEachSeed([&](Choices& choices, std::uint64_t seed) {
+    const std::vector<Line> lines = randomNetwork(choices, Network::InOrder);
+    GroupParameters parameters = randomParameters(choices);
+    parameters.numIterationsCollectingEdges = 1;
+    parameters.maxNodesCollectingEdges = 0;
+    const GroupResult whole = runGroups(lines, parameters, workers);
+    if (whole.failed) return;
+    (seed % 2 == 0 ? parameters.maxNodesCollectingEdges : parameters.numIterationsCollectingEdges) =
+        choices.between(1, 40);
+    Analysis analysis(lines);
+    expectFiles(analysis.groups(parameters, workers), analysis, runGroups(lines, parameters, workers));
+    if (HasFailure()) return;
+    EXPECT_EQ(withoutColumn(analysis.clustersCsv(), GroupOfCluster), withoutColumn(whole.clustersCsv, GroupOfCluster));
+    EXPECT_EQ(withoutColumn(analysis.nodesCsv(), GroupOfNode), withoutColumn(whole.nodesCsv, GroupOfNode));
+  });
+}
+
+INSTANTIATE_TEST_SUITE_P(Workers, GroupsRun, ::testing::Values(1, 2, 3, 4));
+
+}  // namespace
+}  // namespace literal
