@@ -112,7 +112,9 @@ class GroupsRun : public ::testing::TestWithParam<int> {
       check(choices, seed);
       if (HasFailure()) return;
     }
-    if (count >= defaultSeeds) EXPECT_GE(completeRuns, enoughRuns);
+    if (count >= defaultSeeds) {
+      EXPECT_GE(completeRuns, enoughRuns);
+    }
   }
 
   void expectNoCutoff(const ProgramRun& run) {
