@@ -329,14 +329,14 @@ TEST(MDArray, SliceOfASparseArrayIsSparse) {
 }
 
 TEST(MDArray, ProductIsMatrixTimesVector) {
-  // (1 2 3; 4 5 6) (1 0 -1) = (1 - 3, 4 - 6)
-  const Array vector({3}, std::vector{1.0, 0.0, -1.0});
+  // (1 2 3; 4 5 6) (1 2 -1) = (1 + 4 - 3, 4 + 10 - 6)
+  const Array vector({3}, std::vector{1.0, 2.0, -1.0});
   for (const Array& matrix :
        {denseArray({2, 3}), sparseArray({2, 3}, counted(6)), sparseArray({2, 3}, counted(6), 2)}) {
     for (const Array& factor : {vector, sparseArray({3}, valuesOf(vector))}) {
       const Array result = matrix.product(factor);
       EXPECT_EQ(result.getDimensionSizes(), DimensionSizes{2});
-      EXPECT_EQ(valuesOf(result), (std::vector{-2.0, -2.0}));
+      EXPECT_EQ(valuesOf(result), (std::vector{2.0, 8.0}));
     }
   }
   EXPECT_EQ(valuesOf(Array({2, 3}, 0.0).product(vector)), (std::vector{0.0, 0.0}));
