@@ -72,12 +72,11 @@ const QUVENXMLTag& AnalysisRun::readParameters(const QUVENEnvHandle& env) {
 /// A dataset of another run has the same columns, and its records would be taken for contacts.
 void AnalysisRun::checkTableRows(const QUVENEnvHandle& env) const {
   if (!options.kind->readsTableRows) return;
-  constexpr long numChecked = 4096;
   std::ifstream file(exists(options.dataset) ? options.dataset : options.dataset + ".0", std::ios::binary);
   std::vector<double> record(static_cast<std::size_t>(dataset->getNumColumns()));
   const std::size_t lineColumn = static_cast<std::size_t>(std::max(dataset->getLineNumberColumn(), 0));
   TableRows rows;
-  for (long number = 1; number <= numChecked; ++number) {
+  for (long number = 1; !rows.isDecided(); ++number) {
     if (!file.read(reinterpret_cast<char*>(record.data()),
                    static_cast<std::streamsize>(record.size() * sizeof(double)))) {
       return;

@@ -1,18 +1,18 @@
 #include "table_rows.h"
 
-#include <cmath>
+#include "control/quven_file_formats.h"
 
 namespace vesk_analyze {
 
 bool TableRows::accept(double caller, double position, double value) {
-  if (!inside) {
-    inside = true;
-    currentCaller = caller;
-    width = value;
-    return position == 0 && value >= 0 && std::floor(value) == value;
+  const bool isHeader = position == sparse_format::headerPosition;
+  if (!begun) {
+    begun = true;
+    firstCaller = caller;
+    return isHeader;
   }
-  if (position == width + 1) inside = false;
-  return caller == currentCaller && position >= 1 && position <= width + 1 && std::floor(position) == position;
+  decided = caller != firstCaller;
+  return decided || !isHeader || value != sparse_format::pairSumFooterMark;
 }
 
 }  // namespace vesk_analyze

@@ -1,21 +1,22 @@
 #ifndef VESK_ANALYZE_TABLE_ROWS_H
 #define VESK_ANALYZE_TABLE_ROWS_H
 
-#include <cstdint>
-
 namespace vesk_analyze {
 
-/// Whether records are rows of a table in sparse form: a header (0, n), entries at positions 1 to n, and a footer at
-/// n + 1, all of one caller.
+/// Whether the records of a dataset can be rows of a table in sparse form, by those of its first caller. A table that
+/// is damaged further on is the analysis's affair: it leaves out what does not fit together.
 class TableRows {
  public:
-  /// The next record; false when it does not fit.
+  /// The next record; false when it is one of another dataset: the first is no header, or there is the footer of a pair
+  /// sum row.
   [[nodiscard]] bool accept(double caller, double position, double value);
+  /// Whether the first caller has ended, so that nothing more is to be learned.
+  bool isDecided() const { return decided; }
 
  private:
-  bool inside = false;
-  double currentCaller = 0;
-  double width = 0;
+  bool begun = false;
+  bool decided = false;
+  double firstCaller = 0;
 };
 
 }  // namespace vesk_analyze
