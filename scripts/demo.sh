@@ -74,6 +74,37 @@ awk 'FNR == NR { for (i = 2; i <= NF; ++i) group[$i] = $1; next }
   groups.txt seeds.txt energy.1.csv | sort -g -r | sed -n 1,10p |
   awk '{ printf "  subscriber %-8s energy %-12s group %s\n", $2, $1, $3 }'
 
+step "groups of subscribers who call each other: a month of calls with groups of 12 to 15, in its table"
+mkdir month
+run "$bin/vesk-generate" -n 1000000 -c 50000 --group-count 3333 --group-size 12-15 --groups planted.txt -o month/calls
+load month.log month table.xml none month.bin 2 20203001
+for workers in 1 2; do
+  cat > "groups.$workers.xml" << END
+<AnalysisParams>
+  <OutputFileName>found.$workers</OutputFileName>
+  <OutputFormat>CSV</OutputFormat>
+  <MinClusterSize>3</MinClusterSize>
+  <MaxClusterSize>15</MaxClusterSize>
+  <KernelParams>
+    <KernelType>Friends</KernelType>
+    <FilterSimilarities>1</FilterSimilarities>
+    <isSparseData>1</isSparseData>
+    <IsSparseKernel>1</IsSparseKernel>
+    <SparsityLevel>0.5</SparsityLevel>
+    <NormalizingFactor>50000</NormalizingFactor>
+  </KernelParams>
+</AnalysisParams>
+END
+  echo "+ mpirun -n $workers vesk-analyze groups groups.$workers.xml month.bin > groups.$workers.log"
+  mpirun -n "$workers" "$bin/vesk-analyze" groups "groups.$workers.xml" month.bin > "groups.$workers.log"
+done
+echo "the groups of two workers beside those of one (the cutoff is estimated by each worker from its own subscribers):"
+tail -n +2 found.1_1.nodes.csv | cut -d, -f1,2 | awk -F, '{ member[$2] = member[$2] " " $1 } END { for (g in member) print g member[g] }' \
+  > one_worker.txt
+run "$bin/vesk-inspect" groups found.2_1.nodes.csv one_worker.txt
+echo "the groups that were found beside those that were planted:"
+run "$bin/vesk-inspect" groups found.1_1.nodes.csv planted.txt --largest 3
+
 step "the parameter file of the sums as an object stream"
 run "$bin/vesk-inspect" xml sums.xml --save sums.stream > /dev/null
 run "$bin/vesk-inspect" stream sums.stream | sed -n 1,12p
@@ -86,5 +117,6 @@ day1/, day2/       record files            table.process     the tables, for the
 day2.bin           dataset of the tables   pairsum.bin       dataset of the pairs
 sums.bin.0 .1 .2   datasets of the sums    groups.txt        the planted groups
 sums.stream        a tree of tags as an object stream
-parts.bin.0 .1     dataset of the pairs      energy.*.csv      energy and degrees of each subscriber
+month.bin          the table with groups  found.*.csv       groups and their members, with ranks and leaders
+parts.bin.0 .1     dataset of the pairs   energy.*.csv      energy and degrees of each subscriber
 NOTE

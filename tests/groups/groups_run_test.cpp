@@ -135,8 +135,8 @@ class GroupsRun : public ::testing::TestWithParam<int> {
     }
   }
 
-  static constexpr std::uint64_t defaultSeeds = 25;
-  static constexpr int enoughRuns = 15;  // of so many seeds; the others have no cutoff
+  static constexpr std::uint64_t defaultSeeds = 8;
+  static constexpr int enoughRuns = 4;  // of so many seeds; the others have no cutoff
   int workers = GetParam();
   int completeRuns = 0;
 };
