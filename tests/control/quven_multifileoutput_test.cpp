@@ -128,11 +128,26 @@ TEST_F(QUVENMultifileOutputTest, TellsAWriteThatFails) {
   std::filesystem::create_symlink("/dev/full", folder.path(ownName()));
   const std::string report = "    Failed to write output file " + folder.path(ownName()) + "\n";
   ASSERT_EQ(output.open(folder.path("out.csv"), QUVEN_ENV), 1);
-  EXPECT_THAT(failureOf([&] { output.writeString("x", QUVEN_ENV); }), EndsWith(report));
+  // A write is seen by the system when a block is full or the file is closed.
+  const std::string block(1 << 16, 'x');
+  EXPECT_THAT(failureOf([&] { output.writeString(block, QUVEN_ENV); }), EndsWith(report));
   QUVENXaRay<double> numbers;
   numbers.append(1, QUVEN_ENV);
-  EXPECT_THAT(failureOf([&] { output.writeLine(numbers, QUVEN_ENV); }), EndsWith(report));
+  output.writeLine(numbers, QUVEN_ENV);
+  EXPECT_THAT(failureOf([&] { output.close(QUVEN_ENV); }), EndsWith(report));
   QUVEN_DELETE(numbers);
+}
+
+TEST_F(QUVENMultifileOutputTest, WritesMoreThanABlockInItsOrder) {
+  std::string expected;
+  ASSERT_EQ(output.open(folder.path("out.csv"), QUVEN_ENV), 1);
+  for (int line = 0; line < 20000; ++line) {
+    const std::string text = std::to_string(line) + "\n";
+    output.writeString(text, QUVEN_ENV);
+    expected += text;
+  }
+  EXPECT_EQ(output.close(QUVEN_ENV), 1);
+  EXPECT_EQ(folder.read(ownName()), expected);
 }
 
 TEST_F(QUVENMultifileOutputTest, IsNotSavedCopiedOrMoved) {

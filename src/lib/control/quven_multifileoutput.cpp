@@ -17,6 +17,7 @@ std::string QUVENMultifileOutput::pathOf(std::string_view name, int rank) {
 }
 
 int QUVENMultifileOutput::open(const std::string& name, const QUVENEnvHandle& env) {
+  close(QUVEN_ENV);
   path = pathOf(name, quvenWorkerRank());
   constexpr int mode = MPI_MODE_CREATE | MPI_MODE_WRONLY;
   // The mode keeps the content of a file that is there already.
@@ -26,7 +27,14 @@ int QUVENMultifileOutput::open(const std::string& name, const QUVENEnvHandle& en
   return 1;
 }
 
+void QUVENMultifileOutput::flush(const QUVENEnvHandle& env) {
+  const bool isWritten = unwritten.empty() || fileHandle.write(unwritten);
+  unwritten.clear();
+  if (!isWritten) quvenFatalReport("Failed to write output file " + path, QUVEN_ENV);
+}
+
 int QUVENMultifileOutput::close(const QUVENEnvHandle& env) {
+  flush(QUVEN_ENV);
   if (!fileHandle.close()) quvenFatalReport("Failed to close output file " + path, QUVEN_ENV);
   return 1;
 }
@@ -50,7 +58,9 @@ int QUVENMultifileOutput::writeLine(const QUVENXaRay<double>& numbers, const QUV
 
 int QUVENMultifileOutput::writeString(std::string_view text, const QUVENEnvHandle& env) {
   QUVEN_ASSERT_CAUSE(fileHandle.isOpen(), "No output file is open");
-  if (!fileHandle.write(text)) quvenFatalReport("Failed to write output file " + path, QUVEN_ENV);
+  constexpr std::size_t blockBytes = 1 << 16;
+  unwritten += text;
+  if (unwritten.size() >= blockBytes) flush(QUVEN_ENV);
   return 1;
 }
 
@@ -76,5 +86,6 @@ void QUVENMultifileOutput::writePrimitive(QUVENObjWriter&, const QUVENEnvHandle&
 
 void QUVENMultifileOutput::destroyPrimitive(const QUVENEnvHandle& env) {
   Members::destroyPrimitive(QUVEN_ENV);
+  unwritten.clear();
   static_cast<void>(fileHandle.close());  // an owner that cares has closed it
 }

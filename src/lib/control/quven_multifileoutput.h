@@ -11,8 +11,9 @@
 /// A worker's share of a result: each worker writes a file of its own.
 ///
 /// Requires: MPI runs.
-/// Errors:   a file that cannot be opened or written is a fatal report naming it. A file that is open at the end of the
-///           object's life is closed without a word; close tells what the system says.
+/// Errors:   a file that cannot be opened or written is a fatal report naming it. What is written goes to the file in
+///           blocks, the last one when it is closed. A file that is open at the end of the object's life is closed
+///           without its last block and without a word; close tells what the system says.
 class QUVENMultifileOutput : public QUVENObjectOf<QUVENMultifileOutput, QUVENObject> {
  public:
   QUVENMultifileOutput() = default;
@@ -44,8 +45,11 @@ class QUVENMultifileOutput : public QUVENObjectOf<QUVENMultifileOutput, QUVENObj
   void destroyPrimitive(const QUVENEnvHandle& env) override;
 
  private:
+  void flush(const QUVENEnvHandle& env);
+
   QUVENMPIFile fileHandle;
   std::string path;
+  std::string unwritten;  // so that a line is no call of the system
 };
 
 #endif  // QUVEN_MULTIFILEOUTPUT_H
