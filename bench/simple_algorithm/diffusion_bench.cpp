@@ -2,10 +2,8 @@
 // node costs. Items are pairs.
 
 #include <benchmark/benchmark.h>
-#include <unistd.h>
 
 #include <cmath>
-#include <cstdio>
 #include <filesystem>
 #include <fstream>
 #include <memory>
@@ -14,6 +12,7 @@
 
 #include "control/quven_XML_handler.h"
 #include "simple_algorithm/quven_snadata.h"
+#include "simple_algorithm/silence.h"
 #include "util/quven_debug.h"
 
 namespace {
@@ -40,27 +39,6 @@ std::vector<Pair> randomPairs(long callers) {
   }
   return pairs;
 }
-
-/// Standard output is for report lines, which a benchmark does not want among its own.
-class Silence {
- public:
-  Silence() : file(std::tmpfile()), saved(::dup(1)) {
-    std::fflush(stdout);
-    ::dup2(::fileno(file), 1);
-  }
-  ~Silence() {
-    std::fflush(stdout);
-    ::dup2(saved, 1);
-    ::close(saved);
-    std::fclose(file);
-  }
-  Silence(const Silence&) = delete;
-  Silence& operator=(const Silence&) = delete;
-
- private:
-  std::FILE* file;
-  int saved;
-};
 
 struct Diffusion {
   explicit Diffusion(const std::vector<Pair>& inputPairs) : pairs(inputPairs) {
