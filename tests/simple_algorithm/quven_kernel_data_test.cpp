@@ -46,6 +46,16 @@ class QUVENKernelDataTest : public KernelDataTest {
     data.getSparseRow(sample, x, QUVEN_ENV);
     return listOf(x);
   }
+  literal::Bins binsOf(const QUVENKernelData& data) {
+    const std::vector<double> locations = numbersOf(data, "ivKernelHistogramLocations");
+    const std::vector<double> counts = numbersOf(data, "ivKernelHistogramCounts");
+    literal::Bins bins;
+    EXPECT_EQ(locations.size(), counts.size());
+    for (std::size_t i = 0; i < locations.size(); ++i) {
+      bins.emplace_back(locations[i], static_cast<std::int32_t>(counts[i]));
+    }
+    return bins;
+  }
   static std::string cutoffLine(double cutoff) {
     std::ostringstream line;
     line << "cutoff threshold=" << cutoff << '\n';
@@ -131,6 +141,7 @@ TEST_F(QUVENKernelDataTest, EqualsTheLiteralKernelOnRandomNetworks) {
       EXPECT_EQ(run.threwLibraryException, !hasPairs) << run.out;
       if (hasPairs) {
         ++ran;
+        EXPECT_EQ(binsOf(*workers[0]), expected.bins);
         EXPECT_EQ(workers[0]->getSparsityThreshold(), expected.cutoff);
         EXPECT_EQ(kept, expected.keptByWorker);
       } else {
@@ -164,6 +175,7 @@ TEST_F(QUVENKernelDataTest, WithoutTheFilterAllPairsAreCompared) {
       ASSERT_EQ(run.threwLibraryException, expected.failed) << run.out;
       EXPECT_THAT(run.out, Not(HasSubstr("samples to the histogram")));
       if (!expected.failed) {
+        EXPECT_EQ(binsOf(*workers[0]), expected.bins);
         EXPECT_EQ(workers[0]->getSparsityThreshold(), expected.cutoff);
         EXPECT_EQ(kept, expected.keptByWorker);
       }
