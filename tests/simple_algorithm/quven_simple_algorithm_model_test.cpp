@@ -5,6 +5,7 @@
 #include <sstream>
 
 #include "kernel/quven_scan_results.h"
+#include "simple_algorithm/quven_kernel_data.h"
 #include "simple_model_fixture.h"
 
 namespace {
@@ -43,13 +44,21 @@ TEST_F(QUVENSimpleAlgorithmModelTest, AnUnknownModelIdIsReportedFirst) {
     EXPECT_LT(run.out.find(error), run.out.find(notImplementedText));
     EXPECT_THAT(run.out, testing::Not(testing::HasSubstr("Terminating")));
   }
-  for (const std::int32_t modelId : {8, 17}) {
-    const CapturedRun run = open({line, x}, modelId);
-    EXPECT_TRUE(run.threwLibraryException);
-    EXPECT_THAT(run.out, testing::HasSubstr(notImplementedText));
-    EXPECT_THAT(run.out, testing::Not(testing::HasSubstr("2100")));
-  }
   expectFailure([&] { model->getData(QUVEN_ENV); }, "ivDataPtr != 0");
+}
+
+TEST_F(QUVENSimpleAlgorithmModelTest, TheModelIdChoosesTheAnalysis) {
+  addInputs();
+  const std::string kernel =
+      "<KernelParams>\n<KernelType>Friends</KernelType>\n<FilterSimilarities>1</FilterSimilarities>\n"
+      "<isSparseData>1</isSparseData>\n<IsSparseKernel>1</IsSparseKernel>\n<SparsityLevel>0.5</SparsityLevel>\n"
+      "</KernelParams>\n";
+  EXPECT_FALSE(open({line, x, y}, 8, kernel).threwLibraryException);
+  EXPECT_TRUE(model->getData(QUVEN_ENV).isA(QUVENKernelData::typeName()));
+  const CapturedRun run = open({line, x, y}, 17, "<KernelParams>\n</KernelParams>\n");
+  EXPECT_TRUE(run.threwLibraryException);
+  EXPECT_THAT(run.out, testing::HasSubstr("Starting reading parameter file."));
+  EXPECT_THAT(run.out, testing::HasSubstr("only Friends Kernel is supported"));
 }
 
 TEST_F(QUVENSimpleAlgorithmModelTest, ParametersThatAreRefusedLeaveNoAnalysis) {

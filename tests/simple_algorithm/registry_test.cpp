@@ -18,6 +18,7 @@ TEST(AnalyticTypes, TravelWithAnyContent) {
       "QUVENBinaryInputDataset",  // open files are not saved, and say so
       "QUVENMultifileOutput",
       "QUVENSNAData",  // its arrays come in pairs of one length, its state is one of three
+      "QUVENCGAData",  // the same, of another set of states
   };
   for (const QUVENTypeName* type : quvenMakableTypes()) {
     if (isScan(*type)) walk.skipped.insert(type->getName());

@@ -102,8 +102,6 @@ QUVENScanType QUVENKernelData::getScanKind(const QUVENEnvHandle& env) const {
 }
 
 int QUVENKernelData::initIteration(const QUVENEnvHandle& env) {
-  // A worker without a record has been in the pass, too.
-  if (getStatus() == InitKernelObject) ivDataStatus = InputMySamples;
   ivSparseDataPtr = quvenMake<QUVENSparseToDenseData>(QUVEN_ENV);
   return 1;
 }
@@ -203,7 +201,11 @@ void QUVENKernelData::takeContacts(const Vector& x, const QUVENEnvHandle& env) {
 // The comparison
 
 std::int32_t QUVENKernelData::rowOfOtherSample(SampleNumber sample, const Vector& target, const QUVENEnvHandle& env) {
-  if (!isFirstBlock()) return ivOtherSamplesMap.get(otherSamples.find(sample));
+  if (!isFirstBlock()) {
+    const long index = otherSamples.find(sample);
+    QUVEN_ASSERT_CAUSE(index != 0, "A sample that the first block did not have");
+    return ivOtherSamplesMap.get(index);
+  }
   ivOtherSamplesOrder.append(sample, env);
   if (!target.isEmpty()) ivOtherTargetMatrixPtr->addRow(target, env);
   return static_cast<std::int32_t>(ivOtherSamplesOrder.getSize());
@@ -385,6 +387,8 @@ void QUVENKernelData::setCutoff(const QUVENEnvHandle& env) {
 // The passes
 
 int QUVENKernelData::finishIteration(const QUVENEnvHandle& env) {
+  // A worker without a record has been in the pass, too.
+  if (getStatus() == InitKernelObject) ivDataStatus = InputMySamples;
   if (getStatus() == InputMySamples) {
     ivKernelFunctionPtr->setSampleIndex(ivSamplesOrder, QUVEN_ENV);
   } else if (getStatus() == InputOtherSamples) {
@@ -406,10 +410,9 @@ int QUVENKernelData::finishIteration(const QUVENEnvHandle& env) {
     rowsOfMySamples.setSize(0, QUVEN_ENV);
   }
   if (!hasSparseKernel()) return 1;
-  if (getStatus() == InputMySamples) {
-    if (isFirstBlock()) buildSelfKernelValuesHistogram(QUVEN_ENV);
-  } else if (getStatus() == InputOtherSamples && !ivOutputFileName.empty() &&
-             ivCurComputeIteration == ivNumberOfComputeIterations) {
+  if (getStatus() == InputMySamples && isFirstBlock()) {
+    buildSelfKernelValuesHistogram(QUVEN_ENV);
+  } else if (!ivOutputFileName.empty() && ivCurComputeIteration == ivNumberOfComputeIterations) {
     writeSparseKernelValues(QUVEN_ENV);
   }
   return 1;

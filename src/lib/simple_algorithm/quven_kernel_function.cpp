@@ -2,6 +2,7 @@
 
 #include <cmath>
 #include <iostream>
+#include <limits>
 #include <map>
 
 #include "control/quven_XML_tag.h"
@@ -37,10 +38,12 @@ double squaredDistance(const Vector& x, const Vector& y) {
   return sum;
 }
 
-/// A value cut to an integer; what no integer holds becomes the nearest one.
+/// A value cut to an integer; what no integer holds becomes the nearest one, NaN 0.
 std::int64_t cut(double value) {
-  constexpr double most = 2147483647;
-  return value >= most ? static_cast<std::int64_t>(most) : value > -most ? static_cast<std::int64_t>(value) : 0;
+  using Limits = std::numeric_limits<std::int32_t>;
+  if (value >= Limits::max()) return Limits::max();
+  if (value <= Limits::min()) return Limits::min();
+  return value == value ? static_cast<std::int64_t>(value) : 0;
 }
 
 template <class T>

@@ -80,9 +80,9 @@ QUVENKernelParameters quvenReadKernelParameters(const QUVENXMLTag& tag, const QU
       "FilterSimilarities", Unsupported, "UVENKernelDataParameters::readParameters: filter similarities must me true");
   reader.requireOne("NumberOfComputeIterations",
                     "UVENKernelDataParameters::readParameters: number of computing iterations must be 1");
-  parameters.isSparseData = static_cast<std::int32_t>(
-      reader.readRequired<double>("isSparseData", Unsupported,
-                                  "UVENKernelDataParameters::readParameters: data must be sparse") != 0);
+  const double sparseData = reader.readRequired<double>(
+      "isSparseData", Unsupported, "UVENKernelDataParameters::readParameters: data must be sparse");
+  parameters.isSparseData = static_cast<std::int32_t>(sparseData != 0);
   parameters.isSparseKernel = reader.readRequired<std::int32_t>("IsSparseKernel", IllegalSparsity, sparsityMissing);
   parameters.sparsityLevel = reader.readRequired<double>("SparsityLevel", IllegalSparsity, sparsityMissing);
   reader.require(parameters.isSparseKernel != 0, IllegalSparsity, sparsityMissing);
@@ -101,7 +101,7 @@ QUVENKernelParameters quvenReadKernelParameters(const QUVENXMLTag& tag, const QU
                   "size, otherwise results might get skewed!");
   function.numberOfBins = reader.read<std::int32_t>("NumberOfBins", 0);
 
-  if (parameters.isSparseData != 0) logValue("Reading sparse mode data : ", parameters.isSparseData);
+  if (parameters.isSparseData != 0) logValue("Reading sparse mode data : ", sparseData);
   logValue("Sparsifying kernel: ", parameters.isSparseKernel);
   logValue(reader.has("KernelVerbosity") ? "Verbosity level " : "Defaulting verbosity level to ",
            parameters.verbosityLevel);
