@@ -204,6 +204,7 @@ int QUVENCGAData::endDataScan(const QUVENEnvHandle& env) {
     case CollectingKernelEdges:
       trace.progress("Finished collecting kernel edges", endMethod, ivIterationCounter);
       buildInitialClusters(QUVEN_ENV);
+      trace.progress("Finished building initial clusters", endMethod, ivIterationCounter);
       return 0;
     case ConnectingIsolatedNodes:
       connectNodes(QUVEN_ENV);

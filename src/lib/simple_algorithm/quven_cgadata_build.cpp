@@ -87,9 +87,8 @@ void QUVENCGAData::buildInitialClusters(const QUVENEnvHandle& env) {
                    "SparsityLevel keeps more pairs, a larger NormalizingFactor makes common contacts count more");
   }
   flattenNodeMap(QUVEN_ENV);
-  const bool isConnecting = ivNumIterationsConnectingNodes >= 1;
-  if (!isConnecting) computeSlice(QUVEN_ENV);
-  finish("Finished building initial clusters", isConnecting ? ConnectingIsolatedNodes : CollectingClusterEdges);
+  ivState = ivNumIterationsConnectingNodes >= 1 ? ConnectingIsolatedNodes : CollectingClusterEdges;
+  if (ivState == CollectingClusterEdges) computeSlice(QUVEN_ENV);
 }
 
 void QUVENCGAData::flattenNodeMap(const QUVENEnvHandle& env) {

@@ -21,6 +21,7 @@ enum Code : int { IllegalParameters = 2202, FileUnusable = 2302, DataUnusable = 
 
 constexpr const char* topElement = "AnalysisParams";
 constexpr const char* kernelBranch = "KernelParams";
+constexpr const char* resultsUnwritable = "vesk-analyze: Unable to write results file";
 
 bool exists(const std::string& path) {
   std::error_code unknown;  // then the dataset says what is wrong
@@ -193,6 +194,8 @@ void AnalysisRun::open(const QUVENEnvHandle& env) {
     openModel(parameters, QUVEN_ENV);
     outputFiles = options.kind->outputFiles(parameters, transport.getCount(), QUVEN_ENV);
     checkOutputsBefore(outputFiles, options.kind->outputError, QUVEN_ENV);
+    const OutputFile results[] = {{options.resultsFile}};
+    if (!options.resultsFile.empty()) checkOutputsBefore(results, resultsUnwritable, QUVEN_ENV);
     if (outputFiles.empty()) {
       report_warning(IllegalParameters, "OutputFileName", "vesk-analyze: without it the results are written nowhere");
     }
@@ -227,7 +230,7 @@ void AnalysisRun::writeResults(const QUVENEnvHandle& env) const {
   if (file.isOpen()) top.write(file.getStream(), 0, QUVEN_ENV);
   tree.reset(QUVEN_ENV);
   if (!file.isOpen() || !file.commit()) {
-    report_error(FileUnusable, options.resultsFile, "vesk-analyze: Unable to write results file", QUVEN_ENV, true);
+    report_error(FileUnusable, options.resultsFile, resultsUnwritable, QUVEN_ENV, true);
   }
 }
 

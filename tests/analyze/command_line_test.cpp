@@ -1,0 +1,71 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <sstream>
+
+#include "analyze.h"
+
+namespace vesk_analyze {
+namespace {
+
+using ::testing::HasSubstr;
+
+class AnalyzeCommandLine : public ::testing::Test {
+ protected:
+  CommandLine read(std::vector<const char*> arguments) {
+    arguments.insert(arguments.begin(), "vesk-analyze");
+    options = {};
+    out.str("");
+    err.str("");
+    return readCommandLine(static_cast<int>(arguments.size()), arguments.data(), options, out, err);
+  }
+
+  AnalyzeOptions options;
+  std::ostringstream out;
+  std::ostringstream err;
+};
+
+TEST_F(AnalyzeCommandLine, EveryAnalysisIsACommand) {
+  for (const char* command : {"diffusion", "groups", "kernel"}) {
+    EXPECT_EQ(read({command, "p.xml", "calls.bin"}), CommandLine::Run);
+    ASSERT_NE(options.kind, nullptr);
+    EXPECT_STREQ(options.kind->command, command);
+    EXPECT_EQ(options.parameterFile, "p.xml");
+    EXPECT_EQ(options.dataset, "calls.bin");
+    EXPECT_EQ(options.resultsFile, "");
+    EXPECT_FALSE(options.timings);
+  }
+  EXPECT_EQ(read({"groups", "p.xml", "calls.bin", "--timings", "--results", "run.xml"}), CommandLine::Run);
+  EXPECT_EQ(options.resultsFile, "run.xml");
+  EXPECT_TRUE(options.timings);
+}
+
+TEST_F(AnalyzeCommandLine, HelpNamesAllAnalyses) {
+  EXPECT_EQ(read({"--help"}), CommandLine::Done);
+  for (const AnalysisKind& kind : analysisKinds()) {
+    EXPECT_THAT(out.str(), HasSubstr(kind.command));
+    EXPECT_THAT(out.str(), HasSubstr(kind.summary));
+  }
+  EXPECT_EQ(err.str(), "");
+  EXPECT_EQ(read({"groups", "--help"}), CommandLine::Done);
+  for (const char* word : {"PARAMETER_FILE", "DATASET", "--results", "--timings"}) {
+    EXPECT_THAT(out.str(), HasSubstr(word));
+  }
+}
+
+TEST_F(AnalyzeCommandLine, AnythingElseIsWrong) {
+  const std::vector<std::vector<const char*>> lines = {{},
+                                                       {"group", "a", "b"},
+                                                       {"groups"},
+                                                       {"groups", "a"},
+                                                       {"groups", "a", "b", "c"},
+                                                       {"kernel", "a", "b", "--result"}};
+  for (const auto& line : lines) {
+    EXPECT_EQ(read(line), CommandLine::Wrong);
+    EXPECT_THAT(err.str(), ::testing::StartsWith("vesk-analyze: "));
+    EXPECT_EQ(out.str(), "");
+  }
+}
+
+}  // namespace
+}  // namespace vesk_analyze
