@@ -8,7 +8,6 @@
 namespace vesk_e2e {
 namespace {
 
-using ::testing::EndsWith;
 using ::testing::HasSubstr;
 using ::testing::Not;
 
@@ -33,7 +32,8 @@ TEST_F(GroupsProgram, FindsCliquesOnAnyNumberOfWorkers) {
     SCOPED_TRACE(workers);
     expectGroups(workers);
     EXPECT_EQ(groups(), expected);
-    EXPECT_THAT(result.out, EndsWith("Log;|0;|CGA Terminated Successfully;|LogEnd\n"));
+    // The last line of the master; the launcher may bring lines of others behind it.
+    EXPECT_THAT(result.out, HasSubstr("Log;|0;|CGA Terminated Successfully;|LogEnd\n"));
     EXPECT_EQ(result.err, "");
     EXPECT_EQ(partialFiles(), Strings{});
   }

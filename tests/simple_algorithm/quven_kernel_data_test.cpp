@@ -419,7 +419,7 @@ TEST_F(QUVENKernelDataTest, TracesRecordsAboveItsLevel) {
   EXPECT_EQ(traceOf("5"), "");
   const std::string traced =
       ">>>>>> Worker 0[SampleTraceKernelEventStarts]\n"
-      " Entering QUVENKernelData::update, ivDataStatus = 0, sample num = 5\n"
+      " Entering QUVENKernelData::update, ivDataStatus = 1, sample num = 5\n"
       " -- dataVec size =  2\n  - Elm 1: 0\n  - Elm 2: 1\n-- targetVec size =  0\n";
   EXPECT_EQ(traceOf("6"), traced);
   EXPECT_EQ(traceOf("100"), traced);

@@ -102,6 +102,8 @@ QUVENScanType QUVENKernelData::getScanKind(const QUVENEnvHandle& env) const {
 }
 
 int QUVENKernelData::initIteration(const QUVENEnvHandle& env) {
+  // A worker without a record is in the pass, too.
+  if (getStatus() == InitKernelObject) ivDataStatus = InputMySamples;
   ivSparseDataPtr = quvenMake<QUVENSparseToDenseData>(QUVEN_ENV);
   return 1;
 }
@@ -387,8 +389,6 @@ void QUVENKernelData::setCutoff(const QUVENEnvHandle& env) {
 // The passes
 
 int QUVENKernelData::finishIteration(const QUVENEnvHandle& env) {
-  // A worker without a record has been in the pass, too.
-  if (getStatus() == InitKernelObject) ivDataStatus = InputMySamples;
   if (getStatus() == InputMySamples) {
     ivKernelFunctionPtr->setSampleIndex(ivSamplesOrder, QUVEN_ENV);
   } else if (getStatus() == InputOtherSamples) {
@@ -412,7 +412,8 @@ int QUVENKernelData::finishIteration(const QUVENEnvHandle& env) {
   if (!hasSparseKernel()) return 1;
   if (getStatus() == InputMySamples && isFirstBlock()) {
     buildSelfKernelValuesHistogram(QUVEN_ENV);
-  } else if (!ivOutputFileName.empty() && ivCurComputeIteration == ivNumberOfComputeIterations) {
+  } else if (getStatus() == InputOtherSamples && !ivOutputFileName.empty() &&
+             ivCurComputeIteration == ivNumberOfComputeIterations) {
     writeSparseKernelValues(QUVEN_ENV);
   }
   return 1;
