@@ -103,6 +103,20 @@ TEST_F(GroupsAttack, NoOutputTakesThePlaceOfAnotherFile) {
   EXPECT_EQ(result.status, 0) << result.out;
 }
 
+/// The one that could be written stood there like the result of the run that failed.
+TEST_F(GroupsAttack, OfTheTwoFilesOfAResultThereAreBothOrNone) {
+  for (const char* full : {"found_1.clusters.csv", "found_1.nodes.csv"}) {
+    SCOPED_TRACE(full);
+    std::filesystem::create_symlink("/dev/full", path(full));
+    analyse("groups", 1);
+    EXPECT_EQ(result.status, 99);
+    EXPECT_THAT(result.out, HasSubstr("Error;|2302;|/dev/full;|vesk-analyze: Unable to write output file;|"));
+    std::filesystem::remove(path(full));
+    EXPECT_FALSE(exists("found_1.clusters.csv"));
+    EXPECT_FALSE(exists("found_1.nodes.csv"));
+  }
+}
+
 TEST_F(GroupsAttack, ParametersWithoutAMeaningAreWarnedOf) {
   const std::string population =
       "Warning;|2202;|NormalizingFactor;|vesk-analyze: similarities over a population that is not a number above 0 "
