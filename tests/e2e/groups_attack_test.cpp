@@ -139,5 +139,22 @@ TEST_F(GroupsAttack, ParametersWithoutAMeaningAreWarnedOf) {
   EXPECT_THAT(outputOf("2", "1000"), Not(HasSubstr(records)));
 }
 
+/// A number that does not fit became another subscriber without a word.
+TEST_F(GroupsAttack, NumbersOfAValuesFileThatDoNotFitAreWarnedOf) {
+  tags = "<KernelValuesFileName>values</KernelValuesFileName>\n";
+  const auto outputOf = [&](const std::string& line) {
+    writeFile("values", "1,2,0\n" + line + "\n");
+    analyse("groups", 1);
+    EXPECT_EQ(result.status, 0) << result.out;
+    return result.out;
+  };
+  for (const char* line : {"18446744073709551616,1,0", "1,18446744073709551616,0", "-1,2,0", "1, -2,0"}) {
+    EXPECT_THAT(outputOf(line), HasSubstr("Warning;|5005;|2;|")) << line;
+  }
+  for (const char* line : {"18446744073709551615,1,0", "1,2,-0.5"}) {
+    EXPECT_THAT(outputOf(line), Not(HasSubstr("Warning;|5005;|"))) << line;
+  }
+}
+
 }  // namespace
 }  // namespace vesk_e2e
