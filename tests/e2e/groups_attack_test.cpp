@@ -156,5 +156,23 @@ TEST_F(GroupsAttack, NumbersOfAValuesFileThatDoNotFitAreWarnedOf) {
   }
 }
 
+/// One position far out made each of the others as long, a second a caller; with all of them in memory it was
+/// gigabytes.
+TEST_F(GroupsAttack, APositionFarOutCostsItsOwnRowOnly) {
+  std::vector<double> numbers;
+  constexpr double numCallers = 20000;
+  for (double caller = 1; caller <= numCallers; ++caller) {
+    const double position = caller == 1 ? 1000000 : 1;
+    numbers.insert(numbers.end(),
+                   {caller, 0, 1, caller, position, caller == numCallers ? 1 : caller + 1, caller, 2, 0});
+  }
+  writeNumbers("calls.bin", numbers);
+  const auto start = std::chrono::steady_clock::now();
+  analyse("kernel", 1);
+  const std::chrono::duration<double> seconds = std::chrono::steady_clock::now() - start;
+  EXPECT_EQ(result.status, 0) << result.out;
+  EXPECT_LT(seconds.count(), 15);  // it took 20000 times the 8 MB of the longest row
+}
+
 }  // namespace
 }  // namespace vesk_e2e
