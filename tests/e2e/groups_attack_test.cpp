@@ -74,6 +74,8 @@ TEST_F(GroupsAttack, ADatasetThatEndsInsideARowIsRefused) {
     writeNumbers("calls.bin", cut);
     expectFailure("calls.bin;|vesk-analyze: the dataset ends inside the row of caller 14");
   }
+  writeNumbers("calls.bin", {1, 0, 0});  // a header looks like a footer but for its position
+  expectFailure("calls.bin;|vesk-analyze: the dataset ends inside the row of caller 1");
   writeNumbers("calls.bin.0", cliques());
   writeNumbers("calls.bin.1", {21, 0, 1, 21, 1, 1});
   writeFile("calls.bin.2", "");
