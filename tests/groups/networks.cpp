@@ -33,8 +33,9 @@ std::vector<std::vector<double>> plantGroups(Choices& choices, int numCallers) {
 }
 
 void disorder(Choices& choices, std::vector<Line>& lines) {
-  for (int i = choices.between(1, 4); i > 0 && !lines.empty(); --i) {
-    const auto place = lines.begin() + choices.below(static_cast<int>(lines.size()));
+  // The last record stays: a dataset that has no end is refused.
+  for (int i = choices.between(1, 4); i > 0 && lines.size() > 1; --i) {
+    const auto place = lines.begin() + choices.below(static_cast<int>(lines.size()) - 1);
     switch (choices.below(4)) {
       case 0:
         lines.erase(place);

@@ -127,8 +127,13 @@ void QUVENCGAData::openFile(std::unique_ptr<QUVENResultFile>& file, const char* 
 }
 
 void QUVENCGAData::commitFiles() {
+  // Both or none: the one without the other would look like a result.
   for (auto* file : {&clustersFile, &nodesFile}) {
-    if (*file && !(*file)->commit() && failedFile.empty()) failedFile = (*file)->getPath();
+    if (*file && !(*file)->getStream().flush() && failedFile.empty()) failedFile = (*file)->getPath();
+  }
+  const bool areWhole = failedFile.empty();
+  for (auto* file : {&clustersFile, &nodesFile}) {
+    if (areWhole && *file && !(*file)->commit() && failedFile.empty()) failedFile = (*file)->getPath();
     file->reset();
   }
 }

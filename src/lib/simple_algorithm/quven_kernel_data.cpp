@@ -194,6 +194,16 @@ const QUVENKernelData::Vector& QUVENKernelData::rowOfMySample(long position, Vec
   return scratch;
 }
 
+/// The row without what lies behind its last contact: as many places as the longest row has are not gone through for
+/// each sample. Requires contactFunction, to which they say nothing.
+const QUVENKernelData::Vector& QUVENKernelData::contactsOfMySample(long position, Vector& scratch,
+                                                                   const QUVENEnvHandle& env) const {
+  const std::span<const double> values = ivSparseInputMatrix.getRow(rowsOfMySamples[position]);
+  scratch.setSize(static_cast<long>(values.size()), QUVEN_ENV);
+  std::copy(values.begin(), values.end(), scratch.begin());
+  return scratch;
+}
+
 void QUVENKernelData::takeContacts(const Vector& x, const QUVENEnvHandle& env) {
   contacts.setSize(x.getSize(), QUVEN_ENV);
   const double* end = std::copy_if(x.begin(), x.end(), contacts.begin(), [](double contact) { return contact != 0; });
@@ -287,7 +297,7 @@ void QUVENKernelData::addContactsToHistogram(QUVENOnlineHistogramData& histogram
   Vector row;
   std::int64_t numAdded = 0;
   for (long i = 1; i <= ivSamplesOrder.getSize(); ++i) {
-    const Vector& x = rowOfMySample(i, row, QUVEN_ENV);
+    const Vector& x = friends != nullptr ? contactsOfMySample(i, row, QUVEN_ENV) : rowOfMySample(i, row, QUVEN_ENV);
     if (hasSparseData() && x.getSize() < 1) continue;
     if (ivKernelFunctionPtr->getCandidates(candidates, x, QUVEN_ENV) != candidatesFound) continue;
     if (friends != nullptr) takeContacts(x, QUVEN_ENV);

@@ -90,6 +90,7 @@ class QUVENKernelData : public QUVENObjectOf<QUVENKernelData, QUVENSimpleAlgorit
   const QUVENKernelFunctionFriends* contactFunction() const;
   /// The row of an own sample by its position.
   const Vector& rowOfMySample(long position, Vector& scratch, const QUVENEnvHandle& env) const;
+  const Vector& contactsOfMySample(long position, Vector& scratch, const QUVENEnvHandle& env) const;
   /// The value of an own sample and a vector, in this order or the other.
   double valueWith(long position, const Vector& x, SampleNumber sample, const QUVENEnvHandle& env);
   void takeContacts(const Vector& x, const QUVENEnvHandle& env);

@@ -1,5 +1,6 @@
 #include "simple_algorithm/quven_kernel_values_file.h"
 
+#include <cerrno>
 #include <cstdlib>
 #include <fstream>
 #include <iostream>
@@ -26,9 +27,12 @@ Line lineOf(std::string_view text) {
     const std::size_t comma = text.find(',');
     const std::string item(text.substr(0, std::min(comma, longestItem)));
     char* end = nullptr;
+    errno = 0;
     number = std::strtoull(item.c_str(), &end, 0);
     const std::size_t length = static_cast<std::size_t>(end - item.c_str());
-    areNumbers = areNumbers && length != 0 && item.find_first_not_of(" \t\r", length) == std::string::npos;
+    // A number below 0 or from 2 to the 64 on has become that of another subscriber.
+    const bool isOneOfOurs = length != 0 && errno == 0 && item.find('-') == std::string::npos;
+    areNumbers = areNumbers && isOneOfOurs && item.find_first_not_of(" \t\r", length) == std::string::npos;
     // What follows an item that is empty, too long, or without a comma behind it is not read.
     if (item.empty() || comma == std::string_view::npos || comma > longestItem) return line;
     text.remove_prefix(comma + 1);

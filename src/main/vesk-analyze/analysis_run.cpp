@@ -2,6 +2,8 @@
 
 #include <algorithm>
 #include <charconv>
+#include <cmath>
+#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <sstream>
@@ -92,6 +94,42 @@ void AnalysisRun::checkTableRows(const QUVENEnvHandle& env) const {
   }
 }
 
+/// The file that holds the last record; empty for a dataset without records.
+std::string AnalysisRun::getLastPart() const {
+  std::error_code unknown;  // then there is no such file
+  const auto hasBytes = [&](const std::string& path) {
+    const std::uintmax_t size = std::filesystem::file_size(path, unknown);
+    return !unknown && size > 0;
+  };
+  if (exists(options.dataset)) return hasBytes(options.dataset) ? options.dataset : "";
+  std::string last;
+  for (int number = 0;; ++number) {
+    const std::string part = options.dataset + "." + std::to_string(number);
+    if (!exists(part)) return last;
+    if (hasBytes(part)) last = part;
+  }
+}
+
+/// A dataset that a copy or a full disk has cut between two records: its last row would be left out without a word, and
+/// so would all that is missing behind.
+void AnalysisRun::checkTableEnd(const QUVENEnvHandle& env) const {
+  if (!options.kind->readsTableRows) return;
+  const std::string path = getLastPart();
+  if (path.empty()) return;
+  std::vector<double> record(static_cast<std::size_t>(dataset->getNumColumns()));
+  const auto recordBytes = static_cast<std::streamoff>(record.size() * sizeof(double));
+  std::ifstream file(path, std::ios::binary);
+  file.seekg(-recordBytes, std::ios::end);
+  if (!file.read(reinterpret_cast<char*>(record.data()), recordBytes)) return;  // the pass says what is wrong
+  std::vector<double> values = record;
+  const int lineColumn = std::max(dataset->getLineNumberColumn(), 0);
+  values.erase(values.begin() + lineColumn);
+  if (TableRows::isFooter(values[0], values[1])) return;
+  std::ostringstream text;
+  text << "vesk-analyze: the dataset ends inside the row of caller " << record[static_cast<std::size_t>(lineColumn)];
+  report_error(FileUnusable, path, text.str(), QUVEN_ENV, true);
+}
+
 /// The parts end with the first number that is not there: what lies behind a gap would be left out without a word.
 void AnalysisRun::checkParts(const QUVENEnvHandle& env) const {
   namespace fs = std::filesystem;
@@ -137,6 +175,27 @@ void AnalysisRun::checkColumns(const QUVENEnvHandle& env) const {
                QUVEN_ENV, true);
 }
 
+/// Values that the kernel takes, and with which it finds nothing that means anything in such a dataset.
+void AnalysisRun::warnOfNoUse(const QUVENXMLTag& parameters, const QUVENEnvHandle& env) const {
+  if (options.kind->kernelParameters.empty()) return;
+  const QUVENXMLTag& tag =
+      parameters.hasTag(kernelBranch, QUVEN_ENV) ? parameters.getTag(kernelBranch, QUVEN_ENV) : parameters;
+  const auto warn = [&](const char* key, bool (*isOfUse)(double), const char* text) {
+    if (!tag.hasTag(key, QUVEN_ENV)) return;
+    const std::string value = tag.getTag(key, QUVEN_ENV).getValue();
+    char* end = nullptr;
+    const double number = std::strtod(value.c_str(), &end);
+    if (*end != '\0') return;  // an error of its own
+    if (!isOfUse(number)) report_warning(IllegalParameters, key, text);
+  };
+  warn(
+      "isSparseData", [](double number) { return number != 0 && !std::isnan(number); },
+      "vesk-analyze: the records of a sparse dataset are compared one by one, as if each were a subscriber");
+  warn(
+      "NormalizingFactor", [](double number) { return number > 0 && std::isfinite(number); },
+      "vesk-analyze: similarities over a population that is not a number above 0 mean nothing");
+}
+
 void AnalysisRun::openDataset(const QUVENEnvHandle& env) {
   dataset->setProgressLines(false);  // there is a progress line of the program's own
   // A name that is not there stands for its parts, and then the description of part 0 may serve all.
@@ -152,6 +211,29 @@ void AnalysisRun::openDataset(const QUVENEnvHandle& env) {
     report_error(FileUnusable, options.dataset, "vesk-analyze: the dataset ends inside a record", QUVEN_ENV, true);
   }
   for (long i = 1; i <= point->getNumFields(); ++i) names->addReference(&point->getField(i), QUVEN_ENV);
+}
+
+/// Of the results of another analysis of hours nothing would be left, nor of a dataset.
+void AnalysisRun::checkNames(const QUVENXMLTag& parameters, const QUVENEnvHandle& env) const {
+  std::vector<OutputFile> outputs = outputFiles;
+  if (!options.resultsFile.empty()) outputs.push_back({options.resultsFile});
+  std::vector<std::string> inputs = {options.parameterFile};
+  std::vector<std::string> parts = {options.dataset};
+  if (!exists(options.dataset)) {
+    parts.clear();
+    for (int number = 0; exists(options.dataset + "." + std::to_string(number)); ++number) {
+      parts.push_back(options.dataset + "." + std::to_string(number));
+    }
+  }
+  for (const std::string& part : parts) {
+    inputs.push_back(part);
+    inputs.push_back(part + ".info");
+  }
+  inputs.push_back(options.dataset + ".info");
+  for (const char* key : {"KernelValuesFileName", "Seed"}) {
+    if (parameters.hasTag(key, QUVEN_ENV)) inputs.push_back(parameters.getTag(key, QUVEN_ENV).getValue());
+  }
+  checkOutputsDiffer(outputs, inputs, QUVEN_ENV);
 }
 
 void AnalysisRun::openModel(const QUVENXMLTag& parameters, const QUVENEnvHandle& env) {
@@ -191,6 +273,8 @@ void AnalysisRun::open(const QUVENEnvHandle& env) {
     const QUVENXMLTag& parameters = readParameters(QUVEN_ENV);
     openDataset(QUVEN_ENV);
     checkTableRows(QUVEN_ENV);
+    checkTableEnd(QUVEN_ENV);
+    warnOfNoUse(parameters, QUVEN_ENV);
     openModel(parameters, QUVEN_ENV);
     outputFiles = options.kind->outputFiles(parameters, transport.getCount(), QUVEN_ENV);
     checkOutputsBefore(outputFiles, options.kind->outputError, QUVEN_ENV);
@@ -199,6 +283,7 @@ void AnalysisRun::open(const QUVENEnvHandle& env) {
     if (outputFiles.empty()) {
       report_warning(IllegalParameters, "OutputFileName", "vesk-analyze: without it the results are written nowhere");
     }
+    checkNames(parameters, QUVEN_ENV);
   }
   if (transport.isAlone()) return;
   shareFields(QUVEN_ENV);

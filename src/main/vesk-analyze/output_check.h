@@ -9,6 +9,12 @@ namespace vesk_analyze {
 /// Errors: the terminating report 2302 with the name and the words of the analysis.
 void checkOutputsBefore(std::span<const OutputFile> files, const char* words, const QUVENEnvHandle& env);
 
+/// Whether no file that is written takes the place of one that is read, or of another one that is written. Devices and
+/// pipes may be named more than once.
+/// Errors: the terminating report 2302 with the name of the first that does.
+void checkOutputsDiffer(std::span<const OutputFile> files, std::span<const std::string> inputs,
+                        const QUVENEnvHandle& env);
+
 /// Whether the files have come about.
 /// Errors: the terminating report 2302 with the name of the first that has not.
 void checkOutputsAfter(std::span<const OutputFile> files, const std::string& failedFile, const QUVENEnvHandle& env);

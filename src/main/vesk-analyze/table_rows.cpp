@@ -15,4 +15,8 @@ bool TableRows::accept(double caller, double position, double value) {
   return decided || !isHeader || value != sparse_format::pairSumFooterMark;
 }
 
+bool TableRows::isFooter(double position, double value) {
+  return position > sparse_format::headerPosition && value == 0;
+}
+
 }  // namespace vesk_analyze

@@ -10,6 +10,8 @@ class TableRows {
   /// The next record; false when it is one of another dataset: the first is no header, or there is the footer of a pair
   /// sum row.
   [[nodiscard]] bool accept(double caller, double position, double value);
+  /// Whether a record can be the last one of a caller, and so of the dataset: behind the entries, with 0.
+  [[nodiscard]] static bool isFooter(double position, double value);
   /// Whether the first caller has ended, so that nothing more is to be learned.
   bool isDecided() const { return decided; }
 
