@@ -126,7 +126,10 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t siz
       break;
     }
     checkStream(*data, env);
-    REQUIRE(!fuzzRun([&] { data->endDataScan(QUVEN_ENV); }).terminated);
+    const FuzzRun end = fuzzRun([&] { data->endDataScan(QUVEN_ENV); });
+    failed = end.terminated;
+    // Pairs at random are missed at the end, and missing only where there is no sample.
+    REQUIRE(!failed || (lines.empty() && end.out.find("Error;|3503;|") != std::string::npos));
   }
   if (isLiteral(lines)) {
     const literal::KernelResult expected = literal::runKernel(lines, parameters, 1);
