@@ -8,8 +8,8 @@
 #include <fstream>
 #include <sstream>
 
+#include "dataset_check.h"
 #include "simple_algorithm/quven_result_file.h"
-#include "table_rows.h"
 #include "util/quven_bin_obj_reader.h"
 #include "util/quven_bin_obj_writer.h"
 #include "util/quven_stream_values.h"
@@ -19,7 +19,7 @@ namespace vesk_analyze {
 
 namespace {
 
-enum Code : int { IllegalParameters = 2202, FileUnusable = 2302, DataUnusable = 2305 };
+enum Code : int { IllegalParameters = 2202, FileUnusable = 2302 };
 
 constexpr const char* topElement = "AnalysisParams";
 constexpr const char* kernelBranch = "KernelParams";
@@ -72,109 +72,6 @@ const QUVENXMLTag& AnalysisRun::readParameters(const QUVENEnvHandle& env) {
   return parameters;
 }
 
-/// A dataset of another run has the same columns, and its records would be taken for contacts.
-void AnalysisRun::checkTableRows(const QUVENEnvHandle& env) const {
-  if (!options.kind->readsTableRows) return;
-  std::ifstream file(exists(options.dataset) ? options.dataset : options.dataset + ".0", std::ios::binary);
-  std::vector<double> record(static_cast<std::size_t>(dataset->getNumColumns()));
-  const std::size_t lineColumn = static_cast<std::size_t>(std::max(dataset->getLineNumberColumn(), 0));
-  TableRows rows;
-  for (long number = 1; !rows.isDecided(); ++number) {
-    if (!file.read(reinterpret_cast<char*>(record.data()),
-                   static_cast<std::streamsize>(record.size() * sizeof(double)))) {
-      return;
-    }
-    std::vector<double> values = record;
-    values.erase(values.begin() + static_cast<std::ptrdiff_t>(lineColumn));
-    if (rows.accept(record[lineColumn], values[0], values[1])) continue;
-    std::ostringstream text;
-    text << "vesk-analyze: record " << number << " (" << record[lineColumn] << ", " << values[0] << ", " << values[1]
-         << ") does not fit; " << options.kind->command << " needs the sparse output of a table run";
-    report_error(FileUnusable, options.dataset, text.str(), QUVEN_ENV, true);
-  }
-}
-
-/// The file that holds the last record; empty for a dataset without records.
-std::string AnalysisRun::getLastPart() const {
-  std::error_code unknown;  // then there is no such file
-  const auto hasBytes = [&](const std::string& path) {
-    const std::uintmax_t size = std::filesystem::file_size(path, unknown);
-    return !unknown && size > 0;
-  };
-  if (exists(options.dataset)) return hasBytes(options.dataset) ? options.dataset : "";
-  std::string last;
-  for (int number = 0;; ++number) {
-    const std::string part = options.dataset + "." + std::to_string(number);
-    if (!exists(part)) return last;
-    if (hasBytes(part)) last = part;
-  }
-}
-
-/// A dataset that a copy or a full disk has cut between two records: its last row would be left out without a word, and
-/// so would all that is missing behind.
-void AnalysisRun::checkTableEnd(const QUVENEnvHandle& env) const {
-  if (!options.kind->readsTableRows) return;
-  const std::string path = getLastPart();
-  if (path.empty()) return;
-  std::vector<double> record(static_cast<std::size_t>(dataset->getNumColumns()));
-  const auto recordBytes = static_cast<std::streamoff>(record.size() * sizeof(double));
-  std::ifstream file(path, std::ios::binary);
-  file.seekg(-recordBytes, std::ios::end);
-  if (!file.read(reinterpret_cast<char*>(record.data()), recordBytes)) return;  // the pass says what is wrong
-  std::vector<double> values = record;
-  const int lineColumn = std::max(dataset->getLineNumberColumn(), 0);
-  values.erase(values.begin() + lineColumn);
-  if (TableRows::isFooter(values[0], values[1])) return;
-  std::ostringstream text;
-  text << "vesk-analyze: the dataset ends inside the row of caller " << record[static_cast<std::size_t>(lineColumn)];
-  report_error(FileUnusable, path, text.str(), QUVEN_ENV, true);
-}
-
-/// The parts end with the first number that is not there: what lies behind a gap would be left out without a word.
-void AnalysisRun::checkParts(const QUVENEnvHandle& env) const {
-  namespace fs = std::filesystem;
-  const auto partName = [&](std::size_t number) { return options.dataset + "." + std::to_string(number); };
-  const fs::path folder = fs::path(options.dataset).parent_path();
-  const std::string prefix = fs::path(options.dataset).filename().string() + ".";
-  std::size_t numParts = 0;
-  std::error_code unreadable;  // such a folder is shown by its first part
-  for (fs::directory_iterator entry(folder.empty() ? "." : folder, unreadable), end; !unreadable && entry != end;
-       entry.increment(unreadable)) {
-    const std::string name = entry->path().filename().string();
-    if (!name.starts_with(prefix)) continue;
-    std::size_t number = 0;
-    const auto [stop, error] = std::from_chars(name.data() + prefix.size(), name.data() + name.size(), number);
-    if (error == std::errc() && prefix + std::to_string(number) == name) numParts = std::max(numParts, number + 1);
-  }
-  for (std::size_t number = 0; number < numParts; ++number) {
-    std::error_code unknown;
-    if (fs::exists(partName(number), unknown) && !fs::is_directory(partName(number), unknown)) continue;
-    report_error(DataUnusable, partName(number), "vesk-analyze: a part of the dataset is missing", QUVEN_ENV, true);
-  }
-}
-
-/// The description of another kind of dataset: its records would be taken for what they are not.
-void AnalysisRun::checkColumns(const QUVENEnvHandle& env) const {
-  if (options.kind->explanatoryColumns == 0) return;
-  long lineNumbers = 0;
-  long explanatory = 0;
-  for (long i = 1; i <= point->getNumFields(); ++i) {
-    const QUVENField& field = point->getField(i);
-    const auto purpose = static_cast<QUVENFieldPurpose>(field.getPurpose());
-    if (purpose == QUVENFieldPurpose::Target) continue;
-    ++(purpose == QUVENFieldPurpose::LineNumber ? lineNumbers : explanatory);
-    if (!field.isNumeric()) {
-      report_error(FileUnusable, options.dataset, "vesk-analyze: column " + field.getName().str() + " is not numeric",
-                   QUVEN_ENV, true);
-    }
-  }
-  if (lineNumbers <= 1 && explanatory == options.kind->explanatoryColumns) return;
-  report_error(FileUnusable, options.dataset,
-               "vesk-analyze: the dataset must have one line number column and " +
-                   std::to_string(options.kind->explanatoryColumns) + " explanatory columns",
-               QUVEN_ENV, true);
-}
-
 /// Values that the kernel takes, and with which it finds nothing that means anything in such a dataset.
 void AnalysisRun::warnOfNoUse(const QUVENXMLTag& parameters, const QUVENEnvHandle& env) const {
   if (options.kind->kernelParameters.empty()) return;
@@ -202,9 +99,9 @@ void AnalysisRun::openDataset(const QUVENEnvHandle& env) {
   const bool isNameOfParts = !exists(options.dataset) && exists(options.dataset + ".0");
   dataset->setMultiFile(isNameOfParts);
   if (isNameOfParts && !exists(options.dataset + ".info")) dataset->setInfoFile(options.dataset + ".0.info");
-  if (isNameOfParts) checkParts(QUVEN_ENV);
+  if (isNameOfParts) checkParts(options.dataset, QUVEN_ENV);
   dataset->open(options.dataset, point.get(), transport.getRank(), transport.getCount(), QUVEN_ENV);
-  checkColumns(QUVEN_ENV);
+  checkColumns(*options.kind, options.dataset, *point, QUVEN_ENV);
   // What a copy or a full disk has cut would be analysed as if it were all.
   const std::int64_t recordBytes = dataset->getNumColumns() * static_cast<std::int64_t>(sizeof(double));
   if (recordBytes > 0 && dataset->getTotalBytes() % recordBytes != 0) {
@@ -272,8 +169,7 @@ void AnalysisRun::open(const QUVENEnvHandle& env) {
   if (transport.isMaster()) {
     const QUVENXMLTag& parameters = readParameters(QUVEN_ENV);
     openDataset(QUVEN_ENV);
-    checkTableRows(QUVEN_ENV);
-    checkTableEnd(QUVEN_ENV);
+    if (options.kind->readsTableRows) checkTable(*options.kind, options.dataset, *point, QUVEN_ENV);
     warnOfNoUse(parameters, QUVEN_ENV);
     openModel(parameters, QUVEN_ENV);
     outputFiles = options.kind->outputFiles(parameters, transport.getCount(), QUVEN_ENV);

@@ -50,11 +50,6 @@ class AnalysisRun {
  private:
   const QUVENXMLTag& readParameters(const QUVENEnvHandle& env);
   void openDataset(const QUVENEnvHandle& env);
-  void checkParts(const QUVENEnvHandle& env) const;
-  void checkColumns(const QUVENEnvHandle& env) const;
-  void checkTableRows(const QUVENEnvHandle& env) const;
-  void checkTableEnd(const QUVENEnvHandle& env) const;
-  std::string getLastPart() const;
   void checkNames(const QUVENXMLTag& parameters, const QUVENEnvHandle& env) const;
   void warnOfNoUse(const QUVENXMLTag& parameters, const QUVENEnvHandle& env) const;
   void openModel(const QUVENXMLTag& parameters, const QUVENEnvHandle& env);

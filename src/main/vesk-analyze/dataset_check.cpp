@@ -1,0 +1,143 @@
+#include "dataset_check.h"
+
+#include <algorithm>
+#include <charconv>
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+
+#include "table_rows.h"
+#include "vesk-common/quven_reports.h"
+
+namespace vesk_analyze {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+enum Code : int { FileUnusable = 2302, DataUnusable = 2305 };
+
+bool hasBytes(const std::string& path) {
+  std::error_code unknown;  // then there is no such file
+  const std::uintmax_t size = fs::file_size(path, unknown);
+  return !unknown && size > 0;
+}
+
+/// The files of a dataset that have records, in their order.
+std::vector<std::string> filesOf(const std::string& dataset) {
+  std::error_code unknown;
+  std::vector<std::string> files;
+  if (fs::exists(dataset, unknown)) {
+    files.push_back(dataset);
+  } else {
+    for (int number = 0;; ++number) {
+      std::string part = dataset + "." + std::to_string(number);
+      if (!fs::exists(part, unknown)) break;
+      files.push_back(std::move(part));
+    }
+  }
+  std::erase_if(files, [](const std::string& file) { return !hasBytes(file); });
+  return files;
+}
+
+/// The records of a file with a line number and two values each.
+class TableReader {
+ public:
+  TableReader(const std::string& path, const QUVENDataPoint& point)
+      : file(path, std::ios::binary), record(static_cast<std::size_t>(point.getNumFields())) {
+    for (long i = 1; i <= point.getNumFields(); ++i) {
+      const auto purpose = static_cast<QUVENFieldPurpose>(point.getField(i).getPurpose());
+      const auto column = static_cast<std::size_t>(i - 1);
+      if (purpose == QUVENFieldPurpose::LineNumber) {
+        callerColumn = column;
+      } else if (purpose != QUVENFieldPurpose::Target) {
+        valueColumns.push_back(column);
+      }
+    }
+  }
+
+  [[nodiscard]] bool next() { return static_cast<bool>(file.read(reinterpret_cast<char*>(record.data()), getBytes())); }
+  [[nodiscard]] bool last() {
+    file.seekg(-getBytes(), std::ios::end);
+    return next();
+  }
+  double caller() const { return record[callerColumn]; }
+  double position() const { return record[valueColumns[0]]; }
+  double value() const { return record[valueColumns[1]]; }
+
+ private:
+  std::streamoff getBytes() const { return static_cast<std::streamoff>(record.size() * sizeof(double)); }
+
+  std::ifstream file;
+  std::vector<double> record;
+  std::size_t callerColumn = 0;
+  std::vector<std::size_t> valueColumns;
+};
+
+}  // namespace
+
+void checkParts(const std::string& dataset, const QUVENEnvHandle& env) {
+  const auto partName = [&](std::size_t number) { return dataset + "." + std::to_string(number); };
+  const fs::path folder = fs::path(dataset).parent_path();
+  const std::string prefix = fs::path(dataset).filename().string() + ".";
+  std::size_t numParts = 0;
+  std::error_code unreadable;  // such a folder is shown by its first part
+  for (fs::directory_iterator entry(folder.empty() ? "." : folder, unreadable), end; !unreadable && entry != end;
+       entry.increment(unreadable)) {
+    const std::string name = entry->path().filename().string();
+    if (!name.starts_with(prefix)) continue;
+    std::size_t number = 0;
+    const auto [stop, error] = std::from_chars(name.data() + prefix.size(), name.data() + name.size(), number);
+    if (error == std::errc() && prefix + std::to_string(number) == name) numParts = std::max(numParts, number + 1);
+  }
+  for (std::size_t number = 0; number < numParts; ++number) {
+    std::error_code unknown;
+    if (fs::exists(partName(number), unknown) && !fs::is_directory(partName(number), unknown)) continue;
+    report_error(DataUnusable, partName(number), "vesk-analyze: a part of the dataset is missing", QUVEN_ENV, true);
+  }
+}
+
+void checkColumns(const AnalysisKind& kind, const std::string& dataset, const QUVENDataPoint& point,
+                  const QUVENEnvHandle& env) {
+  if (kind.explanatoryColumns == 0) return;
+  long lineNumbers = 0;
+  long explanatory = 0;
+  for (long i = 1; i <= point.getNumFields(); ++i) {
+    const QUVENField& field = point.getField(i);
+    const auto purpose = static_cast<QUVENFieldPurpose>(field.getPurpose());
+    if (purpose == QUVENFieldPurpose::Target) continue;
+    ++(purpose == QUVENFieldPurpose::LineNumber ? lineNumbers : explanatory);
+    if (!field.isNumeric()) {
+      report_error(FileUnusable, dataset, "vesk-analyze: column " + field.getName().str() + " is not numeric",
+                   QUVEN_ENV, true);
+    }
+  }
+  const bool hasLineNumbers = lineNumbers == 1 || (lineNumbers == 0 && !kind.readsTableRows);
+  if (hasLineNumbers && explanatory == kind.explanatoryColumns) return;
+  report_error(FileUnusable, dataset,
+               "vesk-analyze: the dataset must have one line number column and " +
+                   std::to_string(kind.explanatoryColumns) + " explanatory columns",
+               QUVEN_ENV, true);
+}
+
+void checkTable(const AnalysisKind& kind, const std::string& dataset, const QUVENDataPoint& point,
+                const QUVENEnvHandle& env) {
+  const std::vector<std::string> files = filesOf(dataset);
+  if (files.empty()) return;
+  TableReader reader(files.front(), point);
+  TableRows rows;
+  for (long number = 1; !rows.isDecided() && reader.next(); ++number) {
+    if (rows.accept(reader.caller(), reader.position(), reader.value())) continue;
+    std::ostringstream text;
+    text << "vesk-analyze: record " << number << " (" << reader.caller() << ", " << reader.position() << ", "
+         << reader.value() << ") does not fit; " << kind.command << " needs the sparse output of a table run";
+    report_error(FileUnusable, dataset, text.str(), QUVEN_ENV, true);
+  }
+  TableReader end(files.back(), point);
+  if (!end.last() || TableRows::isFooter(end.position(), end.value())) return;
+  std::ostringstream text;
+  text << "vesk-analyze: the dataset ends inside the row of caller " << end.caller();
+  report_error(FileUnusable, files.back(), text.str(), QUVEN_ENV, true);
+}
+
+}  // namespace vesk_analyze
