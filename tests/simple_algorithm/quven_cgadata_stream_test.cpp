@@ -126,6 +126,22 @@ TEST_F(QUVENCGADataStream, ALiveObjectIsBroughtUpToDate) {
   QUVEN_DELETE(master);
 }
 
+/// The last caller of a pass has no cluster; in the next one, whose map knows it, it is the first.
+TEST_F(QUVENCGADataStream, ACallerIsLookedUpAnewInEachPass) {
+  Data first = connecting("1,2,0\n");
+  pass(first, {});
+  Data second = connecting("8,9,0\n");
+  pass(second, {});
+  Data worker(QUVEN_ENV);
+  readInto(worker, image(*first, QUVENObjWriter::SaveForWorker));
+  run = capturedRun([&] { scan(*worker, {{1, {2}}, {8, {9}}}); });
+  EXPECT_EQ(member(worker, "ivCCEdges"), "[2] 1 2");
+  readInto(worker, image(*second, QUVENObjWriter::SaveForWorker));
+  run = capturedRun([&] { scan(*worker, {{8, {9}}, {1, {2}}}); });
+  EXPECT_EQ(member(worker, "ivCCEdges"), "[2] 8 9");
+  for (Data* data : {&first, &worker, &second}) QUVEN_DELETE(*data);
+}
+
 TEST_F(QUVENCGADataStream, WhatIsReadIsWhatWasWritten) {
   for (const State state :
        {QUVENCGAData::BuildingKernel, QUVENCGAData::CollectingKernelEdges, QUVENCGAData::ConnectingIsolatedNodes,
