@@ -16,7 +16,7 @@ struct Line {
   double x2;
 };
 
-/// A row; element j of the text is [j - 1], element 0 is not kept: nobody sees it.
+/// A row; the element at position j, from 1, is [j - 1]. What is written to position 0 is not kept: nobody sees it.
 using Row = std::vector<double>;
 
 std::uint64_t sampleOf(const Line& line);
