@@ -37,8 +37,6 @@ double QUVENKernelFunctionFriends::computeFromContacts(std::span<const double> x
   const double* atY = y.data();
   const double* const endX = atX + x.size();
   const double* const endY = atY + y.size();
-  long numX = 0;
-  long numY = 0;
   long common = 0;
   // Which list to step in cannot be foreseen, so it is no branch. An element that compares with nothing is y's turn.
   while (atX != endX && atY != endY) {
@@ -52,8 +50,8 @@ double QUVENKernelFunctionFriends::computeFromContacts(std::span<const double> x
     atX += stepX;
     atY += stepY;
   }
-  numX = atX - x.data();
-  numY = atY - y.data();
+  const long numX = atX - x.data();
+  const long numY = atY - y.data();
   const double m11 = static_cast<double>(common);
   const double m10 = static_cast<double>(numX - common);
   const double m01 = static_cast<double>(numY - common);

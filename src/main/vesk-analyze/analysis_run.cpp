@@ -1,11 +1,9 @@
 #include "analysis_run.h"
 
 #include <algorithm>
-#include <charconv>
 #include <cmath>
 #include <cstdlib>
 #include <filesystem>
-#include <fstream>
 #include <sstream>
 
 #include "dataset_check.h"
