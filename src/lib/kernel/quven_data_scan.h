@@ -101,8 +101,9 @@ class QUVENDataScan : public QUVENObjectOf<QUVENDataScan, QUVENObject> {
   virtual double getSamplingRate(const QUVENEnvHandle& env) const;
   /// A question of the driver that a scan answers by its own rules.
   virtual bool getScanOption(const QUVENEnvHandle& env) const;
-  /// Folds in the partial result of another scan of the same class.
-  virtual void merge(QUVENDataScan* other, const QUVENEnvHandle& env);
+  /// Merges the partial result of another scan of the same class into this one. True when it was merged; false when the
+  /// two cannot be merged, and then this scan is unchanged.
+  [[nodiscard]] virtual bool merge(QUVENDataScan* other, const QUVENEnvHandle& env);
   /// Whether there is a partial result to return after this pass.
   virtual bool hasScanResult(const QUVENEnvHandle& env) const;
   /// Writes the results of the scans that this one owns, each by quvenWriteScanResults.

@@ -102,7 +102,7 @@ class QUVENField : public QUVENObjectOf<QUVENField, QUVENDataScan> {
 
   // In a base of fields: "Function/Feature not yet implemented".
   bool hasScanResult(const QUVENEnvHandle& env) const override;
-  void merge(QUVENDataScan* other, const QUVENEnvHandle& env) override;
+  [[nodiscard]] bool merge(QUVENDataScan* other, const QUVENEnvHandle& env) override;
   /// Bins or categories of the distribution.
   virtual long getNumDistValues(const QUVENEnvHandle& env) const;
   virtual void setSampleFlag(bool sample, const QUVENEnvHandle& env);

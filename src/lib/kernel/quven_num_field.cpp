@@ -28,10 +28,11 @@ void QUVENNumField::postReadPrimitive(QUVENObjReader& reader, const QUVENEnvHand
   if (hasDistribution()) ivNumFieldDistPtr->setField(this);
 }
 
-void QUVENNumField::merge(QUVENDataScan* other, const QUVENEnvHandle& env) {
+bool QUVENNumField::merge(QUVENDataScan* other, const QUVENEnvHandle& env) {
   QUVEN_ASSERT(other->isA(typeName()));
   const QUVENNumFieldDist* part = static_cast<const QUVENNumField*>(other)->getDistribution();
   if (hasDistribution() && part != nullptr) ivNumFieldDistPtr->merge(*part, QUVEN_ENV);
+  return true;
 }
 
 bool QUVENNumField::hasScanResult(const QUVENEnvHandle&) const { return true; }

@@ -38,7 +38,7 @@ class QUVENNumField : public QUVENObjectOf<QUVENNumField, QUVENField> {
   void copyFromPrimitive(const QUVENObject* source, const QUVENEnvHandle& env) override;
   void postReadPrimitive(QUVENObjReader& reader, const QUVENEnvHandle& env) override;
 
-  void merge(QUVENDataScan* other, const QUVENEnvHandle& env) override;
+  [[nodiscard]] bool merge(QUVENDataScan* other, const QUVENEnvHandle& env) override;
   bool hasScanResult(const QUVENEnvHandle& env) const override;
   long getNumDistValues(const QUVENEnvHandle& env) const override;
   /// Sampling needs a distribution, which is made; without sampling there is none. Does nothing to a line number.

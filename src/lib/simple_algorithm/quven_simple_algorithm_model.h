@@ -49,7 +49,7 @@ class QUVENSimpleAlgorithmModel : public QUVENObjectOf<QUVENSimpleAlgorithmModel
   QUVENScanType getScanType(const QUVENEnvHandle& env) const override;
   double getSamplingRate(const QUVENEnvHandle& env) const override;
   bool getScanOption(const QUVENEnvHandle& env) const override;
-  void merge(QUVENDataScan* other, const QUVENEnvHandle& env) override;
+  [[nodiscard]] bool merge(QUVENDataScan* other, const QUVENEnvHandle& env) override;
   bool hasScanResult(const QUVENEnvHandle&) const override { return true; }
   void postReadPrimitive(QUVENObjReader& reader, const QUVENEnvHandle& env) override;
   void copyFromPrimitive(const QUVENObject* source, const QUVENEnvHandle& env) override;
