@@ -1,10 +1,6 @@
 #include "analysis_run.h"
 
-#include <algorithm>
-#include <cmath>
-#include <cstdlib>
 #include <filesystem>
-#include <sstream>
 
 #include "dataset_check.h"
 #include "simple_algorithm/quven_result_file.h"
@@ -19,23 +15,11 @@ namespace {
 
 enum Code : int { IllegalParameters = 2202, FileUnusable = 2302 };
 
-constexpr const char* topElement = "AnalysisParams";
-constexpr const char* kernelBranch = "KernelParams";
 constexpr const char* resultsUnwritable = "vesk-analyze: Unable to write results file";
 
 bool exists(const std::string& path) {
   std::error_code unknown;  // then the dataset says what is wrong
   return std::filesystem::exists(path, unknown);
-}
-
-void warnOfUnknown(const QUVENXMLTag& tag, std::span<const char* const> known, std::span<const char* const> alsoKnown) {
-  const auto isIn = [](std::span<const char* const> names, const std::string& name) {
-    return std::find(names.begin(), names.end(), name) != names.end();
-  };
-  for (const QUVENXMLTag& child : tag.getChildren()) {
-    if (isIn(known, child.getName()) || isIn(alsoKnown, child.getName())) continue;
-    report_warning(IllegalParameters, child.getName(), "vesk-analyze: unknown parameter is ignored");
-  }
 }
 
 }  // namespace
@@ -44,52 +28,11 @@ AnalysisRun::AnalysisRun(const AnalyzeOptions& runOptions, const WorkerTransport
                          const QUVENEnvHandle& env)
     : options(runOptions),
       transport(workerTransport),
-      parameterTree(QUVEN_ENV),
+      parameterFile(*runOptions.kind, runOptions.parameterFile, QUVEN_ENV),
       point(quvenMake<QUVENDataPoint>(QUVEN_ENV)),
       names(quvenMake<QUVENFieldNameMap>(QUVEN_ENV)),
       dataset(quvenMake<QUVENBinaryInputDataset>(QUVEN_ENV)),
       model(quvenMake<QUVENSimpleAlgorithmModel>(QUVEN_ENV)) {}
-
-const QUVENXMLTag& AnalysisRun::readParameters(const QUVENEnvHandle& env) {
-  parameterTree = QUVENXMLHandler::create(QUVEN_ENV);
-  parameterTree->resetTree(QUVEN_ENV);
-  std::error_code unknown;  // then the reading says what is wrong
-  if (std::filesystem::is_directory(options.parameterFile, unknown) ||
-      parameterTree->readXMLFile(options.parameterFile, QUVEN_ENV) != 1) {
-    report_error(FileUnusable, options.parameterFile, "vesk-analyze: Unable to read parameter file", QUVEN_ENV, true);
-  }
-  if (!parameterTree->hasTag(topElement, QUVEN_ENV)) {
-    report_error(IllegalParameters, options.parameterFile,
-                 std::string("vesk-analyze: the parameter file has no element ") + topElement, QUVEN_ENV, true);
-  }
-  const QUVENXMLTag& parameters = parameterTree->getTag(topElement, QUVEN_ENV);
-  const bool hasBranch = parameters.hasTag(kernelBranch, QUVEN_ENV);
-  warnOfUnknown(parameters, options.kind->parameters,
-                hasBranch ? std::span<const char* const>() : options.kind->kernelParameters);
-  if (hasBranch) warnOfUnknown(parameters.getTag(kernelBranch, QUVEN_ENV), options.kind->kernelParameters, {});
-  return parameters;
-}
-
-/// Values that the kernel takes, and with which it finds nothing that means anything in such a dataset.
-void AnalysisRun::warnOfNoUse(const QUVENXMLTag& parameters, const QUVENEnvHandle& env) const {
-  if (options.kind->kernelParameters.empty()) return;
-  const QUVENXMLTag& tag =
-      parameters.hasTag(kernelBranch, QUVEN_ENV) ? parameters.getTag(kernelBranch, QUVEN_ENV) : parameters;
-  const auto warn = [&](const char* key, bool (*isOfUse)(double), const char* text) {
-    if (!tag.hasTag(key, QUVEN_ENV)) return;
-    const std::string value = tag.getTag(key, QUVEN_ENV).getValue();
-    char* end = nullptr;
-    const double number = std::strtod(value.c_str(), &end);
-    if (*end != '\0') return;  // an error of its own
-    if (!isOfUse(number)) report_warning(IllegalParameters, key, text);
-  };
-  warn(
-      "isSparseData", [](double number) { return number != 0 && !std::isnan(number); },
-      "vesk-analyze: the records of a sparse dataset are compared one by one, as if each were a subscriber");
-  warn(
-      "NormalizingFactor", [](double number) { return number > 0 && std::isfinite(number); },
-      "vesk-analyze: similarities over a population that is not a number above 0 mean nothing");
-}
 
 void AnalysisRun::openDataset(const QUVENEnvHandle& env) {
   dataset->setProgressLines(false);  // there is a progress line of the program's own
@@ -109,10 +52,10 @@ void AnalysisRun::openDataset(const QUVENEnvHandle& env) {
 }
 
 /// Of the results of another analysis of hours nothing would be left, nor of a dataset.
-void AnalysisRun::checkNames(const QUVENXMLTag& parameters, const QUVENEnvHandle& env) const {
+void AnalysisRun::checkNames(const QUVENEnvHandle& env) const {
   std::vector<OutputFile> outputs = outputFiles;
   if (!options.resultsFile.empty()) outputs.push_back({options.resultsFile});
-  std::vector<std::string> inputs = {options.parameterFile};
+  std::vector<std::string> inputs = parameterFile.inputFiles(QUVEN_ENV);
   std::vector<std::string> parts = {options.dataset};
   if (!exists(options.dataset)) {
     parts.clear();
@@ -125,9 +68,6 @@ void AnalysisRun::checkNames(const QUVENXMLTag& parameters, const QUVENEnvHandle
     inputs.push_back(part + ".info");
   }
   inputs.push_back(options.dataset + ".info");
-  for (const char* key : {"KernelValuesFileName", "Seed"}) {
-    if (parameters.hasTag(key, QUVEN_ENV)) inputs.push_back(parameters.getTag(key, QUVEN_ENV).getValue());
-  }
   checkOutputsDiffer(outputs, inputs, QUVEN_ENV);
 }
 
@@ -165,10 +105,10 @@ void AnalysisRun::shareFields(const QUVENEnvHandle& env) {
 void AnalysisRun::open(const QUVENEnvHandle& env) {
   QUVENFieldGlobalVars::get(QUVEN_ENV).setGlobalNumChannels(1);
   if (transport.isMaster()) {
-    const QUVENXMLTag& parameters = readParameters(QUVEN_ENV);
+    const QUVENXMLTag& parameters = parameterFile.read(QUVEN_ENV);
     openDataset(QUVEN_ENV);
     if (options.kind->readsTableRows) checkTable(*options.kind, options.dataset, *point, QUVEN_ENV);
-    warnOfNoUse(parameters, QUVEN_ENV);
+    parameterFile.warnOfNoUse(QUVEN_ENV);
     openModel(parameters, QUVEN_ENV);
     outputFiles = options.kind->outputFiles(parameters, transport.getCount(), QUVEN_ENV);
     checkOutputsBefore(outputFiles, options.kind->outputError, QUVEN_ENV);
@@ -177,7 +117,7 @@ void AnalysisRun::open(const QUVENEnvHandle& env) {
     if (outputFiles.empty()) {
       report_warning(IllegalParameters, "OutputFileName", "vesk-analyze: without it the results are written nowhere");
     }
-    checkNames(parameters, QUVEN_ENV);
+    checkNames(QUVEN_ENV);
   }
   if (transport.isAlone()) return;
   shareFields(QUVEN_ENV);
@@ -218,7 +158,7 @@ void AnalysisRun::release(const QUVENEnvHandle& env) {
   dataset.reset(QUVEN_ENV);
   names.reset(QUVEN_ENV);
   point.reset(QUVEN_ENV);
-  parameterTree.reset(QUVEN_ENV);
+  parameterFile.release(QUVEN_ENV);
 }
 
 }  // namespace vesk_analyze

@@ -4,11 +4,11 @@
 #include <string>
 
 #include "analysis_kind.h"
-#include "control/quven_XML_handler.h"
 #include "control/quven_binaryindataset.h"
 #include "kernel/quven_data_point.h"
 #include "kernel/quven_field_name_map.h"
 #include "output_check.h"
+#include "parameter_file.h"
 #include "simple_algorithm/quven_simple_algorithm_model.h"
 #include "worker_transport.h"
 
@@ -48,16 +48,14 @@ class AnalysisRun {
   QUVENSimpleAlgorithmModel& getModel() { return *model; }
 
  private:
-  const QUVENXMLTag& readParameters(const QUVENEnvHandle& env);
   void openDataset(const QUVENEnvHandle& env);
-  void checkNames(const QUVENXMLTag& parameters, const QUVENEnvHandle& env) const;
-  void warnOfNoUse(const QUVENXMLTag& parameters, const QUVENEnvHandle& env) const;
+  void checkNames(const QUVENEnvHandle& env) const;
   void openModel(const QUVENXMLTag& parameters, const QUVENEnvHandle& env);
   void shareFields(const QUVENEnvHandle& env);
 
   const AnalyzeOptions& options;
   const WorkerTransport& transport;
-  QUVENOwnPtr<QUVENXMLHandler> parameterTree;
+  ParameterFile parameterFile;
   QUVENOwnPtr<QUVENDataPoint> point;
   QUVENOwnPtr<QUVENFieldNameMap> names;
   QUVENOwnPtr<QUVENBinaryInputDataset> dataset;
