@@ -11,7 +11,8 @@ namespace vesk_loader {
 
 namespace {
 
-constexpr int terminationLine = 41;  // the place that the wrapper knows from every termination report
+constexpr std::int32_t majorStep = 0;  // the log level of a step's start and end
+constexpr int terminationLine = 41;    // the place that the wrapper knows from every termination report
 
 void print_error(std::int32_t code, const std::string& text) {
   std::printf("Error;|%d;|", code);
@@ -68,12 +69,15 @@ void report_log(std::int32_t level, std::string_view text) {
   std::printf("Log;|%d;|", level);
   std::fwrite(text.data(), 1, text.size(), stdout);
   std::fputs(";|LogEnd\n", stdout);
+  if (level == majorStep) std::fflush(stdout);
 }
 
 void print_line(std::string_view text) {
   std::fwrite(text.data(), 1, text.size(), stdout);
   std::fputc('\n', stdout);
 }
+
+void flush_reports() { std::fflush(stdout); }
 
 std::string format_text(const char* format, ...) {
   va_list arguments;

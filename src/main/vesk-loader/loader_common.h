@@ -36,11 +36,15 @@ void report_warning(std::int32_t code, const std::string& parameter, const std::
 /// The general warning, code 1000.
 void report_warning(const std::string& text);
 
-/// Prints "Log;|level;|text;|LogEnd". Level 0: a major step; 1: detail; 2: settings, serious ends.
+/// Prints "Log;|level;|text;|LogEnd". Level 0: a major step; 1: detail; 2: settings, serious ends. After a line of
+/// level 0 standard output is flushed, so that a reader of a pipe sees each step when it begins.
 void report_log(std::int32_t level, std::string_view text);
 
 /// Prints one plain line for people among the report lines.
 void print_line(std::string_view text);
+
+/// Flushes standard output. Called before each step that takes long.
+void flush_reports();
 
 /// printf into a string.
 [[gnu::format(printf, 1, 2)]] std::string format_text(const char* format, ...);
