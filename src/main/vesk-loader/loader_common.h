@@ -20,8 +20,8 @@ class exception_loader : public std::exception {
   const char* what() const noexcept override { return "unexpected loader exception"; }
 };
 
-/// Prints "Error;|code;|text;|ErrorEnd" and raises the termination exception, after its report.
-[[noreturn]] void report_error(std::int32_t code, const std::string& text);
+/// Prints "Error;|code;|text;|ErrorEnd" and raises the termination exception, after its report. Allocates nothing.
+[[noreturn]] void report_error(std::int32_t code, std::string_view text);
 
 /// The same with a parameter in front of the text.
 [[noreturn]] void report_error(std::int32_t code, const std::string& parameter, const std::string& text);
