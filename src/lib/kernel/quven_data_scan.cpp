@@ -114,6 +114,10 @@ void QUVENDataScan::writeChildScanResults(QUVENObjWriter&, const QUVENKeyword&, 
 QUVENDataScan::UpdateFunction QUVENDataScan::getUpdateFunction(const QUVENEnvHandle&) const { return nullptr; }
 QUVENDataScan::UpdateFunction QUVENDataScan::getUpdateFunction2(const QUVENEnvHandle&) const { return nullptr; }
 
+void QUVENDataScan::beginRecords(const QUVENEnvHandle&) {}
+void QUVENDataScan::endRecords(const QUVENEnvHandle&) {}
+int QUVENDataScan::updateWithoutDataScan(const QUVENEnvHandle&) { return 1; }
+
 int QUVENMultiScan::beginDataScan(const QUVENEnvHandle& env) {
   if (ivScanInProgress != 0) return 1;
   if (beginDataScanPrimitive(QUVEN_ENV) != 0) ivScanInProgress = 1;

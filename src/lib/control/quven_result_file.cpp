@@ -1,0 +1,55 @@
+#include "control/quven_result_file.h"
+
+#include <unistd.h>
+
+#include <filesystem>
+
+namespace {
+
+namespace fs = std::filesystem;
+
+/// The file that a name stands for, through symbolic links, also where the last one points to nothing yet. Of links
+/// that go round a link is left, which does not open.
+std::string targetOf(const std::string& path) {
+  constexpr int mostLinks = 40;  // as many as the system follows
+  fs::path target = path;
+  std::error_code error;
+  for (int i = 0; i < mostLinks && fs::is_symlink(fs::symlink_status(target, error)); ++i) {
+    const fs::path next = fs::read_symlink(target, error);
+    if (error) break;
+    target = target.parent_path() / next;
+  }
+  return target.string();
+}
+
+/// Where the bytes go first: beside the result, under a name that no other run writes to.
+std::string writtenPathOf(const std::string& path) {
+  std::error_code error;
+  const fs::file_status status = fs::status(path, error);
+  const bool isWrittenAsItIs = path.empty() || fs::is_symlink(fs::symlink_status(path, error)) ||
+                               (fs::exists(status) && !fs::is_regular_file(status));
+  return isWrittenAsItIs ? path : path + ".partial" + std::to_string(::getpid());
+}
+
+}  // namespace
+
+QUVENResultFile::QUVENResultFile(const std::string& resultPath)
+    : path(targetOf(resultPath)), writtenPath(writtenPathOf(path)), stream(writtenPath, std::ios::binary) {
+  opened = stream.is_open();
+}
+
+QUVENResultFile::~QUVENResultFile() {
+  if (committed || writtenPath == path || !opened) return;
+  stream.close();
+  std::error_code error;  // nobody can do anything about it here
+  fs::remove(writtenPath, error);
+}
+
+bool QUVENResultFile::commit() {
+  stream.close();
+  if (!stream) return false;
+  std::error_code error;
+  if (writtenPath != path) fs::rename(writtenPath, path, error);
+  committed = !error;
+  return committed;
+}
