@@ -105,7 +105,8 @@ void QUVENPassDriver::runSharedPass(QUVENMemoryBlobIO& blob, QUVENPassCounters& 
     if (type == QUVENScanType::RandomSample || type == QUVENScanType::SampledLines) {
       dataset->setSamplingRate(pass.getSamplingRate(QUVEN_ENV), QUVEN_ENV);
     }
-    scanRecords(world.getPoint(), counters, [&](std::int64_t record) { pass.take(record, env); }, QUVEN_ENV);
+    scanRecords(
+        world.getPoint(), counters, [&](std::int64_t record) { pass.take(record, env); }, QUVEN_ENV);
   }
   {
     const QUVENPhaseTimer timer(counters, QUVENPassCounters::Update);
@@ -141,7 +142,8 @@ void QUVENPassDriver::runSlicedPass(QUVENMemoryBlobIO& blob, QUVENPassCounters& 
       pass.copyScanTypes(live, QUVEN_ENV);
       dataset->setWorker(slice, settings.numSlices, QUVEN_ENV);
       dataset->setScanType(type, QUVEN_ENV);
-      scanRecords(copy.getPoint(), counters, [&](std::int64_t record) { pass.take(record, env); }, QUVEN_ENV);
+      scanRecords(
+          copy.getPoint(), counters, [&](std::int64_t record) { pass.take(record, env); }, QUVEN_ENV);
       pass.end(QUVEN_ENV);
       pass.writeResults(results, QUVEN_ENV);
       slices.add(slice, results, QUVEN_ENV);
@@ -205,17 +207,18 @@ void QUVENPassDriver::scanRecords(QUVENDataPoint& point, QUVENPassCounters& coun
   }
   for (;; ++records) {
     if (records % sampleInterval != 0) {
-      if (!dataset->readRecord(point, env)) break;
-      take(dataset->getRecordNumber());
+      const std::int32_t number = dataset->readNext(point, env);
+      if (number == QUVENInputDataset::EndOfData) break;
+      take(number);
       continue;
     }
     if (observer != nullptr) observer->update(records);
     const auto before = Clock::now();
-    const bool isRecord = dataset->readRecord(point, env);
+    const std::int32_t number = dataset->readNext(point, env);
     const auto between = Clock::now();
     reading += between - before;
-    if (!isRecord) break;
-    take(dataset->getRecordNumber());
+    if (number == QUVENInputDataset::EndOfData) break;
+    take(number);
     updating += Clock::now() - between;
   }
   if (observer != nullptr) observer->endPass();

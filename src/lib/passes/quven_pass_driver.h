@@ -114,7 +114,7 @@ class QUVENPassDriver {
   std::function<void(int)> betweenPasses;
   std::function<void(QUVENScanWorld&)> afterRead;
   std::vector<QUVENStringWithHash> fieldNames;  // of the fields that were added
-  std::set<std::int32_t> begunScans;  // serial numbers
+  std::set<std::int32_t> begunScans;            // serial numbers
   std::vector<QUVENPassCounters> passes;
 };
 

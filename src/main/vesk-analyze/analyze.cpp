@@ -6,7 +6,7 @@
 #include <ostream>
 #include <sstream>
 
-#include "pass_driver.h"
+#include "progress_line.h"
 
 namespace vesk_analyze {
 
@@ -56,17 +56,17 @@ void runAnalysis(const AnalyzeOptions& options, std::ostream& err) {
   QUVENEnv environment;
   environment.activate();
   QUVENEnv* env = &environment;
-  const WorkerTransport transport;
+  const QUVENWorkerTransport transport;
   AnalysisRun run(options, transport, QUVEN_ENV);
   run.open(QUVEN_ENV);
   ProgressLine progress(err, transport.isMaster() && ::isatty(STDERR_FILENO) != 0);
-  PassDriver driver(run, transport, progress);
-  driver.runPasses(QUVEN_ENV);
+  run.getDriver().setObserver(&progress);
+  run.getDriver().runPasses(QUVEN_ENV);
   if (transport.isMaster()) run.checkOutputs(QUVEN_ENV);
   if (transport.isMaster() && !options.resultsFile.empty()) run.writeResults(QUVEN_ENV);
   if (options.timings) {
     std::ostringstream table;  // in one piece, beside those of the other workers
-    printTimings(driver.getPasses(), transport.getRank(), table);
+    quvenPrintTimings(run.getDriver().getPasses(), transport.getRank(), table);
     err << table.str() << std::flush;
   }
   run.release(QUVEN_ENV);
