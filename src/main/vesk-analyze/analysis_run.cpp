@@ -7,6 +7,7 @@
 #include <sstream>
 
 #include "dataset_check.h"
+#include "parts_check.h"
 #include "simple_algorithm/quven_result_file.h"
 #include "util/quven_bin_obj_reader.h"
 #include "util/quven_bin_obj_writer.h"
@@ -97,7 +98,7 @@ void AnalysisRun::openDataset(const QUVENEnvHandle& env) {
   const bool isNameOfParts = !exists(options.dataset) && exists(options.dataset + ".0");
   dataset->setMultiFile(isNameOfParts);
   if (isNameOfParts && !exists(options.dataset + ".info")) dataset->setInfoFile(options.dataset + ".0.info");
-  if (isNameOfParts) checkParts(options.dataset, QUVEN_ENV);
+  checkParts(options.dataset, QUVEN_ENV);
   dataset->open(options.dataset, point.get(), transport.getRank(), transport.getCount(), QUVEN_ENV);
   checkColumns(*options.kind, options.dataset, *point, QUVEN_ENV);
   // What a copy or a full disk has cut would be analysed as if it were all.
@@ -168,6 +169,7 @@ void AnalysisRun::open(const QUVENEnvHandle& env) {
     const QUVENXMLTag& parameters = readParameters(QUVEN_ENV);
     openDataset(QUVEN_ENV);
     if (options.kind->readsTableRows) checkTable(*options.kind, options.dataset, *point, QUVEN_ENV);
+    checkCallersOfParts(options.dataset, *point, QUVEN_ENV);
     warnOfNoUse(parameters, QUVEN_ENV);
     openModel(parameters, QUVEN_ENV);
     outputFiles = options.kind->outputFiles(parameters, transport.getCount(), QUVEN_ENV);
