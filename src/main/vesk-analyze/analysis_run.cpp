@@ -4,6 +4,7 @@
 
 #include "control/quven_result_file.h"
 #include "dataset_check.h"
+#include "parts_check.h"
 #include "simple_algorithm/quven_simple_algorithm_protocol.h"
 #include "vesk-common/quven_reports.h"
 
@@ -40,7 +41,7 @@ void AnalysisRun::openDataset(const QUVENEnvHandle& env) {
   const bool isNameOfParts = !exists(options.dataset) && exists(options.dataset + ".0");
   dataset->setMultiFile(isNameOfParts);
   if (isNameOfParts && !exists(options.dataset + ".info")) dataset->setInfoFile(options.dataset + ".0.info");
-  if (isNameOfParts) checkParts(options.dataset, QUVEN_ENV);
+  checkParts(options.dataset, QUVEN_ENV);
   dataset->open(options.dataset, &driver.getPoint(), transport.getRank(), transport.getCount(), QUVEN_ENV);
   checkColumns(*options.kind, options.dataset, driver.getPoint(), QUVEN_ENV);
   // What a copy or a full disk has cut would be analysed as if it were all.
@@ -95,7 +96,8 @@ void AnalysisRun::open(const QUVENEnvHandle& env) {
     const QUVENXMLTag& parameters = parameterFile.read(QUVEN_ENV);
     openDataset(QUVEN_ENV);
     if (options.kind->readsTableRows) checkTable(*options.kind, options.dataset, driver.getPoint(), QUVEN_ENV);
-    parameterFile.warnOfNoUse(QUVEN_ENV);
+    checkCallersOfParts(options.dataset, driver.getPoint(), QUVEN_ENV);
+    warnOfNoUse(parameters, QUVEN_ENV);
     openModel(parameters, QUVEN_ENV);
     outputFiles = options.kind->outputFiles(parameters, transport.getCount(), QUVEN_ENV);
     checkOutputsBefore(outputFiles, options.kind->outputError, QUVEN_ENV);

@@ -8,6 +8,7 @@
 #include <utility>
 
 #include "control/quven_XML_handler.h"
+#include "control/quven_partition.h"
 #include "loader_common.h"
 #include "number_reading.h"
 #include "operations.h"
@@ -16,8 +17,6 @@
 namespace vesk_loader {
 
 namespace {
-
-constexpr std::int32_t largestPartitionCount = 100;
 
 struct OutputName {
   const char* name;
