@@ -226,6 +226,19 @@ TEST_F(GroupsProgram, UnknownParametersAreNamed) {
   EXPECT_THAT(result.out, Not(HasSubstr(unknown("KernelType"))));
 }
 
+TEST_F(GroupsProgram, TheKernelTakesTheParameterFileOfTheGroups) {
+  dataset(cliques(3));
+  tags["MinClusterSize"] = "2";
+  tags["KernelValuesFileName"] = "kept_worker_0.txt";
+  kernelTags["OutputFileName"] = "kept.txt";
+  analyse("kernel", 1);
+  EXPECT_EQ(result.status, 0) << result.out;
+  EXPECT_THAT(result.out, Not(HasSubstr("Warning;|")));
+  analyse("groups", 1);
+  EXPECT_EQ(result.status, 0) << result.out;
+  EXPECT_THAT(result.out, HasSubstr("Starting from kernel values file\n"));
+}
+
 TEST_F(GroupsProgram, WrongParametersEndTheRun) {
   dataset(cliques(3));
   const Tags sound = tags;

@@ -96,6 +96,10 @@ void quvenReadSeedFile(const std::string& parameterFileName, QUVENXaRay<std::uin
     report_error(SeedsUnreadable, "QUVENSNAData::readSeedFile: Unable to open seed file (visual version) ", QUVEN_ENV,
                  true);
   }
+  quvenReadSeeds(seedFileName, seeds, QUVEN_ENV);
+}
+
+void quvenReadSeeds(const std::string& seedFileName, QUVENXaRay<std::uint64_t>& seeds, const QUVENEnvHandle& env) {
   std::ifstream file(seedFileName);
   const auto reportUnreadable = [&] {
     report_error(SeedsUnreadable, "QUVENSNAData::readSeedFile: Unable to open seed file", QUVEN_ENV, true);

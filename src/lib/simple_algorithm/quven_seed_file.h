@@ -14,11 +14,14 @@
 /// without one.
 [[nodiscard]] bool FindSeedFileNameInParamFile(const std::string& parameterFileName, std::string& seedFileName);
 
-/// Reads the seeds, a number a line, in the order of the file.
+/// Reads the seeds, one number per line, in the order of the file.
 ///
 /// A line of up to 10 characters is an unsigned number with its base by its prefix, a longer one is decimal. A line
-/// that is none, or 0, is the warning 5003 with its number, and is skipped. Errors: the terminating report 2307, when
-/// the name is not found or the file cannot be read.
+/// that is none, or 0, is the warning 5003 with its number, and is skipped. Errors: the terminating report 2307 when
+/// the file cannot be read.
+void quvenReadSeeds(const std::string& seedFileName, QUVENXaRay<std::uint64_t>& seeds, const QUVENEnvHandle& env);
+
+/// The same with the file that the text of a parameter file names. Errors: 2307 too when it names none.
 void quvenReadSeedFile(const std::string& parameterFileName, QUVENXaRay<std::uint64_t>& seeds,
                        const QUVENEnvHandle& env);
 

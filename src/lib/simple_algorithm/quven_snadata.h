@@ -9,6 +9,7 @@
 
 #include "simple_algorithm/quven_analysis_trace.h"
 #include "simple_algorithm/quven_node_table.h"
+#include "simple_algorithm/quven_parameters.h"
 #include "simple_algorithm/quven_simple_algorithm_data.h"
 
 /// Diffusion over the rows of a pair sum dataset.
@@ -28,7 +29,11 @@ class QUVENSNAData : public QUVENObjectOf<QUVENSNAData, QUVENSimpleAlgorithmAbst
 
   QUVENSNAData() = default;
 
-  /// Reads the parameters below the tag, and the seeds from the file that the parameter file names.
+  /// All parameters of the analysis.
+  static QUVENParameterSections parameterSections();
+
+  /// Reads the parameters below the tag, and the seeds from the file that the text of the parameter file
+  /// names. Without a parameter file name, the tag "Seed" names it.
   /// Errors: terminating reports, 2202 for a parameter, 2307 for the seeds.
   void open(const QUVENXMLTag& parameters, const std::string& parameterFileName, const QUVENEnvHandle& env);
 

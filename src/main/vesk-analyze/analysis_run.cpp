@@ -28,7 +28,7 @@ AnalysisRun::AnalysisRun(const AnalyzeOptions& runOptions, const WorkerTransport
                          const QUVENEnvHandle& env)
     : options(runOptions),
       transport(workerTransport),
-      parameterFile(*runOptions.kind, runOptions.parameterFile, QUVEN_ENV),
+      parameterFile(*runOptions.kind, runOptions.parameterFile, runOptions.settings, QUVEN_ENV),
       point(quvenMake<QUVENDataPoint>(QUVEN_ENV)),
       names(quvenMake<QUVENFieldNameMap>(QUVEN_ENV)),
       dataset(quvenMake<QUVENBinaryInputDataset>(QUVEN_ENV)),
@@ -83,7 +83,7 @@ void AnalysisRun::openModel(const QUVENXMLTag& parameters, const QUVENEnvHandle&
     model->addInput(field, usage, QUVEN_ENV);
   }
   model->setMiningMode(QUVENModel::BestModelTrainDataOnly, nullptr, QUVEN_ENV);
-  model->setParameterFileName(options.parameterFile);
+  model->setParameterFileName(parameterFile.fileOfText());
   model->open(options.kind->modelId, fields, parameters, QUVEN_ENV);
   fields.deleteMemory(QUVEN_ENV);
 }
@@ -110,13 +110,11 @@ void AnalysisRun::open(const QUVENEnvHandle& env) {
     if (options.kind->readsTableRows) checkTable(*options.kind, options.dataset, *point, QUVEN_ENV);
     parameterFile.warnOfNoUse(QUVEN_ENV);
     openModel(parameters, QUVEN_ENV);
-    outputFiles = options.kind->outputFiles(parameters, transport.getCount(), QUVEN_ENV);
+    outputFiles = parameterFile.outputFiles(transport.getCount(), QUVEN_ENV);
     checkOutputsBefore(outputFiles, options.kind->outputError, QUVEN_ENV);
     const OutputFile results[] = {{options.resultsFile}};
     if (!options.resultsFile.empty()) checkOutputsBefore(results, resultsUnwritable, QUVEN_ENV);
-    if (outputFiles.empty()) {
-      report_warning(IllegalParameters, "OutputFileName", "vesk-analyze: without it the results are written nowhere");
-    }
+    if (outputFiles.empty()) parameterFile.warnOfNoOutput();
     checkNames(QUVEN_ENV);
   }
   if (transport.isAlone()) return;

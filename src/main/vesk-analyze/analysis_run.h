@@ -17,6 +17,7 @@ namespace vesk_analyze {
 struct AnalyzeOptions {
   const AnalysisKind* kind = nullptr;
   std::string parameterFile;
+  std::vector<ParameterSetting> settings = {};  ///< in place of what the parameter file says
   std::string dataset;
   std::string resultsFile = {};  ///< where writeResultsToTag goes, empty for nowhere
   bool timings = false;
