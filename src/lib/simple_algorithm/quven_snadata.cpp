@@ -288,6 +288,7 @@ int QUVENSNAData::endDataScan(const QUVENEnvHandle& env) {
   constexpr const char* method = "QUVENSNAData::endDataScan";
   switch (getState()) {
     case ComputeNormalizer:
+      reportSeeds(QUVEN_ENV);
       ivState = ComputeWeightedInOutDeg;
       trace.progress("Finished computing normalizer", method, ivModel1NumIterations);
       break;

@@ -1,14 +1,17 @@
 // The parameters of the diffusion analysis, its seeds, and what it says of itself.
 
+#include <sstream>
+
 #include "control/quven_XML_tag.h"
 #include "simple_algorithm/quven_parameters.h"
 #include "simple_algorithm/quven_seed_file.h"
 #include "simple_algorithm/quven_snadata.h"
+#include "vesk-common/quven_doubt.h"
 #include "vesk-common/quven_reports.h"
 
 namespace {
 
-constexpr int IllegalParameter = 2202;
+enum Code : int { IllegalParameter = 2202, NoUsableSeed = 5009 };
 
 constexpr double seedEnergy = 1.0;
 
@@ -123,17 +126,32 @@ void QUVENSNAData::open(const QUVENXMLTag& tag, const std::string& parameterFile
 
 void QUVENSNAData::readSeedFile(const std::string& parameterFileName, const QUVENEnvHandle& env) {
   QUVENXaRay<std::uint64_t> seeds;
-  if (parameterFileName.empty()) {
-    quvenReadSeeds(ivSeedFileName, seeds, QUVEN_ENV);
-  } else {
-    quvenReadSeedFile(parameterFileName, seeds, QUVEN_ENV);
-  }
+  seedLines = parameterFileName.empty() ? quvenReadSeeds(ivSeedFileName, seeds, QUVEN_ENV)
+                                        : quvenReadSeedFile(parameterFileName, seeds, QUVEN_ENV);
+  seedsTaken = seeds.getSize();
   for (const std::uint64_t seed : seeds) {
     const long index = nodes.insert(seed, QUVEN_ENV);
     ivModel1TotalEnergies.at(index, QUVEN_ENV) += seedEnergy;
     ivModel1FreshEnergyMap.at(index, QUVEN_ENV) += seedEnergy;
   }
   seeds.deleteMemory(QUVEN_ENV);
+}
+
+void QUVENSNAData::reportSeeds(const QUVENEnvHandle& env) {
+  for (long i = 1; i <= nodes.getSize(); ++i) {
+    if (!ivModel1TotalEnergies.has(i)) continue;  // before the first pass of diffusion seeds alone have energy
+    ++seedNodes;
+    if (ivNum2RowSumMap.has(i) || ivNum2InDegreeMap.has(i)) ++seedsInData;
+    if (ivNum2OutDegreeMap.get(i) >= 1) ++seedsThatCall;
+  }
+  std::ostringstream text;
+  text << "Seeds: lines read: " << seedLines << ", taken: " << seedsTaken << ", different subscribers: " << seedNodes
+       << ", occurring in the data: " << seedsInData << ", calling somebody: " << seedsThatCall;
+  report_log(1, text);
+  if (seedNodes > 0 && seedsInData == 0) {
+    report_doubt(NoUsableSeed, ivSeedFileName,
+                 "QUVENSNAData::endDataScan: no seed occurs in the data, so no energy spreads", QUVEN_ENV);
+  }
 }
 
 void QUVENSNAData::writeResultsToTag(QUVENXMLTag& tag, const QUVENEnvHandle& env) const {

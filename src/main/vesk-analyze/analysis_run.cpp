@@ -114,7 +114,7 @@ void AnalysisRun::open(const QUVENEnvHandle& env) {
     checkOutputsBefore(outputFiles, options.kind->outputError, QUVEN_ENV);
     const OutputFile results[] = {{options.resultsFile}};
     if (!options.resultsFile.empty()) checkOutputsBefore(results, resultsUnwritable, QUVEN_ENV);
-    if (outputFiles.empty()) parameterFile.warnOfNoOutput();
+    if (outputFiles.empty()) parameterFile.warnOfNoOutput(QUVEN_ENV);
     checkNames(QUVEN_ENV);
   }
   if (transport.isAlone()) return;

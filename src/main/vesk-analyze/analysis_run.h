@@ -21,6 +21,7 @@ struct AnalyzeOptions {
   std::string dataset;
   std::string resultsFile = {};  ///< where writeResultsToTag goes, empty for nowhere
   bool timings = false;
+  bool isStrict = false;  ///< a warning that the result is not what was asked for ends the run
 };
 
 /// What a run works on, on one worker: the dataset, the data point with its fields, the model. It knows no analysis.

@@ -40,6 +40,8 @@ CommandLine readCommandLine(int argc, const char* const* argv, AnalyzeOptions& o
     command->add_option("DATASET", options.dataset, "The dataset, the name given to vesk-loader")->required();
     command->add_option("--results", options.resultsFile, "Write parameters and counters of the run to this XML file");
     command->add_flag("--timings", options.timings, "A table of the passes and their phases, on standard error");
+    command->add_flag("--strict", options.isStrict,
+                      "End with status 99 at a warning that the result is not what was asked for");
     const auto addSetting = [&options, &kind](const std::string& text) {
       if (readSetting(kind, text, options.settings.emplace_back())) return;
       throw CLI::ValidationError("--set", "\"" + text + "\" is not KEY=VALUE with a parameter of " + kind.command);
@@ -70,6 +72,7 @@ CommandLine readCommandLine(int argc, const char* const* argv, AnalyzeOptions& o
 void runAnalysis(const AnalyzeOptions& options, std::ostream& err) {
   QUVENEnv environment;
   environment.activate();
+  environment.setStrict(options.isStrict);
   QUVENEnv* env = &environment;
   const WorkerTransport transport;
   AnalysisRun run(options, transport, QUVEN_ENV);

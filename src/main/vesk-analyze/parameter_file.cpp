@@ -4,6 +4,7 @@
 #include <cstdlib>
 #include <filesystem>
 
+#include "vesk-common/quven_doubt.h"
 #include "vesk-common/quven_reports.h"
 
 namespace vesk_analyze {
@@ -112,7 +113,7 @@ void ParameterFile::warnOfUnknown(const QUVENEnvHandle& env) const {
       if (isKnown(child.getName(), tag, kind.parameters()) || isKnown(child.getName(), tag, kind.passedOver())) {
         continue;
       }
-      report_warning(IllegalParameters, child.getName(), "vesk-analyze: unknown parameter is ignored");
+      report_doubt(IllegalParameters, child.getName(), "vesk-analyze: unknown parameter is ignored", QUVEN_ENV);
     }
   };
   warn(top);
@@ -138,16 +139,16 @@ void ParameterFile::warnOfNoUse(const QUVENEnvHandle& env) const {
       char* end = nullptr;
       const double number = std::strtod(value.c_str(), &end);
       if (*end != '\0') continue;  // the analysis reports it
-      if (!row.isMeaningful(number)) report_warning(IllegalParameters, row.key, row.notMeaningful);
+      if (!row.isMeaningful(number)) report_doubt(IllegalParameters, row.key, row.notMeaningful, QUVEN_ENV);
     }
   }
 }
 
-void ParameterFile::warnOfNoOutput() const {
+void ParameterFile::warnOfNoOutput(const QUVENEnvHandle& env) const {
   for (const QUVENParameterSection& section : kind.parameters()) {
     for (const QUVENParameter& row : section.rows) {
       if (row.file != QUVENParameterFile::Output) continue;
-      report_warning(IllegalParameters, row.key, "vesk-analyze: without it the results are written nowhere");
+      report_doubt(IllegalParameters, row.key, "vesk-analyze: without it the results are written nowhere", QUVEN_ENV);
     }
   }
 }

@@ -37,7 +37,7 @@ class ParameterFile {
   /// The warnings 2202 of legal values with which the results mean nothing.
   void warnOfNoUse(const QUVENEnvHandle& env) const;
   /// The warning 2202 that names the parameter for the output.
-  void warnOfNoOutput() const;
+  void warnOfNoOutput(const QUVENEnvHandle& env) const;
   /// The files that a run with these parameters reads beside the dataset.
   std::vector<std::string> inputFiles(const QUVENEnvHandle& env) const;
   /// The files that a run with these parameters writes on this number of workers.
