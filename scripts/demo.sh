@@ -63,8 +63,8 @@ for workers in 1 2; do
   <EndConditionValue>0.001</EndConditionValue>
 </AnalysisParams>
 END
-  echo "+ mpirun -n $workers vesk-analyze diffusion diffusion.$workers.xml parts.bin > diffusion.$workers.log"
-  mpirun -n "$workers" "$bin/vesk-analyze" diffusion "diffusion.$workers.xml" parts.bin > "diffusion.$workers.log"
+  echo "+ mpirun -n $workers vesk-analyze diffusion diffusion.$workers.xml parts.bin --strict > diffusion.$workers.log"
+  mpirun -n "$workers" "$bin/vesk-analyze" diffusion "diffusion.$workers.xml" parts.bin --strict > "diffusion.$workers.log"
 done
 cmp energy.1.csv energy.2.csv && echo "one and two workers give the same result"
 echo "the ten subscribers with most energy that are no seeds, and the groups they were planted in:"
@@ -95,8 +95,8 @@ for workers in 1 2; do
   </KernelParams>
 </AnalysisParams>
 END
-  echo "+ mpirun -n $workers vesk-analyze groups groups.$workers.xml month.bin > groups.$workers.log"
-  mpirun -n "$workers" "$bin/vesk-analyze" groups "groups.$workers.xml" month.bin > "groups.$workers.log"
+  echo "+ mpirun -n $workers vesk-analyze groups groups.$workers.xml month.bin --strict > groups.$workers.log"
+  mpirun -n "$workers" "$bin/vesk-analyze" groups "groups.$workers.xml" month.bin --strict > "groups.$workers.log"
 done
 echo "the groups of two workers beside those of one (the cutoff is estimated by each worker from its own subscribers):"
 tail -n +2 found.1_1.nodes.csv | cut -d, -f1,2 | awk -F, '{ member[$2] = member[$2] " " $1 } END { for (g in member) print g member[g] }' \

@@ -6,7 +6,7 @@
 
 #include <filesystem>
 
-#include "control/quven_XML_handler.h"
+#include "parameter_file.h"
 #include "simple_algorithm/quven_simple_algorithm_model.h"
 #include "support/captured_run.h"
 #include "support/temporary_folder.h"
@@ -100,17 +100,17 @@ TEST_F(OutputCheck, AFileThatFailedIsNamedFirst) {
 class AnalysisOutputs : public OutputCheck {
  protected:
   std::vector<std::string> of(const std::string& command, const std::string& tags, int workers) {
-    auto tree = QUVENXMLHandler::create(QUVEN_ENV);
-    tree->resetTree(QUVEN_ENV);
-    EXPECT_EQ(tree->readXMLFile(folder.write("params.xml", "<P>\n" + tags + "</P>\n"), QUVEN_ENV), 1);
+    const std::string path = folder.write("params.xml", "<AnalysisParams>\n" + tags + "</AnalysisParams>\n");
     std::vector<std::string> names;
     for (const AnalysisKind& kind : analysisKinds()) {
       if (kind.command != command) continue;
-      for (const OutputFile& output : kind.outputFiles(tree->getTag("P", QUVEN_ENV), workers, QUVEN_ENV)) {
+      ParameterFile file(kind, path, {}, QUVEN_ENV);
+      capturedRun([&] { file.read(QUVEN_ENV); });
+      for (const OutputFile& output : file.outputFiles(workers, QUVEN_ENV)) {
         names.push_back(output.path + (output.isReplaced ? "" : " in place"));
       }
+      file.release(QUVEN_ENV);
     }
-    tree.reset(QUVEN_ENV);
     return names;
   }
 };

@@ -138,6 +138,36 @@ TEST_F(AnalyzeRun, AnUnknownParameterIsNamed) {
   EXPECT_THAT(result.out, HasSubstr("Warning;|2202;|SpreadCoeficient;|vesk-analyze: unknown parameter is ignored;|"));
 }
 
+TEST_F(AnalyzeRun, AStrictRunEndsAtADoubt) {
+  writeNumbers("calls.bin", rows(1, 50));
+  const auto expectStrict = [&](const std::string& code, const std::string& warning) {
+    for (const int workers : {1, 3}) {
+      SCOPED_TRACE(warning + std::to_string(workers));
+      diffusion(workers);
+      EXPECT_EQ(result.status, 0) << result.out;
+      EXPECT_THAT(result.out, HasSubstr("Warning;|" + code + ";|" + warning));
+      EXPECT_TRUE(exists("energy.csv"));
+      diffusion(workers, {"--strict", "--results", "run.xml"});
+      EXPECT_EQ(result.status, 99);
+      EXPECT_THAT(result.out, HasSubstr("Warning;|" + code + ";|" + warning));
+      EXPECT_THAT(result.out, HasSubstr("Error;|4608;|" + code + ";|--strict: "));
+      EXPECT_FALSE(exists("energy.csv"));
+      EXPECT_FALSE(exists("run.xml"));
+    }
+  };
+  diffusion(2, {"--strict"});
+  EXPECT_EQ(result.status, 0) << result.out;
+  parameterFile("<SpreadCoeficient>0.4</SpreadCoeficient>\n");
+  expectStrict("2202", "SpreadCoeficient;|vesk-analyze: unknown parameter is ignored;|");
+  parameterFile("");
+  writeFile("seeds", "");
+  expectStrict("5009", "seeds;|QUVENSNAData::readSeedFile: no line of the seed file is a subscriber number");
+  writeFile("seeds", "777\n");
+  expectStrict("5009", "seeds;|QUVENSNAData::endDataScan: no seed occurs in the data");
+  writeFile("seeds", "1\n010\n");
+  expectStrict("5010", "010;|QUVENSNAData::readSeedFile: the seed is read in base 8");
+}
+
 TEST_F(AnalyzeRun, WrongFilesEndTheRunOnAllWorkers) {
   writeNumbers("calls.bin", rows(1, 5));
   expectFailure("Error;|2305;|nothing;|Failed to open input data file !!;|ErrorEnd\n", "nothing");

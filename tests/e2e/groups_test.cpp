@@ -226,6 +226,38 @@ TEST_F(GroupsProgram, UnknownParametersAreNamed) {
   EXPECT_THAT(result.out, Not(HasSubstr(unknown("KernelType"))));
 }
 
+TEST_F(GroupsProgram, TheKernelTakesTheParameterFileOfTheGroups) {
+  dataset(cliques(3));
+  tags["MinClusterSize"] = "2";
+  tags["KernelValuesFileName"] = "kept_worker_0.txt";
+  kernelTags["OutputFileName"] = "kept.txt";
+  analyse("kernel", 1);
+  EXPECT_EQ(result.status, 0) << result.out;
+  EXPECT_THAT(result.out, Not(HasSubstr("Warning;|")));
+  analyse("groups", 1);
+  EXPECT_EQ(result.status, 0) << result.out;
+  EXPECT_THAT(result.out, HasSubstr("Starting from kernel values file\n"));
+}
+
+TEST_F(GroupsProgram, AStrictRunWithoutClustersLeavesNoResult) {
+  dataset({{1, {2}}, {2, {3}}, {3, {1}}});
+  tags["KernelValuesFileName"] = "values";
+  writeFile("values", "");
+  analyse("groups", 2);
+  EXPECT_EQ(result.status, 0) << result.out;
+  EXPECT_THAT(result.out, HasSubstr("Warning;|5006;|"));
+  EXPECT_TRUE(exists("found_1.nodes.csv"));
+  for (const int workers : {1, 2}) {
+    removeResults();
+    analyse("groups", workers, {"--strict"});
+    EXPECT_EQ(result.status, 99);
+    EXPECT_THAT(result.out, HasSubstr("Error;|4608;|5006;|--strict: "));
+    EXPECT_FALSE(exists("found_1.clusters.csv"));
+    EXPECT_FALSE(exists("found_1.nodes.csv"));
+    EXPECT_EQ(partialFiles(), Strings{});
+  }
+}
+
 TEST_F(GroupsProgram, WrongParametersEndTheRun) {
   dataset(cliques(3));
   const Tags sound = tags;

@@ -1,4 +1,5 @@
-// Any bytes as a seed file: every line is a seed or a warning, and no other line is warned of.
+// Any bytes as a seed file: every line is a seed or a warning, by itself or in the count of further ones, and no other
+// line is warned of.
 
 #include <algorithm>
 
@@ -29,7 +30,14 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   QUVENXaRay<std::uint64_t> seeds;
   const FuzzRun run = fuzzRun([&] { quvenReadSeedFile(parameters, seeds, QUVEN_ENV); });
   REQUIRE(!run.terminated);
-  const long warnings = occurrences(run.out, "Warning;|5003;|");
+  long warnings = occurrences(run.out, "Warning;|5003;|");
+  REQUIRE(warnings <= 20);
+  const std::size_t rest = run.out.find(" further lines are ignored;|");
+  if (rest != std::string::npos) {
+    REQUIRE(warnings == 20);
+    warnings += std::atol(run.out.c_str() + run.out.rfind(' ', rest - 1));
+  }
+  REQUIRE(occurrences(run.out, "Warning;|5009;|") == (seeds.getSize() == 0 ? 1 : 0));
   REQUIRE(seeds.getSize() + warnings == lines);
   for (const std::uint64_t seed : seeds) REQUIRE(seed != 0);
   QUVEN_DELETE(seeds);

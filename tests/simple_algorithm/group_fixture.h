@@ -42,9 +42,9 @@ class GroupTest : public ::testing::Test {
   static std::string error(int code, const std::string& text) {
     return "Error;|" + std::to_string(code) + ";|" + text + ";|ErrorEnd";
   }
-  /// The first error line of an output, or all of it.
+  /// The error line that ended a run, which is the last one of an output; or all of the output.
   static std::string reportIn(const std::string& out) {
-    const std::size_t start = out.find("Error;|");
+    const std::size_t start = out.rfind("Error;|");
     return start == std::string::npos ? out : out.substr(start, out.find('\n', start) - start);
   }
   static std::string unreachable() { return "Program control should never reach this point"; }

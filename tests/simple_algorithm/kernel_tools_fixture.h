@@ -66,7 +66,7 @@ class KernelToolsTest : public ::testing::Test {
   }
   /// The report line of an error in an output, or all of it.
   static std::string reportIn(const std::string& out) {
-    const std::size_t start = out.find("Error;|");
+    const std::size_t start = out.rfind("Error;|");
     return start == std::string::npos ? out : out.substr(start, out.find('\n', start) - start);
   }
   static std::string log(int level, const std::string& text) {

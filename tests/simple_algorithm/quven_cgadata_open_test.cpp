@@ -165,6 +165,30 @@ TEST_F(QUVENCGADataOpen, ChecksStandInTheirOrder) {
   EXPECT_THAT(run.out, HasSubstr("Warning;|5002;|850;|"));
 }
 
+/// Those of the kernel too, though its parameters are read first.
+TEST_F(QUVENCGADataOpen, EveryFaultIsNamedWithItsValueBeforeTheReport) {
+  kernelTags.erase("SparsityLevel");
+  tags["MinClusterSize"] = "x";
+  tags["OutputFormat"] = "Compact";
+  tags.erase("OutputFileName");
+  opening({});
+  const std::string faults =
+      "Error;|2203;|KernelParams/SparsityLevel;|the parameter is missing, legal is a number above 0 and below 1;|"
+      "ErrorEnd\n"
+      "Error;|2202;|MinClusterSize;|the value \"x\" is illegal, legal is an integer of at least 1;|ErrorEnd\n"
+      "Error;|2202;|OutputFileName;|the parameter is missing, legal is a text that is not empty;|ErrorEnd\n"
+      "Error;|2204;|OutputFormat;|the value \"Compact\" is illegal, legal is CSV;|ErrorEnd\n"
+      "Error;|2203;|QUVENCGAData::readKernelValuesFile: kernel must be sparse and sparsity level must be provided;|"
+      "ErrorEnd\nTerminating VESK\n";
+  EXPECT_THAT(run.out, HasSubstr(faults));
+  // After the kernel is right, the faults of the rest come before the report of the first of them.
+  kernelTags["SparsityLevel"] = "0.5";
+  tags.erase("OutputFormat");
+  opening({});
+  EXPECT_THAT(run.out, HasSubstr("Error;|2202;|MinClusterSize;|the value \"x\""));
+  EXPECT_THAT(run.out, HasSubstr("Error;|2204;|OutputFormat;|the default \"Normal\" is illegal, legal is CSV;|"));
+}
+
 TEST_F(QUVENCGADataOpen, WritesParametersAndCountersToATag) {
   tags["MinClusterSize"] = "2";
   tags["NumIterationsConnectingNodes"] = "3";

@@ -43,8 +43,10 @@ class QUVENKernelParametersTest : public KernelToolsTest {
     tree->resetTree(QUVEN_ENV);
     EXPECT_EQ(tree->readXMLFile(path, QUVEN_ENV), 1);
     std::optional<QUVENKernelParameters> parameters;
-    run = capturedRun(
-        [&] { parameters = quvenReadKernelParameters(tree->getTag("AnalysisParams", QUVEN_ENV), QUVEN_ENV); });
+    run = capturedRun([&] {
+      const QUVENParameterSections sections(&quvenKernelParameterSection(), 1);
+      parameters = quvenReadKernelParameters(tree->getTag("AnalysisParams", QUVEN_ENV), sections, QUVEN_ENV);
+    });
     EXPECT_EQ(run.threwLibraryException, !parameters.has_value());
     QUVEN_DELETE(tree);
     quvenDebugWords = QUVENDebugWords();
@@ -90,7 +92,7 @@ TEST_F(QUVENKernelParametersTest, WhatIsNotGivenHasItsDefault) {
   EXPECT_EQ(parameters->outputFileName, "");
   EXPECT_EQ(parameters->filterSimilarities, 1);
   EXPECT_EQ(parameters->numberOfComputeIterations, 1);
-  EXPECT_EQ(parameters->isSparseData, 1);
+  EXPECT_EQ(parameters->sparseData, 1);
   EXPECT_EQ(parameters->isSparseKernel, 1);
   EXPECT_EQ(parameters->sparsityLevel, 0.5);
   const QUVENKernelSettings& function = parameters->function;
@@ -133,7 +135,7 @@ TEST_F(QUVENKernelParametersTest, WhatIsGivenIsTaken) {
   EXPECT_EQ(parameters->outputFileName, "some/values.csv");
   EXPECT_EQ(parameters->filterSimilarities, 0);
   EXPECT_EQ(parameters->numberOfComputeIterations, 1);
-  EXPECT_EQ(parameters->isSparseData, 0);
+  EXPECT_EQ(parameters->sparseData, 0);
   EXPECT_NE(parameters->isSparseKernel, 0);
   EXPECT_EQ(parameters->sparsityLevel, 0.125);
   const QUVENKernelSettings& function = parameters->function;
@@ -192,7 +194,7 @@ TEST_F(QUVENKernelParametersTest, TheFormOfTheDataHasToBeGiven) {
   set("isSparseData", "0.5");  // any number but 0
   const auto parameters = read();
   ASSERT_TRUE(parameters);
-  EXPECT_EQ(parameters->isSparseData, 1);
+  EXPECT_EQ(parameters->sparseData, 0.5);
   EXPECT_THAT(run.out, HasSubstr(log(1, "Reading sparse mode data : 0.5")));
 }
 
@@ -234,7 +236,7 @@ TEST_F(QUVENKernelParametersTest, EachGivenMarkerSilencesItsNote) {
   EXPECT_THAT(run.out, Not(HasSubstr("Defaulting normalizing factor")));
 }
 
-/// Each check ends the run, so the first that fails is the one that is told.
+/// The first check that fails gives the report that ends the run.
 TEST_F(QUVENKernelParametersTest, TheChecksHaveAnOrder) {
   keys = {{"KernelVerbosity", "x"},  {"NumberOfComputeIterations", "2"},
           {"IsSparseKernel", "0"},   {"SparsityLevel", "2"},
@@ -267,6 +269,25 @@ TEST_F(QUVENKernelParametersTest, TheChecksHaveAnOrder) {
   EXPECT_EQ(next(), error(2202, "QUVENKernelData: illegal value of NormalizingFactor"));
   set("NormalizingFactor", "1");
   EXPECT_TRUE(read());
+}
+
+TEST_F(QUVENKernelParametersTest, EveryFaultIsNamedWithItsValueBeforeTheReport) {
+  set("SparsityLevel", "2");
+  set("IndicesData", "x");
+  remove("FilterSimilarities");
+  EXPECT_FALSE(read());
+  const auto fault = [](int code, const std::string& path, const std::string& text) {
+    return error(code, path + ";|" + text) + "\n";
+  };
+  EXPECT_THAT(run.out, HasSubstr(log(0, "Starting reading kernel params") +
+                                 fault(2204, "KernelParams/FilterSimilarities",
+                                       "the parameter is missing, legal is an integer") +
+                                 fault(2203, "KernelParams/SparsityLevel",
+                                       "the value \"2\" is illegal, legal is a number above 0 and below 1") +
+                                 fault(2204, "KernelParams/IndicesData", "the value \"x\" is illegal, legal is 1") +
+                                 error(2204, filterMissing) + "\nTerminating VESK\n"));
+  EXPECT_FALSE(read(false));
+  EXPECT_THAT(run.out, HasSubstr("Error;|2203;|SparsityLevel;|the value \"2\""));
 }
 
 }  // namespace

@@ -28,21 +28,49 @@ class QUVENParametersTest : public KernelTest {
         .setValue(value, QUVEN_ENV);
   }
 
-  /// Reads the parameter, into run what that wrote; nothing if it was refused.
-  template <class T>
-  std::optional<T> read(const QUVENParameter<T>& parameter) {
-    std::optional<T> value;
-    run = capturedRun([&] { value = quvenReadParameter(tree->getTag("P", QUVEN_ENV), parameter, QUVEN_ENV); });
+  struct Owner {
+    std::int32_t integer = -1;
+    double number = -1;
+    std::string text = "none";
+    struct {
+      double deep = -1;
+    } inner;
+  };
+  static constexpr QUVENParameterTarget integerTarget = quvenParameterTarget<&Owner::integer>();
+  static constexpr QUVENParameterTarget numberTarget = quvenParameterTarget<&Owner::number>();
+  static constexpr QUVENParameterTarget textTarget = quvenParameterTarget<&Owner::text>();
+
+  /// Reads the row into an owner, into run what that wrote; nothing if it was refused.
+  std::optional<Owner> read(const QUVENParameter& row) {
+    Owner owner;
+    const QUVENParameterSection section{.rows = {&row, 1}};
+    const QUVENXMLTag& tag = tree->getTag("P", QUVEN_ENV);
+    run = capturedRun([&] { QUVENParameterReader(tag, {&section, 1}).read(section, owner, QUVEN_ENV); });
     quvenDebugWords = QUVENDebugWords();
-    return value;
+    return run.threwLibraryException ? std::nullopt : std::optional(owner);
+  }
+  template <class T>
+  std::optional<T> read(const QUVENParameter& row, T Owner::*member) {
+    const std::optional<Owner> owner = read(row);
+    return owner ? std::optional((*owner).*member) : std::nullopt;
+  }
+  static QUVENParameter rowOf(const QUVENParameterTarget& target, const char* byDefault) {
+    return {.key = "Key",
+            .target = target,
+            .defaultValue = byDefault,
+            .errorCode = 2202,
+            .errorText = "illegal",
+            .defaultNote = "default",
+            .note = "given ",
+            .meaning = ""};
   }
   std::optional<std::int32_t> readInt(const std::string& value) {
     set(value);
-    return read<std::int32_t>({"Key", 7, "default", nullptr, 2202, "illegal", "given "});
+    return read(rowOf(integerTarget, "7"), &Owner::integer);
   }
   std::optional<double> readDouble(const std::string& value) {
     set(value);
-    return read<double>({"Key", 0.5, "default", nullptr, 2202, "illegal", "given "});
+    return read(rowOf(numberTarget, "0.5"), &Owner::number);
   }
 
   QUVENOwnPtr<QUVENXMLHandler> tree;
@@ -52,17 +80,42 @@ class QUVENParametersTest : public KernelTest {
 constexpr const char* refusal = "Error;|2202;|illegal;|ErrorEnd\n";
 
 TEST_F(QUVENParametersTest, WhatIsNotGivenHasItsDefault) {
-  EXPECT_EQ(read<std::int32_t>({"Key", 7, "default taken", nullptr, 2202, "illegal", "given "}), 7);
-  EXPECT_EQ(run.out, "Log;|1;|default taken;|LogEnd\n");
-  EXPECT_EQ(read<double>({"Key", 0.25, "", nullptr, 2202, "illegal", "given "}), 0.25);
+  EXPECT_EQ(read(rowOf(integerTarget, "7"), &Owner::integer), 7);
+  EXPECT_EQ(run.out, "Log;|1;|default;|LogEnd\n");
+  QUVENParameter silent = rowOf(numberTarget, "0.25");
+  silent.defaultNote = "";
+  EXPECT_EQ(read(silent, &Owner::number), 0.25);
   EXPECT_EQ(run.out, "");
-  EXPECT_EQ(read<std::string>({"Key", "text", "note", nullptr, 2202, "illegal", "given "}), "text");
-  EXPECT_EQ(run.out, "Log;|1;|note;|LogEnd\n");
+  EXPECT_EQ(read(rowOf(textTarget, "text"), &Owner::text), "text");
+  EXPECT_EQ(run.out, "Log;|1;|default;|LogEnd\n");
 }
 
-TEST_F(QUVENParametersTest, ADefaultIsNotChecked) {
-  const auto never = [](const std::int32_t&) { return false; };
-  EXPECT_EQ(read<std::int32_t>({"Key", 7, "", never, 2202, "illegal", ""}), 7);
+TEST_F(QUVENParametersTest, ADefaultIsNotCheckedFirstButSecond) {
+  QUVENParameter row = rowOf(integerTarget, "7");
+  row.isLegal = [](double) { return false; };
+  EXPECT_EQ(read(row, &Owner::integer), 7);
+  row.isSupported = row.isLegal;
+  row.unsupportedCode = 2204;
+  row.unsupportedText = "unsupported";
+  EXPECT_EQ(read(row, &Owner::integer), std::nullopt);
+  EXPECT_THAT(run.out, testing::HasSubstr("Error;|2204;|Key;|the default \"7\" is illegal;|ErrorEnd\n"
+                                          "Error;|2204;|unsupported;|ErrorEnd\nTerminating VESK\n"));
+}
+
+TEST_F(QUVENParametersTest, AMemberOfAMemberIsATargetToo) {
+  set("2.5");
+  const auto owner = read(rowOf(quvenParameterTarget<&Owner::inner, &decltype(Owner::inner)::deep>(), ""));
+  ASSERT_TRUE(owner);
+  EXPECT_EQ(owner->inner.deep, 2.5);
+  EXPECT_EQ(owner->number, -1);
+}
+
+TEST_F(QUVENParametersTest, ARowWithoutATargetIsCheckedAndNotStored) {
+  set("a");
+  QUVENParameter row = rowOf({}, "");
+  EXPECT_TRUE(read(row));
+  row.isLegalText = [](const std::string& text) { return text == "b"; };
+  EXPECT_FALSE(read(row));
 }
 
 TEST_F(QUVENParametersTest, AnIntegerIsReadAsADecimalWhateverItsPrefix) {
@@ -106,37 +159,48 @@ TEST_F(QUVENParametersTest, AnEmptyNumberPassesAndIsZero) {
 }
 
 TEST_F(QUVENParametersTest, AValueThatIsNotLegalIsRefusedWithTheSameWords) {
-  const auto isPositive = [](const std::int32_t& value) { return value > 0; };
-  const QUVENParameter<std::int32_t> parameter{"Key", 7, "", isPositive, 2202, "illegal", ""};
+  QUVENParameter row = rowOf(integerTarget, "7");
+  row.isLegal = [](double value) { return value > 0; };
+  row.note = "";
   set("0");
-  EXPECT_EQ(read(parameter), std::nullopt);
+  EXPECT_EQ(read(row, &Owner::integer), std::nullopt);
   EXPECT_THAT(run.out, testing::HasSubstr(refusal));
   set("1");
-  EXPECT_EQ(read(parameter), 1);
+  EXPECT_EQ(read(row, &Owner::integer), 1);
   EXPECT_EQ(run.out, "");  // without a note
 }
 
 TEST_F(QUVENParametersTest, ATextIsTakenAsItIs) {
   set("a text");
-  EXPECT_EQ(read<std::string>({"Key", "", "", nullptr, 2202, "illegal", "given "}), "a text");
+  QUVENParameter row = rowOf(textTarget, "");
+  EXPECT_EQ(read(row, &Owner::text), "a text");
   EXPECT_EQ(run.out, "Log;|1;|given a text;|LogEnd\n");
-  EXPECT_EQ(read<std::string>({"Key", "", "", nullptr, 2202, "illegal", "set", false}), "a text");
+  row.note = "set";
+  row.noteHasValue = false;
+  EXPECT_EQ(read(row, &Owner::text), "a text");
   EXPECT_EQ(run.out, "Log;|1;|set;|LogEnd\n");
 }
 
-TEST_F(QUVENParametersTest, ARequiredTextHasNoDefault) {
-  const auto required = [&] {
-    return quvenReadRequiredParameter(tree->getTag("P", QUVEN_ENV), "Key", "File: ", 2202, "no file", QUVEN_ENV);
-  };
-  run = capturedRun([&] { required(); });
-  EXPECT_TRUE(run.threwLibraryException);
-  EXPECT_THAT(run.out, testing::StartsWith("Error;|2202;|no file;|ErrorEnd\n"));
+TEST_F(QUVENParametersTest, ARequiredParameterHasNoDefault) {
+  QUVENParameter row = rowOf(textTarget, "");
+  row.isRequired = true;
+  EXPECT_EQ(read(row, &Owner::text), std::nullopt);
+  EXPECT_THAT(run.out,
+              testing::StartsWith("Error;|2202;|Key;|the parameter is missing;|ErrorEnd\n" + std::string(refusal)));
   set("name");
-  std::string value;
-  run = capturedRun([&] { value = required(); });
-  EXPECT_EQ(value, "name");
-  EXPECT_EQ(run.out, "Log;|1;|File: name;|LogEnd\n");
-  quvenDebugWords = QUVENDebugWords();
+  EXPECT_EQ(read(row, &Owner::text), "name");
+  EXPECT_EQ(run.out, "Log;|1;|given name;|LogEnd\n");
+}
+
+TEST_F(QUVENParametersTest, TheRemarkSeesTheAcceptedValue) {
+  QUVENParameter row = rowOf(integerTarget, "7");
+  row.remark = [](double value) { std::printf("remark %g\n", value); };
+  set("12");
+  EXPECT_TRUE(read(row));
+  EXPECT_EQ(run.out, "remark 12\nLog;|1;|given 12;|LogEnd\n");
+  set("x");
+  EXPECT_FALSE(read(row));
+  EXPECT_THAT(run.out, testing::Not(testing::HasSubstr("remark")));
 }
 
 }  // namespace

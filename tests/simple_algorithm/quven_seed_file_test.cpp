@@ -12,6 +12,7 @@
 namespace {
 
 using ::testing::HasSubstr;
+using ::testing::Not;
 
 /// Parameter files and seed files, and what is read from them.
 class QUVENSeedFile : public ::testing::Test {
@@ -99,7 +100,70 @@ TEST_F(QUVENSeedFile, OtherLinesAreSkippedWithAWarning) {
   EXPECT_EQ(seedsOf("1\n\n0\nx\n12x\n-5\n2\n"), (std::vector<std::uint64_t>{1, 2}));
   EXPECT_EQ(run.out, found + warningOf(2) + warningOf(3) + warningOf(4) + warningOf(5) + warningOf(6));
   EXPECT_TRUE(seedsOf("9223372036854775808\n1234567890x\n" + std::string(80, '1') + "\n").empty());
-  EXPECT_EQ(run.out, found + warningOf(1) + warningOf(2) + warningOf(3));
+  EXPECT_THAT(run.out, ::testing::StartsWith(found + warningOf(1) + warningOf(2) + warningOf(3)));
+}
+
+TEST_F(QUVENSeedFile, AtMostTwentyBadLinesAreNamedAndTheOthersCounted) {
+  std::string text;
+  for (int line = 1; line <= 20; ++line) text += "x\n";
+  EXPECT_EQ(seedsOf(text + "7\n"), std::vector<std::uint64_t>{7});
+  EXPECT_THAT(run.out, HasSubstr(warningOf(20)));
+  EXPECT_THAT(run.out, Not(HasSubstr("5011")));
+  EXPECT_EQ(seedsOf(text + "7\nx\ny\n"), std::vector<std::uint64_t>{7});
+  EXPECT_THAT(run.out, ::testing::EndsWith(warningOf(20) + "Warning;|5011;|2;|QUVENSNAData::readSeedFile: 2 further "
+                                                           "lines are ignored;|WarningEnd\n"));
+}
+
+TEST_F(QUVENSeedFile, AFileWithoutASeedIsWarnedOf) {
+  const std::string warning =
+      "Warning;|5009;|" + folder.path("seeds") +
+      ";|QUVENSNAData::readSeedFile: no line of the seed file is a subscriber number, so nobody "
+      "has energy;|WarningEnd\n";
+  // UTF-16, a quoted number, a number with a sign, text.
+  for (const std::string& text : {std::string(),
+                                  std::string("\xFF\xFE"
+                                              "1\0\n\0",
+                                              6),
+                                  std::string("\"49123\"\n"), std::string("+49123\n"), std::string("number\n")}) {
+    EXPECT_TRUE(seedsOf(text).empty());
+    EXPECT_FALSE(run.threwLibraryException);
+    EXPECT_THAT(run.out, ::testing::EndsWith(warning));
+  }
+  environment.setStrict(true);
+  seedsOf("");
+  EXPECT_TRUE(run.threwLibraryException);
+  EXPECT_THAT(run.out,
+              HasSubstr(warning + "Error;|4608;|5009;|--strict: the warning above means that the result is not "
+                                  "what was asked for;|ErrorEnd\n"));
+}
+
+TEST_F(QUVENSeedFile, ASeedThatIsNoDecimalIsWarnedOf) {
+  EXPECT_EQ(seedsOf("010\n07\n0x1F\n00000000010\n"), (std::vector<std::uint64_t>{8, 7, 31, 10}));
+  EXPECT_THAT(run.out, ::testing::EndsWith(
+                           "Warning;|5010;|010;|QUVENSNAData::readSeedFile: the seed is read in base 8 because of its "
+                           "leading zero: as 8, not as 10;|WarningEnd\n"
+                           "Warning;|5010;|0x1F;|QUVENSNAData::readSeedFile: the seed is read in base 16 as 31;|"
+                           "WarningEnd\n"));
+  std::string text;
+  for (int line = 1; line <= 23; ++line) text += "0100\n";
+  EXPECT_EQ(seedsOf(text).size(), 23U);
+  EXPECT_THAT(run.out, HasSubstr("Warning;|5011;|3;|QUVENSNAData::readSeedFile: 3 further lines are read in another "
+                                 "base than 10;|"));
+  environment.setStrict(true);
+  seedsOf("0x1F\n");
+  EXPECT_FALSE(run.threwLibraryException);
+  seedsOf("010\n");
+  EXPECT_TRUE(run.threwLibraryException);
+}
+
+TEST_F(QUVENSeedFile, AByteOrderMarkIsPassedOver) {
+  EXPECT_EQ(seedsOf("\xEF\xBB\xBF"
+                    "7\n8\n"),
+            (std::vector<std::uint64_t>{7, 8}));
+  EXPECT_THAT(run.out, Not(HasSubstr("Warning")));
+  EXPECT_EQ(seedsOf("7\n\xEF\xBB\xBF"
+                    "8\n"),
+            std::vector<std::uint64_t>{7});  // at the beginning alone
 }
 
 TEST_F(QUVENSeedFile, AFileThatCannotBeReadEndsTheRun) {

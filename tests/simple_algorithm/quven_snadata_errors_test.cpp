@@ -23,7 +23,7 @@ class DiffusionErrors : public DiffusionTest {
     return reportIn(run.out);
   }
   static std::string reportIn(const std::string& out) {
-    const std::size_t start = out.find("Error;|");
+    const std::size_t start = out.rfind("Error;|");
     return start == std::string::npos ? out : out.substr(start, out.find('\n', start) - start);
   }
   static std::string error(const std::string& text) { return "Error;|2202;|" + text + ";|ErrorEnd"; }
@@ -115,6 +115,37 @@ TEST_F(DiffusionErrors, SeedAndOutputAreRequired) {
   EXPECT_EQ(reportIn(run.out), error("QUVENSNAData::open: No seed file specified"));
   openFile("<AnalysisParams>\n<Seed>x</Seed>\n</AnalysisParams>\n");
   EXPECT_EQ(reportIn(run.out), error("QUVENSNAData::open: No output file name specified"));
+}
+
+TEST_F(DiffusionErrors, EveryFaultIsNamedWithItsValueBeforeTheReport) {
+  openFile(
+      "<AnalysisParams>\n<SpreadCoefficient>2</SpreadCoefficient>\n<EndConditionValue>x</EndConditionValue>\n"
+      "<isSparseData>0</isSparseData>\n</AnalysisParams>\n");
+  EXPECT_THAT(run.out,
+              ::testing::StartsWith(
+                  "Error;|2202;|isSparseData;|the value \"0\" is illegal, legal is 1;|ErrorEnd\n"
+                  "Error;|2202;|SpreadCoefficient;|the value \"2\" is illegal, legal is a number above 0 and below "
+                  "1;|ErrorEnd\n"
+                  "Error;|2202;|Seed;|the parameter is missing, legal is a file name;|ErrorEnd\n"
+                  "Error;|2202;|OutputFileName;|the parameter is missing, legal is a file name;|ErrorEnd\n"
+                  "Error;|2202;|EndConditionValue;|the value \"x\" is illegal, legal is a number above 0;|ErrorEnd\n"
+                  "Error;|2202;|QUVENSNAData::open: Data must be sparse!;|ErrorEnd\nTerminating VESK\n"));
+}
+
+TEST_F(DiffusionErrors, WithoutAParameterFileTheTagNamesTheSeeds) {
+  folder.write("seeds", "7\n");
+  auto tree = QUVENXMLHandler::create(QUVEN_ENV);
+  tree->resetTree(QUVEN_ENV);
+  QUVENXMLTag& tag = tree->getTag("", QUVEN_ENV).addBranchTag("AnalysisParams", QUVEN_ENV);
+  tag.addLeafTag("Seed", QUVEN_ENV).setValue(folder.path("seeds"), QUVEN_ENV);
+  tag.addLeafTag("OutputFileName", QUVEN_ENV).setValue(folder.path("out.csv"), QUVEN_ENV);
+  auto data = quvenMake<QUVENSNAData>(QUVEN_ENV);
+  run = capturedRun([&] { data->open(tag, "", QUVEN_ENV); });
+  EXPECT_FALSE(run.threwLibraryException) << run.out;
+  runPasses(data, {{1, {{2, 1}}}}, 1);
+  EXPECT_EQ(results().count(7), 1);
+  QUVEN_DELETE(data);
+  QUVEN_DELETE(tree);
 }
 
 TEST_F(DiffusionErrors, ARowBeginsWithItsHeader) {

@@ -1,5 +1,6 @@
 #include "simple_algorithm/quven_snadata.h"
 
+#include <filesystem>
 #include <random>
 
 #include "diffusion_fixture.h"
@@ -43,6 +44,40 @@ TEST_F(QUVENSNADataTest, SpreadsBySharesOfTheWeights) {
   EXPECT_EQ(data->getDiffVal(), 0);
   EXPECT_THAT(run.out, HasSubstr("Log;|1;|Diffusion Model 1, Iteration 1 diffVal = 0.5;|LogEnd\n"));
   EXPECT_THAT(run.out, HasSubstr("Log;|0;|SNA Terminated Successfully;|LogEnd\n"));
+  QUVEN_DELETE(data);
+}
+
+/// Seed 1 is named twice and calls, 3 is called, 77 is nowhere; one line is no seed.
+TEST_F(QUVENSNADataTest, SaysHowManySeedsAreInTheData) {
+  for (const std::size_t workers : {1U, 2U, 3U}) {
+    Data data = open("", "1\n3\nx\n77\n1\n");
+    runPasses(data, {{1, {{2, 3}, {3, 1}}}, {2, {{4, 1}}}, {5, {}}}, workers);
+    EXPECT_THAT(run.out, HasSubstr("Log;|1;|Seeds: lines read: 5, taken: 4, different subscribers: 3, occurring in the "
+                                   "data: 2, calling somebody: 1;|LogEnd\n"));
+    EXPECT_THAT(run.out, ::testing::Not(HasSubstr("Warning;|")));
+    QUVEN_DELETE(data);
+  }
+}
+
+TEST_F(QUVENSNADataTest, WarnsWhenNoSeedIsInTheData) {
+  const std::string warning = "Warning;|5009;|" + folder.path("seeds") +
+                              ";|QUVENSNAData::endDataScan: no seed occurs in the data, so no energy spreads;|";
+  Data data = open("", "77\n");
+  runPasses(data, {{1, {{2, 1}}}}, 2);
+  EXPECT_THAT(run.out, HasSubstr(warning));
+  EXPECT_FALSE(run.threwLibraryException);
+  QUVEN_DELETE(data);
+  std::filesystem::remove(folder.path("out.csv"));
+  environment.setStrict(true);
+  data = open("", "77\n");
+  runPasses(data, {{1, {{2, 1}}}}, 2);
+  EXPECT_TRUE(run.threwLibraryException);
+  EXPECT_FALSE(folder.has("out.csv"));
+  QUVEN_DELETE(data);
+  // A subscriber without calls is in the data.
+  data = open("", "5\n");
+  runPasses(data, {{5, {}}}, 1);
+  EXPECT_THAT(run.out, HasSubstr("occurring in the data: 1, calling somebody: 0"));
   QUVEN_DELETE(data);
 }
 
@@ -247,6 +282,8 @@ TEST_F(QUVENSNADataTest, TellsItsProgress) {
   };
   std::string expected = log(1, "Entering beginDataScan");
   expected += progress(0, "finishIteration", "Finished an iteration of computing normalizer");
+  expected +=
+      log(1, "Seeds: lines read: 1, taken: 1, different subscribers: 1, occurring in the data: 1, calling somebody: 1");
   expected += progress(0, "endDataScan", "Finished computing normalizer");
   expected += progress(0, "finishIteration", "Finished an iteration of computing weighted in/out degree");
   expected += progress(0, "endDataScan", "Finished computing weighted in/out degree");

@@ -44,6 +44,9 @@ class QUVENCGAData : public QUVENObjectOf<QUVENCGAData, QUVENSimpleAlgorithmAbst
 
   QUVENCGAData() = default;
 
+  /// All parameters of the analysis, the kernel's first.
+  static QUVENParameterSections parameterSections();
+
   /// Reads the parameters below the tag, and those of the kernel.
   /// Errors: terminating reports, 2202 to 2204.
   void open(const QUVENXMLTag& parameters, const QUVENEnvHandle& env);
@@ -78,6 +81,8 @@ class QUVENCGAData : public QUVENObjectOf<QUVENCGAData, QUVENSimpleAlgorithmAbst
   void postReadPrimitive(QUVENObjReader& reader, const QUVENEnvHandle& env) override;
 
  private:
+  static std::span<const QUVENParameter> ownParameters();
+
   // The kernel edges and the clusters of them.
   void collectKernelEdges(const QUVENEnvHandle& env);
   void buildInitialClusters(const QUVENEnvHandle& env);

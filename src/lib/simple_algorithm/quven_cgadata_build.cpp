@@ -9,6 +9,7 @@
 #include "kernel/quven_worker.h"
 #include "simple_algorithm/quven_cgadata.h"
 #include "util/quven_debug.h"
+#include "vesk-common/quven_doubt.h"
 #include "vesk-common/quven_reports.h"
 
 namespace {
@@ -82,9 +83,10 @@ void QUVENCGAData::buildInitialClusters(const QUVENEnvHandle& env) {
             << "buildInitialClusters: avg core cluster size = " << static_cast<double>(numNodes) / numCounted
             << ", avg kernel density = " << sumOfDensities / numCounted << '\n';
   if (numClusters == 0) {
-    report_warning(NoClusters, "SparsityLevel",
-                   "QUVENCGAData::buildInitialClusters: no two subscribers are alike enough to make a cluster; a lower "
-                   "SparsityLevel keeps more pairs, a larger NormalizingFactor makes common contacts count more");
+    report_doubt(NoClusters, "SparsityLevel",
+                 "QUVENCGAData::buildInitialClusters: no two subscribers are alike enough to make a cluster; a lower "
+                 "SparsityLevel keeps more pairs, a larger NormalizingFactor makes common contacts count more",
+                 QUVEN_ENV);
   }
   flattenNodeMap(QUVEN_ENV);
   ivState = ivNumIterationsConnectingNodes >= 1 ? ConnectingIsolatedNodes : CollectingClusterEdges;

@@ -1,9 +1,10 @@
 // The parameters of the group analysis, and what it says of itself.
 
-#include <iostream>
+#include <ostream>
 #include <sstream>
 
 #include "simple_algorithm/quven_cgadata.h"
+#include "simple_algorithm/quven_kernel_parameters.h"
 #include "simple_algorithm/quven_parameters.h"
 #include "vesk-common/quven_reports.h"
 
@@ -11,75 +12,156 @@ namespace {
 
 enum Code : int { IllegalParameter = 2202, Unsupported = 2204, ClusterSizeHigh = 5002 };
 
-constexpr std::int32_t highClusterSize = 800;
+constexpr const char* kernelValuesKey = "KernelValuesFileName";
 
-bool isPositive(const std::int32_t& value) { return value >= 1; }
+bool isPositive(double value) { return value >= 1; }
+
+void warnOfHighSize(double value) {
+  constexpr std::int32_t highClusterSize = 800;
+  if (value <= highClusterSize) return;
+  const std::string size = std::to_string(static_cast<std::int32_t>(value));
+  report_warning(
+      ClusterSizeHigh, size,
+      "Warning: Cluster size maybe too high. " + size + ". This might reflect on the performance of the algorithm");
+}
+
+std::vector<std::string> resultFiles(const std::string& name, int) {
+  return {name + "_1.clusters.csv", name + "_1.nodes.csv"};
+}
 
 }  // namespace
 
-void QUVENCGAData::open(const QUVENXMLTag& tag, const QUVENEnvHandle& env) {
-  std::ostringstream notes;
-  const auto has = [&](const char* key) { return tag.hasTag(key, QUVEN_ENV); };
-  const auto fail = [&](int code, const char* text) { report_error(code, text, QUVEN_ENV, true); };
-  // The notes of defaults stand in one log line.
-  const auto readInt = [&](const char* key, std::int32_t byDefault, const char* note, auto isLegal, const char* text,
-                           int code = IllegalParameter) {
-    if (!has(key) && *note != '\0') notes << note << byDefault << '\n';
-    return quvenReadParameter(tag, QUVENParameter<std::int32_t>{key, byDefault, "", isLegal, code, text, ""},
-                              QUVEN_ENV);
+std::span<const QUVENParameter> QUVENCGAData::ownParameters() {
+  using D = QUVENCGAData;
+  static constexpr QUVENParameter rows[] = {
+      {.key = "MinClusterSize",
+       .target = quvenParameterTarget<&D::ivMinClusterSize>(),
+       .defaultValue = "1",
+       .isLegal = isPositive,
+       .errorCode = IllegalParameter,
+       .errorText = "QUVENCGAData::open, illegal min cluster size",
+       .defaultNote = "Defaulting min cluster size to: 1",
+       .meaning = "smaller clusters get no output; at most MaxClusterSize",
+       .legalValues = "an integer of at least 1",
+       .example = "3"},
+      {.key = "MaxClusterSize",
+       .target = quvenParameterTarget<&D::ivMaxClusterSize>(),
+       .defaultValue = "100",
+       .isRequired = true,
+       .isLegal = isPositive,
+       .errorCode = IllegalParameter,
+       .errorText = "QUVENCGAData::open, illegal max cluster size",
+       .remark = warnOfHighSize,
+       .meaning = "most members of a cluster; ranking takes time and memory with the square of it",
+       .legalValues = "an integer of at least 1",
+       .example = "15"},
+      {.key = "NumIterations",
+       .target = quvenParameterTarget<&D::ivNumIterations>(),
+       .defaultValue = "1",
+       .isLegal = [](double value) { return value == 1; },
+       .errorCode = Unsupported,
+       .errorText = "QUVENCGAData::open, number of iterations must be 1",
+       .defaultNote = "Defaulting number iterations to: 1",
+       .meaning = "cycles of the whole analysis",
+       .legalValues = "1"},
+      {.key = "NumIterationsCollectingEdges",
+       .target = quvenParameterTarget<&D::ivNumIterationsCollectingEdges>(),
+       .defaultValue = "1",
+       .isLegal = isPositive,
+       .errorCode = IllegalParameter,
+       .errorText = "QUVENCGAData::open, illegal NumIterationsCollectingEdges value",
+       .defaultNote = "Defaulting number iterations for collecting edges: 1",
+       .meaning = "slices in which the calls inside clusters are collected",
+       .legalValues = "an integer of at least 1"},
+      {.key = "MaxNodesCollectingEdges",
+       .target = quvenParameterTarget<&D::ivMaxNodesCollectingEdges>(),
+       .defaultValue = "0",
+       .errorCode = IllegalParameter,
+       .errorText = "QUVENCGAData::open, illegal MaxNodesCollectingEdges value",
+       .meaning = "members of the clusters of a slice; 0: NumIterationsCollectingEdges counts",
+       .legalValues = "an integer"},
+      {.key = "NumIterationsConnectingNodes",
+       .target = quvenParameterTarget<&D::ivNumIterationsConnectingNodes>(),
+       .defaultValue = "1",
+       .isLegal = isPositive,
+       .errorCode = IllegalParameter,
+       .errorText = "QUVENCGAData::open, illegal NumIterationsConnectingNodes value",
+       .defaultNote = "Defaulting number iterations for connecting nodes to: 1",
+       .meaning = "passes that connect isolated subscribers",
+       .legalValues = "an integer of at least 1"},
+      {.key = "VerbosityLevel",
+       .target = quvenParameterTarget<&D::ivVerbosityLvl>(),
+       .defaultValue = "1",
+       .isLegal = [](double level) { return level >= 0 && level <= 100; },
+       .errorCode = IllegalParameter,
+       .errorText = "QUVENCGAData::open, illegal verbosity level",
+       .meaning = "from 6 on some records are traced on standard output, at 100 all",
+       .legalValues = "an integer from 0 to 100"},
+      {.key = "OutputFileName",
+       .target = quvenParameterTarget<&D::ivOutputFileName>(),
+       .isRequired = true,
+       .isLegalText = [](const std::string& name) { return !name.empty(); },
+       .errorCode = IllegalParameter,
+       .errorText = "QUVENCGAData::open, output file is illegal or not provided",
+       .file = QUVENParameterFile::Output,
+       .outputNames = resultFiles,
+       .meaning = "the beginning of the names of the results, _1.clusters.csv and _1.nodes.csv",
+       .legalValues = "a text that is not empty",
+       .example = "found"},
+      {.key = "OutputFormat",
+       .defaultValue = "Normal",
+       .isLegalText =
+           [](const std::string& format) { return format == "Compact" || format == "Normal" || format == "CSV"; },
+       .errorCode = IllegalParameter,
+       .errorText = "QUVENCGAData::open, unknown format",
+       .isSupportedText = [](const std::string& format) { return format == "CSV"; },
+       .unsupportedCode = Unsupported,
+       .unsupportedText = "QUVENCGAData::open, only CSV format is supported in this version",
+       .meaning = "must be given, because only CSV is written: the default is refused too",
+       .legalValues = "CSV",
+       .example = "CSV"},
+      {.key = "TagPrefix",
+       .target = quvenParameterTarget<&D::ivTagPrefix>(),
+       .meaning = "of tagged results; not used by CSV"},
+      {.key = "OutputNamespace",
+       .target = quvenParameterTarget<&D::ivOutputNamespace>(),
+       .meaning = "of tagged results; not used by CSV"},
+      {.key = kernelValuesKey,
+       .target = quvenParameterTarget<&D::ivKernelFileName>(),
+       .note = "Starting from kernel values file",
+       .noteHasValue = false,
+       .file = QUVENParameterFile::Input,
+       .meaning = "starts from the kept pairs in this file instead of a kernel"},
   };
-  const auto readText = [&](const char* key, const char* byDefault = "") {
-    return quvenReadParameter(tag, QUVENParameter<std::string>{key, byDefault, "", nullptr, 0, "", ""}, QUVEN_ENV);
-  };
+  return rows;
+}
 
+QUVENParameterSections QUVENCGAData::parameterSections() {
+  static const QUVENParameterSection sections[] = {
+      {.branch = quvenKernelParameterSection().branch,
+       .rows = quvenKernelParameterSection().rows,
+       .unusedWith = kernelValuesKey},
+      {.rows = ownParameters()},
+  };
+  return sections;
+}
+
+void QUVENCGAData::open(const QUVENXMLTag& tag, const QUVENEnvHandle& env) {
   report_log(0, "Starting reading parameter file.");
+  const QUVENParameterSections sections = parameterSections();
   ivKernelPtr = quvenMake<QUVENKernelData>(QUVEN_ENV);
-  ivKernelPtr->open(tag, QUVEN_ENV);
+  ivKernelPtr->open(tag, sections, QUVEN_ENV);
   ivKernelPtr->writeResultsToTag(kernelTag, QUVEN_ENV);
 
-  ivMinClusterSize = readInt("MinClusterSize", 1, "Defaulting min cluster size to: ", isPositive,
-                             "QUVENCGAData::open, illegal min cluster size");
-  constexpr const char* illegalMax = "QUVENCGAData::open, illegal max cluster size";
-  ivMaxClusterSize = readInt("MaxClusterSize", 100, "Defaulting max cluster size to: ", isPositive, illegalMax);
-  if (!has("MaxClusterSize")) fail(IllegalParameter, illegalMax);  // the key is required, whatever the note says
-  if (ivMaxClusterSize > highClusterSize) {
-    const std::string size = std::to_string(ivMaxClusterSize);
-    report_warning(
-        ClusterSizeHigh, size,
-        "Warning: Cluster size maybe too high. " + size + ". This might reflect on the performance of the algorithm");
-  }
-  ivNumIterations = readInt(
-      "NumIterations", 1, "Defaulting number iterations to: ", [](const std::int32_t& value) { return value == 1; },
-      "QUVENCGAData::open, number of iterations must be 1", Unsupported);
-  ivNumIterationsCollectingEdges =
-      readInt("NumIterationsCollectingEdges", 1, "Defaulting number iterations for collecting edges: ", isPositive,
-              "QUVENCGAData::open, illegal NumIterationsCollectingEdges value");
-  ivMaxNodesCollectingEdges = readInt(
-      "MaxNodesCollectingEdges", 0, "", [](const std::int32_t&) { return true; },
-      "QUVENCGAData::open, illegal MaxNodesCollectingEdges value");
-  ivNumIterationsConnectingNodes =
-      readInt("NumIterationsConnectingNodes", 1, "Defaulting number iterations for connecting nodes to: ", isPositive,
-              "QUVENCGAData::open, illegal NumIterationsConnectingNodes value");
-  ivVerbosityLvl = readInt(
-      "VerbosityLevel", 1, "", [](const std::int32_t& level) { return level >= 0 && level <= 100; },
-      "QUVENCGAData::open, illegal verbosity level");
-  ivOutputFileName = readText("OutputFileName");
-  if (ivOutputFileName.empty()) fail(IllegalParameter, "QUVENCGAData::open, output file is illegal or not provided");
-  const std::string format = readText("OutputFormat", "Normal");
-  if (format != "Compact" && format != "Normal" && format != "CSV") {
-    fail(IllegalParameter, "QUVENCGAData::open, unknown format");
-  }
-  if (format != "CSV") fail(Unsupported, "QUVENCGAData::open, only CSV format is supported in this version");
+  std::ostringstream notes;  // they are one log line
+  QUVENParameterReader reader(tag, sections);
+  reader.collectNotes(notes);
+  reader.read(sections.back(), *this, QUVEN_ENV);
   ivOutputFormat = QUVENGroupFormat::Csv;
-  ivTagPrefix = readText("TagPrefix");
-  ivOutputNamespace = readText("OutputNamespace");
-  if (has("KernelValuesFileName")) {
-    ivKernelFileName = readText("KernelValuesFileName");
-    ivState = StartFromKernel;
-    notes << "Starting from kernel values file\n";
-  }
+  if (tag.hasTag(kernelValuesKey, QUVEN_ENV)) ivState = StartFromKernel;
   if (ivMinClusterSize > ivMaxClusterSize) {
-    fail(IllegalParameter, "QUVENCGAData::open: Min cluster size is larger than max cluster size");
+    report_error(IllegalParameter, "QUVENCGAData::open: Min cluster size is larger than max cluster size", QUVEN_ENV,
+                 true);
   }
   if (!notes.str().empty()) report_log(1, notes);
   report_log(0, "Reading parameter file is done.");

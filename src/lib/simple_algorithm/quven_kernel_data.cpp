@@ -45,13 +45,20 @@ class SmallRandom {
 
 }  // namespace
 
+QUVENParameterSections QUVENKernelData::parameterSections() { return {&quvenKernelParameterSection(), 1}; }
+
 void QUVENKernelData::open(const QUVENXMLTag& parameterTag, const QUVENEnvHandle& env) {
-  const QUVENKernelParameters parameters = quvenReadKernelParameters(parameterTag, QUVEN_ENV);
+  open(parameterTag, parameterSections(), QUVEN_ENV);
+}
+
+void QUVENKernelData::open(const QUVENXMLTag& parameterTag, QUVENParameterSections sections,
+                           const QUVENEnvHandle& env) {
+  const QUVENKernelParameters parameters = quvenReadKernelParameters(parameterTag, sections, QUVEN_ENV);
   ivKernelVerbosityLvl = parameters.verbosityLevel;
   ivOutputFileName = parameters.outputFileName;
   ivFilterSimilarities = parameters.filterSimilarities;
   ivNumberOfComputeIterations = parameters.numberOfComputeIterations;
-  ivIsSparseData = parameters.isSparseData;
+  ivIsSparseData = static_cast<std::int32_t>(parameters.sparseData != 0);
   ivIsSparseKernel = parameters.isSparseKernel;
   ivSparsityLevel = parameters.sparsityLevel;
   ivKernelMode = KernelMode;

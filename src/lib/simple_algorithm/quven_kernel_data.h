@@ -9,6 +9,7 @@
 #include "simple_algorithm/quven_kernel_function.h"
 #include "simple_algorithm/quven_labeled_matrix.h"
 #include "simple_algorithm/quven_online_histogram_data.h"
+#include "simple_algorithm/quven_parameters.h"
 #include "simple_algorithm/quven_similarity_store.h"
 #include "simple_algorithm/quven_simple_algorithm_data.h"
 #include "simple_algorithm/quven_sparse_rows.h"
@@ -34,8 +35,14 @@ class QUVENKernelData : public QUVENObjectOf<QUVENKernelData, QUVENSimpleAlgorit
 
   QUVENKernelData() = default;
 
-  /// Reads the parameters and makes the kernel function.
+  /// All parameters of the analysis.
+  static QUVENParameterSections parameterSections();
+
+  /// Reads the parameters and makes the kernel function. Sections: all that are read from the tag, the kernel's among
+  /// them; without them the kernel's alone.
+  /// Errors: the terminating reports 2202, 2203 and 2204.
   void open(const QUVENXMLTag& parameters, const QUVENEnvHandle& env);
+  void open(const QUVENXMLTag& parameters, QUVENParameterSections sections, const QUVENEnvHandle& env);
   /// Forgets samples, values and the output file; parameters and cutoff stay.
   void reset(const QUVENEnvHandle& env);
 

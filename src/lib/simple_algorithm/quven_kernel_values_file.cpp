@@ -6,6 +6,7 @@
 #include <iostream>
 #include <string_view>
 
+#include "vesk-common/quven_doubt.h"
 #include "vesk-common/quven_reports.h"
 
 namespace {
@@ -67,9 +68,10 @@ void quvenReadKernelValuesFile(const std::string& fileName, QUVENXaRay<std::uint
   }
   if (file.bad()) reportUnreadable();  // such as a directory
   if (firstNotUnderstood != 0) {
-    report_warning(
+    report_doubt(
         LineNotUnderstood, std::to_string(firstNotUnderstood),
-        "QUVENCGAData::readKernelValuesFile: the first line of " + fileName + " that is not two numbers and a value");
+        "QUVENCGAData::readKernelValuesFile: the first line of " + fileName + " that is not two numbers and a value",
+        QUVEN_ENV);
   }
   std::cout << "Read " << lineNumber << " kernel values from file\n";
 }

@@ -1,6 +1,8 @@
 #include "simple_algorithm/quven_parameters.h"
 
+#include <cstdlib>
 #include <locale>
+#include <ostream>
 #include <sstream>
 
 #include "vesk-common/quven_reports.h"
@@ -9,65 +11,165 @@ namespace {
 
 constexpr int noteLevel = 1;
 
-template <class T>
-constexpr const char* typeWord = std::is_same_v<T, double> ? "double" : "int";
+/// A value of any type: the text of a text, the number of all others.
+struct Value {
+  std::string text;
+  std::int32_t integer = 0;
+  double number = 0;
+};
 
-/// The value of a text of the type; false for any other text.
 template <class T>
-bool convert(const std::string& text, T& value) {
-  if (!TestInputStringType(text, typeWord<T>)) return false;
+T readNumber(const std::string& text) {
   std::istringstream stream(text);
   stream.imbue(std::locale::classic());
-  value = T();
-  stream >> value;
-  return true;
+  T number{};
+  stream >> number;
+  return number;
 }
 
-bool convert(const std::string& text, std::string& value) {
-  value = text;
-  return true;
-}
-
-template <class T>
-T readParameter(const QUVENXMLTag& tag, const QUVENParameter<T>& parameter, const QUVENEnvHandle& env) {
-  if (!tag.hasTag(parameter.key, QUVEN_ENV)) {
-    if (!parameter.defaultNote.empty()) report_log(noteLevel, parameter.defaultNote);
-    return parameter.defaultValue;
+/// Whether the text is one of the type; prints nothing.
+bool isOfType(QUVENParameterType type, const std::string& text) {
+  if (type == QUVENParameterType::Text) return true;
+  char* end = nullptr;
+  if (type == QUVENParameterType::Integer) {
+    std::strtol(text.c_str(), &end, 0);
+  } else {
+    std::strtod(text.c_str(), &end);
   }
-  T value{};
-  const bool legal = convert(tag.getTag(parameter.key, QUVEN_ENV).getValue(), value) &&
-                     (parameter.isLegal == nullptr || parameter.isLegal(value));
-  if (!legal) report_error(parameter.errorCode, parameter.errorText, QUVEN_ENV, true);
-  if (!parameter.note.empty()) {
-    std::ostringstream note;
-    note.imbue(std::locale::classic());
-    note << parameter.note;
-    if (parameter.noteHasValue) note << value;
-    report_log(noteLevel, note);
+  const bool mayBeEmpty = type == QUVENParameterType::Number;
+  return (mayBeEmpty || !text.empty()) && end == text.c_str() + text.size();
+}
+
+/// The same with the line that the library prints for a text of another type.
+bool testType(QUVENParameterType type, const std::string& text) {
+  if (type == QUVENParameterType::Text) return true;
+  return TestInputStringType(text, type == QUVENParameterType::Integer ? "int" : "double");
+}
+
+Value valueOf(QUVENParameterType type, const std::string& text) {
+  Value value{text};
+  if (type == QUVENParameterType::Integer) {
+    value.integer = readNumber<std::int32_t>(text);
+    value.number = value.integer;
+  } else if (type == QUVENParameterType::Number) {
+    value.number = readNumber<double>(text);
   }
   return value;
+}
+
+bool passes(bool (*check)(double), bool (*checkOfText)(const std::string&), const Value& value) {
+  return (check == nullptr || check(value.number)) && (checkOfText == nullptr || checkOfText(value.text));
+}
+
+void store(const QUVENParameterTarget& target, const Value& value, void* owner) {
+  if (target.find == nullptr) return;
+  void* const member = target.find(owner);
+  switch (target.type) {
+    case QUVENParameterType::Integer:
+      *static_cast<std::int32_t*>(member) = value.integer;
+      return;
+    case QUVENParameterType::Number:
+      *static_cast<double*>(member) = value.number;
+      return;
+    case QUVENParameterType::Text:
+      *static_cast<std::string*>(member) = value.text;
+      return;
+  }
+}
+
+std::string noteOf(const QUVENParameter& row, const Value& value) {
+  std::ostringstream note;
+  note.imbue(std::locale::classic());
+  note << row.note;
+  if (!row.noteHasValue) return note.str();
+  switch (row.target.type) {
+    case QUVENParameterType::Integer:
+      note << value.integer;
+      break;
+    case QUVENParameterType::Number:
+      note << value.number;
+      break;
+    case QUVENParameterType::Text:
+      note << value.text;
+      break;
+  }
+  return note.str();
 }
 
 }  // namespace
 
-std::int32_t quvenReadParameter(const QUVENXMLTag& tag, const QUVENParameter<std::int32_t>& parameter,
-                                const QUVENEnvHandle& env) {
-  return readParameter(tag, parameter, QUVEN_ENV);
+const QUVENXMLTag& quvenSectionTag(const QUVENXMLTag& tag, const QUVENParameterSection& section,
+                                   const QUVENEnvHandle& env) {
+  const bool hasBranch = section.branch != nullptr && tag.hasTag(section.branch, QUVEN_ENV);
+  return hasBranch ? tag.getTag(section.branch, QUVEN_ENV) : tag;
 }
 
-double quvenReadParameter(const QUVENXMLTag& tag, const QUVENParameter<double>& parameter, const QUVENEnvHandle& env) {
-  return readParameter(tag, parameter, QUVEN_ENV);
-}
-
-std::string quvenReadParameter(const QUVENXMLTag& tag, const QUVENParameter<std::string>& parameter,
+std::string quvenParameterPath(const QUVENXMLTag& tag, const QUVENParameterSection& section, const QUVENParameter& row,
                                const QUVENEnvHandle& env) {
-  return readParameter(tag, parameter, QUVEN_ENV);
+  const bool isBelowBranch = &quvenSectionTag(tag, section, QUVEN_ENV) != &tag;
+  return (isBelowBranch ? std::string(section.branch) + "/" : std::string()) + row.key;
 }
 
-std::string quvenReadRequiredParameter(const QUVENXMLTag& tag, const char* key, const std::string& note, int errorCode,
-                                       const std::string& errorText, const QUVENEnvHandle& env) {
-  if (!tag.hasTag(key, QUVEN_ENV)) report_error(errorCode, errorText, QUVEN_ENV, true);
-  const std::string value = tag.getTag(key, QUVEN_ENV).getValue();
-  report_log(noteLevel, note + value);
-  return value;
+std::vector<QUVENParameterFault> quvenFindParameterFaults(const QUVENXMLTag& tag, QUVENParameterSections sections,
+                                                          const QUVENEnvHandle& env) {
+  std::vector<QUVENParameterFault> faults;
+  for (const QUVENParameterSection& section : sections) {
+    const QUVENXMLTag& ownTag = quvenSectionTag(tag, section, QUVEN_ENV);
+    for (const QUVENParameter& row : section.rows) {
+      const auto add = [&](int code, const std::string& what) {
+        const std::string legal = *row.legalValues == '\0' ? "" : std::string(", legal is ") + row.legalValues;
+        faults.push_back({quvenParameterPath(tag, section, row, QUVEN_ENV), code, what + legal});
+      };
+      const bool isGiven = ownTag.hasTag(row.key, QUVEN_ENV);
+      const std::string text = isGiven ? ownTag.getTag(row.key, QUVEN_ENV).getValue() : row.defaultValue;
+      const Value value = valueOf(row.target.type, text);
+      if (!isGiven && row.isRequired) {
+        add(row.errorCode, "the parameter is missing");
+      } else if (isGiven && (!isOfType(row.target.type, text) || !passes(row.isLegal, row.isLegalText, value))) {
+        add(row.errorCode, "the value \"" + text + "\" is illegal");
+      } else if (!passes(row.isSupported, row.isSupportedText, value)) {
+        add(row.unsupportedCode, std::string(isGiven ? "the value \"" : "the default \"") + text + "\" is illegal");
+      }
+    }
+  }
+  return faults;
+}
+
+void QUVENParameterReader::require(bool condition, int code, const char* text, const QUVENEnvHandle& env) const {
+  if (condition) return;
+  for (const QUVENParameterFault& fault : quvenFindParameterFaults(tag, sections, QUVEN_ENV)) {
+    report_error(fault.code, fault.path, fault.text, QUVEN_ENV, false);
+  }
+  report_error(code, text, QUVEN_ENV, true);
+}
+
+void QUVENParameterReader::say(const std::string& note) const {
+  if (note.empty()) return;
+  if (notes == nullptr) {
+    report_log(noteLevel, note);
+  } else {
+    *notes << note << '\n';
+  }
+}
+
+void QUVENParameterReader::readSection(const QUVENParameterSection& section, void* owner,
+                                       const QUVENEnvHandle& env) const {
+  const QUVENXMLTag& ownTag = quvenSectionTag(tag, section, QUVEN_ENV);
+  for (const QUVENParameter& row : section.rows) readRow(ownTag, row, owner, QUVEN_ENV);
+}
+
+void QUVENParameterReader::readRow(const QUVENXMLTag& ownTag, const QUVENParameter& row, void* owner,
+                                   const QUVENEnvHandle& env) const {
+  const bool isGiven = ownTag.hasTag(row.key, QUVEN_ENV);
+  require(isGiven || !row.isRequired, row.errorCode, row.errorText, QUVEN_ENV);
+  if (!isGiven) say(row.defaultNote);
+  const std::string text = isGiven ? ownTag.getTag(row.key, QUVEN_ENV).getValue() : row.defaultValue;
+  const bool hasType = !isGiven || testType(row.target.type, text);
+  const Value value = valueOf(row.target.type, text);
+  require(!isGiven || (hasType && passes(row.isLegal, row.isLegalText, value)), row.errorCode, row.errorText,
+          QUVEN_ENV);
+  require(passes(row.isSupported, row.isSupportedText, value), row.unsupportedCode, row.unsupportedText, QUVEN_ENV);
+  store(row.target, value, owner);
+  if (row.remark != nullptr) row.remark(value.number);
+  if (isGiven && *row.note != '\0') say(noteOf(row, value));
 }

@@ -8,15 +8,24 @@
 #include <string_view>
 #include <utility>
 
+#include "vesk-common/quven_doubt.h"
 #include "vesk-common/quven_reports.h"
 
 namespace {
 
-enum Code : int { SeedsUnreadable = 2307, SeedLineIgnored = 5003 };
+enum Code : int {
+  SeedsUnreadable = 2307,
+  SeedLineIgnored = 5003,
+  NoUsableSeed = 5009,
+  SeedNotDecimal = 5010,
+  FurtherWarnings = 5011
+};
 
 constexpr std::size_t longestParameterLine = 10000;
 constexpr std::size_t longestSeedLine = 79;
 constexpr std::size_t longestDetectedNumber = 10;  // with base detection; a longer one is decimal
+constexpr long mostWarnings = 20;
+constexpr std::string_view byteOrderMark = "\xEF\xBB\xBF";
 
 void replaceAll(std::string& text, std::string_view from, std::string_view to) {
   for (std::size_t at = text.find(from); at != std::string::npos; at = text.find(from, at + to.size())) {
@@ -48,20 +57,56 @@ bool nameInLine(const std::string& line, std::string& name) {
   return true;
 }
 
-/// The number of a seed line; 0 for a line that is none.
-std::uint64_t seedOfLine(std::string_view line) {
+/// The line without the blanks around it.
+std::string trimmed(const std::string& line) {
   const std::size_t last = line.find_last_not_of(" \t\r");
-  line = last == std::string_view::npos ? std::string_view() : line.substr(0, last + 1);
-  line.remove_prefix(std::min(line.find_first_not_of(" \t"), line.size()));
+  if (last == std::string::npos) return "";
+  const std::size_t first = line.find_first_not_of(" \t");
+  return first > last ? "" : line.substr(first, last - first + 1);
+}
+
+/// The number of a trimmed seed line; 0 for a line that is none.
+std::uint64_t seedOfLine(const std::string& text) {
   // A sign before a number would make another subscriber of it.
-  if (line.empty() || line.size() > longestSeedLine || line.front() < '0' || line.front() > '9') return 0;
-  const std::string text(line);
+  if (text.empty() || text.size() > longestSeedLine || text.front() < '0' || text.front() > '9') return 0;
   char* end = nullptr;
   errno = 0;
   const std::uint64_t number = text.size() > longestDetectedNumber
                                    ? static_cast<std::uint64_t>(std::strtoll(text.c_str(), &end, 10))
                                    : std::strtoull(text.c_str(), &end, 0);
   return errno == 0 && end == text.c_str() + text.size() ? number : 0;
+}
+
+/// Warnings of one kind: the first ones are printed, the others are counted.
+class CountedWarnings {
+ public:
+  bool isPrinted() { return ++count <= mostWarnings; }
+  void reportRest(const std::string& what) const {
+    if (count <= mostWarnings) return;
+    const std::string rest = std::to_string(count - mostWarnings);
+    report_warning(FurtherWarnings, rest, "QUVENSNAData::readSeedFile: " + rest + " further lines " + what);
+  }
+
+ private:
+  long count = 0;
+};
+
+/// Says of a seed that it was read in another base than 10.
+void warnOfBase(const std::string& text, std::uint64_t seed, CountedWarnings& warnings, const QUVENEnvHandle& env) {
+  if (text.size() > longestDetectedNumber || text.front() != '0') return;
+  char* end = nullptr;
+  const std::uint64_t decimal = std::strtoull(text.c_str(), &end, 10);
+  const bool isDecimal = *end == '\0';
+  if ((isDecimal && decimal == seed) || !warnings.isPrinted()) return;
+  const std::string start = "QUVENSNAData::readSeedFile: the seed is read in base ";
+  if (!isDecimal) {
+    report_warning(SeedNotDecimal, text, start + "16 as " + std::to_string(seed));
+    return;
+  }
+  report_doubt(
+      SeedNotDecimal, text,
+      start + "8 because of its leading zero: as " + std::to_string(seed) + ", not as " + std::to_string(decimal),
+      QUVEN_ENV);
 }
 
 }  // namespace
@@ -89,28 +134,46 @@ bool FindSeedFileNameInParamFile(const std::string& parameterFileName, std::stri
   return false;
 }
 
-void quvenReadSeedFile(const std::string& parameterFileName, QUVENXaRay<std::uint64_t>& seeds,
+long quvenReadSeedFile(const std::string& parameterFileName, QUVENXaRay<std::uint64_t>& seeds,
                        const QUVENEnvHandle& env) {
   std::string seedFileName;
   if (!FindSeedFileNameInParamFile(parameterFileName, seedFileName)) {
     report_error(SeedsUnreadable, "QUVENSNAData::readSeedFile: Unable to open seed file (visual version) ", QUVEN_ENV,
                  true);
   }
+  return quvenReadSeeds(seedFileName, seeds, QUVEN_ENV);
+}
+
+long quvenReadSeeds(const std::string& seedFileName, QUVENXaRay<std::uint64_t>& seeds, const QUVENEnvHandle& env) {
   std::ifstream file(seedFileName);
   const auto reportUnreadable = [&] {
     report_error(SeedsUnreadable, "QUVENSNAData::readSeedFile: Unable to open seed file", QUVEN_ENV, true);
   };
   if (!file.is_open()) reportUnreadable();
+  CountedWarnings ignored;
+  CountedWarnings inOtherBase;
   long lineNumber = 0;
   for (std::string line; std::getline(file, line);) {
     ++lineNumber;
-    const std::uint64_t seed = seedOfLine(line);
+    if (lineNumber == 1 && line.starts_with(byteOrderMark)) line.erase(0, byteOrderMark.size());
+    const std::string text = trimmed(line);
+    const std::uint64_t seed = seedOfLine(text);
     if (seed != 0) {
       seeds.append(seed, QUVEN_ENV);
-      continue;
+      warnOfBase(text, seed, inOtherBase, QUVEN_ENV);
+    } else if (ignored.isPrinted()) {
+      const std::string number = std::to_string(lineNumber);
+      report_warning(SeedLineIgnored, number,
+                     "Warning: ignoring empty line or invalid numeric value - " + number + " ");
     }
-    const std::string number = std::to_string(lineNumber);
-    report_warning(SeedLineIgnored, number, "Warning: ignoring empty line or invalid numeric value - " + number + " ");
   }
   if (file.bad()) reportUnreadable();  // such as a directory
+  ignored.reportRest("are ignored");
+  inOtherBase.reportRest("are read in another base than 10");
+  if (seeds.isEmpty()) {
+    report_doubt(NoUsableSeed, seedFileName,
+                 "QUVENSNAData::readSeedFile: no line of the seed file is a subscriber number, so nobody has energy",
+                 QUVEN_ENV);
+  }
+  return lineNumber;
 }

@@ -14,12 +14,20 @@
 /// without one.
 [[nodiscard]] bool FindSeedFileNameInParamFile(const std::string& parameterFileName, std::string& seedFileName);
 
-/// Reads the seeds, a number a line, in the order of the file.
+/// Reads the seeds, one number per line, in the order of the file, and returns the number of lines.
 ///
-/// A line of up to 10 characters is an unsigned number with its base by its prefix, a longer one is decimal. A line
-/// that is none, or 0, is the warning 5003 with its number, and is skipped. Errors: the terminating report 2307, when
-/// the name is not found or the file cannot be read.
-void quvenReadSeedFile(const std::string& parameterFileName, QUVENXaRay<std::uint64_t>& seeds,
+/// A line of up to 10 characters is an unsigned number with its base by its prefix, a longer one is decimal. A UTF-8
+/// byte order mark before the first line is passed over.
+/// Warnings: 5003 with the number of a line that is no number, or 0, and is skipped; 5010 for a number that is not read
+///           as a decimal. Each comes at most 20 times; then 5011 has the count of the others. 5009 if there is no
+///           seed.
+/// Errors:   the terminating report 2307 when the file cannot be read; in a strict environment that of the warnings
+/// 5009
+///           and, if the number has another value as a decimal, 5010.
+long quvenReadSeeds(const std::string& seedFileName, QUVENXaRay<std::uint64_t>& seeds, const QUVENEnvHandle& env);
+
+/// The same with the file that the text of a parameter file names. Errors: 2307 too when it names none.
+long quvenReadSeedFile(const std::string& parameterFileName, QUVENXaRay<std::uint64_t>& seeds,
                        const QUVENEnvHandle& env);
 
 #endif  // QUVEN_SEED_FILE_H

@@ -5,11 +5,8 @@
 #include <limits>
 #include <sstream>
 
-#include "control/quven_XML_tag.h"
 #include "kernel/quven_sample_number.h"
 #include "kernel/quven_worker.h"
-#include "simple_algorithm/quven_parameters.h"
-#include "simple_algorithm/quven_seed_file.h"
 #include "util/quven_debug.h"
 #include "util/quven_registration.h"
 #include "vesk-common/quven_reports.h"
@@ -19,11 +16,9 @@ QUVEN_REGISTER(QUVENSNAData);
 namespace {
 
 constexpr double footerMark = 7788;  // x[2] of the row that ends a caller
-constexpr double seedEnergy = 1.0;
 constexpr std::int32_t recordTraceLevel = 30;
 
 enum Code : int {
-  IllegalParameter = 2202,
   HeaderExpected = 4602,
   CallerChanged = 4603,
   TooManyCallees = 4604,
@@ -48,75 +43,6 @@ void addTo(std::int32_t& degree, std::int32_t added) {
 void addTo(double& sum, double added) { sum += added; }
 
 }  // namespace
-
-void QUVENSNAData::open(const QUVENXMLTag& tag, const std::string& parameterFileName, const QUVENEnvHandle& env) {
-  const auto isFlag = [](const std::int32_t& value) { return value == 0 || value == 1; };
-  ivIsSparse = quvenReadParameter(
-      tag,
-      QUVENParameter<std::int32_t>{"isSparseData", 1, "Using default sparse data flag", isFlag, IllegalParameter,
-                                   "QUVENSNAData::open: illegal value: isSparseData flag must be 0 or 1 ", ""},
-      QUVEN_ENV);
-  if (ivIsSparse == 0) report_error(IllegalParameter, "QUVENSNAData::open: Data must be sparse!", QUVEN_ENV, true);
-  if (tag.hasTag("isSparseData", QUVEN_ENV)) report_log(1, "Using sparse data - flag set to 1");
-  ivVerbosityLvl =
-      quvenReadParameter(tag,
-                         QUVENParameter<std::int32_t>{
-                             "VerbosityLevel", 1, "Defaulting verbosity level to 1",
-                             [](const std::int32_t& level) { return level >= 0 && level <= 100; }, IllegalParameter,
-                             // The words of the other analysis, on purpose: they have always been the same.
-                             "QUVENCGAData::open, illegal verbosity level", ""},
-                         QUVEN_ENV);
-  ivSpreadCoefficient = quvenReadParameter(
-      tag,
-      QUVENParameter<double>{"SpreadCoefficient", 0.5, "Using default spreading coeeficient value of 0.5 ",
-                             [](const double& share) { return share > 0 && share < 1; }, IllegalParameter,
-                             "QUVENSNAData::open: Illegal value. Spreading coefficient must be in the range (0,1)",
-                             "Using spreading coefficient: "},
-      QUVEN_ENV);
-  ivSeedFileName = quvenReadRequiredParameter(tag, "Seed", "Seed file: ", IllegalParameter,
-                                              "QUVENSNAData::open: No seed file specified", QUVEN_ENV);
-  ivOutputFileName = quvenReadRequiredParameter(tag, "OutputFileName", "Output file: ", IllegalParameter,
-                                                "QUVENSNAData::open: No output file name specified", QUVEN_ENV);
-  quvenReadParameter(
-      tag,
-      QUVENParameter<std::string>{"OutputFormat", "CSV", "Using default output format - CSV ",
-                                  [](const std::string& format) { return format == "CSV"; }, IllegalParameter,
-                                  "QUVENSNAData::open: Data format must be CSV", "Output format set to CSV", false},
-      QUVEN_ENV);
-  ivOutputFormat = Csv;
-  ivTagPrefix =
-      quvenReadParameter(tag,
-                         QUVENParameter<std::string>{"TagPrefix", "", "Using default tag prefix - empty string",
-                                                     nullptr, IllegalParameter, "", "Using tagprefix: "},
-                         QUVEN_ENV);
-  ivEpsilon = quvenReadParameter(
-      tag,
-      QUVENParameter<double>{"EndConditionValue", 0.01, "Using default end condition value of 0.01",
-                             [](const double& value) { return value > 0; }, IllegalParameter,
-                             "QUVENSNAData::open: Illegal value. End condition value must be positive",
-                             "Using EndConditionValue of "},
-      QUVEN_ENV);
-  ivMaxNumIterations = quvenReadParameter(
-      tag,
-      QUVENParameter<std::int32_t>{
-          "MaxNumIterations", 100, "Using default maximal number of iterations value of 100",
-          [](const std::int32_t& number) { return number >= 1; }, IllegalParameter,
-          "QUVENSNAData::open: Illegal value. Maximal number of iterations must be a positive integer",
-          "Maximal number of iterations set to "},
-      QUVEN_ENV);
-  readSeedFile(parameterFileName, QUVEN_ENV);
-}
-
-void QUVENSNAData::readSeedFile(const std::string& parameterFileName, const QUVENEnvHandle& env) {
-  QUVENXaRay<std::uint64_t> seeds;
-  quvenReadSeedFile(parameterFileName, seeds, QUVEN_ENV);
-  for (const std::uint64_t seed : seeds) {
-    const long index = nodes.insert(seed, QUVEN_ENV);
-    ivModel1TotalEnergies.at(index, QUVEN_ENV) += seedEnergy;
-    ivModel1FreshEnergyMap.at(index, QUVEN_ENV) += seedEnergy;
-  }
-  seeds.deleteMemory(QUVEN_ENV);
-}
 
 void QUVENSNAData::reservedOperation(const QUVENEnvHandle& env) { quvenNotImplemented(QUVEN_ENV); }
 
@@ -363,6 +289,7 @@ int QUVENSNAData::endDataScan(const QUVENEnvHandle& env) {
   constexpr const char* method = "QUVENSNAData::endDataScan";
   switch (getState()) {
     case ComputeNormalizer:
+      reportSeeds(QUVEN_ENV);
       ivState = ComputeWeightedInOutDeg;
       trace.progress("Finished computing normalizer", method, ivModel1NumIterations);
       break;
@@ -381,19 +308,4 @@ int QUVENSNAData::endDataScan(const QUVENEnvHandle& env) {
   report_log(0, "SNA Terminated Successfully");
   std::cout.flush();
   return 1;
-}
-
-void QUVENSNAData::writeResultsToTag(QUVENXMLTag& tag, const QUVENEnvHandle& env) const {
-  tag.addBranchTagPath("InputParameters", QUVEN_ENV);
-  const auto set = [&](const char* path, auto value) {
-    tag.addLeafTagPath(path, QUVEN_ENV).setValue(value, QUVEN_ENV);
-  };
-  set("InputParameters/Spreading Coefficient", ivSpreadCoefficient);
-  set("InputParameters/End Condition Value", ivEpsilon);
-  set("InputParameters/Max Number of Iterations", ivMaxNumIterations);
-  set("InputParameters/IsSparse", ivIsSparse);
-  set("InputParameters/OutputFormat", ivOutputFormat == Csv ? "CSV" : "XML");
-  tag.addBranchTagPath("RunParameters", QUVEN_ENV);
-  set("RunParameters/Model 1 iterations", ivModel1NumIterations);
-  set("RunParameters/Model 1 Diff Val at Convergence", ivDiffVal);
 }

@@ -9,6 +9,7 @@
 
 #include "simple_algorithm/quven_analysis_trace.h"
 #include "simple_algorithm/quven_node_table.h"
+#include "simple_algorithm/quven_parameters.h"
 #include "simple_algorithm/quven_simple_algorithm_data.h"
 
 /// Diffusion over the rows of a pair sum dataset.
@@ -28,7 +29,11 @@ class QUVENSNAData : public QUVENObjectOf<QUVENSNAData, QUVENSimpleAlgorithmAbst
 
   QUVENSNAData() = default;
 
-  /// Reads the parameters below the tag, and the seeds from the file that the parameter file names.
+  /// All parameters of the analysis.
+  static QUVENParameterSections parameterSections();
+
+  /// Reads the parameters below the tag, and the seeds from the file that the text of the parameter file
+  /// names. Without a parameter file name, the tag "Seed" names it.
   /// Errors: terminating reports, 2202 for a parameter, 2307 for the seeds.
   void open(const QUVENXMLTag& parameters, const std::string& parameterFileName, const QUVENEnvHandle& env);
 
@@ -73,6 +78,8 @@ class QUVENSNAData : public QUVENObjectOf<QUVENSNAData, QUVENSimpleAlgorithmAbst
   };
 
   void readSeedFile(const std::string& parameterFileName, const QUVENEnvHandle& env);
+  /// After the first pass: logs how many seeds there are and how many of them are in the data.
+  void reportSeeds(const QUVENEnvHandle& env);
   /// Checks the order of the rows and returns the matrix state before this one.
   std::int32_t checkMatStateValidity(double x1, double x2, SampleNumber caller, const QUVENEnvHandle& env);
   [[noreturn]] void reportRow(int code, std::string_view text, double x1, double x2, SampleNumber caller,
@@ -134,6 +141,13 @@ class QUVENSNAData : public QUVENObjectOf<QUVENSNAData, QUVENSimpleAlgorithmAbst
   QUVEN_STATE(ivMaxNumIterations, std::int32_t) = 100;
   QUVEN_STATE(ivEpsilon, double) = 0.01;
   QUVEN_STATE(ivModel1NumIterations, std::int32_t) = 0;
+
+  // The seeds, on rank 0.
+  QUVEN_STATE(seedLines, long) = 0;
+  QUVEN_STATE(seedsTaken, long) = 0;
+  QUVEN_STATE(seedNodes, long) = 0;  // different subscribers; with the next two known after the first pass
+  QUVEN_STATE(seedsInData, long) = 0;
+  QUVEN_STATE(seedsThatCall, long) = 0;
 
   // The record at hand.
   QUVEN_STATE(expectedCallees, std::int64_t) = 0;

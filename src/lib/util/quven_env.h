@@ -44,6 +44,10 @@ class QUVENEnv {
   void setBytesBudget(std::int64_t bytes) { bytesBudget = bytes; }
   bool hasRoomFor(std::int64_t bytes) const { return bytesBudget == 0 || bytes <= bytesBudget - bytesInUse; }
 
+  /// A strict environment ends a run at a warning which means that the result is not what the user asked for.
+  void setStrict(bool isOn) { strict = isOn ? 1 : 0; }
+  bool isStrict() const { return strict == 1; }
+
   int getThreadId() const { return threadId; }
   std::int64_t getDefaultAux() const { return defaultAux; }
   QUVENEnvAux& getAux() { return *aux; }
@@ -112,6 +116,7 @@ class QUVENEnv {
   std::int32_t threadId;
   std::int32_t active = 0;
   std::int32_t standalone = 0;
+  std::int32_t strict = 0;
 };
 
 /// An environment together with a place in the source: the last argument of nearly every call of the library.

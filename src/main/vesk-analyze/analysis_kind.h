@@ -7,7 +7,7 @@
 #include <string_view>
 #include <vector>
 
-#include "control/quven_XML_tag.h"
+#include "simple_algorithm/quven_parameters.h"
 #include "simple_algorithm/quven_simple_algorithm_data.h"
 
 namespace vesk_analyze {
@@ -20,17 +20,15 @@ struct OutputFile {
 
 /// One analysis that the program can run: all that the driver knows of it.
 struct AnalysisKind {
-  const char* command;                      ///< its sub-command
-  const char* summary;                      ///< its line in the help
-  std::int32_t modelId;                     ///< what the model opens
-  std::span<const char* const> parameters;  ///< the tags that its parameter file may have
-  /// Those that may stand below "KernelParams" or, without it, beside the others.
-  std::span<const char* const> kernelParameters;
+  const char* command;                     ///< its sub-command
+  const char* summary;                     ///< its line in the help
+  std::int32_t modelId;                    ///< what the model opens
+  QUVENParameterSections (*parameters)();  ///< what its parameter file holds
+  /// What a parameter file may hold beside that without a warning.
+  QUVENParameterSections (*passedOver)();
   long explanatoryColumns = 0;   ///< that its dataset has beside the line number, all numeric; 0 for any
   bool readsTableRows = false;   ///< its dataset is the sparse output of a table run
   const char* outputError = "";  ///< what to say of an output that cannot be opened
-  /// The files that it writes with these parameters on this number of workers.
-  std::vector<OutputFile> (*outputFiles)(const QUVENXMLTag& parameters, int numWorkers, const QUVENEnvHandle& env);
   /// A file that the analysis could not write, of which it has said nothing; empty for none.
   std::string (*failedFile)(const QUVENSimpleAlgorithmAbstractData& data);
 };

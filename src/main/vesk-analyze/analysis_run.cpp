@@ -27,7 +27,7 @@ AnalysisRun::AnalysisRun(const AnalyzeOptions& runOptions, const QUVENWorkerTran
                          const QUVENEnvHandle& env)
     : options(runOptions),
       transport(workerTransport),
-      parameterFile(*runOptions.kind, runOptions.parameterFile, QUVEN_ENV),
+      parameterFile(*runOptions.kind, runOptions.parameterFile, runOptions.settings, QUVEN_ENV),
       driver(QUVENPassSettings(), workerTransport, QUVEN_ENV),
       dataset(quvenMake<QUVENBinaryInputDataset>(QUVEN_ENV)) {
   static const QUVENSimpleAlgorithmProtocol protocol;
@@ -86,7 +86,7 @@ void AnalysisRun::openModel(const QUVENXMLTag& parameters, const QUVENEnvHandle&
     model->addInput(field, usage, QUVEN_ENV);
   }
   model->setMiningMode(QUVENModel::BestModelTrainDataOnly, nullptr, QUVEN_ENV);
-  model->setParameterFileName(options.parameterFile);
+  model->setParameterFileName(parameterFile.fileOfText());
   model->open(options.kind->modelId, fields, parameters, QUVEN_ENV);
   fields.deleteMemory(QUVEN_ENV);
 }
@@ -97,15 +97,13 @@ void AnalysisRun::open(const QUVENEnvHandle& env) {
     openDataset(QUVEN_ENV);
     if (options.kind->readsTableRows) checkTable(*options.kind, options.dataset, driver.getPoint(), QUVEN_ENV);
     checkCallersOfParts(options.dataset, driver.getPoint(), QUVEN_ENV);
-    warnOfNoUse(parameters, QUVEN_ENV);
+    parameterFile.warnOfNoUse(QUVEN_ENV);
     openModel(parameters, QUVEN_ENV);
-    outputFiles = options.kind->outputFiles(parameters, transport.getCount(), QUVEN_ENV);
+    outputFiles = parameterFile.outputFiles(transport.getCount(), QUVEN_ENV);
     checkOutputsBefore(outputFiles, options.kind->outputError, QUVEN_ENV);
     const OutputFile results[] = {{options.resultsFile}};
     if (!options.resultsFile.empty()) checkOutputsBefore(results, resultsUnwritable, QUVEN_ENV);
-    if (outputFiles.empty()) {
-      report_warning(IllegalParameters, "OutputFileName", "vesk-analyze: without it the results are written nowhere");
-    }
+    if (outputFiles.empty()) parameterFile.warnOfNoOutput(QUVEN_ENV);
     checkNames(QUVEN_ENV);
   }
   driver.shareFields(QUVEN_ENV);

@@ -15,9 +15,11 @@ namespace vesk_analyze {
 struct AnalyzeOptions {
   const AnalysisKind* kind = nullptr;
   std::string parameterFile;
+  std::vector<ParameterSetting> settings = {};  ///< in place of what the parameter file says
   std::string dataset;
   std::string resultsFile = {};  ///< where writeResultsToTag goes, empty for nowhere
   bool timings = false;
+  bool isStrict = false;  ///< a warning that the result is not what was asked for ends the run
 };
 
 /// One analysis of a dataset, on one rank: it reads the parameters, opens the dataset and the model, and lets the pass

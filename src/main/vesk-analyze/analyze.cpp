@@ -6,6 +6,7 @@
 #include <ostream>
 #include <sstream>
 
+#include "parameter_help.h"
 #include "progress_line.h"
 
 namespace vesk_analyze {
@@ -32,11 +33,27 @@ CommandLine readCommandLine(int argc, const char* const* argv, AnalyzeOptions& o
   app.require_subcommand(1);
   for (const AnalysisKind& kind : analysisKinds()) {
     CLI::App* command = app.add_subcommand(kind.command, kind.summary);
-    command->add_option("PARAMETER_FILE", options.parameterFile, "Parameters, XML with the top element AnalysisParams")
+    command
+        ->add_option("PARAMETER_FILE", options.parameterFile,
+                     "Parameters, XML with the top element AnalysisParams; - for none, with --set")
         ->required();
     command->add_option("DATASET", options.dataset, "The dataset, the name given to vesk-loader")->required();
     command->add_option("--results", options.resultsFile, "Write parameters and counters of the run to this XML file");
     command->add_flag("--timings", options.timings, "A table of the passes and their phases, on standard error");
+    command->add_flag("--strict", options.isStrict,
+                      "End with status 99 at a warning that the result is not what was asked for");
+    const auto addSetting = [&options, &kind](const std::string& text) {
+      if (readSetting(kind, text, options.settings.emplace_back())) return;
+      throw CLI::ValidationError("--set", "\"" + text + "\" is not KEY=VALUE with a parameter of " + kind.command);
+    };
+    command->add_option_function<std::string>("--set", addSetting, "Set a parameter for this run: KEY=VALUE")
+        ->trigger_on_parse()
+        ->multi_option_policy(CLI::MultiOptionPolicy::TakeLast);
+    const auto printExample = [&kind](std::int64_t) {
+      throw CLI::CallForVersion(parameterExample(kind), static_cast<int>(CLI::ExitCodes::Success));
+    };
+    command->add_flag_function("--example", printExample, "Print a parameter file that works, and end");
+    command->footer([&kind] { return "\n" + parameterHelp(kind); });
     command->callback([&options, &kind] { options.kind = &kind; });
   }
   try {
@@ -55,6 +72,7 @@ CommandLine readCommandLine(int argc, const char* const* argv, AnalyzeOptions& o
 void runAnalysis(const AnalyzeOptions& options, std::ostream& err) {
   QUVENEnv environment;
   environment.activate();
+  environment.setStrict(options.isStrict);
   QUVENEnv* env = &environment;
   const QUVENWorkerTransport transport;
   AnalysisRun run(options, transport, QUVEN_ENV);

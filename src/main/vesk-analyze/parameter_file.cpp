@@ -1,10 +1,10 @@
 #include "parameter_file.h"
 
 #include <algorithm>
-#include <cmath>
 #include <cstdlib>
 #include <filesystem>
 
+#include "vesk-common/quven_doubt.h"
 #include "vesk-common/quven_reports.h"
 
 namespace vesk_analyze {
@@ -14,27 +14,59 @@ namespace {
 enum Code : int { IllegalParameters = 2202, FileUnusable = 2302 };
 
 constexpr const char* topElement = "AnalysisParams";
-constexpr const char* kernelBranch = "KernelParams";
 
-void warnOfUnknown(const QUVENXMLTag& tag, std::span<const char* const> known, std::span<const char* const> alsoKnown) {
-  const auto isIn = [](std::span<const char* const> names, const std::string& name) {
-    return std::find(names.begin(), names.end(), name) != names.end();
-  };
-  for (const QUVENXMLTag& child : tag.getChildren()) {
-    if (isIn(known, child.getName()) || isIn(alsoKnown, child.getName())) continue;
-    report_warning(IllegalParameters, child.getName(), "vesk-analyze: unknown parameter is ignored");
-  }
+bool hasKey(const QUVENParameterSection& section, const std::string& key) {
+  return std::any_of(section.rows.begin(), section.rows.end(),
+                     [&](const QUVENParameter& row) { return key == row.key; });
 }
 
+bool isBranch(QUVENParameterSections sections, const std::string& name) {
+  return std::any_of(sections.begin(), sections.end(), [&](const QUVENParameterSection& section) {
+    return section.branch != nullptr && name == section.branch;
+  });
+}
+
+/// The path of a key with its branch.
+std::string branchPath(const QUVENParameterSection& section, const std::string& key) {
+  return std::string(section.branch) + "/" + key;
+}
+
+/// The section that a setting is of, null for none. A key without a branch is that of the section without one first.
+const QUVENParameterSection* sectionOf(const AnalysisKind& kind, const std::string& path) {
+  const QUVENParameterSections sections = kind.parameters();
+  for (const QUVENParameterSection& section : sections) {
+    if (section.branch == nullptr && hasKey(section, path)) return &section;
+  }
+  for (const QUVENParameterSection& section : sections) {
+    if (section.branch == nullptr) continue;
+    const std::string start = branchPath(section, "");
+    if (hasKey(section, path.starts_with(start) ? path.substr(start.size()) : path)) return &section;
+  }
+  return nullptr;
+}
+
+std::string keyOf(const std::string& path) { return path.substr(path.rfind('/') + 1); }
+
 }  // namespace
+
+bool readSetting(const AnalysisKind& kind, const std::string& text, ParameterSetting& setting) {
+  const std::size_t sign = text.find('=');
+  if (sign == std::string::npos) return false;
+  setting = {text.substr(0, sign), text.substr(sign + 1)};
+  return sectionOf(kind, setting.path) != nullptr;
+}
 
 const QUVENXMLTag& ParameterFile::parameters(const QUVENEnvHandle& env) const {
   return tree->getTag(topElement, QUVEN_ENV);
 }
 
-const QUVENXMLTag& ParameterFile::read(const QUVENEnvHandle& env) {
+void ParameterFile::readTree(const QUVENEnvHandle& env) {
   tree = QUVENXMLHandler::create(QUVEN_ENV);
   tree->resetTree(QUVEN_ENV);
+  if (!hasFile()) {
+    tree->getTag("", QUVEN_ENV).addBranchTag(topElement, QUVEN_ENV);
+    return;
+  }
   std::error_code unknown;  // then reading the file reports it
   if (std::filesystem::is_directory(fileName, unknown) || tree->readXMLFile(fileName, QUVEN_ENV) != 1) {
     report_error(FileUnusable, fileName, "vesk-analyze: Unable to read parameter file", QUVEN_ENV, true);
@@ -43,40 +75,127 @@ const QUVENXMLTag& ParameterFile::read(const QUVENEnvHandle& env) {
     report_error(IllegalParameters, fileName,
                  std::string("vesk-analyze: the parameter file has no element ") + topElement, QUVEN_ENV, true);
   }
-  const QUVENXMLTag& tag = parameters(QUVEN_ENV);
-  const bool hasBranch = tag.hasTag(kernelBranch, QUVEN_ENV);
-  warnOfUnknown(tag, kind.parameters, hasBranch ? std::span<const char* const>() : kind.kernelParameters);
-  if (hasBranch) warnOfUnknown(tag.getTag(kernelBranch, QUVEN_ENV), kind.kernelParameters, {});
-  return tag;
+}
+
+void ParameterFile::applySettings(const QUVENEnvHandle& env) {
+  QUVENXMLTag& top = tree->getTag(topElement, QUVEN_ENV);
+  if (!settings.empty()) top.becomeBranch();
+  // A branch is made before any key is set, unless the file has keys of the section beside the others.
+  for (const ParameterSetting& setting : settings) {
+    const QUVENParameterSection& section = *sectionOf(kind, setting.path);
+    if (section.branch == nullptr || setting.path == keyOf(setting.path)) continue;
+    const bool isBeside = std::any_of(section.rows.begin(), section.rows.end(), [&](const QUVENParameter& row) {
+      return sectionOf(kind, row.key) == &section && top.hasTag(row.key, QUVEN_ENV);
+    });
+    if (!isBeside) top.addBranchTagPath(section.branch, QUVEN_ENV);
+  }
+  for (const ParameterSetting& setting : settings) {
+    const QUVENParameterSection& section = *sectionOf(kind, setting.path);
+    const bool hasBranch = section.branch != nullptr && top.hasTag(section.branch, QUVEN_ENV);
+    QUVENXMLTag& tag = hasBranch ? top.getTag(section.branch, QUVEN_ENV) : top;
+    tag.becomeBranch();
+    QUVENXMLTag& leaf = tag.addLeafTagPath(keyOf(setting.path), QUVEN_ENV);
+    leaf.removeAllChildren(QUVEN_ENV);
+    leaf.setValue(setting.value, QUVEN_ENV);
+  }
+}
+
+void ParameterFile::warnOfUnknown(const QUVENEnvHandle& env) const {
+  const QUVENXMLTag& top = parameters(QUVEN_ENV);
+  const auto isKnown = [&](const std::string& name, const QUVENXMLTag& tag, QUVENParameterSections sections) {
+    if (&tag == &top && isBranch(sections, name)) return true;
+    return std::any_of(sections.begin(), sections.end(), [&](const QUVENParameterSection& section) {
+      return &quvenSectionTag(top, section, QUVEN_ENV) == &tag && hasKey(section, name);
+    });
+  };
+  const auto warn = [&](const QUVENXMLTag& tag) {
+    for (const QUVENXMLTag& child : tag.getChildren()) {
+      if (isKnown(child.getName(), tag, kind.parameters()) || isKnown(child.getName(), tag, kind.passedOver())) {
+        continue;
+      }
+      report_doubt(IllegalParameters, child.getName(), "vesk-analyze: unknown parameter is ignored", QUVEN_ENV);
+    }
+  };
+  warn(top);
+  for (const QUVENParameterSection& section : kind.parameters()) {
+    const QUVENXMLTag& tag = quvenSectionTag(top, section, QUVEN_ENV);
+    if (&tag != &top) warn(tag);
+  }
+}
+
+const QUVENXMLTag& ParameterFile::read(const QUVENEnvHandle& env) {
+  readTree(QUVEN_ENV);
+  applySettings(QUVEN_ENV);
+  warnOfUnknown(QUVEN_ENV);
+  return parameters(QUVEN_ENV);
 }
 
 void ParameterFile::warnOfNoUse(const QUVENEnvHandle& env) const {
-  if (kind.kernelParameters.empty()) return;
-  const QUVENXMLTag& all = parameters(QUVEN_ENV);
-  const QUVENXMLTag& tag = all.hasTag(kernelBranch, QUVEN_ENV) ? all.getTag(kernelBranch, QUVEN_ENV) : all;
-  const auto warn = [&](const char* key, bool (*isOfUse)(double), const char* text) {
-    if (!tag.hasTag(key, QUVEN_ENV)) return;
-    const std::string value = tag.getTag(key, QUVEN_ENV).getValue();
-    char* end = nullptr;
-    const double number = std::strtod(value.c_str(), &end);
-    if (*end != '\0') return;  // the analysis reports it
-    if (!isOfUse(number)) report_warning(IllegalParameters, key, text);
-  };
-  warn(
-      "isSparseData", [](double number) { return number != 0 && !std::isnan(number); },
-      "vesk-analyze: the records of a sparse dataset are compared one by one, as if each were a subscriber");
-  warn(
-      "NormalizingFactor", [](double number) { return number > 0 && std::isfinite(number); },
-      "vesk-analyze: similarities over a population that is not a number above 0 mean nothing");
+  for (const QUVENParameterSection& section : kind.parameters()) {
+    const QUVENXMLTag& tag = quvenSectionTag(parameters(QUVEN_ENV), section, QUVEN_ENV);
+    for (const QUVENParameter& row : section.rows) {
+      if (row.isMeaningful == nullptr || !tag.hasTag(row.key, QUVEN_ENV)) continue;
+      const std::string value = tag.getTag(row.key, QUVEN_ENV).getValue();
+      char* end = nullptr;
+      const double number = std::strtod(value.c_str(), &end);
+      if (*end != '\0') continue;  // the analysis reports it
+      if (!row.isMeaningful(number)) report_doubt(IllegalParameters, row.key, row.notMeaningful, QUVEN_ENV);
+    }
+  }
+}
+
+void ParameterFile::warnOfNoOutput(const QUVENEnvHandle& env) const {
+  for (const QUVENParameterSection& section : kind.parameters()) {
+    for (const QUVENParameter& row : section.rows) {
+      if (row.file != QUVENParameterFile::Output) continue;
+      report_doubt(IllegalParameters, row.key, "vesk-analyze: without it the results are written nowhere", QUVEN_ENV);
+    }
+  }
+}
+
+template <class Action>
+void ParameterFile::forEachFile(QUVENParameterFile file, Action action, const QUVENEnvHandle& env) const {
+  const QUVENXMLTag& top = parameters(QUVEN_ENV);
+  for (const QUVENParameterSection& section : kind.parameters()) {
+    if (section.unusedWith != nullptr && top.hasTag(section.unusedWith, QUVEN_ENV)) continue;
+    const QUVENXMLTag& tag = quvenSectionTag(top, section, QUVEN_ENV);
+    for (const QUVENParameter& row : section.rows) {
+      if (row.file != file || !tag.hasTag(row.key, QUVEN_ENV)) continue;
+      action(row, tag.getTag(row.key, QUVEN_ENV).getValue());
+    }
+  }
 }
 
 std::vector<std::string> ParameterFile::inputFiles(const QUVENEnvHandle& env) const {
-  std::vector<std::string> files = {fileName};
-  const QUVENXMLTag& tag = parameters(QUVEN_ENV);
-  for (const char* key : {"KernelValuesFileName", "Seed"}) {
-    if (tag.hasTag(key, QUVEN_ENV)) files.push_back(tag.getTag(key, QUVEN_ENV).getValue());
-  }
+  std::vector<std::string> files;
+  if (hasFile()) files.push_back(fileName);
+  const auto add = [&](const QUVENParameter&, const std::string& value) { files.push_back(value); };
+  forEachFile(QUVENParameterFile::Input, add, QUVEN_ENV);
   return files;
+}
+
+std::vector<OutputFile> ParameterFile::outputFiles(int numWorkers, const QUVENEnvHandle& env) const {
+  std::vector<OutputFile> files;
+  const auto add = [&](const QUVENParameter& row, const std::string& value) {
+    if (row.outputNames == nullptr) {
+      files.push_back({value, row.isReplaced});
+      return;
+    }
+    for (const std::string& name : row.outputNames(value, numWorkers)) files.push_back({name, row.isReplaced});
+  };
+  forEachFile(QUVENParameterFile::Output, add, QUVEN_ENV);
+  return files;
+}
+
+std::string ParameterFile::fileOfText() const {
+  const auto isFoundInText = [&](const ParameterSetting& setting) {
+    for (const QUVENParameter& row : sectionOf(kind, setting.path)->rows) {
+      if (row.isFoundInText && keyOf(setting.path) == row.key) return true;
+    }
+    return false;
+  };
+  const bool isSet = std::any_of(settings.begin(), settings.end(), isFoundInText);
+  return isSet || !hasFile() ? std::string() : fileName;
 }
 
 }  // namespace vesk_analyze

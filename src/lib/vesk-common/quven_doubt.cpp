@@ -1,0 +1,13 @@
+#include "vesk-common/quven_doubt.h"
+
+#include <string>
+
+#include "vesk-common/quven_reports.h"
+
+void report_doubt(int code, std::string_view parameter, std::string_view text, const QUVENEnvHandle& env) {
+  constexpr int StrictRunEnds = 4608;
+  report_warning(code, parameter, text);
+  if (!env.resolve().isStrict()) return;
+  report_error(StrictRunEnds, std::to_string(code),
+               "--strict: the warning above means that the result is not what was asked for", QUVEN_ENV, true);
+}
