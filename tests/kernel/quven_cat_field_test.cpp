@@ -107,6 +107,12 @@ TEST_F(QUVENCatFieldTest, AProducerIsAnAbstractClassWithAName) {
   EXPECT_TRUE(QUVENCatValueProducer::keywords().empty());
 }
 
+TEST_F(QUVENCatFieldTest, AsksForAPassOnlyWhenItGathers) {
+  EXPECT_FALSE(field->wantsDistributionPass());
+  field->setSampleFlag(true, QUVEN_ENV);
+  EXPECT_TRUE(field->wantsDistributionPass());
+}
+
 TEST_F(QUVENCatFieldTest, MergesNothingWithoutADistributionOnBothSides) {
   QUVENOwnPtr<QUVENCatField> other = make<QUVENCatField>();
   EXPECT_TRUE(field->hasScanResult(QUVEN_ENV));

@@ -63,6 +63,7 @@ class QUVENCatField : public QUVENObjectOf<QUVENCatField, QUVENField> {
   const QUVENStringWithHash& getCategoryText(std::int32_t index, const QUVENEnvHandle& env) const override;
   bool hasDistribution() const override;
   void sampleFromDistribution(std::uint32_t recordId, const QUVENEnvHandle& env) override;
+  bool wantsDistributionPass() const override { return isGathering(); }
 
  private:
   bool isGathering() const { return ivSampleFlag != 0 && hasDistribution(); }

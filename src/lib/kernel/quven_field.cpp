@@ -14,23 +14,6 @@ QUVENFieldGlobalVars& QUVENFieldGlobalVars::get(const QUVENEnvHandle& env) {
 QUVENField::QUVENField(QUVENFieldType type, const QUVENEnvHandle& env)
     : Members(env), ivFieldType(static_cast<std::int32_t>(type)) {}
 
-void QUVENField::clearValue() {
-  valuePresent = valueMissing = 0;
-  numValueCount = 0;
-  valueIndex = StaleValueIndex;
-}
-
-void QUVENField::setMissing() {
-  clearValue();
-  valuePresent = valueMissing = 1;
-}
-
-void QUVENField::setNumValue(double value) {
-  clearValue();
-  valuePresent = 1;
-  numValue = value;
-}
-
 void QUVENField::setCatValue(std::string_view text) {
   clearValue();
   valuePresent = 1;
@@ -66,11 +49,6 @@ void QUVENField::restoreValue(const QUVENFieldValue& savedfieldval, const QUVENE
   numValue = savedfieldval.numValue;
   catValue = savedfieldval.catValue;
   valueIndex = savedfieldval.valueIndex;
-}
-
-double QUVENField::getNumValue(const QUVENEnvHandle&) const {
-  QUVEN_ASSERT(!isMissing());
-  return numValue;
 }
 
 const QUVENStringWithHash& QUVENField::getCatValue(const QUVENEnvHandle&) const {
@@ -129,4 +107,5 @@ bool QUVENField::hasDistribution() const {
   const QUVENEnvHandle env(static_cast<QUVENEnv*>(nullptr), __FILE__, __LINE__, __func__);
   quvenNotImplemented(QUVEN_ENV);
 }
+bool QUVENField::wantsDistributionPass() const { return false; }
 void QUVENField::sampleFromDistribution(std::uint32_t, const QUVENEnvHandle& env) { quvenNotImplemented(QUVEN_ENV); }

@@ -7,6 +7,7 @@
 #include <string_view>
 
 #include "kernel/quven_data_scan.h"
+#include "util/quven_debug.h"
 #include "util/quven_string.h"
 
 /// What an environment's fields have in common.
@@ -75,16 +76,30 @@ class QUVENField : public QUVENObjectOf<QUVENField, QUVENDataScan> {
   bool hasValue() const { return valuePresent != 0; }
   bool isMissing() const { return valueMissing != 0; }
   /// The record delivers nothing here.
-  void clearValue();
+  void clearValue() {
+    valuePresent = valueMissing = 0;
+    numValueCount = 0;
+    valueIndex = StaleValueIndex;
+  }
   /// The record says that there is no value.
-  void setMissing();
-  void setNumValue(double value);
+  void setMissing() {
+    clearValue();
+    valuePresent = valueMissing = 1;
+  }
+  void setNumValue(double value) {
+    clearValue();
+    valuePresent = 1;
+    numValue = value;
+  }
   void setCatValue(std::string_view text);
   /// The values of the channels, 1..values.getSize(), the first of which is the single value as well. None is a record
   /// that delivers nothing.
   void setNumValues(const QUVENXaRay<double>& values, const QUVENEnvHandle& env);
   /// Errors: the value of a missing field fails the assertion "!isMissing()".
-  double getNumValue(const QUVENEnvHandle& env) const;
+  double getNumValue(const QUVENEnvHandle&) const {
+    QUVEN_ASSERT(!isMissing());
+    return numValue;
+  }
   const QUVENStringWithHash& getCatValue(const QUVENEnvHandle& env) const;
   long getNumValues() const { return numValueCount; }
   double getNumValueOfChannel(long channel, const QUVENEnvHandle& env) const;
@@ -123,6 +138,9 @@ class QUVENField : public QUVENObjectOf<QUVENField, QUVENDataScan> {
 
   /// Makes this the field of the line numbers: it keeps no distribution.
   virtual void markAsLineNumber(const QUVENEnvHandle& env);
+  /// Whether the field gathers a distribution. In a pass a driver calls updateDistribution of such fields only; for any
+  /// other field the call would do nothing.
+  virtual bool wantsDistributionPass() const;
 
  protected:
   QUVENField(QUVENFieldType type, const QUVENEnvHandle& env);

@@ -1,5 +1,7 @@
 #include "kernel/quven_num_field.h"
 
+#include <cmath>
+
 #include "util/quven_debug.h"
 #include "util/quven_registration.h"
 
@@ -74,11 +76,19 @@ void QUVENNumField::updateDistribution(std::uint32_t recordId, const QUVENEnvHan
   if (isMissing()) {
     ivNumFieldDistPtr->updateMissing();
   } else if (getNumValues() == 0) {
-    ivNumFieldDistPtr->update(recordId, getNumValue(QUVEN_ENV), QUVEN_ENV);
+    updateDistributionWith(recordId, getNumValue(QUVEN_ENV), QUVEN_ENV);
   } else {
     for (long i = 1; i <= getNumValues(); ++i) {
-      ivNumFieldDistPtr->update(recordId, getNumValueOfChannel(i, QUVEN_ENV), QUVEN_ENV);
+      updateDistributionWith(recordId, getNumValueOfChannel(i, QUVEN_ENV), QUVEN_ENV);
     }
+  }
+}
+
+void QUVENNumField::updateDistributionWith(std::uint32_t recordId, double value, const QUVENEnvHandle& env) {
+  if (isComputed() && std::isnan(value)) {
+    ivNumFieldDistPtr->updateMissing();
+  } else {
+    ivNumFieldDistPtr->update(recordId, value, QUVEN_ENV);
   }
 }
 

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <bit>
+#include <cstring>
 #include <limits>
 
 #include "util/quven_debug.h"
@@ -54,6 +55,11 @@ long QUVENBinObjReader::getElementsAtATime() const {
 std::string_view QUVENBinObjReader::readText(std::int64_t length, const QUVENEnvHandle& env) {
   if (length < 0) reportReadError(QUVEN_ENV);
   const std::size_t wanted = static_cast<std::size_t>(length);
+  const std::span<const char> window = blob->getReadWindow();
+  if (wanted <= window.size()) {
+    blob->skip(wanted);
+    return {window.data(), wanted};
+  }
   checkCount(wanted, 1, QUVEN_ENV);
   // Where the rest of the stream is unknown, a claim is paid for only as far as its bytes arrive.
   constexpr std::size_t part = 1 << 20;
@@ -164,7 +170,13 @@ std::int64_t QUVENBinObjReader::readSignedVarint(const QUVENEnvHandle& env) {
 
 double QUVENBinObjReader::readDouble(const QUVENEnvHandle& env) {
   double value = 0;
-  readBytes(&value, sizeof value, QUVEN_ENV);
+  const std::span<const char> window = blob->getReadWindow();
+  if (sizeof value <= window.size()) {
+    std::memcpy(&value, window.data(), sizeof value);
+    blob->skip(sizeof value);
+  } else {
+    readBytes(&value, sizeof value, QUVEN_ENV);
+  }
   return quvenClampDouble(value);
 }
 
