@@ -1,5 +1,8 @@
 #include "kernel/quven_field.h"
 
+#include <algorithm>
+#include <limits>
+
 #include "util/quven_debug.h"
 #include "util/quven_registration.h"
 
@@ -62,6 +65,23 @@ double QUVENField::getNumValueOfChannel(long channel, const QUVENEnvHandle&) con
   return numValues[channel];
 }
 
+void QUVENField::setNumValueOfChannel(long channel, double value, const QUVENEnvHandle& env) {
+  const long channels = getGlobalNumChannels();
+  QUVEN_ASSERT(1 <= channel && channel <= channels);
+  if (numValueCount < channels) {
+    const bool hasSingle = hasValue() && !isMissing();
+    const double others = hasSingle ? numValue : std::numeric_limits<double>::quiet_NaN();
+    if (numValues.getSize() < channels) numValues.autoExtend(channels, QUVEN_ENV);
+    std::fill(numValues.begin() + numValueCount, numValues.begin() + channels, others);
+    numValueCount = static_cast<std::int32_t>(channels);
+  }
+  numValues[channel] = value;
+  numValue = numValues[1];
+  valuePresent = 1;
+  valueMissing = 0;
+  valueIndex = StaleValueIndex;
+}
+
 std::int32_t QUVENField::getValueIndex(const QUVENEnvHandle& env) {
   if (valueIndex == StaleValueIndex) {
     if (isMissing()) {
@@ -85,6 +105,11 @@ void QUVENField::readPrimitive(QUVENObjReader& reader, const QUVENEnvHandle& env
                                  __LINE__, __FILE__);
   }
   ivName = tempName;
+}
+
+void QUVENField::postReadPrimitive(QUVENObjReader& reader, const QUVENEnvHandle& env) {
+  Members::postReadPrimitive(reader, QUVEN_ENV);
+  if (isNumeric() && ivPurpose == static_cast<std::int32_t>(QUVENFieldPurpose::LineNumber)) lineNumber = 1;
 }
 
 bool QUVENField::hasScanResult(const QUVENEnvHandle& env) const { quvenNotImplemented(QUVEN_ENV); }

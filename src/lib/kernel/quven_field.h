@@ -103,6 +103,17 @@ class QUVENField : public QUVENObjectOf<QUVENField, QUVENDataScan> {
   const QUVENStringWithHash& getCatValue(const QUVENEnvHandle& env) const;
   long getNumValues() const { return numValueCount; }
   double getNumValueOfChannel(long channel, const QUVENEnvHandle& env) const;
+  /// What a model reads: the value of a channel, or the single value where that channel has none. 0 for a field of
+  /// texts and for a record without a value here.
+  double getNumValueOrSingle(long channel) const {
+    if (!isNumeric() || !hasValue() || isMissing()) return 0;
+    return channel >= 1 && channel <= numValueCount ? numValues[channel] : numValue;
+  }
+  /// What a model writes: the value of one channel. The field has a value of each channel then. A channel that was not
+  /// set since the record began has the single value, or NaN if there was none; the value of channel 1 is the single
+  /// value as well.
+  /// Requires: 1 <= channel <= getGlobalNumChannels(), an assertion failure otherwise.
+  void setNumValueOfChannel(long channel, double value, const QUVENEnvHandle& env);
   /// Keeps the value of the current record, or that there is none.
   void saveValue(QUVENFieldValue& savedfieldval, const QUVENEnvHandle& env) const;
   /// Errors: the value of a field of another type fails "savedfieldval.ivFieldType == getType()".
@@ -114,6 +125,8 @@ class QUVENField : public QUVENObjectOf<QUVENField, QUVENDataScan> {
 
   /// A field keeps the name that it has: a stream must not put another field in its place.
   void readPrimitive(QUVENObjReader& reader, const QUVENEnvHandle& env) override;
+  /// A numeric field whose purpose is the line number is the field of the line numbers.
+  void postReadPrimitive(QUVENObjReader& reader, const QUVENEnvHandle& env) override;
 
   // In a base of fields: "Function/Feature not yet implemented".
   bool hasScanResult(const QUVENEnvHandle& env) const override;

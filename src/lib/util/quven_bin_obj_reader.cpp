@@ -1,8 +1,6 @@
 #include "util/quven_bin_obj_reader.h"
 
 #include <algorithm>
-#include <array>
-#include <bit>
 #include <cstring>
 #include <limits>
 
@@ -10,28 +8,6 @@
 #include "util/quven_memory.h"
 #include "util/quven_numbers.h"
 #include "util/quven_varint.h"
-
-namespace {
-
-/// Whether no number is infinite or NaN, in a form that becomes vector instructions: one more in the exponent field
-/// carries into the sign just where all bits of the exponent are set.
-bool allFinite(std::span<const double> values) {
-  constexpr std::uint64_t sign = std::uint64_t{1} << 63;
-  constexpr std::uint64_t lowestExponentBit = std::uint64_t{1} << 52;
-  constexpr std::size_t lanes = 8;
-  std::array<std::uint64_t, lanes> carried{};
-  const auto look = [&](std::size_t lane, double value) {
-    carried[lane] |= (std::bit_cast<std::uint64_t>(value) & ~sign) + lowestExponentBit;
-  };
-  std::size_t done = 0;
-  for (; done + lanes <= values.size(); done += lanes) {
-    for (std::size_t lane = 0; lane < lanes; ++lane) look(lane, values[done + lane]);
-  }
-  for (; done < values.size(); ++done) look(0, values[done]);
-  return std::none_of(carried.begin(), carried.end(), [](std::uint64_t lane) { return (lane & sign) != 0; });
-}
-
-}  // namespace
 
 void QUVENBinObjReader::reportReadError(const QUVENEnvHandle& env) {
   quvenFatalReport("BLOB Binary I/O Read Error", QUVEN_ENV);
@@ -218,7 +194,7 @@ void QUVENBinObjReader::readNumbers(std::span<double> values, const QUVENEnvHand
   while (!values.empty()) {
     const auto part = values.first(std::min(block, values.size()));
     readBytes(part.data(), part.size_bytes(), QUVEN_ENV);
-    if (!allFinite(part)) std::transform(part.begin(), part.end(), part.begin(), quvenClampDouble);
+    if (!quvenAllFinite(part)) std::transform(part.begin(), part.end(), part.begin(), quvenClampDouble);
     values = values.subspan(part.size());
   }
 }

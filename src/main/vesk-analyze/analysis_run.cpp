@@ -98,6 +98,7 @@ void AnalysisRun::openDataset(const QUVENEnvHandle& env) {
   dataset->setMultiFile(isNameOfParts);
   if (isNameOfParts && !exists(options.dataset + ".info")) dataset->setInfoFile(options.dataset + ".0.info");
   if (isNameOfParts) checkParts(options.dataset, QUVEN_ENV);
+  dataset->setNotANumberAllowed(true);  // the analyses have reports of their own
   dataset->open(options.dataset, point.get(), transport.getRank(), transport.getCount(), QUVEN_ENV);
   checkColumns(*options.kind, options.dataset, *point, QUVEN_ENV);
   // What a copy or a full disk has cut would be analysed as if it were all.
