@@ -212,18 +212,17 @@ void QUVENPassDriver::scanRecords(QUVENDataPoint& point, QUVENPassCounters& coun
   }
   for (;; ++records) {
     if (records % sampleInterval != 0) {
-      const std::int32_t number = dataset->readNext(point, env);
-      if (number == QUVENInputDataset::EndOfData) break;
-      take(number);
+      if (!dataset->readRecord(point, env)) break;
+      take(dataset->getRecordNumber());
       continue;
     }
     if (observer != nullptr) observer->update(records);
     const auto before = Clock::now();
-    const std::int32_t number = dataset->readNext(point, env);
+    const bool isRecord = dataset->readRecord(point, env);
     const auto between = Clock::now();
     reading += between - before;
-    if (number == QUVENInputDataset::EndOfData) break;
-    take(number);
+    if (!isRecord) break;
+    take(dataset->getRecordNumber());
     updating += Clock::now() - between;
   }
   if (observer != nullptr) observer->endPass();
