@@ -166,7 +166,9 @@ TEST_F(GroupsProgram, WritesTheParametersAndCountersOfTheRun) {
   for (const int workers : {1, 2}) {
     analyse("groups", workers, {"--results", "run.xml", "--timings"});
     ASSERT_EQ(result.status, 0) << result.out;
-    EXPECT_EQ(content("run.xml"),
+    const std::string results = content("run.xml");
+    const std::size_t end = results.find("    <Cutoff>");
+    EXPECT_EQ(results.substr(0, end),
               "<AnalysisResults>\n"
               "  <InputParameters>\n"
               "    <MinClusterSize>2</MinClusterSize>\n"
@@ -184,9 +186,20 @@ TEST_F(GroupsProgram, WritesTheParametersAndCountersOfTheRun) {
               "      <NumEdgesInGraph>36</NumEdgesInGraph>\n"
               "      <NumClustersInGraph>3</NumClustersInGraph>\n"
               "      <NumNodesInRelevantClusters>12</NumNodesInRelevantClusters>\n"
-              "    </Iteration-1>\n"
-              "  </RunParameters>\n"
-              "</AnalysisResults>\n");
+              "    </Iteration-1>\n");
+    ASSERT_NE(end, std::string::npos);
+    // The cutoff is that of the log.
+    const std::size_t value = end + std::string("    <Cutoff>").size();
+    std::ostringstream cutoff;
+    cutoff << std::stod(results.substr(value));
+    EXPECT_THAT(result.out, HasSubstr("cutoff threshold=" + cutoff.str() + "\n"));
+    EXPECT_THAT(results, HasSubstr("</Cutoff>\n  </RunParameters>\n  <Parameters>\n    <KernelParams>\n"
+                                   "      <KernelVerbosity>1</KernelVerbosity>\n"));
+    EXPECT_THAT(results, HasSubstr("      <SparsityLevel>0.5</SparsityLevel>\n"));
+    EXPECT_THAT(results, HasSubstr("    <Analysis>groups</Analysis>\n    <Dataset>calls.bin</Dataset>\n    <Ranks>" +
+                                   std::to_string(workers) + "</Ranks>\n"));
+    EXPECT_THAT(results, HasSubstr("      <Pass-6>\n"));
+    EXPECT_THAT(results, Not(HasSubstr("Pass-7")));
     // Two passes of the kernel, its edges, connecting, collecting, ranking.
     for (int rank = 0; rank < workers; ++rank) {
       EXPECT_THAT(result.err, HasSubstr("seconds of worker " + std::to_string(rank) + "\n"));

@@ -175,6 +175,8 @@ class QUVENCGAData : public QUVENObjectOf<QUVENCGAData, QUVENSimpleAlgorithmAbst
   QUVEN_STATE(ivTagPrefix, std::string);
   QUVEN_STATE(ivOutputNamespace, std::string);
   QUVEN_STATE(ivKernelFileName, std::string);
+  QUVEN_STATE(hasCutoff, std::int32_t) = 0;  // with the next: of the kernel, on rank 0
+  QUVEN_STATE(cutoff, double) = 0;
   QUVEN_STATE(kernelTag, QUVENXMLTag);  // what the kernel says of itself, for the time when it is gone
 
   // The record at hand.

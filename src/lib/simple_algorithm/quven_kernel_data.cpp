@@ -93,6 +93,9 @@ void QUVENKernelData::print(std::ostream&) const {}
 
 void QUVENKernelData::writeResultsToTag(QUVENXMLTag& tag, const QUVENEnvHandle& env) const {
   if (ivKernelFunctionPtr) ivKernelFunctionPtr->writeParameters(tag, QUVEN_ENV);
+  if (!hasCutoff()) return;
+  tag.addBranchTagPath("RunParameters", QUVEN_ENV);
+  tag.addLeafTagPath("RunParameters/Cutoff", QUVEN_ENV).setValue(ivSparsityThreshold, QUVEN_ENV);
 }
 
 QUVENScanType QUVENKernelData::getScanKind(const QUVENEnvHandle& env) const {

@@ -9,6 +9,7 @@
 #include "kernel/quven_field_name_map.h"
 #include "output_check.h"
 #include "parameter_file.h"
+#include "run_results.h"
 #include "simple_algorithm/quven_simple_algorithm_model.h"
 #include "worker_transport.h"
 
@@ -42,7 +43,7 @@ class AnalysisRun {
   void checkOutputs(const QUVENEnvHandle& env) const;
   /// Writes the parameters and counters of the run.
   /// Errors: the terminating report 2302 with the name of the file.
-  void writeResults(const QUVENEnvHandle& env) const;
+  void writeResults(const RunSummary& summary, const QUVENEnvHandle& env) const;
   void release(const QUVENEnvHandle& env);
 
   QUVENBinaryInputDataset& getDataset() { return *dataset; }
