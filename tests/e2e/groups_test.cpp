@@ -252,6 +252,47 @@ TEST_F(GroupsProgram, TheKernelTakesTheParameterFileOfTheGroups) {
   EXPECT_THAT(result.out, HasSubstr("Starting from kernel values file\n"));
 }
 
+/// The callers of a clique have two contacts in common; the first caller of a clique has none in common with that of
+/// the next clique, which it calls.
+TEST_F(GroupsProgram, ACutoffThatKeepsPairsWithoutCommonContactsIsWarnedOf) {
+  dataset(cliques(12));
+  kernelTags["NormalizingFactor"] = "100000";
+  for (const char* kind : {"groups", "kernel"}) {
+    for (const int workers : {1, 2}) {
+      kernelTags["SparsityLevel"] = "0.5";
+      analyse(kind, workers, {"--strict", "--set", "KernelParams/OutputFileName=kept"});
+      EXPECT_EQ(result.status, 0) << result.out;
+      EXPECT_THAT(result.out, Not(HasSubstr("Warning;|")));
+      kernelTags["SparsityLevel"] = "0.01";
+      analyse(kind, workers, {"--set", "KernelParams/OutputFileName=kept"});
+      EXPECT_EQ(result.status, 0);
+      EXPECT_THAT(result.out, HasSubstr("Warning;|5012;|SparsityLevel;|QUVENKernelData::endDataScan: the cutoff keeps "
+                                        "pairs of similarity "));
+      removeResults();
+      analyse(kind, workers, {"--strict", "--set", "KernelParams/OutputFileName=kept"});
+      EXPECT_EQ(result.status, 99);
+      EXPECT_THAT(result.out, HasSubstr("Error;|4608;|5012;|--strict: "));
+      EXPECT_FALSE(exists("found_1.nodes.csv"));
+    }
+  }
+}
+
+TEST_F(GroupsProgram, ClustersThatAreCutAreWarnedOf) {
+  dataset(cliques(12));
+  tags["MaxClusterSize"] = "2";
+  analyse("groups", 2);
+  EXPECT_EQ(result.status, 0);
+  EXPECT_THAT(result.out, HasSubstr("Warning;|5013;|MaxClusterSize;|QUVENCGAData::buildInitialClusters: of "));
+  removeResults();
+  analyse("groups", 2, {"--strict"});
+  EXPECT_EQ(result.status, 99);
+  EXPECT_THAT(result.out, HasSubstr("Error;|4608;|5013;|--strict: "));
+  EXPECT_FALSE(exists("found_1.nodes.csv"));
+  tags["MaxClusterSize"] = "20";
+  analyse("groups", 2, {"--strict"});
+  EXPECT_EQ(result.status, 0) << result.out;
+}
+
 TEST_F(GroupsProgram, AStrictRunWithoutClustersLeavesNoResult) {
   dataset({{1, {2}}, {2, {3}}, {3, {1}}});
   tags["KernelValuesFileName"] = "values";

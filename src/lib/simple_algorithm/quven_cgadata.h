@@ -86,6 +86,8 @@ class QUVENCGAData : public QUVENObjectOf<QUVENCGAData, QUVENSimpleAlgorithmAbst
   // The kernel edges and the clusters of them.
   void collectKernelEdges(const QUVENEnvHandle& env);
   void buildInitialClusters(const QUVENEnvHandle& env);
+  /// The warning 5013 when the limit of their size cut most of the initial clusters.
+  void warnOfFullClusters(std::int64_t numNodes, const QUVENEnvHandle& env) const;
   void flattenNodeMap(const QUVENEnvHandle& env);
   void rebuildNodeMap(const QUVENEnvHandle& env);
 

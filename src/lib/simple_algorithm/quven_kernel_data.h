@@ -106,6 +106,7 @@ class QUVENKernelData : public QUVENObjectOf<QUVENKernelData, QUVENSimpleAlgorit
   void addContactsToHistogram(QUVENOnlineHistogramData& histogram, const QUVENEnvHandle& env);
   void addRandomPairsToHistogram(QUVENOnlineHistogramData& histogram, const QUVENEnvHandle& env);
   void setCutoff(const QUVENEnvHandle& env);
+  void warnOfNoise(const QUVENEnvHandle& env) const;
   [[noreturn]] void reportNoValues(const QUVENEnvHandle& env) const;
 
   // In every stream.
