@@ -36,9 +36,9 @@ class AnalyzeParameters : public LoaderCase {
 
 TEST_F(AnalyzeParameters, TheExampleOfDiffusionWorks) {
   load("pairsum");
-  writeFile("seeds.txt", "1000\n1001\n1002\n");
+  writeFile("seeds.txt", "100\n101\n102\n");
   example("diffusion");
-  analyse({"diffusion", "params.xml", "calls.bin"});
+  analyse({"diffusion", "params.xml", "calls.bin", "--strict"});
   EXPECT_EQ(result.status, 0) << result.out;
   EXPECT_THAT(result.out, Not(HasSubstr("Warning;|2202")));
   EXPECT_TRUE(exists("energy.csv"));
@@ -49,7 +49,7 @@ TEST_F(AnalyzeParameters, TheExampleOfDiffusionWorks) {
   EXPECT_EQ(result.status, 0) << result.out;
   EXPECT_EQ(content("energy.csv"), ofFile);
   // A setting counts, and a seed file with a name that is no XML is found.
-  writeFile("s<&>.txt", "1000\n");
+  writeFile("s<&>.txt", "100\n");
   analyse({"diffusion", "params.xml", "calls.bin", "--set", "Seed=s<&>.txt", "--set", "SpreadCoefficient=0.25"});
   EXPECT_EQ(result.status, 0) << result.out;
   EXPECT_THAT(result.out, HasSubstr("Using spreading coefficient: 0.25"));
@@ -60,18 +60,20 @@ TEST_F(AnalyzeParameters, TheExampleOfDiffusionWorks) {
 TEST_F(AnalyzeParameters, TheExamplesOfGroupsAndKernelWork) {
   load("table");
   example("kernel");
-  analyse({"kernel", "params.xml", "calls.bin"});
+  analyse({"kernel", "params.xml", "calls.bin", "--strict"});
   EXPECT_EQ(result.status, 0) << result.out;
   EXPECT_TRUE(exists("values_worker_0.txt"));
   std::filesystem::remove(path("values_worker_0.txt"));
   example("groups");
   for (const char* kind : {"kernel", "groups"}) {
-    analyse({kind, "params.xml", "calls.bin", "--set", "KernelParams/SparsityLevel=0.8"});
+    analyse({kind, "params.xml", "calls.bin", "--set", "KernelParams/SparsityLevel=0.8"});  // kernel: to no file
     EXPECT_EQ(result.status, 0) << result.out;
     EXPECT_THAT(result.out, Not(HasSubstr("unknown parameter")));
     EXPECT_FALSE(exists("values_worker_0.txt"));
   }
   EXPECT_GT(std::filesystem::file_size(path("found_1.nodes.csv")), 1000U);
+  analyse({"groups", "params.xml", "calls.bin", "--strict"});
+  EXPECT_EQ(result.status, 0) << result.out;
 }
 
 TEST_F(AnalyzeParameters, ASettingIsCheckedLikeTheFile) {

@@ -123,6 +123,21 @@ TEST_F(AnalyzeRun, WritesTheResultsOfTheRunAndItsTimings) {
   EXPECT_EQ(result.status, 0) << result.out;
   EXPECT_THAT(content("run.xml"), HasSubstr("<AnalysisResults>\n  <InputParameters>\n    <SpreadingCoefficient>0.5</"));
   EXPECT_THAT(content("run.xml"), HasSubstr("<IsSparse>1</IsSparse>"));
+  EXPECT_THAT(content("run.xml"), HasSubstr("    <MaxNumberofIterations>100</MaxNumberofIterations>\n"));
+  EXPECT_THAT(content("run.xml"), HasSubstr("    <Seeds>\n      <LinesRead>2</LinesRead>\n      <Taken>2</Taken>\n"
+                                            "      <DifferentSubscribers>2</DifferentSubscribers>\n"
+                                            "      <OccurringInTheData>2</OccurringInTheData>\n"
+                                            "      <CallingSomebody>2</CallingSomebody>\n    </Seeds>\n"));
+  // The keys as they are read, given or not.
+  EXPECT_THAT(content("run.xml"),
+              HasSubstr("  <Parameters>\n    <isSparseData>1</isSparseData>\n    <VerbosityLevel>1</VerbosityLevel>\n"
+                        "    <SpreadCoefficient>0.5</SpreadCoefficient>\n    <Seed>seeds</Seed>\n"));
+  EXPECT_THAT(content("run.xml"), HasSubstr("    <MaxNumIterations>100</MaxNumIterations>\n"));
+  EXPECT_THAT(content("run.xml"),
+              HasSubstr("  <Run>\n    <Version>2.0.6</Version>\n    <Analysis>diffusion</Analysis>\n"
+                        "    <Dataset>calls.bin</Dataset>\n    <Ranks>2</Ranks>\n    <Start>20"));
+  EXPECT_THAT(content("run.xml"), HasSubstr("      <Pass-1>\n        <Records>"));
+  EXPECT_THAT(content("run.xml"), HasSubstr("    <Warnings>\n      <Count>0</Count>\n    </Warnings>\n"));
   EXPECT_THAT(result.err, HasSubstr("seconds of worker 0\n"));
   EXPECT_THAT(result.err, HasSubstr("seconds of worker 1\n"));
   EXPECT_THAT(result.err, HasSubstr("read     update  transport      merge        end"));
@@ -136,6 +151,12 @@ TEST_F(AnalyzeRun, AnUnknownParameterIsNamed) {
   diffusion(2);
   EXPECT_EQ(result.status, 0);
   EXPECT_THAT(result.out, HasSubstr("Warning;|2202;|SpreadCoeficient;|vesk-analyze: unknown parameter is ignored;|"));
+  diffusion(2, {"--results", "run.xml", "--set", "SpreadCoefficient=0.25"});
+  EXPECT_THAT(
+      content("run.xml"),
+      HasSubstr("    <Warnings>\n      <Count>1</Count>\n      <Warning-1>2202;|SpreadCoeficient;|vesk-analyze: "
+                "unknown parameter is ignored</Warning-1>\n    </Warnings>\n"));
+  EXPECT_THAT(content("run.xml"), HasSubstr("    <SpreadCoefficient>0.25</SpreadCoefficient>\n"));
 }
 
 TEST_F(AnalyzeRun, AStrictRunEndsAtADoubt) {

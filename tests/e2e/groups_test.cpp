@@ -166,7 +166,9 @@ TEST_F(GroupsProgram, WritesTheParametersAndCountersOfTheRun) {
   for (const int workers : {1, 2}) {
     analyse("groups", workers, {"--results", "run.xml", "--timings"});
     ASSERT_EQ(result.status, 0) << result.out;
-    EXPECT_EQ(content("run.xml"),
+    const std::string results = content("run.xml");
+    const std::size_t end = results.find("    <Cutoff>");
+    EXPECT_EQ(results.substr(0, end),
               "<AnalysisResults>\n"
               "  <InputParameters>\n"
               "    <MinClusterSize>2</MinClusterSize>\n"
@@ -184,9 +186,20 @@ TEST_F(GroupsProgram, WritesTheParametersAndCountersOfTheRun) {
               "      <NumEdgesInGraph>36</NumEdgesInGraph>\n"
               "      <NumClustersInGraph>3</NumClustersInGraph>\n"
               "      <NumNodesInRelevantClusters>12</NumNodesInRelevantClusters>\n"
-              "    </Iteration-1>\n"
-              "  </RunParameters>\n"
-              "</AnalysisResults>\n");
+              "    </Iteration-1>\n");
+    ASSERT_NE(end, std::string::npos);
+    // The cutoff is that of the log.
+    const std::size_t value = end + std::string("    <Cutoff>").size();
+    std::ostringstream cutoff;
+    cutoff << std::stod(results.substr(value));
+    EXPECT_THAT(result.out, HasSubstr("cutoff threshold=" + cutoff.str() + "\n"));
+    EXPECT_THAT(results, HasSubstr("</Cutoff>\n  </RunParameters>\n  <Parameters>\n    <KernelParams>\n"
+                                   "      <KernelVerbosity>1</KernelVerbosity>\n"));
+    EXPECT_THAT(results, HasSubstr("      <SparsityLevel>0.5</SparsityLevel>\n"));
+    EXPECT_THAT(results, HasSubstr("    <Analysis>groups</Analysis>\n    <Dataset>calls.bin</Dataset>\n    <Ranks>" +
+                                   std::to_string(workers) + "</Ranks>\n"));
+    EXPECT_THAT(results, HasSubstr("      <Pass-6>\n"));
+    EXPECT_THAT(results, Not(HasSubstr("Pass-7")));
     // Two passes of the kernel, its edges, connecting, collecting, ranking.
     for (int rank = 0; rank < workers; ++rank) {
       EXPECT_THAT(result.err, HasSubstr("seconds of worker " + std::to_string(rank) + "\n"));
@@ -237,6 +250,47 @@ TEST_F(GroupsProgram, TheKernelTakesTheParameterFileOfTheGroups) {
   analyse("groups", 1);
   EXPECT_EQ(result.status, 0) << result.out;
   EXPECT_THAT(result.out, HasSubstr("Starting from kernel values file\n"));
+}
+
+/// The callers of a clique have two contacts in common; the first caller of a clique has none in common with that of
+/// the next clique, which it calls.
+TEST_F(GroupsProgram, ACutoffThatKeepsPairsWithoutCommonContactsIsWarnedOf) {
+  dataset(cliques(12));
+  kernelTags["NormalizingFactor"] = "100000";
+  for (const char* kind : {"groups", "kernel"}) {
+    for (const int workers : {1, 2}) {
+      kernelTags["SparsityLevel"] = "0.5";
+      analyse(kind, workers, {"--strict", "--set", "KernelParams/OutputFileName=kept"});
+      EXPECT_EQ(result.status, 0) << result.out;
+      EXPECT_THAT(result.out, Not(HasSubstr("Warning;|")));
+      kernelTags["SparsityLevel"] = "0.01";
+      analyse(kind, workers, {"--set", "KernelParams/OutputFileName=kept"});
+      EXPECT_EQ(result.status, 0);
+      EXPECT_THAT(result.out, HasSubstr("Warning;|5012;|SparsityLevel;|QUVENKernelData::endDataScan: the cutoff keeps "
+                                        "pairs of similarity "));
+      removeResults();
+      analyse(kind, workers, {"--strict", "--set", "KernelParams/OutputFileName=kept"});
+      EXPECT_EQ(result.status, 99);
+      EXPECT_THAT(result.out, HasSubstr("Error;|4608;|5012;|--strict: "));
+      EXPECT_FALSE(exists("found_1.nodes.csv"));
+    }
+  }
+}
+
+TEST_F(GroupsProgram, ClustersThatAreCutAreWarnedOf) {
+  dataset(cliques(12));
+  tags["MaxClusterSize"] = "2";
+  analyse("groups", 2);
+  EXPECT_EQ(result.status, 0);
+  EXPECT_THAT(result.out, HasSubstr("Warning;|5013;|MaxClusterSize;|QUVENCGAData::buildInitialClusters: of "));
+  removeResults();
+  analyse("groups", 2, {"--strict"});
+  EXPECT_EQ(result.status, 99);
+  EXPECT_THAT(result.out, HasSubstr("Error;|4608;|5013;|--strict: "));
+  EXPECT_FALSE(exists("found_1.nodes.csv"));
+  tags["MaxClusterSize"] = "20";
+  analyse("groups", 2, {"--strict"});
+  EXPECT_EQ(result.status, 0) << result.out;
 }
 
 TEST_F(GroupsProgram, AStrictRunWithoutClustersLeavesNoResult) {

@@ -21,8 +21,7 @@
 /// A driver with a dataset open, in an environment of its own that must be empty at the end.
 class PassRun {
  public:
-  explicit PassRun(const std::string& dataset, const QUVENPassSettings& settings = {},
-                   MPI_Comm ranks = MPI_COMM_WORLD)
+  explicit PassRun(const std::string& dataset, const QUVENPassSettings& settings = {}, MPI_Comm ranks = MPI_COMM_WORLD)
       : transport(ranks), driver(activated(settings), transport, handle()) {
     data = quvenMake<QUVENBinaryInputDataset>(QUVEN_ENV);
     data->setProgressLines(false);

@@ -316,8 +316,7 @@ TEST_F(QUVENPassDriverTest, NamesAFileThatCannotBeWritten) {
   for (const std::string& bad : {folder.path() + "/nowhere/rows", std::string("/dev/full")}) {
     const CapturedRun captured = capturedRun([&] { run.driver.writeRows(bad, "header", writeRow, run.handle()); });
     EXPECT_TRUE(captured.threwLibraryException);
-    EXPECT_THAT(captured.out,
-                testing::HasSubstr("Error;|2302;|" + bad + ";|Unable to write output file;|ErrorEnd\n"));
+    EXPECT_THAT(captured.out, testing::HasSubstr("Error;|2302;|" + bad + ";|Unable to write output file;|ErrorEnd\n"));
     quvenDebugWords = QUVENDebugWords();
   }
 }

@@ -146,8 +146,8 @@ class QUVENField : public QUVENObjectOf<QUVENField, QUVENDataScan> {
   virtual std::int32_t getIndexOfValue(double value, const QUVENEnvHandle& env) const;
   virtual const QUVENStringWithHash& getCategoryText(std::int32_t index, const QUVENEnvHandle& env) const;
   virtual bool hasDistribution() const;
-  /// The passes that the distribution has finished; -1 for a field that is not sampled, to which updateDistribution does
-  /// nothing.
+  /// The passes that the distribution has finished; -1 for a field that is not sampled, to which updateDistribution
+  /// does nothing.
   virtual std::int32_t getDistributionPasses() const { return -1; }
   /// Whether computeValue has a producer to ask.
   virtual bool hasValueProducer() const { return false; }

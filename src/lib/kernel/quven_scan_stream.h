@@ -11,9 +11,9 @@
 /// The image of one scan, read as far as its type and the serial number of the scan that it was written from.
 ///
 /// A copy of a scan takes images of that scan only, so what no stream carries stays with the right scan when scans are
-/// added, dropped or reordered. An object that is no copy yet (getMergeWithSerialNumber() is 0) takes the first image of
-/// its type that it is offered.
-/// Lifetime: readInto is called once, before anything else is read; not for an image of no object.
+/// added, dropped or reordered. An object that is no copy yet (getMergeWithSerialNumber() is 0) takes the first image
+/// of its type that it is offered. Lifetime: readInto is called once, before anything else is read; not for an image of
+/// no object.
 class QUVENScanImage {
  public:
   /// Errors: those of quvenReadObject.

@@ -23,9 +23,9 @@ class QUVENScanProtocols {
 
 /// One pass in one world: which scans and fields take part, and what each record goes through.
 ///
-/// For a record: result fields are cleared, value producers and finished models set them, each once; then the scans that
-/// scan see the record; then the distributions that gather see the values of their fields.
-/// Requires: the world is not changed while the pass lasts.
+/// For a record: result fields are cleared, value producers and finished models set them, each once; then the scans
+/// that scan see the record; then the distributions that gather see the values of their fields. Requires: the world is
+/// not changed while the pass lasts.
 class QUVENRecordPass {
  public:
   QUVENRecordPass(QUVENScanWorld& scanWorld, const QUVENScanProtocols& protocols, const QUVENPassSettings& passSettings,

@@ -200,6 +200,8 @@ int QUVENCGAData::endDataScan(const QUVENEnvHandle& env) {
   switch (getState()) {
     case BuildingKernel:
       if (ivKernelPtr->endDataScan(QUVEN_ENV) == 1) finish("Finished building kernel", CollectingKernelEdges);
+      hasCutoff = ivKernelPtr->hasCutoff() ? 1 : 0;
+      cutoff = ivKernelPtr->getSparsityThreshold();
       return 0;
     case CollectingKernelEdges:
       trace.progress("Finished collecting kernel edges", endMethod, ivIterationCounter);

@@ -86,6 +86,8 @@ class QUVENCGAData : public QUVENObjectOf<QUVENCGAData, QUVENSimpleAlgorithmAbst
   // The kernel edges and the clusters of them.
   void collectKernelEdges(const QUVENEnvHandle& env);
   void buildInitialClusters(const QUVENEnvHandle& env);
+  /// The warning 5013 when the limit of their size cut most of the initial clusters.
+  void warnOfFullClusters(std::int64_t numNodes, const QUVENEnvHandle& env) const;
   void flattenNodeMap(const QUVENEnvHandle& env);
   void rebuildNodeMap(const QUVENEnvHandle& env);
 
@@ -175,6 +177,8 @@ class QUVENCGAData : public QUVENObjectOf<QUVENCGAData, QUVENSimpleAlgorithmAbst
   QUVEN_STATE(ivTagPrefix, std::string);
   QUVEN_STATE(ivOutputNamespace, std::string);
   QUVEN_STATE(ivKernelFileName, std::string);
+  QUVEN_STATE(hasCutoff, std::int32_t) = 0;  // with the next: of the kernel, on rank 0
+  QUVEN_STATE(cutoff, double) = 0;
   QUVEN_STATE(kernelTag, QUVENXMLTag);  // what the kernel says of itself, for the time when it is gone
 
   // The record at hand.

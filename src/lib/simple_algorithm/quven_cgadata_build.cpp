@@ -14,7 +14,7 @@
 
 namespace {
 
-constexpr int NoClusters = 5006;
+enum Code : int { NoClusters = 5006, ClustersFull = 5013 };
 
 /// The counter of a cycle of the analysis.
 std::int32_t& counterOf(QUVENXaRay<std::int32_t>& counters, std::int32_t cycle, const QUVENEnvHandle& env) {
@@ -88,9 +88,27 @@ void QUVENCGAData::buildInitialClusters(const QUVENEnvHandle& env) {
                  "SparsityLevel keeps more pairs, a larger NormalizingFactor makes common contacts count more",
                  QUVEN_ENV);
   }
+  warnOfFullClusters(numNodes, QUVEN_ENV);
   flattenNodeMap(QUVEN_ENV);
   ivState = ivNumIterationsConnectingNodes >= 1 ? ConnectingIsolatedNodes : CollectingClusterEdges;
   if (ivState == CollectingClusterEdges) computeSlice(QUVEN_ENV);
+}
+
+void QUVENCGAData::warnOfFullClusters(std::int64_t numNodes, const QUVENEnvHandle& env) const {
+  constexpr long fewestClusters = 10;  // a few full clusters say nothing
+  constexpr double mostInFullClusters = 0.75;
+  std::int64_t numInFull = 0;
+  for (const std::int32_t size : ivClusterSizes) {
+    if (size >= ivMaxClusterSize) numInFull += size;
+  }
+  const bool isCut = static_cast<double>(numInFull) > mostInFullClusters * static_cast<double>(numNodes);
+  if (ivClusterSizes.getSize() < fewestClusters || !isCut) return;
+  report_doubt(ClustersFull, "MaxClusterSize",
+               "QUVENCGAData::buildInitialClusters: of " + std::to_string(numNodes) + " members of initial clusters " +
+                   std::to_string(numInFull) +
+                   " are in full ones, so MaxClusterSize cuts the groups; a higher "
+                   "SparsityLevel keeps fewer pairs between groups, a larger MaxClusterSize cuts fewer groups",
+               QUVEN_ENV);
 }
 
 void QUVENCGAData::flattenNodeMap(const QUVENEnvHandle& env) {

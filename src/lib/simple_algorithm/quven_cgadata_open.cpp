@@ -187,6 +187,7 @@ void QUVENCGAData::writeResultsToTag(QUVENXMLTag& tag, const QUVENEnvHandle& env
     set(path + "/NumClustersInGraph", valueOf(ivNumCCInGraph, i));
     set(path + "/NumNodesInRelevantClusters", valueOf(ivNodesInRelevantClusters, i));
   }
+  if (hasCutoff != 0) tag.addLeafTagPath("RunParameters/Cutoff", QUVEN_ENV).setValue(cutoff, QUVEN_ENV);
 }
 
 void QUVENCGAData::dump(std::ostream& out) const {

@@ -13,13 +13,20 @@
 #include "simple_algorithm/quven_kernel_parameters.h"
 #include "util/quven_debug.h"
 #include "util/quven_registration.h"
+#include "vesk-common/quven_doubt.h"
 #include "vesk-common/quven_reports.h"
 
 QUVEN_REGISTER(QUVENKernelData);
 
 namespace {
 
-enum Code : int { InvalidState = 3502, NoSamples = 3503, RowTooLong = 4607, NothingToCompare = 5007 };
+enum Code : int {
+  InvalidState = 3502,
+  NoSamples = 3503,
+  RowTooLong = 4607,
+  NothingToCompare = 5007,
+  CutoffInNoise = 5012
+};
 
 constexpr std::int32_t numBins = 1000;
 constexpr std::int32_t sampleTraceLevel = 5;
@@ -93,6 +100,9 @@ void QUVENKernelData::print(std::ostream&) const {}
 
 void QUVENKernelData::writeResultsToTag(QUVENXMLTag& tag, const QUVENEnvHandle& env) const {
   if (ivKernelFunctionPtr) ivKernelFunctionPtr->writeParameters(tag, QUVEN_ENV);
+  if (!hasCutoff()) return;
+  tag.addBranchTagPath("RunParameters", QUVEN_ENV);
+  tag.addLeafTagPath("RunParameters/Cutoff", QUVEN_ENV).setValue(ivSparsityThreshold, QUVEN_ENV);
 }
 
 QUVENScanType QUVENKernelData::getScanKind(const QUVENEnvHandle& env) const {
@@ -401,6 +411,25 @@ void QUVENKernelData::setCutoff(const QUVENEnvHandle& env) {
     }
   }
   std::cout << "cutoff threshold=" << ivSparsityThreshold << '\n';
+  warnOfNoise(QUVEN_ENV);
+}
+
+/// With N the normalizing factor and k contacts per caller, one contact in common is worth about log2(N / k^2) / N, and
+/// none in common about 1.4 k^2 / N^2. The limit is between the two when N is above 14 k^2, and below both otherwise.
+void QUVENKernelData::warnOfNoise(const QUVENEnvHandle& env) const {
+  const auto* friends = contactFunction();
+  if (friends == nullptr) return;
+  const double limit = 0.1 / friends->getNormalizingFactor();
+  for (const double location : ivKernelHistogramLocations) {  // ascending
+    if (location < ivSparsityThreshold) continue;
+    if (location < limit) {
+      std::ostringstream text;
+      text << "QUVENKernelData::endDataScan: the cutoff keeps pairs of similarity " << location
+           << ", as low as that of pairs without a contact in common; a higher SparsityLevel drops them";
+      report_doubt(CutoffInNoise, "SparsityLevel", text.str(), QUVEN_ENV);
+    }
+    return;
+  }
 }
 
 // The passes

@@ -48,6 +48,8 @@ class QUVENKernelData : public QUVENObjectOf<QUVENKernelData, QUVENSimpleAlgorit
 
   Status getStatus() const { return static_cast<Status>(ivDataStatus); }
   double getSparsityThreshold() const { return ivSparsityThreshold; }
+  /// Whether the first pass has ended, which sets the cutoff.
+  bool hasCutoff() const { return getStatus() >= InputOtherSamples && ivIsSparseKernel != 0; }
   const std::string& getOutputFileName() const { return ivOutputFileName; }
   const SampleNumbers& getKernelColSampleNumbers() const { return ivKernelColSampleNumber; }
   const SampleNumbers& getOtherSamplesOrder() const { return ivOtherSamplesOrder; }
@@ -65,7 +67,7 @@ class QUVENKernelData : public QUVENObjectOf<QUVENKernelData, QUVENSimpleAlgorit
   bool isFinished() const override { return getStatus() == ReadyForQuery; }
   void merge(QUVENSimpleAlgorithmAbstractData* other, const QUVENEnvHandle& env) override;
   void print(std::ostream& out) const override;
-  /// The keys of the kernel function, as leaves of the tag.
+  /// The keys of the kernel function, as leaves of the tag, and the cutoff once it is known.
   void writeResultsToTag(QUVENXMLTag& tag, const QUVENEnvHandle& env) const override;
   QUVENScanType getScanKind(const QUVENEnvHandle& env) const override;
   int needsMerge() const override { return 1; }
@@ -104,6 +106,7 @@ class QUVENKernelData : public QUVENObjectOf<QUVENKernelData, QUVENSimpleAlgorit
   void addContactsToHistogram(QUVENOnlineHistogramData& histogram, const QUVENEnvHandle& env);
   void addRandomPairsToHistogram(QUVENOnlineHistogramData& histogram, const QUVENEnvHandle& env);
   void setCutoff(const QUVENEnvHandle& env);
+  void warnOfNoise(const QUVENEnvHandle& env) const;
   [[noreturn]] void reportNoValues(const QUVENEnvHandle& env) const;
 
   // In every stream.

@@ -30,6 +30,7 @@ class QUVENKernelFunctionFriends : public QUVENObjectOf<QUVENKernelFunctionFrien
   /// The same for indices data whose places with the empty marker are left out already.
   double computeFromContacts(std::span<const double> x, std::span<const double> y) const;
 
+  double getNormalizingFactor() const { return ivNormalizingFactor; }
   double getEmptyMarker() const { return ivEmptyMarker; }
   bool hasIndicesData() const { return ivIsIndicesData != 0; }
 

@@ -167,4 +167,10 @@ void QUVENSNAData::writeResultsToTag(QUVENXMLTag& tag, const QUVENEnvHandle& env
   tag.addBranchTagPath("RunParameters", QUVEN_ENV);
   set("RunParameters/Model 1 iterations", ivModel1NumIterations);
   set("RunParameters/Model 1 Diff Val at Convergence", ivDiffVal);
+  const auto setCount = [&](const char* path, long count) { set(path, std::to_string(count)); };
+  setCount("RunParameters/Seeds/LinesRead", seedLines);
+  setCount("RunParameters/Seeds/Taken", seedsTaken);
+  setCount("RunParameters/Seeds/DifferentSubscribers", seedNodes);
+  setCount("RunParameters/Seeds/OccurringInTheData", seedsInData);
+  setCount("RunParameters/Seeds/CallingSomebody", seedsThatCall);
 }

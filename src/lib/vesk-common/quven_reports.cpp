@@ -5,6 +5,7 @@
 
 #include "util/quven_debug.h"
 #include "util/quven_output.h"
+#include "vesk-common/quven_warning_list.h"
 
 namespace {
 
@@ -74,10 +75,14 @@ void report_error(int code, std::string_view parameter, std::string_view text, b
   if (exitFlag) std::exit(1);
 }
 
-void report_warning(int code, std::string_view text) { printLine("Warning", code, text); }
+void report_warning(int code, std::string_view text) {
+  printLine("Warning", code, text);
+  QUVENWarningList::get().add(code, "", text);
+}
 
 void report_warning(int code, std::string_view parameter, std::string_view text) {
   printLineWithParameter("Warning", code, parameter, text);
+  QUVENWarningList::get().add(code, parameter, text);
 }
 
 void report_log(int level, std::string_view text) { printLine("Log", level, text); }

@@ -10,7 +10,8 @@
 
 // The report lines of the library, on standard output, in the form that the wrapper of the programs reads:
 // Log, Warning or Error, the level or code, the text and the end mark, separated by ";|". A text is never escaped. What
-// standard output does with the line is ignored, and nothing is allocated.
+// standard output does with the line is ignored. Nothing is allocated, but for the warning list once a warning is
+// printed.
 
 /// Prints an Error line and flushes; to terminate, prints "Terminating VESK" and the fatal report
 /// "QUVEN Terminating" at report_error, line 44, quven_reports, and throws the library exception.
@@ -27,7 +28,7 @@ void report_error(int code, std::string_view parameter, std::string_view text, b
 template <class Character>
 void report_error(int code, std::string_view parameter, const Character* text) = delete;
 
-/// Prints a Warning line.
+/// Prints a Warning line and adds it to the warning list of the process.
 void report_warning(int code, std::string_view text);
 void report_warning(int code, std::string_view parameter, std::string_view text);
 

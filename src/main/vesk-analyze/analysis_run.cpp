@@ -115,11 +115,13 @@ void AnalysisRun::checkOutputs(const QUVENEnvHandle& env) const {
   checkOutputsAfter(outputFiles, options.kind->failedFile(model->getData(QUVEN_ENV)), QUVEN_ENV);
 }
 
-void AnalysisRun::writeResults(const QUVENEnvHandle& env) const {
+void AnalysisRun::writeResults(const RunSummary& summary, const QUVENEnvHandle& env) const {
   auto tree = QUVENXMLHandler::create(QUVEN_ENV);
   tree->resetTree(QUVEN_ENV);
   QUVENXMLTag& top = tree->getTag("", QUVEN_ENV).addBranchTag("AnalysisResults", QUVEN_ENV);
   model->writeResultsToTag(top, QUVEN_ENV);
+  parameterFile.addResults(top, QUVEN_ENV);
+  addRunResults(top, summary, QUVEN_ENV);
   QUVENResultFile file(options.resultsFile);
   if (file.isOpen()) top.write(file.getStream(), 0, QUVEN_ENV);
   tree.reset(QUVEN_ENV);

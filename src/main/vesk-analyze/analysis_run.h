@@ -8,6 +8,7 @@
 #include "output_check.h"
 #include "parameter_file.h"
 #include "passes/quven_pass_driver.h"
+#include "run_results.h"
 #include "simple_algorithm/quven_simple_algorithm_model.h"
 
 namespace vesk_analyze {
@@ -38,7 +39,7 @@ class AnalysisRun {
   void checkOutputs(const QUVENEnvHandle& env) const;
   /// Writes the parameters and counters of the run. Called on rank 0.
   /// Errors: the terminating report 2302 with the name of the file.
-  void writeResults(const QUVENEnvHandle& env) const;
+  void writeResults(const RunSummary& summary, const QUVENEnvHandle& env) const;
   void release(const QUVENEnvHandle& env);
 
   QUVENPassDriver& getDriver() { return driver; }

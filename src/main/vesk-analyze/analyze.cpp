@@ -3,6 +3,7 @@
 #include <unistd.h>
 
 #include <CLI/CLI.hpp>
+#include <chrono>
 #include <ostream>
 #include <sstream>
 
@@ -70,6 +71,8 @@ CommandLine readCommandLine(int argc, const char* const* argv, AnalyzeOptions& o
 }
 
 void runAnalysis(const AnalyzeOptions& options, std::ostream& err) {
+  const auto start = std::chrono::system_clock::now();
+  const auto begin = std::chrono::steady_clock::now();
   QUVENEnv environment;
   environment.activate();
   environment.setStrict(options.isStrict);
@@ -81,7 +84,12 @@ void runAnalysis(const AnalyzeOptions& options, std::ostream& err) {
   run.getDriver().setObserver(&progress);
   run.getDriver().runPasses(QUVEN_ENV);
   if (transport.isMaster()) run.checkOutputs(QUVEN_ENV);
-  if (transport.isMaster() && !options.resultsFile.empty()) run.writeResults(QUVEN_ENV);
+  if (transport.isMaster() && !options.resultsFile.empty()) {
+    const double seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - begin).count();
+    const RunSummary summary{options.kind->command,      options.dataset, transport.getCount(), start, seconds,
+                             run.getDriver().getPasses()};
+    run.writeResults(summary, QUVEN_ENV);
+  }
   if (options.timings) {
     std::ostringstream table;  // in one piece, beside those of the other workers
     quvenPrintTimings(run.getDriver().getPasses(), transport.getRank(), table);

@@ -187,6 +187,19 @@ std::vector<OutputFile> ParameterFile::outputFiles(int numWorkers, const QUVENEn
   return files;
 }
 
+void ParameterFile::addResults(QUVENXMLTag& results, const QUVENEnvHandle& env) const {
+  const QUVENXMLTag& top = parameters(QUVEN_ENV);
+  for (const QUVENParameterSection& section : kind.parameters()) {
+    const QUVENXMLTag& tag = quvenSectionTag(top, section, QUVEN_ENV);
+    for (const QUVENParameter& row : section.rows) {
+      const std::string path = "Parameters/" + quvenParameterPath(top, section, row, QUVEN_ENV);
+      const std::string value =
+          tag.hasTag(row.key, QUVEN_ENV) ? tag.getTag(row.key, QUVEN_ENV).getValue() : row.defaultValue;
+      results.addLeafTagPath(path, QUVEN_ENV).setValue(value, QUVEN_ENV);
+    }
+  }
+}
+
 std::string ParameterFile::fileOfText() const {
   const auto isFoundInText = [&](const ParameterSetting& setting) {
     for (const QUVENParameter& row : sectionOf(kind, setting.path)->rows) {

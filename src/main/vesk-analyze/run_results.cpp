@@ -1,0 +1,49 @@
+#include "run_results.h"
+
+#include <array>
+#include <ctime>
+
+#include "vesk-common/quven_warning_list.h"
+
+namespace vesk_analyze {
+
+namespace {
+
+constexpr std::array<const char*, QUVENPassCounters::NumPhases> phaseNames = {
+    "ReadSeconds", "UpdateSeconds", "TransportSeconds", "MergeSeconds", "EndSeconds"};
+
+std::string utcText(std::chrono::system_clock::time_point time) {
+  const std::time_t seconds = std::chrono::system_clock::to_time_t(time);
+  std::tm parts{};
+  ::gmtime_r(&seconds, &parts);
+  std::array<char, 32> text{};
+  const std::size_t size = std::strftime(text.data(), text.size(), "%Y-%m-%dT%H:%M:%SZ", &parts);
+  return {text.data(), size};
+}
+
+}  // namespace
+
+void addRunResults(QUVENXMLTag& results, const RunSummary& run, const QUVENEnvHandle& env) {
+  const auto set = [&](const std::string& path, const auto& value) {
+    results.addLeafTagPath("Run/" + path, QUVEN_ENV).setValue(value, QUVEN_ENV);
+  };
+  set("Version", VESK_VERSION);
+  set("Analysis", run.analysis);
+  set("Dataset", run.dataset);
+  set("Ranks", run.ranks);
+  set("Start", utcText(run.start));
+  set("Seconds", run.seconds);
+  int number = 0;
+  for (const QUVENPassCounters& pass : run.passes) {
+    const std::string branch = "Passes/Pass-" + std::to_string(++number) + "/";
+    set(branch + "Records", std::to_string(pass.records));
+    for (std::size_t phase = 0; phase < phaseNames.size(); ++phase)
+      set(branch + phaseNames[phase], pass.seconds[phase]);
+  }
+  const QUVENWarningList& warnings = QUVENWarningList::get();
+  set("Warnings/Count", std::to_string(warnings.getCount()));
+  number = 0;
+  for (const std::string& text : warnings.getTexts()) set("Warnings/Warning-" + std::to_string(++number), text);
+}
+
+}  // namespace vesk_analyze

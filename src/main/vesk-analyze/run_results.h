@@ -1,0 +1,29 @@
+#ifndef VESK_ANALYZE_RUN_RESULTS_H
+#define VESK_ANALYZE_RUN_RESULTS_H
+
+#include <chrono>
+#include <span>
+#include <string>
+
+#include "control/quven_XML_tag.h"
+#include "passes/quven_pass_counters.h"
+
+namespace vesk_analyze {
+
+/// What the program, not the analysis, knows of a run.
+struct RunSummary {
+  std::string analysis;
+  std::string dataset;
+  int ranks = 1;
+  std::chrono::system_clock::time_point start;
+  double seconds = 0;                         ///< since the start
+  std::span<const QUVENPassCounters> passes;  ///< those of rank 0
+};
+
+/// Adds the branch "Run" to the results: version, analysis, dataset, number of ranks, start in UTC, seconds, the passes
+/// of rank 0 with their records and the seconds of their phases, and the warnings of rank 0.
+void addRunResults(QUVENXMLTag& results, const RunSummary& run, const QUVENEnvHandle& env);
+
+}  // namespace vesk_analyze
+
+#endif  // VESK_ANALYZE_RUN_RESULTS_H
