@@ -32,6 +32,8 @@ class LoaderWriteFaultsRun : public LoaderCase {
 };
 
 const std::string writeFailed = fatal(1325, "write_pml_file: Unexpected exception occured (check io and memory)");
+const std::string sparseRowFailed = fatal(1320, "writeFeaturesToSparse: Unexpected exception occured (probably io)");
+const std::string denseRowFailed = fatal(1321, "writeFeaturesToDense: Unexpected exception occured");
 const std::string storeFailed = fatal(1323, "write_process_file: Unexpected exception occured (probably IO)");
 const std::string notOpened = fatal(1304, "Error writing pml file ");
 
@@ -88,13 +90,17 @@ TEST_F(LoaderWriteFaultsRun, ADescriptionThatCannotBeOpenedEndsTheRun) {
   EXPECT_EQ(numbers("out"), (Numbers{1, 0, 2, 1, 1, 5, 1, 3, 0}));
 }
 
+// The rows of a short binary output are written after its last row. That used to be outside the writer of the rows, so
+// the codes of a failure depended on the size of the output.
 TEST_F(LoaderWriteFaultsRun, AFullDiskAtTheEndOfAnOutputEndsTheRun) {
   manyRecords(1);
   outputFile = "/dev/full";
-  for (const std::string form : {"Sparse", "Dense", "CSV", "XML"}) {
+  const std::vector<std::pair<std::string, std::string>> forms = {
+      {"Sparse", sparseRowFailed}, {"Dense", denseRowFailed}, {"CSV", ""}, {"XML", ""}};
+  for (const auto& [form, rowFailed] : forms) {
     SCOPED_TRACE(form);
     parameters("fields 1-5 7-7; Key 1; op Add 2 2; Output " + form);
-    expectOutputFailure(writeFailed);
+    expectOutputFailure(rowFailed + writeFailed);
     EXPECT_EQ(files(), Strings{});
     EXPECT_FALSE(std::filesystem::exists("/dev/full.info"));
   }
@@ -103,7 +109,7 @@ TEST_F(LoaderWriteFaultsRun, AFullDiskAtTheEndOfAnOutputEndsTheRun) {
 TEST_F(LoaderWriteFaultsRun, AFullDiskWithinASparseOutputIsAnErrorOfItsWriterToo) {
   manyRecords(20000);  // 20000 rows of 72 bytes: more than is collected before a write
   limits.fileBytes = room;
-  expectOutputFailure(fatal(1320, "writeFeaturesToSparse: Unexpected exception occured (probably io)") + writeFailed);
+  expectOutputFailure(sparseRowFailed + writeFailed);
   EXPECT_EQ(files(), Strings{"out"});
   EXPECT_LE(content("out").size(), room);
 }
@@ -112,7 +118,7 @@ TEST_F(LoaderWriteFaultsRun, AFullDiskWithinADenseOutputIsAnErrorOfItsWriterToo)
   parameters("fields 1-5 7-7; Key 1; Output Dense; CyclicTableSize 10; op CyclicAdd 2");
   manyRecords(20000);  // rows of 88 bytes
   limits.fileBytes = room;
-  expectOutputFailure(fatal(1321, "writeFeaturesToDense: Unexpected exception occured") + writeFailed);
+  expectOutputFailure(denseRowFailed + writeFailed);
   EXPECT_EQ(files(), Strings{"out"});
 }
 
@@ -131,7 +137,7 @@ TEST_F(LoaderWriteFaultsRun, AFullDiskInThePayloadFileOnlyEndsTheRun) {
   parameters("fields 1-5 7-7; Key 1; Output Dense; CyclicTableSize 1; op CyclicAdd 2; op CyclicAddPayload 2");
   manyRecords(1);
   std::filesystem::create_symlink("/dev/full", path("out_payload_1"));
-  expectOutputFailure(writeFailed);
+  expectOutputFailure(denseRowFailed + writeFailed);
   EXPECT_FALSE(exists("out.info"));
 }
 

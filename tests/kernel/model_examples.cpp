@@ -18,10 +18,11 @@ void QUVENTestModel::addCandidate(QUVENScoreTriple evaluation, QUVENScoreTriple 
   scores.accumulate(QUVENModelScores::HeldOut, heldOut);
 }
 
-void QUVENTestModel::merge(QUVENDataScan* other, const QUVENEnvHandle& env) {
-  Members::merge(other, QUVEN_ENV);
+bool QUVENTestModel::merge(QUVENDataScan* other, const QUVENEnvHandle& env) {
   calls.emplace_back("merge");
+  if (!canMerge || !Members::merge(other, QUVEN_ENV)) return false;
   ivRecords += static_cast<QUVENTestModel*>(other)->ivRecords;
+  return true;
 }
 
 QUVENDataScan::UpdateFunction QUVENTestModel::recordHandler(const QUVENEnvHandle&) const {

@@ -16,6 +16,7 @@ class QUVENTestModel : public QUVENObjectOf<QUVENTestModel, QUVENModel> {
   bool hasMode = true;
   bool needsData = true;
   bool isDone = true;
+  bool canMerge = true;
   std::vector<QUVENModelScores> candidates{QUVENModelScores()};
   std::vector<const QUVENField*> usedFields;
   mutable std::vector<std::string> calls;
@@ -28,7 +29,7 @@ class QUVENTestModel : public QUVENObjectOf<QUVENTestModel, QUVENModel> {
   void count(QUVENDataPoint&, const QUVENEnvHandle&) { ++ivRecords; }
   void countTwice(QUVENDataPoint&, const QUVENEnvHandle&) { ivRecords += 2; }
 
-  void merge(QUVENDataScan* other, const QUVENEnvHandle& env) override;
+  [[nodiscard]] bool merge(QUVENDataScan* other, const QUVENEnvHandle& env) override;
   bool hasScanResult(const QUVENEnvHandle&) const override { return true; }
   UpdateFunction recordHandler(const QUVENEnvHandle& env) const override;
   UpdateFunction batchHandler(const QUVENEnvHandle& env) const override;

@@ -1,5 +1,7 @@
 #include "kernel/quven_cat_field.h"
 
+#include <tuple>
+
 #include "field_workers.h"
 #include "kernel/quven_data_point.h"
 #include "util/quven_registration.h"
@@ -109,12 +111,13 @@ TEST_F(QUVENCatFieldTest, MergesNothingWithoutADistributionOnBothSides) {
   QUVENOwnPtr<QUVENCatField> other = make<QUVENCatField>();
   EXPECT_TRUE(field->hasScanResult(QUVEN_ENV));
   learn({"red"});
-  field->merge(other.get(), QUVEN_ENV);
-  other->merge(field.get(), QUVEN_ENV);
+  EXPECT_TRUE(field->merge(other.get(), QUVEN_ENV));
+  EXPECT_TRUE(other->merge(field.get(), QUVEN_ENV));
   EXPECT_FALSE(other->hasDistribution());
   EXPECT_EQ(field->getDistribution()->getCurrValidCount(), 0);
   other->setSampleFlag(true, QUVEN_ENV);
-  expectFailure([&] { field->merge(other.get(), QUVEN_ENV); }, "ivCatsVec.getSize() == other.ivCatsVec.getSize()");
+  expectFailure([&] { std::ignore = field->merge(other.get(), QUVEN_ENV); },
+                "ivCatsVec.getSize() == other.ivCatsVec.getSize()");
   other.reset(QUVEN_ENV);
 }
 

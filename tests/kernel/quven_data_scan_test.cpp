@@ -144,7 +144,7 @@ TEST_F(QUVENDataScanTest, AScanHasTheDefaults) {
   EXPECT_EQ(plain->getUpdateFunction(QUVEN_ENV), nullptr);
   EXPECT_EQ(plain->getUpdateFunction2(QUVEN_ENV), nullptr);
   EXPECT_FALSE(plain->wantsRecords());
-  plain->merge(scan.get(), QUVEN_ENV);
+  EXPECT_TRUE(plain->merge(scan.get(), QUVEN_ENV));
   EXPECT_EQ(written(QUVENObjWriter::ScanResults,
                     [&](QUVENObjWriter& w) { plain->writeChildScanResults(w, QUVEN_KWD(EndObject), QUVEN_ENV); }),
             "");

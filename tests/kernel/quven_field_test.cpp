@@ -2,6 +2,7 @@
 
 #include <limits>
 #include <span>
+#include <tuple>
 
 #include "kernel/quven_cat_field.h"
 #include "kernel/quven_data_point.h"
@@ -137,7 +138,7 @@ TEST_F(QUVENFieldTest, ABaseOfFieldsImplementsNothing) {
   QUVENOwnPtr<QUVENDataPoint> point = make<QUVENDataPoint>();
   const QUVENStringWithHash text("text");
   expectFailure([&] { base->hasScanResult(QUVEN_ENV); }, notImplementedText);
-  expectFailure([&] { base->merge(num.get(), QUVEN_ENV); }, notImplementedText);
+  expectFailure([&] { std::ignore = base->merge(num.get(), QUVEN_ENV); }, notImplementedText);
   expectFailure([&] { base->getNumDistValues(QUVEN_ENV); }, notImplementedText);
   expectFailure([&] { base->setSampleFlag(true, QUVEN_ENV); }, notImplementedText);
   expectFailure([&] { base->computeValue(*point, QUVEN_ENV); }, notImplementedText);

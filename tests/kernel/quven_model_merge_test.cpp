@@ -96,6 +96,18 @@ TEST_F(QUVENModelMergeTest, ModelsOfTheSameInputsMerge) {
   EXPECT_EQ(model->getNumAddDegreesOfFreedom(), 3);
 }
 
+TEST_F(QUVENModelMergeTest, AMergeThatFailsTakesTheInputsOver) {
+  fill(*model);
+  fill(*other);
+  model->canMerge = false;
+  EXPECT_EQ(model->mergeModel(other.get(), QUVEN_ENV), 0);
+  EXPECT_EQ(model->takeCalls(), "merge; clear; added 4; added 2");
+  EXPECT_EQ(explanatory(*model), "b4 a2");
+  EXPECT_EQ(inputsOf(model->getTargetFields()), "");
+  EXPECT_EQ(model->getNumAddDegreesOfFreedom(), 3);
+  EXPECT_EQ(model->ivRecords, 5);
+}
+
 TEST_F(QUVENModelMergeTest, TheUsageOfAnInputDoesNotKeepModelsApart) {
   model->addInput(a, 2, QUVEN_ENV);
   other->addInput(a, 4, QUVEN_ENV);

@@ -227,18 +227,64 @@ TEST_F(QUVENModelOutputsTest, TheMapBringsTheFieldsAndTheOutputsTakeThemOver) {
   end(worker);
 }
 
-TEST_F(QUVENModelOutputsTest, AnotherFieldFromAStreamTakesThePlaceOfTheFirst) {
+TEST_F(QUVENModelOutputsTest, AFieldThatARecordGivesUpInAStreamStaysInTheMap) {
   add(t, 1);
   const std::string bytes = imageOf(owner(1));
   QUVENOwnPtr<QUVENResultFieldOwner> second = make<QUVENResultFieldOwner>();
   second->open(a, 6, "", 0, *world.names, QUVEN_ENV);
   readWith(*world.names, bytes, second);
-  EXPECT_EQ(world.field("StdDev_a"), nullptr);
+  // A later element of the stream may refer to it: two outputs that have changed places do.
+  EXPECT_NE(world.field("StdDev_a"), nullptr);
   EXPECT_TRUE(second->ownsField());
   second.reset(QUVEN_ENV);
-  EXPECT_EQ(world.field("Predicted_t"), nullptr);  // two owners of one field: the first that ends takes it out
+  EXPECT_EQ(world.field("Predicted_t"), nullptr);  // of two records of one field the latest takes it out
   outputs.reset(QUVEN_ENV);
-  EXPECT_EQ(numFields(), Columns);
+  EXPECT_EQ(numFields(), Columns + 1);
+  world.names->remove("StdDev_a", QUVEN_ENV);
+}
+
+TEST_F(QUVENModelOutputsTest, OutputsThatChangePlacesInAnArrayKeepTheirFields) {
+  using Array = QUVENXaRay<QUVENModelOutputs, 0>;
+  Array array;
+  array.setSize(2, QUVEN_ENV);
+  array[1].addOutput(t, 1, "first", *world.names, QUVEN_ENV);
+  array[2].addOutput(t, 1, "second", *world.names, QUVEN_ENV);
+  const auto image = [&] {
+    return written(QUVENObjWriter::SaveForWorker, [&](QUVENObjWriter& writer) {
+      quvenWriteObject(writer, *world.names, QUVEN_ENV);
+      QUVENStreamValue<Array>::write(writer, array, QUVEN_ENV);
+    });
+  };
+  ModelWorld worker = makeWorld();
+  Array read;
+  const auto readImage = [&](const std::string& bytes) {
+    readFrom(bytes, [&](QUVENObjReader& reader) {
+      quvenReadObject(reader, *worker.names, QUVEN_ENV);
+      QUVENStreamValue<Array>::read(reader, read, QUVEN_ENV);
+    });
+  };
+  readImage(image());
+  QUVENField* const first = worker.field("Predicted_t_first");
+  QUVENField* const second = worker.field("Predicted_t_second");
+  QUVENModelOutputs kept;
+  kept.transferFromPrimitive(&array[1], QUVEN_ENV);
+  array[1].transferFromPrimitive(&array[2], QUVEN_ENV);
+  array[2].transferFromPrimitive(&kept, QUVEN_ENV);
+  readImage(image());
+  EXPECT_EQ(read[1].findOutput(worker.field("t"), 1, "second"), second);
+  EXPECT_EQ(read[2].findOutput(worker.field("t"), 1, "first"), first);
+  EXPECT_EQ(worker.field("Predicted_t_first"), first);
+
+  // One output fewer: the map of the reader loses the field with the stream.
+  array.setSize(1, QUVEN_ENV);
+  readImage(image());
+  EXPECT_EQ(worker.field("Predicted_t_first"), nullptr);
+  EXPECT_EQ(worker.field("Predicted_t_second"), second);
+  read.deleteMemory(QUVEN_ENV);
+  EXPECT_EQ(worker.names->getNumFields(), Columns);
+  array.deleteMemory(QUVEN_ENV);
+  kept.destroyPrimitive(QUVEN_ENV);
+  end(worker);
 }
 
 TEST_F(QUVENModelOutputsTest, WithoutAMapAStreamOfOutputsIsRefused) {

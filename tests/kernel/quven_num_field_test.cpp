@@ -2,6 +2,7 @@
 
 #include <cmath>
 #include <random>
+#include <tuple>
 
 #include "field_workers.h"
 #include "kernel/quven_data_point.h"
@@ -285,11 +286,11 @@ TEST_F(QUVENNumFieldTest, MergesNothingWithoutADistributionOnBothSides) {
   QUVENOwnPtr<QUVENNumField> other = make<QUVENNumField>();
   EXPECT_TRUE(field->hasScanResult(QUVEN_ENV));
   other->setSampleFlag(true, QUVEN_ENV);
-  field->merge(other.get(), QUVEN_ENV);
+  EXPECT_TRUE(field->merge(other.get(), QUVEN_ENV));
   EXPECT_FALSE(field->hasDistribution());
   other->setNumValue(1);
   other->updateDistribution(1, QUVEN_ENV);
-  other->merge(field.get(), QUVEN_ENV);
+  EXPECT_TRUE(other->merge(field.get(), QUVEN_ENV));
   EXPECT_EQ(other->getDistribution()->getCurrValidCount(), 1);
   other.reset(QUVEN_ENV);
 }
@@ -298,7 +299,7 @@ TEST_F(QUVENNumFieldTest, MergesOnlyWhatHasTheSameBins) {
   newField(10);
   QUVENOwnPtr<QUVENNumField> other = quvenNewCopy(*field, QUVEN_ENV);
   pass({1, 2, 3, 4});
-  expectFailure([&] { field->merge(other.get(), QUVEN_ENV); },
+  expectFailure([&] { std::ignore = field->merge(other.get(), QUVEN_ENV); },
                 "ivPotBinsVec.getSize() == other.ivPotBinsVec.getSize()");
   other.reset(QUVEN_ENV);
 }

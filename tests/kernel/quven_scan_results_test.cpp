@@ -191,6 +191,14 @@ TEST_F(QUVENScanResultsTest, ResultsOfDifferentScansAreNotMerged) {
   second.reset(QUVEN_ENV);
 }
 
+TEST_F(QUVENScanResultsTest, AResultThatItsClassCannotMergeIsRefused) {
+  const std::string a = resultsOfRecords(1);
+  const std::string b = resultsOfRecords(QUVENTestScan::RecordsThatCannotBeMerged);
+  expectFailure([&] { merged(a, b); }, "Data scan result could not be merged");
+  expectFailure([&] { readResults(b); }, "Data scan result could not be merged");
+  EXPECT_EQ(owner->ivRecords, 0);
+}
+
 TEST_F(QUVENScanResultsTest, ReadingMergesIntoTheLiveScans) {
   QUVENTestScan& child = owner->addChild(QUVEN_ENV);
   owner->ivRecords = 100;

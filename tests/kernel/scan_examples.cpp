@@ -14,8 +14,11 @@ QUVENTestScan& QUVENTestScan::addChild(const QUVENEnvHandle& env) {
   return *ivChildren[index];
 }
 
-void QUVENTestScan::merge(QUVENDataScan* other, const QUVENEnvHandle&) {
-  ivRecords += static_cast<const QUVENTestScan*>(other)->ivRecords;
+bool QUVENTestScan::merge(QUVENDataScan* other, const QUVENEnvHandle&) {
+  const std::int32_t records = static_cast<const QUVENTestScan*>(other)->ivRecords;
+  if (records == RecordsThatCannotBeMerged) return false;
+  ivRecords += records;
+  return true;
 }
 
 void QUVENTestScan::writeChildScanResults(QUVENObjWriter& writer, const QUVENKeyword& keyword,

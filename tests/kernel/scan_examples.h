@@ -10,6 +10,8 @@
 /// A scan that counts records: its result is the count, and it owns further scans. A test says how it behaves.
 class QUVENTestScan : public QUVENObjectOf<QUVENTestScan, QUVENMultiScan> {
  public:
+  static constexpr std::int32_t RecordsThatCannotBeMerged = -7;
+
   explicit QUVENTestScan(const QUVENEnvHandle& env) : Members(env) {}
 
   QUVEN_MEMBER(ivRecords, std::int32_t) = 0;
@@ -24,7 +26,7 @@ class QUVENTestScan : public QUVENObjectOf<QUVENTestScan, QUVENMultiScan> {
   void countTwice(QUVENDataPoint&, const QUVENEnvHandle&) { ivRecords += 2; }
 
   QUVENTestScan& addChild(const QUVENEnvHandle& env);
-  void merge(QUVENDataScan* other, const QUVENEnvHandle& env) override;
+  [[nodiscard]] bool merge(QUVENDataScan* other, const QUVENEnvHandle& env) override;
   bool hasScanResult(const QUVENEnvHandle&) const override { return hasResult; }
   void writeChildScanResults(QUVENObjWriter& writer, const QUVENKeyword& keyword,
                              const QUVENEnvHandle& env) const override;

@@ -251,12 +251,22 @@ TEST_F(OutputFiles, UnsortedOutputTakesAPayloadOfAnotherLengthAsItIs) {
   EXPECT_EQ(folder.readDoubles("out.bin_payload_1"), (Doubles{5, 0, 2, 5, 1, 1, 5, 3, 0}));
 }
 
-TEST_F(OutputFiles, AFullDiskIs1325) {
+// A row that fits into the block of the file used to give 1325 only: it was written outside the writer of the rows.
+TEST_F(OutputFiles, AFullDiskNamesTheWriterOfTheRowFirstWhateverTheSizeOfTheRow) {
+  const std::string begin = logLine(0, ">>> VESK loader: starting write_pml_file, file = /dev/full");
+  const std::string failed = errorLine(1325, "write_pml_file: Unexpected exception occured (check io and memory)");
   tablesAre({4, 30, -2, -1});
   const CapturedRun run = capturedRun([&] { write_pml_file("/dev/full", tables, settings); });
   EXPECT_TRUE(run.threwLibraryException);
-  EXPECT_EQ(run.out, logLine(0, ">>> VESK loader: starting write_pml_file, file = /dev/full") +
-                         errorLine(1325, "write_pml_file: Unexpected exception occured (check io and memory)"));
+  EXPECT_EQ(run.out,
+            begin + errorLine(1320, "writeFeaturesToSparse: Unexpected exception occured (probably io)") + failed);
+  settings.sparse = 0;
+  tablesAre({4, 30, -2, -1});
+  EXPECT_EQ(capturedRun([&] { write_pml_file("/dev/full", tables, settings); }).out,
+            begin + errorLine(1321, "writeFeaturesToDense: Unexpected exception occured") + failed);
+  settings.outputFormat = OutputFormat::CSV;
+  tablesAre({4, 30, -2, -1});
+  EXPECT_EQ(capturedRun([&] { write_pml_file("/dev/full", tables, settings); }).out, begin + failed);
 }
 
 TEST_F(OutputFiles, AFullDiskInTheMiddleOfARowNamesTheWriterOfTheRowFirst) {

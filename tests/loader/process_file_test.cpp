@@ -4,6 +4,8 @@
 #include <random>
 
 #include "loader_fixture.h"
+#include "support/failing_allocation.h"
+#include "support/stdout_capture.h"
 
 namespace vesk_loader::testing {
 namespace {
@@ -238,6 +240,58 @@ TEST_F(ProcessFile, OnAFullDiskIs1323) {
   const CapturedRun run = capturedRun([&] { write_process_file("/dev/full", tables); });
   EXPECT_EQ(run.out, logLine(0, ">>> VESK loader: starting write_process_file, file = /dev/full") +
                          errorLine(1323, "write_process_file: Unexpected exception occured (probably IO)"));
+}
+
+// The file used to be emptied before the order of its records was made: without memory for that, the state was lost.
+TEST_F(ProcessFile, KeepsItsBytesWhenMemoryEndsBeforeItIsWritten) {
+  for (const bool pairSum : {false, true}) {
+    SCOPED_TRACE(pairSum);
+    settings = pairSum ? pairSumSettings() : tableSettings(40);
+    settings.dateField = 2;
+    if (!pairSum) settings.payloadInputs = {3};
+    const Doubles before{4, 30, 20200101, 7, -2, -1};
+    const auto fill = [&] {
+      tables = LoaderTables::create(settings);
+      for (std::uint32_t i = 0; i < 2000; ++i) {
+        const std::uint32_t row = tables.keys->findOrInsert(1 + i % 100);
+        const double entry[] = {static_cast<double>(i), 20200101, 5};
+        if (pairSum) {
+          tables.pairs->weight(row, i, PairSumTable::hash(row, i)) = 1;
+        } else {
+          tables.keys->append(row, entry, 1);
+        }
+      }
+      // Rows as only a process file can have them, longer than any other.
+      RowColumns irregular;
+      irregular.clear(settings.payloadInputs.size());
+      irregular.values.assign(60, 1);
+      for (auto& column : irregular.payloads) column.assign(70, 2);
+      if (!pairSum) tables.keys->assign(tables.keys->findOrInsert(77), irregular);
+    };
+    fill();
+    writeFile();
+    const Doubles after = folder.readDoubles("written");
+    const std::string path = folder.path("written");
+    int failures = 0;
+    for (long allocations = 0; allocations < 100; ++allocations) {
+      fill();
+      folder.writeDoubles("written", before);
+      const StdoutCapture capture;
+      bool failed = false;
+      try {
+        const FailingAllocation failing(allocations);
+        write_process_file(path, tables);
+      } catch (...) {
+        failed = true;
+      }
+      const Doubles found = folder.readDoubles("written");
+      EXPECT_TRUE(found == after || (failed && found == before)) << allocations << ": " << found.size();
+      if (failed) ++failures;
+      if (!failed) break;
+    }
+    EXPECT_GT(failures, 2);
+    EXPECT_LT(failures, 100);
+  }
 }
 
 TEST_F(ProcessFile, ReplacesWhatTheFileHeld) {

@@ -2,8 +2,8 @@
 
 #include <limits>
 
+#include "control/quven_partition.h"
 #include "loader_fixture.h"
-#include "partition.h"
 
 namespace vesk_loader::testing {
 namespace {

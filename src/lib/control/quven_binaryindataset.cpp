@@ -191,6 +191,12 @@ QUVENOwnPtr<QUVENDataPoint> QUVENBinaryInputDataset::makeDataPoint(const QUVENEn
 
 // The records of a pass
 
+void QUVENBinaryInputDataset::setWorker(std::int32_t rank, std::int32_t count, const QUVENEnvHandle&) {
+  QUVEN_ASSERT(count >= 1 && rank >= 0 && rank < count);
+  workerRank = rank;
+  workerCount = count;
+}
+
 void QUVENBinaryInputDataset::setScanType(QUVENScanType type, const QUVENEnvHandle& env) {
   using enum QUVENScanType;
   scanType = type;

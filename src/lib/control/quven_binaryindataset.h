@@ -44,6 +44,8 @@ class QUVENBinaryInputDataset : public QUVENObjectOf<QUVENBinaryInputDataset, QU
   /// The description, where it is not name.info. Called before open.
   void setInfoFile(const std::string& infoFile) { infoFileName = infoFile; }
 
+  /// Reads as this one of several workers from the next setScanType on. Requires 0 <= rank < count.
+  void setWorker(std::int32_t rank, std::int32_t count, const QUVENEnvHandle& env);
   /// Chooses the reading mode of the coming pass and this worker's records in it.
   /// Errors: an unknown mode; a mode of lines without a line number column; records that the block cannot hold; a part
   ///         that ends inside a record.

@@ -33,10 +33,11 @@ void QUVENCatField::postReadPrimitive(QUVENObjReader& reader, const QUVENEnvHand
   if (hasDistribution()) ivCatFieldDistPtr->setField(this);
 }
 
-void QUVENCatField::merge(QUVENDataScan* other, const QUVENEnvHandle& env) {
+bool QUVENCatField::merge(QUVENDataScan* other, const QUVENEnvHandle& env) {
   QUVEN_ASSERT(other->isA(typeName()));
   const QUVENCatFieldDist* part = static_cast<const QUVENCatField*>(other)->getDistribution();
   if (hasDistribution() && part != nullptr) ivCatFieldDistPtr->merge(*part, QUVEN_ENV);
+  return true;
 }
 
 bool QUVENCatField::hasScanResult(const QUVENEnvHandle&) const { return true; }

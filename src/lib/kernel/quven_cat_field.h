@@ -44,7 +44,7 @@ class QUVENCatField : public QUVENObjectOf<QUVENCatField, QUVENField> {
   void copyFromPrimitive(const QUVENObject* source, const QUVENEnvHandle& env) override;
   void postReadPrimitive(QUVENObjReader& reader, const QUVENEnvHandle& env) override;
 
-  void merge(QUVENDataScan* other, const QUVENEnvHandle& env) override;
+  [[nodiscard]] bool merge(QUVENDataScan* other, const QUVENEnvHandle& env) override;
   bool hasScanResult(const QUVENEnvHandle& env) const override;
   long getNumDistValues(const QUVENEnvHandle& env) const override;
   /// Sampling needs a distribution, which is made; without sampling there is none.
@@ -62,6 +62,8 @@ class QUVENCatField : public QUVENObjectOf<QUVENCatField, QUVENField> {
   /// Errors: an index beyond the categories is an assertion failure.
   const QUVENStringWithHash& getCategoryText(std::int32_t index, const QUVENEnvHandle& env) const override;
   bool hasDistribution() const override;
+  std::int32_t getDistributionPasses() const override { return isGathering() ? ivCatFieldDistPtr->getScansDone() : -1; }
+  bool hasValueProducer() const override { return valueProducer != nullptr; }
   void sampleFromDistribution(std::uint32_t recordId, const QUVENEnvHandle& env) override;
 
  private:

@@ -108,11 +108,15 @@ void QUVENDataScan::refreshHandlers(const QUVENEnvHandle& env) {
 QUVENScanType QUVENDataScan::getScanType(const QUVENEnvHandle&) const { return QUVENScanType::Slice; }
 double QUVENDataScan::getSamplingRate(const QUVENEnvHandle&) const { return 1.0; }
 bool QUVENDataScan::getScanOption(const QUVENEnvHandle&) const { return false; }
-void QUVENDataScan::merge(QUVENDataScan*, const QUVENEnvHandle&) {}
+bool QUVENDataScan::merge(QUVENDataScan*, const QUVENEnvHandle&) { return true; }
 bool QUVENDataScan::hasScanResult(const QUVENEnvHandle&) const { return false; }
 void QUVENDataScan::writeChildScanResults(QUVENObjWriter&, const QUVENKeyword&, const QUVENEnvHandle&) const {}
 QUVENDataScan::UpdateFunction QUVENDataScan::getUpdateFunction(const QUVENEnvHandle&) const { return nullptr; }
 QUVENDataScan::UpdateFunction QUVENDataScan::getUpdateFunction2(const QUVENEnvHandle&) const { return nullptr; }
+
+void QUVENDataScan::beginRecords(const QUVENEnvHandle&) {}
+void QUVENDataScan::endRecords(const QUVENEnvHandle&) {}
+int QUVENDataScan::updateWithoutDataScan(const QUVENEnvHandle&) { return 1; }
 
 int QUVENMultiScan::beginDataScan(const QUVENEnvHandle& env) {
   if (ivScanInProgress != 0) return 1;

@@ -66,6 +66,9 @@ class QUVENDataScan : public QUVENObjectOf<QUVENDataScan, QUVENObject> {
   QUVENDataScan(QUVENDataScan&&) = delete;
   QUVENDataScan& operator=(QUVENDataScan&&) = delete;
 
+  /// The keyword that every image of a scan begins with.
+  static const QUVENKeyword& serialNumberKeyword() { return QUVEN_KWD(ivMergeWithSerialNumber); }
+
   std::int32_t getSerialNumber() const { return ivSerialNumber; }
   std::int32_t getMergeWithSerialNumber() const { return ivMergeWithSerialNumber; }
   std::int32_t getGlobalNumChannels() const { return ivGlobalNumChannels; }
@@ -101,8 +104,9 @@ class QUVENDataScan : public QUVENObjectOf<QUVENDataScan, QUVENObject> {
   virtual double getSamplingRate(const QUVENEnvHandle& env) const;
   /// A question of the driver that a scan answers by its own rules.
   virtual bool getScanOption(const QUVENEnvHandle& env) const;
-  /// Folds in the partial result of another scan of the same class.
-  virtual void merge(QUVENDataScan* other, const QUVENEnvHandle& env);
+  /// Merges the partial result of another scan of the same class into this one. True when it was merged; false when the
+  /// two cannot be merged, and then this scan is unchanged.
+  [[nodiscard]] virtual bool merge(QUVENDataScan* other, const QUVENEnvHandle& env);
   /// Whether there is a partial result to return after this pass.
   virtual bool hasScanResult(const QUVENEnvHandle& env) const;
   /// Writes the results of the scans that this one owns, each by quvenWriteScanResults.
@@ -112,6 +116,16 @@ class QUVENDataScan : public QUVENObjectOf<QUVENDataScan, QUVENObject> {
   virtual UpdateFunction getUpdateFunction(const QUVENEnvHandle& env) const;
   virtual UpdateFunction getUpdateFunction2(const QUVENEnvHandle& env) const;
 
+  // The hooks of a pass. The driver calls them on every rank; a scan passes them on to the scans that it owns.
+
+  /// Before the first record of a pass, after the state of rank 0 has arrived. What the scan gathers must be empty
+  /// after it, because the state may carry what rank 0 has gathered in an earlier pass.
+  virtual void beginRecords(const QUVENEnvHandle& env);
+  /// After the last record, before the result is written.
+  virtual void endRecords(const QUVENEnvHandle& env);
+  /// Instead of the records, in a pass for which getScanType is NoPass. Returns 1.
+  virtual int updateWithoutDataScan(const QUVENEnvHandle& env);
+
  protected:
   explicit QUVENDataScan(const QUVENEnvHandle& env);
 
@@ -119,6 +133,8 @@ class QUVENDataScan : public QUVENObjectOf<QUVENDataScan, QUVENObject> {
   void refreshHandlers(const QUVENEnvHandle& env);
 
  private:
+  friend class QUVENScanImage;
+
   UpdateFunction updateFunction = nullptr;
   UpdateFunction updateFunction2 = nullptr;
   std::int32_t ivSerialNumber = 0;
@@ -151,5 +167,8 @@ class QUVENMultiScan : public QUVENObjectOf<QUVENMultiScan, QUVENDataScan> {
  private:
   QUVEN_MEMBER(ivScanInProgress, std::int32_t) = 0;
 };
+
+// Every source that sees a scan reads owned scans in the same way.
+#include "kernel/quven_scan_stream.h"  // IWYU pragma: export
 
 #endif  // QUVEN_DATA_SCAN_H

@@ -110,7 +110,7 @@ void QUVENField::readPrimitive(QUVENObjReader& reader, const QUVENEnvHandle& env
 }
 
 bool QUVENField::hasScanResult(const QUVENEnvHandle& env) const { quvenNotImplemented(QUVEN_ENV); }
-void QUVENField::merge(QUVENDataScan*, const QUVENEnvHandle& env) { quvenNotImplemented(QUVEN_ENV); }
+bool QUVENField::merge(QUVENDataScan*, const QUVENEnvHandle& env) { quvenNotImplemented(QUVEN_ENV); }
 long QUVENField::getNumDistValues(const QUVENEnvHandle& env) const { quvenNotImplemented(QUVEN_ENV); }
 void QUVENField::setSampleFlag(bool, const QUVENEnvHandle& env) { quvenNotImplemented(QUVEN_ENV); }
 void QUVENField::computeValue(QUVENDataPoint&, const QUVENEnvHandle& env) { quvenNotImplemented(QUVEN_ENV); }

@@ -102,7 +102,7 @@ class QUVENField : public QUVENObjectOf<QUVENField, QUVENDataScan> {
 
   // In a base of fields: "Function/Feature not yet implemented".
   bool hasScanResult(const QUVENEnvHandle& env) const override;
-  void merge(QUVENDataScan* other, const QUVENEnvHandle& env) override;
+  [[nodiscard]] bool merge(QUVENDataScan* other, const QUVENEnvHandle& env) override;
   /// Bins or categories of the distribution.
   virtual long getNumDistValues(const QUVENEnvHandle& env) const;
   virtual void setSampleFlag(bool sample, const QUVENEnvHandle& env);
@@ -118,6 +118,10 @@ class QUVENField : public QUVENObjectOf<QUVENField, QUVENDataScan> {
   virtual std::int32_t getIndexOfValue(double value, const QUVENEnvHandle& env) const;
   virtual const QUVENStringWithHash& getCategoryText(std::int32_t index, const QUVENEnvHandle& env) const;
   virtual bool hasDistribution() const;
+  /// The passes that the distribution has finished; -1 for a field that is not sampled.
+  virtual std::int32_t getDistributionPasses() const { return -1; }
+  /// Whether computeValue has a producer to ask.
+  virtual bool hasValueProducer() const { return false; }
   /// Puts a value drawn from the distribution in the place of the current one: the same for the same name and record.
   virtual void sampleFromDistribution(std::uint32_t recordId, const QUVENEnvHandle& env);
 

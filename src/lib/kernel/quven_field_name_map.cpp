@@ -15,18 +15,28 @@ const QUVENStringWithHash& QUVENFieldNameMap::cvBackPtrName() {
 }
 
 QUVENField* QUVENFieldNameMap::find(std::string_view name) const {
-  QUVENField* const* found = fieldTable.find(name);
-  return found == nullptr ? nullptr : *found;
+  const Entry* found = fieldTable.find(name);
+  return found == nullptr ? nullptr : found->field;
 }
 
 QUVENField* QUVENFieldNameMap::find(const QUVENStringWithHash& name) const {
-  QUVENField* const* found = fieldTable.find(name);
-  return found == nullptr ? nullptr : *found;
+  const Entry* found = fieldTable.find(name);
+  return found == nullptr ? nullptr : found->field;
+}
+
+void QUVENFieldNameMap::setHolder(std::string_view name, const void* record) {
+  Entry* found = fieldTable.find(name);
+  if (found != nullptr) found->holder = record;
+}
+
+const void* QUVENFieldNameMap::getHolder(std::string_view name) const {
+  const Entry* found = fieldTable.find(name);
+  return found == nullptr ? nullptr : found->holder;
 }
 
 void QUVENFieldNameMap::addReference(QUVENField* field, const QUVENEnvHandle& env) {
   QUVEN_ASSERT_CAUSE(find(field->getName()) == nullptr, "A field with this name exists already");
-  fieldTable.put(field->getName(), field, QUVEN_ENV);
+  fieldTable.put(field->getName(), Entry{field, nullptr}, QUVEN_ENV);
 }
 
 QUVENField* QUVENFieldNameMap::addOwned(QUVENOwnPtr<QUVENField>&& field, const QUVENEnvHandle& env) {
@@ -69,7 +79,7 @@ void QUVENFieldNameMap::putInto(QUVENObjReader& reader, const QUVENEnvHandle& en
 
 void QUVENFieldNameMap::rebuildTable(const QUVENEnvHandle& env) {
   for (QUVENOwnPtr<QUVENField>& owned : ivOwnedFields) {
-    if (owned) fieldTable.put(owned->getName(), owned.get(), QUVEN_ENV);
+    if (owned) fieldTable.put(owned->getName(), Entry{owned.get(), nullptr}, QUVEN_ENV);
   }
 }
 

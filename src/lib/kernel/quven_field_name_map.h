@@ -22,6 +22,9 @@ class QUVENFieldCorrelations : public QUVENObjectOf<QUVENFieldCorrelations, QUVE
 /// Finds fields by name: those of a data point, which it refers to, and fields of its own.
 ///
 /// Lifetime: a field that was added by reference outlives the map or is removed from it.
+///
+/// Identity: in a stream read into a map that has fields already, an owned field keeps its object when the scan serial
+///           number is the same, wherever it is in the array; owned fields that are not in the stream are released.
 class QUVENFieldNameMap : public QUVENObjectOf<QUVENFieldNameMap, QUVENObject> {
  public:
   /// The key of the map in the back pointer table of a stream.
@@ -37,6 +40,18 @@ class QUVENFieldNameMap : public QUVENObjectOf<QUVENFieldNameMap, QUVENObject> {
   QUVENField* addOwned(QUVENOwnPtr<QUVENField>&& field, const QUVENEnvHandle& env);
   void remove(std::string_view name, const QUVENEnvHandle& env);
   long getNumFields() const { return fieldTable.getLiveCount(); }
+  /// The fields that the map owns, in no particular order.
+  const QUVENXaRay<QUVENOwnPtr<QUVENField>, 0>& getOwnedFields() const { return ivOwnedFields; }
+
+  /// Whether the map follows the map of rank 0: then only its stream adds and removes owned fields, and a result record
+  /// that ends leaves its field here.
+  bool isMirror() const { return mirror; }
+  void setMirror(bool followsRank0) { mirror = followsRank0; }
+
+  // The record of a model output that takes the name out of the map when it ends. Lifetime: the record outlives its
+  // entry or gives it up.
+  void setHolder(std::string_view name, const void* record);
+  const void* getHolder(std::string_view name) const;
 
   QUVENXaRay<QUVENOwnPtr<QUVENFieldCorrelations>, 0>& getCorrelations() { return ivCorrelationVec; }
 
@@ -58,7 +73,12 @@ class QUVENFieldNameMap : public QUVENObjectOf<QUVENFieldNameMap, QUVENObject> {
 
   QUVEN_MEMBER_AS("ivFieldNameTable", ivOwnedFields, QUVENXaRay<QUVENOwnPtr<QUVENField>, 0>);
   QUVEN_MEMBER(ivCorrelationVec, QUVENXaRay<QUVENOwnPtr<QUVENFieldCorrelations>, 0>);
-  QUVEN_STATE(fieldTable, QUVENKeyValueXAshTable<QUVENStringWithHash, QUVENField*>);
+  struct Entry {
+    QUVENField* field = nullptr;
+    const void* holder = nullptr;
+  };
+  QUVEN_STATE(fieldTable, QUVENKeyValueXAshTable<QUVENStringWithHash, Entry>);
+  bool mirror = false;
 };
 
 /// A reference to a field goes into a stream as the field's name, empty for null, and comes back through the name map

@@ -146,8 +146,7 @@ int QUVENModel::mergeModel(QUVENModel* other, const QUVENEnvHandle& env) {
   const bool inputsMatch = sameFields(ivExplanatoryFields, other->ivExplanatoryFields);
   const bool numbersMatch = ivNumAddDegreesOfFreedom == other->ivNumAddDegreesOfFreedom;
   ivNumAddDegreesOfFreedom = std::min(ivNumAddDegreesOfFreedom, other->ivNumAddDegreesOfFreedom);
-  if (inputsMatch && numbersMatch) {
-    merge(other, QUVEN_ENV);
+  if (inputsMatch && numbersMatch && merge(other, QUVEN_ENV)) {
     selectBestModel(QUVENModelScores::Evaluation, QUVEN_ENV);
     return 1;
   }

@@ -40,9 +40,9 @@ class QUVENModel : public QUVENObjectOf<QUVENModel, QUVENDataScan> {
 
   /// A new model of the same class with these inputs, and nothing learned.
   void clone(QUVENOwnPtr<QUVENModel>& result, const QUVENEnvHandle& env) const;
-  /// The reduction step of bottom-up training: 1 when the other model could be merged. 0 when they differ in the
-  /// explanatory inputs or the degrees of freedom: all inputs are cleared then, and the explanatory ones of the other
-  /// are taken over, last first; mode and the smaller number of degrees stay.
+  /// The reduction step of bottom-up training: 1 when the other model was merged. 0 when they differ in the
+  /// explanatory inputs or the degrees of freedom, or when the class cannot merge them: all inputs are cleared then,
+  /// and the explanatory ones of the other are taken over, last first; mode and the smaller number of degrees stay.
   int mergeModel(QUVENModel* other, const QUVENEnvHandle& env);
   /// Removes the explanatory inputs that the model does not use.
   void pruneUnusedInputs(const QUVENEnvHandle& env);

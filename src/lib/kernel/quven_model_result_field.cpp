@@ -45,19 +45,33 @@ void QUVENFieldRegistration::hold(const QUVENField& field, QUVENFieldNameMap& fi
   name = field.getName().str();
   names = &fieldNames;
   registeredField = &field;
+  names->setHolder(name, this);
+}
+
+bool QUVENFieldRegistration::isHolder() const {
+  return names != nullptr && names->find(name) == registeredField && names->getHolder(name) == this;
 }
 
 void QUVENFieldRegistration::end(const QUVENEnvHandle& env) {
-  if (names != nullptr && names->find(name) == registeredField) names->remove(name, QUVEN_ENV);
+  if (isHolder() && !names->isMirror()) names->remove(name, QUVEN_ENV);
+  giveUp();
+}
+
+void QUVENFieldRegistration::giveUp() {
+  if (isHolder()) names->setHolder(name, nullptr);
   names = nullptr;
   registeredField = nullptr;
   name.clear();
 }
 
-void QUVENFieldRegistration::swap(QUVENFieldRegistration& other) noexcept {
+void QUVENFieldRegistration::swap(QUVENFieldRegistration& other) {
+  const bool held = isHolder();
+  const bool otherHeld = other.isHolder();
   std::swap(names, other.names);
   std::swap(registeredField, other.registeredField);
   name.swap(other.name);
+  if (held) other.names->setHolder(other.name, &other);
+  if (otherHeld) names->setHolder(name, this);
 }
 
 void QUVENResultFieldOwner::open(QUVENField* targetField, std::int32_t outputType, std::string_view suffix,
@@ -91,12 +105,13 @@ void QUVENResultFieldOwner::copyFromPrimitive(const QUVENObject* source, const Q
 
 void QUVENResultFieldOwner::readPrimitive(QUVENObjReader& reader, const QUVENEnvHandle& env) {
   Members::readPrimitive(reader, QUVEN_ENV);
-  if (!ownsField()) registration.end(QUVEN_ENV);
+  if (!ownsField()) registration.giveUp();
 }
 
 void QUVENResultFieldOwner::postReadPrimitive(QUVENObjReader& reader, const QUVENEnvHandle& env) {
   Members::postReadPrimitive(reader, QUVEN_ENV);
-  if (ivFieldPtr == nullptr || ownsField()) return;
+  if (ivFieldPtr == nullptr) return;
+  // Also for the field that it held before: reading the map has forgotten who holds its fields.
   QUVENFieldNameMap* names = nullptr;
   reader.getBackPointer(names, QUVENFieldNameMap::cvBackPtrName());
   if (names != nullptr) registration.hold(*ivFieldPtr, *names);

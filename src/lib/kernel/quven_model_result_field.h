@@ -31,7 +31,8 @@ std::string_view quvenOutputPrefix(std::int32_t outputType, const QUVENEnvHandle
 ///
 /// Lifetime: a record that has put its field into a name map takes it out again when it ends, or when it gets another
 ///           field; the map outlives it. A copy refers to the same field and takes nothing out. In a stream the field
-///           is a name, which the map of the reader has to know: the map comes before the models.
+///           is a name, which the map of the reader has to know: the map comes before the models. A record that reads
+///           another field gives the first one up and leaves it in the map.
 class QUVENModelResultField : public QUVENObjectOf<QUVENModelResultField, QUVENObject> {
  public:
   QUVENField* getTargetField() const { return ivTargetFieldPtr; }
@@ -62,20 +63,25 @@ class QUVENModelResultField : public QUVENObjectOf<QUVENModelResultField, QUVENO
   QUVEN_MEMBER(ivLineNumberFieldOrder, std::int32_t) = -1;
 };
 
-/// A field and the name map in which it stands as long as this lives. It does not move; the map is somebody else's.
+/// A field and the name map that it is in as long as this registration lasts. The map is borrowed and outlives it.
 class QUVENFieldRegistration {
  public:
-  /// Requires: the field is in the map.
+  /// Requires: the field is in the map. The latest registration of a field is the one that counts.
   void hold(const QUVENField& field, QUVENFieldNameMap& names);
   bool holds(const QUVENField* field) const { return names != nullptr && field == registeredField; }
-  /// Takes the field out of the map, if the name still leads to it there.
+  /// Takes the field out of the map, if it is there still and no other registration holds it. The field stays in a map
+  /// that follows the one of rank 0.
   void end(const QUVENEnvHandle& env);
-  void swap(QUVENFieldRegistration& other) noexcept;
+  /// Leaves the field in the map: another record of the stream that is being read may refer to it.
+  void giveUp();
+  void swap(QUVENFieldRegistration& other);
   void deleteMemory(const QUVENEnvHandle& env) { end(env); }
   /// A copy of a record has no registration.
   void copyFrom(const QUVENFieldRegistration&, const QUVENEnvHandle&) {}
 
  private:
+  bool isHolder() const;
+
   QUVENFieldNameMap* names = nullptr;
   const QUVENField* registeredField = nullptr;  // never looked into: the map may have released it
   std::string name;

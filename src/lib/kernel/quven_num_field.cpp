@@ -1,5 +1,7 @@
 #include "kernel/quven_num_field.h"
 
+#include <cmath>
+
 #include "util/quven_debug.h"
 #include "util/quven_registration.h"
 
@@ -28,10 +30,11 @@ void QUVENNumField::postReadPrimitive(QUVENObjReader& reader, const QUVENEnvHand
   if (hasDistribution()) ivNumFieldDistPtr->setField(this);
 }
 
-void QUVENNumField::merge(QUVENDataScan* other, const QUVENEnvHandle& env) {
+bool QUVENNumField::merge(QUVENDataScan* other, const QUVENEnvHandle& env) {
   QUVEN_ASSERT(other->isA(typeName()));
   const QUVENNumFieldDist* part = static_cast<const QUVENNumField*>(other)->getDistribution();
   if (hasDistribution() && part != nullptr) ivNumFieldDistPtr->merge(*part, QUVEN_ENV);
+  return true;
 }
 
 bool QUVENNumField::hasScanResult(const QUVENEnvHandle&) const { return true; }
@@ -70,7 +73,8 @@ void QUVENNumField::reservedOperation(const QUVENEnvHandle&) {}
 
 void QUVENNumField::updateDistribution(std::uint32_t recordId, const QUVENEnvHandle& env) {
   if (!isGathering() || !hasValue()) return;
-  if (isMissing()) {
+  // A model may find no number for a record; data never hold such a value.
+  if (isMissing() || (isComputed() && std::isnan(getNumValue(QUVEN_ENV)))) {
     ivNumFieldDistPtr->updateMissing();
   } else if (getNumValues() == 0) {
     ivNumFieldDistPtr->update(recordId, getNumValue(QUVEN_ENV), QUVEN_ENV);

@@ -38,7 +38,7 @@ class QUVENNumField : public QUVENObjectOf<QUVENNumField, QUVENField> {
   void copyFromPrimitive(const QUVENObject* source, const QUVENEnvHandle& env) override;
   void postReadPrimitive(QUVENObjReader& reader, const QUVENEnvHandle& env) override;
 
-  void merge(QUVENDataScan* other, const QUVENEnvHandle& env) override;
+  [[nodiscard]] bool merge(QUVENDataScan* other, const QUVENEnvHandle& env) override;
   bool hasScanResult(const QUVENEnvHandle& env) const override;
   long getNumDistValues(const QUVENEnvHandle& env) const override;
   /// Sampling needs a distribution, which is made; without sampling there is none. Does nothing to a line number.
@@ -55,6 +55,8 @@ class QUVENNumField : public QUVENObjectOf<QUVENNumField, QUVENField> {
   /// Errors: "Program control should never reach this point".
   const QUVENStringWithHash& getCategoryText(std::int32_t index, const QUVENEnvHandle& env) const override;
   bool hasDistribution() const override;
+  std::int32_t getDistributionPasses() const override { return isGathering() ? ivNumFieldDistPtr->getScansDone() : -1; }
+  bool hasValueProducer() const override { return valueProducer != nullptr; }
   void sampleFromDistribution(std::uint32_t recordId, const QUVENEnvHandle& env) override;
 
  private:

@@ -44,7 +44,8 @@ void quvenMergeDataScanResults(QUVENObjReader& readerA, QUVENObjReader& readerB,
     checkIsResult("ptrB->ivMergeWithSerialNumber < 0", *ptrB);
     QUVEN_ASSERT_CAUSE(ptrA->getMergeWithSerialNumber() == ptrB->getMergeWithSerialNumber(),
                        "Serial number mismatch between input streams");
-    ptrA->merge(ptrB.get(), QUVEN_ENV);
+    const bool merged = ptrA->merge(ptrB.get(), QUVEN_ENV);
+    QUVEN_ASSERT_CAUSE(merged, "Data scan result could not be merged");
     quvenWrite(writer, resultKwd, ptrA, QUVEN_ENV);
     ptrA.reset(QUVEN_ENV);
     ptrB.reset(QUVEN_ENV);
@@ -61,7 +62,8 @@ void quvenReadDataScanResults(QUVENObjReader& reader, const QUVENKeyword& result
     const std::int64_t serialNumber = -std::int64_t{resultPtr->getMergeWithSerialNumber()};
     QUVENDataScan* mergePtr = QUVENDataScanGlobalVars::get(QUVEN_ENV).find(quvenSaturate<std::int32_t>(serialNumber));
     QUVEN_ASSERT_CAUSE(mergePtr != 0, "Cannot find corresponding data scan object");  // NOLINT(modernize-use-nullptr)
-    mergePtr->merge(resultPtr.get(), QUVEN_ENV);
+    const bool merged = mergePtr->merge(resultPtr.get(), QUVEN_ENV);
+    QUVEN_ASSERT_CAUSE(merged, "Data scan result could not be merged");
     resultPtr.reset(QUVEN_ENV);
   }
 }

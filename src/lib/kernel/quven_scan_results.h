@@ -17,12 +17,13 @@ void quvenWriteScanResults(const QUVENDataScan& scan, QUVENObjWriter& writer, co
 /// Merges the results of two streams pair by pair, those of B into those of A, and writes them to a third.
 ///
 /// The end of A ends it; what B has beyond that is not looked at.
-/// Errors: results that do not belong together are assertion failures.
+/// Errors: results that do not belong together, or that their class cannot merge, are assertion failures.
 void quvenMergeDataScanResults(QUVENObjReader& readerA, QUVENObjReader& readerB, QUVENObjWriter& writer,
                                const QUVENKeyword& keyword, const QUVENEnvHandle& env);
 
 /// Merges the results of a stream into the live scans, which are found by their serial numbers.
-/// Errors: a result without a live scan, or an object that is no result, is an assertion failure.
+/// Errors: a result without a live scan, an object that is no result, or a result that the live scan cannot merge is an
+/// assertion failure.
 void quvenReadDataScanResults(QUVENObjReader& reader, const QUVENKeyword& keyword, const QUVENEnvHandle& env);
 
 #endif  // QUVEN_SCAN_RESULTS_H

@@ -4,16 +4,19 @@
 #include <sstream>
 
 #include "kernel/quven_worker.h"
+#include "util/quven_output.h"
 #include "vesk-common/quven_reports.h"
 
 void QUVENAnalysisTrace::event(std::int32_t level, std::string_view text, std::int32_t verbosity,
                                const std::function<void(std::ostream&)>& dump) const {
   if (level > verbosity) return;
   const int rank = quvenWorkerRank();
-  std::cout << "<<<<<< Worker " << rank << " [" << word << "EventStarts]\n";
-  if (!text.empty()) std::cout << "-- " << text << '\n';
-  if (dump) dump(std::cout);
-  std::cout << ">>>>>> Worker " << rank << " [" << word << "EventEnds]\n";
+  std::ostringstream report;
+  report << "<<<<<< Worker " << rank << " [" << word << "EventStarts]\n";
+  if (!text.empty()) report << "-- " << text << '\n';
+  if (dump) dump(report);
+  report << ">>>>>> Worker " << rank << " [" << word << "EventEnds]\n";
+  quvenWriteOutput({report.view()});
 }
 
 bool QUVENAnalysisTrace::sample(std::int32_t level, std::int32_t verbosity) {
@@ -35,19 +38,21 @@ void QUVENAnalysisTrace::progress(std::string_view text, std::string_view method
   std::ostringstream report;
   report << "\n[Worker:" << quvenWorkerRank() << ", Iteration: " << iteration
          << ", ProgressReport:" << ivProgressReportCounter << "]\nMethod name:" << methodName << ": " << text << "\n\n";
-  report_log(1, report.str());
+  report_log(1, report.view());
   ++ivProgressReportCounter;
 }
 
 void quvenTraceRecord(std::string_view className, std::string_view stateName, std::int32_t state,
                       const QUVENXaRay<double>& dataVec, const QUVENXaRay<double>& targetVec,
                       std::uint64_t sampleNumber) {
-  const auto list = [](const char* name, const QUVENXaRay<double>& values) {
-    std::cout << name << values.getSize() << '\n';
-    for (long i = 1; i <= values.getSize(); ++i) std::cout << "  - Elm " << i << ": " << values[i] << '\n';
+  std::ostringstream report;
+  const auto list = [&report](const char* name, const QUVENXaRay<double>& values) {
+    report << name << values.getSize() << '\n';
+    for (long i = 1; i <= values.getSize(); ++i) report << "  - Elm " << i << ": " << values[i] << '\n';
   };
-  std::cout << " Entering " << className << "::update, " << stateName << " = " << state
-            << ", sample num = " << sampleNumber << '\n';
+  report << " Entering " << className << "::update, " << stateName << " = " << state
+         << ", sample num = " << sampleNumber << '\n';
   list(" -- dataVec size =  ", dataVec);
   list("-- targetVec size =  ", targetVec);
+  quvenWriteOutput({report.view()});
 }

@@ -8,11 +8,11 @@
 #include <string>
 
 #include "control/quven_XML_tag.h"
+#include "control/quven_result_file.h"
 #include "simple_algorithm/quven_analysis_trace.h"
 #include "simple_algorithm/quven_group_results.h"
 #include "simple_algorithm/quven_kernel_data.h"
 #include "simple_algorithm/quven_node_table.h"
-#include "simple_algorithm/quven_result_file.h"
 #include "simple_algorithm/quven_simple_algorithm_data.h"
 #include "simple_algorithm/quven_sparse_to_dense_data.h"
 

@@ -153,10 +153,11 @@ bool QUVENSimpleAlgorithmModel::getScanOption(const QUVENEnvHandle& env) const {
   return getData(QUVEN_ENV).needsMerge() != 0;
 }
 
-void QUVENSimpleAlgorithmModel::merge(QUVENDataScan* other, const QUVENEnvHandle& env) {
-  Members::merge(other, QUVEN_ENV);
+bool QUVENSimpleAlgorithmModel::merge(QUVENDataScan* other, const QUVENEnvHandle& env) {
+  if (!Members::merge(other, QUVEN_ENV)) return false;
   QUVEN_ASSERT(other->isA(typeName()));
   getData(QUVEN_ENV).merge(&static_cast<QUVENSimpleAlgorithmModel*>(other)->getData(QUVEN_ENV), QUVEN_ENV);
+  return true;
 }
 
 void QUVENSimpleAlgorithmModel::postReadPrimitive(QUVENObjReader& reader, const QUVENEnvHandle& env) {

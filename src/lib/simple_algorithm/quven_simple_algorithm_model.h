@@ -31,7 +31,6 @@ class QUVENSimpleAlgorithmModel : public QUVENObjectOf<QUVENSimpleAlgorithmModel
   /// Back to the state after construction.
   void resetModel(const QUVENEnvHandle& env);
 
-  int updateWithoutDataScan(const QUVENEnvHandle& env) { return getData(env).updateWithoutDataScan(env); }
   int initIteration(const QUVENEnvHandle& env) { return getData(env).initIteration(env); }
   int finishIteration(const QUVENEnvHandle& env) { return getData(env).finishIteration(env); }
   bool isFinished(const QUVENEnvHandle& env) const { return getData(env).isFinished(); }
@@ -49,8 +48,11 @@ class QUVENSimpleAlgorithmModel : public QUVENObjectOf<QUVENSimpleAlgorithmModel
   QUVENScanType getScanType(const QUVENEnvHandle& env) const override;
   double getSamplingRate(const QUVENEnvHandle& env) const override;
   bool getScanOption(const QUVENEnvHandle& env) const override;
-  void merge(QUVENDataScan* other, const QUVENEnvHandle& env) override;
+  [[nodiscard]] bool merge(QUVENDataScan* other, const QUVENEnvHandle& env) override;
   bool hasScanResult(const QUVENEnvHandle&) const override { return true; }
+  void beginRecords(const QUVENEnvHandle& env) override { initIteration(env); }
+  void endRecords(const QUVENEnvHandle& env) override { finishIteration(env); }
+  int updateWithoutDataScan(const QUVENEnvHandle& env) override { return getData(env).updateWithoutDataScan(env); }
   void postReadPrimitive(QUVENObjReader& reader, const QUVENEnvHandle& env) override;
   void copyFromPrimitive(const QUVENObject* source, const QUVENEnvHandle& env) override;
 

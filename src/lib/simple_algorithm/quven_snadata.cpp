@@ -60,10 +60,11 @@ bool QUVENSNAData::isFinished() const { return ivEpsilon >= ivDiffVal || ivModel
 
 void QUVENSNAData::reportRow(int code, std::string_view text, double x1, double x2, SampleNumber caller,
                              const std::string& more, const QUVENEnvHandle& env) const {
-  std::cerr << "worker: " << quvenWorkerRank() << " ERROR in row " << recordsSeen << ", caller: " << caller
-            << ", callee: " << x1 << ", weight: " << x2 << '\n'
-            << more;
-  std::cerr.flush();
+  std::ostringstream row;  // in one piece, beside those of the other ranks
+  row << "worker: " << quvenWorkerRank() << " ERROR in row " << recordsSeen << ", caller: " << caller
+      << ", callee: " << x1 << ", weight: " << x2 << '\n'
+      << more;
+  std::cerr << row.view() << std::flush;
   report_error(code, std::to_string(recordsSeen), text, QUVEN_ENV, true);
   quvenUnreachable(QUVEN_ENV);  // the report terminates
 }

@@ -4,7 +4,7 @@
 #include <ostream>
 #include <string_view>
 
-#include "simple_algorithm/quven_result_file.h"
+#include "control/quven_result_file.h"
 #include "simple_algorithm/quven_snadata.h"
 #include "vesk-common/quven_reports.h"
 

@@ -8,6 +8,7 @@
 
 #include "base/BASE_Termination.h"
 #include "util/quven_env.h"
+#include "util/quven_output.h"
 #include "xrt/xrt_trace.h"
 
 constinit QUVENDebugWords quvenDebugWords;
@@ -75,26 +76,24 @@ const char* quvenReportHeading() {
 }
 
 void quvenReportPieces(std::span<const std::string_view> pieces) {
-  if (quvenDebugWords.quiet != 0) return;
-  for (const std::string_view piece : pieces) {
-    if (!piece.empty()) std::fwrite(piece.data(), 1, piece.size(), stdout);
-  }
+  if (quvenDebugWords.quiet == 0) quvenWriteOutput(pieces);
 }
 
 void quvenReportPieces(std::initializer_list<std::string_view> pieces) {
   quvenReportPieces(std::span(pieces.begin(), pieces.size()));
 }
 
-void quvenReportPlace(const char* function, int line, const char* file) {
+void quvenReportPlace(const char* function, int line, const char* file, std::string_view text) {
   quvenReportPieces({quvenReportHeading(), " in function ", orUnknown(function), " at line ", NumberText(line),
-                     " in file ", quvenFileName(file)});
+                     " in file ", quvenFileName(file), "\n    ", text, "\n"});
 }
 
-void quvenReportPlace(const QUVENEnvHandle& env) { quvenReportPlace(env.getFunction(), env.getLine(), env.getFile()); }
+void quvenReportPlace(const QUVENEnvHandle& env, std::string_view text) {
+  quvenReportPlace(env.getFunction(), env.getLine(), env.getFile(), text);
+}
 
 void quvenFatalReport(const char* function, int line, const char* file, std::string_view text) {
-  quvenReportPlace(function, line, file);
-  quvenReportPieces({"\n    ", text, "\n"});
+  quvenReportPlace(function, line, file, text);
   throwLibraryException(function, line, file);
 }
 
@@ -107,10 +106,9 @@ void quvenAssertionFailed(const char* condition, const char* cause, const char* 
   traceLine(
       function, line, file,
       {"ASSERTION FAILED (", orUnknown(condition), ")", hasCause ? " PROBABLE CAUSE: " : "", hasCause ? cause : ""});
-  quvenReportPlace(function, line, file);
-  quvenReportPieces({"\n    ", "ASSERTION FAILED (", orUnknown(condition), ")"});
-  if (hasCause) quvenReportPieces({"\n    ", "PROBABLE CAUSE: ", cause});
-  quvenReportPieces({"\n"});
+  quvenReportPieces({quvenReportHeading(), " in function ", orUnknown(function), " at line ", NumberText(line),
+                     " in file ", quvenFileName(file), "\n    ", "ASSERTION FAILED (", orUnknown(condition), ")",
+                     hasCause ? "\n    PROBABLE CAUSE: " : "", hasCause ? cause : "", "\n"});
   if (quvenDebugWords.simulated == 0) quvenDebugWords.error = 1;
   throwLibraryException(function, line, file);
 }

@@ -25,13 +25,13 @@ const char* quvenFileName(const char* path);
 /// The heading of a report, chosen by the global words; it begins with a line break and ends without one.
 const char* quvenReportHeading();
 
-/// Prints pieces on standard output in turn; nothing when the quiet flag is set. Allocates nothing.
+/// Prints pieces on standard output as one text; nothing when the quiet flag is set. Allocates nothing.
 void quvenReportPieces(std::span<const std::string_view> pieces);
 void quvenReportPieces(std::initializer_list<std::string_view> pieces);
 
-/// Report of a place: the heading, then " in function F at line L in file X", without a line break behind it.
-void quvenReportPlace(const char* function, int line, const char* file);
-void quvenReportPlace(const QUVENEnvHandle& env);
+/// Report of a place: the heading, then " in function F at line L in file X", and the text on a line of its own.
+void quvenReportPlace(const char* function, int line, const char* file, std::string_view text);
+void quvenReportPlace(const QUVENEnvHandle& env, std::string_view text);
 
 /// Report of a place and a line with the text; then the library exception.
 [[noreturn]] void quvenFatalReport(const char* function, int line, const char* file, std::string_view text);

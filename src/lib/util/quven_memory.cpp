@@ -50,8 +50,7 @@ void quvenFreeCells(void* block, long count, std::size_t cellBytes, std::size_t 
 
 void quvenMemoryFailure(std::string_view text, std::int64_t bytesAsked, const QUVENEnvHandle& env) {
   quvenDebugWords.memoryFailed = 1;
-  quvenReportPlace(env);
-  quvenReportPieces({"\n    ", text, "\n"});
+  quvenReportPlace(env, text);
   std::fflush(stdout);
   quvenNoteException(env.getFunction(), env.getLine(), env.getFile());
   throw XRTMemoryException(text, bytesAsked, env.resolve().getBytesInUse());

@@ -97,15 +97,18 @@ void QUVENObjReader::putBackPointer(const QUVENStringWithHash& name, void* point
   backPointers.put(name, pointer, own);
 }
 
-void QUVENObjReader::readObjectBody(QUVENObject& object, const QUVENEnvHandle& env) {
+void QUVENObjReader::beginObjectBody(const QUVENEnvHandle& env) {
   if (objectDepth >= quvenMaxObjectDepth) {
     quvenFatalReport("Syntax Error: Objects nested deeper than " + std::to_string(quvenMaxObjectDepth) + " levels",
                      QUVEN_ENV);
   }
   ++depth;
   ++objectDepth;
-  std::int32_t keywordsBefore = keywordsRead;
   takeKeyword();
+}
+
+void QUVENObjReader::readObjectMembers(QUVENObject& object, const QUVENEnvHandle& env) {
+  std::int32_t keywordsBefore = keywordsRead;
   while (!keywordMatches(QUVEN_KWD(EndObject), QUVEN_ENV)) {
     object.readPrimitive(*this, QUVEN_ENV);
     // An object that took nothing comes here twice: the test for the end has read the keyword in the first round.
@@ -151,21 +154,26 @@ void checkClass(const QUVENObject& object, const QUVENTypeName& expected, const 
 
 }  // namespace
 
+void quvenMakeObjectOfType(QUVENObjReader& reader, const QUVENStringWithHash& typeName, QUVENOwnPtrBase& pointer,
+                           const QUVENTypeName& expected, const QUVENEnvHandle& env) {
+  const QUVENTypeName& type = knownType(reader, typeName, QUVEN_ENV);
+  pointer.reset(QUVEN_ENV);
+  QUVENOwnPtr<QUVENObject> made(QUVEN_ENV);
+  type.create(made, QUVEN_ENV);
+  QUVENObject* objPtr = made.get();
+  QUVEN_ASSERT(objPtr != 0);  // NOLINT(modernize-use-nullptr): the text of the report
+  checkClass(*objPtr, expected, QUVEN_ENV);
+  pointer.assignObject(made.detach(), QUVEN_ENV);
+}
+
 void quvenReadObjectOfType(QUVENObjReader& reader, const QUVENStringWithHash& typeName, QUVENOwnPtrBase& pointer,
                            const QUVENTypeName& expected, const QUVENEnvHandle& env) {
   if (typeName.isEmpty()) return pointer.reset(QUVEN_ENV);
-  const QUVENTypeName& type = knownType(reader, typeName, QUVEN_ENV);
-  QUVENObject* objPtr = pointer.getObject();
-  if (objPtr == nullptr || !(objPtr->getTypeName() == type)) {
-    pointer.reset(QUVEN_ENV);
-    QUVENOwnPtr<QUVENObject> made(QUVEN_ENV);
-    type.create(made, QUVEN_ENV);
-    objPtr = made.get();
-    QUVEN_ASSERT(objPtr != 0);  // NOLINT(modernize-use-nullptr): the text of the report
-    checkClass(*objPtr, expected, QUVEN_ENV);
-    pointer.assignObject(made.detach(), QUVEN_ENV);
+  const QUVENObject* held = pointer.getObject();
+  if (held == nullptr || !(held->getTypeName() == knownType(reader, typeName, QUVEN_ENV))) {
+    quvenMakeObjectOfType(reader, typeName, pointer, expected, QUVEN_ENV);
   }
-  reader.readObjectBody(*objPtr, QUVEN_ENV);
+  reader.readObjectBody(*pointer.getObject(), QUVEN_ENV);
 }
 
 void quvenReadObject(QUVENObjReader& reader, QUVENOwnPtrBase& pointer, const QUVENTypeName& expected,

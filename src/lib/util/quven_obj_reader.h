@@ -87,7 +87,13 @@ class QUVENObjReader {
   }
 
   /// Reads the members of an object up to its "EndObject".
-  void readObjectBody(QUVENObject& object, const QUVENEnvHandle& env);
+  void readObjectBody(QUVENObject& object, const QUVENEnvHandle& env) {
+    beginObjectBody(env);
+    readObjectMembers(object, env);
+  }
+  // The same in two steps, for a reader that looks at the first member before it chooses the object.
+  void beginObjectBody(const QUVENEnvHandle& env);
+  void readObjectMembers(QUVENObject& object, const QUVENEnvHandle& env);
   // The frame of an array.
   void beginArrayElements() { ++depth; }
   /// Errors: anything but "EndArray" is an assertion failure.
@@ -136,6 +142,10 @@ void quvenReadObject(QUVENObjReader& reader, QUVENOwnPtrBase& pointer, const QUV
                      const QUVENEnvHandle& env);
 /// The same behind the name of the type.
 void quvenReadObjectOfType(QUVENObjReader& reader, const QUVENStringWithHash& typeName, QUVENOwnPtrBase& pointer,
+                           const QUVENTypeName& expected, const QUVENEnvHandle& env);
+/// Makes a new object of a named type, for an image of it to be read into.
+/// Errors: a type that is not registered, or not of the expected class, is a fatal report.
+void quvenMakeObjectOfType(QUVENObjReader& reader, const QUVENStringWithHash& typeName, QUVENOwnPtrBase& pointer,
                            const QUVENTypeName& expected, const QUVENEnvHandle& env);
 /// Reads an object image into an object of just that type, which its owner keeps by value.
 /// Errors: the image of another type, or of no object, is a fatal report.

@@ -1,11 +1,10 @@
 #include "vesk-common/quven_reports.h"
 
 #include <charconv>
-#include <cstdio>
 #include <cstdlib>
-#include <initializer_list>
 
 #include "util/quven_debug.h"
+#include "util/quven_output.h"
 #include "vesk-common/quven_warning_list.h"
 
 namespace {
@@ -15,31 +14,21 @@ constexpr const char* reportedFunction = "report_error";
 constexpr int reportedLine = 44;
 constexpr const char* reportedFile = "quven_reports";
 
-/// A report must come out where memory has run out, too: nothing is allocated. A parameter stands in front of the text.
-void printLine(std::string_view kind, int number, std::initializer_list<std::string_view> texts) {
+/// Prints a report line: the parameter and the text, or the text alone. Nothing is allocated, so that a report comes
+/// out when memory has run out. Every report is one write, so that reports of several ranks never mix.
+void printLine(std::string_view kind, int number, std::string_view first, std::string_view separator = "",
+               std::string_view second = "") {
   char digits[16];
   const std::to_chars_result end = std::to_chars(digits, digits + sizeof digits, number);
-  const auto put = [](std::string_view piece) { std::fwrite(piece.data(), 1, piece.size(), stdout); };
-  put(kind);
-  put(";|");
-  put({digits, end.ptr});
-  for (const std::string_view text : texts) {
-    put(";|");
-    put(text);
-  }
-  put(";|");
-  put(kind);
-  put("End\n");
+  quvenWriteOutput({kind, ";|", {digits, end.ptr}, ";|", first, separator, second, ";|", kind, "End\n"});
 }
 
-void printErrorLine(int code, std::initializer_list<std::string_view> texts) {
-  printLine("Error", code, texts);
-  std::fflush(stdout);
+void printLineWithParameter(std::string_view kind, int number, std::string_view parameter, std::string_view text) {
+  printLine(kind, number, parameter, ";|", text);
 }
 
 [[noreturn]] void terminateRun() {
-  std::fputs("Terminating VESK\n", stdout);
-  std::fflush(stdout);
+  quvenWriteOutput({"Terminating VESK\n"});
   quvenFatalReport(reportedFunction, reportedLine, reportedFile, "QUVEN Terminating");
 }
 
@@ -56,14 +45,14 @@ bool isDouble(const std::string& value) {
 }
 
 bool accept(bool legal, const char* complaint, const std::string& value) {
-  if (!legal) std::printf("%s%s\n", complaint, value.c_str());
+  if (!legal) quvenWriteOutput({complaint, value, "\n"});
   return legal;
 }
 
 }  // namespace
 
 void report_error(int code, std::string_view text, const QUVENEnvHandle&, bool terminate) {
-  printErrorLine(code, {text});
+  printLine("Error", code, text);
   if (terminate) terminateRun();
 }
 
@@ -72,31 +61,31 @@ void report_error(int code, const std::ostringstream& text, const QUVENEnvHandle
 }
 
 void report_error(int code, std::string_view parameter, std::string_view text, const QUVENEnvHandle&, bool terminate) {
-  printErrorLine(code, {parameter, text});
+  printLineWithParameter("Error", code, parameter, text);
   if (terminate) terminateRun();
 }
 
 void report_error(int code, std::string_view text, bool exitFlag) {
-  printErrorLine(code, {text});
+  printLine("Error", code, text);
   if (exitFlag) std::exit(1);
 }
 
 void report_error(int code, std::string_view parameter, std::string_view text, bool exitFlag) {
-  printErrorLine(code, {parameter, text});
+  printLineWithParameter("Error", code, parameter, text);
   if (exitFlag) std::exit(1);
 }
 
 void report_warning(int code, std::string_view text) {
-  printLine("Warning", code, {text});
+  printLine("Warning", code, text);
   QUVENWarningList::get().add(code, "", text);
 }
 
 void report_warning(int code, std::string_view parameter, std::string_view text) {
-  printLine("Warning", code, {parameter, text});
+  printLineWithParameter("Warning", code, parameter, text);
   QUVENWarningList::get().add(code, parameter, text);
 }
 
-void report_log(int level, std::string_view text) { printLine("Log", level, {text}); }
+void report_log(int level, std::string_view text) { printLine("Log", level, text); }
 
 void report_log(int level, const std::ostringstream& text) { report_log(level, text.view()); }
 

@@ -2,11 +2,10 @@
 
 #include <filesystem>
 
+#include "control/quven_result_file.h"
 #include "dataset_check.h"
-#include "simple_algorithm/quven_result_file.h"
-#include "util/quven_bin_obj_reader.h"
-#include "util/quven_bin_obj_writer.h"
-#include "util/quven_stream_values.h"
+#include "parts_check.h"
+#include "simple_algorithm/quven_simple_algorithm_protocol.h"
 #include "vesk-common/quven_reports.h"
 
 namespace vesk_analyze {
@@ -24,15 +23,17 @@ bool exists(const std::string& path) {
 
 }  // namespace
 
-AnalysisRun::AnalysisRun(const AnalyzeOptions& runOptions, const WorkerTransport& workerTransport,
+AnalysisRun::AnalysisRun(const AnalyzeOptions& runOptions, const QUVENWorkerTransport& workerTransport,
                          const QUVENEnvHandle& env)
     : options(runOptions),
       transport(workerTransport),
       parameterFile(*runOptions.kind, runOptions.parameterFile, runOptions.settings, QUVEN_ENV),
-      point(quvenMake<QUVENDataPoint>(QUVEN_ENV)),
-      names(quvenMake<QUVENFieldNameMap>(QUVEN_ENV)),
-      dataset(quvenMake<QUVENBinaryInputDataset>(QUVEN_ENV)),
-      model(quvenMake<QUVENSimpleAlgorithmModel>(QUVEN_ENV)) {}
+      driver(QUVENPassSettings(), workerTransport, QUVEN_ENV),
+      dataset(quvenMake<QUVENBinaryInputDataset>(QUVEN_ENV)) {
+  static const QUVENSimpleAlgorithmProtocol protocol;
+  driver.addProtocol(protocol);
+  driver.setDataset(*dataset);
+}
 
 void AnalysisRun::openDataset(const QUVENEnvHandle& env) {
   dataset->setProgressLines(false);  // there is a progress line of the program's own
@@ -40,15 +41,14 @@ void AnalysisRun::openDataset(const QUVENEnvHandle& env) {
   const bool isNameOfParts = !exists(options.dataset) && exists(options.dataset + ".0");
   dataset->setMultiFile(isNameOfParts);
   if (isNameOfParts && !exists(options.dataset + ".info")) dataset->setInfoFile(options.dataset + ".0.info");
-  if (isNameOfParts) checkParts(options.dataset, QUVEN_ENV);
-  dataset->open(options.dataset, point.get(), transport.getRank(), transport.getCount(), QUVEN_ENV);
-  checkColumns(*options.kind, options.dataset, *point, QUVEN_ENV);
+  checkParts(options.dataset, QUVEN_ENV);
+  dataset->open(options.dataset, &driver.getPoint(), transport.getRank(), transport.getCount(), QUVEN_ENV);
+  checkColumns(*options.kind, options.dataset, driver.getPoint(), QUVEN_ENV);
   // What a copy or a full disk has cut would be analysed as if it were all.
   const std::int64_t recordBytes = dataset->getNumColumns() * static_cast<std::int64_t>(sizeof(double));
   if (recordBytes > 0 && dataset->getTotalBytes() % recordBytes != 0) {
     report_error(FileUnusable, options.dataset, "vesk-analyze: the dataset ends inside a record", QUVEN_ENV, true);
   }
-  for (long i = 1; i <= point->getNumFields(); ++i) names->addReference(&point->getField(i), QUVEN_ENV);
 }
 
 /// Of the results of another analysis of hours nothing would be left, nor of a dataset.
@@ -72,9 +72,12 @@ void AnalysisRun::checkNames(const QUVENEnvHandle& env) const {
 }
 
 void AnalysisRun::openModel(const QUVENXMLTag& parameters, const QUVENEnvHandle& env) {
+  auto made = quvenMake<QUVENSimpleAlgorithmModel>(QUVEN_ENV);
+  model = &driver.addScan(std::move(made), QUVEN_ENV);
   QUVENXaRay<QUVENField*> fields;
-  for (long i = 1; i <= point->getNumFields(); ++i) {
-    QUVENField* field = &point->getField(i);
+  const QUVENDataPoint& point = driver.getPoint();
+  for (long i = 1; i <= point.getNumFields(); ++i) {
+    QUVENField* field = &point.getField(i);
     fields.append(field, QUVEN_ENV);
     const auto purpose = static_cast<QUVENFieldPurpose>(field->getPurpose());
     const std::int32_t usage = purpose == QUVENFieldPurpose::LineNumber ? QUVENUsageSupplementary
@@ -88,26 +91,12 @@ void AnalysisRun::openModel(const QUVENXMLTag& parameters, const QUVENEnvHandle&
   fields.deleteMemory(QUVEN_ENV);
 }
 
-void AnalysisRun::shareFields(const QUVENEnvHandle& env) {
-  QUVENMemoryBlobIO blob;
-  if (transport.isMaster()) {
-    QUVENBinObjWriter writer(blob, QUVENObjWriter::SaveForWorker);
-    quvenWriteObject(writer, *point, QUVEN_ENV);
-  }
-  transport.broadcast(blob, QUVEN_ENV);
-  if (!transport.isMaster()) {
-    QUVENBinObjReader reader(blob, QUVEN_ENV);
-    quvenReadObject(reader, *point, QUVEN_ENV);
-  }
-  blob.deleteMemory(QUVEN_ENV);
-}
-
 void AnalysisRun::open(const QUVENEnvHandle& env) {
-  QUVENFieldGlobalVars::get(QUVEN_ENV).setGlobalNumChannels(1);
   if (transport.isMaster()) {
     const QUVENXMLTag& parameters = parameterFile.read(QUVEN_ENV);
     openDataset(QUVEN_ENV);
-    if (options.kind->readsTableRows) checkTable(*options.kind, options.dataset, *point, QUVEN_ENV);
+    if (options.kind->readsTableRows) checkTable(*options.kind, options.dataset, driver.getPoint(), QUVEN_ENV);
+    checkCallersOfParts(options.dataset, driver.getPoint(), QUVEN_ENV);
     parameterFile.warnOfNoUse(QUVEN_ENV);
     openModel(parameters, QUVEN_ENV);
     outputFiles = parameterFile.outputFiles(transport.getCount(), QUVEN_ENV);
@@ -117,21 +106,8 @@ void AnalysisRun::open(const QUVENEnvHandle& env) {
     if (outputFiles.empty()) parameterFile.warnOfNoOutput(QUVEN_ENV);
     checkNames(QUVEN_ENV);
   }
-  if (transport.isAlone()) return;
-  shareFields(QUVEN_ENV);
+  driver.shareFields(QUVEN_ENV);
   if (!transport.isMaster()) openDataset(QUVEN_ENV);
-}
-
-void AnalysisRun::readModel(QUVENMemoryBlobIO& blob, const QUVENEnvHandle& env) {
-  QUVENBinObjReader reader(blob, QUVEN_ENV);
-  names->putInto(reader, QUVEN_ENV);
-  quvenReadObject(reader, *model, QUVEN_ENV);
-}
-
-void AnalysisRun::writeModel(QUVENMemoryBlobIO& blob, std::int32_t writerMode, const QUVENEnvHandle& env) const {
-  blob.clear();
-  QUVENBinObjWriter writer(blob, writerMode);
-  quvenWriteObject(writer, *model, QUVEN_ENV);
 }
 
 void AnalysisRun::checkOutputs(const QUVENEnvHandle& env) const {
@@ -154,10 +130,8 @@ void AnalysisRun::writeResults(const RunSummary& summary, const QUVENEnvHandle& 
 }
 
 void AnalysisRun::release(const QUVENEnvHandle& env) {
-  model.reset(QUVEN_ENV);
+  driver.release(QUVEN_ENV);
   dataset.reset(QUVEN_ENV);
-  names.reset(QUVEN_ENV);
-  point.reset(QUVEN_ENV);
   parameterFile.release(QUVEN_ENV);
 }
 

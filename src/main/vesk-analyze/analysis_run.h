@@ -5,13 +5,11 @@
 
 #include "analysis_kind.h"
 #include "control/quven_binaryindataset.h"
-#include "kernel/quven_data_point.h"
-#include "kernel/quven_field_name_map.h"
 #include "output_check.h"
 #include "parameter_file.h"
+#include "passes/quven_pass_driver.h"
 #include "run_results.h"
 #include "simple_algorithm/quven_simple_algorithm_model.h"
-#include "worker_transport.h"
 
 namespace vesk_analyze {
 
@@ -25,44 +23,38 @@ struct AnalyzeOptions {
   bool isStrict = false;  ///< a warning that the result is not what was asked for ends the run
 };
 
-/// What a run works on, on one worker: the dataset, the data point with its fields, the model. It knows no analysis.
+/// One analysis of a dataset, on one rank: it reads the parameters, opens the dataset and the model, and lets the pass
+/// driver run. It knows no analysis.
 ///
 /// Lifetime: release(env) before it ends.
 class AnalysisRun {
  public:
-  AnalysisRun(const AnalyzeOptions& runOptions, const WorkerTransport& workerTransport, const QUVENEnvHandle& env);
+  AnalysisRun(const AnalyzeOptions& runOptions, const QUVENWorkerTransport& workerTransport, const QUVENEnvHandle& env);
 
-  /// Collective: the master reads the parameter file, opens dataset and model; the others get the fields, and open
-  /// their dataset with them. Errors: the terminating reports of what is wrong with the files and parameters.
+  /// Collective: rank 0 reads the parameter file, opens dataset and model; the others get the fields, and open their
+  /// dataset with them. Errors: the terminating reports of what is wrong with the files and parameters.
   void open(const QUVENEnvHandle& env);
-  /// Reads the master's model into this worker's.
-  void readModel(QUVENMemoryBlobIO& blob, const QUVENEnvHandle& env);
-  void writeModel(QUVENMemoryBlobIO& blob, std::int32_t writerMode, const QUVENEnvHandle& env) const;
-  /// Whether all that the analysis writes is there. Called on the master, after the last pass.
+  /// Whether all that the analysis writes is there. Called on rank 0, after the last pass.
   /// Errors: the terminating report 2302 with the name of the file.
   void checkOutputs(const QUVENEnvHandle& env) const;
-  /// Writes the parameters and counters of the run.
+  /// Writes the parameters and counters of the run. Called on rank 0.
   /// Errors: the terminating report 2302 with the name of the file.
   void writeResults(const RunSummary& summary, const QUVENEnvHandle& env) const;
   void release(const QUVENEnvHandle& env);
 
-  QUVENBinaryInputDataset& getDataset() { return *dataset; }
-  QUVENDataPoint& getPoint() { return *point; }
-  QUVENSimpleAlgorithmModel& getModel() { return *model; }
+  QUVENPassDriver& getDriver() { return driver; }
 
  private:
   void openDataset(const QUVENEnvHandle& env);
   void checkNames(const QUVENEnvHandle& env) const;
   void openModel(const QUVENXMLTag& parameters, const QUVENEnvHandle& env);
-  void shareFields(const QUVENEnvHandle& env);
 
   const AnalyzeOptions& options;
-  const WorkerTransport& transport;
+  const QUVENWorkerTransport& transport;
   ParameterFile parameterFile;
-  QUVENOwnPtr<QUVENDataPoint> point;
-  QUVENOwnPtr<QUVENFieldNameMap> names;
+  QUVENPassDriver driver;
   QUVENOwnPtr<QUVENBinaryInputDataset> dataset;
-  QUVENOwnPtr<QUVENSimpleAlgorithmModel> model;
+  QUVENSimpleAlgorithmModel* model = nullptr;  // on rank 0, owned by the driver
   std::vector<OutputFile> outputFiles;
 };
 

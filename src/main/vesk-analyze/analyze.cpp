@@ -8,7 +8,7 @@
 #include <sstream>
 
 #include "parameter_help.h"
-#include "pass_driver.h"
+#include "progress_line.h"
 
 namespace vesk_analyze {
 
@@ -77,22 +77,22 @@ void runAnalysis(const AnalyzeOptions& options, std::ostream& err) {
   environment.activate();
   environment.setStrict(options.isStrict);
   QUVENEnv* env = &environment;
-  const WorkerTransport transport;
+  const QUVENWorkerTransport transport;
   AnalysisRun run(options, transport, QUVEN_ENV);
   run.open(QUVEN_ENV);
   ProgressLine progress(err, transport.isMaster() && ::isatty(STDERR_FILENO) != 0);
-  PassDriver driver(run, transport, progress);
-  driver.runPasses(QUVEN_ENV);
+  run.getDriver().setObserver(&progress);
+  run.getDriver().runPasses(QUVEN_ENV);
   if (transport.isMaster()) run.checkOutputs(QUVEN_ENV);
   if (transport.isMaster() && !options.resultsFile.empty()) {
     const double seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - begin).count();
-    const RunSummary summary{options.kind->command, options.dataset, transport.getCount(), start, seconds,
-                             driver.getPasses()};
+    const RunSummary summary{options.kind->command,      options.dataset, transport.getCount(), start, seconds,
+                             run.getDriver().getPasses()};
     run.writeResults(summary, QUVEN_ENV);
   }
   if (options.timings) {
     std::ostringstream table;  // in one piece, beside those of the other workers
-    printTimings(driver.getPasses(), transport.getRank(), table);
+    quvenPrintTimings(run.getDriver().getPasses(), transport.getRank(), table);
     err << table.str() << std::flush;
   }
   run.release(QUVEN_ENV);

@@ -1,11 +1,10 @@
 #include "dataset_check.h"
 
-#include <algorithm>
-#include <charconv>
 #include <filesystem>
 #include <fstream>
 #include <sstream>
 
+#include "parts_check.h"
 #include "table_rows.h"
 #include "vesk-common/quven_reports.h"
 
@@ -15,7 +14,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-enum Code : int { FileUnusable = 2302, DataUnusable = 2305 };
+enum Code : int { FileUnusable = 2302 };
 
 bool hasBytes(const std::string& path) {
   std::error_code unknown;  // then there is no such file
@@ -26,16 +25,7 @@ bool hasBytes(const std::string& path) {
 /// The files of a dataset that have records, in their order.
 std::vector<std::string> filesOf(const std::string& dataset) {
   std::error_code unknown;
-  std::vector<std::string> files;
-  if (fs::exists(dataset, unknown)) {
-    files.push_back(dataset);
-  } else {
-    for (int number = 0;; ++number) {
-      std::string part = dataset + "." + std::to_string(number);
-      if (!fs::exists(part, unknown)) break;
-      files.push_back(std::move(part));
-    }
-  }
+  std::vector<std::string> files = fs::exists(dataset, unknown) ? std::vector{dataset} : partsOf(dataset);
   std::erase_if(files, [](const std::string& file) { return !hasBytes(file); });
   return files;
 }
@@ -75,27 +65,6 @@ class TableReader {
 };
 
 }  // namespace
-
-void checkParts(const std::string& dataset, const QUVENEnvHandle& env) {
-  const auto partName = [&](std::size_t number) { return dataset + "." + std::to_string(number); };
-  const fs::path folder = fs::path(dataset).parent_path();
-  const std::string prefix = fs::path(dataset).filename().string() + ".";
-  std::size_t numParts = 0;
-  std::error_code unreadable;  // such a folder is shown by its first part
-  for (fs::directory_iterator entry(folder.empty() ? "." : folder, unreadable), end; !unreadable && entry != end;
-       entry.increment(unreadable)) {
-    const std::string name = entry->path().filename().string();
-    if (!name.starts_with(prefix)) continue;
-    std::size_t number = 0;
-    const auto [stop, error] = std::from_chars(name.data() + prefix.size(), name.data() + name.size(), number);
-    if (error == std::errc() && prefix + std::to_string(number) == name) numParts = std::max(numParts, number + 1);
-  }
-  for (std::size_t number = 0; number < numParts; ++number) {
-    std::error_code unknown;
-    if (fs::exists(partName(number), unknown) && !fs::is_directory(partName(number), unknown)) continue;
-    report_error(DataUnusable, partName(number), "vesk-analyze: a part of the dataset is missing", QUVEN_ENV, true);
-  }
-}
 
 void checkColumns(const AnalysisKind& kind, const std::string& dataset, const QUVENDataPoint& point,
                   const QUVENEnvHandle& env) {

@@ -8,11 +8,6 @@
 
 namespace vesk_analyze {
 
-/// Whether the parts of a dataset are all there. They end with the first number that is not: what lies behind a gap
-/// would be left out without a word.
-/// Errors: the terminating report 2305 with the name of the part.
-void checkParts(const std::string& dataset, const QUVENEnvHandle& env);
-
 /// Whether the fields of the point are those of the kind of dataset: the records of another one would be taken for what
 /// they are not.
 /// Errors: the terminating report 2302 with the name of the dataset.

@@ -9,6 +9,7 @@
 #include <cstdio>
 #include <exception>
 #include <iostream>
+#include <sstream>
 #include <thread>
 
 #include "analyze.h"
@@ -36,7 +37,11 @@ void waitForReader(int descriptor) {
 int fail(const char* text) {
   std::cout.flush();
   std::fflush(stdout);
-  if (text != nullptr) std::cerr << "vesk-analyze: worker " << quvenWorkerRank() << ": " << text << std::endl;
+  if (text != nullptr) {
+    std::ostringstream line;  // in one piece, beside those of the other workers
+    line << "vesk-analyze: worker " << quvenWorkerRank() << ": " << text << '\n';
+    std::cerr << line.view() << std::flush;
+  }
   if (quvenWorkerCount() > 1) {
     constexpr std::chrono::milliseconds timeToForward(200);  // what the launcher has read
     waitForReader(STDOUT_FILENO);
@@ -72,6 +77,13 @@ void startMpi(int& argc, char**& argv) {
 #endif
 }
 
+/// MPI starts with standard output unbuffered, and each piece of a line would be a write of its own. The launcher
+/// forwards each write as it comes: only lines in one write stay whole beside those of other ranks.
+void bufferLines() {
+  static char buffer[65536];
+  std::setvbuf(stdout, buffer, _IOLBF, sizeof buffer);
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -79,6 +91,7 @@ int main(int argc, char** argv) {
   std::signal(SIGPIPE, SIG_IGN);
   std::signal(SIGXFSZ, SIG_IGN);
   startMpi(argc, argv);
+  bufferLines();
   const bool isMaster = quvenWorkerRank() == 0;
   vesk_analyze::AnalyzeOptions options;
   std::ostream silent(nullptr);

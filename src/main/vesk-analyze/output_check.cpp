@@ -4,7 +4,7 @@
 
 #include <filesystem>
 
-#include "simple_algorithm/quven_result_file.h"
+#include "control/quven_result_file.h"
 #include "vesk-common/quven_reports.h"
 
 namespace vesk_analyze {

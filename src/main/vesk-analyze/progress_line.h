@@ -5,22 +5,25 @@
 #include <cstdint>
 #include <iosfwd>
 
+#include "passes/quven_pass_driver.h"
+
 namespace vesk_analyze {
 
 /// One line for people on a terminal, rewritten in place; nothing anywhere else.
-class ProgressLine {
+class ProgressLine : public QUVENPassObserver {
  public:
   ProgressLine(std::ostream& terminal, bool isShown) : out(terminal), shown(isShown) {}
-  ~ProgressLine() { clear(); }
+  ~ProgressLine() override { clear(); }
   ProgressLine(const ProgressLine&) = delete;
   ProgressLine& operator=(const ProgressLine&) = delete;
 
-  void beginPass(int number, std::int64_t expectedRecords);
-  /// Called now and then with the records of the pass so far.
-  void update(std::int64_t records);
-  void clear();
+  void beginPass(int number, std::int64_t expectedRecords) override;
+  void update(std::int64_t records) override;
+  void endPass() override { clear(); }
 
  private:
+  void clear();
+
   std::ostream& out;
   bool shown;
   bool written = false;

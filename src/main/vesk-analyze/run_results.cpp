@@ -9,7 +9,7 @@ namespace vesk_analyze {
 
 namespace {
 
-constexpr std::array<const char*, PassCounters::NumPhases> phaseNames = {
+constexpr std::array<const char*, QUVENPassCounters::NumPhases> phaseNames = {
     "ReadSeconds", "UpdateSeconds", "TransportSeconds", "MergeSeconds", "EndSeconds"};
 
 std::string utcText(std::chrono::system_clock::time_point time) {
@@ -34,7 +34,7 @@ void addRunResults(QUVENXMLTag& results, const RunSummary& run, const QUVENEnvHa
   set("Start", utcText(run.start));
   set("Seconds", run.seconds);
   int number = 0;
-  for (const PassCounters& pass : run.passes) {
+  for (const QUVENPassCounters& pass : run.passes) {
     const std::string branch = "Passes/Pass-" + std::to_string(++number) + "/";
     set(branch + "Records", std::to_string(pass.records));
     for (std::size_t phase = 0; phase < phaseNames.size(); ++phase)

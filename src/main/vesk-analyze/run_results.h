@@ -6,7 +6,7 @@
 #include <string>
 
 #include "control/quven_XML_tag.h"
-#include "pass_timings.h"
+#include "passes/quven_pass_counters.h"
 
 namespace vesk_analyze {
 
@@ -16,8 +16,8 @@ struct RunSummary {
   std::string dataset;
   int ranks = 1;
   std::chrono::system_clock::time_point start;
-  double seconds = 0;                    ///< since the start
-  std::span<const PassCounters> passes;  ///< those of rank 0
+  double seconds = 0;                         ///< since the start
+  std::span<const QUVENPassCounters> passes;  ///< those of rank 0
 };
 
 /// Adds the branch "Run" to the results: version, analysis, dataset, number of ranks, start in UTC, seconds, the passes

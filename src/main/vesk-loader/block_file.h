@@ -46,7 +46,8 @@ class BlockWriter {
  public:
   BlockWriter() = default;
 
-  /// False if the file cannot be opened.
+  /// Replaces what was there. False if the file cannot be opened. Allocates the block before it opens the file; put,
+  /// advance and close allocate nothing.
   [[nodiscard]] bool open(const std::string& path);
 
   void put(std::string_view text) { append(text.data(), text.size()); }

@@ -8,15 +8,15 @@
 #include <utility>
 
 #include "control/quven_XML_handler.h"
+#include "control/quven_partition.h"
 #include "loader_common.h"
 #include "number_reading.h"
+#include "operations.h"
 #include "util/quven_env.h"
 
 namespace vesk_loader {
 
 namespace {
-
-constexpr std::int32_t largestPartitionCount = 100;
 
 struct OutputName {
   const char* name;
@@ -154,17 +154,24 @@ class SettingsReader {
     require(operation, "Input", 1170, "read_input_file_format: Missing input tag in op ", number);
     const std::string& name = text(operation, "OpName");
     const std::int32_t input = index(operation, "Input");
-    if (name == "CyclicAddPayload") {
-      settings.payloadInputs.push_back(input);
-      return;
-    }
-    const bool summing = name == "Add" || name == "Count";
-    if (name != "CyclicAdd" && name != "PairSum" && !summing) {
-      report_error(1170, "read_input_file_format: Unknown operation " + name);
+    OperationKind kind{};
+    if (!find_operation(name, kind)) report_error(1170, "read_input_file_format: Unknown operation " + name);
+    const Operation row = describe(kind);
+    switch (row.effect) {
+      case Effect::AppendPayload:
+        settings.payloadInputs.push_back(input);
+        return;
+      case Effect::WeighPair:
+        settings.pairSumFlag = 1;
+        break;
+      case Effect::AppendEntry:
+      case Effect::AddValue:
+      case Effect::AddMultiplicity:
+        break;
     }
     std::int32_t output = -1;
-    if (name != "CyclicAdd") output = has(operation, "Output") ? index(operation, "Output") : -2;
-    if (summing && output < 0) {
+    if (row.output != OutputTag::Ignored) output = has(operation, "Output") ? index(operation, "Output") : -2;
+    if (row.output == OutputTag::Required && output < 0) {
       report_error(1170, "read_input_file_format: Missing output tag in op " + std::to_string(number));
     }
     settings.operationNames.push_back(name);
@@ -173,7 +180,6 @@ class SettingsReader {
     settings.operationConditions.push_back(has(operation, "Condition") ? text(operation, "Condition") : "NoCondition");
     settings.operationThresholds.push_back(
         has(operation, "Threshold") ? read_double_by_library(text(operation, "Threshold")) : -1.0);
-    if (name == "PairSum") settings.pairSumFlag = 1;
   }
 
   const QUVENXMLTag& root;

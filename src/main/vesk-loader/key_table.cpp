@@ -117,6 +117,23 @@ void KeyTable::appendIrregular(std::uint32_t row, const double* entry) {
   }
 }
 
+const RowColumns& KeyTable::view(std::uint32_t row, RowColumns& scratch) const {
+  if (isIrregular(at(row))) return irregular.at(row);
+  read(row, scratch);
+  return scratch;
+}
+
+void KeyTable::reserveForViews(RowColumns& scratch) const {
+  std::size_t longest = 0;
+  for (std::uint32_t row = 0; row < rowCount; ++row) {
+    if (!isIrregular(at(row))) longest = std::max<std::size_t>(longest, at(row).count);
+  }
+  scratch.clear(shape.tableSize == 0 ? 0 : shape.payloadCount);
+  scratch.values.reserve(longest);
+  if (shape.dates) scratch.dates.reserve(longest);
+  for (auto& column : scratch.payloads) column.reserve(longest);
+}
+
 void KeyTable::read(std::uint32_t row, RowColumns& columns) const {
   const Row& source = at(row);
   if (isIrregular(source)) {

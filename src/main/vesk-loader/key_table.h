@@ -104,6 +104,13 @@ class KeyTable {
   /// Copies a row out, oldest entry first. The columns' memory is used again.
   void read(std::uint32_t row, RowColumns& columns) const;
 
+  /// A row, oldest entry first: the table's own columns where it holds such, otherwise a copy in `scratch`. Valid until
+  /// the table or `scratch` changes.
+  const RowColumns& view(std::uint32_t row, RowColumns& scratch) const;
+
+  /// Room in `scratch` for the longest row that view copies: view allocates nothing afterwards.
+  void reserveForViews(RowColumns& scratch) const;
+
   /// Replaces a row. Columns of different lengths are kept as they are.
   void assign(std::uint32_t row, const RowColumns& columns);
 

@@ -32,6 +32,21 @@ std::size_t values_of_record(const LoaderTables& tables, const ScanPlan& plan) {
   return plan.tableRun ? tables.keys->entryWidth() : plan.valueInputs.size();
 }
 
+// What a record adds to a sum. Throws exception_loader for an operation that has none.
+double summand(const PlannedOperation& operation, const double* record, std::int32_t multiplicity) {
+  switch (operation.row.effect) {
+    case Effect::AddValue:
+      return record[operation.value];
+    case Effect::AddMultiplicity:
+      return multiplicity;
+    case Effect::AppendEntry:
+    case Effect::AppendPayload:
+    case Effect::WeighPair:
+      break;
+  }
+  throw exception_loader();
+}
+
 }  // namespace
 
 LineScan::LineScan(LoaderTables& tables_, const LoaderSettings& settings_, const ScanScope& scope_,
@@ -156,11 +171,9 @@ void LineScan::traceCallerOfTable(double key, std::int32_t multiplicity) const {
 }
 
 void LineScan::traceOperation(const PlannedOperation& operation, double value, std::int32_t multiplicity) const {
-  const char* const name = operation.kind == OperationKind::Add     ? "Add"
-                           : operation.kind == OperationKind::Count ? "Count"
-                                                                    : "pairSum";
-  print_line(format_text("--- %s: called ID = %" PRId64 " multiplicity = %d", name, as_integer(value), multiplicity));
-  if (operation.kind != OperationKind::PairSum && !operation.condition.holds(value)) {
+  print_line("--- " + std::string(operation.row.trace) +
+             format_text(": called ID = %" PRId64 " multiplicity = %d", as_integer(value), multiplicity));
+  if (addsToSum(operation.row.effect) && !operation.condition.holds(value)) {
     print_line("--- skipping due to conditions ");
   }
 }
@@ -219,8 +232,7 @@ void LineScan::applySums() {
       if (operation.condition.comparison != Comparison::Always && !operation.condition.holds(record[operation.value])) {
         continue;
       }
-      sums[operation.output] +=
-          operation.kind == OperationKind::Add ? record[operation.value] : pending[i].multiplicity;
+      sums[operation.output] += summand(operation, record, pending[i].multiplicity);
     }
   }
 }

@@ -8,10 +8,10 @@
 #include <string>
 #include <vector>
 
+#include "control/quven_partition.h"
 #include "fixed_fields.h"
 #include "loader_dates.h"
 #include "loader_tables.h"
-#include "partition.h"
 #include "record_scan.h"
 #include "scan_plan.h"
 
@@ -71,7 +71,7 @@ class LineScan {
   const LoaderSettings& settings;
   const ScanScope scope;
   const ScanPlan plan;
-  const PartitionTest partitionTest;
+  const QUVENPartitionTest partitionTest;
   const CutoffTest cutoff;
   const bool datesAreTested;
   FixedFields fields;

@@ -11,9 +11,10 @@ namespace vesk_loader {
 
 namespace {
 
-constexpr int terminationLine = 41;  // the place that the wrapper knows from every termination report
+constexpr std::int32_t majorStep = 0;  // the log level of a step's start and end
+constexpr int terminationLine = 41;    // the place that the wrapper knows from every termination report
 
-void print_error(std::int32_t code, const std::string& text) {
+void print_error(std::int32_t code, std::string_view text) {
   std::printf("Error;|%d;|", code);
   std::fwrite(text.data(), 1, text.size(), stdout);
   std::fputs(";|ErrorEnd\n", stdout);
@@ -38,13 +39,13 @@ bool is_logged(Problem type) {
 std::int32_t verbosity() { return processVerbosity; }
 void setVerbosity(std::int32_t level) { processVerbosity = level; }
 
-void report_error(std::int32_t code, const std::string& text) {
+void report_error(std::int32_t code, std::string_view text) {
   print_error(code, text);
   quvenFatalReport("report_error", terminationLine, "loader_common", "QUVEN Terminating");
 }
 
 void report_error(std::int32_t code, const std::string& parameter, const std::string& text) {
-  report_error(code, with_parameter(parameter, text));
+  report_error(code, std::string_view(with_parameter(parameter, text)));
 }
 
 void report_error_and_exit(std::int32_t code, const std::string& text) {
@@ -68,12 +69,15 @@ void report_log(std::int32_t level, std::string_view text) {
   std::printf("Log;|%d;|", level);
   std::fwrite(text.data(), 1, text.size(), stdout);
   std::fputs(";|LogEnd\n", stdout);
+  if (level == majorStep) std::fflush(stdout);
 }
 
 void print_line(std::string_view text) {
   std::fwrite(text.data(), 1, text.size(), stdout);
   std::fputc('\n', stdout);
 }
+
+void flush_reports() { std::fflush(stdout); }
 
 std::string format_text(const char* format, ...) {
   va_list arguments;

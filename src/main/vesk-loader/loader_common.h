@@ -20,8 +20,8 @@ class exception_loader : public std::exception {
   const char* what() const noexcept override { return "unexpected loader exception"; }
 };
 
-/// Prints "Error;|code;|text;|ErrorEnd" and raises the termination exception, after its report.
-[[noreturn]] void report_error(std::int32_t code, const std::string& text);
+/// Prints "Error;|code;|text;|ErrorEnd" and raises the termination exception, after its report. Allocates nothing.
+[[noreturn]] void report_error(std::int32_t code, std::string_view text);
 
 /// The same with a parameter in front of the text.
 [[noreturn]] void report_error(std::int32_t code, const std::string& parameter, const std::string& text);
@@ -36,11 +36,15 @@ void report_warning(std::int32_t code, const std::string& parameter, const std::
 /// The general warning, code 1000.
 void report_warning(const std::string& text);
 
-/// Prints "Log;|level;|text;|LogEnd". Level 0: a major step; 1: detail; 2: settings, serious ends.
+/// Prints "Log;|level;|text;|LogEnd". Level 0: a major step; 1: detail; 2: settings, serious ends. After a line of
+/// level 0 standard output is flushed, so that a reader of a pipe sees each step when it begins.
 void report_log(std::int32_t level, std::string_view text);
 
 /// Prints one plain line for people among the report lines.
 void print_line(std::string_view text);
+
+/// Flushes standard output. Called before each step that takes long.
+void flush_reports();
 
 /// printf into a string.
 [[gnu::format(printf, 1, 2)]] std::string format_text(const char* format, ...);

@@ -10,6 +10,7 @@
 #include "loader_common.h"
 #include "loader_dates.h"
 #include "loader_tables.h"
+#include "operations.h"
 #include "output_files.h"
 #include "process_file.h"
 #include "record_scan.h"
@@ -209,7 +210,8 @@ std::string settings_text(const LoaderSettings& settings, const CommandLine& lin
 void check_settings(const LoaderSettings& settings) {
   if (settings.cyclicTableSize >= 1) {
     for (const std::string& name : settings.operationNames) {
-      if (name != "CyclicAdd" && name != "CyclicAddPayload") {
+      OperationKind kind{};
+      if (!find_operation(name, kind) || describe(kind).run != RunKind::Table) {
         report_error(1105, "Table and non table oeration cannot be interleaved");
       }
     }

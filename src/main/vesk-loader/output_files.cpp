@@ -19,6 +19,17 @@ using Triple = std::array<double, sparse_format::columns>;
 
 void put_triple(BlockWriter& file, const Triple& triple) { file.put(std::span<const double>(triple)); }
 
+/// Carries out writes of rows in a binary form. Errors: 1320 (sparse) or 1321 (dense) for any failure.
+template <class Writes>
+void write_binary(bool sparse, Writes&& writes) {
+  try {
+    writes();
+  } catch (...) {
+    if (sparse) report_error(1320, "writeFeaturesToSparse: Unexpected exception occured (probably io)");
+    report_error(1321, "writeFeaturesToDense: Unexpected exception occured");
+  }
+}
+
 /// How the rows of one output get into its files.
 class RowFiles {
  public:
@@ -55,9 +66,12 @@ class BinaryFiles : public RowFiles {
     }
   }
 
+  // The last block still holds rows: if it cannot be written, the code is the same as for an earlier block.
   void close() override {
-    main.close();
-    for (BlockWriter& file : payloads) file.close();
+    write_binary(settings.sparse != 0, [this] {
+      main.close();
+      for (BlockWriter& file : payloads) file.close();
+    });
   }
 
  private:
@@ -172,7 +186,7 @@ int write_output(const std::string& stem, LoaderTables& tables, const LoaderSett
 
 void writeFeaturesToSparse(BlockWriter& file, double key, std::span<const double> row, std::size_t width,
                            const std::span<const double>* weights) {
-  try {
+  write_binary(true, [&] {
     const auto widthValue = static_cast<double>(width);
     put_triple(file, {key, sparse_format::headerPosition, widthValue});
     if (weights != nullptr) {
@@ -182,19 +196,15 @@ void writeFeaturesToSparse(BlockWriter& file, double key, std::span<const double
     }
     for (std::size_t i = 0; i < row.size(); ++i) put_triple(file, {key, static_cast<double>(i + 1), row[i]});
     put_triple(file, {key, widthValue + 1.0, sparse_format::footerValue});
-  } catch (...) {
-    report_error(1320, "writeFeaturesToSparse: Unexpected exception occured (probably io)");
-  }
+  });
 }
 
 void writeFeaturesToDense(BlockWriter& file, double key, std::span<const double> row, std::size_t tableSize) {
-  try {
+  write_binary(false, [&] {
     file.put(key);
     file.put(row);
     for (std::size_t i = row.size(); i < tableSize; ++i) file.put(0.0);
-  } catch (...) {
-    report_error(1321, "writeFeaturesToDense: Unexpected exception occured");
-  }
+  });
 }
 
 int write_pml_file(const std::string& outputStem, LoaderTables& tables, const LoaderSettings& settings) {

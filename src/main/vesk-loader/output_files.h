@@ -16,7 +16,7 @@ namespace vesk_loader {
 /// Writes the output of one partition under the name `outputStem`. Returns 1; 0 if a file cannot be opened or the
 /// payloads of a row cannot follow its order.
 /// Errors: 1106 for a pair sum run in another form than sparse or XML; 1311 if memory ends; 1320 or 1321 and then 1325
-/// for a failed write of a row; 1325 for anything else.
+/// for a failed write of a row to a binary file; 1325 alone for anything else.
 int write_pml_file(const std::string& outputStem, LoaderTables& tables, const LoaderSettings& settings);
 
 /// Writes one row in the sparse form: header, entries, footer. With `weights` the entries are pairs.

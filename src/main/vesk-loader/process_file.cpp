@@ -86,21 +86,42 @@ class ProcessFileReader {
   RowColumns columns;
 };
 
-/// Writes one record of a process file.
+/// Writes the records of a process file. The constructor allocates everything but the block of the file, and
+/// BlockWriter::open allocates the block before it opens the file: opening empties the file, and if memory ended after
+/// that, the state of the earlier runs would be lost.
 class ProcessFileWriter {
  public:
-  ProcessFileWriter(BlockWriter& file_, const LoaderTables& tables_) : file(file_), tables(tables_) {}
+  explicit ProcessFileWriter(LoaderTables& tables_) : tables(tables_) {
+    if (tables.pairs != nullptr) tables.pairs->order(tables.keys->size());
+    order = tables.keys->rowsInOrder();
+    tables.keys->reserveForViews(scratch);
+  }
 
-  /// False, with nothing written, if the row is empty.
+  /// False if the file cannot be opened.
+  [[nodiscard]] bool open(const std::string& fileName) { return file.open(fileName); }
+
+  /// Writes all the records and closes the file. Returns their number.
+  std::uint32_t writeAll() {
+    std::uint32_t count = 0;
+    for (std::size_t place = 0; place < order.size(); ++place) {
+      tables.keys->prefetchAhead(order, place);
+      if (tables.pairs != nullptr ? writePairs(order[place]) : writeRow(order[place])) ++count;
+    }
+    file.close();
+    return count;
+  }
+
+ private:
+  // False, with nothing written, if the row is empty.
   bool writeRow(std::uint32_t row) {
-    tables.keys->read(row, columns);
+    const RowColumns& columns = tables.keys->view(row, scratch);
     if (columns.values.empty()) return false;
     file.put(tables.keys->key(row));
     for (std::size_t i = 0; i < columns.values.size(); ++i) {
       file.put(columns.values[i]);
-      if (tables.keys->getShape().dates) file.put(date(i));
+      if (tables.keys->getShape().dates) file.put(date(columns, i));
     }
-    endRecord();
+    endRecord(columns);
     return true;
   }
 
@@ -112,22 +133,23 @@ class ProcessFileWriter {
     }
     const auto pairs = tables.pairs->pairs(row);
     if (pairs.empty()) return false;
-    tables.keys->read(row, columns);
+    const RowColumns& columns = tables.keys->view(row, scratch);
     file.put(key);
     for (std::size_t i = 0; i < pairs.size(); ++i) {
       file.put(pairs[i].callee);
-      if (tables.keys->getShape().dates) file.put(date(i));
+      if (tables.keys->getShape().dates) file.put(date(columns, i));
       file.put(pairs[i].weight);
     }
-    endRecord();
+    endRecord(columns);
     return true;
   }
 
- private:
   // Rows of a plain run can be without dates; the format has a place for one all the same.
-  double date(std::size_t index) const { return index < columns.dates.size() ? columns.dates[index] : 0.0; }
+  static double date(const RowColumns& columns, std::size_t index) {
+    return index < columns.dates.size() ? columns.dates[index] : 0.0;
+  }
 
-  void endRecord() {
+  void endRecord(const RowColumns& columns) {
     file.put(listEnd);
     for (std::size_t column = 0; column < tables.keys->getShape().payloadCount; ++column) {
       if (column < columns.payloads.size()) file.put(columns.payloads[column]);
@@ -136,9 +158,10 @@ class ProcessFileWriter {
     file.put(recordEnd);
   }
 
-  BlockWriter& file;
-  const LoaderTables& tables;
-  RowColumns columns;
+  LoaderTables& tables;
+  std::vector<std::uint32_t> order;
+  RowColumns scratch;
+  BlockWriter file;
 };
 
 void keep_from_date(RowColumns& columns, double cutoffDate, std::uint32_t dateFormat) {
@@ -179,19 +202,11 @@ int read_process_file(const std::string& fileName, const LoaderSettings& setting
 int write_process_file(const std::string& fileName, LoaderTables& tables) {
   try {
     report_log(0, ">>> VESK loader: starting write_process_file, file = " + fileName);
-    if (tables.pairs != nullptr) tables.pairs->order(tables.keys->size());
-    BlockWriter file;
-    if (!file.open(fileName)) {
+    ProcessFileWriter writer(tables);
+    if (!writer.open(fileName)) {
       report_error(1201, fileName, format_text("write_process_file, Cannot open file %s", fileName.c_str()));
     }
-    ProcessFileWriter writer(file, tables);
-    std::uint32_t count = 0;
-    const std::vector<std::uint32_t> order = tables.keys->rowsInOrder();
-    for (std::size_t place = 0; place < order.size(); ++place) {
-      tables.keys->prefetchAhead(order, place);
-      if (tables.pairs != nullptr ? writer.writePairs(order[place]) : writer.writeRow(order[place])) ++count;
-    }
-    file.close();
+    const std::uint32_t count = writer.writeAll();
     report_log(0, format_text(">>> VESK loader: Writing process file done, %u records are written.", count));
     return 1;
   } catch (...) {

@@ -20,7 +20,8 @@ int read_process_file(const std::string& fileName, const LoaderSettings& setting
 /// Writes the tables in ascending order of the keys, in place of what the file held; keys without an entry are left
 /// out. Returns 1.
 /// Errors: 1201 if the file cannot be opened, 1000 for a caller without pairs in a pair sum run, both followed by 1323;
-/// 1323 if a write fails: the file then holds what had been written.
+/// 1323 if a write fails: the file then holds what had been written. 1323 as well if memory ends: the file then is as
+/// it was.
 int write_process_file(const std::string& fileName, LoaderTables& tables);
 
 /// Takes the entries with a date before the cutoff out of the rows. The keys stay. Returns 1.

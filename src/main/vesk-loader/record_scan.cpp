@@ -90,6 +90,7 @@ void update_map(const std::string& path, LoaderTables& tables, const LoaderSetti
     if (settings.cyclicTableSize == 0 && settings.dateField != -1) {
       report_error(1350, "update map: loader does not support date field in non table operations (fix ldr file)");
     }
+    flush_reports();
     LineScan scan(tables, settings, scope, lastLine);
     scan_file(path, reader, scan);
   } catch (const std::bad_alloc&) {

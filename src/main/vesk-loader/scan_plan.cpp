@@ -14,11 +14,6 @@ constexpr std::array<std::pair<const char*, Comparison>, 5> comparisons = {{{"EQ
                                                                             {"GT", Comparison::GT},
                                                                             {"LT", Comparison::LT}}};
 
-constexpr std::array<std::pair<const char*, OperationKind>, 4> kinds = {{{"CyclicAdd", OperationKind::CyclicAdd},
-                                                                         {"Add", OperationKind::Add},
-                                                                         {"Count", OperationKind::Count},
-                                                                         {"PairSum", OperationKind::PairSum}}};
-
 }  // namespace
 
 Condition Condition::fromSettings(const std::string& name, double threshold) {
@@ -34,19 +29,20 @@ ScanPlan::ScanPlan(const LoaderSettings& settings)
       dateField(settings.dateField),
       multiplicityField(settings.multiplicityField) {
   for (std::size_t i = 0; i < settings.operationNames.size(); ++i) {
-    for (const auto& [name, kind] : kinds) {
-      if (settings.operationNames[i] != name || (kind == OperationKind::CyclicAdd) != tableRun) continue;
-      PlannedOperation operation{
-          kind, static_cast<std::int32_t>(i), settings.operationInputs[i], 0,
-          Condition::fromSettings(settings.operationConditions[i], settings.operationThresholds[i])};
-      if (kind == OperationKind::Add || kind == OperationKind::Count) {
-        operation.output = static_cast<std::uint32_t>(settings.operationOutputs[i]);
-        sumCount = std::max(sumCount, operation.output + 1);
-      }
-      const bool usesValue = kind != OperationKind::Count || operation.condition.comparison != Comparison::Always;
-      if (!tableRun && usesValue) operation.value = indexOfInput(operation.input);
-      operations.push_back(operation);
+    OperationKind kind{};
+    if (!find_operation(settings.operationNames[i], kind)) continue;
+    const Operation row = describe(kind);
+    if ((row.run == RunKind::Table) != tableRun) continue;
+    PlannedOperation operation{
+        row, static_cast<std::int32_t>(i), settings.operationInputs[i], 0,
+        Condition::fromSettings(settings.operationConditions[i], settings.operationThresholds[i])};
+    if (addsToSum(row.effect)) {
+      operation.output = static_cast<std::uint32_t>(settings.operationOutputs[i]);
+      sumCount = std::max(sumCount, operation.output + 1);
     }
+    const bool usesValue = row.needsValue || operation.condition.comparison != Comparison::Always;
+    if (!tableRun && usesValue) operation.value = indexOfInput(operation.input);
+    operations.push_back(operation);
   }
 }
 

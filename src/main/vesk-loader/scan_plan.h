@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "loader_settings.h"
+#include "operations.h"
 
 namespace vesk_loader {
 
@@ -39,10 +40,8 @@ struct Condition {
   }
 };
 
-enum class OperationKind { CyclicAdd, Add, Count, PairSum };
-
 struct PlannedOperation {
-  OperationKind kind;
+  Operation row;         ///< of the table of operations
   std::int32_t index;    ///< among the operations of the parameter file, 0-based
   std::int32_t input;    ///< field
   std::uint32_t output;  ///< position in the row of sums

@@ -1,5 +1,5 @@
-#ifndef VESK_ANALYZE_PASS_TIMINGS_H
-#define VESK_ANALYZE_PASS_TIMINGS_H
+#ifndef QUVEN_PASS_COUNTERS_H
+#define QUVEN_PASS_COUNTERS_H
 
 #include <array>
 #include <chrono>
@@ -7,10 +7,8 @@
 #include <iosfwd>
 #include <vector>
 
-namespace vesk_analyze {
-
 /// What a pass did, in the phases of the timing table.
-struct PassCounters {
+struct QUVENPassCounters {
   enum Phase : std::size_t { Read, Update, Transport, Merge, End, NumPhases };
 
   std::int64_t records = 0;
@@ -19,25 +17,23 @@ struct PassCounters {
 };
 
 /// Adds the time from its construction to its end to a phase.
-class PhaseTimer {
+class QUVENPhaseTimer {
  public:
-  PhaseTimer(PassCounters& passCounters, PassCounters::Phase timedPhase)
+  QUVENPhaseTimer(QUVENPassCounters& passCounters, QUVENPassCounters::Phase timedPhase)
       : counters(passCounters), phase(timedPhase), start(std::chrono::steady_clock::now()) {}
-  ~PhaseTimer() {
+  ~QUVENPhaseTimer() {
     counters.seconds[phase] += std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
   }
-  PhaseTimer(const PhaseTimer&) = delete;
-  PhaseTimer& operator=(const PhaseTimer&) = delete;
+  QUVENPhaseTimer(const QUVENPhaseTimer&) = delete;
+  QUVENPhaseTimer& operator=(const QUVENPhaseTimer&) = delete;
 
  private:
-  PassCounters& counters;
-  PassCounters::Phase phase;
+  QUVENPassCounters& counters;
+  QUVENPassCounters::Phase phase;
   std::chrono::steady_clock::time_point start;
 };
 
-/// A line a pass: records, their rate, the seconds of each phase.
-void printTimings(const std::vector<PassCounters>& passes, int rank, std::ostream& out);
+/// Prints one line per pass: records, the seconds of each phase, millions of records per second.
+void quvenPrintTimings(const std::vector<QUVENPassCounters>& passes, int rank, std::ostream& out);
 
-}  // namespace vesk_analyze
-
-#endif  // VESK_ANALYZE_PASS_TIMINGS_H
+#endif  // QUVEN_PASS_COUNTERS_H

@@ -1,4 +1,4 @@
-#include "simple_algorithm/quven_result_file.h"
+#include "control/quven_result_file.h"
 
 #include <unistd.h>
 

@@ -1,13 +1,11 @@
-#include "partition.h"
+#include "control/quven_partition.h"
 
 #include <cmath>
 #include <limits>
 
-namespace vesk_loader {
-
 std::uint32_t partition_of_key(std::uint64_t key, std::uint32_t partitions) {
   static const double phi = (std::sqrt(5.0) - 1.0) / 2.0;
-  const auto remainder = static_cast<std::uint32_t>(key % PartitionTest::modulus);
+  const auto remainder = static_cast<std::uint32_t>(key % QUVENPartitionTest::modulus);
   const double x = remainder * phi;
   const auto spread = static_cast<std::uint32_t>(std::floor(partitions * (x - std::floor(x))));
   return (remainder % partitions * 17 + spread) % partitions;
@@ -22,10 +20,8 @@ std::uint64_t key_as_integer(double key) {
   return static_cast<std::uint64_t>(static_cast<std::int64_t>(key));
 }
 
-PartitionTest::PartitionTest(std::uint32_t partitions) : partitionOfRemainder(modulus) {
+QUVENPartitionTest::QUVENPartitionTest(std::uint32_t partitions) : partitionOfRemainder(modulus) {
   for (std::uint32_t remainder = 0; remainder < modulus; ++remainder) {
     partitionOfRemainder[remainder] = static_cast<std::uint8_t>(partition_of_key(remainder, partitions));
   }
 }
-
-}  // namespace vesk_loader

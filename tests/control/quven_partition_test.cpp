@@ -1,4 +1,4 @@
-#include "partition.h"
+#include "control/quven_partition.h"
 
 #include <gtest/gtest.h>
 
@@ -6,7 +6,6 @@
 #include <limits>
 #include <vector>
 
-namespace vesk_loader {
 namespace {
 
 TEST(PartitionOfKey, FollowsTheFormula) {
@@ -17,7 +16,7 @@ TEST(PartitionOfKey, FollowsTheFormula) {
       const double x = static_cast<double>(k) * phi;
       const auto b = static_cast<std::uint64_t>(std::floor(n * (x - std::floor(x))));
       EXPECT_EQ(partition_of_key(key, n), (((k % n) * 17) + b) % n);
-      EXPECT_EQ(PartitionTest(n).partitionOf(static_cast<double>(key)), partition_of_key(key, n));
+      EXPECT_EQ(QUVENPartitionTest(n).partitionOf(static_cast<double>(key)), partition_of_key(key, n));
       if (n > 3) break;  // one key is enough for the cost of a table of remainders
     }
   }
@@ -63,4 +62,3 @@ TEST(KeyAsInteger, ConvertsTheWholeRange) {
 }
 
 }  // namespace
-}  // namespace vesk_loader

@@ -1,0 +1,300 @@
+#include "passes/quven_pass_driver.h"
+
+#include <algorithm>
+#include <chrono>
+
+#include "kernel/quven_scan_results.h"
+#include "passes/quven_row_file.h"
+#include "util/quven_bin_obj_reader.h"
+#include "util/quven_debug.h"
+
+namespace {
+
+/// The channels of an environment are set before the first of its scans is made.
+const QUVENPassSettings& withChannels(const QUVENPassSettings& settings, const QUVENEnvHandle& env) {
+  QUVENFieldGlobalVars::get(QUVEN_ENV).setGlobalNumChannels(settings.numChannels);
+  return settings;
+}
+
+}  // namespace
+
+QUVENPassDriver::QUVENPassDriver(const QUVENPassSettings& passSettings, const QUVENWorkerTransport& workerTransport,
+                                 const QUVENEnvHandle& env)
+    : settings(withChannels(passSettings, QUVEN_ENV)), transport(workerTransport), world(QUVEN_ENV) {}
+
+void QUVENPassDriver::release(const QUVENEnvHandle& env) { world.release(QUVEN_ENV); }
+
+void QUVENPassDriver::shareFields(const QUVENEnvHandle& env) {
+  if (transport.isMaster()) world.registerFields(QUVEN_ENV);
+  if (transport.isAlone()) return;
+  QUVENMemoryBlobIO blob;
+  if (transport.isMaster()) world.writePoint(blob, QUVEN_ENV);
+  transport.broadcast(blob, QUVEN_ENV);
+  if (!transport.isMaster()) world.readPoint(blob, QUVEN_ENV);
+  blob.deleteMemory(QUVEN_ENV);
+}
+
+void QUVENPassDriver::addField(QUVENField& field, const QUVENEnvHandle& env) {
+  field.setSampleFlag(true, QUVEN_ENV);
+  fieldNames.push_back(field.getName());
+}
+
+// What rank 0 decides
+
+bool QUVENPassDriver::fieldsGather(const QUVENEnvHandle&) const {
+  return std::any_of(fieldNames.begin(), fieldNames.end(), [&](const QUVENStringWithHash& name) {
+    const QUVENField* field = world.getNames().find(name);
+    return field != nullptr && QUVENRecordPass::gathers(*field, settings);
+  });
+}
+
+/// Begins what can begin, and says whether there is another pass.
+bool QUVENPassDriver::prepare(const QUVENEnvHandle& env) {
+  const bool distributionsAreReady = !fieldsGather(QUVEN_ENV);
+  bool isWanted = !distributionsAreReady;
+  for (const QUVENOwnPtr<QUVENDataScan>& scan : world.getScans()) {
+    const QUVENScanProtocol& protocol = protocols.of(*scan, QUVEN_ENV);
+    if (distributionsAreReady) protocol.begin(*scan, begunScans.insert(scan->getSerialNumber()).second, QUVEN_ENV);
+    isWanted = protocol.isScanning(*scan) || isWanted;
+  }
+  return isWanted;
+}
+
+void QUVENPassDriver::runPasses(const QUVENEnvHandle& env) {
+  for (;;) {
+    std::int32_t word = Ended;
+    if (transport.isMaster()) word = prepare(QUVEN_ENV) ? AnotherPass : Ended;
+    if (transport.broadcastWord(word) == Ended) return;
+    runPass(QUVEN_ENV);
+    if (transport.isMaster() && betweenPasses) betweenPasses(static_cast<int>(passes.size()));
+  }
+}
+
+// One pass
+
+void QUVENPassDriver::runPass(const QUVENEnvHandle& env) {
+  QUVENPassCounters& counters = passes.emplace_back();
+  QUVENMemoryBlobIO blob;
+  if (settings.numSlices > 0) {
+    runSlicedPass(blob, counters, QUVEN_ENV);
+  } else {
+    runSharedPass(blob, counters, QUVEN_ENV);
+  }
+  blob.deleteMemory(QUVEN_ENV);
+}
+
+/// Each rank gathers its share in its own objects, rank 0 in the live ones.
+void QUVENPassDriver::runSharedPass(QUVENMemoryBlobIO& blob, QUVENPassCounters& counters, const QUVENEnvHandle& env) {
+  shareState(blob, counters, QUVEN_ENV);
+  if (!transport.isMaster()) {
+    const QUVENPhaseTimer timer(counters, QUVENPassCounters::Transport);
+    readCopy(world, blob, QUVEN_ENV);
+  }
+  QUVENRecordPass pass(world, protocols, settings, QUVEN_ENV);
+  pass.begin(QUVEN_ENV);
+  QUVENScanType type = agreeOnScanType(pass, QUVEN_ENV);
+  {
+    const QUVENPhaseTimer timer(counters, QUVENPassCounters::Update);
+    pass.updateWithoutRecords(QUVEN_ENV);
+  }
+  if (type != QUVENScanType::NoPass) {
+    // The rows of a caller stay together where the share of a rank ends.
+    if (type == QUVENScanType::Slice && dataset->getLineNumberColumn() >= 0) type = QUVENScanType::Lines;
+    dataset->setWorker(transport.getRank(), transport.getCount(), QUVEN_ENV);
+    dataset->setScanType(type, QUVEN_ENV);
+    if (type == QUVENScanType::RandomSample || type == QUVENScanType::SampledLines) {
+      dataset->setSamplingRate(pass.getSamplingRate(QUVEN_ENV), QUVEN_ENV);
+    }
+    scanRecords(
+        world.getPoint(), counters, [&](std::int64_t record) { pass.take(record, env); }, QUVEN_ENV);
+  }
+  {
+    const QUVENPhaseTimer timer(counters, QUVENPassCounters::Update);
+    pass.end(QUVEN_ENV);
+  }
+  collectResults(pass, blob, counters, QUVEN_ENV);
+  if (transport.isMaster()) endPass(pass, counters, QUVEN_ENV);
+}
+
+/// Each slice is gathered in a copy of the live world, on rank 0 too; the live objects only take the merged results.
+void QUVENPassDriver::runSlicedPass(QUVENMemoryBlobIO& blob, QUVENPassCounters& counters, const QUVENEnvHandle& env) {
+  if (transport.isMaster()) world.write(blob, QUVEN_ENV);
+  {
+    const QUVENPhaseTimer timer(counters, QUVENPassCounters::Transport);
+    transport.broadcast(blob, QUVEN_ENV);
+  }
+  QUVENScanWorld ownCopy(QUVEN_ENV);
+  QUVENScanWorld& copy = transport.isMaster() ? ownCopy : world;
+  readCopy(copy, blob, QUVEN_ENV);
+  QUVENRecordPass live(world, protocols, settings, QUVEN_ENV);
+  live.begin(QUVEN_ENV);
+  const QUVENScanType type = agreeOnScanType(live, QUVEN_ENV);
+  if (type != QUVENScanType::NoPass && type != QUVENScanType::Slice) {
+    quvenFatalReport("A run in slices reads its records in slices only", QUVEN_ENV);
+  }
+  QUVENMemoryBlobIO results;
+  QUVENSlices slices(settings.numSlices, transport, counters);
+  if (type == QUVENScanType::Slice) {
+    for (int slice = slices.getFirst(); slice < slices.getLast(); ++slice) {
+      if (slice != slices.getFirst()) readCopy(copy, blob, QUVEN_ENV);
+      QUVENRecordPass pass(copy, protocols, settings, QUVEN_ENV);
+      pass.begin(QUVEN_ENV);
+      pass.copyScanTypes(live, QUVEN_ENV);
+      dataset->setWorker(slice, settings.numSlices, QUVEN_ENV);
+      dataset->setScanType(type, QUVEN_ENV);
+      scanRecords(
+          copy.getPoint(), counters, [&](std::int64_t record) { pass.take(record, env); }, QUVEN_ENV);
+      pass.end(QUVEN_ENV);
+      pass.writeResults(results, QUVEN_ENV);
+      slices.add(slice, results, QUVEN_ENV);
+    }
+    slices.collect(results, QUVEN_ENV);
+  }
+  if (transport.isMaster()) {
+    live.updateWithoutRecords(QUVEN_ENV);
+    if (type == QUVENScanType::Slice) {
+      const QUVENPhaseTimer timer(counters, QUVENPassCounters::Merge);
+      QUVENBinObjReader reader(results, QUVEN_ENV);
+      quvenReadDataScanResults(reader, quvenScanResultKeyword(), QUVEN_ENV);
+    }
+    endPass(live, counters, QUVEN_ENV);
+  }
+  slices.release(QUVEN_ENV);
+  results.deleteMemory(QUVEN_ENV);
+  ownCopy.release(QUVEN_ENV);
+}
+
+void QUVENPassDriver::shareState(QUVENMemoryBlobIO& blob, QUVENPassCounters& counters, const QUVENEnvHandle& env) {
+  if (transport.isAlone()) return;
+  const QUVENPhaseTimer timer(counters, QUVENPassCounters::Transport);
+  if (transport.isMaster()) world.write(blob, QUVEN_ENV);
+  transport.broadcast(blob, QUVEN_ENV);
+}
+
+void QUVENPassDriver::readCopy(QUVENScanWorld& copy, QUVENMemoryBlobIO& blob, const QUVENEnvHandle& env) {
+  copy.read(blob, QUVEN_ENV);
+  if (afterRead) afterRead(copy);
+}
+
+/// Rank 0 asks its live scans and tells all ranks.
+QUVENScanType QUVENPassDriver::agreeOnScanType(QUVENRecordPass& pass, const QUVENEnvHandle& env) const {
+  for (long i = 1; i <= pass.getNumParticipants(); ++i) {
+    std::int32_t type = 0;
+    if (transport.isMaster()) type = static_cast<std::int32_t>(pass.getScanType(i, QUVEN_ENV));
+    pass.setScanType(i, static_cast<QUVENScanType>(transport.broadcastWord(type)));
+  }
+  return pass.chooseScanType(QUVEN_ENV);
+}
+
+/// Shows the records of the mode that the dataset is in to an action, which gets the number of each record.
+template <class Take>
+void QUVENPassDriver::scanRecords(QUVENDataPoint& point, QUVENPassCounters& counters, Take take,
+                                  const QUVENEnvHandle& env) {
+  using Clock = std::chrono::steady_clock;
+  // The records between two that are timed one by one. A prime, because rows of some lengths would otherwise never have
+  // their last record timed, which does the work of the row.
+  constexpr std::int64_t sampleInterval = 509;
+  const std::int64_t recordBytes = dataset->getNumColumns() * static_cast<std::int64_t>(sizeof(double));
+  const auto start = Clock::now();
+  Clock::duration reading{};
+  Clock::duration updating{};
+  std::int64_t records = 0;
+
+  dataset->rewind(QUVEN_ENV);
+  if (observer != nullptr) {
+    const std::int64_t ranks = transport.getCount();
+    observer->beginPass(static_cast<int>(passes.size()), dataset->getTotalBytes() / recordBytes / ranks);
+  }
+  for (;; ++records) {
+    if (records % sampleInterval != 0) {
+      const std::int32_t number = dataset->readNext(point, env);
+      if (number == QUVENInputDataset::EndOfData) break;
+      take(number);
+      continue;
+    }
+    if (observer != nullptr) observer->update(records);
+    const auto before = Clock::now();
+    const std::int32_t number = dataset->readNext(point, env);
+    const auto between = Clock::now();
+    reading += between - before;
+    if (number == QUVENInputDataset::EndOfData) break;
+    take(number);
+    updating += Clock::now() - between;
+  }
+  if (observer != nullptr) observer->endPass();
+  counters.records += records;
+  counters.bytes += records * recordBytes;
+  // The time of the pass is divided between its phases in the ratio of the timed records.
+  const double total = std::chrono::duration<double>(Clock::now() - start).count();
+  const double timed = std::chrono::duration<double>(reading + updating).count();
+  const double readShare = timed > 0 ? std::chrono::duration<double>(reading).count() / timed : 1;
+  counters.seconds[QUVENPassCounters::Read] += total * readShare;
+  counters.seconds[QUVENPassCounters::Update] += total * (1 - readShare);
+}
+
+/// Merges the results of the ranks above 0 up a tree of neighbours, and the outcome into the live objects. In each pair
+/// the lower rank merges the higher rank's results into its own, so the outcome is that of a chain in rank order.
+void QUVENPassDriver::collectResults(const QUVENRecordPass& pass, QUVENMemoryBlobIO& blob, QUVENPassCounters& counters,
+                                     const QUVENEnvHandle& env) {
+  if (transport.isAlone()) return;
+  const int numHelpers = transport.getCount() - 1;
+  const auto receive = [&](int rank, QUVENMemoryBlobIO& stream) {
+    const QUVENPhaseTimer timer(counters, QUVENPassCounters::Transport);
+    transport.receive(rank, stream, QUVEN_ENV);
+  };
+  if (transport.isMaster()) {
+    receive(1, blob);
+    const QUVENPhaseTimer timer(counters, QUVENPassCounters::Merge);
+    QUVENBinObjReader reader(blob, QUVEN_ENV);
+    quvenReadDataScanResults(reader, quvenScanResultKeyword(), QUVEN_ENV);
+    return;
+  }
+  pass.writeResults(blob, QUVEN_ENV);
+  const int position = transport.getRank() - 1;
+  for (int step = 1; step < numHelpers; step *= 2) {
+    if (position % (2 * step) != 0) {
+      transport.send(transport.getRank() - step, blob);
+      return;
+    }
+    if (position + step >= numHelpers) continue;
+    QUVENMemoryBlobIO other;
+    receive(transport.getRank() + step, other);
+    {
+      const QUVENPhaseTimer timer(counters, QUVENPassCounters::Merge);
+      quvenMergeResultStreams(blob, other, QUVEN_ENV);
+    }
+    other.deleteMemory(QUVEN_ENV);
+  }
+  transport.send(0, blob);
+}
+
+void QUVENPassDriver::endPass(QUVENRecordPass& pass, QUVENPassCounters& counters, const QUVENEnvHandle& env) {
+  const QUVENPhaseTimer timer(counters, QUVENPassCounters::End);
+  const bool isLast = settings.lastPass > 0 && static_cast<std::int32_t>(passes.size()) >= settings.lastPass;
+  pass.finish(isLast ? 1 : 0, QUVEN_ENV);
+}
+
+// A pass that writes
+
+void QUVENPassDriver::writeRows(const std::string& path, const std::string& header, const WriteRow& writeRow,
+                                const QUVENEnvHandle& env) {
+  QUVENPassCounters& counters = passes.emplace_back();
+  QUVENMemoryBlobIO blob;
+  shareState(blob, counters, QUVEN_ENV);
+  if (!transport.isMaster()) readCopy(world, blob, QUVEN_ENV);
+  blob.deleteMemory(QUVEN_ENV);
+  QUVENRecordPass pass(world, protocols, settings, QUVEN_ENV);
+  QUVENRowFile file(path, transport, QUVEN_ENV);
+  if (transport.isMaster()) file.write(header, QUVEN_ENV);
+  dataset->setWorker(transport.getRank(), transport.getCount(), QUVEN_ENV);
+  dataset->setScanType(QUVENScanType::Slice, QUVEN_ENV);
+  std::string row;
+  const auto take = [&](std::int64_t record) {
+    pass.score(record, env);
+    row.clear();
+    writeRow(world.getPoint(), record, row);
+    file.write(row, env);
+  };
+  scanRecords(world.getPoint(), counters, take, QUVEN_ENV);
+  file.commit(QUVEN_ENV);
+}

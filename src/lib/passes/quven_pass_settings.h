@@ -1,0 +1,26 @@
+#ifndef QUVEN_PASS_SETTINGS_H
+#define QUVEN_PASS_SETTINGS_H
+
+#include <cstdint>
+#include <functional>
+
+/// How the passes of a run are made. The same on every rank.
+struct QUVENPassSettings {
+  /// Gives the channel of a record by its number in the dataset, 0-based.
+  using DealChannel = std::function<std::int32_t(std::int64_t recordNumber)>;
+
+  /// Channels of the environment, which scans take over when they are made.
+  std::int32_t numChannels = 1;
+  /// Null: every record has channel 0.
+  DealChannel dealChannel = nullptr;
+  /// Fixed slices of the records that a pass is gathered in; the results are the same bytes on any number of ranks
+  /// then. 0: each rank gathers its own share.
+  std::int32_t numSlices = 0;
+  /// Passes in which a field that has a distribution is shown its values: 1 for bins with the statistics of the sample,
+  /// 2 for exact ones.
+  std::int32_t distributionPasses = 2;
+  /// The number, from 1, of the pass from which on models are told that it is the last; 0 for none.
+  std::int32_t lastPass = 0;
+};
+
+#endif  // QUVEN_PASS_SETTINGS_H

@@ -1,0 +1,122 @@
+#include "passes/quven_record_pass.h"
+
+#include <algorithm>
+#include <string>
+
+#include "kernel/quven_scan_results.h"
+#include "util/quven_bin_obj_writer.h"
+#include "util/quven_debug.h"
+
+QUVENScanProtocols::QUVENScanProtocols() {
+  static const QUVENModelProtocol models;
+  static const QUVENMultiScanProtocol multiScans;
+  add(models);
+  add(multiScans);
+}
+
+const QUVENScanProtocol& QUVENScanProtocols::of(const QUVENDataScan& scan, const QUVENEnvHandle& env) const {
+  for (auto protocol = protocols.rbegin(); protocol != protocols.rend(); ++protocol) {
+    if (scan.isA((*protocol)->getScanClass()) != 0) return **protocol;
+  }
+  quvenFatalReport(std::string("A run has no protocol for scans of the class ") + scan.getTypeName().getName(),
+                   QUVEN_ENV);
+}
+
+QUVENRecordPass::QUVENRecordPass(QUVENScanWorld& scanWorld, const QUVENScanProtocols& protocols,
+                                 const QUVENPassSettings& passSettings, const QUVENEnvHandle& env)
+    : world(scanWorld), settings(passSettings) {
+  addFields();
+  for (const QUVENOwnPtr<QUVENDataScan>& scan : world.getScans()) {
+    const QUVENScanProtocol& protocol = protocols.of(*scan, QUVEN_ENV);
+    if (protocol.isScanning(*scan)) {
+      participants.push_back({&protocol, scan.get(), QUVENScanType::NoPass});
+    } else if (protocol.canScore(*scan)) {
+      scorers.push_back({&protocol, scan.get()});
+    }
+  }
+  hasResults = !results.empty() || !scorers.empty();
+}
+
+void QUVENRecordPass::addFields() {
+  const auto add = [&](QUVENField& field) {
+    if (field.isComputed()) results.push_back(&field);
+    if (field.hasValueProducer()) produced.push_back(&field);
+    if (gathers(field, settings)) gathering.push_back(&field);
+  };
+  QUVENDataPoint& point = world.getPoint();
+  for (long i = 1; i <= point.getNumFields(); ++i) add(point.getField(i));
+  for (const QUVENOwnPtr<QUVENField>& field : world.getNames().getOwnedFields()) add(*field);
+}
+
+void QUVENRecordPass::begin(const QUVENEnvHandle& env) {
+  for (QUVENField* field : gathering) field->beginDistributionPass(QUVEN_ENV);
+  for (const Participant& participant : participants) participant.scan->beginRecords(QUVEN_ENV);
+}
+
+QUVENScanType QUVENRecordPass::getScanType(long participant, const QUVENEnvHandle& env) const {
+  return participants[static_cast<std::size_t>(participant - 1)].scan->getScanType(QUVEN_ENV);
+}
+
+void QUVENRecordPass::setScanType(long participant, QUVENScanType type) {
+  participants[static_cast<std::size_t>(participant - 1)].type = type;
+}
+
+void QUVENRecordPass::copyScanTypes(const QUVENRecordPass& other, const QUVENEnvHandle& env) {
+  QUVEN_ASSERT(participants.size() == other.participants.size());
+  for (std::size_t i = 0; i < participants.size(); ++i) participants[i].type = other.participants[i].type;
+  chooseScanType(QUVEN_ENV);
+}
+
+QUVENScanType QUVENRecordPass::chooseScanType(const QUVENEnvHandle& env) {
+  using enum QUVENScanType;
+  QUVENScanType common = gathering.empty() ? NoPass : Slice;
+  readers.clear();
+  for (const Participant& participant : participants) {
+    if (participant.type == NoPass) continue;
+    if (common != NoPass && common != participant.type) {
+      quvenFatalReport("The scans of a run ask for different reading modes in one pass", QUVEN_ENV);
+    }
+    common = participant.type;
+    if (participant.scan->wantsRecords()) readers.push_back(participant.scan);
+  }
+  return common;
+}
+
+double QUVENRecordPass::getSamplingRate(const QUVENEnvHandle& env) const {
+  double rate = 0;
+  for (const Participant& participant : participants) {
+    rate = std::max(rate, participant.scan->getSamplingRate(QUVEN_ENV));
+  }
+  return participants.empty() ? 1 : rate;
+}
+
+void QUVENRecordPass::updateWithoutRecords(const QUVENEnvHandle& env) {
+  for (const Participant& participant : participants) {
+    if (participant.type == QUVENScanType::NoPass) participant.scan->updateWithoutDataScan(QUVEN_ENV);
+  }
+}
+
+void QUVENRecordPass::setResults(QUVENDataPoint& point, const QUVENEnvHandle& env) {
+  for (QUVENField* field : results) field->clearValue();
+  for (QUVENField* field : produced) field->computeValue(point, env);
+  for (const Scorer& scorer : scorers) scorer.protocol->score(*scorer.scan, point, env);
+}
+
+void QUVENRecordPass::end(const QUVENEnvHandle& env) {
+  for (const Participant& participant : participants) participant.scan->endRecords(QUVEN_ENV);
+}
+
+void QUVENRecordPass::writeResults(QUVENMemoryBlobIO& blob, const QUVENEnvHandle& env) const {
+  blob.clear();
+  QUVENBinObjWriter writer(blob, QUVENObjWriter::ScanResults);
+  const auto write = [&](const QUVENDataScan& scan) {
+    quvenWriteScanResults(scan, writer, quvenScanResultKeyword(), QUVEN_ENV);
+  };
+  for (const QUVENField* field : gathering) write(*field);
+  for (const Participant& participant : participants) write(*participant.scan);
+}
+
+void QUVENRecordPass::finish(std::int32_t lastPass, const QUVENEnvHandle& env) {
+  for (QUVENField* field : gathering) field->endDistributionPass(QUVEN_ENV);
+  for (const Participant& participant : participants) participant.protocol->end(*participant.scan, lastPass, QUVEN_ENV);
+}

@@ -1,0 +1,42 @@
+#ifndef QUVEN_ROW_FILE_H
+#define QUVEN_ROW_FILE_H
+
+#include <fstream>
+#include <memory>
+#include <string>
+#include <string_view>
+
+#include "control/quven_result_file.h"
+#include "passes/quven_worker_transport.h"
+
+/// A text file that all ranks write, each a run of whole rows: the rows of a lower rank come first.
+///
+/// Rank 0 writes into the result file, the others into NAME.rows<rank> beside it, which commit appends at the place
+/// where it belongs. The file appears under its name when it is complete.
+/// Collective: construction and commit.
+/// Errors:     what cannot be opened or written is the terminating report 2302 with the name; every rank ends with it,
+///             and the files are removed.
+class QUVENRowFile {
+ public:
+  QUVENRowFile(const std::string& resultPath, const QUVENWorkerTransport& workerTransport, const QUVENEnvHandle& env);
+  ~QUVENRowFile();
+  QUVENRowFile(const QUVENRowFile&) = delete;
+  QUVENRowFile& operator=(const QUVENRowFile&) = delete;
+
+  /// Adds a row without its line end.
+  void write(std::string_view row, const QUVENEnvHandle& env);
+  void commit(const QUVENEnvHandle& env);
+
+ private:
+  [[noreturn]] void fail(const QUVENEnvHandle& env) const;
+  void agree(bool isGood, const QUVENEnvHandle& env) const;
+  std::string partOf(int rank) const { return path + ".rows" + std::to_string(rank); }
+  bool append(const std::string& part);
+
+  std::string path;
+  const QUVENWorkerTransport& transport;
+  std::unique_ptr<QUVENResultFile> result;  // of rank 0
+  std::ofstream part;                       // of the others
+};
+
+#endif  // QUVEN_ROW_FILE_H

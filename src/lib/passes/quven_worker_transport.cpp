@@ -1,0 +1,66 @@
+#include "passes/quven_worker_transport.h"
+
+#include <algorithm>
+
+namespace {
+
+// A message counts its bytes in an int.
+constexpr std::uint64_t largestPart = 1 << 30;
+
+/// Calls an action for the parts of a message, with their place and their length.
+template <class Byte, class Action>
+void forEachPart(std::span<Byte> bytes, Action action) {
+  while (!bytes.empty()) {
+    const std::size_t length = std::min<std::uint64_t>(largestPart, bytes.size());
+    action(bytes.data(), static_cast<int>(length));
+    bytes = bytes.subspan(length);
+  }
+}
+
+}  // namespace
+
+QUVENWorkerTransport::QUVENWorkerTransport(MPI_Comm ranks) : communicator(ranks) {
+  MPI_Comm_rank(communicator, &rank);
+  MPI_Comm_size(communicator, &count);
+}
+
+std::int32_t QUVENWorkerTransport::broadcastWord(std::int32_t word) const {
+  if (!isAlone()) MPI_Bcast(&word, 1, MPI_INT32_T, 0, communicator);
+  return word;
+}
+
+void QUVENWorkerTransport::broadcast(QUVENMemoryBlobIO& blob, const QUVENEnvHandle& env) const {
+  if (isAlone()) return;
+  std::uint64_t length = blob.getSize();
+  MPI_Bcast(&length, 1, MPI_UINT64_T, 0, communicator);
+  if (isMaster()) {
+    const std::span<const char> bytes = blob.getBytes();
+    // The call takes a pointer that may be written to, and does not write for the one who sends.
+    forEachPart(std::span<char>(const_cast<char*>(bytes.data()), bytes.size()),
+                [this](char* part, int size) { MPI_Bcast(part, size, MPI_CHAR, 0, communicator); });
+    return;
+  }
+  forEachPart(blob.resize(length, QUVEN_ENV),
+              [this](char* part, int size) { MPI_Bcast(part, size, MPI_CHAR, 0, communicator); });
+  blob.rewind();
+}
+
+void QUVENWorkerTransport::send(int toRank, const QUVENMemoryBlobIO& blob) const {
+  const std::uint64_t length = blob.getSize();
+  MPI_Send(&length, 1, MPI_UINT64_T, toRank, 0, communicator);
+  forEachPart(blob.getBytes(),
+              [=, this](const char* part, int size) { MPI_Send(part, size, MPI_CHAR, toRank, 0, communicator); });
+}
+
+void QUVENWorkerTransport::receive(int fromRank, QUVENMemoryBlobIO& blob, const QUVENEnvHandle& env) const {
+  std::uint64_t length = 0;
+  MPI_Recv(&length, 1, MPI_UINT64_T, fromRank, 0, communicator, MPI_STATUS_IGNORE);
+  forEachPart(blob.resize(length, QUVEN_ENV), [=, this](char* part, int size) {
+    MPI_Recv(part, size, MPI_CHAR, fromRank, 0, communicator, MPI_STATUS_IGNORE);
+  });
+  blob.rewind();
+}
+
+void QUVENWorkerTransport::waitForAll() const {
+  if (!isAlone()) MPI_Barrier(communicator);
+}

@@ -1,0 +1,253 @@
+#include "parts_check.h"
+
+#include <algorithm>
+#include <charconv>
+#include <cmath>
+#include <cstdint>
+#include <filesystem>
+#include <fstream>
+#include <queue>
+#include <sstream>
+#include <utility>
+
+#include "control/quven_partition.h"
+#include "vesk-common/quven_reports.h"
+
+namespace vesk_analyze {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+enum Code : int { DataUnusable = 2305 };
+
+/// The probability of an error is below 2 to the power of minus this.
+constexpr double bitsOfCertainty = 40;
+
+std::string partName(const std::string& dataset, std::size_t number) { return dataset + "." + std::to_string(number); }
+
+bool isFile(const std::string& path) {
+  std::error_code unknown;  // then there is no such file
+  return fs::exists(path, unknown) && !fs::is_directory(path, unknown);
+}
+
+[[noreturn]] void refuse(const std::string& file, const std::string& text, const QUVENEnvHandle& env) {
+  report_error(DataUnusable, file, "vesk-analyze: " + text, QUVEN_ENV, true);
+  quvenUnreachable(QUVEN_ENV);  // the report terminates
+}
+
+/// The callers of a part, each once for a series of records with its number.
+class CallerReader {
+ public:
+  CallerReader(const std::string& path, std::size_t columnCount, std::size_t callerColumn)
+      : file(path, std::ios::binary), columns(columnCount), place(callerColumn) {
+    records.resize(std::max<std::size_t>(blockBytes / sizeof(double) / columns, 1) * columns);
+  }
+
+  [[nodiscard]] bool next() {
+    const double previous = caller;
+    while (at < available || refill()) {
+      caller = records[at + place];
+      at += columns;
+      if (begun && caller == previous) continue;
+      ascending = ascending && (begun ? caller > previous : !std::isnan(caller));
+      begun = true;
+      return true;
+    }
+    return false;
+  }
+  double getCaller() const { return caller; }
+  bool isAscending() const { return ascending; }
+
+ private:
+  static constexpr std::size_t blockBytes = 1 << 18;
+
+  bool refill() {
+    file.read(reinterpret_cast<char*>(records.data()), static_cast<std::streamsize>(records.size() * sizeof(double)));
+    at = 0;
+    available = static_cast<std::size_t>(file.gcount()) / sizeof(double) / columns * columns;
+    return available > 0;
+  }
+
+  std::ifstream file;
+  std::size_t columns;
+  std::size_t place;
+  std::vector<double> records;
+  std::size_t at = 0;
+  std::size_t available = 0;
+  double caller = 0;
+  bool begun = false;
+  bool ascending = true;
+};
+
+/// The numbers of partitions whose rule gives every caller the part that it is in.
+class PartitionFit {
+ public:
+  PartitionFit() {
+    for (std::int32_t n = 2; n <= largestPartitionCount; ++n) candidates.push_back({static_cast<std::uint32_t>(n)});
+  }
+
+  void add(std::size_t part, double caller) {
+    ++callers;
+    const std::uint64_t key = key_as_integer(caller);
+    std::erase_if(candidates, [&](Candidate& candidate) {
+      if (part >= candidate.partitions) return false;  // a run with so few partitions has no such part
+      ++candidate.callers;
+      return partition_of_key(key, candidate.partitions) != part;
+    });
+  }
+
+  /// The number of partitions of the run, `parts` before any other; 0 if the callers do not tell it.
+  std::size_t getPartitions(std::size_t parts) const {
+    std::size_t found = 0;
+    for (const Candidate& candidate : candidates) {
+      if (candidate.partitions == parts) return parts;
+      if (found == 0 && candidate.callers * std::log2(candidate.partitions) >= bitsOfCertainty) {
+        found = candidate.partitions;
+      }
+    }
+    return found;
+  }
+
+  /// Whether one of so many parts can be empty with so many callers.
+  bool allowsEmptyPart(std::size_t parts) const {
+    const auto n = static_cast<double>(parts);
+    return parts < 2 || std::log2(n) + static_cast<double>(callers) * std::log2(1 - 1 / n) > -bitsOfCertainty;
+  }
+
+ private:
+  struct Candidate {
+    std::uint32_t partitions;
+    std::uint64_t callers = 0;  ///< that were tested
+  };
+
+  std::vector<Candidate> candidates;
+  std::uint64_t callers = 0;
+};
+
+/// The callers of all the parts of a dataset.
+class CallersOfParts {
+ public:
+  CallersOfParts(std::vector<std::string> partNames, std::size_t columnCount, std::size_t callerColumn)
+      : parts(std::move(partNames)), columns(columnCount), column(callerColumn) {}
+
+  void check(const std::string& dataset, const QUVENEnvHandle& env) {
+    if (!checkByMerging(QUVEN_ENV)) checkBySorting(QUVEN_ENV);
+    const std::size_t partitions = fit.getPartitions(parts.size());
+    const std::string run = "the other parts are of a run with " + std::to_string(partitions) + " partitions";
+    if (partitions > parts.size()) {
+      refuse(partName(dataset, parts.size()), "a part of the dataset is missing; " + run, QUVEN_ENV);
+    }
+    if (partitions > 0 && partitions < parts.size()) {
+      refuse(parts[partitions], "a part is left from another run; " + run, QUVEN_ENV);
+    }
+    for (const std::string& part : parts) {
+      std::error_code unknown;  // opening the dataset has reported it
+      if (fs::file_size(part, unknown) != 0 || unknown || fit.allowsEmptyPart(parts.size())) continue;
+      refuse(part, "a part of the dataset is empty; with so many callers a complete run leaves none empty", QUVEN_ENV);
+    }
+  }
+
+ private:
+  using CallerInPart = std::pair<double, std::size_t>;
+
+  void refuseIfSame(const CallerInPart& first, const CallerInPart& second, const QUVENEnvHandle& env) const {
+    if (first.first != second.first || first.second == second.second) return;
+    std::ostringstream text;
+    text.precision(17);
+    text << "caller " << first.first << " is in " << parts[std::min(first.second, second.second)]
+         << ", too; the parts are of different runs";
+    refuse(parts[std::max(first.second, second.second)], text.str(), QUVEN_ENV);
+  }
+
+  /// False if the callers of a part are not ascending.
+  [[nodiscard]] bool checkByMerging(const QUVENEnvHandle& env) {
+    std::vector<CallerReader> readers;
+    std::priority_queue<CallerInPart, std::vector<CallerInPart>, std::greater<>> waiting;
+    const auto advance = [&](std::size_t part) {
+      if (!readers[part].next()) return true;
+      if (!readers[part].isAscending()) return false;
+      fit.add(part, readers[part].getCaller());
+      waiting.emplace(readers[part].getCaller(), part);
+      return true;
+    };
+    for (const std::string& part : parts) readers.emplace_back(part, columns, column);
+    for (std::size_t part = 0; part < parts.size(); ++part) {
+      if (!advance(part)) return false;
+    }
+    while (!waiting.empty()) {
+      const CallerInPart least = waiting.top();
+      waiting.pop();
+      if (!waiting.empty()) refuseIfSame(least, waiting.top(), QUVEN_ENV);
+      if (!advance(least.second)) return false;
+    }
+    return true;
+  }
+
+  void checkBySorting(const QUVENEnvHandle& env) {
+    fit = PartitionFit();
+    std::vector<CallerInPart> callers;
+    for (std::size_t part = 0; part < parts.size(); ++part) {
+      CallerReader reader(parts[part], columns, column);
+      while (reader.next()) {
+        fit.add(part, reader.getCaller());
+        if (!std::isnan(reader.getCaller())) callers.emplace_back(reader.getCaller(), part);
+      }
+    }
+    std::sort(callers.begin(), callers.end());
+    for (std::size_t i = 1; i < callers.size(); ++i) refuseIfSame(callers[i - 1], callers[i], QUVEN_ENV);
+  }
+
+  const std::vector<std::string> parts;
+  const std::size_t columns;
+  const std::size_t column;
+  PartitionFit fit;
+};
+
+}  // namespace
+
+std::vector<std::string> partsOf(const std::string& dataset) {
+  std::vector<std::string> parts;
+  std::error_code unknown;
+  while (fs::exists(partName(dataset, parts.size()), unknown)) parts.push_back(partName(dataset, parts.size()));
+  return parts;
+}
+
+void checkParts(const std::string& dataset, const QUVENEnvHandle& env) {
+  if (isFile(dataset)) {
+    for (std::size_t number = 0; number < largestPartitionCount; ++number) {
+      if (!isFile(partName(dataset, number))) continue;
+      refuse(partName(dataset, number),
+             "a part is beside the single file " + dataset + "; one of them is of another run", QUVEN_ENV);
+    }
+    return;
+  }
+  const fs::path folder = fs::path(dataset).parent_path();
+  const std::string prefix = fs::path(dataset).filename().string() + ".";
+  std::size_t numParts = 0;
+  std::error_code unreadable;  // such a folder is shown by its first part
+  for (fs::directory_iterator entry(folder.empty() ? "." : folder, unreadable), end; !unreadable && entry != end;
+       entry.increment(unreadable)) {
+    const std::string name = entry->path().filename().string();
+    if (!name.starts_with(prefix)) continue;
+    std::size_t number = 0;
+    const auto [stop, error] = std::from_chars(name.data() + prefix.size(), name.data() + name.size(), number);
+    if (error == std::errc() && prefix + std::to_string(number) == name) numParts = std::max(numParts, number + 1);
+  }
+  for (std::size_t number = 0; number < numParts; ++number) {
+    if (!isFile(partName(dataset, number)))
+      refuse(partName(dataset, number), "a part of the dataset is missing", QUVEN_ENV);
+  }
+}
+
+void checkCallersOfParts(const std::string& dataset, const QUVENDataPoint& point, const QUVENEnvHandle& env) {
+  if (isFile(dataset)) return;
+  for (long i = 1; i <= point.getNumFields(); ++i) {
+    if (static_cast<QUVENFieldPurpose>(point.getField(i).getPurpose()) != QUVENFieldPurpose::LineNumber) continue;
+    CallersOfParts callers(partsOf(dataset), static_cast<std::size_t>(point.getNumFields()),
+                           static_cast<std::size_t>(i - 1));
+    return callers.check(dataset, QUVEN_ENV);
+  }
+}
+
+}  // namespace vesk_analyze
