@@ -212,4 +212,41 @@ TEST_F(QUVENBinaryInputDatasetFailuresTest, IsNotSavedCopiedOrMoved) {
   QUVEN_DELETE(blob);
 }
 
+TEST_F(QUVENBinaryInputDatasetFailuresTest, RefusesAValueThatIsNotANumber) {
+  literal::Dataset data = threeColumns();
+  data.values.assign(30, 1.5);
+  data.values[7 * 3 + 1] = std::nan("");
+  const std::string name = write(data);
+  Reader reader(name, data, false, env);
+  reader.startPass(data);
+  for (int record = 0; record < 7; ++record) EXPECT_TRUE(reader.dataset.readRecord(reader.point, QUVEN_ENV));
+  const std::string out = failureOf([&] { reader.dataset.readRecord(reader.point, QUVEN_ENV); });
+  const std::string text = "Record 7 has no number in the numeric column b";
+  EXPECT_THAT(out, StartsWith("Error;|2305;|" + name + ";|" + text + ";|ErrorEnd\n"));
+  EXPECT_THAT(out, EndsWith(fatal(text + " of input data file " + name)));
+}
+
+TEST_F(QUVENBinaryInputDatasetFailuresTest, NamesThePartWithTheValueThatIsNotANumber) {
+  literal::Dataset data = threeColumns();
+  data.values.assign(30, 1.5);
+  data.values[7 * 3 + 1] = std::nan("");
+  write(data, {4, 6});
+  Reader reader(folder.path("data"), data, true, env);
+  reader.startPass(data);
+  for (int record = 0; record < 7; ++record) EXPECT_TRUE(reader.dataset.readRecord(reader.point, QUVEN_ENV));
+  EXPECT_THAT(failureOf([&] { reader.dataset.readRecord(reader.point, QUVEN_ENV); }),
+              StartsWith("Error;|2305;|" + folder.path("data.1") + ";|Record 7 has no number"));
+}
+
+TEST_F(QUVENBinaryInputDatasetFailuresTest, RefusesAnEntryThatIsNotANumber) {
+  literal::Dataset data = threeColumns();
+  data.scanType = 8;
+  data.values = {0, 1, 0, 1, 0, 1, 2, std::nan(""), 0, 1, 3, 5};
+  const std::string name = write(data);
+  Reader reader(name, data, false, env);
+  reader.startPass(data);
+  EXPECT_THAT(failureOf([&] { reader.dataset.readRecord(reader.point, QUVEN_ENV); }),
+              HasSubstr("Record 1 has no number in the numeric column b"));
+}
+
 }  // namespace

@@ -2,6 +2,8 @@
 
 #include <gmock/gmock.h>
 
+#include <cmath>
+#include <filesystem>
 #include <limits>
 #include <random>
 
@@ -419,6 +421,70 @@ TEST_F(QUVENBinaryInputDatasetTest, GivesEveryByteBack) {
   // The environment keeps the globals of scans and fields, which the first pass makes.
   const std::int64_t first = bytesAfterAPass();
   EXPECT_EQ(bytesAfterAPass(), first);
+}
+
+TEST_F(QUVENBinaryInputDatasetTest, InfiniteValuesAreTheLargestNumbersUnlessTheFilesValuesAreWanted) {
+  constexpr double infinity = std::numeric_limits<double>::infinity();
+  constexpr double largest = std::numeric_limits<double>::max();
+  literal::Dataset data;
+  data.columns = {{"a", true, 1}, {"text", false, 1}, {"b", true, 1}};
+  data.values = {infinity, infinity, -infinity};
+  const std::string name = write(data);
+  Reader reader(name, data, false, env);
+  for (const bool allowed : {false, true}) {
+    reader.dataset.setNotANumberAllowed(allowed);
+    reader.startPass(data);
+    ASSERT_TRUE(reader.dataset.readRecord(reader.point, QUVEN_ENV));
+    EXPECT_EQ(reader.point.getField(1).getNumValue(QUVEN_ENV), allowed ? infinity : largest);
+    EXPECT_EQ(reader.point.getField(2).getCatValue(QUVEN_ENV), "inf");
+    EXPECT_EQ(reader.point.getField(3).getNumValue(QUVEN_ENV), allowed ? -infinity : -largest);
+  }
+}
+
+TEST_F(QUVENBinaryInputDatasetTest, ValuesThatAreNotNumbersAreDeliveredWhereTheyAreAllowed) {
+  literal::Dataset data;
+  data.columns = {{"a", true, 1}, {"b", true, 1}};
+  data.values = {std::nan(""), 2};
+  const std::string name = write(data);
+  Reader reader(name, data, false, env);
+  reader.dataset.setNotANumberAllowed(true);
+  reader.startPass(data);
+  ASSERT_TRUE(reader.dataset.readRecord(reader.point, QUVEN_ENV));
+  EXPECT_TRUE(std::isnan(reader.point.getField(1).getNumValue(QUVEN_ENV)));
+  EXPECT_EQ(reader.point.getField(2).getNumValue(QUVEN_ENV), 2);
+}
+
+// A file of 34 GB that takes no place on the disk: the last of 4096 workers starts 256 records before the number whose
+// 32 bits are the end mark.
+TEST_F(QUVENBinaryInputDatasetTest, APassGoesBeyondTheLargestNumberOf32Bits) {
+  constexpr int count = 4096;
+  constexpr std::int64_t share = 1048832;
+  constexpr std::int64_t first = (count - 1) * share;
+  constexpr std::int64_t endMark = 4294967295;
+  static_assert(first < endMark && endMark < first + share);
+  literal::Dataset data;
+  data.columns = {{"a", true, 1}};
+  const std::string name = write(data);
+  std::error_code failed;
+  std::filesystem::resize_file(name, static_cast<std::uintmax_t>(count * share) * sizeof(double), failed);
+  if (failed) GTEST_SKIP() << "no file of 34 GB here: " << failed.message();
+  data.rank = count - 1;
+  data.count = count;
+  Reader reader(name, data, false, env);
+  reader.startPass(data);
+  for (std::int64_t record = first; record < endMark + 100; ++record) {
+    ASSERT_TRUE(reader.dataset.readRecord(reader.point, QUVEN_ENV));
+    ASSERT_EQ(reader.dataset.getRecordNumber(), record);
+    ASSERT_EQ(reader.point.getRecordId(), static_cast<std::uint32_t>(record));
+  }
+  while (reader.dataset.readRecord(reader.point, QUVEN_ENV)) {
+  }
+  EXPECT_EQ(reader.dataset.getRecordNumber(), first + share - 1);
+  // The number of 32 bits ends at the end mark.
+  reader.startPass(data);
+  std::int64_t delivered = 0;
+  while (reader.dataset.readNext(reader.point, QUVEN_ENV) != QUVENInputDataset::EndOfData) ++delivered;
+  EXPECT_EQ(delivered, endMark - first);
 }
 
 }  // namespace

@@ -107,6 +107,12 @@ TEST_F(QUVENCatFieldTest, AProducerIsAnAbstractClassWithAName) {
   EXPECT_TRUE(QUVENCatValueProducer::keywords().empty());
 }
 
+TEST_F(QUVENCatFieldTest, AsksForAPassOnlyWhenItGathers) {
+  EXPECT_EQ(field->getDistributionPasses(), -1);
+  field->setSampleFlag(true, QUVEN_ENV);
+  EXPECT_EQ(field->getDistributionPasses(), 0);
+}
+
 TEST_F(QUVENCatFieldTest, MergesNothingWithoutADistributionOnBothSides) {
   QUVENOwnPtr<QUVENCatField> other = make<QUVENCatField>();
   EXPECT_TRUE(field->hasScanResult(QUVEN_ENV));

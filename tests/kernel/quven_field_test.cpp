@@ -1,5 +1,6 @@
 #include "kernel/quven_field.h"
 
+#include <cmath>
 #include <limits>
 #include <span>
 #include <tuple>
@@ -299,6 +300,61 @@ TEST(HashPair, IsOneToOneInTheRecordForAName) {
   for (std::uint32_t record = 0; record < 20000; ++record) hashes.push_back(hashPair(record, 12345));
   std::sort(hashes.begin(), hashes.end());
   EXPECT_EQ(std::adjacent_find(hashes.begin(), hashes.end()), hashes.end());
+}
+
+TEST_F(QUVENFieldTest, AModelReadsAChannelOrTheSingleValue) {
+  EXPECT_EQ(num->getNumValueOrSingle(1), 0);
+  num->setMissing();
+  EXPECT_EQ(num->getNumValueOrSingle(1), 0);
+  num->setNumValue(7);
+  for (const long channel : {0L, 1L, 9L}) EXPECT_EQ(num->getNumValueOrSingle(channel), 7);
+  setNumValues({1, 2, 4});
+  EXPECT_EQ(num->getNumValueOrSingle(0), 1);
+  EXPECT_EQ(num->getNumValueOrSingle(3), 4);
+  EXPECT_EQ(num->getNumValueOrSingle(4), 1);
+  cat->setCatValue("5");
+  EXPECT_EQ(cat->getNumValueOrSingle(1), 0);
+}
+
+TEST_F(QUVENFieldTest, AModelWritesAChannel) {
+  QUVENFieldGlobalVars::get(QUVEN_ENV).setGlobalNumChannels(3);
+  QUVENOwnPtr<QUVENNumField> field = make<QUVENNumField>();
+  for (const int record : {1, 2}) {
+    SCOPED_TRACE(record);
+    field->setNumValueOfChannel(2, 5, QUVEN_ENV);
+    EXPECT_EQ(field->getNumValues(), 3);
+    EXPECT_TRUE(std::isnan(field->getNumValueOrSingle(1)));
+    EXPECT_TRUE(std::isnan(field->getNumValue(QUVEN_ENV)));
+    EXPECT_EQ(field->getNumValueOrSingle(2), 5);
+    EXPECT_TRUE(std::isnan(field->getNumValueOrSingle(3)));
+    field->setNumValueOfChannel(1, 4, QUVEN_ENV);
+    EXPECT_EQ(field->getNumValue(QUVEN_ENV), 4);
+    EXPECT_EQ(field->getNumValueOrSingle(2), 5);
+    field->clearValue();
+    EXPECT_FALSE(field->hasValue());
+  }
+  field->setNumValue(8);
+  field->setNumValueOfChannel(3, 6, QUVEN_ENV);
+  for (const long channel : {1L, 2L}) EXPECT_EQ(field->getNumValueOrSingle(channel), 8);
+  EXPECT_EQ(field->getNumValueOrSingle(3), 6);
+  field->setMissing();
+  field->setNumValueOfChannel(3, 6, QUVEN_ENV);
+  EXPECT_FALSE(field->isMissing());
+  EXPECT_TRUE(std::isnan(field->getNumValueOrSingle(1)));
+  for (const long channel : {0L, 4L}) {
+    expectFailure([&] { field->setNumValueOfChannel(channel, 1, QUVEN_ENV); }, "1 <= channel && channel <= channels");
+  }
+  field.reset(QUVEN_ENV);
+}
+
+TEST_F(QUVENFieldTest, ALineNumberFieldThatWasReadIsOne) {
+  num->setPurpose(static_cast<std::int32_t>(QUVENFieldPurpose::LineNumber));
+  num->markAsLineNumber(QUVEN_ENV);
+  QUVENOwnPtr<QUVENNumField> read = objectOf<QUVENNumField>(imageOf(*num, QUVENObjWriter::SaveForWorker));
+  EXPECT_TRUE(read->isLineNumber());
+  read->setSampleFlag(true, QUVEN_ENV);
+  EXPECT_FALSE(read->hasDistribution());
+  read.reset(QUVEN_ENV);
 }
 
 }  // namespace

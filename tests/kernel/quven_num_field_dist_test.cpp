@@ -147,6 +147,36 @@ TEST(QUVENNumFieldBin, MergesWithAnEmptyOneOnEitherSide) {
   EXPECT_EQ(empty.getCurrMinValue(), 1);
 }
 
+// A bin that has counted to the end of its 32 bits; the count before it comes from a stream.
+TEST_F(QUVENNumFieldDistTest, ACountStaysAtTheLargestOne) {
+  constexpr std::int32_t largest = std::numeric_limits<std::int32_t>::max();
+  const std::string image = written(QUVENObjWriter::Save, [&](QUVENObjWriter& writer) {
+    writer.beginObjectType("QUVENNumFieldBin", QUVEN_ENV);
+    quvenWrite(writer, QUVENNumFieldBin::keywords()[9], largest - 1, QUVEN_ENV);
+    quvenWrite(writer, QUVENNumFieldBin::keywords()[10], 0.0, QUVEN_ENV);
+    writer.writeKeyword(QUVEN_KWD(EndObject), QUVEN_ENV);
+  });
+  QUVENOwnPtr<QUVENNumFieldBin> bin = objectOf<QUVENNumFieldBin>(image);
+  bin->update(1);
+  EXPECT_EQ(bin->getCurrCount(), largest);
+  bin->update(1);
+  EXPECT_EQ(bin->getCurrCount(), largest);
+  EXPECT_EQ(bin->getCurrSum(), 2);
+  bin.reset(QUVEN_ENV);
+}
+
+// The mean goes through no stream: a bin that was read goes on as the original does, to the bit.
+TEST_F(QUVENNumFieldDistTest, ABinThatWasReadGoesOn) {
+  pass({1, 2, 3});
+  show(0.1);
+  show(0.7);
+  QUVENOwnPtr<QUVENNumFieldBin> read = objectOf<QUVENNumFieldBin>(imageOf(dist().getBin(1)));
+  show(0.3);
+  read->update(0.3);
+  EXPECT_EQ(imageOf(*read), imageOf(dist().getBin(1)));
+  read.reset(QUVEN_ENV);
+}
+
 // Sums beyond the largest number leave infinity for the mean, and draws must stay within the bin.
 TEST(QUVENNumFieldBin, DrawsFromASumThatOverflowsStayInTheBin) {
   QUVENNumFieldBin bin = binOf({1, highest, highest});

@@ -82,7 +82,7 @@ class QUVENNumFieldTest : public FieldWorkersTest {
   const QUVENNumFieldDist& dist() { return *field->getDistribution(); }
   NumSample sample() {
     NumSample list;
-    for (const QUVENRealPQElement& element : dist().getSample()) {
+    for (const QUVENSampledNumber& element : dist().getSample()) {
       list.emplace_back(element.getPriority(), element.getValue());
     }
     return list;
@@ -293,6 +293,37 @@ TEST_F(QUVENNumFieldTest, MergesNothingWithoutADistributionOnBothSides) {
   EXPECT_TRUE(other->merge(field.get(), QUVEN_ENV));
   EXPECT_EQ(other->getDistribution()->getCurrValidCount(), 1);
   other.reset(QUVEN_ENV);
+}
+
+TEST_F(QUVENNumFieldTest, AComputedValueThatIsNotANumberCountsAsMissing) {
+  newField(10);
+  field->setComputed(true);
+  const auto show = [&](double value) {
+    field->setNumValue(value);
+    field->updateDistribution(1, QUVEN_ENV);
+  };
+  show(std::nan(""));
+  show(3);
+  EXPECT_EQ(dist().getCurrMissingCount(), 1);
+  EXPECT_EQ(dist().getCurrValidCount(), 1);
+  field->endDistributionPass(QUVEN_ENV);
+  show(std::nan(""));
+  EXPECT_EQ(dist().getCurrMissingCount(), 1);
+  QUVENXaRay<double> channels;
+  for (const double value : {1.0, std::nan(""), 2.0}) channels.append(value, QUVEN_ENV);
+  field->setNumValues(channels, QUVEN_ENV);
+  field->updateDistribution(2, QUVEN_ENV);
+  EXPECT_EQ(dist().getCurrMissingCount(), 2);
+  EXPECT_EQ(dist().getCurrValidCount(), 2);
+  channels.deleteMemory(QUVEN_ENV);
+}
+
+TEST_F(QUVENNumFieldTest, AsksForAPassOnlyWhenItGathers) {
+  EXPECT_EQ(field->getDistributionPasses(), -1);
+  field->setSampleFlag(true, QUVEN_ENV);
+  EXPECT_EQ(field->getDistributionPasses(), 0);
+  field->markAsLineNumber(QUVEN_ENV);
+  EXPECT_EQ(field->getDistributionPasses(), -1);
 }
 
 TEST_F(QUVENNumFieldTest, MergesOnlyWhatHasTheSameBins) {

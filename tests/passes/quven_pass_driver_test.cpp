@@ -1,6 +1,7 @@
 // The pass driver. Run alone, and by mpirun on 2, 3 and 4 ranks: every case holds on any number of ranks.
 
-#include <fstream>
+#include <filesystem>
+#include <memory>
 
 #include "kernel/quven_num_field.h"
 #include "pass_fixture.h"
@@ -191,6 +192,67 @@ TEST_F(QUVENPassDriverTest, ScoresFinishedModelsBeforeOthersSeeTheRecordAndFeeds
   EXPECT_EQ(dist.getValidCount(), 18);
   const QUVENNumFieldBin& last = dist.getBin(dist.getNumBins());
   EXPECT_EQ(last.getMaxValue(), std::numeric_limits<double>::max());  // the infinity of 17
+}
+
+/// The square of a field, of 3 a missing value.
+class Square : public QUVENNumValueProducer {
+ public:
+  explicit Square(QUVENField& squared) : field(squared) {}
+  bool produceValue(QUVENDataPoint&, double& value, const QUVENEnvHandle& env) override {
+    value = field.getNumValue(env) * field.getNumValue(env);
+    return value != 9;
+  }
+
+ private:
+  QUVENField& field;
+};
+
+/// Gives the field "square" of a world its producer.
+void attachSquare(QUVENScanWorld& world, std::unique_ptr<Square>& producer) {
+  producer = std::make_unique<Square>(*world.getNames().find("x"));
+  static_cast<QUVENNumField&>(*world.getNames().find("square")).setValueProducer(producer.get());
+}
+
+TEST_F(QUVENPassDriverTest, AsksTheValueProducersOfComputedFields) {
+  writeNumbers(4);
+  for (const std::int32_t slices : {0, 3}) {
+    PassRun run(path, {.numSlices = slices});
+    std::unique_ptr<Square> live;
+    std::unique_ptr<Square> copied;
+    QUVENPassCount* reader = nullptr;
+    if (run.isRank0()) {
+      QUVENOwnPtr<QUVENField> field = quvenMake<QUVENNumField>(run.handle());
+      field->setName("square");
+      field->setComputed(true);
+      run.driver.getNames().addOwned(std::move(field), run.handle());
+      attachSquare(run.driver.getWorld(), live);
+      reader = &run.addCount("square", 1, 2);
+    }
+    run.driver.setAfterRead([&](QUVENScanWorld& copy) { attachSquare(copy, copied); });
+    run.passes();
+    if (!run.isRank0()) continue;
+    EXPECT_THAT(reader->recordsOfPasses, ElementsAre(4, 4));
+    EXPECT_THAT(reader->sumsOfPasses, ElementsAre(1 + 4 + 16, 1 + 4 + 16));
+  }
+}
+
+TEST_F(QUVENPassDriverTest, RefusesACopyWithoutTheValueProducersOfRank0) {
+  if (count > 1) GTEST_SKIP() << "a fatal report ends all ranks";
+  writeNumbers(4);
+  std::unique_ptr<Square> live;
+  const CapturedRun captured = capturedRun([&] {
+    PassRun run(path, {.numSlices = 2});
+    QUVENOwnPtr<QUVENField> field = quvenMake<QUVENNumField>(run.handle());
+    field->setName("square");
+    field->setComputed(true);
+    run.driver.getNames().addOwned(std::move(field), run.handle());
+    attachSquare(run.driver.getWorld(), live);
+    run.addCount("square", 1, 1);
+    run.passes();
+  });
+  EXPECT_TRUE(captured.threwLibraryException);
+  EXPECT_THAT(captured.out, testing::HasSubstr("A computed field has no value producer on this rank"));
+  quvenDebugWords = QUVENDebugWords();
 }
 
 // Channels

@@ -1,5 +1,6 @@
 #include "simple_algorithm/quven_snadata.h"
 
+#include <cmath>
 #include <filesystem>
 #include <random>
 
@@ -9,6 +10,7 @@
 namespace {
 
 using ::testing::HasSubstr;
+using ::testing::Not;
 
 class QUVENSNADataTest : public DiffusionTest {
  protected:
@@ -192,6 +194,49 @@ TEST_F(QUVENSNADataTest, EnergyIsConservedAmongNodesThatCall) {
   double sum = 0;
   for (const auto& [number, node] : results()) sum += node.energy;
   EXPECT_NEAR(sum, 2.0, 1e-6);
+  QUVEN_DELETE(data);
+}
+
+/// Weights of up to twelve orders of magnitude, coefficients up to 0.99, seeds of all kinds: rounding stays far below
+/// the tolerance, and an ordinary run has no warning.
+TEST_F(QUVENSNADataTest, EveryOrdinaryRunConservesItsEnergy) {
+  for (unsigned seed = 1; seed <= 20; ++seed) {
+    SCOPED_TRACE(seed);
+    std::mt19937 random(seed);
+    const auto below = [&](unsigned limit) { return random() % limit; };
+    std::vector<LiteralRow> rows;
+    for (std::uint64_t caller = 1; caller <= 500; ++caller) {
+      LiteralRow literal{caller, {}};
+      for (unsigned i = below(40); i > 0; --i) {
+        const double weight = (1 + below(1000)) * std::pow(10.0, static_cast<double>(below(seed % 2 == 0 ? 13 : 1)));
+        literal.callees.emplace_back(1 + below(i % 2 == 0 ? 5 : 900), weight);
+      }
+      rows.push_back(literal);
+    }
+    std::string seeds;
+    for (int i = 0; i < 10; ++i) seeds += std::to_string(1 + below(1500)) + "\n";
+    Data data = open(
+        "<SpreadCoefficient>0.99</SpreadCoefficient>\n<EndConditionValue>1e-9</EndConditionValue>\n"
+        "<MaxNumIterations>200</MaxNumIterations>\n",
+        seeds);
+    runPasses(data, rows, 1 + seed % 4);
+    ASSERT_FALSE(run.threwLibraryException) << run.out;
+    EXPECT_THAT(run.out, Not(HasSubstr("Warning;|5008")));
+    QUVEN_DELETE(data);
+  }
+}
+
+/// The second row of a caller begins the sum of its weights anew, and both rows are shared out by the sum of the
+/// second. Seed 1 passes 1/2 of its energy on: row (2, weight 3) by the sum 1 makes it 3/2, row (3, weight 1) 1/2. 2
+/// and 3 keep it.
+TEST_F(QUVENSNADataTest, ACallerInTwoPlacesIsWarnedAbout) {
+  Data data = open("", "1\n");
+  runPasses(data, {{1, {{2, 3}}}, {4, {{5, 1}}}, {1, {{3, 1}}}}, 1);
+  EXPECT_EQ(results().at(2).energy, 1.5);
+  EXPECT_THAT(run.out,
+              HasSubstr("Warning;|5008;|QUVENSNAData::endDataScan: the energies of all subscribers sum to 2.5, "
+                        "those of the seeds to 1; the rows of a caller are in two places of the dataset, or its "
+                        "weights are too large;|WarningEnd\n"));
   QUVEN_DELETE(data);
 }
 

@@ -50,6 +50,20 @@ TEST(QUVENEnv, HasRoomUpToItsBudget) {
   EXPECT_FALSE(env.hasRoomFor(61));
 }
 
+TEST(QUVENEnv, SaysThatItIsOverItsSoftLimitAndRefusesNothing) {
+  QUVENEnv env;
+  env.charge(40);
+  EXPECT_FALSE(env.isOverSoftLimit());  // without a limit
+  env.setSoftBytesLimit(40);
+  EXPECT_EQ(env.getSoftBytesLimit(), 40);
+  EXPECT_FALSE(env.isOverSoftLimit());
+  env.charge(1);
+  EXPECT_TRUE(env.isOverSoftLimit());
+  EXPECT_TRUE(env.hasRoomFor(std::int64_t{1} << 60));
+  env.release(1);
+  EXPECT_FALSE(env.isOverSoftLimit());
+}
+
 TEST(QUVENEnv, ChargesItsTablesToTheGlobalAccountingWord) {
   QUVENEnv::getDefault();
   const QUVENEnv first;  // the table of environments stands from here on

@@ -17,6 +17,7 @@
 #include "kernel/quven_num_field.h"
 #include "kernel/quven_sample_number.h"
 #include "kernel/quven_worker.h"
+#include "util/quven_numbers.h"
 #include "util/quven_registration.h"
 #include "vesk-common/quven_reports.h"
 
@@ -117,6 +118,7 @@ void QUVENBinaryInputDataset::clear(std::int32_t rank, std::int32_t count) {
   lineNumberColumn = targetColumn = -1;
   partSizes.clear();
   totalBytes = 0;
+  recordNumber = -1;
   boundPoint = nullptr;
   getBuffer().reset();
 }
@@ -275,10 +277,16 @@ std::int32_t QUVENBinaryInputDataset::randomSkip() const {
 // Reading
 
 std::int32_t QUVENBinaryInputDataset::readNext(QUVENDataPoint& point, const QUVENEnvHandle& env) {
+  return readRecord(point, QUVEN_ENV) ? static_cast<std::int32_t>(recordNumber) : EndOfData;
+}
+
+bool QUVENBinaryInputDataset::readRecord(QUVENDataPoint& point, const QUVENEnvHandle& env) {
   using enum QUVENScanType;
-  // A skip of -1 is taken without its sign: it leads behind the end.
-  if (scanType == RandomSample) currentRecord += static_cast<std::uint32_t>(randomSkip());
-  if (scanType == NoPass || atEnd == 1 || currentRecord > lastRecord) return EndOfData;
+  if (scanType == RandomSample) {
+    const std::int32_t skip = randomSkip();
+    currentRecord = skip < 0 ? lastRecord + 1 : currentRecord + skip;
+  }
+  if (scanType == NoPass || atEnd == 1 || currentRecord > lastRecord) return false;
   if (&point != boundPoint) bindColumns(point);
 
   const double* record = nullptr;
@@ -303,9 +311,13 @@ std::int32_t QUVENBinaryInputDataset::readNext(QUVENDataPoint& point, const QUVE
     default:
       quvenFatalReport("Unknown sampling mode.", QUVEN_ENV);
   }
-  if (record == nullptr) return EndOfData;
-  for (const BoundColumn& column : boundColumns) setField(column, *record++);
-  return deliver(point, static_cast<std::int32_t>(currentRecord - 1));
+  if (record == nullptr) return false;
+  if (notANumberAllowed || quvenAllFinite({record, boundColumns.size()})) {
+    for (const BoundColumn& column : boundColumns) setField(column, *record++);
+  } else {
+    for (std::size_t c = 0; c < boundColumns.size(); ++c) setCheckedField(c, record[c], QUVEN_ENV);
+  }
+  return deliver(point, currentRecord - 1);
 }
 
 void QUVENBinaryInputDataset::bindColumns(const QUVENDataPoint& point) {
@@ -329,10 +341,32 @@ inline void QUVENBinaryInputDataset::setField(const BoundColumn& column, double 
   }
 }
 
-std::int32_t QUVENBinaryInputDataset::deliver(QUVENDataPoint& point, std::int32_t number) const {
+/// The same for any value that must be a number.
+void QUVENBinaryInputDataset::setCheckedField(std::size_t column, double value, const QUVENEnvHandle& env) const {
+  const BoundColumn& bound = boundColumns[column];
+  if (bound.isNumeric && !notANumberAllowed) {
+    if (std::isnan(value)) refuseNotANumber(column, QUVEN_ENV);
+    value = quvenClampDouble(value);
+  }
+  setField(bound, value);
+}
+
+/// Requires: the value is of the record before currentRecord.
+void QUVENBinaryInputDataset::refuseNotANumber(std::size_t column, const QUVENEnvHandle& env) const {
+  const std::int64_t record = currentRecord - 1;
+  std::int64_t endOfPart = 0;
+  const std::string file = partSizes.empty() ? fileName : nameOfPart(fileName, partOf(record * recordBytes, endOfPart));
+  const std::string text =
+      "Record " + std::to_string(record) + " has no number in the numeric column " + columnNames[column];
+  report_error(2305, file, text, QUVEN_ENV, false);
+  quvenFatalReport(text + " of input data file " + file, QUVEN_ENV);
+}
+
+bool QUVENBinaryInputDataset::deliver(QUVENDataPoint& point, std::int64_t number) {
+  recordNumber = number;
   point.setRecordId(static_cast<std::uint32_t>(number));
   point.setChannel(0);
-  return number;
+  return true;
 }
 
 /// The doubles of a record in the block, until the next fetch; null behind the last whole record.
@@ -347,12 +381,19 @@ inline const double* QUVENBinaryInputDataset::fetchRecord(std::int64_t record, c
   return reinterpret_cast<const double*>(block.at(start));
 }
 
+/// The part that holds a byte of the dataset, and where that part ends.
+std::size_t QUVENBinaryInputDataset::partOf(std::int64_t byte, std::int64_t& endOfPart) const {
+  std::size_t part = 0;
+  endOfPart = partSizes[0];
+  while (endOfPart <= byte) endOfPart += partSizes[++part];
+  return part;
+}
+
 void QUVENBinaryInputDataset::refill(std::int64_t startByte, const QUVENEnvHandle& env) {
   QUVENDatasetSpan span{fileName, startByte, startByte, totalBytes};
   if (!partSizes.empty()) {
-    std::size_t part = 0;
-    std::int64_t runningTotal = partSizes[0];
-    while (runningTotal <= startByte) runningTotal += partSizes[++part];
+    std::int64_t runningTotal = 0;
+    const std::size_t part = partOf(startByte, runningTotal);
     getBuffer().setCurrentPart(static_cast<std::int32_t>(part));
     span.fileName = nameOfPart(fileName, part);
     span.fileOffset = startByte - (runningTotal - partSizes[part]);
@@ -413,15 +454,15 @@ const double* QUVENBinaryInputDataset::fetchHeader(const QUVENEnvHandle& env) {
   return nullptr;
 }
 
-std::int32_t QUVENBinaryInputDataset::readQuadruples(QUVENDataPoint& point, const QUVENEnvHandle& env) {
+bool QUVENBinaryInputDataset::readQuadruples(QUVENDataPoint& point, const QUVENEnvHandle& env) {
   const double* record = fetchHeader(QUVEN_ENV);
-  if (record == nullptr) return EndOfData;
-  const std::int32_t line = static_cast<std::int32_t>(static_cast<std::uint32_t>(quvenSampleNumber(record[1])));
+  if (record == nullptr) return false;
+  const std::int64_t line = static_cast<std::int64_t>(quvenSampleNumber(record[1]));
   const double numEntries = std::trunc(record[3]);
   point.clearActiveFields(QUVEN_ENV);
   for (double i = 0; i < numEntries; ++i) {
     record = fetchRecord(currentRecord, QUVEN_ENV);
-    if (record == nullptr) return EndOfData;
+    if (record == nullptr) return false;
     const double column = record[2];
     if (!(column >= 1 && column < numColumns + 1.0)) {
       quvenFatalReport("No such column in record " + std::to_string(currentRecord) + " of input data file " + fileName,
@@ -429,13 +470,13 @@ std::int32_t QUVENBinaryInputDataset::readQuadruples(QUVENDataPoint& point, cons
     }
     ++currentRecord;
     const long index = static_cast<long>(column);
-    setField(boundColumns[static_cast<std::size_t>(index - 1)], record[3]);
+    setCheckedField(static_cast<std::size_t>(index - 1), record[3], QUVEN_ENV);
     point.addActiveField(index, QUVEN_ENV);
   }
   record = fetchRecord(currentRecord, QUVEN_ENV);
-  if (record == nullptr) return EndOfData;
+  if (record == nullptr) return false;
   ++currentRecord;
-  if (targetColumn >= 0) setField(boundColumns[static_cast<std::size_t>(targetColumn)], record[3]);
+  if (targetColumn >= 0) setCheckedField(static_cast<std::size_t>(targetColumn), record[3], QUVEN_ENV);
   if (currentRecord > lastRecord) atEnd = 1;
   ++sparseLines;
   return deliver(point, line);

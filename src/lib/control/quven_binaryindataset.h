@@ -36,13 +36,21 @@ class QUVENBinaryInputDataset : public QUVENObjectOf<QUVENBinaryInputDataset, QU
                     const QUVENEnvHandle& env) override;
   std::int32_t isBinary(const QUVENEnvHandle&) const override { return 1; }
   std::int32_t rewind(const QUVENEnvHandle& env) override;
-  /// The data point gets channel 0 and, as its record id, the number that is returned: of the record in the dataset, of
-  /// the line in SparseQuadruples.
   std::int32_t readNext(QUVENDataPoint& point, const QUVENEnvHandle& env) override;
+  /// The data point gets channel 0 and, as its record id, the lower 32 bits of getRecordNumber.
+  /// Errors: a numeric value that is not a number is an Error line (2305) and a fatal report with the file, the record
+  ///         and the column, unless such values are allowed.
+  bool readRecord(QUVENDataPoint& point, const QUVENEnvHandle& env) override;
+  /// The number of the record in the dataset; of the line in SparseQuadruples.
+  std::int64_t getRecordNumber() const override { return recordNumber; }
   QUVENOwnPtr<QUVENDataPoint> makeDataPoint(const QUVENEnvHandle& env) const override;
   void setMultiFile(bool parts) override { multiFile = parts ? 1 : 0; }
   /// The description, where it is not name.info. Called before open.
   void setInfoFile(const std::string& infoFile) { infoFileName = infoFile; }
+
+  /// Whether numeric values are delivered as the file has them. Otherwise, and at first, NaN is refused and an infinite
+  /// value is delivered as the largest number of its sign, which is what distributions and streams make of it.
+  void setNotANumberAllowed(bool allowed) { notANumberAllowed = allowed; }
 
   /// Reads as this one of several workers from the next setScanType on. Requires 0 <= rank < count.
   void setWorker(std::int32_t rank, std::int32_t count, const QUVENEnvHandle& env);
@@ -96,9 +104,12 @@ class QUVENBinaryInputDataset : public QUVENObjectOf<QUVENBinaryInputDataset, QU
   const double* fetchOfOwnLines(const QUVENEnvHandle& env);
   const double* fetchOfSampledLines(const QUVENEnvHandle& env);
   const double* fetchHeader(const QUVENEnvHandle& env);
-  std::int32_t readQuadruples(QUVENDataPoint& point, const QUVENEnvHandle& env);
-  void setField(const BoundColumn& column, double value);
-  std::int32_t deliver(QUVENDataPoint& point, std::int32_t number) const;
+  bool readQuadruples(QUVENDataPoint& point, const QUVENEnvHandle& env);
+  static void setField(const BoundColumn& column, double value);
+  void setCheckedField(std::size_t column, double value, const QUVENEnvHandle& env) const;
+  [[noreturn]] void refuseNotANumber(std::size_t column, const QUVENEnvHandle& env) const;
+  bool deliver(QUVENDataPoint& point, std::int64_t number);
+  std::size_t partOf(std::int64_t byte, std::int64_t& endOfPart) const;
   std::int32_t randomSkip() const;
   QUVENDatasetBuffer& getBuffer() { return buffer == nullptr ? ownBuffer : *buffer; }
 
@@ -130,6 +141,8 @@ class QUVENBinaryInputDataset : public QUVENObjectOf<QUVENBinaryInputDataset, QU
 
   QUVENDatasetBuffer ownBuffer;
   std::int64_t recordBytes = 0;  // of the present mode
+  std::int64_t recordNumber = -1;
+  bool notANumberAllowed = false;
   const QUVENDataPoint* boundPoint = nullptr;
   std::vector<BoundColumn> boundColumns;  // those of boundPoint
   bool progressLines = true;

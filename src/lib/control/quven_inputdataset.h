@@ -20,12 +20,17 @@ class QUVENInputDataset : public QUVENObjectOf<QUVENInputDataset, QUVENObject> {
   virtual std::int32_t isBinary(const QUVENEnvHandle& env) const = 0;
   /// Goes back to the first record of the pass and returns 1.
   virtual std::int32_t rewind(const QUVENEnvHandle& env) = 0;
-  /// Fills the data point with the next record and returns its number, or EndOfData.
+  /// Fills the data point with the next record and returns its number as 32 bits, or EndOfData. The number of record
+  /// 4,294,967,295 is EndOfData as well: a pass over more records than that uses readRecord.
   virtual std::int32_t readNext(QUVENDataPoint& point, const QUVENEnvHandle& env) = 0;
   /// A data point without fields.
   virtual QUVENOwnPtr<QUVENDataPoint> makeDataPoint(const QUVENEnvHandle& env) const = 0;
   /// Whether the name stands for parts: name.0, name.1, ... Called before open.
   virtual void setMultiFile(bool parts) = 0;
+  /// Fills the data point with the next record; false at the end of the data.
+  virtual bool readRecord(QUVENDataPoint& point, const QUVENEnvHandle& env) = 0;
+  /// The number of the record that was delivered last, or of its line where whole lines are delivered.
+  virtual std::int64_t getRecordNumber() const = 0;
 };
 
 #endif  // QUVEN_INPUTDATASET_H

@@ -2,6 +2,7 @@
 
 #include "kernel/quven_cat_field.h"
 #include "util/quven_debug.h"
+#include "util/quven_element_frame.h"
 #include "util/quven_heap.h"
 #include "util/quven_registration.h"
 
@@ -10,6 +11,11 @@ QUVEN_REGISTER(QUVENCatFieldCat);
 QUVEN_REGISTER(QUVENCatFieldDist);
 
 namespace {
+
+const QUVENElementFrame& frameOfTexts() {
+  static const QUVENElementFrame frame(QUVENStringPQElement::typeName().getName(), QUVENStringPQElement::keywords());
+  return frame;
+}
 
 struct ByPriority {
   bool operator()(const QUVENStringPQElement& a, const QUVENStringPQElement& b) const { return a.leavesBefore(b); }
@@ -25,6 +31,37 @@ struct ByFallingCount {
 
 }  // namespace
 
+void QUVENStreamValue<QUVENStringPQElement>::write(QUVENObjWriter& writer, const QUVENStringPQElement& element,
+                                                   const QUVENEnvHandle& env) {
+  const QUVENElementFrame& frame = frameOfTexts();
+  const std::string_view text = element.getValue();
+  if (char* place = writer.roomForBytes(frame.size() + text.size() + 2 * quvenMaxVarintBytes)) {
+    QUVENImageFiller image(place);
+    image.add(frame.head);
+    image.addSigned(static_cast<std::int64_t>(text.size()));
+    image.add(text);
+    image.add(frame.middle);
+    image.addUnsigned(element.getPriority());
+    image.add(frame.tail);
+    return writer.commitBytes(image.getCount());
+  }
+  quvenWriteObject(writer, element, QUVEN_ENV);
+}
+
+void QUVENStreamValue<QUVENStringPQElement>::read(QUVENObjReader& reader, QUVENStringPQElement& element,
+                                                  const QUVENEnvHandle& env) {
+  const QUVENElementFrame& frame = frameOfTexts();
+  QUVENImageParser image(reader.getBytesAhead());
+  std::string_view text;
+  std::uint64_t priority = 0;
+  if (image.expect(frame.head) && image.takeText(text) && image.expect(frame.middle) && image.takeUnsigned(priority) &&
+      image.expect(frame.tail)) {
+    element.set(text, quvenSaturate<std::uint32_t>(priority), QUVEN_ENV);
+    return reader.skipBytes(image.getCount());
+  }
+  quvenReadObject(reader, element, QUVEN_ENV);
+}
+
 bool QUVENStringPQElement::leavesBefore(const QUVENStringPQElement& other) const {
   if (ivPriority != other.ivPriority) return ivPriority < other.ivPriority;
   return ivValue < other.ivValue;
@@ -39,7 +76,11 @@ void QUVENCatFieldDist::update(std::uint32_t recordId, const QUVENStringWithHash
   ivCurrValidCount += 1.0;
   if (ivCatsVec.isEmpty() && ivScansDone == 0) {
     QUVEN_ASSERT(field != nullptr);
-    addSample(QUVENStringPQElement(value, hashPair(recordId, field->getName().hash())), QUVEN_ENV);
+    const std::uint32_t priority = hashPair(recordId, field->getName().hash());
+    // Most texts leave a full sample at once: they are not even copied.
+    const bool isFull = ivSampleVecCapacity > 0 && ivSampleVec.getSize() >= ivSampleVecCapacity;
+    if (isFull && priority < ivSampleVec[1].getPriority()) return;
+    addSample(QUVENStringPQElement(value, priority), QUVEN_ENV);
     return;
   }
   const std::int32_t index = getCatIndex(value);

@@ -7,6 +7,7 @@
 
 #include "util/quven_keyvalue_xashtable.h"
 #include "util/quven_object_of.h"
+#include "util/quven_stream_values.h"
 #include "util/quven_string.h"
 #include "util/quven_xaray.h"
 
@@ -19,6 +20,10 @@ class QUVENStringPQElement : public QUVENObjectOf<QUVENStringPQElement, QUVENObj
   QUVENStringPQElement(const QUVENStringWithHash& value, std::uint32_t priority)
       : ivValue(value), ivPriority(priority) {}
 
+  void set(std::string_view value, std::uint32_t priority, const QUVENEnvHandle& env) {
+    quvenAssignText(ivValue, value, QUVEN_ENV);
+    ivPriority = priority;
+  }
   const QUVENStringWithHash& getValue() const { return ivValue; }
   std::uint32_t getPriority() const { return ivPriority; }
   /// The order in which elements leave a full sample: by priority, and of one priority by text.
@@ -27,6 +32,16 @@ class QUVENStringPQElement : public QUVENObjectOf<QUVENStringPQElement, QUVENObj
  private:
   QUVEN_MEMBER(ivValue, QUVENStringWithHash);
   QUVEN_MEMBER(ivPriority, std::uint32_t) = 0;
+};
+
+/// A text of a sample goes as the image of its object, in one step where the stream has bytes at hand.
+template <>
+struct QUVENStreamValue<QUVENStringPQElement> {
+  static constexpr std::uint64_t fewestBytes = 4;  // keyword, length and text of the type, keyword
+
+  static void write(QUVENObjWriter& writer, const QUVENStringPQElement& element, const QUVENEnvHandle& env);
+  static void read(QUVENObjReader& reader, QUVENStringPQElement& element, const QUVENEnvHandle& env);
+  static QUVENMemberType describe() { return {QUVENValueKind::ObjectByValue, 0, 0, &QUVENStringPQElement::typeName}; }
 };
 
 /// A category and how often it was seen: in the last finished pass and in the current one.

@@ -1,5 +1,8 @@
 #include "kernel/quven_field.h"
 
+#include <algorithm>
+#include <limits>
+
 #include "util/quven_debug.h"
 #include "util/quven_registration.h"
 
@@ -13,23 +16,6 @@ QUVENFieldGlobalVars& QUVENFieldGlobalVars::get(const QUVENEnvHandle& env) {
 
 QUVENField::QUVENField(QUVENFieldType type, const QUVENEnvHandle& env)
     : Members(env), ivFieldType(static_cast<std::int32_t>(type)) {}
-
-void QUVENField::clearValue() {
-  valuePresent = valueMissing = 0;
-  numValueCount = 0;
-  valueIndex = StaleValueIndex;
-}
-
-void QUVENField::setMissing() {
-  clearValue();
-  valuePresent = valueMissing = 1;
-}
-
-void QUVENField::setNumValue(double value) {
-  clearValue();
-  valuePresent = 1;
-  numValue = value;
-}
 
 void QUVENField::setCatValue(std::string_view text) {
   clearValue();
@@ -68,11 +54,6 @@ void QUVENField::restoreValue(const QUVENFieldValue& savedfieldval, const QUVENE
   valueIndex = savedfieldval.valueIndex;
 }
 
-double QUVENField::getNumValue(const QUVENEnvHandle&) const {
-  QUVEN_ASSERT(!isMissing());
-  return numValue;
-}
-
 const QUVENStringWithHash& QUVENField::getCatValue(const QUVENEnvHandle&) const {
   QUVEN_ASSERT(!isMissing());
   return catValue;
@@ -82,6 +63,23 @@ double QUVENField::getNumValueOfChannel(long channel, const QUVENEnvHandle&) con
   QUVEN_ASSERT(!isMissing());
   QUVEN_ASSERT(1 <= channel && channel <= numValueCount);
   return numValues[channel];
+}
+
+void QUVENField::setNumValueOfChannel(long channel, double value, const QUVENEnvHandle& env) {
+  const long channels = getGlobalNumChannels();
+  QUVEN_ASSERT(1 <= channel && channel <= channels);
+  if (numValueCount < channels) {
+    const bool hasSingle = hasValue() && !isMissing();
+    const double others = hasSingle ? numValue : std::numeric_limits<double>::quiet_NaN();
+    if (numValues.getSize() < channels) numValues.autoExtend(channels, QUVEN_ENV);
+    std::fill(numValues.begin() + numValueCount, numValues.begin() + channels, others);
+    numValueCount = static_cast<std::int32_t>(channels);
+  }
+  numValues[channel] = value;
+  numValue = numValues[1];
+  valuePresent = 1;
+  valueMissing = 0;
+  valueIndex = StaleValueIndex;
 }
 
 std::int32_t QUVENField::getValueIndex(const QUVENEnvHandle& env) {
@@ -107,6 +105,11 @@ void QUVENField::readPrimitive(QUVENObjReader& reader, const QUVENEnvHandle& env
                                  __LINE__, __FILE__);
   }
   ivName = tempName;
+}
+
+void QUVENField::postReadPrimitive(QUVENObjReader& reader, const QUVENEnvHandle& env) {
+  Members::postReadPrimitive(reader, QUVEN_ENV);
+  if (isNumeric() && ivPurpose == static_cast<std::int32_t>(QUVENFieldPurpose::LineNumber)) lineNumber = 1;
 }
 
 bool QUVENField::hasScanResult(const QUVENEnvHandle& env) const { quvenNotImplemented(QUVEN_ENV); }

@@ -7,6 +7,7 @@
 #include <string_view>
 
 #include "kernel/quven_data_scan.h"
+#include "util/quven_debug.h"
 #include "util/quven_string.h"
 
 /// What an environment's fields have in common.
@@ -75,19 +76,44 @@ class QUVENField : public QUVENObjectOf<QUVENField, QUVENDataScan> {
   bool hasValue() const { return valuePresent != 0; }
   bool isMissing() const { return valueMissing != 0; }
   /// The record delivers nothing here.
-  void clearValue();
+  void clearValue() {
+    valuePresent = valueMissing = 0;
+    numValueCount = 0;
+    valueIndex = StaleValueIndex;
+  }
   /// The record says that there is no value.
-  void setMissing();
-  void setNumValue(double value);
+  void setMissing() {
+    clearValue();
+    valuePresent = valueMissing = 1;
+  }
+  void setNumValue(double value) {
+    clearValue();
+    valuePresent = 1;
+    numValue = value;
+  }
   void setCatValue(std::string_view text);
   /// The values of the channels, 1..values.getSize(), the first of which is the single value as well. None is a record
   /// that delivers nothing.
   void setNumValues(const QUVENXaRay<double>& values, const QUVENEnvHandle& env);
   /// Errors: the value of a missing field fails the assertion "!isMissing()".
-  double getNumValue(const QUVENEnvHandle& env) const;
+  double getNumValue(const QUVENEnvHandle&) const {
+    QUVEN_ASSERT(!isMissing());
+    return numValue;
+  }
   const QUVENStringWithHash& getCatValue(const QUVENEnvHandle& env) const;
   long getNumValues() const { return numValueCount; }
   double getNumValueOfChannel(long channel, const QUVENEnvHandle& env) const;
+  /// What a model reads: the value of a channel, or the single value where that channel has none. 0 for a field of
+  /// texts and for a record without a value here.
+  double getNumValueOrSingle(long channel) const {
+    if (!isNumeric() || !hasValue() || isMissing()) return 0;
+    return channel >= 1 && channel <= numValueCount ? numValues[channel] : numValue;
+  }
+  /// What a model writes: the value of one channel. The field has a value of each channel then. A channel that was not
+  /// set since the record began has the single value, or NaN if there was none; the value of channel 1 is the single
+  /// value as well.
+  /// Requires: 1 <= channel <= getGlobalNumChannels(), an assertion failure otherwise.
+  void setNumValueOfChannel(long channel, double value, const QUVENEnvHandle& env);
   /// Keeps the value of the current record, or that there is none.
   void saveValue(QUVENFieldValue& savedfieldval, const QUVENEnvHandle& env) const;
   /// Errors: the value of a field of another type fails "savedfieldval.ivFieldType == getType()".
@@ -99,6 +125,8 @@ class QUVENField : public QUVENObjectOf<QUVENField, QUVENDataScan> {
 
   /// A field keeps the name that it has: a stream must not put another field in its place.
   void readPrimitive(QUVENObjReader& reader, const QUVENEnvHandle& env) override;
+  /// A numeric field whose purpose is the line number is the field of the line numbers.
+  void postReadPrimitive(QUVENObjReader& reader, const QUVENEnvHandle& env) override;
 
   // In a base of fields: "Function/Feature not yet implemented".
   bool hasScanResult(const QUVENEnvHandle& env) const override;
@@ -118,7 +146,8 @@ class QUVENField : public QUVENObjectOf<QUVENField, QUVENDataScan> {
   virtual std::int32_t getIndexOfValue(double value, const QUVENEnvHandle& env) const;
   virtual const QUVENStringWithHash& getCategoryText(std::int32_t index, const QUVENEnvHandle& env) const;
   virtual bool hasDistribution() const;
-  /// The passes that the distribution has finished; -1 for a field that is not sampled.
+  /// The passes that the distribution has finished; -1 for a field that is not sampled, to which updateDistribution does
+  /// nothing.
   virtual std::int32_t getDistributionPasses() const { return -1; }
   /// Whether computeValue has a producer to ask.
   virtual bool hasValueProducer() const { return false; }

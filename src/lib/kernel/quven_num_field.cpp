@@ -73,15 +73,22 @@ void QUVENNumField::reservedOperation(const QUVENEnvHandle&) {}
 
 void QUVENNumField::updateDistribution(std::uint32_t recordId, const QUVENEnvHandle& env) {
   if (!isGathering() || !hasValue()) return;
-  // A model may find no number for a record; data never hold such a value.
-  if (isMissing() || (isComputed() && std::isnan(getNumValue(QUVEN_ENV)))) {
+  if (isMissing()) {
     ivNumFieldDistPtr->updateMissing();
   } else if (getNumValues() == 0) {
-    ivNumFieldDistPtr->update(recordId, getNumValue(QUVEN_ENV), QUVEN_ENV);
+    updateDistributionWith(recordId, getNumValue(QUVEN_ENV), QUVEN_ENV);
   } else {
     for (long i = 1; i <= getNumValues(); ++i) {
-      ivNumFieldDistPtr->update(recordId, getNumValueOfChannel(i, QUVEN_ENV), QUVEN_ENV);
+      updateDistributionWith(recordId, getNumValueOfChannel(i, QUVEN_ENV), QUVEN_ENV);
     }
+  }
+}
+
+void QUVENNumField::updateDistributionWith(std::uint32_t recordId, double value, const QUVENEnvHandle& env) {
+  if (isComputed() && std::isnan(value)) {
+    ivNumFieldDistPtr->updateMissing();
+  } else {
+    ivNumFieldDistPtr->update(recordId, value, QUVEN_ENV);
   }
 }
 

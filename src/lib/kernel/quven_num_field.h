@@ -45,6 +45,7 @@ class QUVENNumField : public QUVENObjectOf<QUVENNumField, QUVENField> {
   void setSampleFlag(bool sample, const QUVENEnvHandle& env) override;
   void computeValue(QUVENDataPoint& point, const QUVENEnvHandle& env) override;
   void reservedOperation(const QUVENEnvHandle& env) override;
+  /// A value of a computed field that is not a number counts as missing.
   void updateDistribution(std::uint32_t recordId, const QUVENEnvHandle& env) override;
   void beginDistributionPass(const QUVENEnvHandle& env) override;
   void endDistributionPass(const QUVENEnvHandle& env) override;
@@ -60,6 +61,7 @@ class QUVENNumField : public QUVENObjectOf<QUVENNumField, QUVENField> {
   void sampleFromDistribution(std::uint32_t recordId, const QUVENEnvHandle& env) override;
 
  private:
+  void updateDistributionWith(std::uint32_t recordId, double value, const QUVENEnvHandle& env);
   bool isGathering() const { return ivSampleFlag != 0 && hasDistribution(); }
 
   QUVEN_MEMBER_IF(writerMode != QUVENObjWriter::ScanResults, ivSampleFlag, std::int32_t) = 0;

@@ -2,53 +2,14 @@
 
 #include <algorithm>
 #include <cmath>
-#include <compare>
 
 #include "kernel/quven_num_field.h"
 #include "util/quven_debug.h"
-#include "util/quven_heap.h"
 #include "util/quven_numbers.h"
 #include "util/quven_registration.h"
 
-QUVEN_REGISTER(QUVENRealPQElement);
 QUVEN_REGISTER(QUVENNumFieldBin);
 QUVEN_REGISTER(QUVENNumFieldDist);
-
-namespace {
-
-using Sample = QUVENXaRay<QUVENRealPQElement, 0>;
-
-struct ByFallingPriority {
-  bool operator()(const QUVENRealPQElement& a, const QUVENRealPQElement& b) const { return b.leavesBefore(a); }
-};
-struct ByValue {
-  bool operator()(const QUVENRealPQElement& a, const QUVENRealPQElement& b) const {
-    return a.getValue() < b.getValue();
-  }
-};
-
-}  // namespace
-
-bool QUVENRealPQElement::leavesBefore(const QUVENRealPQElement& other) const {
-  if (ivPriority != other.ivPriority) return ivPriority < other.ivPriority;
-  return std::strong_order(ivValue, other.ivValue) < 0;
-}
-
-void QUVENNumFieldBin::update(double x) {
-  ivCurrMaxValue = std::max(ivCurrMaxValue, x);
-  ivCurrMinValue = std::min(ivCurrMinValue, x);
-  if (ivCurrCount < 1) {
-    ivCurrSum = x;
-    ivCurrCount = 1;
-    ivCurrVariance = 0;
-    return;
-  }
-  const double oldMean = ivCurrSum / ivCurrCount;
-  ivCurrSum += x;
-  ++ivCurrCount;
-  const double newMean = ivCurrSum / ivCurrCount;
-  ivCurrVariance += (x - newMean) * (x - oldMean);
-}
 
 void QUVENNumFieldBin::merge(const QUVENNumFieldBin& other) {
   ivCurrMaxValue = std::max(ivCurrMaxValue, other.ivCurrMaxValue);
@@ -58,6 +19,7 @@ void QUVENNumFieldBin::merge(const QUVENNumFieldBin& other) {
     ivCurrCount = other.ivCurrCount;
     ivCurrSum = other.ivCurrSum;
     ivCurrVariance = other.ivCurrVariance;
+    computeCurrMean();
     return;
   }
   const std::int64_t total = std::int64_t{ivCurrCount} + other.ivCurrCount;
@@ -68,6 +30,12 @@ void QUVENNumFieldBin::merge(const QUVENNumFieldBin& other) {
   const double distance = ivCurrSum / static_cast<double>(total) - other.ivCurrSum / other.ivCurrCount;
   const double weight = static_cast<double>(quotient) * other.ivCurrCount;
   ivCurrVariance = distance * distance * weight + other.ivCurrVariance + ivCurrVariance;
+  computeCurrMean();
+}
+
+void QUVENNumFieldBin::postReadPrimitive(QUVENObjReader& reader, const QUVENEnvHandle& env) {
+  Members::postReadPrimitive(reader, QUVEN_ENV);
+  computeCurrMean();
 }
 
 void QUVENNumFieldBin::startPass() {
@@ -113,33 +81,23 @@ void QUVENNumFieldDist::update(std::uint32_t recordId, double value, const QUVEN
   // Infinity would come back from a worker as the largest number: it is that from the beginning.
   value = quvenClampDouble(value);
   ivCurrValidCount += 1.0;
+  if (binLimitsAreSet && !std::isnan(value)) {
+    ivPotBinsVec[binOfLimits(value)].update(value);
+    return;
+  }
   if (ivPotBinsVec.isEmpty() && ivScansDone == 0) {
     QUVEN_ASSERT(field != nullptr);
-    addSample(hashPair(recordId, field->getName().hash()), value, QUVEN_ENV);
+    const QUVENSampledNumber number(value, hashPair(recordId, field->getName().hash()));
+    ivSampleSortVec.add(number, ivSampleSortVecCapacity, QUVEN_ENV);
     return;
   }
   const std::int32_t index = getBinIndex(value, QUVEN_ENV);
   if (index != 0) ivPotBinsVec[index].update(value);
 }
 
-void QUVENNumFieldDist::addSample(std::uint32_t priority, double value, const QUVENEnvHandle& env) {
-  const QUVENRealPQElement element(value, priority);
-  const long size = ivSampleSortVec.getSize();
-  if (ivSampleSortVecCapacity < 1) return;
-  QUVENHeap heap(ivSampleSortVec, ByFallingPriority());
-  if (size >= ivSampleSortVecCapacity) {
-    if (!ivSampleSortVec[1].leavesBefore(element)) return;
-    ivSampleSortVec[1].copyFromPrimitive(&element, QUVEN_ENV);
-    heap.siftDown(1, size, QUVEN_ENV);
-  } else {
-    ivSampleSortVec.append(QUVENRealPQElement(value, priority), QUVEN_ENV);
-    if (size + 1 == ivSampleSortVecCapacity) heap.heapify(size + 1, QUVEN_ENV);
-  }
-}
-
 void QUVENNumFieldDist::beginPass(const QUVENEnvHandle& env) {
   ivCurrMissingCount = ivCurrValidCount = 0;
-  ivSampleSortVec.setSize(0, QUVEN_ENV);
+  ivSampleSortVec.clear(QUVEN_ENV);
   for (QUVENNumFieldBin& bin : ivPotBinsVec) bin.startPass();
 }
 
@@ -161,7 +119,7 @@ void QUVENNumFieldDist::computePotentialBins(const QUVENEnvHandle& env) {
   if (n < 1) return;
   const long quantiles = std::min(long{MostQuantiles}, static_cast<long>(std::sqrt(static_cast<double>(n))));
   const long step = n / quantiles;
-  QUVENHeap(ivSampleSortVec, ByValue()).heapSort(n, QUVEN_ENV);
+  ivSampleSortVec.sortByValue(QUVEN_ENV);
   ivPotBinsVec.setSizeCapacity(0, 2 * quantiles + 2, QUVEN_ENV);
 
   double lo = QUVENNumFieldBin::LowestValue;
@@ -192,8 +150,8 @@ void QUVENNumFieldDist::computePotentialBins(const QUVENEnvHandle& env) {
   } while (pos <= n);
 
   ivPotBinsVec.setSizeCapacity(ivPotBinsVec.getSize(), ivPotBinsVec.getSize(), QUVEN_ENV);
-  rebuildEnds(QUVEN_ENV);
-  for (const QUVENRealPQElement& element : ivSampleSortVec) {
+  binLimitsAreSet = binLimits.set(ivPotBinsVec);
+  for (const QUVENSampledNumber& element : ivSampleSortVec) {
     ivPotBinsVec[getBinIndex(element.getValue(), QUVEN_ENV)].update(element.getValue());
   }
 }
@@ -207,34 +165,44 @@ void QUVENNumFieldDist::merge(const QUVENNumFieldDist& other, const QUVENEnvHand
   QUVEN_ASSERT(ivPotBinsVec.getSize() == other.ivPotBinsVec.getSize());
   ivCurrValidCount += other.ivCurrValidCount;
   ivCurrMissingCount += other.ivCurrMissingCount;
-  for (const QUVENRealPQElement& element : other.ivSampleSortVec) {
-    addSample(element.getPriority(), element.getValue(), QUVEN_ENV);
-  }
+  ivSampleSortVec.addAll(other.ivSampleSortVec, ivSampleSortVecCapacity, QUVEN_ENV);
   for (long i = 1; i <= ivPotBinsVec.getSize(); ++i) ivPotBinsVec[i].merge(other.ivPotBinsVec[i]);
 }
 
 std::int32_t QUVENNumFieldDist::getBinIndex(double x, const QUVENEnvHandle& env) const {
-  const long numBins = ivPotBinsVec.getSize();
+  const std::int32_t numBins = static_cast<std::int32_t>(ivPotBinsVec.getSize());
   if (numBins == 0) return 0;
   x = quvenClampDouble(x);
-  const double* start = std::lower_bound(sortedEnds.begin(), sortedEnds.end(), x);
-  for (long i = start - sortedEnds.begin() + 1; i <= numBins; ++i) {
-    if (ivPotBinsVec[i].reachesUpTo(x)) return static_cast<std::int32_t>(i);
+  if (!binLimitsAreSet || std::isnan(x)) return walkToBin(x, QUVEN_ENV);
+  return binOfLimits(x);
+}
+
+/// The bin of a number among bins of any order: the first whose end reaches it, from the first end that is not below.
+std::int32_t QUVENNumFieldDist::walkToBin(double x, const QUVENEnvHandle& env) const {
+  const std::int32_t numBins = static_cast<std::int32_t>(ivPotBinsVec.getSize());
+  const long ends = std::count_if(ivPotBinsVec.begin(), ivPotBinsVec.end(),
+                                  [x](const QUVENNumFieldBin& bin) { return bin.getHiEnd() < x; });
+  for (std::int32_t i = static_cast<std::int32_t>(ends) + 1; i <= numBins; ++i) {
+    if (ivPotBinsVec[i].reachesUpTo(x)) return i;
   }
-  // The largest end is excluded as well, but there is no bin above it.
-  if (x >= QUVENNumFieldBin::HighestValue) return static_cast<std::int32_t>(numBins);
+  if (x >= QUVENNumFieldBin::HighestValue) return numBins;
   quvenUnreachable(QUVEN_ENV);
 }
 
-void QUVENNumFieldDist::rebuildEnds(const QUVENEnvHandle& env) {
-  sortedEnds.setSize(ivPotBinsVec.getSize(), QUVEN_ENV);
-  std::transform(ivPotBinsVec.begin(), ivPotBinsVec.end(), sortedEnds.begin(),
-                 [](const QUVENNumFieldBin& bin) { return bin.getHiEnd(); });
-  // In the total order, for a foreign stream may have an end that is not a number.
-  std::sort(sortedEnds.begin(), sortedEnds.end(), [](double a, double b) { return std::strong_order(a, b) < 0; });
+bool QUVENBinLimits::set(const QUVENXaRay<QUVENNumFieldBin, 0>& bins) {
+  constexpr double infinity = std::numeric_limits<double>::infinity();
+  if (bins.isEmpty() || bins.getSize() > MostBins) return false;
+  limits.fill(infinity);
+  for (std::size_t i = 0; i < static_cast<std::size_t>(bins.getSize()); ++i) {
+    const QUVENNumFieldBin& bin = bins[static_cast<long>(i) + 1];
+    limits[i] = bin.includesHiEnd() ? std::nextafter(bin.getHiEnd(), infinity) : bin.getHiEnd();
+    if (std::isnan(limits[i]) || (i > 0 && limits[i] < limits[i - 1])) return false;
+  }
+  for (std::size_t i = 0; i < groupLimits.size(); ++i) groupLimits[i] = limits[(i + 1) * GroupSize - 1];
+  return bins[bins.getSize()].getHiEnd() == QUVENNumFieldBin::HighestValue;
 }
 
 void QUVENNumFieldDist::postReadPrimitive(QUVENObjReader& reader, const QUVENEnvHandle& env) {
   Members::postReadPrimitive(reader, QUVEN_ENV);
-  rebuildEnds(QUVEN_ENV);
+  binLimitsAreSet = binLimits.set(ivPotBinsVec);
 }

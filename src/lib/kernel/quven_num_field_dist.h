@@ -3,32 +3,17 @@
 
 // The distribution of a column of numbers: bins from a sample of the first pass, exact statistics of them afterwards.
 
+#include <algorithm>
+#include <array>
+#include <cstddef>
 #include <cstdint>
 #include <limits>
 
+#include "kernel/quven_number_sample.h"
 #include "util/quven_object_of.h"
 #include "util/quven_xaray.h"
 
 class QUVENNumField;
-
-/// A number of a sample with its priority.
-class QUVENRealPQElement : public QUVENObjectOf<QUVENRealPQElement, QUVENObject> {
- public:
-  QUVENRealPQElement() = default;
-  QUVENRealPQElement(double value, std::uint32_t priority) : ivValue(value), ivPriority(priority) {}
-
-  double getValue() const { return ivValue; }
-  std::uint32_t getPriority() const { return ivPriority; }
-  /// The order in which elements leave a full sample: by priority, and of one priority by value.
-  ///
-  /// The second key is there for the channels of a record, which share a priority: what a sample keeps must not depend
-  /// on the order in which it met them.
-  bool leavesBefore(const QUVENRealPQElement& other) const;
-
- private:
-  QUVEN_MEMBER(ivValue, double) = 0;
-  QUVEN_MEMBER(ivPriority, std::uint32_t) = 0;
-};
 
 /// An interval of the numbers, and what was seen in it: in the last finished pass and in the current one.
 class QUVENNumFieldBin : public QUVENObjectOf<QUVENNumFieldBin, QUVENObject> {
@@ -59,7 +44,22 @@ class QUVENNumFieldBin : public QUVENObjectOf<QUVENNumFieldBin, QUVENObject> {
 
   /// Whether a number is not above the bin.
   bool reachesUpTo(double x) const { return ivIncHiEnd != 0 ? x <= ivHiEnd : ivHiEnd > x; }
-  void update(double x);
+  /// Counts a number; at the largest count the count stays.
+  void update(double x) {
+    ivCurrMaxValue = std::max(ivCurrMaxValue, x);
+    ivCurrMinValue = std::min(ivCurrMinValue, x);
+    if (ivCurrCount < 1) {
+      ivCurrSum = currMean = x;
+      ivCurrCount = 1;
+      ivCurrVariance = 0;
+      return;
+    }
+    const double oldMean = currMean;
+    ivCurrSum += x;
+    ivCurrCount += ivCurrCount < std::numeric_limits<std::int32_t>::max() ? 1 : 0;
+    currMean = ivCurrSum / ivCurrCount;
+    ivCurrVariance += (x - currMean) * (x - oldMean);
+  }
   void merge(const QUVENNumFieldBin& other);
   /// Ends a pass: what was current becomes that of the last finished pass.
   void finishPass();
@@ -69,7 +69,12 @@ class QUVENNumFieldBin : public QUVENObjectOf<QUVENNumFieldBin, QUVENObject> {
   /// and the variance of the bin. A bin whose mean is not between two ends gives its mean.
   double valueOfDraw(double draw) const;
 
+  /// Computes the mean, which no stream carries.
+  void postReadPrimitive(QUVENObjReader& reader, const QUVENEnvHandle& env) override;
+
  private:
+  void computeCurrMean() { currMean = ivCurrCount < 1 ? 0 : ivCurrSum / ivCurrCount; }
+
   QUVEN_MEMBER(ivLoEnd, double) = 0;
   QUVEN_MEMBER(ivHiEnd, double) = 0;
   QUVEN_MEMBER(ivIncLoEnd, std::int32_t) = 0;
@@ -84,6 +89,38 @@ class QUVENNumFieldBin : public QUVENObjectOf<QUVENNumFieldBin, QUVENObject> {
   QUVEN_MEMBER(ivCurrVariance, double) = 0;
   QUVEN_MEMBER(ivCurrMaxValue, double) = LowestValue;
   QUVEN_MEMBER(ivCurrMinValue, double) = HighestValue;
+  QUVEN_STATE(currMean, double) = 0;  // ivCurrSum / ivCurrCount, kept to divide once for each number
+};
+
+/// The upper limits of bins, for a search without branches that depend on the number.
+///
+/// A number is in the first bin whose limit is above it: the limit of a bin is its upper end, or the next number where
+/// the end belongs to the bin. The limits are in ascending order in groups of 16, behind them infinity.
+class QUVENBinLimits {
+ public:
+  /// Whether the bins can be searched: at most MostBins, limits in ascending order, the largest number as last end.
+  /// Bins made from a sample always can; those of a damaged stream may not.
+  bool set(const QUVENXaRay<QUVENNumFieldBin, 0>& bins);
+  /// The index from 0 of the bin of a finite number; at or above the number of bins when every limit is at or below it.
+  /// Requires: set has returned true.
+  std::int32_t find(double x) const {
+    const std::int32_t group = countUpTo(groupLimits.data(), x);
+    return group * GroupSize + countUpTo(limits.data() + static_cast<std::ptrdiff_t>(group) * GroupSize, x);
+  }
+
+ private:
+  static constexpr std::int32_t GroupSize = 16;
+  static constexpr std::int32_t MostBins = GroupSize * GroupSize - 1;
+
+  /// How many limits of a group are at or below a number.
+  static std::int32_t countUpTo(const double* group, double x) {
+    std::int64_t count = 0;
+    for (std::int32_t i = 0; i < GroupSize; ++i) count += group[i] <= x ? 1 : 0;
+    return static_cast<std::int32_t>(count);
+  }
+
+  std::array<double, GroupSize> groupLimits{};  // the last limit of each group
+  std::array<double, GroupSize * GroupSize> limits{};
 };
 
 /// The distribution of a numeric field.
@@ -116,7 +153,7 @@ class QUVENNumFieldDist : public QUVENObjectOf<QUVENNumFieldDist, QUVENObject> {
   std::int32_t getBinIndex(double x, const QUVENEnvHandle& env) const;
   long getNumBins() const { return ivPotBinsVec.getSize(); }
   const QUVENNumFieldBin& getBin(long index) const { return ivPotBinsVec.at(index); }
-  const QUVENXaRay<QUVENRealPQElement, 0>& getSample() const { return ivSampleSortVec; }
+  const QUVENNumberSample& getSample() const { return ivSampleSortVec; }
   std::int32_t getSampleCapacity() const { return ivSampleSortVecCapacity; }
   std::int32_t getScansDone() const { return ivScansDone; }
   double getMissingCount() const { return ivMissingCount; }
@@ -128,12 +165,16 @@ class QUVENNumFieldDist : public QUVENObjectOf<QUVENNumFieldDist, QUVENObject> {
   void postReadPrimitive(QUVENObjReader& reader, const QUVENEnvHandle& env) override;
 
  private:
-  void addSample(std::uint32_t priority, double value, const QUVENEnvHandle& env);
   void computePotentialBins(const QUVENEnvHandle& env);
   void addBin(double loEnd, double hiEnd, bool incLoEnd, bool incHiEnd, const QUVENEnvHandle& env);
-  void rebuildEnds(const QUVENEnvHandle& env);
+  /// Requires: limits that are set, and a finite number.
+  std::int32_t binOfLimits(double x) const {
+    // The largest end is excluded as well, but there is no bin above it.
+    return std::min(binLimits.find(x), static_cast<std::int32_t>(ivPotBinsVec.getSize()) - 1) + 1;
+  }
+  std::int32_t walkToBin(double x, const QUVENEnvHandle& env) const;
 
-  QUVEN_MEMBER(ivSampleSortVec, QUVENXaRay<QUVENRealPQElement, 0>);  // a heap when it is full, the first leaves first
+  QUVEN_MEMBER(ivSampleSortVec, QUVENNumberSample);
   QUVEN_MEMBER(ivSampleSortVecCapacity, std::int32_t) = 0;
   QUVEN_MEMBER(ivPotBinsVec, QUVENXaRay<QUVENNumFieldBin, 0>);
   QUVEN_MEMBER(ivScansDone, std::int32_t) = 0;
@@ -142,8 +183,9 @@ class QUVENNumFieldDist : public QUVENObjectOf<QUVENNumFieldDist, QUVENObject> {
   QUVEN_MEMBER(ivCurrMissingCount, double) = 0;
   QUVEN_MEMBER(ivCurrValidCount, double) = 0;
 
-  QUVEN_STATE(sortedEnds, QUVENXaRay<double>);  // the upper ends of the bins
-  const QUVENNumField* field = nullptr;         // the owner's, never that of a source
+  QUVEN_STATE(binLimits, QUVENBinLimits);
+  QUVEN_STATE(binLimitsAreSet, bool) = false;
+  const QUVENNumField* field = nullptr;  // the owner's, never that of a source
 };
 
 #endif  // QUVEN_NUM_FIELD_DIST_H

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <utility>
 
 #include "kernel/quven_scan_results.h"
 #include "passes/quven_row_file.h"
@@ -172,8 +173,12 @@ void QUVENPassDriver::shareState(QUVENMemoryBlobIO& blob, QUVENPassCounters& cou
 }
 
 void QUVENPassDriver::readCopy(QUVENScanWorld& copy, QUVENMemoryBlobIO& blob, const QUVENEnvHandle& env) {
-  copy.read(blob, QUVEN_ENV);
+  const long numProducers = copy.read(blob, QUVEN_ENV);
   if (afterRead) afterRead(copy);
+  // Without its producer a computed field would silently have no value.
+  if (copy.countValueProducers() != numProducers) {
+    quvenFatalReport("A computed field has no value producer on this rank", QUVEN_ENV);
+  }
 }
 
 /// Rank 0 asks its live scans and tells all ranks.
@@ -207,18 +212,17 @@ void QUVENPassDriver::scanRecords(QUVENDataPoint& point, QUVENPassCounters& coun
   }
   for (;; ++records) {
     if (records % sampleInterval != 0) {
-      const std::int32_t number = dataset->readNext(point, env);
-      if (number == QUVENInputDataset::EndOfData) break;
-      take(number);
+      if (!dataset->readRecord(point, env)) break;
+      take(dataset->getRecordNumber());
       continue;
     }
     if (observer != nullptr) observer->update(records);
     const auto before = Clock::now();
-    const std::int32_t number = dataset->readNext(point, env);
+    const bool isRecord = dataset->readRecord(point, env);
     const auto between = Clock::now();
     reading += between - before;
-    if (number == QUVENInputDataset::EndOfData) break;
-    take(number);
+    if (!isRecord) break;
+    take(dataset->getRecordNumber());
     updating += Clock::now() - between;
   }
   if (observer != nullptr) observer->endPass();

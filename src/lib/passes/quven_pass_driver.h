@@ -42,6 +42,8 @@ class QUVENPassDriver {
   QUVENPassDriver(const QUVENPassSettings& passSettings, const QUVENWorkerTransport& workerTransport,
                   const QUVENEnvHandle& env);
 
+  /// The live world on rank 0.
+  QUVENScanWorld& getWorld() { return world; }
   QUVENDataPoint& getPoint() const { return world.getPoint(); }
   /// On rank 0 the live names, to which models add their outputs.
   QUVENFieldNameMap& getNames() const { return world.getNames(); }

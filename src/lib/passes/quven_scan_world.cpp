@@ -20,9 +20,17 @@ void QUVENScanWorld::write(QUVENMemoryBlobIO& blob, const QUVENEnvHandle& env) c
   quvenWriteObject(writer, *point, QUVEN_ENV);
   quvenWriteObject(writer, *names, QUVEN_ENV);
   QUVENStreamValue<Scans>::write(writer, scans, QUVEN_ENV);
+  writer.writeSignedVarint(countValueProducers(), QUVEN_ENV);
 }
 
-void QUVENScanWorld::read(QUVENMemoryBlobIO& blob, const QUVENEnvHandle& env) {
+long QUVENScanWorld::countValueProducers() const {
+  long number = 0;
+  for (long i = 1; i <= point->getNumFields(); ++i) number += point->getField(i).hasValueProducer() ? 1 : 0;
+  for (const QUVENOwnPtr<QUVENField>& field : names->getOwnedFields()) number += field->hasValueProducer() ? 1 : 0;
+  return number;
+}
+
+long QUVENScanWorld::read(QUVENMemoryBlobIO& blob, const QUVENEnvHandle& env) {
   names->setMirror(true);
   blob.rewind();
   QUVENBinObjReader reader(blob, QUVEN_ENV);
@@ -30,6 +38,7 @@ void QUVENScanWorld::read(QUVENMemoryBlobIO& blob, const QUVENEnvHandle& env) {
   registerFields(QUVEN_ENV);
   quvenReadObject(reader, *names, QUVEN_ENV);
   QUVENStreamValue<Scans>::read(reader, scans, QUVEN_ENV);
+  return static_cast<long>(reader.readSignedVarint(QUVEN_ENV));
 }
 
 void QUVENScanWorld::writePoint(QUVENMemoryBlobIO& blob, const QUVENEnvHandle& env) const {

@@ -25,9 +25,10 @@ class QUVENScanWorld {
 
   /// Replaces what is in the blob by the state of the world: data point, name map, scans.
   void write(QUVENMemoryBlobIO& blob, const QUVENEnvHandle& env) const;
-  /// Reads the state of another world from the beginning of the blob. Only such streams add and remove fields of this
-  /// world from then on.
-  void read(QUVENMemoryBlobIO& blob, const QUVENEnvHandle& env);
+  /// Reads the state of another world from the beginning of the blob, and returns how many fields have a value producer
+  /// there, which no stream carries. Only such streams add and remove fields of this world from then on.
+  long read(QUVENMemoryBlobIO& blob, const QUVENEnvHandle& env);
+  long countValueProducers() const;
   // The data point alone, for a dataset that is opened before the first pass.
   void writePoint(QUVENMemoryBlobIO& blob, const QUVENEnvHandle& env) const;
   void readPoint(QUVENMemoryBlobIO& blob, const QUVENEnvHandle& env);

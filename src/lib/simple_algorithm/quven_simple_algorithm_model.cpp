@@ -26,13 +26,6 @@ constexpr std::int32_t scoresKind = 4;
 constexpr std::int32_t finalTestChannel = 1;
 constexpr std::int32_t heldOutChannel = 2;
 
-/// The number of a field for a row selector; 0 where it has none.
-double valueOf(const QUVENField& field, std::int32_t selector, const QUVENEnvHandle& env) {
-  if (!field.isNumeric() || !field.hasValue() || field.isMissing()) return 0;
-  const bool hasElement = selector >= 1 && selector <= field.getNumValues();
-  return hasElement ? field.getNumValueOfChannel(selector, env) : field.getNumValue(env);
-}
-
 }  // namespace
 
 QUVENSimpleAlgorithmAbstractData& QUVENSimpleAlgorithmModel::getData(const QUVENEnvHandle&) const {
@@ -118,12 +111,12 @@ void QUVENSimpleAlgorithmModel::bindFields(const QUVENEnvHandle& env) {
 void QUVENSimpleAlgorithmModel::updatePoint(QUVENDataPoint& point, const QUVENEnvHandle& env) {
   const std::int32_t selector = point.getChannel();
   long i = 0;
-  for (const QUVENField* field : explanatoryFields) ivDataVec[++i] = valueOf(*field, selector, env);
+  for (const QUVENField* field : explanatoryFields) ivDataVec[++i] = field->getNumValueOrSingle(selector);
   i = 0;
-  for (const QUVENField* field : targetFields) ivTargetVec[++i] = valueOf(*field, selector, env);
+  for (const QUVENField* field : targetFields) ivTargetVec[++i] = field->getNumValueOrSingle(selector);
   if (selector == finalTestChannel || selector == heldOutChannel) return;
   QUVEN_ASSERT_CAUSE(lineNumberField != nullptr, "A record without a line number field");
-  const std::uint64_t sampleNumber = quvenSampleNumber(valueOf(*lineNumberField, selector, env));
+  const std::uint64_t sampleNumber = quvenSampleNumber(lineNumberField->getNumValueOrSingle(selector));
   getData(env).update(ivDataVec, ivTargetVec, sampleNumber, env);
 }
 

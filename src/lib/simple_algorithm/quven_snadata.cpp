@@ -5,17 +5,18 @@
 #include <limits>
 #include <sstream>
 
+#include "control/quven_file_formats.h"
 #include "kernel/quven_sample_number.h"
 #include "kernel/quven_worker.h"
 #include "util/quven_debug.h"
 #include "util/quven_registration.h"
+#include "vesk-common/quven_doubt.h"
 #include "vesk-common/quven_reports.h"
 
 QUVEN_REGISTER(QUVENSNAData);
 
 namespace {
 
-constexpr double footerMark = 7788;  // x[2] of the row that ends a caller
 constexpr std::int32_t recordTraceLevel = 30;
 
 enum Code : int {
@@ -24,8 +25,13 @@ enum Code : int {
   TooManyCallees = 4604,
   RowSumUnusable = 4605,
   EnergyLost = 4606,
-  RowSumTooSmall = 5004
+  RowSumTooSmall = 5004,
+  EnergyNotConserved = 5008
 };
+
+/// What rounding may change of the sum of all energies, relative to it. An energy is a sum of at most some million
+/// amounts, each rounded to 1.1e-16 of itself, so even roundings that all go one way stay below it.
+constexpr double conservationTolerance = 1e-9;
 
 std::int64_t countOf(double value) {
   constexpr double most = 2147483647;
@@ -82,7 +88,7 @@ std::int32_t QUVENSNAData::checkMatStateValidity(double x1, double x2, SampleNum
     ivMatState = InsideRecord;
     return OutsideRecord;
   }
-  if (caller == currentCaller && x1 == 0 && x2 == footerMark) {
+  if (caller == currentCaller && x1 == 0 && x2 == sparse_format::pairSumFooterMark) {
     ivMatState = OutsideRecord;
   } else if (caller != currentCaller) {
     reportRow(CallerChanged, "QUVENSNAData::checkMatStateValidity: Caller changed without proper footer", x1, x2,
@@ -285,6 +291,27 @@ void QUVENSNAData::finishDiffusionPass(const QUVENEnvHandle& env) {
                  "QUVENSNAData::endDataScan", ivModel1NumIterations);
 }
 
+double QUVENSNAData::sumOfEnergies() const {
+  long double sum = 0;  // the tolerance is for the energies; their sum must not use it up
+  for (long i = 1; i <= nodes.getSize(); ++i) sum += ivModel1TotalEnergies.get(i);
+  return static_cast<double>(sum);
+}
+
+/// What a caller passes on arrives in full, since its shares sum to 1; who calls nobody keeps all. Shares do not sum to
+/// 1 when the rows of a caller are in two places of the dataset: the sum of the weights is that of the last place only.
+void QUVENSNAData::checkConservation(const QUVENEnvHandle& env) const {
+  if (std::isnan(energyOfSeeds)) return;
+  double scale = energyOfSeeds;  // with weights of both signs energies may be much larger than their sum
+  for (long i = 1; i <= nodes.getSize(); ++i) scale = std::max(scale, std::fabs(ivModel1TotalEnergies.get(i)));
+  const double sum = sumOfEnergies();
+  if (std::fabs(sum - energyOfSeeds) <= conservationTolerance * scale) return;
+  std::ostringstream text;
+  text.precision(12);
+  text << "QUVENSNAData::endDataScan: the energies of all subscribers sum to " << sum << ", those of the seeds to "
+       << energyOfSeeds << "; the rows of a caller are in two places of the dataset, or its weights are too large";
+  report_doubt(EnergyNotConserved, ivOutputFileName, text.view(), QUVEN_ENV);
+}
+
 int QUVENSNAData::endDataScan(const QUVENEnvHandle& env) {
   constexpr const char* method = "QUVENSNAData::endDataScan";
   switch (getState()) {
@@ -295,6 +322,7 @@ int QUVENSNAData::endDataScan(const QUVENEnvHandle& env) {
       break;
     case ComputeWeightedInOutDeg:
       ivState = DiffusionIterationModel1;
+      energyOfSeeds = sumOfEnergies();
       trace.progress("Finished computing weighted in/out degree", method, ivModel1NumIterations);
       break;
     case DiffusionIterationModel1:
@@ -304,6 +332,7 @@ int QUVENSNAData::endDataScan(const QUVENEnvHandle& env) {
       quvenNotImplemented(QUVEN_ENV);
   }
   if (!isFinished()) return 0;
+  checkConservation(QUVEN_ENV);
   writeDataOutputFile(QUVEN_ENV);
   report_log(0, "SNA Terminated Successfully");
   std::cout.flush();

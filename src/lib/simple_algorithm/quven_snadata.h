@@ -5,6 +5,7 @@
 
 #include <array>
 #include <iosfwd>
+#include <limits>
 #include <string>
 
 #include "simple_algorithm/quven_analysis_trace.h"
@@ -90,6 +91,9 @@ class QUVENSNAData : public QUVENObjectOf<QUVENSNAData, QUVENSimpleAlgorithmAbst
   void settle(const Arrival& arrival, const QUVENEnvHandle& env);
   void settleAll(const QUVENEnvHandle& env);
   void finishDiffusionPass(const QUVENEnvHandle& env);
+  double sumOfEnergies() const;
+  /// The warning 5008 with both sums if the energies do not sum to those of the seeds. Before the result is written.
+  void checkConservation(const QUVENEnvHandle& env) const;
   template <class T>
   void addColumn(Column<T>& column, const QUVENSNAData& other, Column<T> QUVENSNAData::*member,
                  const QUVENEnvHandle& env);
@@ -148,6 +152,9 @@ class QUVENSNAData : public QUVENObjectOf<QUVENSNAData, QUVENSimpleAlgorithmAbst
   QUVEN_STATE(seedNodes, long) = 0;  // different subscribers; with the next two known after the first pass
   QUVEN_STATE(seedsInData, long) = 0;
   QUVEN_STATE(seedsThatCall, long) = 0;
+
+  // On the master, from the second pass on; NaN in an object that was read from a stream after it.
+  QUVEN_STATE(energyOfSeeds, double) = std::numeric_limits<double>::quiet_NaN();
 
   // The record at hand.
   QUVEN_STATE(expectedCallees, std::int64_t) = 0;

@@ -1,36 +1,13 @@
 #include "util/quven_bin_obj_reader.h"
 
 #include <algorithm>
-#include <array>
-#include <bit>
+#include <cstring>
 #include <limits>
 
 #include "util/quven_debug.h"
 #include "util/quven_memory.h"
 #include "util/quven_numbers.h"
 #include "util/quven_varint.h"
-
-namespace {
-
-/// Whether no number is infinite or NaN, in a form that becomes vector instructions: one more in the exponent field
-/// carries into the sign just where all bits of the exponent are set.
-bool allFinite(std::span<const double> values) {
-  constexpr std::uint64_t sign = std::uint64_t{1} << 63;
-  constexpr std::uint64_t lowestExponentBit = std::uint64_t{1} << 52;
-  constexpr std::size_t lanes = 8;
-  std::array<std::uint64_t, lanes> carried{};
-  const auto look = [&](std::size_t lane, double value) {
-    carried[lane] |= (std::bit_cast<std::uint64_t>(value) & ~sign) + lowestExponentBit;
-  };
-  std::size_t done = 0;
-  for (; done + lanes <= values.size(); done += lanes) {
-    for (std::size_t lane = 0; lane < lanes; ++lane) look(lane, values[done + lane]);
-  }
-  for (; done < values.size(); ++done) look(0, values[done]);
-  return std::none_of(carried.begin(), carried.end(), [](std::uint64_t lane) { return (lane & sign) != 0; });
-}
-
-}  // namespace
 
 void QUVENBinObjReader::reportReadError(const QUVENEnvHandle& env) {
   quvenFatalReport("BLOB Binary I/O Read Error", QUVEN_ENV);
@@ -54,6 +31,11 @@ long QUVENBinObjReader::getElementsAtATime() const {
 std::string_view QUVENBinObjReader::readText(std::int64_t length, const QUVENEnvHandle& env) {
   if (length < 0) reportReadError(QUVEN_ENV);
   const std::size_t wanted = static_cast<std::size_t>(length);
+  const std::span<const char> window = blob->getReadWindow();
+  if (wanted <= window.size()) {
+    blob->skip(wanted);
+    return {window.data(), wanted};
+  }
   checkCount(wanted, 1, QUVEN_ENV);
   // Where the rest of the stream is unknown, a claim is paid for only as far as its bytes arrive.
   constexpr std::size_t part = 1 << 20;
@@ -164,7 +146,13 @@ std::int64_t QUVENBinObjReader::readSignedVarint(const QUVENEnvHandle& env) {
 
 double QUVENBinObjReader::readDouble(const QUVENEnvHandle& env) {
   double value = 0;
-  readBytes(&value, sizeof value, QUVEN_ENV);
+  const std::span<const char> window = blob->getReadWindow();
+  if (sizeof value <= window.size()) {
+    std::memcpy(&value, window.data(), sizeof value);
+    blob->skip(sizeof value);
+  } else {
+    readBytes(&value, sizeof value, QUVEN_ENV);
+  }
   return quvenClampDouble(value);
 }
 
@@ -206,7 +194,7 @@ void QUVENBinObjReader::readNumbers(std::span<double> values, const QUVENEnvHand
   while (!values.empty()) {
     const auto part = values.first(std::min(block, values.size()));
     readBytes(part.data(), part.size_bytes(), QUVEN_ENV);
-    if (!allFinite(part)) std::transform(part.begin(), part.end(), part.begin(), quvenClampDouble);
+    if (!quvenAllFinite(part)) std::transform(part.begin(), part.end(), part.begin(), quvenClampDouble);
     values = values.subspan(part.size());
   }
 }

@@ -30,13 +30,15 @@ class QUVENBinObjReader final : public QUVENObjReader {
   void readNumbers(std::span<double> values, const QUVENEnvHandle& env) override;
   void checkCount(std::uint64_t count, std::uint64_t fewestBytesEach, const QUVENEnvHandle& env) override;
   long getElementsAtATime() const override;
+  std::span<const char> getBytesAhead() const override { return blob->getReadWindow(); }
+  void skipBytes(std::size_t count) override { blob->skip(count); }
 
  private:
   enum class AtEnd { IsError, IsAllowed };
 
   /// Reads just that many bytes.
   void readBytes(void* bytes, std::size_t count, const QUVENEnvHandle& env);
-  /// The bytes of a length that was read before, in the scratch buffer.
+  /// The bytes of a length that was read before; valid until the next read from the byte stream.
   std::string_view readText(std::int64_t length, const QUVENEnvHandle& env);
   /// The bytes of a number of variable length in bytes; false at the end of the input, where that is allowed.
   bool readVarintBytes(char* bytes, AtEnd atEnd, const QUVENEnvHandle& env);

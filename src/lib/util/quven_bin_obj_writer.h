@@ -27,6 +27,10 @@ class QUVENBinObjWriter final : public QUVENObjWriter {
   void writeNumbers(std::span<const std::int64_t> values, const QUVENEnvHandle& env) override;
   void writeNumbers(std::span<const std::uint64_t> values, const QUVENEnvHandle& env) override;
   void writeNumbers(std::span<const double> values, const QUVENEnvHandle& env) override;
+  char* roomForBytes(std::size_t count) override {
+    return blob->getStatus() == QUVENBlobIO::Good ? blob->roomFor(count) : nullptr;
+  }
+  void commitBytes(std::size_t count) override { blob->commit(count); }
 
  private:
   void writeBytes(const void* bytes, std::size_t count, const QUVENEnvHandle& env);

@@ -1,7 +1,6 @@
 #ifndef QUVEN_ENV_H
 #define QUVEN_ENV_H
 
-#include <array>
 #include <cstdint>
 #include <memory>
 
@@ -43,6 +42,11 @@ class QUVENEnv {
   /// Limits what may be in use; 0 sets no limit.
   void setBytesBudget(std::int64_t bytes) { bytesBudget = bytes; }
   bool hasRoomFor(std::int64_t bytes) const { return bytesBudget == 0 || bytes <= bytesBudget - bytesInUse; }
+
+  /// A limit for work that can wait or come in smaller pieces: it is asked, and never fails an allocation. 0 sets none.
+  void setSoftBytesLimit(std::int64_t bytes) { softBytesLimit = bytes; }
+  std::int64_t getSoftBytesLimit() const { return softBytesLimit; }
+  bool isOverSoftLimit() const { return softBytesLimit > 0 && bytesInUse > softBytesLimit; }
 
   /// A strict environment ends a run at a warning which means that the result is not what the user asked for.
   void setStrict(bool isOn) { strict = isOn ? 1 : 0; }
@@ -110,7 +114,8 @@ class QUVENEnv {
 
   std::unique_ptr<QUVENEnvAux> aux;
   std::int64_t bytesBudget = 0;
-  [[maybe_unused]] std::array<std::int64_t, 2> reserved{};
+  std::int64_t softBytesLimit = 0;
+  [[maybe_unused]] std::int64_t reserved = 0;
   std::int64_t bytesInUse = 0;
   std::int64_t defaultAux;
   std::int32_t threadId;

@@ -1,6 +1,7 @@
 #ifndef QUVEN_HEAP_H
 #define QUVEN_HEAP_H
 
+#include <type_traits>
 #include <utility>
 
 #include "util/quven_env.h"
@@ -19,6 +20,7 @@ class QUVENHeap {
 
   /// Moves element i down within the cells 1..n until no child is larger.
   void siftDown(long i, long n, const QUVENEnvHandle& env) {
+    if constexpr (std::is_trivially_copyable_v<Element>) return siftPlainDown(i, n);
     for (long child = 2 * i; child <= n; i = child, child = 2 * i) {
       if (child < n && less(array[child], array[child + 1])) ++child;
       if (!less(array[i], array[child])) return;
@@ -47,10 +49,29 @@ class QUVENHeap {
   }
 
  private:
+  using Element = std::remove_reference_t<decltype(std::declval<Array&>()[1])>;
+
+  /// The same steps for plain data: the element is held apart and written once, and a child is chosen without a branch.
+  void siftPlainDown(long i, long n) {
+    if (i > n) return;
+    const Element element = array[i];
+    long child = 2 * i;
+    for (; child < n; child = 2 * i) {
+      child += less(array[child], array[child + 1]) ? 1 : 0;
+      if (!less(element, array[child])) break;
+      array[i] = array[child];
+      i = child;
+    }
+    if (child == n && less(element, array[child])) {
+      array[i] = array[child];
+      i = child;
+    }
+    array[i] = element;
+  }
+
   void exchange(long i, long j, const QUVENEnvHandle& env) {
     auto& a = array[i];
     auto& b = array[j];
-    using Element = std::remove_reference_t<decltype(a)>;
     if constexpr (requires(Element & e) { e.copyFromPrimitive(&b, env); }) {
       Element temporary{};
       temporary.copyFromPrimitive(&a, QUVEN_ENV);

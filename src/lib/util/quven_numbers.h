@@ -1,9 +1,14 @@
 #ifndef QUVEN_NUMBERS_H
 #define QUVEN_NUMBERS_H
 
+#include <algorithm>
+#include <array>
+#include <bit>
 #include <concepts>
+#include <cstddef>
 #include <cstdint>
 #include <limits>
+#include <span>
 #include <type_traits>
 
 // Numbers on their way through an object stream, which knows five kinds: a byte of either sign, an integer of 64 bits
@@ -51,6 +56,24 @@ constexpr T quvenSaturate(QUVENWide<T> value) {
     constexpr QUVENWide<T> smallest = std::numeric_limits<T>::min();
     return static_cast<T>(value > largest ? largest : value < smallest ? smallest : value);
   }
+}
+
+/// Whether no number is infinite or NaN, in a form that becomes vector instructions: one more in the exponent field
+/// carries into the sign just where all bits of the exponent are set.
+inline bool quvenAllFinite(std::span<const double> values) {
+  constexpr std::uint64_t sign = std::uint64_t{1} << 63;
+  constexpr std::uint64_t lowestExponentBit = std::uint64_t{1} << 52;
+  constexpr std::size_t lanes = 8;
+  std::array<std::uint64_t, lanes> carried{};
+  const auto look = [&](std::size_t lane, double value) {
+    carried[lane] |= (std::bit_cast<std::uint64_t>(value) & ~sign) + lowestExponentBit;
+  };
+  std::size_t done = 0;
+  for (; done + lanes <= values.size(); done += lanes) {
+    for (std::size_t lane = 0; lane < lanes; ++lane) look(lane, values[done + lane]);
+  }
+  for (; done < values.size(); ++done) look(0, values[done]);
+  return std::none_of(carried.begin(), carried.end(), [](std::uint64_t lane) { return (lane & sign) != 0; });
 }
 
 #endif  // QUVEN_NUMBERS_H

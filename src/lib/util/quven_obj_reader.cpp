@@ -187,8 +187,9 @@ void quvenReadObject(QUVENObjReader& reader, QUVENObject& object, const QUVENEnv
     quvenFatalReport(std::string("Syntax Error: No object where ") + object.getTypeName().getName() + " is expected",
                      QUVEN_ENV);
   }
-  const QUVENTypeName& type = knownType(reader, typeName, QUVEN_ENV);
-  if (!(object.getTypeName() == type)) {
+  // Types of one name are one type: the registry is asked about other names only.
+  if (!(typeName == std::string_view(object.getTypeName().getName()))) {
+    const QUVENTypeName& type = knownType(reader, typeName, QUVEN_ENV);
     quvenFatalReport(std::string("Syntax Error: Object of type ") + type.getName() + " where " +
                          object.getTypeName().getName() + " is expected",
                      QUVEN_ENV);

@@ -64,6 +64,11 @@ class QUVENObjReader {
   /// How many elements to make room for at a time: all that are announced, unless nobody knows what the stream holds.
   virtual long getElementsAtATime() const { return std::numeric_limits<long>::max(); }
 
+  // The bytes of the stream themselves, for elements that come in thousands. Forms other than the binary one have none.
+  /// The next bytes as far as they are at hand, maybe none; skipBytes takes bytes of it.
+  virtual std::span<const char> getBytesAhead() const { return {}; }
+  virtual void skipBytes(std::size_t) {}
+
   /// Whether this keyword comes next; then it is matched, and whoever reads its value calls takeKeyword.
   bool keywordMatches(const QUVENKeyword& keyword, const QUVENEnvHandle& env);
   /// The value of the matched keyword was read: the next test reads a new keyword.

@@ -51,6 +51,11 @@ class QUVENObjWriter {
   virtual void writeNumbers(std::span<const std::uint64_t> values, const QUVENEnvHandle& env);
   virtual void writeNumbers(std::span<const double> values, const QUVENEnvHandle& env);
 
+  // The bytes of the stream themselves, for elements that come in thousands. Forms other than the binary one have none.
+  /// A place for up to count bytes, which commitBytes then puts into the stream; null where there is none.
+  virtual char* roomForBytes(std::size_t) { return nullptr; }
+  virtual void commitBytes(std::size_t) {}
+
   /// Whether everything so far was written.
   bool isOk() const { return ok != 0; }
   std::int32_t getWriterMode() const { return writerMode; }

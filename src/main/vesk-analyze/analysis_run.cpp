@@ -42,6 +42,7 @@ void AnalysisRun::openDataset(const QUVENEnvHandle& env) {
   dataset->setMultiFile(isNameOfParts);
   if (isNameOfParts && !exists(options.dataset + ".info")) dataset->setInfoFile(options.dataset + ".0.info");
   checkParts(options.dataset, QUVEN_ENV);
+  dataset->setNotANumberAllowed(true);  // the analyses have reports of their own
   dataset->open(options.dataset, &driver.getPoint(), transport.getRank(), transport.getCount(), QUVEN_ENV);
   checkColumns(*options.kind, options.dataset, driver.getPoint(), QUVEN_ENV);
   // What a copy or a full disk has cut would be analysed as if it were all.
