@@ -40,6 +40,29 @@ TEST_F(AnalyzeCommandLine, EveryAnalysisIsACommand) {
   EXPECT_TRUE(options.timings);
 }
 
+TEST_F(AnalyzeCommandLine, SettingsStayInTheirOrder) {
+  EXPECT_EQ(read({"groups", "-", "calls.bin", "--set", "MaxClusterSize=3", "--set=SparsityLevel=0.1", "--set",
+                  "MaxClusterSize=4", "--strict"}),
+            CommandLine::Run);
+  std::string settings;
+  for (const ParameterSetting& setting : options.settings) settings += setting.path + " " + setting.value + "\n";
+  EXPECT_EQ(settings, "MaxClusterSize 3\nSparsityLevel 0.1\nMaxClusterSize 4\n");
+  EXPECT_EQ(options.parameterFile, "-");
+  EXPECT_TRUE(options.isStrict);
+  EXPECT_EQ(read({"groups", "p.xml", "calls.bin"}), CommandLine::Run);
+  EXPECT_TRUE(options.settings.empty());
+  EXPECT_FALSE(options.isStrict);
+  EXPECT_EQ(read({"diffusion", "-", "calls.bin", "--set", "MaxClusterSize=3"}), CommandLine::Wrong);
+  EXPECT_EQ(err.str(), "vesk-analyze: --set: \"MaxClusterSize=3\" is not KEY=VALUE with a parameter of diffusion\n");
+}
+
+TEST_F(AnalyzeCommandLine, AnExampleNeedsNoFiles) {
+  EXPECT_EQ(read({"diffusion", "--example"}), CommandLine::Done);
+  EXPECT_THAT(out.str(), ::testing::StartsWith("<AnalysisParams>\n"));
+  EXPECT_THAT(out.str(), ::testing::EndsWith("\n</AnalysisParams>\n"));
+  EXPECT_EQ(err.str(), "");
+}
+
 TEST_F(AnalyzeCommandLine, HelpNamesAllAnalyses) {
   EXPECT_EQ(read({"--help"}), CommandLine::Done);
   for (const AnalysisKind& kind : analysisKinds()) {
@@ -48,7 +71,7 @@ TEST_F(AnalyzeCommandLine, HelpNamesAllAnalyses) {
   }
   EXPECT_EQ(err.str(), "");
   EXPECT_EQ(read({"groups", "--help"}), CommandLine::Done);
-  for (const char* word : {"PARAMETER_FILE", "DATASET", "--results", "--timings"}) {
+  for (const char* word : {"PARAMETER_FILE", "DATASET", "--results", "--timings", "--set", "--example", "--strict"}) {
     EXPECT_THAT(out.str(), HasSubstr(word));
   }
 }

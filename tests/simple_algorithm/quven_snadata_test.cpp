@@ -233,11 +233,17 @@ TEST_F(QUVENSNADataTest, ACallerInTwoPlacesIsWarnedAbout) {
   Data data = open("", "1\n");
   runPasses(data, {{1, {{2, 3}}}, {4, {{5, 1}}}, {1, {{3, 1}}}}, 1);
   EXPECT_EQ(results().at(2).energy, 1.5);
-  EXPECT_THAT(run.out,
-              HasSubstr("Warning;|5008;|" + folder.path("out.csv") +
-                        ";|QUVENSNAData::endDataScan: the energies of all subscribers sum to 2.5, "
-                        "those of the seeds to 1; the rows of a caller are in two places of the dataset, or its "
-                        "weights are too large;|WarningEnd\n"));
+  EXPECT_THAT(run.out, HasSubstr("Warning;|5008;|" + folder.path("out.csv") +
+                                 ";|QUVENSNAData::endDataScan: the energies of all subscribers sum to 2.5, those of "
+                                 "the seeds to 1; the rows of a caller are in two places of the dataset, or its "
+                                 "weights are too large;|WarningEnd\n"));
+  QUVEN_DELETE(data);
+  std::filesystem::remove(folder.path("out.csv"));
+  environment.setStrict(true);
+  data = open("", "1\n");
+  runPasses(data, {{1, {{2, 3}}}, {4, {{5, 1}}}, {1, {{3, 1}}}}, 1);
+  EXPECT_THAT(run.out, HasSubstr("Error;|4608;|5008;|--strict: "));
+  EXPECT_FALSE(folder.has("out.csv"));
   QUVEN_DELETE(data);
 }
 

@@ -65,7 +65,7 @@ struct QUVENParameter {
   const char* note = "";         ///< the log line of level 1 for a given value; none if empty
   bool noteHasValue = true;      ///< the value is written after the note
 
-  void (*remark)(double value) = nullptr;  ///< says what it has to say of an accepted value
+  void (*remark)(double value) = nullptr;  ///< may print a warning about an accepted value
   bool (*isMeaningful)(double) = nullptr;  ///< false for a legal value with which the results mean nothing
   const char* notMeaningful = "";          ///< the text of the warning 2202 then
   QUVENParameterFile file = QUVENParameterFile::None;
