@@ -265,6 +265,21 @@ TEST_F(AnalyzeRun, AGapInThePartsIsRefused) {
   EXPECT_EQ(result.status, 0) << result.out;
 }
 
+TEST_F(AnalyzeRun, AFailureLeavesTheResultOfAnEarlierRun) {
+  const std::vector<double> whole = rows(1, 9);
+  const std::vector<double> withoutFooter(whole.begin(), whole.end() - 3);
+  std::vector<double> withoutHeader(whole.begin() + 3, whole.end());
+  writeFile("energy.csv", "earlier");
+  writeFile("run.xml", "earlier");
+  const Strings arguments{"diffusion", "diffusion.xml", "calls.bin", "--results", "run.xml"};
+  for (const std::vector<double>& numbers : {withoutFooter, withoutHeader, std::vector<double>{1, 0}}) {
+    writeNumbers("calls.bin", numbers);
+    EXPECT_EQ(runOther("vesk-analyze", arguments).status, 99);
+    EXPECT_EQ(content("energy.csv"), "earlier");
+    EXPECT_EQ(content("run.xml"), "earlier");
+  }
+}
+
 TEST_F(AnalyzeRun, WeightsThatShareNothingOutEndTheRun) {
   std::vector<double> numbers = rows(1, 9);
   numbers.insert(numbers.end(), {77, 0, 1, 77, 5, 0, 77, 0, 7788});

@@ -372,6 +372,16 @@ TEST_F(GroupsProgram, WithoutAPairThereIsNoCutoff) {
   expectFailure(report);
 }
 
+/// The report used to say that no caller names another, and blamed the parameter alone.
+TEST_F(GroupsProgram, WithoutAPairOnAnyRankTheSplitIsNamed) {
+  dataset({{1, {2, 70}}, {2, {1, 70}}, {3, {4, 70}}, {4, {3, 70}}});  // ranks have the odd and the even callers
+  expectGroups(1);
+  analyse("groups", 2);
+  EXPECT_EQ(result.status, 99);
+  EXPECT_THAT(result.out, HasSubstr("Warning;|5007;|FilterSimilarities;|QUVENKernelData: the callers are split over 2 "
+                                    "ranks, and on none of them has a subscriber another caller of the same rank"));
+}
+
 /// Whoever names nobody but itself is alike to itself only.
 TEST_F(GroupsProgram, WithoutSimilarSubscribersTheParametersAreNamed) {
   dataset({{1, {1, 70}}, {2, {2, 70}}, {3, {3}}});

@@ -98,11 +98,7 @@ void quvenWriteClusterHeader(std::ostream& out) {
          "MaxRankLinksType2,MinRankLinksType2,MaxMinRankRatioLinksType2\n";
 }
 
-void quvenWriteNodeHeader(std::ostream& out) {
-  out << "NodeNumber,GroupNumber,IsCoreNode,RankType1,RankOrderType1,RankType2,RankOrderType2,InDegree,OutDegree,"
-         "WeightedInDegree,WeightedOutDegree,IsGroupLeaderType1,GroupLeaderType1Conf,IsGroupLeaderType2,"
-         "GroupLeaderType2Conf\n";
-}
+void quvenWriteNodeHeader(std::ostream& out) { out << quvenNodeFileHeader << '\n'; }
 
 void quvenWriteCluster(std::ostream& out, const QUVENGroup& group) {
   out << group.number << ',' << group.getSize() << ',' << group.density << ',' << group.kernelDensity << ','

@@ -29,6 +29,12 @@ struct QUVENGroup {
   double getCoreNodesFraction() const;
 };
 
+/// The head line of the nodes file, without its line break.
+inline constexpr const char* quvenNodeFileHeader =
+    "NodeNumber,GroupNumber,IsCoreNode,RankType1,RankOrderType1,RankType2,RankOrderType2,InDegree,OutDegree,"
+    "WeightedInDegree,WeightedOutDegree,IsGroupLeaderType1,GroupLeaderType1Conf,IsGroupLeaderType2,"
+    "GroupLeaderType2Conf";
+
 /// The header lines of the two files.
 void quvenWriteClusterHeader(std::ostream& out);
 void quvenWriteNodeHeader(std::ostream& out);

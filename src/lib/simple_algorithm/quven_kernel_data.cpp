@@ -299,9 +299,18 @@ double QUVENKernelData::getKernelValue(std::int32_t column, std::int32_t row, co
 // The cutoff
 
 void QUVENKernelData::reportNoValues(const QUVENEnvHandle& env) const {
-  report_warning(NothingToCompare, "FilterSimilarities",
-                 "QUVENKernelData: no subscriber has another caller of the dataset among its contacts; "
-                 "FilterSimilarities 0 compares all pairs, a longer table has more contacts");
+  const int numRanks = quvenWorkerCount();
+  if (numRanks > 1) {
+    report_warning(NothingToCompare, "FilterSimilarities",
+                   "QUVENKernelData: the callers are split over " + std::to_string(numRanks) +
+                       " ranks, and on none of them has a subscriber another caller of the same rank among its "
+                       "contacts; fewer ranks keep more callers together, FilterSimilarities 0 compares all pairs, a "
+                       "longer table has more contacts");
+  } else {
+    report_warning(NothingToCompare, "FilterSimilarities",
+                   "QUVENKernelData: no subscriber has another caller of the dataset among its contacts; "
+                   "FilterSimilarities 0 compares all pairs, a longer table has more contacts");
+  }
   report_error(NoSamples,
                "buildSelfKernelValuesHistogram:Could not find any samples for the histogram. It is likely that the "
                "data is corrupt or parameters are set too restrictively.",

@@ -24,10 +24,14 @@ class QUVENKernelFunction : public QUVENObjectOf<QUVENKernelFunction, QUVENObjec
   virtual double ComputeKernel(const Vector& x, const Vector& y, SampleNumber sampleX, SampleNumber sampleY) const = 0;
   /// Adds the keys of the kind as leaves of the tag.
   virtual void writeParameters(QUVENXMLTag& tag, const QUVENEnvHandle& env) const = 0;
-  /// Tells the samples that getCandidates may name, in their order.
+  /// Tells the samples that getCandidates may name, in their order. Does nothing here.
   virtual void setSampleIndex(const QUVENXaRay<SampleNumber>& samples, const QUVENEnvHandle& env);
   /// The positions of the samples that a vector names. Returns 2 with at least one, else 1.
   /// Shapes: the result has the size of the vector; behind the positions it holds -1.
+  ///
+  /// With FilterSimilarities a sample is compared with these only, so a kind that is to work with it must override both
+  /// this and setSampleIndex: those of this class find nothing, no pair is compared, and the run ends with 3503. Of the
+  /// kinds here QUVENKernelFunctionFriends overrides them.
   virtual int getCandidates(QUVENXaRay<std::int32_t>& result, const Vector& data, const QUVENEnvHandle& env);
 
  protected:

@@ -2,6 +2,7 @@
 
 #include <charconv>
 #include <ostream>
+#include <string>
 #include <string_view>
 
 #include "control/quven_result_file.h"
@@ -27,25 +28,30 @@ class RowText {
  public:
   template <class Integer>
   RowText& add(Integer value) {
-    end = std::to_chars(end, text + sizeof text, value).ptr;
-    return *this;
+    return addNumber(value);
   }
   RowText& add(double value) {
     // As many digits as results of different numbers of workers agree on: they add in another order, and differ in the
     // last bits of a double.
     constexpr int digits = 9;
-    end = std::to_chars(end, text + sizeof text, value, std::chars_format::general, digits).ptr;
-    return *this;
+    return addNumber(value, std::chars_format::general, digits);
   }
   RowText& add(char character) {
-    *end++ = character;
+    text.push_back(character);
     return *this;
   }
-  std::string_view view() const { return {text, static_cast<std::size_t>(end - text)}; }
+  void clear() { text.clear(); }
+  std::string_view view() const { return text; }
 
  private:
-  char text[160];
-  char* end = text;
+  template <class Number, class... Format>
+  RowText& addNumber(Number value, Format... format) {
+    char number[32];  // an integer has at most 20 characters, a double of nine digits at most 16
+    text.append(number, std::to_chars(number, number + sizeof number, value, format...).ptr);
+    return *this;
+  }
+
+  std::string text;
 };
 
 }  // namespace
@@ -64,8 +70,9 @@ void QUVENSNAData::forEachResultRow(Action action, const QUVENEnvHandle& env) co
 
 void QUVENSNAData::writeCsv(std::ostream& out, const QUVENEnvHandle& env) const {
   out << "Number,DA_DiffusedEnergy,InDegree,OutDegree,WeightedInDegree,WeightedOutDegree\n";
+  RowText text;
   const auto writeRow = [&](const ResultRow& row) {
-    RowText text;
+    text.clear();
     text.add(row.number).add(',').add(row.energy).add(',').add(row.inDegree).add(',').add(row.outDegree);
     text.add(',').add(row.weightedInDegree).add(',').add(row.weightedOutDegree).add('\n');
     out << text.view();

@@ -14,6 +14,7 @@
 class QUVENSparseRows {
  public:
   using SampleNumber = std::uint64_t;
+  /// The most places of a row: a row takes at most 1 GiB.
   static constexpr std::int32_t MaxPosition = 1 << 27;
 
   /// The index of a sample, which is entered if it is new.

@@ -2,6 +2,7 @@
 #define QUVEN_SPARSE_TO_DENSE_DATA_H
 
 #include "simple_algorithm/quven_simple_algorithm_data.h"
+#include "simple_algorithm/quven_sparse_rows.h"
 
 /// Puts the rows of a sparse record together: a header (0, n), rows (position, value), and a closing row with a
 /// position above n, which carries the target.
@@ -12,7 +13,7 @@
 class QUVENSparseToDenseData : public QUVENObjectOf<QUVENSparseToDenseData, QUVENSimpleAlgorithmAbstractData> {
  public:
   enum State : std::int32_t { Idle = 0, Filling = 1, Complete = 2 };
-  static constexpr std::int32_t MaxRowSize = 1 << 27;
+  static constexpr std::int32_t MaxRowSize = QUVENSparseRows::MaxPosition;
 
   QUVENSparseToDenseData() = default;
 

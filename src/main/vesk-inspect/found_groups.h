@@ -6,14 +6,12 @@
 #include <vector>
 
 #include "grouping.h"
+#include "simple_algorithm/quven_group_results.h"
 
 namespace vesk_inspect {
 
 /// The head line of the nodes file of the group analysis.
-inline constexpr const char* foundGroupsHeader =
-    "NodeNumber,GroupNumber,IsCoreNode,RankType1,RankOrderType1,RankType2,RankOrderType2,InDegree,OutDegree,"
-    "WeightedInDegree,WeightedOutDegree,IsGroupLeaderType1,GroupLeaderType1Conf,IsGroupLeaderType2,"
-    "GroupLeaderType2Conf";
+inline constexpr const char* foundGroupsHeader = quvenNodeFileHeader;
 
 /// Who leads a group by one of the two rankings.
 struct GroupLeader {
