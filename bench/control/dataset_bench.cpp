@@ -89,6 +89,58 @@ void BM_DatasetRead(benchmark::State& state) {
   dataset.destroyPrimitive(QUVEN_ENV);
 }
 
+/// A table of 20 numeric columns, some values missing, delivered to nobody: ns per value.
+void BM_TableRead(benchmark::State& state) {
+  constexpr long columns = 20;
+  constexpr double missing = -99999.0;
+  const bool allowed = state.range(0) != 0;
+  const long records = state.range(1);
+  std::string folder = (std::filesystem::temp_directory_path() / "vesk-bench-XXXXXX").string();
+  if (::mkdtemp(folder.data()) == nullptr) std::abort();
+  const std::string name = folder + "/table";
+  std::ofstream info(name + ".info");
+  for (long c = 0; c < columns; ++c) info << "Col" << c << " Numeric Explanatory\n";
+  info.close();
+  std::vector<double> values(static_cast<std::size_t>(columns * records));
+  for (std::size_t i = 0; i < values.size(); ++i) values[i] = i % 37 == 0 ? missing : static_cast<double>(i % 1009);
+  std::ofstream file(name, std::ios::binary);
+  file.write(reinterpret_cast<const char*>(values.data()), static_cast<long>(values.size() * sizeof(double)));
+  file.close();
+
+  QUVENEnv environment;
+  environment.activate();
+  QUVENEnv* env = &environment;
+  QUVENBinaryInputDataset dataset;
+  QUVENDataPoint point;
+  dataset.setProgressLines(false);
+  dataset.setNotANumberAllowed(allowed);
+  dataset.open(name, &point, 0, 1, QUVEN_ENV);
+  dataset.setScanType(QUVENScanType::Slice, QUVEN_ENV);
+  const double* expected = values.data();
+  long delivered = 0;
+  for (; dataset.readRecord(point, QUVEN_ENV); ++delivered) {
+    for (long c = 1; c <= columns; ++c, ++expected) {
+      const QUVENField& field = point.getField(c);
+      if (field.isMissing() ? *expected != missing : field.getNumValue(QUVEN_ENV) != *expected) {
+        state.SkipWithError("a value is another one");
+      }
+    }
+  }
+  if (delivered != records) state.SkipWithError("the pass did not deliver the records");
+  for (auto _ : state) {
+    dataset.rewind(QUVEN_ENV);
+    while (dataset.readRecord(point, QUVEN_ENV)) benchmark::DoNotOptimize(point.getRecordId());
+  }
+  constexpr double secondsInNs = 1e-9;
+  state.counters["ns_per_value"] =
+      benchmark::Counter(static_cast<double>(state.iterations() * columns * records) * secondsInNs,
+                         benchmark::Counter::kIsRate | benchmark::Counter::kInvert);
+  point.destroyPrimitive(QUVEN_ENV);
+  dataset.destroyPrimitive(QUVEN_ENV);
+  std::error_code ignored;
+  std::filesystem::remove_all(folder, ignored);
+}
+
 /// The bound; items are records of three doubles.
 void BM_DatasetPlainRead(benchmark::State& state) {
   const long records = state.range(0);
@@ -114,6 +166,7 @@ void modes(benchmark::internal::Benchmark* bench) {
   }
 }
 
+BENCHMARK(BM_TableRead)->ArgNames({"allowed", "records"})->Args({0, 300'000})->Args({1, 300'000});
 BENCHMARK(BM_DatasetPlainRead)->Arg(20'000)->Arg(400'000)->Arg(8'000'000);
 BENCHMARK(BM_DatasetRead)->Apply(modes);
 

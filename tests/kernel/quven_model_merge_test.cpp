@@ -48,6 +48,7 @@ TEST_F(QUVENModelMergeTest, ACloneHasTheInputsAndNothingElse) {
   EXPECT_EQ(made->getReferenceModel(), nullptr);
   EXPECT_EQ(static_cast<QUVENTestModel&>(*made).ivRecords, 0);
   EXPECT_NE(made->getSerialNumber(), model->getSerialNumber());
+  EXPECT_EQ(static_cast<QUVENTestModel&>(*made).takeCalls(), "added 1; added 2; added 4; added 5; added 6");
   made.reset(QUVEN_ENV);
 }
 
@@ -75,6 +76,15 @@ TEST_F(QUVENModelMergeTest, ACopySaysWhatItCopies) {
               other->copyFromPrimitive(other.get(), QUVEN_ENV);
             }).out,
             "");
+}
+
+TEST_F(QUVENModelMergeTest, WhatWasGatheredIsCopiedWithoutWords) {
+  fill(*model);
+  EXPECT_EQ(capturedRun([&] { other->copyGathered(*model, QUVEN_ENV); }).out, "");
+  EXPECT_EQ(other->ivRecords, 5);
+  EXPECT_EQ(explanatory(*other), "a2 b4");
+  EXPECT_EQ(capturedRun([&] { other->copyFromPrimitive(model.get(), QUVEN_ENV); }).out,
+            "Copied exp fields from 2 to 2\n");
 }
 
 TEST_F(QUVENModelMergeTest, ATransferSaysItsCountsAndIsRefused) {

@@ -120,7 +120,9 @@ TEST_F(QUVENModelTest, AReferenceGivesItsInputsAndItsDegreesOfFreedom) {
   other->addInput(a, 2, QUVEN_ENV);
   other->addInput(w, 5, QUVEN_ENV);
   other->setNumAddDegreesOfFreedom(3);
+  model->takeCalls();
   EXPECT_TRUE(model->setMiningMode(4, other.get(), QUVEN_ENV));
+  EXPECT_EQ(model->takeCalls(), "hook 4 with reference; added 2; mode chosen");
   EXPECT_EQ(model->getNumAddDegreesOfFreedom(), 3);
   const QUVENModelInput extra(b, QUVENUsageCarried);
   EXPECT_TRUE(model->setMiningMode(5, other.get(), &extra, QUVEN_ENV));

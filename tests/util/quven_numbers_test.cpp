@@ -1,6 +1,8 @@
 #include "util/quven_numbers.h"
 
 #include <cmath>
+#include <limits>
+#include <vector>
 
 #include "stream_language.h"
 
@@ -90,4 +92,25 @@ TEST(QUVENNumbers, DoublesSaturateInfinityOnly) {
   EXPECT_EQ(quvenClampDouble(-infinity), -largest);
   EXPECT_TRUE(std::isnan(quvenClampDouble(std::nan(""))));
   EXPECT_TRUE(std::signbit(quvenClampDouble(-0.0)));
+}
+
+TEST(QUVENNumbers, FindsANumberThatIsNotFiniteAtAnyPlace) {
+  constexpr double largest = std::numeric_limits<double>::max();
+  for (std::size_t size = 0; size < 20; ++size) {
+    std::vector<double> values(size, 1.5);
+    EXPECT_TRUE(quvenAllFinite(values));
+    for (double& value : values) {
+      for (const double finite : {0.0, -0.0, largest, -largest, std::numeric_limits<double>::denorm_min()}) {
+        value = finite;
+        EXPECT_TRUE(quvenAllFinite(values));
+      }
+      for (const double other : {std::numeric_limits<double>::infinity(), -std::numeric_limits<double>::infinity(),
+                                 std::numeric_limits<double>::quiet_NaN(), -std::numeric_limits<double>::quiet_NaN(),
+                                 std::numeric_limits<double>::signaling_NaN()}) {
+        value = other;
+        EXPECT_FALSE(quvenAllFinite(values));
+      }
+      value = 1.5;
+    }
+  }
 }

@@ -52,6 +52,7 @@ bool QUVENModel::setMiningMode(std::int32_t mode, QUVENModel* refModelPtr, const
   if (refModelPtr != nullptr) {
     ivExplanatoryFields.copyFrom(refModelPtr->ivExplanatoryFields, QUVEN_ENV);
     ivNumAddDegreesOfFreedom = refModelPtr->ivNumAddDegreesOfFreedom + (mode == modeOfOneMoreDegree ? 1 : 0);
+    noteInputsAdded(ivExplanatoryFields, QUVEN_ENV);
   }
   if (extraInput != nullptr) {
     ivModelState = 0;
@@ -134,7 +135,24 @@ void QUVENModel::clone(QUVENOwnPtr<QUVENModel>& result, const QUVENEnvHandle& en
   model.referenceModel = nullptr;
   model.ivNumAddDegreesOfFreedom = 0;
   model.ivModelState = 0;
+  model.noteInputsAdded(model.ivTargetFields, QUVEN_ENV);
+  model.noteInputsAdded(model.ivExplanatoryFields, QUVEN_ENV);
+  if (ivCaseWeightFieldPtr != nullptr) {
+    model.noteInputAdded(ivCaseWeightFieldPtr, QUVENUsageCaseWeight, QUVEN_ENV);
+  }
+  if (ivInvVarWeightFieldPtr != nullptr) {
+    model.noteInputAdded(ivInvVarWeightFieldPtr, QUVENUsageInverseVarianceWeight, QUVEN_ENV);
+  }
   quvenMoveAs(result, made, QUVEN_ENV);
+}
+
+void QUVENModel::noteInputsAdded(const Inputs& inputs, const QUVENEnvHandle& env) {
+  // By index: a model may add inputs of its own when it is told of one.
+  const long count = inputs.getSize();
+  for (long i = 1; i <= count; ++i) {
+    const QUVENModelInput& input = inputs[i];
+    noteInputAdded(input.getField(), input.getUsage(), QUVEN_ENV);
+  }
 }
 
 bool QUVENModel::sameFields(const Inputs& a, const Inputs& b) {
@@ -199,7 +217,18 @@ void QUVENModel::copyFromPrimitive(const QUVENObject* source, const QUVENEnvHand
   Members::copyFromPrimitive(source, QUVEN_ENV);
   if (source == nullptr || source == this) return;
   scratchWord = 0;
-  std::printf("Copied exp fields from %ld to %ld\n", ivExplanatoryFields.getSize(), before);
+  if (!copiesSilently) std::printf("Copied exp fields from %ld to %ld\n", ivExplanatoryFields.getSize(), before);
+}
+
+void QUVENModel::copyGathered(const QUVENModel& source, const QUVENEnvHandle& env) {
+  copiesSilently = true;
+  try {
+    copyFromPrimitive(&source, QUVEN_ENV);
+  } catch (...) {
+    copiesSilently = false;
+    throw;
+  }
+  copiesSilently = false;
 }
 
 void QUVENModel::transferFromPrimitive(QUVENObject* source, const QUVENEnvHandle& env) {

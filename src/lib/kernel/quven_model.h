@@ -25,7 +25,7 @@ class QUVENModel : public QUVENObjectOf<QUVENModel, QUVENDataScan> {
   void removeExplanatory(long index, const QUVENEnvHandle& env);
 
   /// Sets the mode if the model has it, with the inputs of a reference model and one more input where they are given.
-  /// Returns whether the model has the mode.
+  /// Each input that is copied or added ends with a call of noteInputAdded. Returns whether the model has the mode.
   bool setMiningMode(std::int32_t mode, QUVENModel* refModelPtr, const QUVENModelInput* extraInput,
                      const QUVENEnvHandle& env);
   bool setMiningMode(std::int32_t mode, QUVENModel* refModelPtr, const QUVENEnvHandle& env) {
@@ -38,7 +38,7 @@ class QUVENModel : public QUVENObjectOf<QUVENModel, QUVENDataScan> {
   /// True when the model has finished.
   bool endDataScan(std::int32_t lastPass, const QUVENEnvHandle& env);
 
-  /// A new model of the same class with these inputs, and nothing learned.
+  /// A new model of the same class with these inputs, and nothing learned. Its noteInputAdded is called for each input.
   void clone(QUVENOwnPtr<QUVENModel>& result, const QUVENEnvHandle& env) const;
   /// The reduction step of bottom-up training: 1 when the other model was merged. 0 when they differ in the
   /// explanatory inputs or the degrees of freedom, or when the class cannot merge them: all inputs are cleared then,
@@ -65,6 +65,9 @@ class QUVENModel : public QUVENObjectOf<QUVENModel, QUVENDataScan> {
   long findExplanatory(const QUVENField* field) const;
   long findExplanatory(const QUVENField* field, std::int32_t usage) const;
 
+  /// The copy of copyFromPrimitive without its line on standard output, for models that are tried out by thousands.
+  /// Requires: a source of this class.
+  void copyGathered(const QUVENModel& source, const QUVENEnvHandle& env);
   /// Prints how many explanatory inputs the source gives, and how many it had itself.
   void copyFromPrimitive(const QUVENObject* source, const QUVENEnvHandle& env) override;
   /// Prints the same counts; then the refusal of every scan follows.
@@ -118,6 +121,7 @@ class QUVENModel : public QUVENObjectOf<QUVENModel, QUVENDataScan> {
   static constexpr std::int32_t LastMode = 10;
 
   void chooseBest(std::int32_t mode, const QUVENEnvHandle& env);
+  void noteInputsAdded(const Inputs& inputs, const QUVENEnvHandle& env);
   static bool sameFields(const Inputs& a, const Inputs& b);
 
   // Results go back without references to fields: who merges them has no fields at hand.
@@ -129,6 +133,7 @@ class QUVENModel : public QUVENObjectOf<QUVENModel, QUVENDataScan> {
   QUVEN_MEMBER_IF(writerMode != QUVENObjWriter::ScanResults, ivModelState, std::int32_t) = 0;
   QUVEN_STATE(referenceModel, QUVENModel*) = nullptr;
   QUVEN_STATE(scratchWord, std::int64_t) = 0;
+  bool copiesSilently = false;
 };
 
 #endif  // QUVEN_MODEL_H
