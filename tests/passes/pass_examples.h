@@ -3,30 +3,16 @@
 
 #include <vector>
 
+#include "kernel/quven_learning_model.h"
 #include "kernel/quven_model_outputs.h"
 
-/// A model with answers to everything that a test does not look at.
-class QUVENPassModel : public QUVENObjectOf<QUVENPassModel, QUVENModel> {
+/// A model with answers to what a test does not look at.
+class QUVENPassModel : public QUVENObjectOf<QUVENPassModel, QUVENLearningModel> {
  public:
-  bool hasScanResult(const QUVENEnvHandle&) const override { return isScanning(); }
-  UpdateFunction batchHandler(const QUVENEnvHandle&) const override { return nullptr; }
-  void prepareInput(const QUVENEnvHandle&) override {}
-  bool setMiningModeHook(std::int32_t mode, QUVENModel*, const QUVENEnvHandle&) override { return mode == 1; }
   bool beginPass(const QUVENEnvHandle&) override { return true; }
-  bool hasUsableData(const QUVENEnvHandle&) const override { return true; }
   double getVolume(const QUVENEnvHandle&) const override { return 0; }
-  void getModelScoresVector(QUVENXaRay<QUVENModelScores>& scores, const QUVENEnvHandle& env) const override {
-    scores.append(QUVENModelScores(), QUVEN_ENV);
-  }
   double getScore(int, const QUVENEnvHandle&) const override { return 0; }
-  double getScoreVariance(int, const QUVENEnvHandle&) const override { return 0; }
-  bool hasNoSignal(const QUVENEnvHandle&) const override { return false; }
-  void selectBest(long, const QUVENEnvHandle&) override {}
-  void pruneInputs(const QUVENEnvHandle&) override {}
-  void finishScoring(const QUVENEnvHandle&) override {}
-  void scorePoint(QUVENDataPoint&, const QUVENEnvHandle&) override {}
   void scoreChannel(std::int32_t, QUVENDataPoint&, const QUVENEnvHandle&) override {}
-  void collectFieldsUsed(QUVENModelFieldsUsed&, const QUVENEnvHandle&) const override {}
 
  protected:
   using Members::QUVENObjectOf;
