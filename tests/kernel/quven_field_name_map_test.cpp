@@ -143,6 +143,25 @@ TEST_F(QUVENFieldNameMapTest, IsReadAgainWithoutWhatItHad) {
   EXPECT_EQ(map->getNumFields(), 2);
 }
 
+/// Once "Attempt to overwrite an existing field object with a different field": the last field moves into the place of
+/// the removed one.
+TEST_F(QUVENFieldNameMapTest, IsReadAgainAfterAFieldOtherThanTheLastWasRemoved) {
+  for (const char* name : {"first", "second", "third"}) addOwned(name);
+  QUVENOwnPtr<QUVENFieldNameMap> copy = objectOf<QUVENFieldNameMap>(imageOf(*map, QUVENObjWriter::SaveForWorker));
+  QUVENField* const third = copy->find("third");
+  map->remove("first", QUVEN_ENV);
+  addOwned("first");  // another field with the name of the removed one
+  readImage(imageOf(*map, QUVENObjWriter::SaveForWorker), copy);
+  EXPECT_EQ(copy->getNumFields(), 3);
+  EXPECT_EQ(copy->find("third"), third);
+  EXPECT_EQ(copy->find("first")->getMergeWithSerialNumber(), map->find("first")->getSerialNumber());
+  map->remove("second", QUVEN_ENV);
+  readImage(imageOf(*map, QUVENObjWriter::SaveForWorker), copy);
+  EXPECT_EQ(copy->find("second"), nullptr);
+  EXPECT_EQ(copy->find("third"), third);
+  copy.reset(QUVEN_ENV);
+}
+
 TEST_F(QUVENFieldNameMapTest, ACopyFindsItsOwnFields) {
   addOwned("a");
   map->addReference(age.get(), QUVEN_ENV);

@@ -119,9 +119,9 @@ void QUVENPassDriver::runSharedPass(QUVENMemoryBlobIO& blob, QUVENPassCounters& 
 
 /// Each slice is gathered in a copy of the live world, on rank 0 too; the live objects only take the merged results.
 void QUVENPassDriver::runSlicedPass(QUVENMemoryBlobIO& blob, QUVENPassCounters& counters, const QUVENEnvHandle& env) {
-  if (transport.isMaster()) world.write(blob, QUVEN_ENV);
   {
     const QUVENPhaseTimer timer(counters, QUVENPassCounters::Transport);
+    if (transport.isMaster()) world.write(blob, QUVEN_ENV);
     transport.broadcast(blob, QUVEN_ENV);
   }
   QUVENScanWorld ownCopy(QUVEN_ENV);

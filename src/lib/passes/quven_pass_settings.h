@@ -14,7 +14,8 @@ struct QUVENPassSettings {
   /// Null: every record has channel 0.
   DealChannel dealChannel = nullptr;
   /// Fixed slices of the records that a pass is gathered in; the results are the same bytes on any number of ranks
-  /// then. 0: each rank gathers its own share.
+  /// then. A scan may keep nothing from slice to slice that its stream does not carry. 0: each rank gathers its own
+  /// share.
   std::int32_t numSlices = 0;
   /// Passes in which a field that has a distribution is shown its values: 1 for bins with the statistics of the sample,
   /// 2 for exact ones.
