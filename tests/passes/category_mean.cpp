@@ -70,6 +70,7 @@ double QUVENCategoryMean::getScore(int, const QUVENEnvHandle& env) const {
 }
 
 void QUVENCategoryMean::scoreChannel(std::int32_t channel, QUVENDataPoint&, const QUVENEnvHandle& env) {
+  if (ivOutputs.getResultFields().isEmpty()) return;
   QUVENField& output = *ivOutputs.getResultFields()[1]->getField();
   const long slot = slotOfInput(QUVEN_ENV);
   if (ivCounts[slot] == 0) return output.setMissing();

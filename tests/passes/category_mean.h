@@ -9,7 +9,8 @@
 /// A record without a value of the target, or with NaN there, is not learned from. After training the output
 /// Predicted_<target> is the mean of the category of the record, and missing if no record of it was learned from.
 /// Requires: the distribution of the input has its categories before the model begins, an assertion failure otherwise.
-/// Shapes:   slots run 1..n+2 for n categories: 1 missing input, 2 the default category, 3.. the categories 1..n.
+/// Shapes:   slots run 1..n+2 for n categories: 1 an input that is missing or has no value, 2 the default category, 3..
+/// the categories 1..n.
 class QUVENCategoryMean : public QUVENObjectOf<QUVENCategoryMean, QUVENLearningModel> {
  public:
   explicit QUVENCategoryMean(const QUVENEnvHandle& env) : Members(env) {}

@@ -65,7 +65,9 @@ class QUVENCategoryMeanTest : public PassTest {
     means.clear();
     counts.clear();
     for (std::int32_t i = -1; i <= field.getNumDistValues(run.handle()); ++i) {
-      const std::string name = i == -1 ? "missing" : i == 0 ? "default" : std::string(field.getCategoryText(i, run.handle()));
+      const std::string name = i == -1  ? "missing"
+                               : i == 0 ? "default"
+                                        : std::string(field.getCategoryText(i, run.handle()));
       means[name] = model->getMean(i);
       counts[name] = model->getCount(i);
       learned += " " + name + ":" + bits(means[name]) + ":" + bits(counts[name]);
@@ -102,9 +104,9 @@ TEST_F(QUVENCategoryMeanTest, LearnsTheMeansOfALiteralComputation) {
     ASSERT_EQ(rows.size(), table.size() + 1);
     for (std::size_t i = 0; i < table.size(); ++i) {
       const double category = table[i].category;
-      const std::string name = category == Missing                 ? "missing"
+      const std::string name = category == Missing              ? "missing"
                                : category == 4 || category == 9 ? "default"
-                                                                   : std::to_string(static_cast<int>(category));
+                                                                : std::to_string(static_cast<int>(category));
       EXPECT_EQ(rows[i + 1], name == "5" ? "-" : bits(means[name])) << i;
     }
   }
@@ -163,6 +165,47 @@ TEST_F(QUVENCategoryMeanTest, RefusesAnInputWithoutCategories) {
   EXPECT_TRUE(captured.threwLibraryException);
   EXPECT_THAT(captured.out, HasSubstr("getDistributionPasses() > 0"));
   quvenDebugWords = QUVENDebugWords();
+}
+
+TEST_F(QUVENCategoryMeanTest, AModelThatIsTrainedAgainStartsAnew) {
+  writeRecords({{1, 2}, {1, 4}, {2, 9}, {2, 11}});
+  for (const std::int32_t slices : {0, 3}) {
+    SCOPED_TRACE(slices);
+    PassRun run(path, {.numSlices = slices});
+    QUVENCategoryMean* model = nullptr;
+    if (run.isRank0()) {
+      run.driver.addField(run.field("c"), run.handle());
+      model = &addModel(run);
+    }
+    run.passes();
+    if (model != nullptr) {
+      ASSERT_TRUE(model->setMiningMode(1, nullptr, run.handle()));
+    }
+    run.passes();
+    EXPECT_EQ(run.driver.getPasses().size(), 4U);
+    if (model == nullptr) continue;
+    EXPECT_EQ(model->getVolume(run.handle()), 4);
+    EXPECT_EQ(model->getScore(0, run.handle()), 1);
+    EXPECT_EQ(model->getMean(1) + model->getMean(2), 3 + 10);
+  }
+}
+
+TEST_F(QUVENCategoryMeanTest, AnInputWithoutAValueCountsAsMissing) {
+  writeRecords({{1, 2}, {1, 4}, {Missing, 9}});
+  PassRun run(path);
+  if (!run.isRank0()) {
+    run.passes();
+    return;
+  }
+  run.driver.addField(run.field("c"), run.handle());
+  QUVENCategoryMean& model = addModel(run);
+  run.passes();
+  run.field("c").setCatValue("1");
+  model.scorePoint(run.driver.getPoint(), run.handle());
+  EXPECT_EQ(run.field("Predicted_y").getNumValue(run.handle()), 3);
+  run.field("c").clearValue();
+  model.scorePoint(run.driver.getPoint(), run.handle());
+  EXPECT_EQ(run.field("Predicted_y").getNumValue(run.handle()), 9);
 }
 
 // The driver at its edges
@@ -265,7 +308,7 @@ TEST_F(QUVENCategoryMeanTest, TheListOfScansChangesWhileTheModelsTrain) {
     QUVENCategoryMean* late = nullptr;
     if (run.isRank0()) {
       run.driver.addField(run.field("c"), run.handle());
-      addModel(run);  // goes after the first pass, with its output
+      addModel(run);  // dropped after the first pass, with its output
       kept = &addModel(run);
       run.driver.setBetweenPasses([&](int pass) {
         QUVENScanWorld::Scans& list = run.driver.getScans();
