@@ -71,6 +71,40 @@ TEST_F(QUVENPassDriverTest, TellsModelsFromWhichPassOnItIsTheLast) {
   EXPECT_THAT(scan->lastPassWords, ElementsAre(0, 1));
 }
 
+TEST_F(QUVENPassDriverTest, RowsAreNotCountedAmongThePassesThatTrain) {
+  writeNumbers(4);
+  PassRun run(path, {.lastPass = 2});
+  QUVENPassCount* scan = nullptr;
+  std::vector<int> numbers;
+  if (run.isRank0()) {
+    scan = &run.addCount("x", 1, 9);
+    run.driver.setBetweenPasses([&](int pass) { numbers.push_back(pass); });
+  }
+  const auto writeRow = [](QUVENDataPoint&, std::int64_t, std::string& row) { row = "row"; };
+  run.driver.writeRows(path + ".rows", "header", writeRow, run.handle());
+  run.passes();
+  EXPECT_EQ(run.driver.getPasses().size(), 3U);
+  if (!run.isRank0()) return;
+  EXPECT_THAT(numbers, ElementsAre(1, 2));
+  EXPECT_THAT(scan->lastPassWords, ElementsAre(0, 1));
+}
+
+TEST_F(QUVENPassDriverTest, RefusesAPlaceWithoutAScan) {
+  if (count > 1) GTEST_SKIP() << "a fatal report ends all ranks";
+  writeNumbers(4);
+  for (const std::int32_t slices : {0, 2}) {
+    const CapturedRun captured = capturedRun([&] {
+      PassRun run(path, {.numSlices = slices});
+      for (const std::int32_t id : {1, 2}) run.addCount("x", id, 3);
+      run.driver.setBetweenPasses([&](int) { run.driver.getScans()[1].reset(run.handle()); });
+      run.passes();
+    });
+    EXPECT_TRUE(captured.threwLibraryException);
+    EXPECT_THAT(captured.out, testing::HasSubstr("The list of scans has a place without a scan"));
+    quvenDebugWords = QUVENDebugWords();
+  }
+}
+
 TEST_F(QUVENPassDriverTest, CallsTheStepWithoutRecordsForAScanThatReadsNone) {
   writeNumbers(6);
   PassRun run(path);

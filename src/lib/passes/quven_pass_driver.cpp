@@ -54,6 +54,7 @@ bool QUVENPassDriver::prepare(const QUVENEnvHandle& env) {
   const bool distributionsAreReady = !fieldsGather(QUVEN_ENV);
   bool isWanted = !distributionsAreReady;
   for (const QUVENOwnPtr<QUVENDataScan>& scan : world.getScans()) {
+    if (scan == nullptr) quvenFatalReport("The list of scans has a place without a scan", QUVEN_ENV);
     const QUVENScanProtocol& protocol = protocols.of(*scan, QUVEN_ENV);
     if (distributionsAreReady) protocol.begin(*scan, begunScans.insert(scan->getSerialNumber()).second, QUVEN_ENV);
     isWanted = protocol.isScanning(*scan) || isWanted;
@@ -67,13 +68,14 @@ void QUVENPassDriver::runPasses(const QUVENEnvHandle& env) {
     if (transport.isMaster()) word = prepare(QUVEN_ENV) ? AnotherPass : Ended;
     if (transport.broadcastWord(word) == Ended) return;
     runPass(QUVEN_ENV);
-    if (transport.isMaster() && betweenPasses) betweenPasses(static_cast<int>(passes.size()));
+    if (transport.isMaster() && betweenPasses) betweenPasses(passNumber);
   }
 }
 
 // One pass
 
 void QUVENPassDriver::runPass(const QUVENEnvHandle& env) {
+  ++passNumber;
   QUVENPassCounters& counters = passes.emplace_back();
   QUVENMemoryBlobIO blob;
   if (settings.numSlices > 0) {
@@ -274,7 +276,7 @@ void QUVENPassDriver::collectResults(const QUVENRecordPass& pass, QUVENMemoryBlo
 
 void QUVENPassDriver::endPass(QUVENRecordPass& pass, QUVENPassCounters& counters, const QUVENEnvHandle& env) {
   const QUVENPhaseTimer timer(counters, QUVENPassCounters::End);
-  const bool isLast = settings.lastPass > 0 && static_cast<std::int32_t>(passes.size()) >= settings.lastPass;
+  const bool isLast = settings.lastPass > 0 && passNumber >= settings.lastPass;
   pass.finish(isLast ? 1 : 0, QUVEN_ENV);
 }
 

@@ -65,17 +65,19 @@ class QUVENPassDriver {
     world.getScans().append(QUVENOwnPtr<QUVENDataScan>(std::move(scan)), QUVEN_ENV);
     return added;
   }
-  /// The top scans of rank 0. Their owner may add, drop and reorder them between passes.
+  /// The top scans of rank 0. Their owner may add, drop and reorder them between passes. Every place has a scan.
   QUVENScanWorld::Scans& getScans() { return world.getScans(); }
 
   void setObserver(QUVENPassObserver* passObserver) { observer = passObserver; }
-  /// Called on rank 0 after each pass, with its number, before the next one is prepared.
+  /// Called on rank 0 after each pass, with its number, before the next one is prepared. A pass that writes rows has no
+  /// number.
   void setBetweenPasses(std::function<void(int pass)> action) { betweenPasses = std::move(action); }
   /// Called on every rank after a copy of the live world was read, to attach what no stream carries: the value
   /// producers of computed fields.
   void setAfterRead(std::function<void(QUVENScanWorld& copy)> action) { afterRead = std::move(action); }
 
   /// Runs passes until every scan and every field that was added has finished.
+  /// Errors: a place of the list without a scan is a fatal report.
   void runPasses(const QUVENEnvHandle& env);
 
   /// Puts the row of a record into an empty text, without the line end.
@@ -117,7 +119,8 @@ class QUVENPassDriver {
   std::function<void(QUVENScanWorld&)> afterRead;
   std::vector<QUVENStringWithHash> fieldNames;  // of the fields that were added
   std::set<std::int32_t> begunScans;            // serial numbers
-  std::vector<QUVENPassCounters> passes;
+  std::vector<QUVENPassCounters> passes;        // those that write rows too
+  std::int32_t passNumber = 0;                  // of the last pass that trains
 };
 
 #endif  // QUVEN_PASS_DRIVER_H
