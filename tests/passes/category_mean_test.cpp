@@ -30,7 +30,7 @@ class QUVENCategoryMeanTest : public PassTest {
 
   static QUVENCategoryMean& addModel(PassRun& run, std::string_view input = "c") {
     auto& model = run.add<QUVENCategoryMean>(input, "y");
-    model.addOutput(run.driver.getNames(), run.handle());
+    model.addPrediction(run.driver.getNames(), run.handle());
     return model;
   }
 
@@ -206,6 +206,17 @@ TEST_F(QUVENCategoryMeanTest, AnInputWithoutAValueCountsAsMissing) {
   run.field("c").clearValue();
   model.scorePoint(run.driver.getPoint(), run.handle());
   EXPECT_EQ(run.field("Predicted_y").getNumValue(run.handle()), 9);
+}
+
+TEST_F(QUVENCategoryMeanTest, AFieldWithoutAValueHasNoCategory) {
+  writeRecords({{1, 2}, {1, 4}});
+  PassRun run(path);
+  if (run.isRank0()) run.driver.addField(run.field("c"), run.handle());
+  run.passes();
+  QUVENField& field = run.field("c");
+  field.setCatValue("1");
+  field.clearValue();
+  EXPECT_EQ(field.getValueIndex(run.handle()), QUVENField::MissingValueIndex);
 }
 
 // The driver at its edges

@@ -29,8 +29,8 @@ class QUVENPassObserver {
 /// live objects, and takes every decision on merged results. One pass: the state of rank 0 goes to all; the hook before
 /// the records on every rank; the records; the hook after them; the results come back, merged in the order of the ranks
 /// or, in a run with slices, in a fixed tree; rank 0 ends the distributions of fields, then the scans.
-/// While a field that was added by addField still gathers, the scans are not begun: a model finds its distributions
-/// ready.
+/// While a field of the data that was added by addField still gathers, the scans are not begun: a model finds its
+/// distributions ready. An output that was added gathers when its model has finished.
 ///
 /// Requires:   the constructor runs before any scan or field of the environment is made, because it sets the number of
 ///             channels. The dataset and the transport are borrowed.
@@ -58,7 +58,8 @@ class QUVENPassDriver {
   /// Asks for the distribution of a field, which is sampled from now on: there are passes until it has all that the
   /// settings say.
   void addField(QUVENField& field, const QUVENEnvHandle& env);
-  /// Adds a top scan and returns it. Scans are shown records, ended and scored in the order of the list.
+  /// Adds a top scan and returns it. Scans are shown records, ended and scored in the order of the list, so a model is
+  /// in it before the models that read its output, and is dropped after them.
   template <std::derived_from<QUVENDataScan> T>
   T& addScan(QUVENOwnPtr<T>&& scan, const QUVENEnvHandle& env) {
     T& added = *scan;
@@ -80,7 +81,8 @@ class QUVENPassDriver {
   /// Errors: a place of the list without a scan is a fatal report.
   void runPasses(const QUVENEnvHandle& env);
 
-  /// Puts the row of a record into an empty text, without the line end.
+  /// Puts the row of a record into an empty text, without the line end. Above rank 0 an output field exists from the
+  /// first state of rank 0 on: it is looked up in getNames() in the call.
   using WriteRow = std::function<void(QUVENDataPoint& point, std::int64_t recordNumber, std::string& row)>;
   /// A pass that writes: one row per record, in the order of the dataset, into one file, which appears under its name
   /// when it is complete. Finished models have scored the record; nothing is gathered.
@@ -96,7 +98,7 @@ class QUVENPassDriver {
   enum Word : std::int32_t { Ended = 0, AnotherPass = 1 };
 
   bool prepare(const QUVENEnvHandle& env);
-  bool fieldsGather(const QUVENEnvHandle& env) const;
+  bool fieldsGather(bool countOutputs) const;
   void runPass(const QUVENEnvHandle& env);
   void runSharedPass(QUVENMemoryBlobIO& blob, QUVENPassCounters& counters, const QUVENEnvHandle& env);
   void runSlicedPass(QUVENMemoryBlobIO& blob, QUVENPassCounters& counters, const QUVENEnvHandle& env);
