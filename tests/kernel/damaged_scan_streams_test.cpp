@@ -89,11 +89,23 @@ class QUVENDamagedScanStreamsTest : public KernelTest {
     for (unsigned i = 0; i < changes && !bytes.empty(); ++i) {
       const std::size_t at = random() % bytes.size();
       switch (random() % 8) {
-        case 0: bytes[at] = static_cast<char>(random()); break;
-        case 1: case 5: case 6: bytes[at] = static_cast<char>(bytes[at] ^ (1 << (random() % 8))); break;
-        case 2: bytes.erase(at, 1 + random() % 40); break;
-        case 3: bytes.insert(at, bytes.substr(random() % bytes.size(), 1 + random() % 120)); break;
-        default: bytes[at] = static_cast<char>(0x80 | random() % 128); break;
+        case 0:
+          bytes[at] = static_cast<char>(random());
+          break;
+        case 1:
+        case 5:
+        case 6:
+          bytes[at] = static_cast<char>(bytes[at] ^ (1 << (random() % 8)));
+          break;
+        case 2:
+          bytes.erase(at, 1 + random() % 40);
+          break;
+        case 3:
+          bytes.insert(at, bytes.substr(random() % bytes.size(), 1 + random() % 120));
+          break;
+        default:
+          bytes[at] = static_cast<char>(0x80 | random() % 128);
+          break;
       }
     }
     return bytes;

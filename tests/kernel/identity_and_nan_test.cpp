@@ -119,7 +119,8 @@ struct OldSample {
       return;
     }
     a.push_back(e);
-    if (n + 1 == cap) for (long i = (n + 2) / 2; i >= 1; --i) sift(i, n + 1);
+    if (n + 1 == cap)
+      for (long i = (n + 2) / 2; i >= 1; --i) sift(i, n + 1);
   }
 };
 

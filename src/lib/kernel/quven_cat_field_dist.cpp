@@ -77,7 +77,7 @@ void QUVENCatFieldDist::update(std::uint32_t recordId, const QUVENStringWithHash
   if (ivCatsVec.isEmpty() && ivScansDone == 0) {
     QUVEN_ASSERT(field != nullptr);
     const std::uint32_t priority = hashPair(recordId, field->getName().hash());
-    // Most texts leave a full sample at once: they are not even copied.
+    // A full sample rejects most texts by priority: they are not even copied.
     const bool isFull = ivSampleVecCapacity > 0 && ivSampleVec.getSize() >= ivSampleVecCapacity;
     if (isFull && priority < ivSampleVec[1].getPriority()) return;
     addSample(QUVENStringPQElement(value, priority), QUVEN_ENV);

@@ -130,7 +130,7 @@ class QUVENField : public QUVENObjectOf<QUVENField, QUVENDataScan> {
 
   /// A field keeps the name that it has: a stream must not put another field in its place.
   void readPrimitive(QUVENObjReader& reader, const QUVENEnvHandle& env) override;
-  /// A numeric field whose purpose is the line number is the field of the line numbers.
+  /// Restores the mark of the line number field, which no stream carries, from the purpose.
   void postReadPrimitive(QUVENObjReader& reader, const QUVENEnvHandle& env) override;
 
   // In a base of fields: "Function/Feature not yet implemented".
@@ -151,6 +151,11 @@ class QUVENField : public QUVENObjectOf<QUVENField, QUVENDataScan> {
   virtual std::int32_t getIndexOfValue(double value, const QUVENEnvHandle& env) const;
   virtual const QUVENStringWithHash& getCategoryText(std::int32_t index, const QUVENEnvHandle& env) const;
   virtual bool hasDistribution() const;
+  /// Puts a value drawn from the distribution in the place of the current one: the same for the same name and record.
+  virtual void sampleFromDistribution(std::uint32_t recordId, const QUVENEnvHandle& env);
+
+  /// Makes this the field of the line numbers: it keeps no distribution.
+  virtual void markAsLineNumber(const QUVENEnvHandle& env);
   /// The values, present and missing, that the distribution has seen in the current pass.
   virtual double getGatheredCount() const { return 0; }
   /// The passes that the distribution has finished; -1 for a field that is not sampled, to which updateDistribution
@@ -158,11 +163,6 @@ class QUVENField : public QUVENObjectOf<QUVENField, QUVENDataScan> {
   virtual std::int32_t getDistributionPasses() const { return -1; }
   /// Whether computeValue has a producer to ask.
   virtual bool hasValueProducer() const { return false; }
-  /// Puts a value drawn from the distribution in the place of the current one: the same for the same name and record.
-  virtual void sampleFromDistribution(std::uint32_t recordId, const QUVENEnvHandle& env);
-
-  /// Makes this the field of the line numbers: it keeps no distribution.
-  virtual void markAsLineNumber(const QUVENEnvHandle& env);
 
  protected:
   QUVENField(QUVENFieldType type, const QUVENEnvHandle& env);

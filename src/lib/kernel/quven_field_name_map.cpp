@@ -105,6 +105,9 @@ void QUVENFieldNameMap::readPrimitive(QUVENObjReader& reader, const QUVENEnvHand
 
 void QUVENFieldNameMap::postReadPrimitive(QUVENObjReader& reader, const QUVENEnvHandle& env) {
   Members::postReadPrimitive(reader, QUVEN_ENV);
+  for (const QUVENOwnPtr<QUVENField>& field : ivOwnedFields) {
+    QUVEN_ASSERT_CAUSE(field != 0, "A name map without one of its fields");  // NOLINT(modernize-use-nullptr)
+  }
   putInto(reader, QUVEN_ENV);
 }
 

@@ -10,8 +10,8 @@
 /// for more passes than one.
 class QUVENLearningModel : public QUVENObjectOf<QUVENLearningModel, QUVENModel> {
  public:
-  /// The answer of QUVENDataScan would lose the records of the other ranks: each class has to say what it merges. A
-  /// result that is merged has no inputs: results travel without references to fields.
+  /// Pure, because the default merges nothing and would lose the records of the other ranks. A result that is merged
+  /// has no inputs: results travel without references to fields.
   [[nodiscard]] bool merge(QUVENDataScan* other, const QUVENEnvHandle& env) override = 0;
   /// While it is scanning.
   bool hasScanResult(const QUVENEnvHandle&) const override { return isScanning(); }

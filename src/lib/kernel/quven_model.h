@@ -65,8 +65,8 @@ class QUVENModel : public QUVENObjectOf<QUVENModel, QUVENDataScan> {
   long findExplanatory(const QUVENField* field) const;
   long findExplanatory(const QUVENField* field, std::int32_t usage) const;
 
-  /// The copy of copyFromPrimitive without its line on standard output, for models that are tried out by thousands.
-  /// Requires: a source of this class.
+  /// The copy of copyFromPrimitive without its line on standard output, and without those of the models that it owns,
+  /// for models that are tried out by thousands. Requires: a source of this class.
   void copyGathered(const QUVENModel& source, const QUVENEnvHandle& env);
   /// Prints how many explanatory inputs the source gives, and how many it had itself.
   void copyFromPrimitive(const QUVENObject* source, const QUVENEnvHandle& env) override;
@@ -133,7 +133,6 @@ class QUVENModel : public QUVENObjectOf<QUVENModel, QUVENDataScan> {
   QUVEN_MEMBER_IF(writerMode != QUVENObjWriter::ScanResults, ivModelState, std::int32_t) = 0;
   QUVEN_STATE(referenceModel, QUVENModel*) = nullptr;
   QUVEN_STATE(scratchWord, std::int64_t) = 0;
-  bool copiesSilently = false;
 };
 
 #endif  // QUVEN_MODEL_H

@@ -111,7 +111,7 @@ void QUVENResultFieldOwner::readPrimitive(QUVENObjReader& reader, const QUVENEnv
 void QUVENResultFieldOwner::postReadPrimitive(QUVENObjReader& reader, const QUVENEnvHandle& env) {
   Members::postReadPrimitive(reader, QUVEN_ENV);
   if (ivFieldPtr == nullptr) return;
-  // Also for the field that it held before: reading the map has forgotten who holds its fields.
+  // Also if the field is the same: reading the map cleared the holders.
   QUVENFieldNameMap* names = nullptr;
   reader.getBackPointer(names, QUVENFieldNameMap::cvBackPtrName());
   if (names != nullptr) registration.hold(*ivFieldPtr, *names);

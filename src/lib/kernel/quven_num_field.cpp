@@ -105,7 +105,8 @@ std::int32_t QUVENNumField::getIndexOfText(const QUVENStringWithHash&, const QUV
 }
 
 std::int32_t QUVENNumField::getIndexOfValue(double value, const QUVENEnvHandle& env) const {
-  if (isMissing()) return MissingValueIndex;
+  // A value that is no number counts as missing where a model or a producer has set it.
+  if (isMissing() || (isComputed() && std::isnan(value))) return MissingValueIndex;
   return hasDistribution() ? ivNumFieldDistPtr->getBinIndex(value, QUVEN_ENV) : 0;
 }
 

@@ -81,7 +81,7 @@ void QUVENNumFieldDist::update(std::uint32_t recordId, double value, const QUVEN
   // Infinity would come back from a worker as the largest number: it is that from the beginning.
   value = quvenClampDouble(value);
   ivCurrValidCount += 1.0;
-  if (binLimitsAreSet && !std::isnan(value)) {
+  if (binLimits.isSearchable() && !std::isnan(value)) {
     ivPotBinsVec[binOfLimits(value)].update(value);
     return;
   }
@@ -150,7 +150,7 @@ void QUVENNumFieldDist::computePotentialBins(const QUVENEnvHandle& env) {
   } while (pos <= n);
 
   ivPotBinsVec.setSizeCapacity(ivPotBinsVec.getSize(), ivPotBinsVec.getSize(), QUVEN_ENV);
-  binLimitsAreSet = binLimits.set(ivPotBinsVec);
+  binLimits.set(ivPotBinsVec);
   for (const QUVENSampledNumber& element : ivSampleSortVec) {
     ivPotBinsVec[getBinIndex(element.getValue(), QUVEN_ENV)].update(element.getValue());
   }
@@ -173,7 +173,7 @@ std::int32_t QUVENNumFieldDist::getBinIndex(double x, const QUVENEnvHandle& env)
   const std::int32_t numBins = static_cast<std::int32_t>(ivPotBinsVec.getSize());
   if (numBins == 0) return 0;
   x = quvenClampDouble(x);
-  if (!binLimitsAreSet || std::isnan(x)) return walkToBin(x, QUVEN_ENV);
+  if (!binLimits.isSearchable() || std::isnan(x)) return walkToBin(x, QUVEN_ENV);
   return binOfLimits(x);
 }
 
@@ -189,20 +189,21 @@ std::int32_t QUVENNumFieldDist::walkToBin(double x, const QUVENEnvHandle& env) c
   quvenUnreachable(QUVEN_ENV);
 }
 
-bool QUVENBinLimits::set(const QUVENXaRay<QUVENNumFieldBin, 0>& bins) {
+void QUVENBinLimits::set(const QUVENXaRay<QUVENNumFieldBin, 0>& bins) {
   constexpr double infinity = std::numeric_limits<double>::infinity();
-  if (bins.isEmpty() || bins.getSize() > MostBins) return false;
+  searchable = false;
+  if (bins.isEmpty() || bins.getSize() > MostBins) return;
   limits.fill(infinity);
   for (std::size_t i = 0; i < static_cast<std::size_t>(bins.getSize()); ++i) {
     const QUVENNumFieldBin& bin = bins[static_cast<long>(i) + 1];
     limits[i] = bin.includesHiEnd() ? std::nextafter(bin.getHiEnd(), infinity) : bin.getHiEnd();
-    if (std::isnan(limits[i]) || (i > 0 && limits[i] < limits[i - 1])) return false;
+    if (std::isnan(limits[i]) || (i > 0 && limits[i] < limits[i - 1])) return;
   }
   for (std::size_t i = 0; i < groupLimits.size(); ++i) groupLimits[i] = limits[(i + 1) * GroupSize - 1];
-  return bins[bins.getSize()].getHiEnd() == QUVENNumFieldBin::HighestValue;
+  searchable = bins[bins.getSize()].getHiEnd() == QUVENNumFieldBin::HighestValue;
 }
 
 void QUVENNumFieldDist::postReadPrimitive(QUVENObjReader& reader, const QUVENEnvHandle& env) {
   Members::postReadPrimitive(reader, QUVEN_ENV);
-  binLimitsAreSet = binLimits.set(ivPotBinsVec);
+  binLimits.set(ivPotBinsVec);
 }

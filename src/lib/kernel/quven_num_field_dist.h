@@ -44,7 +44,8 @@ class QUVENNumFieldBin : public QUVENObjectOf<QUVENNumFieldBin, QUVENObject> {
 
   /// Whether a number is not above the bin.
   bool reachesUpTo(double x) const { return ivIncHiEnd != 0 ? x <= ivHiEnd : ivHiEnd > x; }
-  /// Counts a number; at the largest count the count stays.
+  /// Counts a number. At the largest count only the ends change, so that mean and variance stay those of the numbers
+  /// counted.
   void update(double x) {
     ivCurrMaxValue = std::max(ivCurrMaxValue, x);
     ivCurrMinValue = std::min(ivCurrMinValue, x);
@@ -54,9 +55,10 @@ class QUVENNumFieldBin : public QUVENObjectOf<QUVENNumFieldBin, QUVENObject> {
       ivCurrVariance = 0;
       return;
     }
+    if (ivCurrCount == std::numeric_limits<std::int32_t>::max()) return;
     const double oldMean = currMean;
     ivCurrSum += x;
-    ivCurrCount += ivCurrCount < std::numeric_limits<std::int32_t>::max() ? 1 : 0;
+    ++ivCurrCount;
     currMean = ivCurrSum / ivCurrCount;
     ivCurrVariance += (x - currMean) * (x - oldMean);
   }
@@ -95,14 +97,18 @@ class QUVENNumFieldBin : public QUVENObjectOf<QUVENNumFieldBin, QUVENObject> {
 /// The upper limits of bins, for a search without branches that depend on the number.
 ///
 /// A number is in the first bin whose limit is above it: the limit of a bin is its upper end, or the next number where
-/// the end belongs to the bin. The limits are in ascending order in groups of 16, behind them infinity.
+/// the end belongs to the bin. The limits are in ascending order in groups of 16, unused limits are infinity.
 class QUVENBinLimits {
  public:
+  /// Takes over the limits of the bins.
+  void set(const QUVENXaRay<QUVENNumFieldBin, 0>& bins);
   /// Whether the bins can be searched: at most MostBins, limits in ascending order, the largest number as last end.
   /// Bins made from a sample always can; those of a damaged stream may not.
-  bool set(const QUVENXaRay<QUVENNumFieldBin, 0>& bins);
+  bool isSearchable() const { return searchable; }
+  /// The bins are gone.
+  void deleteMemory(const QUVENEnvHandle&) { searchable = false; }
   /// The index from 0 of the bin of a finite number; at or above the number of bins when every limit is at or below it.
-  /// Requires: set has returned true.
+  /// Requires: isSearchable().
   std::int32_t find(double x) const {
     const std::int32_t group = countUpTo(groupLimits.data(), x);
     return group * GroupSize + countUpTo(limits.data() + static_cast<std::ptrdiff_t>(group) * GroupSize, x);
@@ -119,6 +125,7 @@ class QUVENBinLimits {
     return static_cast<std::int32_t>(count);
   }
 
+  bool searchable = false;
   std::array<double, GroupSize> groupLimits{};  // the last limit of each group
   std::array<double, GroupSize * GroupSize> limits{};
 };
@@ -184,7 +191,6 @@ class QUVENNumFieldDist : public QUVENObjectOf<QUVENNumFieldDist, QUVENObject> {
   QUVEN_MEMBER(ivCurrValidCount, double) = 0;
 
   QUVEN_STATE(binLimits, QUVENBinLimits);
-  QUVEN_STATE(binLimitsAreSet, bool) = false;
   const QUVENNumField* field = nullptr;  // the owner's, never that of a source
 };
 

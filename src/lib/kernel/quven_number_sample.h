@@ -93,7 +93,7 @@ class QUVENNumberSample {
     return numbers;
   }
 
-  // Which numbers wait is not visible from outside.
+  // mutable: a const look first moves the waiting numbers into the heap.
   mutable Numbers numbers;
   mutable Numbers waiting;                   // numbers for a full heap, in the order of arrival
   mutable std::uint32_t lowestPriority = 0;  // of the heap when numbers entered it last

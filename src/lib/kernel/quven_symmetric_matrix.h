@@ -10,9 +10,8 @@
 ///           j(j-1)/2 + i, so that a column is contiguous and the diagonal element of i is at i(i+1)/2.
 /// Memory:   8 bytes for each of the n(n+1)/2 stored elements; at most 65,535 rows.
 /// Cost:     an update or a merge runs once over the stored elements, a swap over two columns; neither allocates.
-/// Errors:   orders that differ, rows that are not there: assertion failures. A stream with a number of elements that
-/// no
-///           order has is one as well.
+/// Errors:   orders that differ and rows that do not exist are assertion failures, and so is a stream with a number of
+///           elements that no order has.
 class QUVENSymmetricMatrix : public QUVENObjectOf<QUVENSymmetricMatrix, QUVENObject> {
  public:
   static constexpr long MostRows = 65535;

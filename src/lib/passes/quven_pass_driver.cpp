@@ -56,7 +56,7 @@ bool QUVENPassDriver::fieldsGather(bool countOutputs) const {
   });
 }
 
-/// Begins what can begin, and says whether there is another pass.
+/// Begins the scans once no added field of the data gathers; returns whether another pass is needed.
 bool QUVENPassDriver::prepare(const QUVENEnvHandle& env) {
   const bool distributionsAreReady = !fieldsGather(false);
   bool isWanted = fieldsGather(true);
@@ -106,14 +106,12 @@ void QUVENPassDriver::runSharedPass(QUVENMemoryBlobIO& blob, QUVENPassCounters& 
   }
   QUVENRecordPass pass(world, protocols, settings, QUVEN_ENV);
   pass.begin(QUVEN_ENV);
-  QUVENScanType type = agreeOnScanType(pass, QUVEN_ENV);
+  const QUVENScanType type = agreeOnScanType(pass, QUVEN_ENV);
   {
     const QUVENPhaseTimer timer(counters, QUVENPassCounters::Update);
     pass.updateWithoutRecords(QUVEN_ENV);
   }
   if (type != QUVENScanType::NoPass) {
-    // The rows of a caller stay together where the share of a rank ends.
-    if (type == QUVENScanType::Slice && dataset->getLineNumberColumn() >= 0) type = QUVENScanType::Lines;
     dataset->setWorker(transport.getRank(), transport.getCount(), QUVEN_ENV);
     dataset->setScanType(type, QUVEN_ENV);
     if (type == QUVENScanType::RandomSample || type == QUVENScanType::SampledLines) {
@@ -141,7 +139,7 @@ void QUVENPassDriver::runSlicedPass(QUVENMemoryBlobIO& blob, QUVENPassCounters& 
   QUVENScanWorld& copy = transport.isMaster() ? ownCopy : world;
   readCopy(copy, blob, QUVEN_ENV);
   QUVENRecordPass live(world, protocols, settings, QUVEN_ENV);
-  live.begin(QUVEN_ENV);
+  if (transport.isMaster()) live.begin(QUVEN_ENV);
   const QUVENScanType type = agreeOnScanType(live, QUVEN_ENV);
   if (type != QUVENScanType::NoPass && type != QUVENScanType::Slice) {
     quvenFatalReport("A run in slices reads its records in slices only", QUVEN_ENV);
@@ -152,8 +150,9 @@ void QUVENPassDriver::runSlicedPass(QUVENMemoryBlobIO& blob, QUVENPassCounters& 
     for (int slice = slices.getFirst(); slice < slices.getLast(); ++slice) {
       if (slice != slices.getFirst()) readCopy(copy, blob, QUVEN_ENV);
       QUVENRecordPass pass(copy, protocols, settings, QUVEN_ENV);
-      pass.begin(QUVEN_ENV);
       pass.copyScanTypes(live, QUVEN_ENV);
+      pass.dropScansWithoutRecords();
+      pass.begin(QUVEN_ENV);
       dataset->setWorker(slice, settings.numSlices, QUVEN_ENV);
       dataset->setScanType(type, QUVEN_ENV);
       scanRecords(
@@ -166,6 +165,7 @@ void QUVENPassDriver::runSlicedPass(QUVENMemoryBlobIO& blob, QUVENPassCounters& 
   }
   if (transport.isMaster()) {
     live.updateWithoutRecords(QUVEN_ENV);
+    live.endWithoutRecords(QUVEN_ENV);
     if (type == QUVENScanType::Slice) {
       const QUVENPhaseTimer timer(counters, QUVENPassCounters::Merge);
       QUVENBinObjReader reader(results, QUVEN_ENV);
@@ -196,9 +196,10 @@ void QUVENPassDriver::readCopy(QUVENScanWorld& copy, QUVENMemoryBlobIO& blob, co
 
 /// Rank 0 asks its live scans and tells all ranks.
 QUVENScanType QUVENPassDriver::agreeOnScanType(QUVENRecordPass& pass, const QUVENEnvHandle& env) const {
+  const bool hasLines = dataset->getLineNumberColumn() >= 0;
   for (long i = 1; i <= pass.getNumParticipants(); ++i) {
     std::int32_t type = 0;
-    if (transport.isMaster()) type = static_cast<std::int32_t>(pass.getScanType(i, QUVEN_ENV));
+    if (transport.isMaster()) type = static_cast<std::int32_t>(pass.getScanType(i, hasLines, QUVEN_ENV));
     pass.setScanType(i, static_cast<QUVENScanType>(transport.broadcastWord(type)));
   }
   return pass.chooseScanType(QUVEN_ENV);

@@ -12,7 +12,7 @@
 #include "passes/quven_slices.h"
 #include "passes/quven_worker_transport.h"
 
-/// Watches the records of a pass go by, for people.
+/// Shows the progress of a pass.
 class QUVENPassObserver {
  public:
   virtual ~QUVENPassObserver() = default;
@@ -94,7 +94,7 @@ class QUVENPassDriver {
   void release(const QUVENEnvHandle& env);
 
  private:
-  /// What rank 0 tells between passes.
+  /// The word that rank 0 broadcasts before each pass.
   enum Word : std::int32_t { Ended = 0, AnotherPass = 1 };
 
   bool prepare(const QUVENEnvHandle& env);

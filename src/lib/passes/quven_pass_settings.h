@@ -6,7 +6,7 @@
 
 /// How the passes of a run are made. The same on every rank.
 struct QUVENPassSettings {
-  /// Gives the channel of a record by its number in the dataset, 0-based.
+  /// Gives the channel of a record, 0..numChannels, by its number in the dataset, from 0.
   using DealChannel = std::function<std::int32_t(std::int64_t recordNumber)>;
 
   /// Channels of the environment, which scans take over when they are made.

@@ -63,8 +63,9 @@ void QUVENRecordPass::deal(std::int64_t recordNumber, const QUVENEnvHandle& env)
   world.getPoint().setChannel(channel);
 }
 
-QUVENScanType QUVENRecordPass::getScanType(long participant, const QUVENEnvHandle& env) const {
-  return participants[static_cast<std::size_t>(participant - 1)].scan->getScanType(QUVEN_ENV);
+QUVENScanType QUVENRecordPass::getScanType(long participant, bool hasLines, const QUVENEnvHandle& env) const {
+  const Participant& asked = participants[static_cast<std::size_t>(participant - 1)];
+  return asked.protocol->readingModeOf(asked.scan->getScanType(QUVEN_ENV), hasLines);
 }
 
 void QUVENRecordPass::setScanType(long participant, QUVENScanType type) {
@@ -95,6 +96,7 @@ QUVENScanType QUVENRecordPass::chooseScanType(const QUVENEnvHandle& env) {
 double QUVENRecordPass::getSamplingRate(const QUVENEnvHandle& env) const {
   double rate = 0;
   for (const Participant& participant : participants) {
+    if (participant.type == QUVENScanType::NoPass) continue;
     rate = std::max(rate, participant.scan->getSamplingRate(QUVEN_ENV));
   }
   return participants.empty() ? 1 : rate;
@@ -104,6 +106,16 @@ void QUVENRecordPass::updateWithoutRecords(const QUVENEnvHandle& env) {
   for (const Participant& participant : participants) {
     if (participant.type == QUVENScanType::NoPass) participant.scan->updateWithoutDataScan(QUVEN_ENV);
   }
+}
+
+void QUVENRecordPass::endWithoutRecords(const QUVENEnvHandle& env) {
+  for (const Participant& participant : participants) {
+    if (participant.type == QUVENScanType::NoPass) participant.scan->endRecords(QUVEN_ENV);
+  }
+}
+
+void QUVENRecordPass::dropScansWithoutRecords() {
+  std::erase_if(participants, [](const Participant& participant) { return participant.type == QUVENScanType::NoPass; });
 }
 
 void QUVENRecordPass::setResults(QUVENDataPoint& point, const QUVENEnvHandle& env) {

@@ -41,7 +41,7 @@ class QUVENRecordPass {
   void begin(const QUVENEnvHandle& env);
   long getNumParticipants() const { return static_cast<long>(participants.size()); }
   /// The reading mode that a scan that takes part asks for, 1-based. Rank 0 asks its live scans.
-  QUVENScanType getScanType(long participant, const QUVENEnvHandle& env) const;
+  QUVENScanType getScanType(long participant, bool hasLines, const QUVENEnvHandle& env) const;
   /// The largest fraction of the records that a scan asks for.
   double getSamplingRate(const QUVENEnvHandle& env) const;
   /// Tells the mode that a scan has asked for, on every rank, before the first record.
@@ -54,6 +54,9 @@ class QUVENRecordPass {
   QUVENScanType chooseScanType(const QUVENEnvHandle& env);
   /// The step of the scans that work without records in this pass.
   void updateWithoutRecords(const QUVENEnvHandle& env);
+  // In a run with slices the live scans on rank 0 do the step without records; the copies only see records.
+  void endWithoutRecords(const QUVENEnvHandle& env);
+  void dropScansWithoutRecords();
 
   /// Gives the record that the data point holds its channel and its result fields.
   /// Errors: a channel outside 0..numChannels is a fatal report.

@@ -1,5 +1,7 @@
 #include "passes/quven_row_file.h"
 
+#include <unistd.h>
+
 #include <filesystem>
 #include <vector>
 
@@ -14,7 +16,9 @@ constexpr int OutputUnwritable = 2302;
 
 QUVENRowFile::QUVENRowFile(const std::string& resultPath, const QUVENWorkerTransport& workerTransport,
                            const QUVENEnvHandle& env)
-    : path(resultPath), transport(workerTransport) {
+    : path(resultPath),
+      transport(workerTransport),
+      run(workerTransport.broadcastWord(static_cast<std::int32_t>(::getpid()))) {
   if (transport.isMaster()) {
     result = std::make_unique<QUVENResultFile>(path);
   } else {

@@ -11,10 +11,10 @@
 
 /// A text file that all ranks write, each a run of whole rows: the rows of a lower rank come first.
 ///
-/// Rank 0 writes into the result file, the others into NAME.rows<rank> beside it, which commit appends at the place
-/// where it belongs. The file appears under its name when it is complete.
-/// Collective: construction and commit.
-/// Errors:     what cannot be opened or written is the terminating report 2302 with the name; every rank ends with it,
+/// Rank 0 writes into the result file, the others into NAME.partial<process>.rows<rank> beside it, which commit appends
+/// at the place where it belongs. The file appears under its name when it is complete. Collective: construction and
+/// commit. Errors:     what cannot be opened or written is the terminating report 2302 with the name; every rank ends
+/// with it,
 ///             and the files are removed.
 class QUVENRowFile {
  public:
@@ -30,11 +30,14 @@ class QUVENRowFile {
  private:
   [[noreturn]] void fail(const QUVENEnvHandle& env) const;
   void agree(bool isGood, const QUVENEnvHandle& env) const;
-  std::string partOf(int rank) const { return path + ".rows" + std::to_string(rank); }
+  std::string partOf(int rank) const {
+    return path + ".partial" + std::to_string(run) + ".rows" + std::to_string(rank);
+  }
   bool append(const std::string& part);
 
   std::string path;
   const QUVENWorkerTransport& transport;
+  std::int32_t run;  // the process id of rank 0: two runs with one result name do not disturb each other
   std::unique_ptr<QUVENResultFile> result;  // of rank 0
   std::ofstream part;                       // of the others
 };

@@ -20,6 +20,8 @@ class QUVENScanProtocol {
   virtual bool readsOnly(const QUVENDataScan&, const QUVENFieldSet&) const { return true; }
   /// Whether the scan takes part in the coming or current pass.
   virtual bool isScanning(const QUVENDataScan& scan) const = 0;
+  /// How a pass over the dataset is read for a scan that asks for a mode. hasLines: there is a line number column.
+  virtual QUVENScanType readingModeOf(QUVENScanType wanted, bool) const { return wanted; }
   /// Ends a pass of a scan that takes part in it. Rank 0 calls it, with the results of all ranks merged.
   virtual void end(QUVENDataScan& scan, std::int32_t lastPass, const QUVENEnvHandle& env) const = 0;
   /// Whether the scan gives every record a result, which other scans may read.

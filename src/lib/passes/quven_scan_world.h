@@ -31,7 +31,7 @@ class QUVENScanWorld {
   /// Replaces what is in the blob by the state of the world: data point, name map, scans.
   void write(QUVENMemoryBlobIO& blob, const QUVENEnvHandle& env) const;
   /// Reads the state of another world from the beginning of the blob, and returns how many fields have a value producer
-  /// there, which no stream carries. Only such streams add and remove fields of this world from then on.
+  /// there, which no stream carries. From then on only read() adds or removes fields of this world.
   long read(QUVENMemoryBlobIO& blob, const QUVENEnvHandle& env);
   long countValueProducers() const;
   /// The fields of the point and those that the name map owns.

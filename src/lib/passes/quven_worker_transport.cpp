@@ -35,7 +35,7 @@ void QUVENWorkerTransport::broadcast(QUVENMemoryBlobIO& blob, const QUVENEnvHand
   MPI_Bcast(&length, 1, MPI_UINT64_T, 0, communicator);
   if (isMaster()) {
     const std::span<const char> bytes = blob.getBytes();
-    // The call takes a pointer that may be written to, and does not write for the one who sends.
+    // MPI_Bcast takes a pointer to bytes that it may write, but does not write on the sending rank.
     forEachPart(std::span<char>(const_cast<char*>(bytes.data()), bytes.size()),
                 [this](char* part, int size) { MPI_Bcast(part, size, MPI_CHAR, 0, communicator); });
     return;

@@ -1,5 +1,6 @@
 #include "util/quven_output.h"
 
+#include <poll.h>
 #include <sys/uio.h>
 #include <unistd.h>
 
@@ -19,7 +20,10 @@ void writeAll(std::span<iovec> pieces) {
     const ssize_t count = ::writev(STDOUT_FILENO, pieces.data(), static_cast<int>(pieces.size()));
     if (count < 0) {
       if (errno == EINTR) continue;
-      return;
+      if (errno != EAGAIN) return;
+      pollfd output{STDOUT_FILENO, POLLOUT, 0};  // the reader made the pipe non-blocking, and has to read first
+      if (::poll(&output, 1, -1) < 0 && errno != EINTR) return;
+      continue;
     }
     auto written = static_cast<std::size_t>(count);
     while (!pieces.empty() && written >= pieces.front().iov_len) {
