@@ -19,10 +19,10 @@ class DatasetParts : public LoaderCase {
     outputFile = "pairs";
   }
 
-  /// A loader run over callers first..last with three callees each.
-  void load(int partitions, int first = 1, int last = 300) {
+  /// A loader run over the callers first, first + step, ... up to last, with three callees each.
+  void load(int partitions, int first = 1, int last = 300, int step = 1) {
     std::vector<std::string> lines;
-    for (int caller = first; caller <= last; ++caller) {
+    for (int caller = first; caller <= last; caller += step) {
       for (int i = 1; i <= 3; ++i) {
         const std::string key = std::to_string(caller);
         lines.push_back(std::string(6 - key.size(), ' ') + key + " " + std::to_string(100 + caller * i % 400));
@@ -77,6 +77,26 @@ TEST_F(DatasetParts, OfARunWithFewCallersMayBeEmpty) {
 }
 
 // The stale part used to be read with the others: most energies were wrong.
+// The part of a caller depends on its number modulo 7919 only. The numbers of the callers are no random sample, so many
+// callers can leave a part empty.
+TEST_F(DatasetParts, OfManyCallersThatAllBelongToOnePartAreAccepted) {
+  load(2, 4, 4 + 53 * 144, 144);
+  EXPECT_EQ(std::filesystem::file_size(path("pairs.1")), 0U);
+  expectAccepted();
+}
+
+TEST_F(DatasetParts, OfManyCallersWithEqualRemaindersAreAccepted) {
+  load(3, 7919, 100 * 7919, 7919);
+  expectAccepted();
+}
+
+// A run has at most 100 partitions, so a larger number at the end of a name is not that of a part.
+TEST_F(DatasetParts, BesideAFileWithADateInItsNameAreAccepted) {
+  load(3);
+  writeFile("pairs.20200101", "a copy");
+  expectAccepted();
+}
+
 TEST_F(DatasetParts, OfAnEarlierRunWithMorePartitionsAreRefused) {
   load(4);
   load(3);
