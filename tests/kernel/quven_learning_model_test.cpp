@@ -14,20 +14,13 @@ class QUVENTestMean : public QUVENObjectOf<QUVENTestMean, QUVENLearningModel> {
     ivSum += mean.ivSum;
     return true;
   }
-  UpdateFunction recordHandler(const QUVENEnvHandle&) const override {
-    return isScanning() ? static_cast<UpdateFunction>(&QUVENTestMean::count) : nullptr;
-  }
-  bool beginPass(const QUVENEnvHandle&) override {
-    ivCount = ivSum = 0;
-    return true;
-  }
-  bool endPass(std::int32_t, const QUVENEnvHandle&) override { return true; }
+  void beginRecords(const QUVENEnvHandle&) override { ivCount = ivSum = 0; }
   double getVolume(const QUVENEnvHandle&) const override { return ivCount; }
   double getScore(int which, const QUVENEnvHandle&) const override { return 10 * which; }
   void scoreChannel(std::int32_t channel, QUVENDataPoint&, const QUVENEnvHandle&) override {
     channels.push_back(channel);
   }
-  void count(QUVENDataPoint&, const QUVENEnvHandle&) {
+  void learn(QUVENDataPoint&, const QUVENEnvHandle&) override {
     ivCount += 1;
     ivSum += getExplanatoryFields()[1].getField()->getNumValueOrSingle(1);
   }

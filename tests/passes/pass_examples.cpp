@@ -108,7 +108,7 @@ void QUVENPassEnsemble::writeChildScanResults(QUVENObjWriter& writer, const QUVE
   }
 }
 
-void QUVENPassEnsemble::show(QUVENDataPoint& point, const QUVENEnvHandle& env) {
+void QUVENPassEnsemble::learn(QUVENDataPoint& point, const QUVENEnvHandle& env) {
   const double value = getExplanatoryFields()[1].getField()->getNumValue(env);
   for (long i = 1; i <= ivModels.getSize(); ++i) {
     ivModels[i]->count(point, env);

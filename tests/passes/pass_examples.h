@@ -9,7 +9,8 @@
 /// A model with answers to what a test does not look at.
 class QUVENPassModel : public QUVENObjectOf<QUVENPassModel, QUVENLearningModel> {
  public:
-  bool beginPass(const QUVENEnvHandle&) override { return true; }
+  void beginRecords(const QUVENEnvHandle&) override {}
+  void learn(QUVENDataPoint&, const QUVENEnvHandle&) override {}
   double getVolume(const QUVENEnvHandle&) const override { return 0; }
   double getScore(int, const QUVENEnvHandle&) const override { return 0; }
   void scoreChannel(std::int32_t, QUVENDataPoint&, const QUVENEnvHandle&) override {}
@@ -40,9 +41,7 @@ class QUVENPassCount : public QUVENObjectOf<QUVENPassCount, QUVENPassModel> {
   void beginRecords(const QUVENEnvHandle& env) override;
   int updateWithoutDataScan(const QUVENEnvHandle& env) override;
   [[nodiscard]] bool merge(QUVENDataScan* other, const QUVENEnvHandle& env) override;
-  UpdateFunction recordHandler(const QUVENEnvHandle&) const override {
-    return isScanning() ? static_cast<UpdateFunction>(&QUVENPassCount::count) : nullptr;
-  }
+  void learn(QUVENDataPoint& point, const QUVENEnvHandle& env) override { count(point, env); }
   bool endPass(std::int32_t lastPass, const QUVENEnvHandle& env) override;
   void count(QUVENDataPoint& point, const QUVENEnvHandle& env);
   /// Notes the results of a pass.
@@ -64,7 +63,6 @@ class QUVENPassDoubler : public QUVENObjectOf<QUVENPassDoubler, QUVENPassModel> 
   QUVENField* addOutput(QUVENFieldNameMap& names, const QUVENEnvHandle& env);
   [[nodiscard]] bool merge(QUVENDataScan*, const QUVENEnvHandle&) override { return true; }
   UpdateFunction recordHandler(const QUVENEnvHandle&) const override { return nullptr; }
-  bool endPass(std::int32_t, const QUVENEnvHandle&) override { return true; }
   void scorePoint(QUVENDataPoint& point, const QUVENEnvHandle& env) override;
 };
 
@@ -88,11 +86,8 @@ class QUVENPassEnsemble : public QUVENObjectOf<QUVENPassEnsemble, QUVENPassModel
   void beginRecords(const QUVENEnvHandle& env) override;
   void writeChildScanResults(QUVENObjWriter& writer, const QUVENKeyword& keyword,
                              const QUVENEnvHandle& env) const override;
-  UpdateFunction recordHandler(const QUVENEnvHandle&) const override {
-    return isScanning() ? static_cast<UpdateFunction>(&QUVENPassEnsemble::show) : nullptr;
-  }
   bool endPass(std::int32_t lastPass, const QUVENEnvHandle& env) override;
-  void show(QUVENDataPoint& point, const QUVENEnvHandle& env);
+  void learn(QUVENDataPoint& point, const QUVENEnvHandle& env) override;
 };
 
 #endif  // TESTS_PASSES_PASS_EXAMPLES_H

@@ -71,6 +71,40 @@ TEST_F(QUVENPassDriverTest, TellsModelsFromWhichPassOnItIsTheLast) {
   EXPECT_THAT(scan->lastPassWords, ElementsAre(0, 1));
 }
 
+TEST_F(QUVENPassDriverTest, RowsAreNotCountedAmongThePassesThatTrain) {
+  writeNumbers(4);
+  PassRun run(path, {.lastPass = 2});
+  QUVENPassCount* scan = nullptr;
+  std::vector<int> numbers;
+  if (run.isRank0()) {
+    scan = &run.addCount("x", 1, 9);
+    run.driver.setBetweenPasses([&](int pass) { numbers.push_back(pass); });
+  }
+  const auto writeRow = [](QUVENDataPoint&, std::int64_t, std::string& row) { row = "row"; };
+  run.driver.writeRows(path + ".rows", "header", writeRow, run.handle());
+  run.passes();
+  EXPECT_EQ(run.driver.getPasses().size(), 3U);
+  if (!run.isRank0()) return;
+  EXPECT_THAT(numbers, ElementsAre(1, 2));
+  EXPECT_THAT(scan->lastPassWords, ElementsAre(0, 1));
+}
+
+TEST_F(QUVENPassDriverTest, RefusesAPlaceWithoutAScan) {
+  if (count > 1) GTEST_SKIP() << "a fatal report ends all ranks";
+  writeNumbers(4);
+  for (const std::int32_t slices : {0, 2}) {
+    const CapturedRun captured = capturedRun([&] {
+      PassRun run(path, {.numSlices = slices});
+      for (const std::int32_t id : {1, 2}) run.addCount("x", id, 3);
+      run.driver.setBetweenPasses([&](int) { run.driver.getScans()[1].reset(run.handle()); });
+      run.passes();
+    });
+    EXPECT_TRUE(captured.threwLibraryException);
+    EXPECT_THAT(captured.out, testing::HasSubstr("The list of scans has a place without a scan"));
+    quvenDebugWords = QUVENDebugWords();
+  }
+}
+
 TEST_F(QUVENPassDriverTest, CallsTheStepWithoutRecordsForAScanThatReadsNone) {
   writeNumbers(6);
   PassRun run(path);
@@ -253,6 +287,90 @@ TEST_F(QUVENPassDriverTest, RefusesACopyWithoutTheValueProducersOfRank0) {
   EXPECT_TRUE(captured.threwLibraryException);
   EXPECT_THAT(captured.out, testing::HasSubstr("A computed field has no value producer on this rank"));
   quvenDebugWords = QUVENDebugWords();
+}
+
+/// Once the reader took the value of the record before, and the result depended on the number of ranks.
+TEST_F(QUVENPassDriverTest, RefusesAModelThatReadsAnOutputBeforeItIsSet) {
+  if (count > 1) GTEST_SKIP() << "a fatal report ends all ranks";
+  std::vector<double> records;
+  for (int i = 1; i <= 8; ++i) records.insert(records.end(), {double(i), double(i)});
+  write("x Numeric Explanatory\ny Numeric Target\n", records);
+  const auto train = [&](bool inWrongOrder) {
+    PassRun run(path);
+    run.add<QUVENPassDoubler>("x", "y").addOutput(run.driver.getNames(), run.handle());
+    run.add<QUVENPassDoubler>("Predicted_y", "y").addOutput(run.driver.getNames(), run.handle());
+    run.driver.setBetweenPasses([&](int) {
+      if (inWrongOrder) std::swap(run.driver.getScans()[1], run.driver.getScans()[2]);
+    });
+    run.passes();
+    const auto writeRow = [&](QUVENDataPoint&, std::int64_t, std::string& row) {
+      row = std::to_string(static_cast<int>(run.field("Predicted_y1").getNumValue(run.handle())));
+    };
+    run.driver.writeRows(path + ".rows", "prediction", writeRow, run.handle());
+  };
+  train(false);
+  EXPECT_EQ(folder.read("data.rows"), "prediction\n4\n8\n12\n16\n20\n24\n28\n32\n");
+  const CapturedRun captured = capturedRun([&] { train(true); });
+  EXPECT_TRUE(captured.threwLibraryException);
+  EXPECT_THAT(captured.out, testing::HasSubstr("A computed field is read before the record has set it"));
+  quvenDebugWords = QUVENDebugWords();
+}
+
+TEST_F(QUVENPassDriverTest, RefusesAModelWhoseInputWasDropped) {
+  if (count > 1) GTEST_SKIP() << "a fatal report ends all ranks";
+  write("x Numeric Explanatory\ny Numeric Target\n", {1, 1, 2, 2});
+  for (const std::int32_t slices : {0, 2}) {
+    const CapturedRun captured = capturedRun([&] {
+      PassRun run(path, {.numSlices = slices});
+      run.add<QUVENPassDoubler>("x", "y").addOutput(run.driver.getNames(), run.handle());
+      run.driver.setBetweenPasses([&](int pass) {
+        if (pass > 1) return;
+        run.addCount("Predicted_y", 1, 2);
+        std::swap(run.driver.getScans()[1], run.driver.getScans()[2]);
+        run.driver.getScans().setSize(1, run.handle());
+      });
+      run.passes();
+    });
+    EXPECT_TRUE(captured.threwLibraryException);
+    EXPECT_THAT(captured.out, testing::HasSubstr("A scan reads a field that no longer exists"));
+    quvenDebugWords = QUVENDebugWords();
+  }
+}
+
+TEST_F(QUVENPassDriverTest, RefusesSettingsAndChannelsThatMeanNothing) {
+  if (count > 1) GTEST_SKIP() << "a fatal report ends all ranks";
+  writeNumbers(4);
+  const auto outOf = [&](const QUVENPassSettings& settings) {
+    const CapturedRun captured = capturedRun([&] {
+      PassRun run(path, settings);
+      run.addCount("x", 1, 1);
+      run.passes();
+    });
+    EXPECT_TRUE(captured.threwLibraryException);
+    quvenDebugWords = QUVENDebugWords();
+    return captured.out;
+  };
+  EXPECT_THAT(outOf({.numChannels = 0}), testing::HasSubstr("settings.numChannels >= 1"));
+  EXPECT_THAT(outOf({.numSlices = -1}), testing::HasSubstr("settings.numSlices >= 0"));
+  EXPECT_THAT(outOf({.distributionPasses = 0}), testing::HasSubstr("settings.distributionPasses >= 1"));
+  EXPECT_THAT(outOf({.lastPass = -1}), testing::HasSubstr("settings.lastPass >= 0"));
+  const auto deal = [](std::int64_t record) { return record == 2 ? 4 : 0; };
+  EXPECT_THAT(outOf({.numChannels = 3, .dealChannel = deal}),
+              testing::HasSubstr("Record 2 was dealt to channel 4 of 3"));
+}
+
+TEST_F(QUVENPassDriverTest, TheDistributionOfAnOutputThatWasAddedHasItsValues) {
+  std::vector<double> records;
+  for (int i = 1; i <= 8; ++i) records.insert(records.end(), {double(i), double(i)});
+  write("x Numeric Explanatory\ny Numeric Target\n", records);
+  PassRun run(path);
+  if (run.isRank0()) {
+    QUVENField* output = run.add<QUVENPassDoubler>("x", "y").addOutput(run.driver.getNames(), run.handle());
+    run.driver.addField(*output, run.handle());
+  }
+  run.passes();
+  if (!run.isRank0()) return;
+  EXPECT_EQ(static_cast<const QUVENNumField&>(run.field("Predicted_y")).getDistribution()->getValidCount(), 8);
 }
 
 // Channels

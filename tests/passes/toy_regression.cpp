@@ -7,10 +7,6 @@
 
 QUVEN_REGISTER(QUVENToyRegression);
 
-QUVENField* QUVENToyRegression::addOutput(QUVENFieldNameMap& names, const QUVENEnvHandle& env) {
-  return ivOutputs.addOutput(getTargetFields()[1].getField(), QUVENOutputPredicted, "", names, QUVEN_ENV);
-}
-
 const QUVENField& QUVENToyRegression::getVariable(long i) const {
   return i <= getNumInputs() ? *getExplanatoryFields()[i].getField() : *getTargetFields()[1].getField();
 }
@@ -36,7 +32,7 @@ void QUVENToyRegression::beginRecords(const QUVENEnvHandle& env) {
   deviations.setSize(getNumInputs() + 1, QUVEN_ENV);
 }
 
-void QUVENToyRegression::addRecord(QUVENDataPoint&, const QUVENEnvHandle& env) {
+void QUVENToyRegression::learn(QUVENDataPoint&, const QUVENEnvHandle& env) {
   ++ivRecords;
   for (long i = 1; i <= deviations.getSize(); ++i) {
     const QUVENField& variable = getVariable(i);
@@ -87,11 +83,11 @@ void QUVENToyRegression::solve(const QUVENEnvHandle& env) {
   rows.deleteMemory(QUVEN_ENV);
 }
 
-void QUVENToyRegression::scoreChannel(std::int32_t, QUVENDataPoint&, const QUVENEnvHandle& env) {
+void QUVENToyRegression::scoreChannel(std::int32_t channel, QUVENDataPoint&, const QUVENEnvHandle& env) {
   double prediction = ivIntercept;
   for (long i = 1; i <= getNumInputs(); ++i) {
     const QUVENField& input = getVariable(i);
     prediction += ivCoefficients[i] * (input.isMissing() ? ivMeans[i] : input.getNumValue(env));
   }
-  ivOutputs.getResultFields()[1]->getField()->setNumValue(prediction);
+  predict(channel, prediction, env);
 }

@@ -2,7 +2,6 @@
 #define TESTS_PASSES_TOY_REGRESSION_H
 
 #include "kernel/quven_learning_model.h"
-#include "kernel/quven_model_outputs.h"
 #include "kernel/quven_symmetric_matrix.h"
 
 /// Least squares of the target on the explanatory inputs, all numeric and with distributions: the first passes of a run
@@ -11,19 +10,16 @@
 /// Shapes: variables run 1..n+1, the inputs in their order and then the target.
 /// Source: the normal equations of centered variables, solved by Gaussian elimination (Golub and Van Loan, Matrix
 ///         Computations, 3.4 and 5.3). The inputs are linearly independent in the tests.
-class QUVENToyRegression : public QUVENObjectOf<QUVENToyRegression, QUVENLearningModel> {
+class QUVENToyRegression : public QUVENObjectOf<QUVENToyRegression, QUVENPredictingModel> {
  public:
   explicit QUVENToyRegression(const QUVENEnvHandle& env) : Members(env) {}
 
-  QUVENField* addOutput(QUVENFieldNameMap& names, const QUVENEnvHandle& env);
   const QUVENXaRay<double>& getCoefficients() const { return ivCoefficients; }
   double getIntercept() const { return ivIntercept; }
 
   bool beginPass(const QUVENEnvHandle& env) override;
   void beginRecords(const QUVENEnvHandle& env) override;
-  UpdateFunction recordHandler(const QUVENEnvHandle&) const override {
-    return isScanning() ? static_cast<UpdateFunction>(&QUVENToyRegression::addRecord) : nullptr;
-  }
+  void learn(QUVENDataPoint& point, const QUVENEnvHandle& env) override;
   [[nodiscard]] bool merge(QUVENDataScan* other, const QUVENEnvHandle& env) override;
   bool endPass(std::int32_t lastPass, const QUVENEnvHandle& env) override;
   double getVolume(const QUVENEnvHandle&) const override { return static_cast<double>(ivRecords); }
@@ -33,7 +29,6 @@ class QUVENToyRegression : public QUVENObjectOf<QUVENToyRegression, QUVENLearnin
  private:
   long getNumInputs() const { return getExplanatoryFields().getSize(); }
   const QUVENField& getVariable(long i) const;
-  void addRecord(QUVENDataPoint& point, const QUVENEnvHandle& env);
   void solve(const QUVENEnvHandle& env);
 
   QUVEN_MEMBER(ivRecords, std::int64_t) = 0;
@@ -42,7 +37,6 @@ class QUVENToyRegression : public QUVENObjectOf<QUVENToyRegression, QUVENLearnin
   QUVEN_MEMBER(ivCoefficients, QUVENXaRay<double>);
   QUVEN_MEMBER(ivIntercept, double) = 0;
   QUVEN_MEMBER(ivResidual, double) = 0;
-  QUVEN_MEMBER_IF(writerMode != QUVENObjWriter::ScanResults, ivOutputs, QUVENModelOutputs);
   QUVEN_STATE(deviations, QUVENXaRay<double>);
 };
 

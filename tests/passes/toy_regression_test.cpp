@@ -38,7 +38,7 @@ class QUVENToyRegressionTest : public PassTest {
       for (const char* name : {"a", "b", "c", "y"}) run.driver.addField(run.field(name), run.handle());
       model = &run.add<QUVENToyRegression>("a", "y");
       for (const char* name : {"b", "c"}) model->addInput(&run.field(name), QUVENUsageExplanatory, run.handle());
-      model->addOutput(run.driver.getNames(), run.handle());
+      model->addPrediction(run.driver.getNames(), run.handle());
     }
     run.passes();
     EXPECT_EQ(run.driver.getPasses().size(), static_cast<std::size_t>(settings.distributionPasses) + 1);

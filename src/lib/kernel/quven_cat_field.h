@@ -62,6 +62,9 @@ class QUVENCatField : public QUVENObjectOf<QUVENCatField, QUVENField> {
   /// Errors: an index beyond the categories is an assertion failure.
   const QUVENStringWithHash& getCategoryText(std::int32_t index, const QUVENEnvHandle& env) const override;
   bool hasDistribution() const override;
+  double getGatheredCount() const override {
+    return isGathering() ? ivCatFieldDistPtr->getCurrValidCount() + ivCatFieldDistPtr->getCurrMissingCount() : 0;
+  }
   std::int32_t getDistributionPasses() const override { return isGathering() ? ivCatFieldDistPtr->getScansDone() : -1; }
   bool hasValueProducer() const override { return valueProducer != nullptr; }
   void sampleFromDistribution(std::uint32_t recordId, const QUVENEnvHandle& env) override;

@@ -56,11 +56,13 @@ void QUVENField::restoreValue(const QUVENFieldValue& savedfieldval, const QUVENE
 
 const QUVENStringWithHash& QUVENField::getCatValue(const QUVENEnvHandle&) const {
   QUVEN_ASSERT(!isMissing());
+  requireSet();
   return catValue;
 }
 
 double QUVENField::getNumValueOfChannel(long channel, const QUVENEnvHandle&) const {
   QUVEN_ASSERT(!isMissing());
+  requireSet();
   QUVEN_ASSERT(1 <= channel && channel <= numValueCount);
   return numValues[channel];
 }
@@ -84,7 +86,8 @@ void QUVENField::setNumValueOfChannel(long channel, double value, const QUVENEnv
 
 std::int32_t QUVENField::getValueIndex(const QUVENEnvHandle& env) {
   if (valueIndex == StaleValueIndex) {
-    if (isMissing()) {
+    requireSet();
+    if (isMissing() || !hasValue()) {
       valueIndex = MissingValueIndex;
     } else {
       valueIndex = isNumeric() ? getIndexOfValue(numValue, QUVEN_ENV) : getIndexOfText(catValue, QUVEN_ENV);

@@ -95,9 +95,13 @@ class QUVENField : public QUVENObjectOf<QUVENField, QUVENDataScan> {
   /// The values of the channels, 1..values.getSize(), the first of which is the single value as well. None is a record
   /// that delivers nothing.
   void setNumValues(const QUVENXaRay<double>& values, const QUVENEnvHandle& env);
+  // Errors of every reading of the value: of a computed field that nothing has set in this record, a report, because it
+  // would be the value of an earlier record.
+
   /// Errors: the value of a missing field fails the assertion "!isMissing()".
   double getNumValue(const QUVENEnvHandle&) const {
     QUVEN_ASSERT(!isMissing());
+    requireSet();
     return numValue;
   }
   const QUVENStringWithHash& getCatValue(const QUVENEnvHandle& env) const;
@@ -106,6 +110,7 @@ class QUVENField : public QUVENObjectOf<QUVENField, QUVENDataScan> {
   /// What a model reads: the value of a channel, or the single value where that channel has none. 0 for a field of
   /// texts and for a record without a value here.
   double getNumValueOrSingle(long channel) const {
+    requireSet();
     if (!isNumeric() || !hasValue() || isMissing()) return 0;
     return channel >= 1 && channel <= numValueCount ? numValues[channel] : numValue;
   }
@@ -118,7 +123,7 @@ class QUVENField : public QUVENObjectOf<QUVENField, QUVENDataScan> {
   void saveValue(QUVENFieldValue& savedfieldval, const QUVENEnvHandle& env) const;
   /// Errors: the value of a field of another type fails "savedfieldval.ivFieldType == getType()".
   void restoreValue(const QUVENFieldValue& savedfieldval, const QUVENEnvHandle& env);
-  /// The bin or category of the value, found when it is asked for.
+  /// The bin or category of the value, found when it is asked for; MissingValueIndex without a value.
   std::int32_t getValueIndex(const QUVENEnvHandle& env);
 
   bool isLineNumber() const { return lineNumber != 0; }
@@ -146,6 +151,8 @@ class QUVENField : public QUVENObjectOf<QUVENField, QUVENDataScan> {
   virtual std::int32_t getIndexOfValue(double value, const QUVENEnvHandle& env) const;
   virtual const QUVENStringWithHash& getCategoryText(std::int32_t index, const QUVENEnvHandle& env) const;
   virtual bool hasDistribution() const;
+  /// The values, present and missing, that the distribution has seen in the current pass.
+  virtual double getGatheredCount() const { return 0; }
   /// The passes that the distribution has finished; -1 for a field that is not sampled, to which updateDistribution
   /// does nothing.
   virtual std::int32_t getDistributionPasses() const { return -1; }
@@ -161,6 +168,10 @@ class QUVENField : public QUVENObjectOf<QUVENField, QUVENDataScan> {
   QUVENField(QUVENFieldType type, const QUVENEnvHandle& env);
 
  private:
+  void requireSet() const {
+    QUVEN_ASSERT_CAUSE(hasValue() || !isComputed(), "A computed field is read before the record has set it");
+  }
+
   QUVEN_MEMBER_IF(writerMode != QUVENObjWriter::ScanResults, ivName, QUVENStringWithHash);
   QUVEN_MEMBER_IF(writerMode != QUVENObjWriter::ScanResults, ivPurpose, std::int32_t) = 0;
   QUVEN_MEMBER_IF(writerMode != QUVENObjWriter::ScanResults, ivAlias, QUVENStringWithHash);

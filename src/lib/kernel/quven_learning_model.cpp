@@ -1,9 +1,12 @@
 #include "kernel/quven_learning_model.h"
 
+#include <cmath>
+
 #include "util/quven_debug.h"
 #include "util/quven_registration.h"
 
 QUVEN_REGISTER(QUVENLearningModel);
+QUVEN_REGISTER(QUVENPredictingModel);
 
 bool QUVENLearningModel::setMiningModeHook(std::int32_t mode, QUVENModel*, const QUVENEnvHandle& env) {
   if (mode != BestModelTrainDataOnly) quvenNotImplemented(QUVEN_ENV);
@@ -27,4 +30,19 @@ void QUVENLearningModel::scorePoint(QUVENDataPoint& point, const QUVENEnvHandle&
 
 void QUVENLearningModel::collectFieldsUsed(QUVENModelFieldsUsed& fieldsUsed, const QUVENEnvHandle& env) const {
   for (const QUVENModelInput& input : getExplanatoryFields()) fieldsUsed.add(input.getField(), QUVEN_ENV);
+}
+
+QUVENField* QUVENPredictingModel::addPrediction(QUVENFieldNameMap& names, const QUVENEnvHandle& env) {
+  return ivOutputs.addOutput(getTargetFields().at(1).getField(), QUVENOutputPredicted, "", names, QUVEN_ENV);
+}
+
+QUVENField* QUVENPredictingModel::getPrediction() const {
+  return ivOutputs.getResultFields().isEmpty() ? nullptr : ivOutputs.getResultFields()[1]->getField();
+}
+
+void QUVENPredictingModel::predict(std::int32_t channel, double value, const QUVENEnvHandle& env) {
+  QUVENField* prediction = getPrediction();
+  if (prediction == nullptr) return;
+  if (std::isnan(value) && getGlobalNumChannels() == 1) return prediction->setMissing();
+  prediction->setNumValueOfChannel(channel, value, QUVEN_ENV);
 }

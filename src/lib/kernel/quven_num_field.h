@@ -56,6 +56,9 @@ class QUVENNumField : public QUVENObjectOf<QUVENNumField, QUVENField> {
   /// Errors: "Program control should never reach this point".
   const QUVENStringWithHash& getCategoryText(std::int32_t index, const QUVENEnvHandle& env) const override;
   bool hasDistribution() const override;
+  double getGatheredCount() const override {
+    return isGathering() ? ivNumFieldDistPtr->getCurrValidCount() + ivNumFieldDistPtr->getCurrMissingCount() : 0;
+  }
   std::int32_t getDistributionPasses() const override { return isGathering() ? ivNumFieldDistPtr->getScansDone() : -1; }
   bool hasValueProducer() const override { return valueProducer != nullptr; }
   void sampleFromDistribution(std::uint32_t recordId, const QUVENEnvHandle& env) override;

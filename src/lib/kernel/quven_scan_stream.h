@@ -52,20 +52,9 @@ struct QUVENStreamValue<QUVENOwnPtr<T>> {
 
 /// An array of owned scans: an object keeps its scan when the scan changes its place, and ends when its scan is gone.
 template <std::derived_from<QUVENDataScan> T, int kind>
-struct QUVENStreamValue<QUVENXaRay<QUVENOwnPtr<T>, kind>> {
+struct QUVENStreamValue<QUVENXaRay<QUVENOwnPtr<T>, kind>> : QUVENArrayValue<QUVENOwnPtr<T>, kind> {
   using Array = QUVENXaRay<QUVENOwnPtr<T>, kind>;
   using Element = QUVENStreamValue<QUVENOwnPtr<T>>;
-  static constexpr std::uint64_t fewestBytes = 3;
-
-  static void write(QUVENObjWriter& writer, const Array& array, const QUVENEnvHandle& env) {
-    writer.beginArray(array.getSize(), env);
-    for (const QUVENOwnPtr<T>& element : array) {
-      writer.beginItem(env);
-      Element::write(writer, element, env);
-    }
-    writer.beginItem(env);
-    writer.writeKeyword(QUVEN_KWD(EndArray), env);
-  }
 
   static void read(QUVENObjReader& reader, Array& array, const QUVENEnvHandle& env) {
     const std::int64_t size = reader.expectBeginArraySize(env);
@@ -76,21 +65,15 @@ struct QUVENStreamValue<QUVENXaRay<QUVENOwnPtr<T>, kind>> {
       const long place = ++done;
       array.autoExtend(place, env);
       QUVENScanImage image(reader, env);
+      bringTo(place, image, array, env);
       if (image.isNull()) {
         array[place].reset(env);
-        continue;
+      } else {
+        image.readInto(array[place], T::typeName(), env);
       }
-      bringTo(place, image, array, env);
-      image.readInto(array[place], T::typeName(), env);
     }
     array.setSize(done, env);
     reader.endArrayElements(env);
-  }
-
-  static QUVENMemberType describe() {
-    QUVENMemberType type = Element::describe();
-    ++type.arrayDepth;
-    return type;
   }
 
  private:

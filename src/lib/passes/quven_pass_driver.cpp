@@ -13,6 +13,10 @@ namespace {
 
 /// The channels of an environment are set before the first of its scans is made.
 const QUVENPassSettings& withChannels(const QUVENPassSettings& settings, const QUVENEnvHandle& env) {
+  QUVEN_ASSERT(settings.numChannels >= 1);
+  QUVEN_ASSERT(settings.numSlices >= 0);
+  QUVEN_ASSERT(settings.distributionPasses >= 1);
+  QUVEN_ASSERT(settings.lastPass >= 0);
   QUVENFieldGlobalVars::get(QUVEN_ENV).setGlobalNumChannels(settings.numChannels);
   return settings;
 }
@@ -42,19 +46,27 @@ void QUVENPassDriver::addField(QUVENField& field, const QUVENEnvHandle& env) {
 
 // What rank 0 decides
 
-bool QUVENPassDriver::fieldsGather(const QUVENEnvHandle&) const {
+/// Whether a field that was added is to be shown its values in the next pass. An output has none before its model has
+/// finished, so the scans do not wait for it.
+bool QUVENPassDriver::fieldsGather(bool countOutputs) const {
   return std::any_of(fieldNames.begin(), fieldNames.end(), [&](const QUVENStringWithHash& name) {
     const QUVENField* field = world.getNames().find(name);
-    return field != nullptr && QUVENRecordPass::gathers(*field, settings);
+    if (field == nullptr || !QUVENRecordPass::gathers(*field, settings)) return false;
+    return countOutputs || !field->isComputed() || field->hasValueProducer();
   });
 }
 
 /// Begins what can begin, and says whether there is another pass.
 bool QUVENPassDriver::prepare(const QUVENEnvHandle& env) {
-  const bool distributionsAreReady = !fieldsGather(QUVEN_ENV);
-  bool isWanted = !distributionsAreReady;
+  const bool distributionsAreReady = !fieldsGather(false);
+  bool isWanted = fieldsGather(true);
+  const QUVENFieldSet fields = world.collectFields();
   for (const QUVENOwnPtr<QUVENDataScan>& scan : world.getScans()) {
+    if (scan == nullptr) quvenFatalReport("The list of scans has a place without a scan", QUVEN_ENV);
     const QUVENScanProtocol& protocol = protocols.of(*scan, QUVEN_ENV);
+    if (!protocol.readsOnly(*scan, fields)) {
+      quvenFatalReport("A scan reads a field that no longer exists: the model with that output was dropped", QUVEN_ENV);
+    }
     if (distributionsAreReady) protocol.begin(*scan, begunScans.insert(scan->getSerialNumber()).second, QUVEN_ENV);
     isWanted = protocol.isScanning(*scan) || isWanted;
   }
@@ -67,13 +79,14 @@ void QUVENPassDriver::runPasses(const QUVENEnvHandle& env) {
     if (transport.isMaster()) word = prepare(QUVEN_ENV) ? AnotherPass : Ended;
     if (transport.broadcastWord(word) == Ended) return;
     runPass(QUVEN_ENV);
-    if (transport.isMaster() && betweenPasses) betweenPasses(static_cast<int>(passes.size()));
+    if (transport.isMaster() && betweenPasses) betweenPasses(passNumber);
   }
 }
 
 // One pass
 
 void QUVENPassDriver::runPass(const QUVENEnvHandle& env) {
+  ++passNumber;
   QUVENPassCounters& counters = passes.emplace_back();
   QUVENMemoryBlobIO blob;
   if (settings.numSlices > 0) {
@@ -274,7 +287,7 @@ void QUVENPassDriver::collectResults(const QUVENRecordPass& pass, QUVENMemoryBlo
 
 void QUVENPassDriver::endPass(QUVENRecordPass& pass, QUVENPassCounters& counters, const QUVENEnvHandle& env) {
   const QUVENPhaseTimer timer(counters, QUVENPassCounters::End);
-  const bool isLast = settings.lastPass > 0 && static_cast<std::int32_t>(passes.size()) >= settings.lastPass;
+  const bool isLast = settings.lastPass > 0 && passNumber >= settings.lastPass;
   pass.finish(isLast ? 1 : 0, QUVEN_ENV);
 }
 

@@ -29,8 +29,8 @@ class QUVENPassObserver {
 /// live objects, and takes every decision on merged results. One pass: the state of rank 0 goes to all; the hook before
 /// the records on every rank; the records; the hook after them; the results come back, merged in the order of the ranks
 /// or, in a run with slices, in a fixed tree; rank 0 ends the distributions of fields, then the scans.
-/// While a field that was added by addField still gathers, the scans are not begun: a model finds its distributions
-/// ready.
+/// While a field of the data that was added by addField still gathers, the scans are not begun: a model finds its
+/// distributions ready. An output that was added gathers when its model has finished.
 ///
 /// Requires:   the constructor runs before any scan or field of the environment is made, because it sets the number of
 ///             channels. The dataset and the transport are borrowed.
@@ -58,27 +58,31 @@ class QUVENPassDriver {
   /// Asks for the distribution of a field, which is sampled from now on: there are passes until it has all that the
   /// settings say.
   void addField(QUVENField& field, const QUVENEnvHandle& env);
-  /// Adds a top scan and returns it. Scans are shown records, ended and scored in the order of the list.
+  /// Adds a top scan and returns it. Scans are shown records, ended and scored in the order of the list, so a model is
+  /// in it before the models that read its output, and is dropped after them.
   template <std::derived_from<QUVENDataScan> T>
   T& addScan(QUVENOwnPtr<T>&& scan, const QUVENEnvHandle& env) {
     T& added = *scan;
     world.getScans().append(QUVENOwnPtr<QUVENDataScan>(std::move(scan)), QUVEN_ENV);
     return added;
   }
-  /// The top scans of rank 0. Their owner may add, drop and reorder them between passes.
+  /// The top scans of rank 0. Their owner may add, drop and reorder them between passes. Every place has a scan.
   QUVENScanWorld::Scans& getScans() { return world.getScans(); }
 
   void setObserver(QUVENPassObserver* passObserver) { observer = passObserver; }
-  /// Called on rank 0 after each pass, with its number, before the next one is prepared.
+  /// Called on rank 0 after each pass, with its number, before the next one is prepared. A pass that writes rows has no
+  /// number.
   void setBetweenPasses(std::function<void(int pass)> action) { betweenPasses = std::move(action); }
   /// Called on every rank after a copy of the live world was read, to attach what no stream carries: the value
   /// producers of computed fields.
   void setAfterRead(std::function<void(QUVENScanWorld& copy)> action) { afterRead = std::move(action); }
 
   /// Runs passes until every scan and every field that was added has finished.
+  /// Errors: a place of the list without a scan is a fatal report.
   void runPasses(const QUVENEnvHandle& env);
 
-  /// Puts the row of a record into an empty text, without the line end.
+  /// Puts the row of a record into an empty text, without the line end. Above rank 0 an output field exists from the
+  /// first state of rank 0 on: it is looked up in getNames() in the call.
   using WriteRow = std::function<void(QUVENDataPoint& point, std::int64_t recordNumber, std::string& row)>;
   /// A pass that writes: one row per record, in the order of the dataset, into one file, which appears under its name
   /// when it is complete. Finished models have scored the record; nothing is gathered.
@@ -94,7 +98,7 @@ class QUVENPassDriver {
   enum Word : std::int32_t { Ended = 0, AnotherPass = 1 };
 
   bool prepare(const QUVENEnvHandle& env);
-  bool fieldsGather(const QUVENEnvHandle& env) const;
+  bool fieldsGather(bool countOutputs) const;
   void runPass(const QUVENEnvHandle& env);
   void runSharedPass(QUVENMemoryBlobIO& blob, QUVENPassCounters& counters, const QUVENEnvHandle& env);
   void runSlicedPass(QUVENMemoryBlobIO& blob, QUVENPassCounters& counters, const QUVENEnvHandle& env);
@@ -117,7 +121,8 @@ class QUVENPassDriver {
   std::function<void(QUVENScanWorld&)> afterRead;
   std::vector<QUVENStringWithHash> fieldNames;  // of the fields that were added
   std::set<std::int32_t> begunScans;            // serial numbers
-  std::vector<QUVENPassCounters> passes;
+  std::vector<QUVENPassCounters> passes;        // those that write rows too
+  std::int32_t passNumber = 0;                  // of the last pass that trains
 };
 
 #endif  // QUVEN_PASS_DRIVER_H

@@ -20,7 +20,8 @@ struct QUVENPassSettings {
   /// Passes in which a field that has a distribution is shown its values: 1 for bins with the statistics of the sample,
   /// 2 for exact ones.
   std::int32_t distributionPasses = 2;
-  /// The number, from 1, of the pass from which on models are told that it is the last; 0 for none.
+  /// The number, from 1, of the pass from which on models are told that it is the last; 0 for none. Passes for
+  /// distributions count, passes that write rows do not.
   std::int32_t lastPass = 0;
 };
 

@@ -53,6 +53,16 @@ void QUVENRecordPass::begin(const QUVENEnvHandle& env) {
   for (const Participant& participant : participants) participant.scan->beginRecords(QUVEN_ENV);
 }
 
+void QUVENRecordPass::deal(std::int64_t recordNumber, const QUVENEnvHandle& env) {
+  const std::int32_t channel = settings.dealChannel(recordNumber);
+  if (channel < 0 || channel > settings.numChannels) {
+    quvenFatalReport("Record " + std::to_string(recordNumber) + " was dealt to channel " + std::to_string(channel) +
+                         " of " + std::to_string(settings.numChannels),
+                     QUVEN_ENV);
+  }
+  world.getPoint().setChannel(channel);
+}
+
 QUVENScanType QUVENRecordPass::getScanType(long participant, const QUVENEnvHandle& env) const {
   return participants[static_cast<std::size_t>(participant - 1)].scan->getScanType(QUVEN_ENV);
 }
@@ -117,6 +127,10 @@ void QUVENRecordPass::writeResults(QUVENMemoryBlobIO& blob, const QUVENEnvHandle
 }
 
 void QUVENRecordPass::finish(std::int32_t lastPass, const QUVENEnvHandle& env) {
-  for (QUVENField* field : gathering) field->endDistributionPass(QUVEN_ENV);
+  for (QUVENField* field : gathering) {
+    // An output has no value before its model has finished. Passes until then are none of its distribution's.
+    const bool isTooEarly = field->isComputed() && field->getGatheredCount() == 0 && !participants.empty();
+    if (!isTooEarly) field->endDistributionPass(QUVEN_ENV);
+  }
   for (const Participant& participant : participants) participant.protocol->end(*participant.scan, lastPass, QUVEN_ENV);
 }

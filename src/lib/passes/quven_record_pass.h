@@ -56,10 +56,10 @@ class QUVENRecordPass {
   void updateWithoutRecords(const QUVENEnvHandle& env);
 
   /// Gives the record that the data point holds its channel and its result fields.
+  /// Errors: a channel outside 0..numChannels is a fatal report.
   void score(std::int64_t recordNumber, const QUVENEnvHandle& env) {
-    QUVENDataPoint& point = world.getPoint();
-    if (settings.dealChannel) point.setChannel(settings.dealChannel(recordNumber));
-    if (hasResults) setResults(point, env);
+    if (settings.dealChannel) deal(recordNumber, env);
+    if (hasResults) setResults(world.getPoint(), env);
   }
   /// One record, which the data point holds.
   void take(std::int64_t recordNumber, const QUVENEnvHandle& env) {
@@ -88,6 +88,7 @@ class QUVENRecordPass {
   };
 
   void addFields();
+  void deal(std::int64_t recordNumber, const QUVENEnvHandle& env);
   void setResults(QUVENDataPoint& point, const QUVENEnvHandle& env);
 
   QUVENScanWorld& world;

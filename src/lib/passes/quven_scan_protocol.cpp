@@ -1,5 +1,7 @@
 #include "passes/quven_scan_protocol.h"
 
+#include <algorithm>
+
 #include "kernel/quven_model.h"
 #include "util/quven_debug.h"
 
@@ -16,6 +18,17 @@ const QUVENTypeName& QUVENModelProtocol::getScanClass() const { return QUVENMode
 void QUVENModelProtocol::begin(QUVENDataScan& scan, bool, const QUVENEnvHandle& env) const {
   const bool hasFinished = modelOf(scan).getModelState() < 0;
   if (!hasFinished) modelOf(scan).beginDataScan(QUVEN_ENV);
+}
+
+bool QUVENModelProtocol::readsOnly(const QUVENDataScan& scan, const QUVENFieldSet& fields) const {
+  const auto isThere = [&](const QUVENField* field) { return field == nullptr || fields.count(field) != 0; };
+  const auto areThere = [&](const QUVENModel::Inputs& inputs) {
+    return std::all_of(inputs.begin(), inputs.end(),
+                       [&](const QUVENModelInput& input) { return isThere(input.getField()); });
+  };
+  const QUVENModel& model = modelOf(scan);
+  return areThere(model.getTargetFields()) && areThere(model.getExplanatoryFields()) &&
+         isThere(model.getCaseWeightField()) && isThere(model.getInvVarWeightField());
 }
 
 bool QUVENModelProtocol::isScanning(const QUVENDataScan& scan) const { return modelOf(scan).isScanning(); }

@@ -3,7 +3,7 @@
 
 #include <cstdint>
 
-#include "kernel/quven_data_scan.h"
+#include "passes/quven_scan_world.h"
 
 /// How the driver begins, ends and scores the scans of one class and those below it.
 ///
@@ -16,6 +16,8 @@ class QUVENScanProtocol {
   virtual const QUVENTypeName& getScanClass() const = 0;
   /// Starts a scan that is to be started. Rank 0 calls it before each pass, with isNew for a scan that it has not seen.
   virtual void begin(QUVENDataScan& scan, bool isNew, const QUVENEnvHandle& env) const = 0;
+  /// Whether every field that the scan reads is one of these. A field that is not is never looked into.
+  virtual bool readsOnly(const QUVENDataScan&, const QUVENFieldSet&) const { return true; }
   /// Whether the scan takes part in the coming or current pass.
   virtual bool isScanning(const QUVENDataScan& scan) const = 0;
   /// Ends a pass of a scan that takes part in it. Rank 0 calls it, with the results of all ranks merged.
@@ -32,6 +34,7 @@ class QUVENModelProtocol : public QUVENScanProtocol {
   const QUVENTypeName& getScanClass() const override;
   /// Errors: a model without a mode is "Invalid model state".
   void begin(QUVENDataScan& scan, bool isNew, const QUVENEnvHandle& env) const override;
+  bool readsOnly(const QUVENDataScan& scan, const QUVENFieldSet& fields) const override;
   bool isScanning(const QUVENDataScan& scan) const override;
   void end(QUVENDataScan& scan, std::int32_t lastPass, const QUVENEnvHandle& env) const override;
   bool canScore(const QUVENDataScan& scan) const override;

@@ -1,5 +1,7 @@
 #include "passes/quven_scan_world.h"
 
+#include <algorithm>
+
 #include "util/quven_bin_obj_reader.h"
 #include "util/quven_bin_obj_writer.h"
 #include "util/quven_stream_values.h"
@@ -23,11 +25,16 @@ void QUVENScanWorld::write(QUVENMemoryBlobIO& blob, const QUVENEnvHandle& env) c
   writer.writeSignedVarint(countValueProducers(), QUVEN_ENV);
 }
 
+QUVENFieldSet QUVENScanWorld::collectFields() const {
+  QUVENFieldSet fields;
+  for (long i = 1; i <= point->getNumFields(); ++i) fields.insert(&point->getField(i));
+  for (const QUVENOwnPtr<QUVENField>& field : names->getOwnedFields()) fields.insert(field.get());
+  return fields;
+}
+
 long QUVENScanWorld::countValueProducers() const {
-  long number = 0;
-  for (long i = 1; i <= point->getNumFields(); ++i) number += point->getField(i).hasValueProducer() ? 1 : 0;
-  for (const QUVENOwnPtr<QUVENField>& field : names->getOwnedFields()) number += field->hasValueProducer() ? 1 : 0;
-  return number;
+  const QUVENFieldSet fields = collectFields();
+  return std::count_if(fields.begin(), fields.end(), [](const QUVENField* field) { return field->hasValueProducer(); });
 }
 
 long QUVENScanWorld::read(QUVENMemoryBlobIO& blob, const QUVENEnvHandle& env) {

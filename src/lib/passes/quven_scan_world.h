@@ -1,9 +1,14 @@
 #ifndef QUVEN_SCAN_WORLD_H
 #define QUVEN_SCAN_WORLD_H
 
+#include <unordered_set>
+
 #include "kernel/quven_data_point.h"
 #include "kernel/quven_field_name_map.h"
 #include "util/quven_blob_io.h"
+
+/// Fields by their addresses.
+using QUVENFieldSet = std::unordered_set<const QUVENField*>;
 
 /// What the passes of a run work on: the data point with its fields, the names of all fields, the top scans.
 ///
@@ -29,6 +34,8 @@ class QUVENScanWorld {
   /// there, which no stream carries. Only such streams add and remove fields of this world from then on.
   long read(QUVENMemoryBlobIO& blob, const QUVENEnvHandle& env);
   long countValueProducers() const;
+  /// The fields of the point and those that the name map owns.
+  QUVENFieldSet collectFields() const;
   // The data point alone, for a dataset that is opened before the first pass.
   void writePoint(QUVENMemoryBlobIO& blob, const QUVENEnvHandle& env) const;
   void readPoint(QUVENMemoryBlobIO& blob, const QUVENEnvHandle& env);

@@ -191,8 +191,9 @@ struct QUVENStreamValue<T> {
   static QUVENMemberType describe() { return {QUVENValueKind::ObjectByValue, 0, 0, &T::typeName}; }
 };
 
+/// What the values of all arrays have in common: how they are written, and what they are.
 template <class T, int kind>
-struct QUVENStreamValue<QUVENXaRay<T, kind>> {
+struct QUVENArrayValue {
   using Array = QUVENXaRay<T, kind>;
   using Element = QUVENStreamValue<T>;
   static constexpr std::uint64_t fewestBytes = 3;
@@ -211,6 +212,18 @@ struct QUVENStreamValue<QUVENXaRay<T, kind>> {
     writer.writeKeyword(QUVEN_KWD(EndArray), env);
   }
 
+  static QUVENMemberType describe() {
+    QUVENMemberType type = Element::describe();
+    ++type.arrayDepth;
+    return type;
+  }
+};
+
+template <class T, int kind>
+struct QUVENStreamValue<QUVENXaRay<T, kind>> : QUVENArrayValue<T, kind> {
+  using Array = QUVENXaRay<T, kind>;
+  using Element = QUVENStreamValue<T>;
+
   static void read(QUVENObjReader& reader, Array& array, const QUVENEnvHandle& env) {
     const std::int64_t size = reader.expectBeginArraySize(env);
     reader.beginArrayElements();
@@ -221,12 +234,6 @@ struct QUVENStreamValue<QUVENXaRay<T, kind>> {
       readElements(reader, array, size, env);
     }
     reader.endArrayElements(env);
-  }
-
-  static QUVENMemberType describe() {
-    QUVENMemberType type = Element::describe();
-    ++type.arrayDepth;
-    return type;
   }
 
  private:
