@@ -156,6 +156,32 @@ TEST_F(QUVENSeedFile, ASeedThatIsNoDecimalIsWarnedOf) {
   EXPECT_TRUE(run.threwLibraryException);
 }
 
+// Base 8 has no digits 8 and 9. Such a line used to be ignored without a word about its zero.
+TEST_F(QUVENSeedFile, ASeedThatIsLeftOutForItsLeadingZeroIsWarnedOf) {
+  const std::string found = "find seed file: [" + folder.path("seeds") + "]\n";
+  const std::string warning =
+      "Warning;|5010;|0888;|QUVENSNAData::readSeedFile: the seed is left out: its leading zero means base 8, which has "
+      "no digit 8 or 9; it may mean 888;|WarningEnd\n";
+  EXPECT_EQ(seedsOf("0888\n7\n"), std::vector<std::uint64_t>{7});
+  EXPECT_EQ(run.out, found + warningOf(1) + warning);
+  EXPECT_EQ(seedsOf("7\n00\n0x\n08a\n0\n"), std::vector<std::uint64_t>{7});
+  EXPECT_THAT(run.out, Not(HasSubstr("5010")));
+  environment.setStrict(true);
+  seedsOf("0888\n7\n");
+  EXPECT_TRUE(run.threwLibraryException);
+  EXPECT_THAT(run.out, HasSubstr(warningOf(1) + warning + "Error;|4608;|5010;|--strict: "));
+}
+
+TEST_F(QUVENSeedFile, AStrictRunEndsAtALeadingZeroBehindManyWarnings) {
+  std::string text;
+  for (int line = 1; line <= 20; ++line) text += "0x1F\n";
+  environment.setStrict(true);
+  seedsOf(text);
+  EXPECT_FALSE(run.threwLibraryException);
+  seedsOf(text + "010\n");
+  EXPECT_TRUE(run.threwLibraryException);
+}
+
 TEST_F(QUVENSeedFile, AByteOrderMarkIsPassedOver) {
   EXPECT_EQ(seedsOf("\xEF\xBB\xBF"
                     "7\n8\n"),
