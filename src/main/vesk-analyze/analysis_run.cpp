@@ -104,7 +104,8 @@ void AnalysisRun::open(const QUVENEnvHandle& env) {
     checkOutputsBefore(outputFiles, options.kind->outputError, QUVEN_ENV);
     const OutputFile results[] = {{options.resultsFile}};
     if (!options.resultsFile.empty()) checkOutputsBefore(results, resultsUnwritable, QUVEN_ENV);
-    if (outputFiles.empty()) parameterFile.warnOfNoOutput(QUVEN_ENV);
+    if (outputFiles.empty()) parameterFile.warnOfNoOutput();
+    parameterFile.endIfStrict(QUVEN_ENV);
     checkNames(QUVEN_ENV);
   }
   driver.shareFields(QUVEN_ENV);
