@@ -168,6 +168,26 @@ TEST_F(DatasetParts, BesideASingleFileAreRefused) {
   expectAccepted();
 }
 
+// The report used to name the dataset. Two cuts that make up a record passed.
+TEST_F(DatasetParts, ThatEndInsideARecordAreNamed) {
+  load(3);
+  const auto cut = [&](const std::string& name, std::uintmax_t bytes) {
+    std::filesystem::resize_file(path(name), std::filesystem::file_size(path(name)) - bytes);
+  };
+  const auto expectNamed = [&] {
+    for (const int workers : {1, 2}) {
+      diffusion(workers);
+      EXPECT_EQ(result.status, 99);
+      EXPECT_THAT(result.out,
+                  HasSubstr("Error;|2302;|pairs.1;|vesk-analyze: the dataset ends inside a record;|ErrorEnd\n"));
+    }
+  };
+  cut("pairs.1", 8);
+  expectNamed();
+  cut("pairs.2", 16);
+  expectNamed();
+}
+
 TEST_F(DatasetParts, WithOneOfThemTwiceAreRefused) {
   load(3);
   std::filesystem::copy_file(path("pairs.1"), path("pairs.2"), std::filesystem::copy_options::overwrite_existing);
