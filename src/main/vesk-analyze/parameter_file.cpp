@@ -69,7 +69,8 @@ void ParameterFile::readTree(const QUVENEnvHandle& env) {
   }
   std::error_code unknown;  // then reading the file reports it
   if (std::filesystem::is_directory(fileName, unknown) || tree->readXMLFile(fileName, QUVEN_ENV) != 1) {
-    report_error(FileUnusable, fileName, "vesk-analyze: Unable to read parameter file", QUVEN_ENV, true);
+    const std::string hint = fileName == noParameterFile ? "; without one, --set is needed" : "";
+    report_error(FileUnusable, fileName, "vesk-analyze: Unable to read parameter file" + hint, QUVEN_ENV, true);
   }
   if (!tree->hasTag(topElement, QUVEN_ENV)) {
     report_error(IllegalParameters, fileName,
@@ -202,8 +203,9 @@ void ParameterFile::addResults(QUVENXMLTag& results, const QUVENEnvHandle& env) 
     const QUVENXMLTag& tag = quvenSectionTag(top, section, QUVEN_ENV);
     for (const QUVENParameter& row : section.rows) {
       const std::string path = "Parameters/" + quvenParameterPath(top, section, row, QUVEN_ENV);
-      const std::string value =
-          tag.hasTag(row.key, QUVEN_ENV) ? tag.getTag(row.key, QUVEN_ENV).getValue() : row.defaultValue;
+      const std::string value = tag.hasTag(row.key, QUVEN_ENV)
+                                    ? quvenValueInUse(row, tag.getTag(row.key, QUVEN_ENV).getValue())
+                                    : row.defaultValue;
       results.addLeafTagPath(path, QUVEN_ENV).setValue(value, QUVEN_ENV);
     }
   }

@@ -46,7 +46,7 @@ class ParameterFile {
   std::vector<std::string> inputFiles(const QUVENEnvHandle& env) const;
   /// The files that a run with these parameters writes on this number of workers.
   std::vector<OutputFile> outputFiles(int numWorkers, const QUVENEnvHandle& env) const;
-  /// Adds the branch "Parameters" to the results: each parameter with the text that was given for it, or its default.
+  /// Adds the branch "Parameters" to the results: each parameter with the value that is used.
   void addResults(QUVENXMLTag& results, const QUVENEnvHandle& env) const;
   /// The file in whose text the analysis looks for a value; empty if the tag has it.
   std::string fileOfText() const;
