@@ -115,10 +115,9 @@ TEST_F(QUVENSeedFile, AtMostTwentyBadLinesAreNamedAndTheOthersCounted) {
 }
 
 TEST_F(QUVENSeedFile, AFileWithoutASeedIsWarnedOf) {
-  const std::string warning =
-      "Warning;|5009;|" + folder.path("seeds") +
-      ";|QUVENSNAData::readSeedFile: no line of the seed file is a subscriber number, so nobody "
-      "has energy;|WarningEnd\n";
+  const std::string warning = "Warning;|5009;|" + folder.path("seeds") +
+                              ";|QUVENSNAData::readSeedFile: no line of the seed file is a subscriber number, so all "
+                              "energies are 0;|WarningEnd\n";
   // UTF-16, a quoted number, a number with a sign, text.
   for (const std::string& text : {std::string(),
                                   std::string("\xFF\xFE"
@@ -195,9 +194,14 @@ TEST_F(QUVENSeedFile, AByteOrderMarkIsPassedOver) {
 TEST_F(QUVENSeedFile, AFileThatCannotBeReadEndsTheRun) {
   seedsOfPath("/no/such/file");
   EXPECT_TRUE(run.threwLibraryException);
-  EXPECT_THAT(run.out, HasSubstr("Error;|2307;|QUVENSNAData::readSeedFile: Unable to open seed file;|ErrorEnd\n"));
+  const auto report = [](const std::string& name) {
+    return "Error;|2307;|" + name + ";|QUVENSNAData::readSeedFile: the seed file cannot be read;|ErrorEnd\n" +
+           "Error;|2307;|QUVENSNAData::readSeedFile: Unable to open seed file;|ErrorEnd\n";
+  };
+  EXPECT_THAT(run.out, HasSubstr(report("/no/such/file")));
   seedsOfPath(folder.path(""));
   EXPECT_TRUE(run.threwLibraryException);
+  EXPECT_THAT(run.out, HasSubstr(report(folder.path(""))));
   QUVENXaRay<std::uint64_t> seeds;
   run = capturedRun([&] { quvenReadSeedFile("/no/such/file", seeds, QUVEN_ENV); });
   EXPECT_TRUE(run.threwLibraryException);

@@ -158,6 +158,8 @@ long quvenReadSeedFile(const std::string& parameterFileName, QUVENXaRay<std::uin
 long quvenReadSeeds(const std::string& seedFileName, QUVENXaRay<std::uint64_t>& seeds, const QUVENEnvHandle& env) {
   std::ifstream file(seedFileName);
   const auto reportUnreadable = [&] {
+    report_error(SeedsUnreadable, seedFileName, "QUVENSNAData::readSeedFile: the seed file cannot be read", QUVEN_ENV,
+                 false);
     report_error(SeedsUnreadable, "QUVENSNAData::readSeedFile: Unable to open seed file", QUVEN_ENV, true);
   };
   if (!file.is_open()) reportUnreadable();
@@ -183,7 +185,7 @@ long quvenReadSeeds(const std::string& seedFileName, QUVENXaRay<std::uint64_t>& 
   inOtherBase.reportRest("are read in another base than 10");
   if (seeds.isEmpty()) {
     report_doubt(NoUsableSeed, seedFileName,
-                 "QUVENSNAData::readSeedFile: no line of the seed file is a subscriber number, so nobody has energy",
+                 "QUVENSNAData::readSeedFile: no line of the seed file is a subscriber number, so all energies are 0",
                  QUVEN_ENV);
   }
   return lineNumber;
