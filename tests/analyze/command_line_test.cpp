@@ -76,6 +76,22 @@ TEST_F(AnalyzeCommandLine, HelpNamesAllAnalyses) {
   }
 }
 
+TEST_F(AnalyzeCommandLine, HelpEndsWithAnExampleOfTheAnalysis) {
+  const auto expectEnd = [&](const std::string& command, const std::string& dataset) {
+    const std::string start = "\nExample:\n  mpirun -n 2 vesk-analyze ";
+    EXPECT_THAT(out.str(), HasSubstr(start + command + " " + command + ".xml " + dataset + " --timings\n"));
+    EXPECT_EQ(out.str().find(start), out.str().rfind(start));
+  };
+  read({"--help"});
+  expectEnd("diffusion", "pairsum.bin");
+  read({"diffusion", "--help"});
+  expectEnd("diffusion", "pairsum.bin");
+  read({"groups", "--help"});
+  expectEnd("groups", "table.bin");
+  read({"kernel", "--help"});
+  expectEnd("kernel", "table.bin");
+}
+
 TEST_F(AnalyzeCommandLine, AnythingElseIsWrong) {
   const std::vector<std::vector<const char*>> lines = {{},
                                                        {"group", "a", "b"},

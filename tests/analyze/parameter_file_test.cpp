@@ -98,7 +98,8 @@ TEST_F(ParameterFileTest, AMinusIsAFileNameWithoutSettings) {
   ParameterFile file(kindOf("diffusion"), "-", {}, QUVEN_ENV);
   run = capturedRun([&] { file.read(QUVEN_ENV); });
   EXPECT_TRUE(run.threwLibraryException);
-  EXPECT_THAT(run.out, HasSubstr("Error;|2302;|-;|vesk-analyze: Unable to read parameter file;|ErrorEnd\n"));
+  EXPECT_THAT(run.out, HasSubstr("Error;|2302;|-;|vesk-analyze: Unable to read parameter file; without one, --set is "
+                                 "needed;|ErrorEnd\n"));
   file.release(QUVEN_ENV);
 }
 

@@ -189,6 +189,29 @@ TEST_F(AnalyzeRun, AStrictRunEndsAtADoubt) {
   expectStrict("5010", "010;|QUVENSNAData::readSeedFile: the seed is read in base 8");
 }
 
+// A strict run used to end at the first unknown parameter and to hide all other mistakes.
+TEST_F(AnalyzeRun, AStrictRunNamesAllParameterMistakes) {
+  writeNumbers("calls.bin", rows(1, 50));
+  const auto unknown = [](const std::string& key) {
+    return "Warning;|2202;|" + key + ";|vesk-analyze: unknown parameter is ignored;|WarningEnd\n";
+  };
+  parameterFile("<SpreadCoeficient>0.4</SpreadCoeficient>\n<Other>1</Other>\n<MaxNumIterations>0</MaxNumIterations>\n");
+  for (const int workers : {1, 3}) {
+    diffusion(workers, {"--strict"});
+    EXPECT_EQ(result.status, 99);
+    EXPECT_THAT(result.out, HasSubstr(unknown("SpreadCoeficient") + unknown("Other")));
+    EXPECT_THAT(result.out, HasSubstr("Error;|2202;|MaxNumIterations;|the value \"0\" is illegal"));
+  }
+  parameterFile("<SpreadCoeficient>0.4</SpreadCoeficient>\n<Other>1</Other>\n");
+  diffusion(1, {"--strict"});
+  EXPECT_EQ(result.status, 99);
+  EXPECT_THAT(result.out, HasSubstr(unknown("SpreadCoeficient") + unknown("Other")));
+  const std::string end = "Error;|4608;|2202;|--strict: ";
+  EXPECT_THAT(result.out, HasSubstr(end));
+  EXPECT_EQ(result.out.find(end), result.out.rfind(end));
+  EXPECT_FALSE(exists("energy.csv"));
+}
+
 TEST_F(AnalyzeRun, WrongFilesEndTheRunOnAllWorkers) {
   writeNumbers("calls.bin", rows(1, 5));
   expectFailure("Error;|2305;|nothing;|Failed to open input data file !!;|ErrorEnd\n", "nothing");

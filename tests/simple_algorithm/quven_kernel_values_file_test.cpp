@@ -155,18 +155,22 @@ TEST_F(QUVENKernelValuesFile, ZeroBesideTheLargestNumberOf32BitsIsWarnedOf) {
 }
 
 TEST_F(QUVENKernelValuesFile, AFileThatCannotBeReadEndsTheRun) {
-  const std::string report =
-      "Error;|2304;|QUVENCGAData::readKernelValuesFile: Unable to kernel values file;|ErrorEnd\nTerminating VESK\n";
+  const auto reportOf = [](const std::string& name) {
+    return "Error;|2304;|" + name +
+           ";|QUVENCGAData::readKernelValuesFile: the kernel values file cannot be read;|ErrorEnd\n"
+           "Error;|2304;|QUVENCGAData::readKernelValuesFile: Unable to kernel values file;|ErrorEnd\nTerminating "
+           "VESK\n";
+  };
   EXPECT_EQ(pairsOfFile(folder.path("missing")), Numbers{});
   EXPECT_TRUE(run.threwLibraryException);
-  EXPECT_THAT(run.out, ::testing::StartsWith(report));
+  EXPECT_THAT(run.out, ::testing::StartsWith(reportOf(folder.path("missing"))));
   pairsOfFile("");
   EXPECT_TRUE(run.threwLibraryException);
-  EXPECT_THAT(run.out, ::testing::StartsWith(report));
+  EXPECT_THAT(run.out, ::testing::StartsWith(reportOf("")));
   std::filesystem::create_directory(folder.path("directory"));
   pairsOfFile(folder.path("directory"));
   EXPECT_TRUE(run.threwLibraryException);
-  EXPECT_THAT(run.out, ::testing::StartsWith(report));
+  EXPECT_THAT(run.out, ::testing::StartsWith(reportOf(folder.path("directory"))));
 }
 
 }  // namespace

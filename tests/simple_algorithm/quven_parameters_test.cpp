@@ -170,6 +170,22 @@ TEST_F(QUVENParametersTest, AValueThatIsNotLegalIsRefusedWithTheSameWords) {
   EXPECT_EQ(run.out, "");  // without a note
 }
 
+TEST_F(QUVENParametersTest, TheValueInUseIsTheOneThatIsRead) {
+  const auto inUse = [](QUVENParameterTarget target, const std::string& text) {
+    return quvenValueInUse(rowOf(target, ""), text);
+  };
+  EXPECT_EQ(inUse(integerTarget, "010"), "10");
+  EXPECT_EQ(inUse(integerTarget, "0x10"), "0");
+  EXPECT_EQ(inUse(integerTarget, "99999999999"), "2147483647");
+  EXPECT_EQ(inUse(integerTarget, "-7"), "-7");
+  EXPECT_EQ(inUse(numberTarget, "0.50"), "0.50");
+  EXPECT_EQ(inUse(numberTarget, "1e3"), "1e3");
+  EXPECT_EQ(inUse(numberTarget, ""), "0");
+  EXPECT_EQ(inUse(numberTarget, "nan"), "0");
+  EXPECT_EQ(inUse(numberTarget, "1e999"), "1.7976931348623157e+308");
+  EXPECT_EQ(inUse(textTarget, "010"), "010");
+}
+
 TEST_F(QUVENParametersTest, ATextIsTakenAsItIs) {
   set("a text");
   QUVENParameter row = rowOf(textTarget, "");

@@ -115,10 +115,9 @@ TEST_F(QUVENSeedFile, AtMostTwentyBadLinesAreNamedAndTheOthersCounted) {
 }
 
 TEST_F(QUVENSeedFile, AFileWithoutASeedIsWarnedOf) {
-  const std::string warning =
-      "Warning;|5009;|" + folder.path("seeds") +
-      ";|QUVENSNAData::readSeedFile: no line of the seed file is a subscriber number, so nobody "
-      "has energy;|WarningEnd\n";
+  const std::string warning = "Warning;|5009;|" + folder.path("seeds") +
+                              ";|QUVENSNAData::readSeedFile: no line of the seed file is a subscriber number, so all "
+                              "energies are 0;|WarningEnd\n";
   // UTF-16, a quoted number, a number with a sign, text.
   for (const std::string& text : {std::string(),
                                   std::string("\xFF\xFE"
@@ -156,6 +155,32 @@ TEST_F(QUVENSeedFile, ASeedThatIsNoDecimalIsWarnedOf) {
   EXPECT_TRUE(run.threwLibraryException);
 }
 
+// Base 8 has no digits 8 and 9. Such a line used to be ignored without a word about its zero.
+TEST_F(QUVENSeedFile, ASeedThatIsLeftOutForItsLeadingZeroIsWarnedOf) {
+  const std::string found = "find seed file: [" + folder.path("seeds") + "]\n";
+  const std::string warning =
+      "Warning;|5010;|0888;|QUVENSNAData::readSeedFile: the seed is left out: its leading zero means base 8, which has "
+      "no digit 8 or 9; it may mean 888;|WarningEnd\n";
+  EXPECT_EQ(seedsOf("0888\n7\n"), std::vector<std::uint64_t>{7});
+  EXPECT_EQ(run.out, found + warningOf(1) + warning);
+  EXPECT_EQ(seedsOf("7\n00\n0x\n08a\n0\n"), std::vector<std::uint64_t>{7});
+  EXPECT_THAT(run.out, Not(HasSubstr("5010")));
+  environment.setStrict(true);
+  seedsOf("0888\n7\n");
+  EXPECT_TRUE(run.threwLibraryException);
+  EXPECT_THAT(run.out, HasSubstr(warningOf(1) + warning + "Error;|4608;|5010;|--strict: "));
+}
+
+TEST_F(QUVENSeedFile, AStrictRunEndsAtALeadingZeroBehindManyWarnings) {
+  std::string text;
+  for (int line = 1; line <= 20; ++line) text += "0x1F\n";
+  environment.setStrict(true);
+  seedsOf(text);
+  EXPECT_FALSE(run.threwLibraryException);
+  seedsOf(text + "010\n");
+  EXPECT_TRUE(run.threwLibraryException);
+}
+
 TEST_F(QUVENSeedFile, AByteOrderMarkIsPassedOver) {
   EXPECT_EQ(seedsOf("\xEF\xBB\xBF"
                     "7\n8\n"),
@@ -169,9 +194,14 @@ TEST_F(QUVENSeedFile, AByteOrderMarkIsPassedOver) {
 TEST_F(QUVENSeedFile, AFileThatCannotBeReadEndsTheRun) {
   seedsOfPath("/no/such/file");
   EXPECT_TRUE(run.threwLibraryException);
-  EXPECT_THAT(run.out, HasSubstr("Error;|2307;|QUVENSNAData::readSeedFile: Unable to open seed file;|ErrorEnd\n"));
+  const auto report = [](const std::string& name) {
+    return "Error;|2307;|" + name + ";|QUVENSNAData::readSeedFile: the seed file cannot be read;|ErrorEnd\n" +
+           "Error;|2307;|QUVENSNAData::readSeedFile: Unable to open seed file;|ErrorEnd\n";
+  };
+  EXPECT_THAT(run.out, HasSubstr(report("/no/such/file")));
   seedsOfPath(folder.path(""));
   EXPECT_TRUE(run.threwLibraryException);
+  EXPECT_THAT(run.out, HasSubstr(report(folder.path(""))));
   QUVENXaRay<std::uint64_t> seeds;
   run = capturedRun([&] { quvenReadSeedFile("/no/such/file", seeds, QUVEN_ENV); });
   EXPECT_TRUE(run.threwLibraryException);

@@ -47,6 +47,8 @@ Line lineOf(std::string_view text) {
 void quvenReadKernelValuesFile(const std::string& fileName, QUVENXaRay<std::uint64_t>& pairs,
                                const QUVENEnvHandle& env) {
   const auto reportUnreadable = [&] {
+    report_error(ValuesUnreadable, fileName,
+                 "QUVENCGAData::readKernelValuesFile: the kernel values file cannot be read", QUVEN_ENV, false);
     report_error(ValuesUnreadable, "QUVENCGAData::readKernelValuesFile: Unable to kernel values file", QUVEN_ENV, true);
   };
   std::ifstream file(fileName);

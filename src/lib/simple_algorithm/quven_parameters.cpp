@@ -1,5 +1,6 @@
 #include "simple_algorithm/quven_parameters.h"
 
+#include <charconv>
 #include <cstdlib>
 #include <locale>
 #include <ostream>
@@ -102,6 +103,16 @@ const QUVENXMLTag& quvenSectionTag(const QUVENXMLTag& tag, const QUVENParameterS
                                    const QUVENEnvHandle& env) {
   const bool hasBranch = section.branch != nullptr && tag.hasTag(section.branch, QUVEN_ENV);
   return hasBranch ? tag.getTag(section.branch, QUVEN_ENV) : tag;
+}
+
+std::string quvenValueInUse(const QUVENParameter& row, const std::string& text) {
+  if (row.target.type == QUVENParameterType::Text) return text;
+  const Value value = valueOf(row.target.type, text);
+  if (row.target.type == QUVENParameterType::Integer) return std::to_string(value.integer);
+  char* end = nullptr;
+  if (!text.empty() && std::strtod(text.c_str(), &end) == value.number && *end == '\0') return text;
+  char digits[32];
+  return {digits, std::to_chars(digits, digits + sizeof digits, value.number).ptr};
 }
 
 std::string quvenParameterPath(const QUVENXMLTag& tag, const QUVENParameterSection& section, const QUVENParameter& row,

@@ -97,6 +97,10 @@ const QUVENXMLTag& quvenSectionTag(const QUVENXMLTag& tag, const QUVENParameterS
 std::string quvenParameterPath(const QUVENXMLTag& tag, const QUVENParameterSection& section, const QUVENParameter& row,
                                const QUVENEnvHandle& env);
 
+/// The value that an accepted text gives to a parameter, as text: "10" for the integer "010". A number is as it was
+/// given if that says its value.
+std::string quvenValueInUse(const QUVENParameter& row, const std::string& text);
+
 /// A parameter with which the analysis cannot be opened.
 struct QUVENParameterFault {
   std::string path;

@@ -91,13 +91,24 @@ class CountedWarnings {
   long count = 0;
 };
 
-/// Says of a seed that it was read in another base than 10.
+/// Says of a seed that it was read in another base than 10, or is left out (`seed` 0) for its base.
 void warnOfBase(const std::string& text, std::uint64_t seed, CountedWarnings& warnings, const QUVENEnvHandle& env) {
-  if (text.size() > longestDetectedNumber || text.front() != '0') return;
+  if (text.size() > longestDetectedNumber || !text.starts_with('0')) return;
   char* end = nullptr;
   const std::uint64_t decimal = std::strtoull(text.c_str(), &end, 10);
   const bool isDecimal = *end == '\0';
-  if ((isDecimal && decimal == seed) || !warnings.isPrinted()) return;
+  if (isDecimal ? decimal == seed : seed == 0) return;
+  // A strict run ends at the first doubt, however many other warnings were before it.
+  if (!warnings.isPrinted() && !(isDecimal && env.resolve().isStrict())) return;
+  if (seed == 0) {
+    report_doubt(
+        SeedNotDecimal, text,
+        "QUVENSNAData::readSeedFile: the seed is left out: its leading zero means base 8, which has no digit 8 "
+        "or 9; it may mean " +
+            std::to_string(decimal),
+        QUVEN_ENV);
+    return;
+  }
   const std::string start = "QUVENSNAData::readSeedFile: the seed is read in base ";
   if (!isDecimal) {
     report_warning(SeedNotDecimal, text, start + "16 as " + std::to_string(seed));
@@ -147,6 +158,8 @@ long quvenReadSeedFile(const std::string& parameterFileName, QUVENXaRay<std::uin
 long quvenReadSeeds(const std::string& seedFileName, QUVENXaRay<std::uint64_t>& seeds, const QUVENEnvHandle& env) {
   std::ifstream file(seedFileName);
   const auto reportUnreadable = [&] {
+    report_error(SeedsUnreadable, seedFileName, "QUVENSNAData::readSeedFile: the seed file cannot be read", QUVEN_ENV,
+                 false);
     report_error(SeedsUnreadable, "QUVENSNAData::readSeedFile: Unable to open seed file", QUVEN_ENV, true);
   };
   if (!file.is_open()) reportUnreadable();
@@ -160,19 +173,19 @@ long quvenReadSeeds(const std::string& seedFileName, QUVENXaRay<std::uint64_t>& 
     const std::uint64_t seed = seedOfLine(text);
     if (seed != 0) {
       seeds.append(seed, QUVEN_ENV);
-      warnOfBase(text, seed, inOtherBase, QUVEN_ENV);
     } else if (ignored.isPrinted()) {
       const std::string number = std::to_string(lineNumber);
       report_warning(SeedLineIgnored, number,
                      "Warning: ignoring empty line or invalid numeric value - " + number + " ");
     }
+    warnOfBase(text, seed, inOtherBase, QUVEN_ENV);
   }
   if (file.bad()) reportUnreadable();  // such as a directory
   ignored.reportRest("are ignored");
   inOtherBase.reportRest("are read in another base than 10");
   if (seeds.isEmpty()) {
     report_doubt(NoUsableSeed, seedFileName,
-                 "QUVENSNAData::readSeedFile: no line of the seed file is a subscriber number, so nobody has energy",
+                 "QUVENSNAData::readSeedFile: no line of the seed file is a subscriber number, so all energies are 0",
                  QUVEN_ENV);
   }
   return lineNumber;

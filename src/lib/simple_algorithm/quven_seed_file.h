@@ -19,11 +19,10 @@
 /// A line of up to 10 characters is an unsigned number with its base by its prefix, a longer one is decimal. A UTF-8
 /// byte order mark before the first line is passed over.
 /// Warnings: 5003 with the number of a line that is no number, or 0, and is skipped; 5010 for a number that is not read
-///           as a decimal. Each comes at most 20 times; then 5011 has the count of the others. 5009 if there is no
-///           seed.
+///           as a decimal, or is skipped for a digit 8 or 9 behind a leading zero. Each comes at most 20 times; then
+///           5011 has the count of the others. 5009 if there is no seed.
 /// Errors:   the terminating report 2307 when the file cannot be read; in a strict environment that of the warnings
-/// 5009
-///           and, if the number has another value as a decimal, 5010.
+///           5009 and, if the number has another value as a decimal, 5010.
 long quvenReadSeeds(const std::string& seedFileName, QUVENXaRay<std::uint64_t>& seeds, const QUVENEnvHandle& env);
 
 /// The same with the file that the text of a parameter file names. Errors: 2307 too when it names none.

@@ -11,4 +11,9 @@
 /// Errors: if the environment is strict, the terminating report 4608 with the code of the warning.
 void report_doubt(int code, std::string_view parameter, std::string_view text, const QUVENEnvHandle& env);
 
+/// Ends the run in a strict environment, where a Warning line of this code has been printed.
+///
+/// Errors: as report_doubt.
+void end_strict_run(int code, const QUVENEnvHandle& env);
+
 #endif  // QUVEN_DOUBT_H

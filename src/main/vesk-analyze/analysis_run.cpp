@@ -45,11 +45,7 @@ void AnalysisRun::openDataset(const QUVENEnvHandle& env) {
   dataset->setNotANumberAllowed(true);  // the analyses have reports of their own
   dataset->open(options.dataset, &driver.getPoint(), transport.getRank(), transport.getCount(), QUVEN_ENV);
   checkColumns(*options.kind, options.dataset, driver.getPoint(), QUVEN_ENV);
-  // What a copy or a full disk has cut would be analysed as if it were all.
-  const std::int64_t recordBytes = dataset->getNumColumns() * static_cast<std::int64_t>(sizeof(double));
-  if (recordBytes > 0 && dataset->getTotalBytes() % recordBytes != 0) {
-    report_error(FileUnusable, options.dataset, "vesk-analyze: the dataset ends inside a record", QUVEN_ENV, true);
-  }
+  checkLengths(options.dataset, dataset->getNumColumns(), QUVEN_ENV);
 }
 
 /// Of the results of another analysis of hours nothing would be left, nor of a dataset.
@@ -104,7 +100,8 @@ void AnalysisRun::open(const QUVENEnvHandle& env) {
     checkOutputsBefore(outputFiles, options.kind->outputError, QUVEN_ENV);
     const OutputFile results[] = {{options.resultsFile}};
     if (!options.resultsFile.empty()) checkOutputsBefore(results, resultsUnwritable, QUVEN_ENV);
-    if (outputFiles.empty()) parameterFile.warnOfNoOutput(QUVEN_ENV);
+    if (outputFiles.empty()) parameterFile.warnOfNoOutput();
+    parameterFile.endIfStrict(QUVEN_ENV);
     checkNames(QUVEN_ENV);
   }
   driver.shareFields(QUVEN_ENV);

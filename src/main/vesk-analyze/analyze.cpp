@@ -16,13 +16,17 @@ namespace {
 
 constexpr const char* footer = R"(
 Runs alone, or on several workers under mpirun. The parameter file is XML with the top element AnalysisParams.
-A DATASET that is not there stands for its parts DATASET.0, DATASET.1, ...
+If no file DATASET exists, its parts DATASET.0, DATASET.1, ... are read.
 
 Exit status: 0 when the analysis has ended, 99 when it failed, 1 when the command line is wrong.
-
-Example:
-  mpirun -n 2 vesk-analyze diffusion diffusion.xml pairsum.bin --timings
 )";
+
+/// The end of the help of the program, and of an analysis.
+std::string footerWithExample(const AnalysisKind& kind) {
+  const std::string command = kind.command;
+  return footer + ("\nExample:\n  mpirun -n 2 vesk-analyze " + command + " " + command + ".xml ") +
+         (kind.readsTableRows ? "table.bin" : "pairsum.bin") + " --timings\n";
+}
 
 }  // namespace
 
@@ -30,7 +34,7 @@ CommandLine readCommandLine(int argc, const char* const* argv, AnalyzeOptions& o
                             std::ostream& err) {
   CLI::App app("Runs an analysis over a dataset of vesk-loader.", "vesk-analyze");
   app.set_version_flag("--version", "vesk-analyze " VESK_VERSION);
-  app.footer(footer);
+  app.footer(footerWithExample(analysisKinds().front()));
   app.require_subcommand(1);
   for (const AnalysisKind& kind : analysisKinds()) {
     CLI::App* command = app.add_subcommand(kind.command, kind.summary);
@@ -54,7 +58,8 @@ CommandLine readCommandLine(int argc, const char* const* argv, AnalyzeOptions& o
       throw CLI::CallForVersion(parameterExample(kind), static_cast<int>(CLI::ExitCodes::Success));
     };
     command->add_flag_function("--example", printExample, "Print a parameter file that works, and end");
-    command->footer([&kind] { return "\n" + parameterHelp(kind); });
+    command->footer("");  // not that of the program
+    command->footer([&kind] { return "\n" + parameterHelp(kind) + footerWithExample(kind); });
     command->callback([&options, &kind] { options.kind = &kind; });
   }
   try {

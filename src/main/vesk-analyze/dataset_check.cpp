@@ -89,6 +89,14 @@ void checkColumns(const AnalysisKind& kind, const std::string& dataset, const QU
                QUVEN_ENV, true);
 }
 
+void checkLengths(const std::string& dataset, std::int64_t columns, const QUVENEnvHandle& env) {
+  const std::uintmax_t recordBytes = static_cast<std::uintmax_t>(columns) * sizeof(double);
+  for (const std::string& file : filesOf(dataset)) {
+    if (recordBytes == 0 || fs::file_size(file) % recordBytes == 0) continue;
+    report_error(FileUnusable, file, "vesk-analyze: the dataset ends inside a record", QUVEN_ENV, true);
+  }
+}
+
 void checkTable(const AnalysisKind& kind, const std::string& dataset, const QUVENDataPoint& point,
                 const QUVENEnvHandle& env) {
   const std::vector<std::string> files = filesOf(dataset);

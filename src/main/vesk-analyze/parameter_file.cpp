@@ -69,7 +69,8 @@ void ParameterFile::readTree(const QUVENEnvHandle& env) {
   }
   std::error_code unknown;  // then reading the file reports it
   if (std::filesystem::is_directory(fileName, unknown) || tree->readXMLFile(fileName, QUVEN_ENV) != 1) {
-    report_error(FileUnusable, fileName, "vesk-analyze: Unable to read parameter file", QUVEN_ENV, true);
+    const std::string hint = fileName == noParameterFile ? "; without one, --set is needed" : "";
+    report_error(FileUnusable, fileName, "vesk-analyze: Unable to read parameter file" + hint, QUVEN_ENV, true);
   }
   if (!tree->hasTag(topElement, QUVEN_ENV)) {
     report_error(IllegalParameters, fileName,
@@ -100,7 +101,12 @@ void ParameterFile::applySettings(const QUVENEnvHandle& env) {
   }
 }
 
-void ParameterFile::warnOfUnknown(const QUVENEnvHandle& env) const {
+void ParameterFile::doubt(std::string_view key, std::string_view text) {
+  report_warning(IllegalParameters, key, text);
+  isDoubtful = true;
+}
+
+void ParameterFile::warnOfUnknown(const QUVENEnvHandle& env) {
   const QUVENXMLTag& top = parameters(QUVEN_ENV);
   const auto isKnown = [&](const std::string& name, const QUVENXMLTag& tag, QUVENParameterSections sections) {
     if (&tag == &top && isBranch(sections, name)) return true;
@@ -113,7 +119,7 @@ void ParameterFile::warnOfUnknown(const QUVENEnvHandle& env) const {
       if (isKnown(child.getName(), tag, kind.parameters()) || isKnown(child.getName(), tag, kind.passedOver())) {
         continue;
       }
-      report_doubt(IllegalParameters, child.getName(), "vesk-analyze: unknown parameter is ignored", QUVEN_ENV);
+      doubt(child.getName(), "vesk-analyze: unknown parameter is ignored");
     }
   };
   warn(top);
@@ -130,7 +136,7 @@ const QUVENXMLTag& ParameterFile::read(const QUVENEnvHandle& env) {
   return parameters(QUVEN_ENV);
 }
 
-void ParameterFile::warnOfNoUse(const QUVENEnvHandle& env) const {
+void ParameterFile::warnOfNoUse(const QUVENEnvHandle& env) {
   for (const QUVENParameterSection& section : kind.parameters()) {
     const QUVENXMLTag& tag = quvenSectionTag(parameters(QUVEN_ENV), section, QUVEN_ENV);
     for (const QUVENParameter& row : section.rows) {
@@ -139,18 +145,22 @@ void ParameterFile::warnOfNoUse(const QUVENEnvHandle& env) const {
       char* end = nullptr;
       const double number = std::strtod(value.c_str(), &end);
       if (*end != '\0') continue;  // the analysis reports it
-      if (!row.isMeaningful(number)) report_doubt(IllegalParameters, row.key, row.notMeaningful, QUVEN_ENV);
+      if (!row.isMeaningful(number)) doubt(row.key, row.notMeaningful);
     }
   }
 }
 
-void ParameterFile::warnOfNoOutput(const QUVENEnvHandle& env) const {
+void ParameterFile::warnOfNoOutput() {
   for (const QUVENParameterSection& section : kind.parameters()) {
     for (const QUVENParameter& row : section.rows) {
       if (row.file != QUVENParameterFile::Output) continue;
-      report_doubt(IllegalParameters, row.key, "vesk-analyze: without it the results are written nowhere", QUVEN_ENV);
+      doubt(row.key, "vesk-analyze: without it the results are written nowhere");
     }
   }
+}
+
+void ParameterFile::endIfStrict(const QUVENEnvHandle& env) const {
+  if (isDoubtful) end_strict_run(IllegalParameters, QUVEN_ENV);
 }
 
 template <class Action>
@@ -193,8 +203,9 @@ void ParameterFile::addResults(QUVENXMLTag& results, const QUVENEnvHandle& env) 
     const QUVENXMLTag& tag = quvenSectionTag(top, section, QUVEN_ENV);
     for (const QUVENParameter& row : section.rows) {
       const std::string path = "Parameters/" + quvenParameterPath(top, section, row, QUVEN_ENV);
-      const std::string value =
-          tag.hasTag(row.key, QUVEN_ENV) ? tag.getTag(row.key, QUVEN_ENV).getValue() : row.defaultValue;
+      const std::string value = tag.hasTag(row.key, QUVEN_ENV)
+                                    ? quvenValueInUse(row, tag.getTag(row.key, QUVEN_ENV).getValue())
+                                    : row.defaultValue;
       results.addLeafTagPath(path, QUVEN_ENV).setValue(value, QUVEN_ENV);
     }
   }

@@ -2,6 +2,7 @@
 #define VESK_ANALYZE_PARAMETER_FILE_H
 
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "analysis_kind.h"
@@ -35,14 +36,17 @@ class ParameterFile {
   /// Errors: the terminating reports 2302, for a file that cannot be read, and 2202, for one without the top element.
   const QUVENXMLTag& read(const QUVENEnvHandle& env);
   /// The warnings 2202 of legal values with which the results mean nothing.
-  void warnOfNoUse(const QUVENEnvHandle& env) const;
+  void warnOfNoUse(const QUVENEnvHandle& env);
   /// The warning 2202 that names the parameter for the output.
-  void warnOfNoOutput(const QUVENEnvHandle& env) const;
+  void warnOfNoOutput();
+  /// Ends a strict run that has printed one of these warnings. It is called when the analysis has reported its own
+  /// errors, so that a strict run names all mistakes, too. Errors: the terminating report 4608.
+  void endIfStrict(const QUVENEnvHandle& env) const;
   /// The files that a run with these parameters reads beside the dataset.
   std::vector<std::string> inputFiles(const QUVENEnvHandle& env) const;
   /// The files that a run with these parameters writes on this number of workers.
   std::vector<OutputFile> outputFiles(int numWorkers, const QUVENEnvHandle& env) const;
-  /// Adds the branch "Parameters" to the results: each parameter with the text that was given for it, or its default.
+  /// Adds the branch "Parameters" to the results: each parameter with the value that is used.
   void addResults(QUVENXMLTag& results, const QUVENEnvHandle& env) const;
   /// The file in whose text the analysis looks for a value; empty if the tag has it.
   std::string fileOfText() const;
@@ -52,7 +56,8 @@ class ParameterFile {
   bool hasFile() const { return fileName != noParameterFile || settings.empty(); }
   void readTree(const QUVENEnvHandle& env);
   void applySettings(const QUVENEnvHandle& env);
-  void warnOfUnknown(const QUVENEnvHandle& env) const;
+  void warnOfUnknown(const QUVENEnvHandle& env);
+  void doubt(std::string_view key, std::string_view text);
   const QUVENXMLTag& parameters(const QUVENEnvHandle& env) const;
   /// Calls action(row, value) for each parameter that is given and names a file of this kind.
   template <class Action>
@@ -62,6 +67,7 @@ class ParameterFile {
   const std::string fileName;
   const std::vector<ParameterSetting> settings;
   QUVENOwnPtr<QUVENXMLHandler> tree;
+  bool isDoubtful = false;  ///< a warning that ends a strict run has been printed
 };
 
 }  // namespace vesk_analyze

@@ -11,6 +11,7 @@
 #include <utility>
 
 #include "control/quven_partition.h"
+#include "vesk-common/quven_doubt.h"
 #include "vesk-common/quven_reports.h"
 
 namespace vesk_analyze {
@@ -19,9 +20,9 @@ namespace {
 
 namespace fs = std::filesystem;
 
-enum Code : int { DataUnusable = 2305 };
+enum Code : int { DataUnusable = 2305, EmptyPart = 5014 };
 
-/// The probability of an error is below 2 to the power of minus this.
+/// A finding counts if chance alone gives it with a probability below 2 to the power of minus this.
 constexpr double bitsOfCertainty = 40;
 
 std::string partName(const std::string& dataset, std::size_t number) { return dataset + "." + std::to_string(number); }
@@ -80,7 +81,8 @@ class CallerReader {
   bool ascending = true;
 };
 
-/// The numbers of partitions whose rule gives every caller the part that it is in.
+/// The numbers of partitions whose rule gives every caller the part that it is in. The rule sees the remainder of a
+/// caller's number only, so callers with the same remainder are no further evidence.
 class PartitionFit {
  public:
   PartitionFit() {
@@ -88,12 +90,15 @@ class PartitionFit {
   }
 
   void add(std::size_t part, double caller) {
-    ++callers;
-    const std::uint64_t key = key_as_integer(caller);
+    const std::uint64_t remainder = key_as_integer(caller) % QUVENPartitionTest::modulus;
+    if (part >= isTested.size()) isTested.resize(part + 1, std::vector<bool>(QUVENPartitionTest::modulus));
+    if (isTested[part][remainder]) return;
+    isTested[part][remainder] = true;
+    ++remainders;
     std::erase_if(candidates, [&](Candidate& candidate) {
       if (part >= candidate.partitions) return false;  // a run with so few partitions has no such part
-      ++candidate.callers;
-      return partition_of_key(key, candidate.partitions) != part;
+      ++candidate.remainders;
+      return partition_of_key(remainder, candidate.partitions) != part;
     });
   }
 
@@ -102,27 +107,29 @@ class PartitionFit {
     std::size_t found = 0;
     for (const Candidate& candidate : candidates) {
       if (candidate.partitions == parts) return parts;
-      if (found == 0 && candidate.callers * std::log2(candidate.partitions) >= bitsOfCertainty) {
+      if (found == 0 && candidate.remainders * std::log2(candidate.partitions) >= bitsOfCertainty) {
         found = candidate.partitions;
       }
     }
     return found;
   }
 
-  /// Whether one of so many parts can be empty with so many callers.
+  /// Whether chance may leave one of so many parts empty. Callers whose numbers follow a rule may leave one empty where
+  /// this is false.
   bool allowsEmptyPart(std::size_t parts) const {
     const auto n = static_cast<double>(parts);
-    return parts < 2 || std::log2(n) + static_cast<double>(callers) * std::log2(1 - 1 / n) > -bitsOfCertainty;
+    return parts < 2 || std::log2(n) + static_cast<double>(remainders) * std::log2(1 - 1 / n) > -bitsOfCertainty;
   }
 
  private:
   struct Candidate {
     std::uint32_t partitions;
-    std::uint64_t callers = 0;  ///< that were tested
+    std::uint64_t remainders = 0;  ///< that were tested
   };
 
   std::vector<Candidate> candidates;
-  std::uint64_t callers = 0;
+  std::vector<std::vector<bool>> isTested;  ///< by part and remainder
+  std::uint64_t remainders = 0;             ///< different ones, in all parts
 };
 
 /// The callers of all the parts of a dataset.
@@ -144,7 +151,11 @@ class CallersOfParts {
     for (const std::string& part : parts) {
       std::error_code unknown;  // opening the dataset has reported it
       if (fs::file_size(part, unknown) != 0 || unknown || fit.allowsEmptyPart(parts.size())) continue;
-      refuse(part, "a part of the dataset is empty; with so many callers a complete run leaves none empty", QUVEN_ENV);
+      report_doubt(
+          EmptyPart, part,
+          "vesk-analyze: the part is empty, although there are enough callers for every part; it may have lost "
+          "its content",
+          QUVEN_ENV);
     }
   }
 
@@ -232,7 +243,8 @@ void checkParts(const std::string& dataset, const QUVENEnvHandle& env) {
     if (!name.starts_with(prefix)) continue;
     std::size_t number = 0;
     const auto [stop, error] = std::from_chars(name.data() + prefix.size(), name.data() + name.size(), number);
-    if (error == std::errc() && prefix + std::to_string(number) == name) numParts = std::max(numParts, number + 1);
+    if (error != std::errc() || prefix + std::to_string(number) != name) continue;
+    if (number < largestPartitionCount) numParts = std::max(numParts, number + 1);
   }
   for (std::size_t number = 0; number < numParts; ++number) {
     if (!isFile(partName(dataset, number)))
