@@ -23,5 +23,5 @@ void QUVENWarningList::add(int code, std::string_view parameter, std::string_vie
 
 void QUVENWarningList::clear() {
   count = 0;
-  texts.clear();
+  texts = std::vector<std::string>();  // with its memory
 }
