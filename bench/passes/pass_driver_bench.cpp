@@ -66,7 +66,7 @@ void countValues(benchmark::State& state, long passes) {
                          benchmark::Counter::kIsRate | benchmark::Counter::kInvert);
 }
 
-/// The delivery of the table to nobody.
+/// The delivery of the table without a scan that reads it.
 void BM_TableDelivery(benchmark::State& state) {
   QUVENEnv environment;
   environment.activate();

@@ -19,7 +19,7 @@ class QUVENLearningModel : public QUVENObjectOf<QUVENLearningModel, QUVENModel> 
   /// Empties what the model gathers, on every rank, also when it is trained again. Without it a model of several
   /// passes, or one that is trained again, would count its records twice.
   void beginRecords(const QUVENEnvHandle& env) override = 0;
-  /// Takes in one record of the training.
+  /// Learns from one record of the training.
   virtual void learn(QUVENDataPoint& point, const QUVENEnvHandle& env) = 0;
   /// learn, while it is scanning.
   UpdateFunction recordHandler(const QUVENEnvHandle&) const override {

@@ -297,8 +297,9 @@ double QUVENSNAData::sumOfEnergies() const {
   return static_cast<double>(sum);
 }
 
-/// What a caller passes on arrives in full, since its shares sum to 1; who calls nobody keeps all. Shares do not sum to
-/// 1 when the rows of a caller are in two places of the dataset: the sum of the weights is that of the last place only.
+/// All that a caller passes on arrives, since its shares sum to 1; a subscriber without callees keeps all. Shares do
+/// not sum to 1 when the rows of a caller are in two places of the dataset: the sum of the weights is that of the last
+/// place only.
 void QUVENSNAData::checkConservation(const QUVENEnvHandle& env) const {
   if (std::isnan(energyOfSeeds)) return;
   double scale = energyOfSeeds;  // with weights of both signs energies may be much larger than their sum
