@@ -86,7 +86,7 @@ void QUVENDataScan::postReadPrimitive(QUVENObjReader& reader, const QUVENEnvHand
 void QUVENDataScan::writePrimitive(QUVENObjWriter& writer, const QUVENEnvHandle& env) const {
   Members::writePrimitive(writer, QUVEN_ENV);
   // A worker's copy has to know whose copy it is; a result, whom it goes back to.
-  std::int32_t number = ivSerialNumber;
+  std::int32_t number = writer.chooseScanNumber(ivSerialNumber);
   if (writer.getWriterMode() == QUVENObjWriter::ScanResults) {
     number = ivMergeWithSerialNumber > 0 ? -ivMergeWithSerialNumber : ivMergeWithSerialNumber;
   }

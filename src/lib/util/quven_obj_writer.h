@@ -61,6 +61,14 @@ class QUVENObjWriter {
   std::int32_t getWriterMode() const { return writerMode; }
   std::int32_t getDepth() const { return depth; }
 
+  /// From now on scans are numbered 1, 2, ... in the order in which they are written. Their serial numbers depend on
+  /// all that the environment has made, so they would make two files of the same objects differ.
+  void numberScansAnew() { lastScanNumber = 0; }
+  /// The number to write for the next scan.
+  std::int32_t chooseScanNumber(std::int32_t serialNumber) {
+    return lastScanNumber < 0 ? serialNumber : ++lastScanNumber;
+  }
+
   // The frame of an object image that is written by hand.
   /// Errors: more than quvenMaxObjectDepth objects around each other are a fatal report.
   void raiseDepth(const QUVENEnvHandle& env);
@@ -70,6 +78,9 @@ class QUVENObjWriter {
   std::int32_t ok = 1;
   std::int32_t writerMode;
   std::int32_t depth = 0;
+
+ private:
+  std::int32_t lastScanNumber = -1;  // below 0: scans have their serial numbers
 };
 
 /// Writes the image of an object: its type, its members, "EndObject".
