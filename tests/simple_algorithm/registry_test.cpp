@@ -17,6 +17,9 @@ TEST(AnalyticTypes, TravelWithAnyContent) {
       "QUVENDataPoint",           // has a field in every place, and fields are scans
       "QUVENFieldNameMap",        // the same
       "QUVENSymmetricMatrix",     // has as many elements as some order, and says so
+      "QUVENLSData",              // the same
+      "QUVENLSCholeskiModel",     // has as many coefficients as its rank, and says so
+      "QUVENLSResults",           // has models in the order of their ranks, and says so
       "QUVENBinaryInputDataset",  // open files are not saved, and say so
       "QUVENMultifileOutput",
       "QUVENSNAData",  // its arrays come in pairs of one length, its state is one of three

@@ -165,6 +165,7 @@ int QUVENModel::mergeModel(QUVENModel* other, const QUVENEnvHandle& env) {
   const bool numbersMatch = ivNumAddDegreesOfFreedom == other->ivNumAddDegreesOfFreedom;
   ivNumAddDegreesOfFreedom = std::min(ivNumAddDegreesOfFreedom, other->ivNumAddDegreesOfFreedom);
   if (inputsMatch && numbersMatch && merge(other, QUVEN_ENV)) {
+    refitMerged(QUVEN_ENV);
     selectBestModel(QUVENModelScores::Evaluation, QUVEN_ENV);
     return 1;
   }
@@ -261,6 +262,7 @@ QUVENDataScan::UpdateFunction QUVENModel::batchHandler(const QUVENEnvHandle& env
 void QUVENModel::noteModeChosen(const QUVENEnvHandle&) {}
 void QUVENModel::noteScanBegun(const QUVENEnvHandle&) {}
 void QUVENModel::noteScanEnded(const QUVENEnvHandle&) {}
+void QUVENModel::refitMerged(const QUVENEnvHandle&) {}
 
 void QUVENModel::clearInputs(const QUVENEnvHandle& env) {
   ivTargetFields.setSize(0, QUVEN_ENV);
@@ -279,6 +281,7 @@ std::int32_t QUVENModel::reservedQuery4() const { return 0; }
 int QUVENModel::noteInputAdded(QUVENField* field, std::int32_t usage, const QUVENEnvHandle&) {
   // What the data say of a field goes before what a model makes of it: the dataset knows its columns by it.
   constexpr auto none = static_cast<std::int32_t>(QUVENFieldPurpose::None);
+  if (usage == QUVENUsageSupplementary) return 0;
   if (field != nullptr && field->getPurpose() == none) field->setPurpose(usage);
   return 0;
 }

@@ -40,9 +40,10 @@ class QUVENModel : public QUVENObjectOf<QUVENModel, QUVENDataScan> {
 
   /// A new model of the same class with these inputs, and nothing learned. Its noteInputAdded is called for each input.
   void clone(QUVENOwnPtr<QUVENModel>& result, const QUVENEnvHandle& env) const;
-  /// The reduction step of bottom-up training: 1 when the other model was merged. 0 when they differ in the
-  /// explanatory inputs or the degrees of freedom, or when the class cannot merge them: all inputs are cleared then,
-  /// and the explanatory ones of the other are taken over, last first; mode and the smaller number of degrees stay.
+  /// The reduction step of bottom-up training: 1 when the other model was merged, and this one refitted. 0 when they
+  /// differ in the explanatory inputs or the degrees of freedom, or when the class cannot merge them: all inputs are
+  /// cleared then, and the explanatory ones of the other are taken over, last first; mode and the smaller number of
+  /// degrees stay.
   int mergeModel(QUVENModel* other, const QUVENEnvHandle& env);
   /// Removes the explanatory inputs that the model does not use.
   void pruneUnusedInputs(const QUVENEnvHandle& env);
@@ -83,6 +84,9 @@ class QUVENModel : public QUVENObjectOf<QUVENModel, QUVENDataScan> {
   virtual void noteModeChosen(const QUVENEnvHandle& env);
   virtual void noteScanBegun(const QUVENEnvHandle& env);
   virtual void noteScanEnded(const QUVENEnvHandle& env);
+  /// Called by mergeModel between merge and the choice of the best candidate: what follows from the gathered data is
+  /// made anew here.
+  virtual void refitMerged(const QUVENEnvHandle& env);
   virtual void clearInputs(const QUVENEnvHandle& env);
   virtual int acceptsScore() const;
   virtual void prepareInput(const QUVENEnvHandle& env) = 0;
@@ -110,11 +114,18 @@ class QUVENModel : public QUVENObjectOf<QUVENModel, QUVENDataScan> {
   virtual void scorePoint(QUVENDataPoint& point, const QUVENEnvHandle& env) = 0;
   virtual void scoreChannel(std::int32_t channel, QUVENDataPoint& point, const QUVENEnvHandle& env) = 0;
   virtual void collectFieldsUsed(QUVENModelFieldsUsed& fieldsUsed, const QUVENEnvHandle& env) const = 0;
-  /// Passes the usage on to the field, as its purpose unless it has one.
+  /// Passes the usage on to the field, as its purpose unless it has one. A supplementary field gets none: its code is
+  /// that of the line number, by which a dataset deals the records of a sparse file.
   virtual int noteInputAdded(QUVENField* field, std::int32_t usage, const QUVENEnvHandle& env);
 
  protected:
   using Members::QUVENObjectOf;
+
+  /// Takes over how far another model is: its state and degrees of freedom.
+  void copyTraining(const QUVENModel& source) {
+    ivModelState = source.ivModelState;
+    ivNumAddDegreesOfFreedom = source.ivNumAddDegreesOfFreedom;
+  }
 
  private:
   static constexpr std::int32_t ScanningBase = 100;

@@ -17,13 +17,7 @@ void QUVENSymmetricMatrix::setOrder(long rows, const QUVENEnvHandle& env) {
 
 void QUVENSymmetricMatrix::addWeighted(double w, const QUVENXaRay<double>& x) {
   QUVEN_ASSERT(x.getSize() == order);
-  const double* const values = x.begin();
-  double* column = ivElements.begin();
-  for (long j = 0; j < order; ++j) {
-    const double factor = w * values[j];
-    for (long i = 0; i <= j; ++i) column[i] += factor * values[i];
-    column += j + 1;
-  }
+  quvenAddPackedSquare(ivElements.begin(), x.begin(), order, w);
 }
 
 void QUVENSymmetricMatrix::merge(const QUVENSymmetricMatrix& b) {

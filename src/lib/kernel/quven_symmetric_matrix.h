@@ -1,6 +1,7 @@
 #ifndef QUVEN_SYMMETRIC_MATRIX_H
 #define QUVEN_SYMMETRIC_MATRIX_H
 
+#include "kernel/quven_packed_triangle.h"
 #include "util/quven_object_of.h"
 #include "util/quven_xaray.h"
 
@@ -17,7 +18,7 @@ class QUVENSymmetricMatrix : public QUVENObjectOf<QUVENSymmetricMatrix, QUVENObj
   static constexpr long MostRows = 65535;
 
   /// The index of an element. Requires: 1 <= i <= j.
-  static constexpr long indexOf(long i, long j) { return j * (j - 1) / 2 + i; }
+  static constexpr long indexOf(long i, long j) { return quvenPackedIndex(i, j); }
 
   /// Sets the number of rows and makes every element 0.
   void setOrder(long rows, const QUVENEnvHandle& env);
