@@ -69,7 +69,13 @@ void QUVENNumericSplit::open(QUVENNumField* field, double minRecords, const QUVE
   ivMissingSegment = ivNumSegments = static_cast<std::int32_t>(intervals + 1);
 }
 
+bool QUVENNumericSplit::hasValuePerChannel() const {
+  QUVEN_ASSERT(ivFieldPtr != nullptr);
+  return ivFieldPtr->getNumValues() > 1;
+}
+
 std::int32_t QUVENNumericSplit::getSegment(long channel, const QUVENEnvHandle&) const {
+  QUVEN_ASSERT(ivFieldPtr != nullptr);
   const double x = ivFieldPtr->getNumValueOrSingle(channel);
   if (!ivFieldPtr->hasValue() || ivFieldPtr->isMissing() || std::isnan(x)) return ivMissingSegment;
   const double* end = std::lower_bound(ivBoundaryVec.begin(), ivBoundaryVec.end(), x);
@@ -132,6 +138,7 @@ std::int32_t QUVENCategoricalSplit::getSegmentOfCategory(std::int32_t category) 
 }
 
 std::int32_t QUVENCategoricalSplit::getSegment(long, const QUVENEnvHandle& env) const {
+  QUVEN_ASSERT(ivFieldPtr != nullptr);
   const std::int32_t category = ivFieldPtr->getValueIndex(env);
   return category == QUVENField::MissingValueIndex ? ivMissingSegment : getSegmentOfCategory(category);
 }

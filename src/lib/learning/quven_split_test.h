@@ -66,7 +66,7 @@ class QUVENNumericSplit : public QUVENObjectOf<QUVENNumericSplit, QUVENSplitTest
   std::int32_t getMissingSegment() const override { return ivMissingSegment; }
   std::int32_t getSegment(long channel, const QUVENEnvHandle& env) const override;
   void mapSegments(const QUVENXaRay<std::int32_t>& map, const QUVENEnvHandle& env) override;
-  bool hasValuePerChannel() const override { return ivFieldPtr->getNumValues() > 1; }
+  bool hasValuePerChannel() const override;
   std::vector<QUVENSegmentDescription> describeSegments(const QUVENEnvHandle& env) const override;
 
  private:
