@@ -2,7 +2,6 @@
 
 #include <mpi.h>
 
-#include <charconv>
 #include <chrono>
 #include <cmath>
 #include <cstdio>
@@ -10,6 +9,7 @@
 #include <filesystem>
 #include <fstream>
 
+#include "control/quven_category_code.h"
 #include "control/quven_dataset_info.h"
 #include "control/quven_file_formats.h"
 #include "control/quven_mpi_file.h"
@@ -57,23 +57,6 @@ std::int64_t sizeOfFile(const std::string& name) {
   report_error(2306, name, "Failed to open input data file info !!", QUVEN_ENV, false);
   quvenFatalReport("Failed to open input info file !!", QUVEN_ENV);
 }
-
-/// The text of a category: digits alone for a whole number, else the shortest text that reads back as the number.
-class CategoryText {
- public:
-  explicit CategoryText(double value) {
-    constexpr double limit = 1e15;
-    const bool isWhole = std::fabs(value) < limit && std::trunc(value) == value;
-    const std::to_chars_result end = isWhole ? std::to_chars(text, text + sizeof text, static_cast<std::int64_t>(value))
-                                             : std::to_chars(text, text + sizeof text, value);
-    length = static_cast<std::size_t>(end.ptr - text);
-  }
-  std::string_view get() const { return {text, length}; }
-
- private:
-  char text[32];
-  std::size_t length;
-};
 
 }  // namespace
 
@@ -337,7 +320,7 @@ inline void QUVENBinaryInputDataset::setField(const BoundColumn& column, double 
   } else if (column.isNumeric) {
     column.field->setNumValue(value);
   } else {
-    column.field->setCatValue(CategoryText(value).get());
+    column.field->setCatValue(QUVENCategoryText(value).get());
   }
 }
 

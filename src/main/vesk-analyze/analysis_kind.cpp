@@ -1,5 +1,6 @@
 #include "analysis_kind.h"
 
+#include "analysis_run.h"
 #include "simple_algorithm/quven_cgadata.h"
 #include "simple_algorithm/quven_simple_algorithm_model.h"
 #include "simple_algorithm/quven_snadata.h"
@@ -21,27 +22,32 @@ std::string failedFileOfGroups(const QUVENSimpleAlgorithmAbstractData& data) {
 constexpr AnalysisKind kinds[] = {
     {.command = "diffusion",
      .summary = "Energy that spreads from seed subscribers over a pair sum dataset",
-     .modelId = QUVENSimpleAlgorithmModel::DiffusionModel,
+     .makeRun = makeRunOf<AnalysisRun>,
      .parameters = QUVENSNAData::parameterSections,
      .passedOver = nothing,
+     .modelId = QUVENSimpleAlgorithmModel::DiffusionModel,
      .explanatoryColumns = 2,
      .readsTableRows = false,
      .outputError = "QUVENSNAData::writeDataOutputFile: Unable to open output file",
      .failedFile = noFailedFile},
     {.command = "groups",
      .summary = "Groups of subscribers with their leaders over a table dataset",
-     .modelId = QUVENSimpleAlgorithmModel::GroupModel,
+     .makeRun = makeRunOf<AnalysisRun>,
+     .exampleDataset = "table.bin",
      .parameters = QUVENCGAData::parameterSections,
      .passedOver = nothing,
+     .modelId = QUVENSimpleAlgorithmModel::GroupModel,
      .explanatoryColumns = 2,
      .readsTableRows = true,
      .outputError = outputUnwritable,
      .failedFile = failedFileOfGroups},
     {.command = "kernel",
      .summary = "Similarities of subscribers over a table dataset, from which groups can start",
-     .modelId = QUVENSimpleAlgorithmModel::KernelModel,
+     .makeRun = makeRunOf<AnalysisRun>,
+     .exampleDataset = "table.bin",
      .parameters = QUVENKernelData::parameterSections,
      .passedOver = QUVENCGAData::parameterSections,
+     .modelId = QUVENSimpleAlgorithmModel::KernelModel,
      .explanatoryColumns = 2,
      .readsTableRows = true,
      .outputError = outputUnwritable,

@@ -2,11 +2,13 @@
 #define VESK_ANALYZE_ANALYSIS_KIND_H
 
 #include <cstdint>
+#include <memory>
 #include <span>
 #include <string>
 #include <string_view>
 #include <vector>
 
+#include "passes/quven_worker_transport.h"
 #include "simple_algorithm/quven_parameters.h"
 #include "simple_algorithm/quven_simple_algorithm_data.h"
 
@@ -18,22 +20,30 @@ struct OutputFile {
   bool isReplaced = true;  ///< it gets its name when it is complete; else it is written in place
 };
 
-/// One analysis that the program can run: all that the driver knows of it.
+struct AnalyzeOptions;
+class Run;
+
+/// One sub-command with a parameter file.
 struct AnalysisKind {
-  const char* command;                     ///< its sub-command
-  const char* summary;                     ///< its line in the help
-  std::int32_t modelId;                    ///< what the model opens
+  const char* command;  ///< its name
+  const char* summary;  ///< its line in the help
+  std::unique_ptr<Run> (*makeRun)(const AnalyzeOptions& options, const QUVENWorkerTransport& transport,
+                                  const QUVENEnvHandle& env);
+  const char* exampleDataset = "pairsum.bin";
   QUVENParameterSections (*parameters)();  ///< what its parameter file holds
   /// What a parameter file may hold beside that without a warning.
   QUVENParameterSections (*passedOver)();
+
+  // Of the network analyses alone.
+  std::int32_t modelId = 0;      ///< what the model opens
   long explanatoryColumns = 0;   ///< that its dataset has beside the line number, all numeric; 0 for any
   bool readsTableRows = false;   ///< its dataset is the sparse output of a table run
   const char* outputError = "";  ///< what to say of an output that cannot be opened
   /// A file that the analysis could not write, of which it has said nothing; empty for none.
-  std::string (*failedFile)(const QUVENSimpleAlgorithmAbstractData& data);
+  std::string (*failedFile)(const QUVENSimpleAlgorithmAbstractData& data) = nullptr;
 };
 
-/// The analyses in the order of the help.
+/// The sub-commands in the order of the help.
 std::span<const AnalysisKind> analysisKinds();
 
 }  // namespace vesk_analyze

@@ -4,6 +4,7 @@
 
 #include <CLI/CLI.hpp>
 #include <chrono>
+#include <memory>
 #include <ostream>
 #include <sstream>
 
@@ -25,7 +26,7 @@ Exit status: 0 when the analysis has ended, 99 when it failed, 1 when the comman
 std::string footerWithExample(const AnalysisKind& kind) {
   const std::string command = kind.command;
   return footer + ("\nExample:\n  mpirun -n 2 vesk-analyze " + command + " " + command + ".xml ") +
-         (kind.readsTableRows ? "table.bin" : "pairsum.bin") + " --timings\n";
+         kind.exampleDataset + " --timings\n";
 }
 
 }  // namespace
@@ -60,7 +61,10 @@ CommandLine readCommandLine(int argc, const char* const* argv, AnalyzeOptions& o
     command->add_flag_function("--example", printExample, "Print a parameter file that works, and end");
     command->footer("");  // not that of the program
     command->footer([&kind] { return "\n" + parameterHelp(kind) + footerWithExample(kind); });
-    command->callback([&options, &kind] { options.kind = &kind; });
+    command->callback([&options, &kind] {
+      options.kind = &kind;
+      options.makeRun = kind.makeRun;
+    });
   }
   try {
     app.parse(argc, argv);
@@ -83,24 +87,25 @@ void runAnalysis(const AnalyzeOptions& options, std::ostream& err) {
   environment.setStrict(options.isStrict);
   QUVENEnv* env = &environment;
   const QUVENWorkerTransport transport;
-  AnalysisRun run(options, transport, QUVEN_ENV);
-  run.open(QUVEN_ENV);
+  const std::unique_ptr<Run> run = options.makeRun(options, transport, QUVEN_ENV);
+  run->open(QUVEN_ENV);
   ProgressLine progress(err, transport.isMaster() && ::isatty(STDERR_FILENO) != 0);
-  run.getDriver().setObserver(&progress);
-  run.getDriver().runPasses(QUVEN_ENV);
-  if (transport.isMaster()) run.checkOutputs(QUVEN_ENV);
+  run->getDriver().setObserver(&progress);
+  run->work(QUVEN_ENV);
+  if (transport.isMaster()) run->finish(QUVEN_ENV);
   if (transport.isMaster() && !options.resultsFile.empty()) {
     const double seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - begin).count();
-    const RunSummary summary{options.kind->command,      options.dataset, transport.getCount(), start, seconds,
-                             run.getDriver().getPasses()};
-    run.writeResults(summary, QUVEN_ENV);
+    const RunSummary summary{run->getCommand(),           options.dataset, transport.getCount(), start, seconds,
+                             run->getDriver().getPasses()};
+    const auto addOwn = [&](QUVENXMLTag& results) { run->addResults(results, QUVEN_ENV); };
+    writeRunResults(options.resultsFile, summary, addOwn, QUVEN_ENV);
   }
   if (options.timings) {
     std::ostringstream table;  // in one piece, beside those of the other workers
-    quvenPrintTimings(run.getDriver().getPasses(), transport.getRank(), table);
+    quvenPrintTimings(run->getDriver().getPasses(), transport.getRank(), table);
     err << table.str() << std::flush;
   }
-  run.release(QUVEN_ENV);
+  run->release(QUVEN_ENV);
 }
 
 }  // namespace vesk_analyze

@@ -3,7 +3,7 @@
 
 #include <iosfwd>
 
-#include "analysis_run.h"
+#include "run.h"
 
 namespace vesk_analyze {
 
@@ -14,7 +14,7 @@ enum class CommandLine { Run, Done, Wrong };
 CommandLine readCommandLine(int argc, const char* const* argv, AnalyzeOptions& options, std::ostream& out,
                             std::ostream& err);
 
-/// Runs the analysis on this worker.
+/// Runs the sub-command on this worker.
 ///
 /// Requires:   MPI runs.
 /// Collective: every worker calls it with the same options.

@@ -3,6 +3,9 @@
 #include <array>
 #include <ctime>
 
+#include "control/quven_XML_handler.h"
+#include "control/quven_result_file.h"
+#include "vesk-common/quven_reports.h"
 #include "vesk-common/quven_warning_list.h"
 
 namespace vesk_analyze {
@@ -44,6 +47,22 @@ void addRunResults(QUVENXMLTag& results, const RunSummary& run, const QUVENEnvHa
   set("Warnings/Count", std::to_string(warnings.getCount()));
   number = 0;
   for (const std::string& text : warnings.getTexts()) set("Warnings/Warning-" + std::to_string(++number), text);
+}
+
+void writeRunResults(const std::string& path, const RunSummary& run,
+                     const std::function<void(QUVENXMLTag& results)>& addOwn, const QUVENEnvHandle& env) {
+  constexpr int fileUnusable = 2302;
+  auto tree = QUVENXMLHandler::create(QUVEN_ENV);
+  tree->resetTree(QUVEN_ENV);
+  QUVENXMLTag& top = tree->getTag("", QUVEN_ENV).addBranchTag("AnalysisResults", QUVEN_ENV);
+  addOwn(top);
+  addRunResults(top, run, QUVEN_ENV);
+  QUVENResultFile file(path);
+  if (file.isOpen()) top.write(file.getStream(), 0, QUVEN_ENV);
+  tree.reset(QUVEN_ENV);
+  if (!file.isOpen() || !file.commit()) {
+    report_error(fileUnusable, path, "vesk-analyze: Unable to write results file", QUVEN_ENV, true);
+  }
 }
 
 }  // namespace vesk_analyze

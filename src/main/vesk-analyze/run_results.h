@@ -2,6 +2,7 @@
 #define VESK_ANALYZE_RUN_RESULTS_H
 
 #include <chrono>
+#include <functional>
 #include <span>
 #include <string>
 
@@ -23,6 +24,11 @@ struct RunSummary {
 /// Adds the branch "Run" to the results: version, analysis, dataset, number of ranks, start in UTC, seconds, the passes
 /// of rank 0 with their records and the seconds of their phases, and the warnings of rank 0.
 void addRunResults(QUVENXMLTag& results, const RunSummary& run, const QUVENEnvHandle& env);
+
+/// Writes the results of a run to an XML file: what an action adds below AnalysisResults, and the branch "Run".
+/// Errors: the terminating report 2302 with the name of the file.
+void writeRunResults(const std::string& path, const RunSummary& run,
+                     const std::function<void(QUVENXMLTag& results)>& addOwn, const QUVENEnvHandle& env);
 
 }  // namespace vesk_analyze
 
