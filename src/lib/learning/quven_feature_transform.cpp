@@ -212,8 +212,7 @@ void QUVENFeatureTransform::endRecords(const QUVENEnvHandle& env) {
 void QUVENFeatureTransform::writeChildScanResults(QUVENObjWriter& writer, const QUVENKeyword& keyword,
                                                   const QUVENEnvHandle& env) const {
   if (ivRootModelPtr == nullptr) return;
-  forRootAndSegments(
-      [&](const QUVENLinRegModel& model) { quvenWriteScanResults(model, writer, keyword, QUVEN_ENV); });
+  forRootAndSegments([&](const QUVENLinRegModel& model) { quvenWriteScanResults(model, writer, keyword, QUVEN_ENV); });
 }
 
 // The end of the training
@@ -326,18 +325,24 @@ bool QUVENFeatureTransform::hasNoSignal(const QUVENEnvHandle& env) const {
 }
 
 void QUVENFeatureTransform::pruneInputs(const QUVENEnvHandle& env) {
+  if (ivRootModelPtr == nullptr) return;
   forRootAndSegments([&](QUVENLinRegModel& model) { model.pruneInputs(QUVEN_ENV); });
   pruneUnusedInputs(QUVEN_ENV);
 }
 
 void QUVENFeatureTransform::collectFieldsUsed(QUVENModelFieldsUsed& fieldsUsed, const QUVENEnvHandle& env) const {
   if (ivSplitFieldPtr != nullptr) fieldsUsed.add(ivSplitFieldPtr, QUVEN_ENV);
+  if (ivRootModelPtr == nullptr) {
+    for (const QUVENModelInput& input : getExplanatoryFields()) fieldsUsed.add(input.getField(), QUVEN_ENV);
+    return;
+  }
   forRootAndSegments([&](const QUVENLinRegModel& model) { model.collectFieldsUsed(fieldsUsed, QUVEN_ENV); });
 }
 
 // Scoring
 
 void QUVENFeatureTransform::finishScoring(const QUVENEnvHandle& env) {
+  if (ivRootModelPtr == nullptr) return;
   forRootAndSegments([&](QUVENLinRegModel& model) { model.finishScoring(QUVEN_ENV); });
 }
 

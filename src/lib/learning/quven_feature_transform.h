@@ -103,11 +103,12 @@ class QUVENFeatureTransform : public QUVENObjectOf<QUVENFeatureTransform, QUVENM
   /// Of the segments with a variance of the train score: whether there is at most one, and it has no signal.
   bool hasNoSignal(const QUVENEnvHandle& env) const override;
   void selectBest(long, const QUVENEnvHandle&) override {}
+  /// Removes the inputs that root, segments and the split do not use. Does nothing before the training.
   void pruneInputs(const QUVENEnvHandle& env) override;
   void finishScoring(const QUVENEnvHandle& env) override;
   void scorePoint(QUVENDataPoint& point, const QUVENEnvHandle& env) override;
   void scoreChannel(std::int32_t channel, QUVENDataPoint& point, const QUVENEnvHandle& env) override;
-  /// The split field, and what root and segments use.
+  /// The split field, and what root and segments use; all explanatory inputs before the training.
   void collectFieldsUsed(QUVENModelFieldsUsed& fieldsUsed, const QUVENEnvHandle& env) const override;
 
  protected:
@@ -144,7 +145,7 @@ class QUVENFeatureTransform : public QUVENObjectOf<QUVENFeatureTransform, QUVENM
   QUVEN_STATE(predValStdDevField, QUVENField*) = nullptr;
   QUVEN_STATE(numInitialSegments, std::int32_t) = 0;
   QUVEN_STATE(isUnusable, QUVENXaRay<bool>);  // by segment
-  QUVEN_STATE(rootIsShown, bool) = false;     // whether the root sees the records, or the data of the segments at the end
+  QUVEN_STATE(rootIsShown, bool) = false;  // whether the root sees the records, or the data of the segments at the end
   QUVEN_STATE(batchChannel, std::int32_t) = 1;
 };
 

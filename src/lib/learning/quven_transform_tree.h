@@ -42,7 +42,8 @@ class QUVENTransformTreeNode : public QUVENObjectOf<QUVENTransformTreeNode, QUVE
 /// Shapes:   leaves have the numbers of their segments, 1..n; a merge adds a node behind the last, so children have
 ///           lower numbers than their parent.
 /// Lifetime: owns the models until collect. The owner calls deleteMemory(env) before the tree ends.
-/// Cost:     a merge with refit for each pair of neighbours, or for each pair, and for each node that is made; costs are
+/// Cost:     a merge with refit for each pair of neighbours, or for each pair, and for each node that is made; costs
+/// are
 ///           kept. All models keep their statistics until deleteMemory.
 /// Source:   agglomerative clustering by the smallest increase of a criterion: J. H. Ward, "Hierarchical grouping to
 ///           optimize an objective function", JASA 58, 1963; the bottom-up pruning: L. Breiman, J. Friedman, R. Olshen,
