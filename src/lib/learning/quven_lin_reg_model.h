@@ -117,6 +117,9 @@ class QUVENLinRegModel : public QUVENObjectOf<QUVENLinRegModel, QUVENModel> {
 
   long getNumVariables() const { return getExplanatoryFields().getSize() + getTargetFields().getSize(); }
   bool isGathering() const;
+  /// Whether its channels are a result: while it scans, and in a result that was read from a stream, which has no
+  /// state.
+  bool hasGathered() const { return isScanning() || (getModelState() == 0 && !ivEvalChannels.isEmpty()); }
   std::int32_t getRecordChannel(const QUVENDataPoint& point) const;
   void allocateChannels(const QUVENEnvHandle& env);
   void bindVariables(const QUVENEnvHandle& env);
@@ -128,8 +131,8 @@ class QUVENLinRegModel : public QUVENObjectOf<QUVENLinRegModel, QUVENModel> {
   void selectModels(const QUVENEnvHandle& env);
   double scoreOf(int which, double QUVENLSFit::*part, const QUVENEnvHandle& env) const;
 
-  QUVEN_MEMBER_IF(writerMode != QUVENObjWriter::ScanResults || isScanning(), ivEvalChannels, Channels);
-  QUVEN_MEMBER_IF(writerMode != QUVENObjWriter::ScanResults || isScanning(), ivTrnChannels, Channels);
+  QUVEN_MEMBER_IF(writerMode != QUVENObjWriter::ScanResults || hasGathered(), ivEvalChannels, Channels);
+  QUVEN_MEMBER_IF(writerMode != QUVENObjWriter::ScanResults || hasGathered(), ivTrnChannels, Channels);
   QUVEN_MEMBER_IF(writerMode != QUVENObjWriter::ScanResults, ivResultsChannels, QUVENXaRay<QUVENLSResults, 0>);
   QUVEN_MEMBER_IF(writerMode != QUVENObjWriter::ScanResults, ivInputFields, QUVENXaRay<QUVENField*>);
   QUVEN_MEMBER_IF(writerMode != QUVENObjWriter::ScanResults, ivPredValFieldPtr, QUVENField*) = nullptr;

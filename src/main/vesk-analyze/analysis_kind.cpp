@@ -4,6 +4,7 @@
 #include "simple_algorithm/quven_cgadata.h"
 #include "simple_algorithm/quven_simple_algorithm_model.h"
 #include "simple_algorithm/quven_snadata.h"
+#include "training_run.h"
 
 namespace vesk_analyze {
 
@@ -52,6 +53,12 @@ constexpr AnalysisKind kinds[] = {
      .readsTableRows = true,
      .outputError = outputUnwritable,
      .failedFile = noFailedFile},
+    {.command = "train",
+     .summary = "A model of a column of a table, with reports",
+     .makeRun = makeRunOf<TrainingRun>,
+     .exampleDataset = "churn.bin",
+     .parameters = TrainingParameters::sections,
+     .passedOver = nothing},
 };
 
 }  // namespace

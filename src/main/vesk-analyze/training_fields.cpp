@@ -1,0 +1,184 @@
+#include "training_fields.h"
+
+#include <algorithm>
+#include <limits>
+
+#include "kernel/quven_cat_field.h"
+#include "kernel/quven_model_input.h"
+#include "kernel/quven_num_field.h"
+#include "vesk-common/quven_reports.h"
+
+namespace vesk_analyze {
+
+namespace {
+
+enum Code : int { IllegalParameter = 2202, FileUnusable = 2302 };
+
+[[noreturn]] void refuseColumn(const std::string& column, const std::string& text, const QUVENEnvHandle& env) {
+  report_error(IllegalParameter, column, "vesk-analyze: " + text, QUVEN_ENV, true);
+  quvenUnreachable(QUVEN_ENV);
+}
+
+/// Looks up columns by name and sees to it that each has one role.
+class RoleFinder {
+ public:
+  RoleFinder(const QUVENDataPoint& dataPoint, const QUVENEnvHandle& env) : point(dataPoint) {
+    static_cast<void>(env);
+    taken.resize(static_cast<std::size_t>(point.getNumFields()) + 1);
+  }
+
+  QUVENField& find(const std::string& name, const char* key, const QUVENEnvHandle& env) {
+    const long index = point.getFieldIndex(name);
+    if (index == 0) refuseColumn(name, std::string(key) + " is no column of the dataset", QUVEN_ENV);
+    return point.getField(index);
+  }
+  /// Null for an empty name.
+  QUVENField* take(const std::string& name, const char* key, const QUVENEnvHandle& env) {
+    if (name.empty()) return nullptr;
+    QUVENField& field = find(name, key, QUVEN_ENV);
+    std::string& role = taken[static_cast<std::size_t>(point.getFieldIndex(name))];
+    if (!role.empty()) refuseColumn(name, "the column is " + role + " and " + key, QUVEN_ENV);
+    role = key;
+    return &field;
+  }
+  QUVENField* takeNumeric(const std::string& name, const char* key, const QUVENEnvHandle& env) {
+    QUVENField* field = take(name, key, QUVEN_ENV);
+    if (field != nullptr && !field->isNumeric()) {
+      refuseColumn(name, std::string(key) + " must be a numeric column", QUVEN_ENV);
+    }
+    return field;
+  }
+  bool isTaken(long index) const { return !taken[static_cast<std::size_t>(index)].empty(); }
+  const std::string& roleOf(const std::string& name) const {
+    return taken[static_cast<std::size_t>(point.getFieldIndex(name))];
+  }
+
+ private:
+  const QUVENDataPoint& point;
+  std::vector<std::string> taken;  // the role of each field, from 1
+};
+
+/// The name of the target: of the parameter, or of the column with that purpose.
+std::string targetName(const TrainingParameters& parameters, const QUVENDataPoint& point, const QUVENEnvHandle& env) {
+  if (!parameters.target.empty()) return parameters.target;
+  constexpr auto target = static_cast<std::int32_t>(QUVENFieldPurpose::Target);
+  for (long i = 1; i <= point.getNumFields(); ++i) {
+    if (point.getField(i).getPurpose() == target) return point.getField(i).getName().str();
+  }
+  refuseColumn("Target", "neither the parameter nor a column of purpose target says what is to be predicted",
+               QUVEN_ENV);
+}
+
+void setPurposes(const TrainingFields& fields) {
+  for (QUVENField* field : fields.inputs) field->setPurpose(QUVENUsageExplanatory);
+  // Not usage 7: that purpose is the line number's.
+  for (QUVENField* field : fields.supplementary) field->setPurpose(QUVENUsageExplanatory);
+  fields.target->setPurpose(QUVENUsageTarget);
+  if (fields.caseWeight != nullptr) fields.caseWeight->setPurpose(QUVENUsageCaseWeight);
+  if (fields.inverseVarianceWeight != nullptr) {
+    fields.inverseVarianceWeight->setPurpose(QUVENUsageInverseVarianceWeight);
+  }
+}
+
+/// The smallest and the largest value of a column; the smallest is above the largest without a value.
+struct Range {
+  double smallest = std::numeric_limits<double>::infinity();
+  double largest = -std::numeric_limits<double>::infinity();
+
+  bool isEmpty() const { return smallest > largest; }
+};
+
+Range rangeOf(const QUVENField& field) {
+  Range range;
+  const QUVENNumFieldDist* distribution = static_cast<const QUVENNumField&>(field).getDistribution();
+  for (long b = 1; b <= distribution->getNumBins(); ++b) {
+    const QUVENNumFieldBin& bin = distribution->getBin(b);
+    if (bin.getCount() == 0) continue;
+    range.smallest = std::min(range.smallest, bin.getMinValue());
+    range.largest = std::max(range.largest, bin.getMaxValue());
+  }
+  return range;
+}
+
+/// Whether the field has two values: a missing value is one.
+bool varies(const QUVENField& field) {
+  if (field.isNumeric()) {
+    const Range range = rangeOf(field);
+    const bool hasMissing = static_cast<const QUVENNumField&>(field).getDistribution()->getMissingCount() > 0;
+    return range.smallest < range.largest || (hasMissing && !range.isEmpty());
+  }
+  const QUVENCatFieldDist& distribution = *static_cast<const QUVENCatField&>(field).getDistribution();
+  long values = (distribution.getMissingCount() > 0 ? 1 : 0) + (distribution.getDefaultCount() > 0 ? 1 : 0);
+  for (long c = 1; c <= distribution.getNumCats(); ++c) values += distribution.getCat(c).getCount() > 0 ? 1 : 0;
+  return values > 1;
+}
+
+}  // namespace
+
+std::vector<QUVENField*> TrainingFields::weights() const {
+  std::vector<QUVENField*> fields;
+  for (QUVENField* field : {caseWeight, inverseVarianceWeight}) {
+    if (field != nullptr) fields.push_back(field);
+  }
+  return fields;
+}
+
+std::vector<QUVENField*> TrainingFields::described() const {
+  std::vector<QUVENField*> fields = inputs;
+  fields.push_back(target);
+  for (QUVENField* field : weights()) fields.push_back(field);
+  return fields;
+}
+
+TrainingFields chooseTrainingFields(const TrainingParameters& parameters, const std::string& dataset,
+                                    const QUVENDataPoint& point, const QUVENEnvHandle& env) {
+  for (long i = 1; i <= point.getNumFields(); ++i) {
+    if (!point.getField(i).isLineNumber()) continue;
+    report_error(FileUnusable, dataset,
+                 "vesk-analyze: the sparse output of a loader run is no table; make one with vesk table", QUVEN_ENV,
+                 true);
+  }
+  TrainingFields fields;
+  RoleFinder finder(point, QUVEN_ENV);
+  fields.target = finder.takeNumeric(targetName(parameters, point, QUVEN_ENV), "Target", QUVEN_ENV);
+  fields.caseWeight = finder.takeNumeric(parameters.caseWeight, "CaseWeight", QUVEN_ENV);
+  fields.inverseVarianceWeight =
+      finder.takeNumeric(parameters.inverseVarianceWeight, "InverseVarianceWeight", QUVEN_ENV);
+  for (const std::string& name : parameters.getSupplementaryNames()) {
+    fields.supplementary.push_back(finder.take(name, "Supplementary", QUVEN_ENV));
+  }
+  if (!parameters.splitField.empty()) {
+    fields.split = finder.take(parameters.splitField, "SplitField", QUVEN_ENV);
+  }
+  for (long i = 1; i <= point.getNumFields(); ++i) {
+    QUVENField& field = point.getField(i);
+    if (!finder.isTaken(i) || &field == fields.split) fields.inputs.push_back(&field);
+  }
+  if (fields.inputs.empty()) {
+    report_error(FileUnusable, dataset, "vesk-analyze: the dataset has no column that could be an input", QUVEN_ENV,
+                 true);
+  }
+  setPurposes(fields);
+  return fields;
+}
+
+void checkDistributions(const TrainingFields& fields, const std::string& dataset, const QUVENEnvHandle& env) {
+  const std::string target = fields.target->getName().str();
+  const Range range = rangeOf(*fields.target);
+  if (range.isEmpty()) refuseColumn(target, "the target is missing in every record", QUVEN_ENV);
+  if (range.smallest == range.largest) refuseColumn(target, "the target has the same value everywhere", QUVEN_ENV);
+  for (const QUVENField* weight : fields.weights()) {
+    const Range weights = rangeOf(*weight);
+    const std::string name = weight->getName().str();
+    if (!weights.isEmpty() && weights.smallest < 0) refuseColumn(name, "the weight is negative", QUVEN_ENV);
+    if (weights.isEmpty() || weights.largest <= 0) {
+      refuseColumn(name, "the weight is nowhere above 0", QUVEN_ENV);
+    }
+  }
+  if (std::any_of(fields.inputs.begin(), fields.inputs.end(), [](const QUVENField* field) { return varies(*field); })) {
+    return;
+  }
+  report_error(FileUnusable, dataset, "vesk-analyze: every input is constant or missing", QUVEN_ENV, true);
+}
+
+}  // namespace vesk_analyze

@@ -1,0 +1,42 @@
+#ifndef VESK_ANALYZE_TRAINING_FIELDS_H
+#define VESK_ANALYZE_TRAINING_FIELDS_H
+
+#include <string>
+#include <vector>
+
+#include "kernel/quven_data_point.h"
+#include "training_parameters.h"
+
+namespace vesk_analyze {
+
+/// The columns of a training by their roles. The fields belong to the data point.
+struct TrainingFields {
+  QUVENField* target = nullptr;
+  QUVENField* split = nullptr;  ///< one of the inputs, or null
+  QUVENField* caseWeight = nullptr;
+  QUVENField* inverseVarianceWeight = nullptr;
+  std::vector<QUVENField*> inputs;         ///< in the order of the columns
+  std::vector<QUVENField*> supplementary;  ///< in the order of the parameter
+
+  /// The weights that there are.
+  std::vector<QUVENField*> weights() const;
+  /// Inputs, target and weights: what has a distribution.
+  std::vector<QUVENField*> described() const;
+};
+
+/// Finds the columns that the parameters name, and gives the fields the purposes that they have in this run.
+/// Errors: the terminating report 2202 for a column that the dataset does not have, that has two roles or the wrong
+///         type, and for no target; 2302 with the name of the dataset for the sparse output of the loader and for
+///         a dataset without an input.
+TrainingFields chooseTrainingFields(const TrainingParameters& parameters, const std::string& dataset,
+                                    const QUVENDataPoint& point, const QUVENEnvHandle& env);
+
+/// Whether something can be learned from the columns, by their distributions.
+/// Errors: the terminating report 2202 with the name of the column for a target that is constant or missing in every
+///         record, a weight that is negative or nowhere above 0; 2302 with the name of the dataset when no input has two
+///         values.
+void checkDistributions(const TrainingFields& fields, const std::string& dataset, const QUVENEnvHandle& env);
+
+}  // namespace vesk_analyze
+
+#endif  // VESK_ANALYZE_TRAINING_FIELDS_H

@@ -1,0 +1,65 @@
+#ifndef VESK_ANALYZE_TRAINING_RUN_H
+#define VESK_ANALYZE_TRAINING_RUN_H
+
+#include <optional>
+
+#include "control/quven_table_labels.h"
+#include "kernel/quven_model_outputs.h"
+#include "learning/quven_model_file.h"
+#include "learning/quven_model_losses.h"
+#include "model_kind.h"
+#include "run.h"
+#include "run_dataset.h"
+#include "training_fields.h"
+#include "training_parameters.h"
+
+namespace vesk_analyze {
+
+/// `train`: learns a model from a table and writes it, with reports. It knows no class of models.
+///
+/// Passes: two for the distributions of the columns, those of the model, and one that gathers the losses.
+class TrainingRun final : public Run {
+ public:
+  TrainingRun(const AnalyzeOptions& runOptions, const QUVENWorkerTransport& workerTransport,
+              const QUVENEnvHandle& env);
+
+  std::string getCommand() const override { return options.kind->command; }
+  /// Rank 0 reads the parameters and opens the table; the others get the settings and the fields.
+  void open(const QUVENEnvHandle& env) override;
+  QUVENPassDriver& getDriver() override { return *driver; }
+  void work(const QUVENEnvHandle& env) override;
+  void finish(const QUVENEnvHandle& env) override;
+  void addResults(QUVENXMLTag& results, const QUVENEnvHandle& env) const override;
+  void release(const QUVENEnvHandle& env) override;
+
+ private:
+  void readParameters(const QUVENEnvHandle& env);
+  void makeDriver(const QUVENEnvHandle& env);
+  void openTable(const QUVENEnvHandle& env);
+  void checkNames(const QUVENEnvHandle& env) const;
+  void addModel(const QUVENEnvHandle& env);
+  void addLosses(const QUVENEnvHandle& env);
+  void writeModel(const QUVENEnvHandle& env) const;
+  void writeReports(const QUVENEnvHandle& env) const;
+
+  const AnalyzeOptions& options;
+  const QUVENWorkerTransport& transport;
+  ParameterFile parameterFile;
+  RunDataset dataset;
+  std::optional<QUVENPassDriver> driver;
+
+  // On rank 0.
+  TrainingParameters parameters;
+  TrainingFields fields;
+  QUVENTableLabels labels;
+  const ModelKind* kind = nullptr;
+  QUVENModel* model = nullptr;         // owned by the driver, as the losses
+  QUVENModelLosses* losses = nullptr;
+  QUVENOwnPtr<QUVENModelOutputs> outputs;
+  std::vector<OutputFile> outputFiles;
+  std::size_t trainingPasses = 0;
+};
+
+}  // namespace vesk_analyze
+
+#endif  // VESK_ANALYZE_TRAINING_RUN_H
