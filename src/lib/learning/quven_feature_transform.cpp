@@ -1,0 +1,379 @@
+#include "learning/quven_feature_transform.h"
+
+#include <algorithm>
+#include <cmath>
+#include <functional>
+#include <limits>
+
+#include "kernel/quven_data_point.h"
+#include "kernel/quven_scan_results.h"
+#include "learning/quven_transform_tree.h"
+#include "util/quven_debug.h"
+#include "util/quven_registration.h"
+
+QUVEN_REGISTER(QUVENTransformGlobalVars);
+QUVEN_REGISTER(QUVENFeatureTransform);
+
+namespace {
+
+constexpr std::int32_t modeOfHeldOut = 8;
+
+/// The channels that are no folds: the test and the held-out records.
+constexpr int channelsWithoutFold = 2;
+/// A segment is to have this many records per fold.
+constexpr double recordsPerFold = 2.0;
+
+void requireTrainingMode(std::int32_t mode, const QUVENEnvHandle& env) {
+  constexpr std::int32_t lastMode = 10;
+  if (mode == QUVENModel::BestModelTrainDataOnly || mode == modeOfHeldOut) return;
+  if (mode < 1 || mode > lastMode) quvenFatalReport("Invalid model state", QUVEN_ENV);
+  quvenNotImplemented(QUVEN_ENV);
+}
+
+/// An assertion whose text is part of the reports of the system, as it is here.
+void require(bool condition, const char* text, const char* hint, const QUVENEnvHandle& env) {
+  if (!condition) quvenOrdinaryAssertionFailed(text, hint, env.getFunction(), env.getLine(), env.getFile());
+}
+
+void cloneRegression(QUVENOwnPtr<QUVENModel>& result, const QUVENModel& source, const QUVENEnvHandle& env) {
+  QUVENOwnPtr<QUVENLinRegModel> made(QUVEN_ENV);
+  static_cast<const QUVENLinRegModel&>(source).cloneGathered(made, QUVEN_ENV);
+  result = std::move(made);
+}
+
+}  // namespace
+
+QUVENTransformGlobalVars& QUVENTransformGlobalVars::get(const QUVENEnvHandle& env) {
+  static const QUVENStringWithHash key("QUVENFeatureTransform::cv");
+  return *QUVENEnv::getGlobal<QUVENTransformGlobalVars>(key, QUVEN_ENV);
+}
+
+void QUVENFeatureTransform::getOutputs(QUVENModelOutputs& outputs, std::string_view suffix, QUVENFieldNameMap& names,
+                                       const QUVENEnvHandle& env) {
+  QUVENField* target = getTargetFields().at(1).getField();
+  predValField = outputs.addOutput(target, QUVENOutputPredicted, suffix, names, QUVEN_ENV);
+  predValStdDevField = outputs.addOutput(target, QUVENOutputStdDev, suffix, names, QUVEN_ENV);
+  for (QUVENField* field : {predValField, predValStdDevField}) field->setActualChannelCount(getGlobalNumChannels());
+  if (ivRootModelPtr == nullptr) return;
+  forRootAndSegments([&](QUVENLinRegModel& model) { model.setOutputFields(predValField, predValStdDevField); });
+}
+
+const QUVENSplitTest& QUVENFeatureTransform::splitTest() const {
+  QUVEN_ASSERT(ivSplitTestPtr != nullptr);
+  return *ivSplitTestPtr;
+}
+
+QUVENLinRegModel& QUVENFeatureTransform::rootModel() const {
+  QUVEN_ASSERT(ivRootModelPtr != nullptr);
+  return *ivRootModelPtr;
+}
+
+QUVENLinRegModel& QUVENFeatureTransform::segmentModel(std::int32_t segment) const {
+  const QUVENOwnPtr<QUVENLinRegModel>& model = ivSegmentModelVec.at(segment);
+  QUVEN_ASSERT(model != nullptr);
+  return *model;
+}
+
+template <class Action>
+void QUVENFeatureTransform::forRootAndSegments(Action action) const {
+  action(rootModel());
+  for (std::int32_t i = 1; i <= getNumSegments(); ++i) action(segmentModel(i));
+}
+
+template <class Number>
+double QUVENFeatureTransform::sumOverSegments(Number number) const {
+  double sum = 0;
+  for (std::int32_t i = 1; i <= getNumSegments(); ++i) sum += number(segmentModel(i));
+  return sum;
+}
+
+// The scans of root and segments
+
+void QUVENFeatureTransform::makeRootModel(QUVENOwnPtr<QUVENLinRegModel>& result, const QUVENEnvHandle& env) const {
+  result = quvenMake<QUVENLinRegModel>(QUVEN_ENV);
+}
+
+void QUVENFeatureTransform::releaseModels(const QUVENEnvHandle& env) {
+  ivSegmentModelVec.deleteMemory(QUVEN_ENV);
+  ivSplitTestPtr.reset(QUVEN_ENV);
+  ivRootModelPtr.reset(QUVEN_ENV);
+}
+
+bool QUVENFeatureTransform::setMiningModeHook(std::int32_t mode, QUVENModel*, const QUVENEnvHandle& env) {
+  requireTrainingMode(mode, QUVEN_ENV);
+  return true;
+}
+
+bool QUVENFeatureTransform::beginPass(const QUVENEnvHandle& env) {
+  requireTrainingMode(getMiningMode(QUVEN_ENV), QUVEN_ENV);
+  releaseModels(QUVEN_ENV);
+
+  makeRootModel(ivRootModelPtr, QUVEN_ENV);
+  for (const Inputs* inputs : {&getTargetFields(), &getExplanatoryFields()}) {
+    for (const QUVENModelInput& input : *inputs) {
+      ivRootModelPtr->addInput(input.getField(), input.getUsage(), QUVEN_ENV);
+    }
+  }
+  if (getCaseWeightField() != nullptr) {
+    ivRootModelPtr->addInput(getCaseWeightField(), QUVENUsageCaseWeight, QUVEN_ENV);
+  }
+  if (getInvVarWeightField() != nullptr) {
+    ivRootModelPtr->addInput(getInvVarWeightField(), QUVENUsageInverseVarianceWeight, QUVEN_ENV);
+  }
+  ivRootModelPtr->setOutputFields(predValField, predValStdDevField);
+
+  const double minRecords = recordsPerFold * (getGlobalNumChannels() - channelsWithoutFold);
+  QUVENSplitTest::createSplitTest(ivSplitTestPtr, ivSplitFieldPtr, minRecords, QUVEN_ENV);
+  numInitialSegments = ivSplitTestPtr->getNumSegments();
+  ivSegmentModelVec.setSize(numInitialSegments, QUVEN_ENV);
+  for (QUVENOwnPtr<QUVENLinRegModel>& segment : ivSegmentModelVec) {
+    QUVENOwnPtr<QUVENModel> made(QUVEN_ENV);
+    ivRootModelPtr->clone(made, QUVEN_ENV);
+    segment.assign(static_cast<QUVENLinRegModel*>(made.detach()), QUVEN_ENV);
+    segment->setOutputFields(predValField, predValStdDevField);
+  }
+  require(beginBottomUpTraining(TrainForMerging, QUVEN_ENV), "beginBottomUpTraining (TrainForMerging, QUVEN_ENV)",
+          "Segment models must scan data in train-for-merging mode", QUVEN_ENV);
+  return true;
+}
+
+bool QUVENFeatureTransform::beginBottomUpTraining(std::int32_t mode, const QUVENEnvHandle& env) {
+  QUVENModel* const refModelPtr = ivRootModelPtr.get();
+  require(refModelPtr->setMiningMode(BestModelTrainDataOnly, nullptr, QUVEN_ENV),
+          "ivRootModelPtr->setMiningMode (QUVENModel::BestModelTrainDataOnly, QUVEN_ENV)",
+          "Segment models must implement best model train data only", QUVEN_ENV);
+  require(refModelPtr->beginDataScan(QUVEN_ENV), "ivRootModelPtr->beginDataScan (QUVEN_ENV)",
+          "Segment models must scan data in best-model-train-data-only mode", QUVEN_ENV);
+  for (QUVENOwnPtr<QUVENLinRegModel>& segment : ivSegmentModelVec) {
+    require(segment->setMiningMode(mode, refModelPtr, QUVEN_ENV),
+            "ivSegmentModelVec[k]->setMiningMode (mode, refModelPtr, QUVEN_ENV)",
+            "Segment models must implement training mode", QUVEN_ENV);
+    require(segment->beginDataScan(QUVEN_ENV), "ivSegmentModelVec[k]->beginDataScan (QUVEN_ENV)",
+            "Segment models must scan data in train-for-merging mode", QUVEN_ENV);
+  }
+  return !ivSegmentModelVec.isEmpty();
+}
+
+// Records
+
+bool QUVENFeatureTransform::isLearning() const {
+  constexpr std::int32_t scanning = 100;
+  return getModelState() == scanning + BestModelTrainDataOnly || getModelState() == scanning + modeOfHeldOut;
+}
+
+QUVENDataScan::UpdateFunction QUVENFeatureTransform::recordHandler(const QUVENEnvHandle&) const {
+  return isLearning() ? static_cast<UpdateFunction>(&QUVENFeatureTransform::learn) : nullptr;
+}
+
+QUVENDataScan::UpdateFunction QUVENFeatureTransform::batchHandler(const QUVENEnvHandle&) const {
+  return isLearning() ? static_cast<UpdateFunction>(&QUVENFeatureTransform::learnBatch) : nullptr;
+}
+
+void QUVENFeatureTransform::beginRecords(const QUVENEnvHandle& env) {
+  rootIsShown = false;
+  forRootAndSegments([&](QUVENLinRegModel& model) { model.beginRecords(QUVEN_ENV); });
+}
+
+/// Gives the root the records of the segments so far, each of which went to one segment in all channels.
+void QUVENFeatureTransform::showRootFromNowOn(const QUVENEnvHandle& env) {
+  if (rootIsShown) return;
+  rootIsShown = true;
+  for (std::int32_t i = 1; i <= getNumSegments(); ++i) rootModel().mergeEval(segmentModel(i), QUVEN_ENV);
+}
+
+void QUVENFeatureTransform::learn(QUVENDataPoint& point, const QUVENEnvHandle& env) {
+  const bool oneSegment = !ivSplitTestPtr->hasValuePerChannel();
+  if (!rootIsShown && oneSegment && ivRootModelPtr->hasOneValueNow()) {
+    return segmentModel(ivSplitTestPtr->getSegment(1, QUVEN_ENV)).learnOneValued(point, QUVEN_ENV);
+  }
+  showRootFromNowOn(QUVEN_ENV);
+  ivRootModelPtr->learn(point, QUVEN_ENV);
+  if (oneSegment) return segmentModel(ivSplitTestPtr->getSegment(1, QUVEN_ENV)).learn(point, QUVEN_ENV);
+  for (std::int32_t channel = 1; channel <= getGlobalNumChannels(); ++channel) {
+    segmentModel(ivSplitTestPtr->getSegment(channel, QUVEN_ENV)).learnChannel(channel, point, QUVEN_ENV);
+  }
+}
+
+void QUVENFeatureTransform::learnChannel(std::int32_t channel, QUVENDataPoint& point, const QUVENEnvHandle& env) {
+  showRootFromNowOn(QUVEN_ENV);
+  ivRootModelPtr->learnChannel(channel, point, QUVEN_ENV);
+  segmentModel(ivSplitTestPtr->getSegment(channel, QUVEN_ENV)).learnChannel(channel, point, QUVEN_ENV);
+}
+
+void QUVENFeatureTransform::learnBatch(QUVENDataPoint& point, const QUVENEnvHandle& env) {
+  learnChannel(batchChannel, point, QUVEN_ENV);
+}
+
+void QUVENFeatureTransform::endRecords(const QUVENEnvHandle& env) {
+  showRootFromNowOn(QUVEN_ENV);
+  forRootAndSegments([&](QUVENLinRegModel& model) { model.endRecords(QUVEN_ENV); });
+}
+
+void QUVENFeatureTransform::writeChildScanResults(QUVENObjWriter& writer, const QUVENKeyword& keyword,
+                                                  const QUVENEnvHandle& env) const {
+  if (ivRootModelPtr == nullptr) return;
+  forRootAndSegments([&](const QUVENLinRegModel& model) { quvenWriteScanResults(model, writer, keyword, QUVEN_ENV); });
+}
+
+// The end of the training
+
+bool QUVENFeatureTransform::endPass(std::int32_t lastPass, const QUVENEnvHandle& env) {
+  requireTrainingMode(getMiningMode(QUVEN_ENV), QUVEN_ENV);
+  bool isFinished = true;
+  forRootAndSegments(
+      [&](QUVENLinRegModel& model) { isFinished = model.endDataScan(lastPass, QUVEN_ENV) && isFinished; });
+  if (isFinished) mergeSegments(QUVEN_ENV);
+  return isFinished;
+}
+
+void QUVENFeatureTransform::mergeSegments(const QUVENEnvHandle& env) {
+  using Partners = QUVENTransformTree::Partners;
+  QUVENTransformTree::Models models;
+  for (QUVENOwnPtr<QUVENLinRegModel>& segment : ivSegmentModelVec) models.append(std::move(segment), QUVEN_ENV);
+
+  QUVENTransformTree tree(ivSplitFieldPtr->isNumeric() ? Partners::Neighbours : Partners::All, cloneRegression);
+  tree.open(models, ivSplitTestPtr->getMissingSegment(), QUVEN_ENV);
+  tree.fold(QUVEN_ENV);
+  tree.mergeAll(QUVEN_ENV);
+  tree.prune(QUVEN_ENV);
+  QUVENXaRay<std::int32_t> map;
+  tree.collect(models, map, QUVEN_ENV);
+  tree.deleteMemory(QUVEN_ENV);
+
+  ivSplitTestPtr->mapSegments(map, QUVEN_ENV);
+  map.deleteMemory(QUVEN_ENV);
+  ivSegmentModelVec.setSize(models.getSize(), QUVEN_ENV);
+  for (long i = 1; i <= models.getSize(); ++i) {
+    ivSegmentModelVec[i].assign(static_cast<QUVENLinRegModel*>(models[i].detach()), QUVEN_ENV);
+  }
+  models.deleteMemory(QUVEN_ENV);
+  forRootAndSegments([&](QUVENLinRegModel& model) { model.releaseStatistics(QUVEN_ENV); });
+  findUnusableSegments(QUVEN_ENV);
+}
+
+void QUVENFeatureTransform::findUnusableSegments(const QUVENEnvHandle& env) {
+  isUnusable.setSize(ivSegmentModelVec.getSize(), QUVEN_ENV);
+  for (long i = 1; i <= isUnusable.getSize(); ++i) {
+    isUnusable[i] = ivSegmentModelVec[i] == nullptr || !ivSegmentModelVec[i]->hasUsableData(QUVEN_ENV);
+  }
+}
+
+void QUVENFeatureTransform::postReadPrimitive(QUVENObjReader& reader, const QUVENEnvHandle& env) {
+  Members::postReadPrimitive(reader, QUVEN_ENV);
+  if (ivRootModelPtr != nullptr) {
+    predValField = ivRootModelPtr->getPredValField();
+    predValStdDevField = ivRootModelPtr->getPredValStdDevField();
+  }
+  numInitialSegments = 0;
+  findUnusableSegments(QUVEN_ENV);
+}
+
+// Queries
+
+std::vector<QUVENSegmentDescription> QUVENFeatureTransform::describeSegments(const QUVENEnvHandle& env) const {
+  return splitTest().describeSegments(QUVEN_ENV);
+}
+
+bool QUVENFeatureTransform::hasUsableData(const QUVENEnvHandle& env) const {
+  for (std::int32_t i = 1; i <= getNumSegments(); ++i) {
+    if (segmentModel(i).hasUsableData(QUVEN_ENV)) return true;
+  }
+  return false;
+}
+
+double QUVENFeatureTransform::getVolume(const QUVENEnvHandle& env) const {
+  if (ivSegmentModelVec.isEmpty()) return 0.0;
+  double volume = std::numeric_limits<double>::max();
+  for (std::int32_t i = 1; i <= getNumSegments(); ++i) {
+    volume = std::min(volume, segmentModel(i).getVolume(QUVEN_ENV));
+  }
+  return volume;
+}
+
+void QUVENFeatureTransform::getModelScoresVector(QUVENXaRay<QUVENModelScores>& scores,
+                                                 const QUVENEnvHandle& env) const {
+  QUVENModelScores sum;
+  QUVENXaRay<QUVENModelScores> ofSegment;
+  for (std::int32_t i = 1; i <= getNumSegments(); ++i) {
+    ofSegment.setSize(0, QUVEN_ENV);
+    segmentModel(i).getModelScoresVector(ofSegment, QUVEN_ENV);
+    QUVEN_ASSERT(ofSegment.getSize() == 1);  // a final segment has its candidate selected
+    for (const int slot : {QUVENModelScores::Train, QUVENModelScores::Evaluation, QUVENModelScores::HeldOut}) {
+      sum.accumulate(slot, ofSegment[1][slot]);
+    }
+  }
+  ofSegment.deleteMemory(QUVEN_ENV);
+  scores.append(sum, QUVEN_ENV);
+}
+
+double QUVENFeatureTransform::getScore(int which, const QUVENEnvHandle& env) const {
+  return sumOverSegments([&](const QUVENLinRegModel& model) { return model.getScore(which, QUVEN_ENV); });
+}
+
+double QUVENFeatureTransform::getScoreVariance(int which, const QUVENEnvHandle& env) const {
+  return sumOverSegments([&](const QUVENLinRegModel& model) { return model.getScoreVariance(which, QUVEN_ENV); });
+}
+
+bool QUVENFeatureTransform::hasNoSignal(const QUVENEnvHandle& env) const {
+  int withVariance = 0;
+  for (std::int32_t i = 1; i <= getNumSegments(); ++i) {
+    const QUVENLinRegModel& model = segmentModel(i);
+    if (!(model.getScoreVariance(QUVENModelScores::Train, QUVEN_ENV) > 0.0)) continue;
+    if (++withVariance > 1 || !model.hasNoSignal(QUVEN_ENV)) return false;
+  }
+  return true;
+}
+
+void QUVENFeatureTransform::pruneInputs(const QUVENEnvHandle& env) {
+  if (ivRootModelPtr == nullptr) return;
+  forRootAndSegments([&](QUVENLinRegModel& model) { model.pruneInputs(QUVEN_ENV); });
+  pruneUnusedInputs(QUVEN_ENV);
+}
+
+void QUVENFeatureTransform::collectFieldsUsed(QUVENModelFieldsUsed& fieldsUsed, const QUVENEnvHandle& env) const {
+  if (ivSplitFieldPtr != nullptr) fieldsUsed.add(ivSplitFieldPtr, QUVEN_ENV);
+  if (ivRootModelPtr == nullptr) {
+    for (const QUVENModelInput& input : getExplanatoryFields()) fieldsUsed.add(input.getField(), QUVEN_ENV);
+    return;
+  }
+  forRootAndSegments([&](const QUVENLinRegModel& model) { model.collectFieldsUsed(fieldsUsed, QUVEN_ENV); });
+}
+
+// Scoring
+
+void QUVENFeatureTransform::finishScoring(const QUVENEnvHandle& env) {
+  if (ivRootModelPtr == nullptr) return;
+  forRootAndSegments([&](QUVENLinRegModel& model) { model.finishScoring(QUVEN_ENV); });
+}
+
+void QUVENFeatureTransform::scoreIn(std::int32_t segment, std::int32_t channel, QUVENDataPoint& point,
+                                    const QUVENEnvHandle& env) {
+  QUVENLinRegModel* scorer = &segmentModel(segment);
+  if (isUnusable[segment]) {
+    const QUVENTransformGlobalVars& settings = QUVENTransformGlobalVars::get(QUVEN_ENV);
+    if (QUVENField* warning = settings.getWarningField()) {
+      const double count = warning->hasValue() ? warning->getNumValueOrSingle(channel) : 0.0;
+      warning->setNumValueOfChannel(channel, std::isnan(count) ? 1.0 : count + 1.0, QUVEN_ENV);
+    }
+    const bool isMissingSegment = segment == splitTest().getMissingSegment();
+    if (settings.isUnseenFromRoot() && isMissingSegment) scorer = &rootModel();
+  }
+  scorer->scoreChannel(channel, point, QUVEN_ENV);
+}
+
+void QUVENFeatureTransform::scoreChannel(std::int32_t channel, QUVENDataPoint& point, const QUVENEnvHandle& env) {
+  scoreIn(splitTest().getSegment(channel, QUVEN_ENV), channel, point, QUVEN_ENV);
+}
+
+void QUVENFeatureTransform::scorePoint(QUVENDataPoint& point, const QUVENEnvHandle& env) {
+  if (splitTest().hasValuePerChannel()) {
+    for (std::int32_t channel = getGlobalNumChannels(); channel >= 1; --channel) {
+      scoreChannel(channel, point, QUVEN_ENV);
+    }
+    return;
+  }
+  const std::int32_t segment = splitTest().getSegment(1, QUVEN_ENV);
+  for (std::int32_t channel = getGlobalNumChannels(); channel >= 1; --channel) {
+    scoreIn(segment, channel, point, QUVEN_ENV);
+  }
+}
