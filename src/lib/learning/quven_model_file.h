@@ -65,6 +65,7 @@ class QUVENModelFile {
 
   /// Reads the file, and the facts that are at its end.
   const QUVENTrainingFacts& readFacts(const QUVENEnvHandle& env);
+  const QUVENTrainingFacts& getFacts() const { return *facts; }
   /// The fields of the training, with types, categories and bins. Requires: readFacts.
   const QUVENFieldNameMap& getTrainingFields() const { return *fields; }
   /// Reads the model with its fields found in a name map that has all of them. Requires: readFacts.
