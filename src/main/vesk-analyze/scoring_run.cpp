@@ -96,10 +96,11 @@ void ScoringRun::checkOutputs(const QUVENEnvHandle& env) const {
 /// The fields of the table get the categories and bins of the training.
 void ScoringRun::takeTrainingFields(const QUVENEnvHandle& env) {
   const QUVENTrainingFacts& facts = modelFile.getFacts();
+  const QUVENFieldNameMap& trainingFields = modelFile.readFields(QUVEN_ENV);
   const QUVENDataPoint& point = driver->getPoint();
   for (long i = 1; i <= facts.ivInputNames.getSize(); ++i) {
     const std::string& name = facts.ivInputNames[i];
-    const QUVENField* trained = modelFile.getTrainingFields().find(name);
+    const QUVENField* trained = trainingFields.find(name);
     const long index = point.getFieldIndex(name);
     if (index == 0) refuse(name, "the dataset does not have this column of the training", QUVEN_ENV);
     QUVENField& field = point.getField(index);
@@ -166,7 +167,7 @@ std::string ScoringRun::header() const {
     }
   }
   for (const std::string& name : options.keptColumns) add(name);
-  return text + '\n';
+  return text;
 }
 
 const ScoringRun::Columns& ScoringRun::findColumns(const QUVENEnvHandle&) {
