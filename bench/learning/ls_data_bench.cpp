@@ -15,6 +15,15 @@ namespace {
 
 constexpr long records = 1024;
 
+/// The plain loop, one column after the other.
+void addPlainSquare(double* __restrict triangle, const double* __restrict x, long n, double w) {
+  for (long j = 0; j < n; ++j) {
+    const double factor = w * x[j];
+    for (long i = 0; i <= j; ++i) triangle[i] += factor * x[i];
+    triangle += j + 1;
+  }
+}
+
 struct Problem {
   explicit Problem(long fields) : n(fields), rows(static_cast<std::size_t>(records)) {
     environment.activate();
@@ -42,7 +51,7 @@ struct Problem {
     for (const QUVENXaRay<double>& row : rows) data->addDataPoint(row, 2.0, 0.5);
   }
   void addPlain() {
-    for (const QUVENXaRay<double>& row : rows) quvenAddPackedSquare(triangle.data(), row.begin(), n, w);
+    for (const QUVENXaRay<double>& row : rows) addPlainSquare(triangle.data(), row.begin(), n, w);
   }
 
   /// Whether the data has the cross products about the means, which the plain sums about 0 and the means give.
