@@ -26,7 +26,8 @@ class LiteralTree {
       frontier.push_back(static_cast<int>(i) + 1);
     }
     fold();
-    while (mergeOnce()) {}
+    while (mergeOnce()) {
+    }
     for (const int node : frontier) {
       total += prune(node);
       collect(node);

@@ -157,7 +157,8 @@ TEST_F(QUVENFeatureTransformTest, AFieldWithFewRecordsHasOneSegmentLikeTheRoot) 
   for (const double context : {0.0, 3.0, 6.0}) {
     const TransformRecord record{.x = 1, .z = context};
     for (int channel = 1; channel <= Channels; ++channel) {
-      EXPECT_EQ(predict(record, channel), predictBy(const_cast<QUVENLinRegModel&>(*transform->getRoot()), record, channel));
+      EXPECT_EQ(predict(record, channel),
+                predictBy(const_cast<QUVENLinRegModel&>(*transform->getRoot()), record, channel));
     }
   }
 }
@@ -492,9 +493,7 @@ TEST_F(QUVENFeatureTransformChannelsTest, EachChannelGoesToItsSegment) {
   for (const int kind : {0, 1, 2, 3}) {
     SCOPED_TRACE(kind);
     // No record with values per channel; all of them; those after the first; every third one.
-    const auto choose = [&](std::size_t i) {
-      return kind == 1 || (kind == 2 && i > 100) || (kind == 3 && i % 3 == 0);
-    };
+    const auto choose = [&](std::size_t i) { return kind == 1 || (kind == 2 && i > 100) || (kind == 3 && i % 3 == 0); };
     makeTransform(x);
     learnAll(table, choose);
     expectLiteralData(table, choose);
@@ -552,9 +551,8 @@ TEST_F(QUVENFeatureTransformChannelsTest, ATargetThatIsNaNInAChannelIsNotLearned
   const auto below = [](const TransformRecord& record) { return record.x < 10; };
   const auto trains4 = [](const TransformRecord& record) { return record.channel == 3 || record.channel == 5; };
   const auto trains5 = [](const TransformRecord& record) { return record.channel == 3 || record.channel == 4; };
-  EXPECT_EQ(root.getTrnChannels()[4].getNumDataPoints(), std::ranges::count_if(table, [&](const auto& record) {
-              return trains4(record) && !below(record);
-            }));
+  EXPECT_EQ(root.getTrnChannels()[4].getNumDataPoints(),
+            std::ranges::count_if(table, [&](const auto& record) { return trains4(record) && !below(record); }));
   EXPECT_EQ(root.getTrnChannels()[5].getNumDataPoints(), std::ranges::count_if(table, trains5));
 }
 
@@ -594,6 +592,26 @@ TEST_F(QUVENFeatureTransformTest, ReadFromAStreamOrCopiedItPredictsTheSameBits) 
     EXPECT_EQ(copy->getNumInitialSegments(), transform->getNumInitialSegments());
     copy.reset(QUVEN_ENV);
   }
+}
+
+TEST_F(QUVENFeatureTransformTest, WithoutSerialNumbersTheImageIsThatOfAnyTrainingOnTheTable) {
+  const TransformTable table = brokenLine();
+  trainOn(x, table);
+  const auto image = [&] {
+    return written(QUVENObjWriter::Save, [&](QUVENObjWriter& writer) {
+      writer.omitSerialNumbers();
+      quvenWriteObject(writer, *transform, QUVEN_ENV);
+    });
+  };
+  const std::string first = image();
+  const std::vector<double> expected = scores(*transform, table);
+  train(*transform, 1, table);
+  EXPECT_EQ(image(), first);
+  EXPECT_NE(imageOf(*transform), first);
+  QUVENOwnPtr<QUVENFeatureTransform> read = readWithNames<QUVENFeatureTransform>(first);
+  EXPECT_EQ(read->getMergeWithSerialNumber(), 0);
+  EXPECT_EQ(scores(*read, table), expected);
+  read.reset(QUVEN_ENV);
 }
 
 TEST_F(QUVENFeatureTransformTest, AStreamKeepsWhichSegmentsAreUnusable) {
@@ -654,7 +672,8 @@ TEST_F(QUVENFeatureTransformTest, ResultsOfWorkersMergeToThoseOfOnePass) {
 
 TEST_F(QUVENFeatureTransformTest, AnImageInAStreamOfResultsHasNoFields) {
   trainOn(x, brokenLine(300));
-  QUVENOwnPtr<QUVENFeatureTransform> read = objectOf<QUVENFeatureTransform>(imageOf(*transform, QUVENObjWriter::ScanResults));
+  QUVENOwnPtr<QUVENFeatureTransform> read =
+      objectOf<QUVENFeatureTransform>(imageOf(*transform, QUVENObjWriter::ScanResults));
   EXPECT_EQ(read->getSplitField(), nullptr);
   EXPECT_EQ(read->getNumSegments(), 0);
   read.reset(QUVEN_ENV);

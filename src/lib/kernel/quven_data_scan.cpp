@@ -90,6 +90,7 @@ void QUVENDataScan::writePrimitive(QUVENObjWriter& writer, const QUVENEnvHandle&
   if (writer.getWriterMode() == QUVENObjWriter::ScanResults) {
     number = ivMergeWithSerialNumber > 0 ? -ivMergeWithSerialNumber : ivMergeWithSerialNumber;
   }
+  if (writer.omitsSerialNumbers()) number = 0;
   quvenWrite(writer, QUVEN_KWD(ivMergeWithSerialNumber), number, QUVEN_ENV);
 }
 

@@ -61,6 +61,11 @@ class QUVENObjWriter {
   std::int32_t getWriterMode() const { return writerMode; }
   std::int32_t getDepth() const { return depth; }
 
+  /// Makes scans write 0 in the place of their serial numbers, which count the scans that a process has made. So the
+  /// image of equal scans is the same bytes in every run. Not for a stream that is read into copies of these scans.
+  void omitSerialNumbers() { serialNumbersOmitted = true; }
+  bool omitsSerialNumbers() const { return serialNumbersOmitted; }
+
   // The frame of an object image that is written by hand.
   /// Errors: more than quvenMaxObjectDepth objects around each other are a fatal report.
   void raiseDepth(const QUVENEnvHandle& env);
@@ -70,6 +75,9 @@ class QUVENObjWriter {
   std::int32_t ok = 1;
   std::int32_t writerMode;
   std::int32_t depth = 0;
+
+ private:
+  bool serialNumbersOmitted = false;
 };
 
 /// Writes the image of an object: its type, its members, "EndObject".

@@ -96,9 +96,8 @@ const char* nameOf(DescribedSegment::Kind kind) {
 }
 
 const ModelKind& findModelKind(const std::string& name) {
-  const auto found = std::find_if(std::begin(kinds), std::end(kinds), [&](const ModelKind& kind) {
-    return name == kind.name;
-  });
+  const auto found =
+      std::find_if(std::begin(kinds), std::end(kinds), [&](const ModelKind& kind) { return name == kind.name; });
   if (found == std::end(kinds)) throw std::logic_error("no model kind " + name);
   return *found;
 }

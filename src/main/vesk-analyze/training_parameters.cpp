@@ -157,7 +157,8 @@ QUVENParameterSections TrainingParameters::sections() {
        .isLegal = [](double value) { return value >= 1 && value <= 64; },
        .errorCode = IllegalParameter,
        .errorText = "vesk-analyze: Shares must be from 1 to 64",
-       .meaning = "fixed slices of each pass: the results are the same on any number of workers; 1 for a slice a worker",
+       .meaning =
+           "fixed slices of each pass: the results are the same on any number of workers; 1 for a slice a worker",
        .legalValues = "an integer from 1 to 64"},
       {.key = "UnseenValues",
        .target = quvenParameterTarget<&P::unseenValues>(),

@@ -99,8 +99,9 @@ class TextReport {
     const QUVENFoldDealing dealing = report.parameters.getDealing();
     writeHeading(out, "Records");
     for (std::int32_t c = 1; c <= dealing.getNumChannels(); ++c) {
-      const char* role = c == QUVENFoldDealing::TestChannel ? "test" : c == QUVENFoldDealing::HeldOutChannel ? "held out"
-                                                                                                       : "fold";
+      const char* role = c == QUVENFoldDealing::TestChannel      ? "test"
+                         : c == QUVENFoldDealing::HeldOutChannel ? "held out"
+                                                                 : "fold";
       out << "channel " << std::setw(2) << c << "  " << std::left << std::setw(10) << role << std::right
           << std::setw(numberWidth) << shortText(report.losses.getRecords(c)) << '\n';
     }
@@ -116,11 +117,12 @@ class TextReport {
   void writeColumns() {
     writeHeading(out, "Columns");
     out << std::left << std::setw(nameWidth) << "name" << std::setw(18) << "role" << std::right
-        << std::setw(numberWidth) << "missing" << "  values\n";
+        << std::setw(numberWidth) << "missing"
+        << "  values\n";
     for (const QUVENField* field : report.fields.described()) {
       const ColumnSummary& column = summaries.at(field->getName().str());
-      out << std::left << std::setw(nameWidth) << field->getName().str() << std::setw(18) << roleOf(field)
-          << std::right << std::setw(numberWidth) << shortText(column.missing) << "  ";
+      out << std::left << std::setw(nameWidth) << field->getName().str() << std::setw(18) << roleOf(field) << std::right
+          << std::setw(numberWidth) << shortText(column.missing) << "  ";
       if (!field->isNumeric()) {
         out << column.categories << " categories, " << shortText(column.rare) << " records of rare ones\n";
       } else if (column.valid > 0) {

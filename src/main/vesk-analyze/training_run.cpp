@@ -49,8 +49,8 @@ void TrainingRun::readParameters(const QUVENEnvHandle& env) {
   parameters.read(parameterFile.read(QUVEN_ENV), QUVEN_ENV);
   kind = &findModelKind(parameters.model);
   if (kind->hasSplitField && parameters.splitField.empty()) {
-    report_error(IllegalParameter, "SplitField", "vesk-analyze: SplitField is missing; " + parameters.model +
-                 " needs it", QUVEN_ENV, true);
+    report_error(IllegalParameter, "SplitField",
+                 "vesk-analyze: SplitField is missing; " + parameters.model + " needs it", QUVEN_ENV, true);
   }
   if (!kind->hasSplitField && !parameters.splitField.empty()) {
     report_doubt(IllegalParameter, "SplitField", "vesk-analyze: " + parameters.model + " has no use for it", QUVEN_ENV);
@@ -78,11 +78,12 @@ void TrainingRun::makeDriver(const QUVENEnvHandle& env) {
 void TrainingRun::openTable(const QUVENEnvHandle& env) {
   dataset.open(driver->getPoint(), transport, QUVEN_ENV);
   checkLengths(options.dataset, dataset.get().getNumColumns(), QUVEN_ENV);
-  const std::int64_t records = dataset.get().getTotalBytes() /
-                               (dataset.get().getNumColumns() * static_cast<std::int64_t>(sizeof(double)));
+  const std::int64_t records =
+      dataset.get().getTotalBytes() / (dataset.get().getNumColumns() * static_cast<std::int64_t>(sizeof(double)));
   if (records >= parameters.getDealing().getNumChannels()) return;
-  report_error(FileUnusable, options.dataset, "vesk-analyze: the dataset has " + std::to_string(records) +
-               " records, too few for " + std::to_string(parameters.getDealing().getNumChannels()) + " channels",
+  report_error(FileUnusable, options.dataset,
+               "vesk-analyze: the dataset has " + std::to_string(records) + " records, too few for " +
+                   std::to_string(parameters.getDealing().getNumChannels()) + " channels",
                QUVEN_ENV, true);
 }
 
@@ -190,11 +191,14 @@ void TrainingRun::writeModel(const QUVENEnvHandle& env) const {
 
 void TrainingRun::writeReports(const QUVENEnvHandle& env) const {
   const std::vector<DescribedStage> stages = kind->describe(*model, labels, QUVEN_ENV);
-  const TrainingReport report{parameters, fields,  options.dataset,
-                              labels,     stages, *losses, static_cast<long>(trainingPasses)};
-  writeFile(parameters.stagesFile(), [&](std::ostream& out) { writeStages(report, out); }, QUVEN_ENV);
-  writeFile(parameters.segmentsFile(), [&](std::ostream& out) { writeSegments(report, out); }, QUVEN_ENV);
-  writeFile(parameters.reportFile(), [&](std::ostream& out) { writeReport(report, out); }, QUVEN_ENV);
+  const TrainingReport report{
+      parameters, fields, options.dataset, labels, stages, *losses, static_cast<long>(trainingPasses)};
+  writeFile(
+      parameters.stagesFile(), [&](std::ostream& out) { writeStages(report, out); }, QUVEN_ENV);
+  writeFile(
+      parameters.segmentsFile(), [&](std::ostream& out) { writeSegments(report, out); }, QUVEN_ENV);
+  writeFile(
+      parameters.reportFile(), [&](std::ostream& out) { writeReport(report, out); }, QUVEN_ENV);
 }
 
 void TrainingRun::finish(const QUVENEnvHandle& env) {

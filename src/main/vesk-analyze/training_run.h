@@ -20,8 +20,7 @@ namespace vesk_analyze {
 /// Passes: two for the distributions of the columns, those of the model, and one that gathers the losses.
 class TrainingRun final : public Run {
  public:
-  TrainingRun(const AnalyzeOptions& runOptions, const QUVENWorkerTransport& workerTransport,
-              const QUVENEnvHandle& env);
+  TrainingRun(const AnalyzeOptions& runOptions, const QUVENWorkerTransport& workerTransport, const QUVENEnvHandle& env);
 
   std::string getCommand() const override { return options.kind->command; }
   /// Rank 0 reads the parameters and opens the table; the others get the settings and the fields.
@@ -53,7 +52,7 @@ class TrainingRun final : public Run {
   TrainingFields fields;
   QUVENTableLabels labels;
   const ModelKind* kind = nullptr;
-  QUVENModel* model = nullptr;         // owned by the driver, as the losses
+  QUVENModel* model = nullptr;  // owned by the driver, as the losses
   QUVENModelLosses* losses = nullptr;
   QUVENOwnPtr<QUVENModelOutputs> outputs;
   std::vector<OutputFile> outputFiles;
