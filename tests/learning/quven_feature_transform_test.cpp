@@ -594,12 +594,12 @@ TEST_F(QUVENFeatureTransformTest, ReadFromAStreamOrCopiedItPredictsTheSameBits) 
   }
 }
 
-TEST_F(QUVENFeatureTransformTest, WithoutSerialNumbersTheImageIsThatOfAnyTrainingOnTheTable) {
+TEST_F(QUVENFeatureTransformTest, WithScansNumberedAnewTheImageIsThatOfAnyTrainingOnTheTable) {
   const TransformTable table = brokenLine();
   trainOn(x, table);
   const auto image = [&] {
     return written(QUVENObjWriter::Save, [&](QUVENObjWriter& writer) {
-      writer.omitSerialNumbers();
+      writer.numberScansAnew();
       quvenWriteObject(writer, *transform, QUVEN_ENV);
     });
   };
@@ -609,7 +609,6 @@ TEST_F(QUVENFeatureTransformTest, WithoutSerialNumbersTheImageIsThatOfAnyTrainin
   EXPECT_EQ(image(), first);
   EXPECT_NE(imageOf(*transform), first);
   QUVENOwnPtr<QUVENFeatureTransform> read = readWithNames<QUVENFeatureTransform>(first);
-  EXPECT_EQ(read->getMergeWithSerialNumber(), 0);
   EXPECT_EQ(scores(*read, table), expected);
   read.reset(QUVEN_ENV);
 }

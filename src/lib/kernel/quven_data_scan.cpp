@@ -86,11 +86,10 @@ void QUVENDataScan::postReadPrimitive(QUVENObjReader& reader, const QUVENEnvHand
 void QUVENDataScan::writePrimitive(QUVENObjWriter& writer, const QUVENEnvHandle& env) const {
   Members::writePrimitive(writer, QUVEN_ENV);
   // A worker's copy has to know whose copy it is; a result, whom it goes back to.
-  std::int32_t number = ivSerialNumber;
+  std::int32_t number = writer.chooseScanNumber(ivSerialNumber);
   if (writer.getWriterMode() == QUVENObjWriter::ScanResults) {
     number = ivMergeWithSerialNumber > 0 ? -ivMergeWithSerialNumber : ivMergeWithSerialNumber;
   }
-  if (writer.omitsSerialNumbers()) number = 0;
   quvenWrite(writer, QUVEN_KWD(ivMergeWithSerialNumber), number, QUVEN_ENV);
 }
 

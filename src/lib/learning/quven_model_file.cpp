@@ -61,7 +61,7 @@ bool quvenWriteModelFile(const std::string& path, const QUVENXaRay<QUVENField*>&
   for (const QUVENField* field : fields) names->addOwned(quvenNewCopy(*field, QUVEN_ENV), QUVEN_ENV);
   QUVENMemoryBlobIO blob;
   QUVENBinObjWriter writer(blob, QUVENObjWriter::Save);
-  writer.omitSerialNumbers();  // they depend on the number of ranks
+  writer.numberScansAnew();
   quvenWriteObject(writer, *names, QUVEN_ENV);
   quvenWriteObject(writer, model, QUVEN_ENV);
   quvenWriteObject(writer, facts, QUVEN_ENV);

@@ -61,10 +61,13 @@ class QUVENObjWriter {
   std::int32_t getWriterMode() const { return writerMode; }
   std::int32_t getDepth() const { return depth; }
 
-  /// Makes scans write 0 in the place of their serial numbers, which count the scans that a process has made. So the
-  /// image of equal scans is the same bytes in every run. Not for a stream that is read into copies of these scans.
-  void omitSerialNumbers() { serialNumbersOmitted = true; }
-  bool omitsSerialNumbers() const { return serialNumbersOmitted; }
+  /// From now on scans are numbered 1, 2, ... in the order in which they are written. Their serial numbers depend on
+  /// all that the environment has made, so they would make two files of the same objects differ.
+  void numberScansAnew() { lastScanNumber = 0; }
+  /// The number to write for the next scan.
+  std::int32_t chooseScanNumber(std::int32_t serialNumber) {
+    return lastScanNumber < 0 ? serialNumber : ++lastScanNumber;
+  }
 
   // The frame of an object image that is written by hand.
   /// Errors: more than quvenMaxObjectDepth objects around each other are a fatal report.
@@ -77,7 +80,7 @@ class QUVENObjWriter {
   std::int32_t depth = 0;
 
  private:
-  bool serialNumbersOmitted = false;
+  std::int32_t lastScanNumber = -1;  // below 0: scans have their serial numbers
 };
 
 /// Writes the image of an object: its type, its members, "EndObject".

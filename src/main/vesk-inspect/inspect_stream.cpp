@@ -25,6 +25,14 @@ class StreamListing {
     if (file.getStatus() != QUVENBlobIO::Good) fail();
   }
 
+  ~StreamListing() {
+    const QUVENEnvHandle& env = handle;
+    while (!objects.isEmpty()) objects.setSize(objects.getSize() - 1, QUVEN_ENV);  // the last refers to the others
+    objects.deleteMemory(QUVEN_ENV);
+  }
+  StreamListing(const StreamListing&) = delete;
+  StreamListing& operator=(const StreamListing&) = delete;
+
   bool print() {
     try {
       while (printNext()) continue;
@@ -82,7 +90,7 @@ class StreamListing {
                               options.elements == 0 ? QUVENTextObjWriter::AllElements : options.elements);
     quvenWriteObject(writer, object.get(), QUVEN_ENV);
     out << '\n';
-    object.reset(QUVEN_ENV);
+    objects.append(std::move(object), QUVEN_ENV);
   }
 
   const StreamOptions& options;
@@ -91,6 +99,7 @@ class StreamListing {
   QUVENFileBlobIO file;
   QUVENEnvHandle handle;
   QUVENBinObjReader reader;
+  QUVENXaRay<QUVENOwnPtr<QUVENObject>, 0> objects;  // later ones may refer to them
   long numObjects = 0;
 };
 
