@@ -594,6 +594,25 @@ TEST_F(QUVENFeatureTransformTest, ReadFromAStreamOrCopiedItPredictsTheSameBits) 
   }
 }
 
+TEST_F(QUVENFeatureTransformTest, WithScansNumberedAnewTheImageIsThatOfAnyTrainingOnTheTable) {
+  const TransformTable table = brokenLine();
+  trainOn(x, table);
+  const auto image = [&] {
+    return written(QUVENObjWriter::Save, [&](QUVENObjWriter& writer) {
+      writer.numberScansAnew();
+      quvenWriteObject(writer, *transform, QUVEN_ENV);
+    });
+  };
+  const std::string first = image();
+  const std::vector<double> expected = scores(*transform, table);
+  train(*transform, 1, table);
+  EXPECT_EQ(image(), first);
+  EXPECT_NE(imageOf(*transform), first);
+  QUVENOwnPtr<QUVENFeatureTransform> read = readWithNames<QUVENFeatureTransform>(first);
+  EXPECT_EQ(scores(*read, table), expected);
+  read.reset(QUVEN_ENV);
+}
+
 TEST_F(QUVENFeatureTransformTest, AStreamKeepsWhichSegmentsAreUnusable) {
   trainOn(x, brokenLine());
   QUVENOwnPtr<QUVENFeatureTransform> read = readWithNames<QUVENFeatureTransform>(imageOf(*transform));
