@@ -27,7 +27,8 @@ class QUVENFeatureTransformPassTest : public PassTest {
       const double x = static_cast<double>(random() % 10000) / 100;
       const double c = random() % 12;
       const double z = static_cast<double>(random() % 1000) / 100;
-      const double y = std::abs(x - 40) + 5 * static_cast<int>(c / 4) + 0.3 * z + static_cast<double>(random() % 100) / 50;
+      const double y =
+          std::abs(x - 40) + 5 * static_cast<int>(c / 4) + 0.3 * z + static_cast<double>(random() % 100) / 50;
       const auto orMissing = [&](double value, unsigned every) { return random() % every == 0 ? Missing : value; };
       values.insert(values.end(), {orMissing(x, 30), orMissing(c, 25), orMissing(z, 40), orMissing(y, 50)});
     }
