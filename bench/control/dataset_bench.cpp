@@ -89,20 +89,36 @@ void BM_DatasetRead(benchmark::State& state) {
   dataset.destroyPrimitive(QUVEN_ENV);
 }
 
-/// A table of 20 numeric columns, some values missing, delivered without a scan that reads them: ns per value.
+enum class TablePass : long {
+  ValuesOnly = 0,     ///< delivered without a scan that reads them
+  NaNAllowed = 1,     ///< the same, with values that are not checked
+  Sampled = 2,        ///< a first pass: every field samples
+  Counted = 3,        ///< a later pass: every field counts its bins or categories
+  CountedIndexed = 4  ///< the same, and a model asks for the bin or category
+};
+
+/// A table of 20 columns of one type, of which each has some missing values and `categories` different numbers: ns per
+/// value.
 void BM_TableRead(benchmark::State& state) {
   constexpr long columns = 20;
   constexpr double missing = -99999.0;
-  const bool allowed = state.range(0) != 0;
-  const long records = state.range(1);
+  const auto kind = static_cast<TablePass>(state.range(0));
+  const bool categorical = state.range(1) != 0;
+  const long records = state.range(2);
+  const long categories = state.range(3);
   std::string folder = (std::filesystem::temp_directory_path() / "vesk-bench-XXXXXX").string();
   if (::mkdtemp(folder.data()) == nullptr) std::abort();
   const std::string name = folder + "/table";
   std::ofstream info(name + ".info");
-  for (long c = 0; c < columns; ++c) info << "Col" << c << " Numeric Explanatory\n";
+  for (long c = 0; c < columns; ++c)
+    info << "Col" << c << (categorical ? " Categorical" : " Numeric") << " Explanatory\n";
   info.close();
   std::vector<double> values(static_cast<std::size_t>(columns * records));
-  for (std::size_t i = 0; i < values.size(); ++i) values[i] = i % 37 == 0 ? missing : static_cast<double>(i % 1009);
+  // Codes of 15 digits, as those of texts are.
+  for (std::size_t i = 0; i < values.size(); ++i) {
+    const std::size_t category = i * 7919 / 13 % static_cast<std::size_t>(categories);
+    values[i] = i % 37 == 0 ? missing : 491694229043088.0 + static_cast<double>(category) * 1e9;
+  }
   std::ofstream file(name, std::ios::binary);
   file.write(reinterpret_cast<const char*>(values.data()), static_cast<long>(values.size() * sizeof(double)));
   file.close();
@@ -113,7 +129,7 @@ void BM_TableRead(benchmark::State& state) {
   QUVENBinaryInputDataset dataset;
   QUVENDataPoint point;
   dataset.setProgressLines(false);
-  dataset.setNotANumberAllowed(allowed);
+  dataset.setNotANumberAllowed(kind == TablePass::NaNAllowed);
   dataset.open(name, &point, 0, 1, QUVEN_ENV);
   dataset.setScanType(QUVENScanType::Slice, QUVEN_ENV);
   const double* expected = values.data();
@@ -121,16 +137,33 @@ void BM_TableRead(benchmark::State& state) {
   for (; dataset.readRecord(point, QUVEN_ENV); ++delivered) {
     for (long c = 1; c <= columns; ++c, ++expected) {
       const QUVENField& field = point.getField(c);
-      if (field.isMissing() ? *expected != missing : field.getNumValue(QUVEN_ENV) != *expected) {
-        state.SkipWithError("a value is another one");
-      }
+      const bool isRight = field.isMissing() ? *expected == missing
+                           : categorical
+                               ? field.getCatValue(QUVEN_ENV) == std::to_string(static_cast<std::int64_t>(*expected))
+                               : field.getNumValue(QUVEN_ENV) == *expected;
+      if (!isRight) state.SkipWithError("a value is another one");
     }
   }
   if (delivered != records) state.SkipWithError("the pass did not deliver the records");
-  for (auto _ : state) {
+
+  const bool gathers = kind >= TablePass::Sampled;
+  const auto pass = [&] {
+    for (long c = 1; gathers && c <= columns; ++c) point.getField(c).beginDistributionPass(QUVEN_ENV);
     dataset.rewind(QUVEN_ENV);
-    while (dataset.readRecord(point, QUVEN_ENV)) benchmark::DoNotOptimize(point.getRecordId());
+    while (dataset.readRecord(point, QUVEN_ENV)) {
+      benchmark::DoNotOptimize(point.getRecordId());
+      for (long c = 1; gathers && c <= columns; ++c) {
+        point.getField(c).updateDistribution(point.getRecordId(), QUVEN_ENV);
+        if (kind == TablePass::CountedIndexed) benchmark::DoNotOptimize(point.getField(c).getValueIndex(QUVEN_ENV));
+      }
+    }
+  };
+  for (long c = 1; gathers && c <= columns; ++c) point.getField(c).setSampleFlag(true, QUVEN_ENV);
+  if (kind >= TablePass::Counted) {
+    pass();
+    for (long c = 1; c <= columns; ++c) point.getField(c).endDistributionPass(QUVEN_ENV);
   }
+  for (auto _ : state) pass();
   constexpr double secondsInNs = 1e-9;
   state.counters["ns_per_value"] =
       benchmark::Counter(static_cast<double>(state.iterations() * columns * records) * secondsInNs,
@@ -166,7 +199,16 @@ void modes(benchmark::internal::Benchmark* bench) {
   }
 }
 
-BENCHMARK(BM_TableRead)->ArgNames({"allowed", "records"})->Args({0, 300'000})->Args({1, 300'000});
+void tables(benchmark::internal::Benchmark* bench) {
+  bench->ArgNames({"pass", "categorical", "records", "categories"});
+  for (long pass = 0; pass <= static_cast<long>(TablePass::CountedIndexed); ++pass) {
+    for (const long categorical : {0, 1}) {
+      for (const long categories : {3L, 50L, 1000L}) bench->Args({pass, categorical, 100'000, categories});
+    }
+  }
+}
+
+BENCHMARK(BM_TableRead)->Apply(tables);
 BENCHMARK(BM_DatasetPlainRead)->Arg(20'000)->Arg(400'000)->Arg(8'000'000);
 BENCHMARK(BM_DatasetRead)->Apply(modes);
 

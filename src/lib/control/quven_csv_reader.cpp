@@ -6,6 +6,8 @@ namespace {
 
 constexpr int endOfText = -1;
 constexpr std::size_t blockBytes = std::size_t{1} << 16;
+constexpr const char* noText = "a byte of value 0: this is no text";
+constexpr const char* tooLongRow = "a row of more than 16777216 bytes";
 
 }  // namespace
 
@@ -78,19 +80,32 @@ bool QUVENCsvReader::readQuotedCell() {
 }
 
 bool QUVENCsvReader::readPlainCell() {
-  std::size_t end = row.size();  // without the blanks after the cell
+  const std::size_t begin = row.size();
   for (int c = peek(); c != delimiter && c != '\n' && c != '\r' && c != endOfText; c = peek()) {
-    take();
-    if (!keep(c)) return false;
-    if (!isBlank(c)) end = row.size();
+    const std::size_t end = endOfPlainText();
+    if (end == position) return fail(line, noText);
+    if (row.size() + (end - position) > MaxRowBytes) return fail(rowLine, tooLongRow);
+    row.append(block.data() + position, end - position);
+    position = end;
   }
-  row.resize(end);
+  while (row.size() > begin && isBlank(static_cast<unsigned char>(row.back()))) row.pop_back();
   return true;
 }
 
+/// The place in the block of the next character that does not belong to a cell without quotes.
+std::size_t QUVENCsvReader::endOfPlainText() const {
+  std::size_t end = position;
+  while (end < filled) {
+    const int c = static_cast<unsigned char>(block[end]);
+    if (c == delimiter || c == '\n' || c == '\r' || c == 0) break;
+    ++end;
+  }
+  return end;
+}
+
 bool QUVENCsvReader::keep(int c) {
-  if (c == 0) return fail(line, "a byte of value 0: this is no text");
-  if (row.size() == MaxRowBytes) return fail(rowLine, "a row of more than 16777216 bytes");
+  if (c == 0) return fail(line, noText);
+  if (row.size() == MaxRowBytes) return fail(rowLine, tooLongRow);
   row.push_back(static_cast<char>(c));
   return true;
 }

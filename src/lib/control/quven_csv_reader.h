@@ -44,6 +44,7 @@ class QUVENCsvReader {
   bool readRow();
   bool readQuotedCell();
   bool readPlainCell();
+  std::size_t endOfPlainText() const;
   bool keep(int c);
   bool isBlank(int c) const { return (c == ' ' || c == '\t') && c != delimiter; }
 

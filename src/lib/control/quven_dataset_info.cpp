@@ -1,5 +1,6 @@
 #include "control/quven_dataset_info.h"
 
+#include <algorithm>
 #include <array>
 #include <span>
 #include <sstream>
@@ -26,6 +27,15 @@ std::int32_t codeOf(const std::string& word, std::span<const Word> words, std::s
 }
 
 }  // namespace
+
+void write(std::ostream& out, const std::vector<Column>& columns) {
+  const auto wordOf = [](std::int32_t code, std::span<const Word> words) {
+    return std::ranges::find(words, code, &Word::second)->first;
+  };
+  for (const Column& column : columns) {
+    out << column.name << ' ' << wordOf(column.type, typeWords) << ' ' << wordOf(column.purpose, purposeWords) << '\n';
+  }
+}
 
 bool read(std::istream& text, std::vector<Column>& columns, const QUVENEnvHandle& env) {
   std::vector<Column> found;

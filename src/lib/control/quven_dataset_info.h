@@ -6,6 +6,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <istream>
+#include <ostream>
 #include <string>
 #include <vector>
 
@@ -31,6 +32,10 @@ struct Column {
 /// Errors: fatal reports, with the columns unchanged: "Unknown attribute type \n", "Unknown attribute purpose \n" (both
 ///         for a word that is absent, too), and for a line that is too long or holds a fourth word.
 [[nodiscard]] bool read(std::istream& text, std::vector<Column>& columns, const QUVENEnvHandle& env);
+
+/// Writes the lines that read takes, one per column. The stream's state tells whether they were written.
+/// Requires: names without white space, of at most MaxLineLength characters together with the words of their line.
+void write(std::ostream& out, const std::vector<Column>& columns);
 
 }  // namespace dataset_info
 

@@ -31,6 +31,12 @@ std::string writtenPathOf(const std::string& path) {
   return isWrittenAsItIs ? path : path + ".partial" + std::to_string(::getpid());
 }
 
+/// The whole name, with the links of it that are there followed; empty if that cannot be told.
+fs::path wholeName(const std::string& path) {
+  std::error_code unknown;
+  return fs::weakly_canonical(fs::absolute(path, unknown), unknown);
+}
+
 }  // namespace
 
 QUVENResultFile::QUVENResultFile(const std::string& resultPath)
@@ -52,4 +58,12 @@ bool QUVENResultFile::commit() {
   if (writtenPath != path) fs::rename(writtenPath, path, error);
   committed = !error;
   return committed;
+}
+
+bool quvenIsSameFile(const std::string& a, const std::string& b) {
+  std::error_code unknown;
+  if (fs::exists(a, unknown) && !fs::is_regular_file(a, unknown)) return false;
+  if (fs::equivalent(a, b, unknown)) return true;
+  const fs::path name = wholeName(a);
+  return !name.empty() && name == wholeName(b);
 }

@@ -30,4 +30,7 @@ class QUVENResultFile {
   bool committed = false;
 };
 
+/// Whether two names stand for one file, also one that is not there yet. A device or a pipe is never taken for one.
+[[nodiscard]] bool quvenIsSameFile(const std::string& a, const std::string& b);
+
 #endif  // QUVEN_RESULT_FILE_H

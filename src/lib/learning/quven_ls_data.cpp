@@ -1,6 +1,7 @@
 #include "learning/quven_ls_data.h"
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 
 #include "kernel/quven_packed_triangle.h"
@@ -15,6 +16,29 @@ namespace {
 constexpr long mostFields = 65535;   // the largest triangle whose indices fit into 32 bits
 constexpr double epsilon = 0x1p-23;  // relative size of what counts as noise
 const double pi = 4 * std::atan(1.0);
+
+/// Moves the means to a new record, of which the shares of both in the weight are given, and adds the square of its
+/// deviations to the triangle.
+/// Shapes: x, mean, delta: n numbers from 0; delta is scratch. A number of variables that is a constant makes the loops
+///         straight code, which is twice as fast for a few variables.
+template <long constantN>
+void addRecord(double* __restrict mean, double* __restrict triangle, double* __restrict delta,
+               const double* __restrict x, long anyN, double shareOfNew, double shareOfOld, double factor) {
+  const long n = constantN > 0 ? constantN : anyN;
+  double few[constantN > 0 ? constantN : 1];
+  double* const d = constantN > 0 ? few : delta;
+  for (long i = 0; i < n; ++i) {
+    mean[i] = shareOfNew * x[i] + shareOfOld * mean[i];
+    d[i] = x[i] - mean[i];
+  }
+  quvenAddPackedSquare(triangle, d, n, factor);
+}
+
+using AddRecord = void (*)(double* mean, double* triangle, double* delta, const double* x, long n, double shareOfNew,
+                           double shareOfOld, double factor);
+/// By the number of variables; the first is for those that have no entry.
+constexpr std::array<AddRecord, 9> addRecordOf = {addRecord<0>, addRecord<1>, addRecord<2>, addRecord<3>, addRecord<4>,
+                                                  addRecord<5>, addRecord<6>, addRecord<7>, addRecord<8>};
 
 }  // namespace
 
@@ -55,16 +79,11 @@ void QUVENLSData::addDataPoint(const QUVENXaRay<double>& values, double w, doubl
 
   const double shareOfNew = weight > 0 ? p / weight : 0.0;
   const double shareOfOld = weight > 0 ? oldWeight / weight : 0.0;
-  const double* __restrict x = values.begin();
-  double* __restrict mean = ivDataMean.begin();
-  double* __restrict delta = scratch->getDeltaVector().begin();
-  for (long i = 0; i < n; ++i) {
-    mean[i] = shareOfNew * x[i] + shareOfOld * mean[i];
-    delta[i] = x[i] - mean[i];
-  }
   // The first record with a weight has no deviation from its own mean.
   const double factor = oldWeight > 0 ? p * weight / oldWeight : 0.0;
-  quvenAddPackedSquare(ivDataCov.begin(), delta, n, factor);
+  const std::size_t entry = n < static_cast<long>(addRecordOf.size()) ? static_cast<std::size_t>(n) : 0;
+  addRecordOf[entry](&ivDataMean[1], &ivDataCov[1], &scratch->getDeltaVector()[1], &values[1], n, shareOfNew,
+                     shareOfOld, factor);
 }
 
 void QUVENLSData::merge(const QUVENLSData& source, const QUVENEnvHandle& env) {

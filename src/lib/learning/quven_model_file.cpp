@@ -103,15 +103,17 @@ const QUVENTrainingFacts& QUVENModelFile::readFacts(const QUVENEnvHandle& env) {
   bytes.assign(std::istreambuf_iterator<char>(file), {});
   if (file.bad()) refuse("Unable to read model file", QUVEN_ENV);
   const auto readAll = [&](QUVENObjReader& reader) {
+    QUVENOwnPtr<QUVENFieldNameMap> names(env);
     QUVENOwnPtr<QUVENModel> model(env);
-    quvenReadObject(reader, fields, QUVENFieldNameMap::typeName(), env);
+    quvenReadObject(reader, names, QUVENFieldNameMap::typeName(), env);
     quvenReadObject(reader, model, QUVENModel::typeName(), env);
     quvenReadObject(reader, facts, QUVENTrainingFacts::typeName(), env);
-    QUVEN_ASSERT(fields.get() != nullptr && model.get() != nullptr && facts.get() != nullptr);
+    QUVEN_ASSERT(names.get() != nullptr && model.get() != nullptr && facts.get() != nullptr);
     QUVEN_ASSERT(facts->ivInputNames.getSize() == facts->ivInputTypes.getSize());
     QUVEN_ASSERT(facts->ivLabelColumns.getSize() == facts->ivLabelCodes.getSize());
     QUVEN_ASSERT(facts->ivLabelColumns.getSize() == facts->ivLabelTexts.getSize());
     model.reset(env);
+    names.reset(env);
   };
   read(readAll, QUVEN_ENV);
   if (facts->ivForm != QUVENTrainingFacts::CurrentForm) {
@@ -120,12 +122,23 @@ const QUVENTrainingFacts& QUVENModelFile::readFacts(const QUVENEnvHandle& env) {
   return *facts;
 }
 
+const QUVENFieldNameMap& QUVENModelFile::readFields(const QUVENEnvHandle& env) {
+  fields.reset(QUVEN_ENV);
+  const auto readFieldsOnly = [&](QUVENObjReader& reader) {
+    quvenReadObject(reader, fields, QUVENFieldNameMap::typeName(), env);
+  };
+  read(readFieldsOnly, QUVEN_ENV);
+  return *fields;
+}
+
 QUVENOwnPtr<QUVENModel> QUVENModelFile::readModel(QUVENFieldNameMap& names, const QUVENEnvHandle& env) {
   QUVENOwnPtr<QUVENModel> model(QUVEN_ENV);
   const auto readModelOnly = [&](QUVENObjReader& reader) {
-    quvenReadObject(reader, fields, QUVENFieldNameMap::typeName(), env);
+    QUVENOwnPtr<QUVENFieldNameMap> ownNames(env);
+    quvenReadObject(reader, ownNames, QUVENFieldNameMap::typeName(), env);
     names.putInto(reader, env);
     quvenReadObject(reader, model, QUVENModel::typeName(), env);
+    ownNames.reset(env);
   };
   read(readModelOnly, QUVEN_ENV);
   return model;

@@ -53,8 +53,8 @@ class QUVENTrainingFacts : public QUVENObjectOf<QUVENTrainingFacts, QUVENObject>
                                        const QUVENModel& model, const QUVENTrainingFacts& facts,
                                        const QUVENEnvHandle& env);
 
-/// A model file that is read in two steps: the facts give the number of channels, which is set in the environment
-/// before the model can be made.
+/// A model file that is read in steps: the facts give the number of channels, which is set in the environment before
+/// the fields and the model are made.
 ///
 /// Errors: a file that cannot be read, that is cut, is no model file or has another form is the terminating report 2302
 ///         with its name.
@@ -65,7 +65,10 @@ class QUVENModelFile {
 
   /// Reads the file, and the facts that are at its end.
   const QUVENTrainingFacts& readFacts(const QUVENEnvHandle& env);
-  /// The fields of the training, with types, categories and bins. Requires: readFacts.
+  const QUVENTrainingFacts& getFacts() const { return *facts; }
+  /// Reads the fields of the training, with types, categories and bins. Requires: readFacts.
+  const QUVENFieldNameMap& readFields(const QUVENEnvHandle& env);
+  /// Requires: readFields.
   const QUVENFieldNameMap& getTrainingFields() const { return *fields; }
   /// Reads the model with its fields found in a name map that has all of them. Requires: readFacts.
   QUVENOwnPtr<QUVENModel> readModel(QUVENFieldNameMap& names, const QUVENEnvHandle& env);

@@ -10,6 +10,7 @@
 
 #include "parameter_help.h"
 #include "progress_line.h"
+#include "scoring_run.h"
 
 namespace vesk_analyze {
 
@@ -29,11 +30,38 @@ std::string footerWithExample(const AnalysisKind& kind) {
          kind.exampleDataset + " --timings\n";
 }
 
+/// What every sub-command takes.
+void addCommonOptions(CLI::App& command, AnalyzeOptions& options) {
+  command.add_option("--results", options.resultsFile, "Write parameters and counters of the run to this XML file");
+  command.add_flag("--timings", options.timings, "A table of the passes and their phases, on standard error");
+  command.add_flag("--strict", options.isStrict,
+                   "End with status 99 at a warning that the result is not what was asked for");
+}
+
+void addScore(CLI::App& app, AnalyzeOptions& options) {
+  CLI::App* command = app.add_subcommand("score", "The prediction of a model for each record of a table");
+  command->add_option("MODEL", options.modelFile, "The model, as train has written it")->required();
+  command->add_option("DATASET", options.dataset, "The table, with the explanatory columns of the training")
+      ->required();
+  command->add_option("OUTPUT", options.outputFile, "The predictions, CSV; one row a record")->required();
+  command->add_flag("--channels", options.writesChannels,
+                    "Write the channel that training deals the record to, and the prediction of each channel");
+  command->add_option("--keep", options.keptColumns, "Columns to copy, with their labels; commas between")
+      ->delimiter(',');
+  addCommonOptions(*command, options);
+  command->footer("\nExample:\n  mpirun -n 2 vesk-analyze score churn.model churn.bin churn.csv --keep state\n");
+  command->callback([&options] {
+    options.kind = nullptr;
+    options.makeRun = makeRunOf<ScoringRun>;
+  });
+}
+
 }  // namespace
 
 CommandLine readCommandLine(int argc, const char* const* argv, AnalyzeOptions& options, std::ostream& out,
                             std::ostream& err) {
-  CLI::App app("Runs an analysis over a dataset of vesk-loader.", "vesk-analyze");
+  CLI::App app("Runs an analysis over a dataset of vesk-loader, or learns from a table and applies what was learned.",
+               "vesk-analyze");
   app.set_version_flag("--version", "vesk-analyze " VESK_VERSION);
   app.footer(footerWithExample(analysisKinds().front()));
   app.require_subcommand(1);
@@ -44,10 +72,7 @@ CommandLine readCommandLine(int argc, const char* const* argv, AnalyzeOptions& o
                      "Parameters, XML with the top element AnalysisParams; - for none, with --set")
         ->required();
     command->add_option("DATASET", options.dataset, "The dataset, the name given to vesk-loader")->required();
-    command->add_option("--results", options.resultsFile, "Write parameters and counters of the run to this XML file");
-    command->add_flag("--timings", options.timings, "A table of the passes and their phases, on standard error");
-    command->add_flag("--strict", options.isStrict,
-                      "End with status 99 at a warning that the result is not what was asked for");
+    addCommonOptions(*command, options);
     const auto addSetting = [&options, &kind](const std::string& text) {
       if (readSetting(kind, text, options.settings.emplace_back())) return;
       throw CLI::ValidationError("--set", "\"" + text + "\" is not KEY=VALUE with a parameter of " + kind.command);
@@ -66,6 +91,7 @@ CommandLine readCommandLine(int argc, const char* const* argv, AnalyzeOptions& o
       options.makeRun = kind.makeRun;
     });
   }
+  addScore(app, options);
   try {
     app.parse(argc, argv);
     return CommandLine::Run;

@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <stdexcept>
 
+#include "kernel/quven_cat_field.h"
+#include "learning/quven_feature_transform.h"
 #include "learning/quven_lin_reg_model.h"
 
 namespace vesk_analyze {
@@ -75,8 +77,83 @@ std::vector<DescribedStage> describeLinearStage(const QUVENModel& model, const Q
   return {stage};
 }
 
+// FeatureTransform
+
+const QUVENFeatureTransform& transformOf(const QUVENModel& model) {
+  return static_cast<const QUVENFeatureTransform&>(model);
+}
+
+QUVENOwnPtr<QUVENModel> makeTransform(const TrainingParameters& parameters, const TrainingFields& fields,
+                                      const QUVENEnvHandle& env) {
+  auto model = quvenMake<QUVENFeatureTransform>(QUVEN_ENV);
+  model->setSplitField(fields.split);
+  model->addInput(fields.split, QUVENUsageExplanatory, QUVEN_ENV);
+  for (QUVENField* field : fields.inputs) {
+    if (field != fields.split && field->isNumeric()) model->addInput(field, QUVENUsageCarried, QUVEN_ENV);
+  }
+  addCommonInputs(*model, fields, QUVEN_ENV);
+  model->setMiningMode(parameters.miningMode, nullptr, QUVEN_ENV);
+  return model;
+}
+
+void addTransformOutputs(QUVENModel& model, QUVENModelOutputs& outputs, QUVENFieldNameMap& names,
+                         const QUVENEnvHandle& env) {
+  static_cast<QUVENFeatureTransform&>(model).getOutputs(outputs, "", names, QUVEN_ENV);
+}
+
+void releaseNothing(QUVENModel&, const QUVENEnvHandle&) {}  // a transform does so when its training ends
+
+/// The labels of categories; the default category is "*".
+std::vector<std::string> labelsOf(const QUVENField& field, const std::vector<std::int32_t>& categories,
+                                  const QUVENTableLabels& labels, const QUVENEnvHandle& env) {
+  std::vector<std::string> texts;
+  for (const std::int32_t category : categories) {
+    if (category == QUVENField::DefaultValueIndex) {
+      texts.emplace_back("*");
+      continue;
+    }
+    const std::string_view text(field.getCategoryText(category, QUVEN_ENV));
+    const std::string* label = labels.findByText(std::string_view(field.getName()), text);
+    texts.emplace_back(label == nullptr ? text : std::string_view(*label));
+  }
+  return texts;
+}
+
+DescribedSegment describeSegment(const QUVENFeatureTransform& model, const QUVENSegmentDescription& found,
+                                 const QUVENTableLabels& labels, const QUVENEnvHandle& env) {
+  DescribedSegment segment;
+  if (found.isInterval) {
+    segment.kind = DescribedSegment::Kind::Interval;
+    segment.from = found.from;
+    segment.to = found.to;
+  } else {
+    segment.kind = found.isMissing ? DescribedSegment::Kind::Missing : DescribedSegment::Kind::Categories;
+    segment.categories = labelsOf(*model.getSplitField(), found.categories, labels, QUVEN_ENV);
+  }
+  describeLinear(model.getSegmentModel(found.segment), segment);
+  return segment;
+}
+
+std::vector<DescribedStage> describeTransformStage(const QUVENModel& model, const QUVENTableLabels& labels,
+                                                   const QUVENEnvHandle& env) {
+  const QUVENFeatureTransform& transform = transformOf(model);
+  DescribedStage stage;
+  stage.rank = transform.getNumSegments();
+  stage.hasNoSignal = model.hasNoSignal(QUVEN_ENV);
+  stage.score = scoreOf(model, QUVEN_ENV);
+  DescribedTransform& described = stage.transforms.emplace_back();
+  described.field = transform.getSplitField()->getName().str();
+  described.isNumeric = transform.getSplitField()->isNumeric();
+  described.initialSegments = transform.getNumInitialSegments();
+  for (const QUVENSegmentDescription& segment : transform.describeSegments(QUVEN_ENV)) {
+    described.segments.push_back(describeSegment(transform, segment, labels, QUVEN_ENV));
+  }
+  return {stage};
+}
+
 constexpr ModelKind kinds[] = {
     {"LinearRegression", false, makeLinear, addLinearOutputs, releaseLinear, describeLinearStage},
+    {"FeatureTransform", true, makeTransform, addTransformOutputs, releaseNothing, describeTransformStage},
 };
 
 }  // namespace

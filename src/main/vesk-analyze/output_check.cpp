@@ -26,20 +26,6 @@ bool isWritable(const OutputFile& file) {
   return attempt.isOpen();
 }
 
-/// The whole name, with the links of it that are there followed; empty if that cannot be told.
-fs::path wholeName(const std::string& path) {
-  std::error_code unknown;
-  return fs::weakly_canonical(fs::absolute(path, unknown), unknown);
-}
-
-bool isSameFile(const std::string& a, const std::string& b) {
-  std::error_code unknown;
-  if (fs::exists(a, unknown) && !fs::is_regular_file(a, unknown)) return false;
-  if (fs::equivalent(a, b, unknown)) return true;
-  const fs::path name = wholeName(a);
-  return !name.empty() && name == wholeName(b);
-}
-
 }  // namespace
 
 void checkOutputsDiffer(std::span<const OutputFile> files, std::span<const std::string> inputs,
@@ -47,12 +33,12 @@ void checkOutputsDiffer(std::span<const OutputFile> files, std::span<const std::
   for (std::size_t i = 0; i < files.size(); ++i) {
     const std::string& path = files[i].path;
     for (const std::string& input : inputs) {
-      if (!isSameFile(path, input)) continue;
+      if (!quvenIsSameFile(path, input)) continue;
       report_error(OutputUnwritable, path, "vesk-analyze: the output would take the place of what is read", QUVEN_ENV,
                    true);
     }
     for (std::size_t j = 0; j < i; ++j) {
-      if (!isSameFile(path, files[j].path)) continue;
+      if (!quvenIsSameFile(path, files[j].path)) continue;
       report_error(OutputUnwritable, path, "vesk-analyze: two outputs have one name", QUVEN_ENV, true);
     }
   }

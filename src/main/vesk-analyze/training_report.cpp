@@ -2,12 +2,11 @@
 
 #include "training_report.h"
 
-#include <array>
 #include <cmath>
-#include <cstdio>
 #include <ostream>
 
 #include "control/quven_csv_reader.h"
+#include "exact_text.h"
 
 namespace vesk_analyze {
 
@@ -38,13 +37,6 @@ void writeSegment(const std::string& place, const DescribedSegment& segment, std
 }
 
 }  // namespace
-
-std::string exactText(double value) {
-  if (std::isnan(value)) return "";
-  std::array<char, 32> text{};
-  std::snprintf(text.data(), text.size(), "%.17g", value);
-  return text.data();
-}
 
 void writeStages(const TrainingReport& report, std::ostream& out) {
   const std::int32_t numChannels = report.parameters.getDealing().getNumChannels();

@@ -31,9 +31,6 @@ void writeSegments(const TrainingReport& report, std::ostream& out);
 /// The report for people.
 void writeReport(const TrainingReport& report, std::ostream& out);
 
-/// A number with the 17 digits that read back to it; empty for NaN.
-std::string exactText(double value);
-
 }  // namespace vesk_analyze
 
 #endif  // VESK_ANALYZE_TRAINING_REPORT_H

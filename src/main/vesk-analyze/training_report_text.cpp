@@ -221,7 +221,10 @@ class TextReport {
     out << transform.initialSegments << " segments, merged to " << transform.segments.size()
         << "; all other columns at their means\n";
     std::vector<PlotRow> rows;
-    for (const DescribedSegment& segment : transform.segments) addRows(transform, segment, rows);
+    for (const DescribedSegment& segment : transform.segments) {
+      if (segment.points > 0) addRows(transform, segment, rows);
+    }
+    if (rows.empty()) return;
     const auto less = [](const PlotRow& a, const PlotRow& b) { return a.value < b.value; };
     const double low = std::min_element(rows.begin(), rows.end(), less)->value;
     const double high = std::max_element(rows.begin(), rows.end(), less)->value;

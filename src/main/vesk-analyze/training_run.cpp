@@ -9,6 +9,7 @@
 #include "kernel/quven_cat_field.h"
 #include "kernel/quven_num_field.h"
 #include "output_check.h"
+#include "shared_words.h"
 #include "training_report.h"
 #include "vesk-common/quven_doubt.h"
 #include "vesk-common/quven_reports.h"
@@ -22,12 +23,6 @@ enum Code : int { IllegalParameter = 2202, FileUnusable = 2302 };
 constexpr const char* outputUnwritable = "vesk-analyze: Unable to write output file";
 constexpr const char* resultsUnwritable = "vesk-analyze: Unable to write results file";
 constexpr int distributionPasses = 2;
-
-/// Rank 0 tells all ranks a word of 32 bits.
-template <class Value>
-void share(Value& value, const QUVENWorkerTransport& transport) {
-  value = static_cast<Value>(transport.broadcastWord(static_cast<std::int32_t>(value)));
-}
 
 void writeFile(const std::string& path, const std::function<void(std::ostream&)>& write, const QUVENEnvHandle& env) {
   QUVENResultFile file(path);
@@ -61,12 +56,9 @@ void TrainingRun::readParameters(const QUVENEnvHandle& env) {
 /// The channels are set before the first field or scan of the run is made.
 void TrainingRun::makeDriver(const QUVENEnvHandle& env) {
   QUVENFoldDealing dealing = parameters.getDealing();
-  share(dealing.testPercent, transport);
-  share(dealing.heldOutPercent, transport);
-  share(dealing.numFolds, transport);
-  share(dealing.seed, transport);
+  shareDealing(dealing, transport);
   std::int32_t shares = parameters.shares;
-  share(shares, transport);
+  shareWord(shares, transport);
   const QUVENPassSettings settings{.numChannels = dealing.getNumChannels(),
                                    .dealChannel = [dealing](std::int64_t record) { return dealing.channelOf(record); },
                                    .numSlices = shares == 1 ? 0 : shares,

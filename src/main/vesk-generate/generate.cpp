@@ -35,6 +35,30 @@ void writeGroups(const CallNetwork& network, const std::string& path) {
   output.close();
 }
 
+void writeCurve(const std::string& path) {
+  RecordOutput output(path);
+  output.write(plantedCurveText());
+  output.close();
+}
+
+void writeTable(const GenerateOptions& options, std::ostream& err) {
+  constexpr std::size_t blockBytes = std::size_t{1} << 20;
+  TableGenerator generator(*options.table);
+  RecordOutput output(options.output);
+  if (!options.curveFile.empty()) writeCurve(options.curveFile);
+  std::uint64_t bytes = 0;
+  std::string block = TableGenerator::header;
+  for (std::uint64_t row = 0; row < options.table->rows; ++row) {
+    generator.addRow(block);
+    if (block.size() < blockBytes && row + 1 < options.table->rows) continue;
+    output.write(block);
+    bytes += block.size();
+    block.clear();
+  }
+  output.close();
+  if (!options.quiet) err << options.table->rows << " rows, " << bytes << " bytes\n";
+}
+
 void printSummary(const RecordGenerator& generator, const GenerateOptions& options, std::uint64_t bytes,
                   std::ostream& err) {
   const GeneratorSettings& settings = options.generator;
@@ -51,6 +75,7 @@ void printSummary(const RecordGenerator& generator, const GenerateOptions& optio
 }
 
 void run(const GenerateOptions& options, std::ostream& out, std::ostream& err) {
+  if (options.table) return writeTable(options, err);
   if (options.params) printParams(options, out);
   if (options.output.empty() && options.groupsFile.empty()) return;
   RecordGenerator generator(options.generator);

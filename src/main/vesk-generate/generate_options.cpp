@@ -26,6 +26,15 @@ Example: a million calls with planted groups, the parameter file, the loader.
   vesk-loader in table.xml none out.bin 2 20203001
 )";
 
+constexpr const char* tableFooter = R"(
+Columns: tenure,minutes,calls,plan,region,spend. spend is the sum of a curve of tenure, which is linear between its
+points, of 0.03 minutes, of an effect of plan (-6, 0 or 6, two plans each) and of noise.
+
+Example: a table and its curve, the dataset.
+  vesk-generate table --rows 20000 -o table.csv --curve curve.csv
+  vesk table csv table.csv table.bin --target spend
+)";
+
 /// The texts of the options that need reading of their own.
 struct RawOptions {
   std::string groupSize = "5-15";
@@ -138,6 +147,27 @@ CLI::Option* addParamsOptions(CLI::App& app, RawOptions& raw) {
   return params;
 }
 
+CLI::App* addTableCommand(CLI::App& app, GenerateOptions& options, TableSettings& table) {
+  CLI::App* command = app.add_subcommand("table", "A CSV table with a planted curve, in place of records");
+  command->add_option("-o,--output", options.output, "The table; - is standard output")->type_name("FILE")->required();
+  command->add_option("--rows", table.rows, "Number of rows")->capture_default_str();
+  command->add_option("--seed", table.seed, "Same seed and options, same bytes")->capture_default_str();
+  command->add_option("--noise", table.noise, "Standard deviation of the noise of spend")->capture_default_str();
+  command->add_option("--missing", table.missingShare, "Share of missing cells of tenure, calls and plan")
+      ->capture_default_str();
+  command->add_option("--curve", options.curveFile, "Write the planted curve of tenure as CSV: x,y")->type_name("FILE");
+  command->add_flag("-q,--quiet", options.quiet, "No summary on standard error");
+  command->footer(tableFooter);
+  return command;
+}
+
+/// The options of records say nothing about a table.
+void refuseRecordOptions(const CLI::App& app) {
+  for (const CLI::Option* option : app.get_options()) {
+    if (option->count() > 0) throw std::invalid_argument(option->get_name() + " does not go with table");
+  }
+}
+
 void readGroupSize(const std::string& text, GeneratorSettings& settings) {
   const std::size_t dash = std::min(text.find('-'), text.size());
   const std::string_view view = text;
@@ -167,16 +197,27 @@ LoaderParamsSettings readParamsTexts(const RawOptions& raw) {
   return params;
 }
 
-/// One file can have several names.
+/// One file can have several names. A path that cannot be resolved is compared as it stands; opening it tells what is
+/// wrong.
+std::filesystem::path resolvedPath(const std::string& path) {
+  std::error_code unknown;
+  const std::filesystem::path resolved = std::filesystem::weakly_canonical(path, unknown);
+  return unknown ? std::filesystem::path(path) : resolved;
+}
+
 void checkGroupsFile(const GenerateOptions& options) {
-  std::error_code unknown;  // a path that cannot be resolved is compared as it stands; opening it tells what is wrong
-  const auto place = [&unknown](const std::string& path) {
-    const std::filesystem::path resolved = std::filesystem::weakly_canonical(path, unknown);
-    return unknown ? std::filesystem::path(path) : resolved;
-  };
-  const std::filesystem::path groups = place(options.groupsFile);
+  const std::filesystem::path groups = resolvedPath(options.groupsFile);
   for (const std::string& records : recordFileNames(options.output, options.files)) {
-    if (place(records) == groups) throw std::invalid_argument("the records and the groups cannot share one file");
+    if (resolvedPath(records) == groups) {
+      throw std::invalid_argument("the records and the groups cannot share one file");
+    }
+  }
+}
+
+void checkTable(const GenerateOptions& options) {
+  checkTableSettings(*options.table);
+  if (!options.curveFile.empty() && resolvedPath(options.curveFile) == resolvedPath(options.output)) {
+    throw std::invalid_argument("the table and the curve cannot share one file");
   }
 }
 
@@ -195,7 +236,7 @@ void checkOutputs(const GenerateOptions& options) {
 
 std::variant<GenerateOptions, int> parseGenerateOptions(int argc, const char* const* argv, std::ostream& out,
                                                         std::ostream& err) {
-  CLI::App app("Writes synthetic call records as fixed-column text lines, the same for the same seed.",
+  CLI::App app("Writes synthetic call records as fixed-column text lines, or a table, the same for the same seed.",
                "vesk-generate");
   app.footer(footer);
   app.set_version_flag("--version", "vesk-generate " VESK_VERSION);
@@ -205,8 +246,16 @@ std::variant<GenerateOptions, int> parseGenerateOptions(int argc, const char* co
   addRecordOptions(app, options, raw);
   addNetworkOptions(app, options, raw);
   const CLI::Option* params = addParamsOptions(app, raw);
+  TableSettings table;
+  const CLI::App* tableCommand = addTableCommand(app, options, table);
   try {
     app.parse(argc, argv);
+    if (tableCommand->parsed()) {
+      refuseRecordOptions(app);
+      options.table = table;
+      checkTable(options);
+      return options;
+    }
     readGeneratorTexts(raw, options.generator);
     if (params->count() > 0) options.params = readParamsTexts(raw);
     checkOutputs(options);

@@ -9,6 +9,7 @@
 
 #include "generator_settings.h"
 #include "loader_params.h"
+#include "table_generator.h"
 
 namespace vesk_generate {
 
@@ -19,6 +20,8 @@ struct GenerateOptions {
   std::uint32_t files = 1;
   std::string groupsFile;                      ///< empty: none
   std::optional<LoaderParamsSettings> params;  ///< to standard output
+  std::optional<TableSettings> table;          ///< a table instead of records, to output
+  std::string curveFile;                       ///< of the table; empty: none
   bool quiet = false;
 };
 

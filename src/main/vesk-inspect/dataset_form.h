@@ -4,6 +4,9 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <vector>
+
+#include "control/quven_dataset_info.h"
 
 namespace vesk_inspect {
 
@@ -14,6 +17,7 @@ struct DatasetShape {
   DatasetForm form;
   std::uint32_t columns;  ///< doubles a record
   std::string source;     ///< for people: the description file, the command line, or the lack of both
+  std::vector<dataset_info::Column> description{};  ///< empty when none was read
 };
 
 /// The shape of a dataset by its description `path`.info and by what the command line says, which goes first.

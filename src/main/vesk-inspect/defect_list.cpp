@@ -5,9 +5,12 @@
 namespace vesk_inspect {
 
 void DefectList::add(std::uint64_t record, std::uint64_t offsetBytes, const std::string& text) {
+  add("record " + std::to_string(record) + " (byte " + std::to_string(offsetBytes) + "): " + text);
+}
+
+void DefectList::add(const std::string& text) {
   ++count;
-  if (lines.size() >= limit) return;
-  lines.push_back("record " + std::to_string(record) + " (byte " + std::to_string(offsetBytes) + "): " + text);
+  if (lines.size() < limit) lines.push_back(text);
 }
 
 void DefectList::print(std::ostream& out) const {

@@ -17,6 +17,8 @@ class DefectList {
 
   /// `record` counts from 1; `offsetBytes` is where it begins.
   void add(std::uint64_t record, std::uint64_t offsetBytes, const std::string& text);
+  /// A defect of no record.
+  void add(const std::string& text);
 
   std::uint64_t getCount() const { return count; }
 

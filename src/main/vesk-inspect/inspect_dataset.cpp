@@ -4,8 +4,9 @@
 #include <ostream>
 #include <vector>
 
+#include "dataset_report.h"
 #include "defect_list.h"
-#include "number_file.h"
+#include "inspect_table.h"
 #include "number_format.h"
 #include "sparse_check.h"
 #include "text_table.h"
@@ -16,61 +17,6 @@ namespace {
 
 /// How many cells of a dense row a line of the table shows.
 constexpr std::uint32_t shownColumns = 12;
-
-/// Reads whole records; the last one of a file may be cut.
-class RecordFile {
- public:
-  RecordFile(const std::string& path, std::uint32_t columns) : file(path), record(columns) {}
-
-  /// False at the end of the file and when it ends within a record.
-  bool next() {
-    begin = file.offsetBytes();
-    for (taken = 0; taken < record.size(); ++taken) {
-      if (!file.next(record[taken])) return false;
-    }
-    ++count;
-    return true;
-  }
-
-  const std::vector<double>& values() const { return record; }
-  std::uint64_t getCount() const { return count; }
-  std::uint64_t beginBytes() const { return begin; }  ///< of the record, or at the end of the cut one
-
-  /// At the end: the bytes behind the last whole record.
-  std::uint64_t leftoverBytes() const { return taken * sizeof(double) + file.leftoverBytes(); }
-
-  std::uint64_t sizeBytes() const { return begin + leftoverBytes(); }  ///< at the end
-
- private:
-  NumberFile file;
-  std::vector<double> record;
-  std::size_t taken = 0;
-  std::uint64_t begin = 0;
-  std::uint64_t count = 0;
-};
-
-void checkSize(const RecordFile& file, std::uint32_t columns, DefectList& defects) {
-  if (file.leftoverBytes() == 0) return;
-  defects.add(file.getCount() + 1, file.beginBytes(),
-              "the size " + std::to_string(file.sizeBytes()) + " is not a multiple of " +
-                  std::to_string(columns * sizeof(double)) + ", " + std::to_string(file.leftoverBytes()) +
-                  " bytes are left over");
-}
-
-void printHead(std::ostream& out, const DatasetOptions& options, const DatasetShape& shape, const RecordFile& file) {
-  out << "file      " << options.path << "\n";
-  out << "form      " << (shape.form == DatasetForm::Sparse ? "sparse" : "dense") << " (" << shape.source << ")\n";
-  out << "bytes     " << file.sizeBytes() << "\n";
-}
-
-void printTail(std::ostream& out, const TextTable& table, const DefectList& defects) {
-  if (!table.isEmpty()) {
-    out << "\n";
-    table.print(out);
-  }
-  out << "\n";
-  defects.print(out);
-}
 
 bool inspectSparse(const DatasetOptions& options, const DatasetShape& shape, std::ostream& out) {
   const SparseKind kind = findSparseKind(options.path);
@@ -89,7 +35,7 @@ bool inspectSparse(const DatasetOptions& options, const DatasetShape& shape, std
   check.finish();
   checkSize(file, shape.columns, defects);
 
-  printHead(out, options, shape, file);
+  printHead(out, options.path, shape, file, "sparse");
   out << "kind      " << (pairSum ? "pair sum" : "table or sums") << "\n";
   out << "triples   " << check.getTriples() << "\n";
   out << "callers   " << check.getRows() << "\n";
@@ -127,7 +73,7 @@ bool inspectDense(const DatasetOptions& options, const DatasetShape& shape, std:
   }
   checkSize(file, shape.columns, defects);
 
-  printHead(out, options, shape, file);
+  printHead(out, options.path, shape, file, "dense");
   out << "rows      " << file.getCount() << "\n";
   out << "callers   " << file.getCount() << "\n";
   out << "width     " << shape.columns - 1 << "\n";
@@ -139,7 +85,9 @@ bool inspectDense(const DatasetOptions& options, const DatasetShape& shape, std:
 
 bool inspectDataset(const DatasetOptions& options, std::ostream& out) {
   const DatasetShape shape = findDatasetShape(options.path, options.form, options.columns);
-  return shape.form == DatasetForm::Sparse ? inspectSparse(options, shape, out) : inspectDense(options, shape, out);
+  if (shape.form == DatasetForm::Sparse) return inspectSparse(options, shape, out);
+  const std::optional<QUVENTableLabels> labels = readTableLabels(options.path, shape);
+  return labels ? inspectTable(options, shape, *labels, out) : inspectDense(options, shape, out);
 }
 
 }  // namespace vesk_inspect

@@ -1,0 +1,21 @@
+#ifndef VESK_ANALYZE_EXACT_TEXT_H
+#define VESK_ANALYZE_EXACT_TEXT_H
+
+#include <array>
+#include <cmath>
+#include <cstdio>
+#include <string>
+
+namespace vesk_analyze {
+
+/// A number with the 17 significant digits that read back to it; empty for NaN.
+inline std::string exactText(double value) {
+  if (std::isnan(value)) return "";
+  std::array<char, 32> text{};
+  std::snprintf(text.data(), text.size(), "%.17g", value);
+  return text.data();
+}
+
+}  // namespace vesk_analyze
+
+#endif  // VESK_ANALYZE_EXACT_TEXT_H

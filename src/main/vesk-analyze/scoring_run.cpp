@@ -1,0 +1,260 @@
+#include "scoring_run.h"
+
+#include <cmath>
+#include <set>
+
+#include "control/quven_csv_reader.h"
+#include "dataset_check.h"
+#include "exact_text.h"
+#include "kernel/quven_model_result_field.h"
+#include "kernel/quven_num_field.h"
+#include "learning/quven_feature_transform.h"
+#include "output_check.h"
+#include "shared_words.h"
+#include "util/quven_debug.h"
+#include "vesk-common/quven_doubt.h"
+#include "vesk-common/quven_reports.h"
+
+namespace vesk_analyze {
+
+namespace {
+
+enum Code : int { FileUnusable = 2302, UntrainedValues = 5015 };
+
+constexpr std::int32_t FinalChannel = 1;
+
+[[noreturn]] void refuse(const std::string& subject, const std::string& text, const QUVENEnvHandle& env) {
+  report_error(FileUnusable, subject, "vesk-analyze: " + text, QUVEN_ENV, true);
+  quvenUnreachable(QUVEN_ENV);
+}
+
+const char* typeText(QUVENFieldType type) { return type == QUVENFieldType::Numeric ? "numeric" : "categorical"; }
+
+}  // namespace
+
+ScoringRun::ScoringRun(const AnalyzeOptions& runOptions, const QUVENWorkerTransport& workerTransport,
+                       const QUVENEnvHandle& env)
+    : options(runOptions),
+      transport(workerTransport),
+      modelFile(runOptions.modelFile, QUVEN_ENV),
+      dataset(runOptions.dataset, QUVEN_ENV),
+      outputs(QUVEN_ENV) {}
+
+void ScoringRun::shareText(std::string& text, const QUVENEnvHandle& env) const {
+  if (transport.isAlone()) return;
+  QUVENMemoryBlobIO blob;
+  if (transport.isMaster()) blob.write(text.data(), text.size(), QUVEN_ENV);
+  transport.broadcast(blob, QUVEN_ENV);
+  if (!transport.isMaster()) text.assign(blob.getBytes().data(), blob.getBytes().size());
+  blob.deleteMemory(QUVEN_ENV);
+}
+
+/// The channels are those of the training, set before the first field or scan of the run is made.
+void ScoringRun::makeDriver(const QUVENEnvHandle& env) {
+  std::int32_t isFromRoot = 0;
+  if (transport.isMaster()) {
+    const QUVENTrainingFacts& facts = modelFile.readFacts(QUVEN_ENV);
+    dealing = facts.getDealing();
+    targetName = facts.ivTargetName;
+    predictionName = facts.ivPredictionName;
+    stdDevName = facts.ivStdDevName;
+    isFromRoot = facts.ivUnseenFromRoot;
+  }
+  shareDealing(dealing, transport);
+  shareWord(isFromRoot, transport);
+  for (std::string* text : {&targetName, &predictionName, &stdDevName}) shareText(*text, QUVEN_ENV);
+  const QUVENFoldDealing deal = dealing;
+  const QUVENPassSettings settings{.numChannels = deal.getNumChannels(),
+                                   .dealChannel = [deal](std::int64_t record) { return deal.channelOf(record); }};
+  driver.emplace(settings, transport, QUVEN_ENV);
+  driver->setDataset(dataset.get());
+  QUVENTransformGlobalVars::get(QUVEN_ENV).setUnseenFromRoot(isFromRoot != 0);
+}
+
+void ScoringRun::openTable(const QUVENEnvHandle& env) {
+  dataset.open(driver->getPoint(), transport, QUVEN_ENV);
+  checkLengths(options.dataset, dataset.get().getNumColumns(), QUVEN_ENV);
+  for (const std::string& name : options.keptColumns) {
+    if (driver->getPoint().getFieldIndex(name) == 0) refuse(name, "--keep names no column of the dataset", QUVEN_ENV);
+  }
+}
+
+void ScoringRun::checkOutputs(const QUVENEnvHandle& env) const {
+  std::vector<OutputFile> files = {{options.outputFile}};
+  checkOutputsBefore(files, "vesk-analyze: Unable to write output file", QUVEN_ENV);
+  if (!options.resultsFile.empty()) {
+    const OutputFile results[] = {{options.resultsFile}};
+    checkOutputsBefore(results, "vesk-analyze: Unable to write results file", QUVEN_ENV);
+    files.push_back(results[0]);
+  }
+  std::vector<std::string> inputs = dataset.files();
+  inputs.push_back(options.modelFile);
+  inputs.push_back(QUVENTableLabels::pathOf(options.dataset));
+  checkOutputsDiffer(files, inputs, QUVEN_ENV);
+}
+
+/// The fields of the table get the categories and bins of the training.
+void ScoringRun::takeTrainingFields(const QUVENEnvHandle& env) {
+  const QUVENTrainingFacts& facts = modelFile.getFacts();
+  const QUVENFieldNameMap& trainingFields = modelFile.readFields(QUVEN_ENV);
+  const QUVENDataPoint& point = driver->getPoint();
+  for (long i = 1; i <= facts.ivInputNames.getSize(); ++i) {
+    const std::string& name = facts.ivInputNames[i];
+    const QUVENField* trained = trainingFields.find(name);
+    const long index = point.getFieldIndex(name);
+    if (index == 0) refuse(name, "the dataset does not have this column of the training", QUVEN_ENV);
+    QUVENField& field = point.getField(index);
+    if (trained == nullptr) refuse(options.modelFile, "the file is cut, or is no model file", QUVEN_ENV);
+    if (field.getType() != trained->getType()) {
+      refuse(name,
+             std::string("the column is ") + typeText(field.getType()) + ", in the training it was " +
+                 typeText(trained->getType()),
+             QUVEN_ENV);
+    }
+    field.copyFromPrimitive(trained, QUVEN_ENV);
+  }
+}
+
+/// The model's other fields, which the table need not have, and its outputs.
+void ScoringRun::addModel(const QUVENEnvHandle& env) {
+  QUVENFieldNameMap& names = driver->getNames();
+  for (const QUVENOwnPtr<QUVENField>& field : modelFile.getTrainingFields().getOwnedFields()) {
+    const std::string name = field->getName().str();
+    if (names.find(name) == nullptr) {
+      names.addOwned(quvenNewCopy(*field, QUVEN_ENV), QUVEN_ENV);
+    } else if (field->isComputed()) {
+      refuse(name, "a column of the dataset has the name of a prediction", QUVEN_ENV);
+    }
+  }
+  for (const std::string& name : {targetName, predictionName, stdDevName}) {
+    if (names.find(name) == nullptr) refuse(options.modelFile, "the file is cut, or is no model file", QUVEN_ENV);
+  }
+  driver->addScan(modelFile.readModel(names, QUVEN_ENV), QUVEN_ENV);
+  outputs = quvenMake<QUVENModelOutputs>(QUVEN_ENV);
+  QUVENField* warning = outputs->addOutput(names.find(targetName), QUVENOutputWarning, "", names, QUVEN_ENV);
+  warningName = warning->getName().str();
+  QUVENTransformGlobalVars::get(QUVEN_ENV).setWarningField(warning);
+}
+
+void ScoringRun::open(const QUVENEnvHandle& env) {
+  makeDriver(QUVEN_ENV);
+  if (transport.isMaster()) {
+    openTable(QUVEN_ENV);
+    checkOutputs(QUVEN_ENV);
+    takeTrainingFields(QUVEN_ENV);
+  }
+  driver->shareFields(QUVEN_ENV);
+  if (transport.isMaster()) {
+    addModel(QUVEN_ENV);
+  } else {
+    dataset.open(driver->getPoint(), transport, QUVEN_ENV);
+  }
+  shareText(warningName, QUVEN_ENV);
+  driver->setAfterRead([this, env](QUVENScanWorld& copy) {
+    QUVENTransformGlobalVars::get(env).setWarningField(copy.getNames().find(warningName));
+  });
+  static_cast<void>(labels.read(QUVENTableLabels::pathOf(options.dataset), QUVEN_ENV));
+}
+
+std::string ScoringRun::header() const {
+  std::string text = "record";
+  const auto add = [&](const std::string& name) { text += ',' + quvenCsvCell(name); };
+  for (const char* prefix : {"UnnormalizedPredicted_", "Predicted_", "StdDev_", "Warning_"}) add(prefix + targetName);
+  if (options.writesChannels) {
+    add("channel");
+    for (std::int32_t c = 1; c <= dealing.getNumChannels(); ++c) {
+      add("UnnormalizedPredicted_" + targetName + "_" + std::to_string(c));
+    }
+  }
+  for (const std::string& name : options.keptColumns) add(name);
+  return text;
+}
+
+const ScoringRun::Columns& ScoringRun::findColumns(const QUVENEnvHandle&) {
+  if (columns) return *columns;
+  const QUVENFieldNameMap& names = driver->getNames();
+  columns = Columns{names.find(predictionName), names.find(stdDevName), names.find(warningName)};
+  const QUVENDataPoint& point = driver->getPoint();
+  for (const std::string& name : options.keptColumns) {
+    columns->kept.push_back(&point.getField(point.getFieldIndex(name)));
+  }
+  return *columns;
+}
+
+void ScoringRun::appendKept(const QUVENField& field, std::string& row, const QUVENEnvHandle& env) const {
+  row += ',';
+  if (!field.hasValue() || field.isMissing()) return;
+  const std::string_view name(field.getName());
+  if (field.isNumeric()) {
+    const double value = field.getNumValue(env);
+    const std::string* label = labels.find(name, value);
+    row += label == nullptr ? exactText(value) : quvenCsvCell(*label);
+    return;
+  }
+  const std::string_view text(field.getCatValue(env));
+  const std::string* label = labels.findByText(name, text);
+  row += quvenCsvCell(label == nullptr ? text : std::string_view(*label));
+}
+
+void ScoringRun::writeRow(std::int64_t record, std::string& row, const QUVENEnvHandle& env) {
+  const Columns& found = findColumns(QUVEN_ENV);
+  const std::string prediction = exactText(found.prediction->getNumValueOrSingle(FinalChannel));
+  const double warning = found.warning->hasValue() ? found.warning->getNumValueOrSingle(FinalChannel) : 0;
+  if (warning > 0) ++numWarned;
+  row += std::to_string(record);
+  row.append(1, ',').append(prediction).append(1, ',').append(prediction);  // the loss has no link function
+  row.append(1, ',').append(exactText(found.stdDev->getNumValueOrSingle(FinalChannel)));
+  row.append(1, ',').append(exactText(std::isnan(warning) ? 0 : warning));
+  if (options.writesChannels) {
+    row.append(1, ',').append(std::to_string(dealing.channelOf(record)));
+    for (std::int32_t c = 1; c <= dealing.getNumChannels(); ++c) {
+      row.append(1, ',').append(exactText(found.prediction->getNumValueOrSingle(c)));
+    }
+  }
+  for (const QUVENField* field : found.kept) appendKept(*field, row, QUVEN_ENV);
+}
+
+std::int64_t ScoringRun::sumOverRanks(std::int64_t number, const QUVENEnvHandle& env) const {
+  QUVENMemoryBlobIO blob;
+  if (!transport.isMaster()) {
+    blob.write(&number, sizeof number, QUVEN_ENV);
+    transport.send(0, blob);
+  } else {
+    for (int rank = 1; rank < transport.getCount(); ++rank) {
+      std::int64_t part = 0;
+      transport.receive(rank, blob, QUVEN_ENV);
+      blob.read(&part, sizeof part, QUVEN_ENV);
+      number += part;
+    }
+  }
+  blob.deleteMemory(QUVEN_ENV);
+  return number;
+}
+
+void ScoringRun::work(const QUVENEnvHandle& env) {
+  const auto write = [this, env](QUVENDataPoint&, std::int64_t record, std::string& row) {
+    writeRow(record, row, env);
+  };
+  driver->writeRows(options.outputFile, header(), write, QUVEN_ENV);
+  numWarned = sumOverRanks(numWarned, QUVEN_ENV);
+  if (!transport.isMaster() || numWarned == 0) return;
+  report_doubt(UntrainedValues, options.outputFile,
+               "vesk-analyze: " + std::to_string(numWarned) + " records have values without usable training data",
+               QUVEN_ENV);
+}
+
+void ScoringRun::addResults(QUVENXMLTag& results, const QUVENEnvHandle& env) const {
+  results.addLeafTagPath("Parameters/Model", QUVEN_ENV).setValue(options.modelFile, QUVEN_ENV);
+  results.addLeafTagPath("Parameters/Output", QUVEN_ENV).setValue(options.outputFile, QUVEN_ENV);
+  results.addLeafTagPath("RunParameters/RecordsWithWarning", QUVEN_ENV).setValue(std::to_string(numWarned), QUVEN_ENV);
+}
+
+void ScoringRun::release(const QUVENEnvHandle& env) {
+  QUVENTransformGlobalVars::get(QUVEN_ENV).setWarningField(nullptr);
+  outputs.reset(QUVEN_ENV);
+  if (driver) driver->release(QUVEN_ENV);
+  modelFile.release(QUVEN_ENV);
+  dataset.release(QUVEN_ENV);
+}
+
+}  // namespace vesk_analyze

@@ -1,0 +1,68 @@
+#ifndef VESK_ANALYZE_SCORING_RUN_H
+#define VESK_ANALYZE_SCORING_RUN_H
+
+#include <optional>
+
+#include "control/quven_table_labels.h"
+#include "kernel/quven_model_outputs.h"
+#include "learning/quven_model_file.h"
+#include "run.h"
+#include "run_dataset.h"
+
+namespace vesk_analyze {
+
+/// `score`: writes the prediction of a model for each record of a table. It knows no class of models.
+///
+/// The table needs the explanatory columns of the training, by name and type; others may be there.
+class ScoringRun final : public Run {
+ public:
+  ScoringRun(const AnalyzeOptions& runOptions, const QUVENWorkerTransport& workerTransport, const QUVENEnvHandle& env);
+
+  std::string getCommand() const override { return "score"; }
+  void open(const QUVENEnvHandle& env) override;
+  QUVENPassDriver& getDriver() override { return *driver; }
+  void work(const QUVENEnvHandle& env) override;
+  void finish(const QUVENEnvHandle&) override {}
+  void addResults(QUVENXMLTag& results, const QUVENEnvHandle& env) const override;
+  void release(const QUVENEnvHandle& env) override;
+
+ private:
+  /// The fields behind the columns of the output, on this rank.
+  struct Columns {
+    QUVENField* prediction = nullptr;
+    QUVENField* stdDev = nullptr;
+    QUVENField* warning = nullptr;
+    std::vector<QUVENField*> kept = {};
+  };
+
+  void makeDriver(const QUVENEnvHandle& env);
+  void shareText(std::string& text, const QUVENEnvHandle& env) const;
+  void openTable(const QUVENEnvHandle& env);
+  void checkOutputs(const QUVENEnvHandle& env) const;
+  void takeTrainingFields(const QUVENEnvHandle& env);
+  void addModel(const QUVENEnvHandle& env);
+  std::string header() const;
+  const Columns& findColumns(const QUVENEnvHandle& env);
+  void writeRow(std::int64_t record, std::string& row, const QUVENEnvHandle& env);
+  void appendKept(const QUVENField& field, std::string& row, const QUVENEnvHandle& env) const;
+  std::int64_t sumOverRanks(std::int64_t number, const QUVENEnvHandle& env) const;
+
+  const AnalyzeOptions& options;
+  const QUVENWorkerTransport& transport;
+  QUVENModelFile modelFile;  // read on rank 0
+  RunDataset dataset;
+  QUVENTableLabels labels;
+  std::optional<QUVENPassDriver> driver;
+  QUVENFoldDealing dealing;
+  std::string targetName;
+  std::string predictionName;
+  std::string stdDevName;
+  std::string warningName;
+  QUVENOwnPtr<QUVENModelOutputs> outputs;  // on rank 0
+  std::optional<Columns> columns;          // found with the first record
+  std::int64_t numWarned = 0;              // records of this rank, then of all
+};
+
+}  // namespace vesk_analyze
+
+#endif  // VESK_ANALYZE_SCORING_RUN_H

@@ -1,0 +1,126 @@
+#include "table_column.h"
+
+#include <algorithm>
+#include <stdexcept>
+#include <utility>
+
+#include "control/quven_file_formats.h"
+
+namespace vesk {
+
+namespace {
+
+constexpr std::size_t shownBytes = 60;
+
+/// A text for a message: in quotes, of one line and not too long.
+std::string shown(std::string_view text) {
+  std::string quoted = "'";
+  for (const char c : text.substr(0, shownBytes)) quoted += static_cast<unsigned char>(c) < ' ' ? ' ' : c;
+  return quoted.append(text.size() > shownBytes ? "...'" : "'");
+}
+
+}  // namespace
+
+TableColumn::TableColumn(std::string columnName, Wish typeWish, bool target)
+    : name(std::move(columnName)), wish(typeWish), isTargetColumn(target) {}
+
+void TableColumn::look(std::string_view text, const CellValue& cell, std::uint64_t line) {
+  const auto note = [&](std::optional<Place>& place) {
+    if (!place) place = Place{line, std::string(text)};
+  };
+  if (cell.kind == CellKind::Missing) {
+    ++missing;
+    return;
+  }
+  if (isTargetColumn) lookAtTarget(text);
+  if (cell.kind == CellKind::Text) {
+    note(firstText);
+  } else if (cell.kind == CellKind::NotFinite) {
+    note(firstNotFinite);
+  } else if (cell.number == dataset_format::missingValue) {
+    note(firstMissingNumber);
+  } else {
+    ++numbers;
+  }
+}
+
+void TableColumn::lookAtTarget(std::string_view text) {
+  constexpr std::size_t most = 3;  // one more than a target may have
+  if (targetTexts.size() < most && std::ranges::find(targetTexts, text) == targetTexts.end()) {
+    targetTexts.emplace_back(text);
+  }
+}
+
+std::optional<CellMistake> TableColumn::decide() {
+  const auto mistake = [this](const Place& place, const std::string& what) {
+    return CellMistake{place.line, shown(place.text) + " of column " + name + " " + what};
+  };
+  if (wish == Wish::Categorical || (firstText && wish == Wish::Any && !isTargetColumn)) {
+    type = Type::Categorical;
+    return std::nullopt;
+  }
+  if (firstText && wish == Wish::Numeric) return mistake(*firstText, "is not a number");
+  if (firstText) return decideTarget();
+  if (firstNotFinite) return mistake(*firstNotFinite, "is not a finite number");
+  if (firstMissingNumber) {
+    return mistake(*firstMissingNumber, "means a missing value in a dataset; name it in --missing if it is one");
+  }
+  return std::nullopt;
+}
+
+std::optional<CellMistake> TableColumn::decideTarget() {
+  std::ranges::sort(targetTexts);
+  std::string texts;
+  for (const std::string& text : targetTexts) texts.append(texts.empty() ? "" : ", ").append(shown(text));
+  if (targetTexts.size() == 1) {
+    return CellMistake{0, "the target " + name + " has the one text " + texts + "; a target of texts has two"};
+  }
+  if (targetTexts.size() > 2) {
+    return CellMistake{0, "the target " + name + " has more than two texts: " + texts};
+  }
+  type = Type::TwoTexts;
+  return std::nullopt;
+}
+
+std::string TableColumn::remark() const {
+  if (type != Type::Categorical || wish != Wish::Any || numbers == 0) return {};
+  return "column " + name + " is categorical, with " + std::to_string(numbers) +
+         " cells that are numbers: " + shown(firstText->text) + " in line " + std::to_string(firstText->line) +
+         " is not one";
+}
+
+std::optional<double> TableColumn::take(std::string_view text, const CellValue& cell) {
+  if (cell.kind == CellKind::Missing) return dataset_format::missingValue;
+  switch (type) {
+    case Type::Categorical:
+      return codeOf(text);
+    case Type::TwoTexts:
+      for (std::size_t i = 0; i < targetTexts.size(); ++i) {
+        if (targetTexts[i] == text) return static_cast<double>(i);
+      }
+      return std::nullopt;
+    case Type::Numeric:
+      break;
+  }
+  if (cell.kind != CellKind::Number || cell.number == dataset_format::missingValue) return std::nullopt;
+  return cell.number;
+}
+
+std::optional<double> TableColumn::codeOf(std::string_view text) {
+  const std::uint64_t code = quvenCategoryCode(text);
+  const auto [entry, isNew] = categories.try_emplace(code, text);
+  if (!isNew && entry->second != text) {
+    throw std::runtime_error("the texts " + shown(entry->second) + " and " + shown(text) + " of column " + name +
+                             " have the same code " + std::to_string(code) + "; change one of them");
+  }
+  return static_cast<double>(code);
+}
+
+void TableColumn::addLabels(QUVENTableLabels& labels) const {
+  for (std::size_t i = 0; type == Type::TwoTexts && i < targetTexts.size(); ++i) {
+    static_cast<void>(labels.add(name, i, targetTexts[i]));
+  }
+  for (const auto& [code, text] : categories) static_cast<void>(labels.add(name, code, text));
+}
+
+}  // namespace vesk

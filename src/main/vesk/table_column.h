@@ -1,0 +1,78 @@
+#ifndef VESK_TABLE_COLUMN_H
+#define VESK_TABLE_COLUMN_H
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <unordered_map>
+#include <vector>
+
+#include "cell_value.h"
+#include "control/quven_table_labels.h"
+
+namespace vesk {
+
+/// A cell that does not fit its column.
+struct CellMistake {
+  std::uint64_t line;  ///< of the file; 0 when the whole column does not fit
+  std::string what;
+};
+
+/// A column of a table while it is read twice: the first reading decides its type, the second one gives its numbers.
+class TableColumn {
+ public:
+  enum class Wish { Any, Numeric, Categorical };
+  enum class Type {
+    Numeric,
+    Categorical,
+    TwoTexts  ///< a target: numeric, with 0 and 1 for its two texts
+  };
+
+  TableColumn(std::string columnName, Wish typeWish, bool target);
+
+  const std::string& getName() const { return name; }
+  bool isTarget() const { return isTargetColumn; }
+  Type getType() const { return type; }
+  std::uint64_t getMissing() const { return missing; }
+  std::size_t countCategories() const { return type == Type::TwoTexts ? targetTexts.size() : categories.size(); }
+
+  /// First reading: takes the cell of a row.
+  void look(std::string_view text, const CellValue& cell, std::uint64_t line);
+  /// After the first reading: settles the type. The result is what is wrong with the column.
+  std::optional<CellMistake> decide();
+  /// After decide: why a column that also has numbers is categorical although nobody asked for it; else empty.
+  std::string remark() const;
+
+  /// Second reading: the number of a cell in the dataset. Nothing when the cell cannot be one of the first reading.
+  /// Errors: std::runtime_error that names both texts, when two texts have one code.
+  std::optional<double> take(std::string_view text, const CellValue& cell);
+  /// After the second reading.
+  void addLabels(QUVENTableLabels& labels) const;
+
+ private:
+  struct Place {
+    std::uint64_t line;
+    std::string text;
+  };
+
+  void lookAtTarget(std::string_view text);
+  std::optional<CellMistake> decideTarget();
+  std::optional<double> codeOf(std::string_view text);
+
+  std::string name;
+  Wish wish;
+  bool isTargetColumn;
+  Type type = Type::Numeric;
+  std::uint64_t missing = 0;
+  std::uint64_t numbers = 0;
+  std::optional<Place> firstText;
+  std::optional<Place> firstNotFinite;
+  std::optional<Place> firstMissingNumber;  // a number that means a missing value in a dataset
+  std::vector<std::string> targetTexts;     // the first different ones, not more than three; sorted by decide
+  std::unordered_map<std::uint64_t, std::string> categories;
+};
+
+}  // namespace vesk
+
+#endif  // VESK_TABLE_COLUMN_H

@@ -1,0 +1,38 @@
+#ifndef VESK_TABLE_FILES_H
+#define VESK_TABLE_FILES_H
+
+#include <span>
+#include <string>
+#include <vector>
+
+#include "control/quven_dataset_info.h"
+#include "control/quven_result_file.h"
+#include "control/quven_table_labels.h"
+
+namespace vesk {
+
+/// The three files of a table: NAME, NAME.info and NAME.labels. They appear under their names when all are complete.
+///
+/// Errors: std::runtime_error with the file and the system's reason, from every operation.
+class TableFiles {
+ public:
+  /// Refuses names of which one would take the place of the input.
+  static void refuseInput(const std::string& name, const std::string& input);
+
+  explicit TableFiles(const std::string& name);
+
+  void writeRecord(std::span<const double> record);
+  void complete(const std::vector<dataset_info::Column>& description, const QUVENTableLabels& labels);
+
+ private:
+  void writeBlock();
+
+  QUVENResultFile data;
+  QUVENResultFile info;
+  QUVENResultFile labelsFile;
+  std::vector<double> block;
+};
+
+}  // namespace vesk
+
+#endif  // VESK_TABLE_FILES_H

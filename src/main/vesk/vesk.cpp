@@ -1,0 +1,75 @@
+#include "vesk.h"
+
+#include <CLI/CLI.hpp>
+#include <exception>
+#include <map>
+#include <new>
+#include <ostream>
+#include <stdexcept>
+#include <string>
+
+#include "command.h"
+
+namespace vesk {
+
+namespace {
+
+constexpr int wrongCommandLine = 1;
+constexpr int failedRun = 99;
+
+constexpr CommandGroup groups[] = {{"table", "Makes datasets from tables with named columns"}};
+constexpr const Command* commands[] = {&tableCsvCommand};
+
+constexpr const char* footer = R"(
+Exit status: 0 when the command has ended, 99 when it failed, 1 when the command line is wrong.
+
+Example:
+  vesk table csv customers.csv customers.bin --target churn --drop phone_number
+)";
+
+int report(std::ostream& err, int status, const std::string& text) {
+  err << "vesk: " << text << '\n';
+  return status;
+}
+
+void addCommands(CLI::App& app, Action& action) {
+  app.require_subcommand(1);
+  std::map<std::string, CLI::App*> groupsByName;
+  for (const CommandGroup& group : groups) {
+    CLI::App* added = app.add_subcommand(group.name, group.summary);
+    added->require_subcommand(1);
+    groupsByName[group.name] = added;
+  }
+  for (const Command* command : commands) {
+    CLI::App* added = groupsByName.at(command->group)->add_subcommand(command->name, command->summary);
+    command->addOptions(*added, action);
+  }
+}
+
+}  // namespace
+
+int runVesk(int argc, const char* const* argv, std::ostream& out, std::ostream& err) {
+  CLI::App app("The system's program for people: prepares tables for the models.", "vesk");
+  app.set_version_flag("--version", "vesk " VESK_VERSION);
+  app.footer(footer);
+  Action action;
+  addCommands(app, action);
+  try {
+    app.parse(argc, argv);
+  } catch (const CLI::ParseError& error) {
+    if (error.get_exit_code() != 0) return report(err, wrongCommandLine, error.what());
+    app.exit(error, out, err);  // --help or --version
+    action = [](std::ostream&, std::ostream&) {};
+  }
+  try {
+    action(out, err);
+    if (!out.flush()) throw std::runtime_error("cannot write to standard output");
+    return 0;
+  } catch (const std::bad_alloc&) {
+    return report(err, failedRun, "not enough memory");
+  } catch (const std::exception& error) {
+    return report(err, failedRun, error.what());
+  }
+}
+
+}  // namespace vesk
