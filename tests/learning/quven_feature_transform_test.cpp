@@ -163,6 +163,29 @@ TEST_F(QUVENFeatureTransformTest, AFieldWithFewRecordsHasOneSegmentLikeTheRoot) 
   }
 }
 
+TEST_F(QUVENFeatureTransformTest, RareCategoriesOnlyAreOneSegmentWithTheMissingValues) {
+  TransformTable table;
+  for (int i = 0; i < 200; ++i) {
+    table.push_back({.c = std::to_string(i), .y = 5.0 + i % 3, .channel = channelOf(i)});
+  }
+  trainOn(c, table);
+  EXPECT_EQ(transform->getNumSegments(), 1);
+  EXPECT_EQ(transform->getSplitTest()->getMissingSegment(), 1);
+  EXPECT_NEAR(predict({.c = "unseen"}), 6, 0.1);
+  EXPECT_EQ(predict({.c = ""}), predict({.c = "unseen"}));
+}
+
+TEST_F(QUVENFeatureTransformTest, LearnsNothingWithOneFold) {
+  QUVENFieldGlobalVars::get(QUVEN_ENV).setGlobalNumChannels(3);
+  TransformTable table = brokenLine(300);
+  for (std::size_t i = 0; i < table.size(); ++i) table[i].channel = 1 + static_cast<int>(i % 3);
+  trainOn(x, table);
+  EXPECT_GT(transform->getNumInitialSegments(), 10);
+  EXPECT_EQ(transform->getNumSegments(), 2);
+  EXPECT_FALSE(transform->hasUsableData(QUVEN_ENV));
+  EXPECT_EQ(predict({.x = 10}), predict({.x = 90}));
+}
+
 TEST_F(QUVENFeatureTransformTest, ManyMissingValuesHaveAModelOfTheirOwn) {
   TransformTable table = brokenLine();
   for (std::size_t i = 0; i < table.size(); i += 4) {
@@ -255,6 +278,7 @@ TEST_F(QUVENFeatureTransformTest, TrainsInModes1And8Only) {
     EXPECT_EQ(transform->getModelState(), -mode);
     EXPECT_GT(transform->getNumSegments(), 1);
     EXPECT_EQ(transform->getRoot()->getModelState(), -1);
+    EXPECT_EQ(transform->getSegmentModel(1).getModelState(), -2);
   }
   for (const std::int32_t mode : {2, 3, 4, 5, 6, 7, 9, 10}) {
     expectFailure([&] { transform->setMiningMode(mode, nullptr, QUVEN_ENV); }, notImplementedText);
@@ -267,6 +291,8 @@ TEST_F(QUVENFeatureTransformTest, TrainsInModes1And8Only) {
 TEST_F(QUVENFeatureTransformTest, AModelWithoutAModeCannotBegin) {
   makeTransform(x);
   expectFailure([&] { transform->beginDataScan(QUVEN_ENV); }, "Invalid model state");
+  expectFailure([&] { transform->beginBottomUpTraining(QUVENModel::TrainForMerging, QUVEN_ENV); },
+                "ivRootModelPtr != nullptr");
   EXPECT_EQ(transform->getHandler(), nullptr);
   EXPECT_EQ(transform->getHandler2(), nullptr);
 }
