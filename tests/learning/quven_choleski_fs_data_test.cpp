@@ -215,7 +215,7 @@ TEST_F(QUVENLSCholeskiFSDataTest, TheSecondOfTwoCollinearVariablesIsExcluded) {
   EXPECT_FALSE(fit->canSelectCandidateFeature(2));
   EXPECT_EQ(fit->getReduction(2), 0.0);
   EXPECT_TRUE(fit->canSelectCandidateFeature(3));
-  // For good: the flag belongs to the variable, wherever it stands.
+  // For good: the flag belongs to the variable, whatever its position.
   fit->addFeature(3);
   EXPECT_EQ(fit->getVariableAt(3), 2);
   EXPECT_FALSE(fit->canSelectCandidateFeature(3));

@@ -178,7 +178,7 @@ TEST_F(QUVENLSDataTest, RefusesToMergeWhatDoesNotFit) {
   expectFailure([&] { a->addDataPoint(values, 1, 1); }, "values.getSize() == getNumFields()");
   values.deleteMemory(QUVEN_ENV);
   for (const long n : {-1L, 65536L}) {
-    expectFailure([&] { a->allocate(n, QUVEN_ENV); }, "0 <= n && n <= mostFields");
+    expectFailure([&] { a->allocate(n, QUVEN_ENV); }, "0 <= n && n <= quvenMostPackedRows");
   }
 }
 

@@ -3,6 +3,9 @@
 
 // The layout of a symmetric matrix of which the upper half is stored, column by column.
 
+/// The most rows: the indices of more elements do not fit into 32 bits.
+inline constexpr long quvenMostPackedRows = 65535;
+
 /// The index, from 1, of the element of row i and column j. Requires: 1 <= i <= j.
 /// A column is contiguous; the diagonal element of i has the index i(i+1)/2.
 constexpr long quvenPackedIndex(long i, long j) { return j * (j - 1) / 2 + i; }

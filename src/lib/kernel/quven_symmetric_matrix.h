@@ -15,7 +15,7 @@
 ///           elements that no order has.
 class QUVENSymmetricMatrix : public QUVENObjectOf<QUVENSymmetricMatrix, QUVENObject> {
  public:
-  static constexpr long MostRows = 65535;
+  static constexpr long MostRows = quvenMostPackedRows;
 
   /// The index of an element. Requires: 1 <= i <= j.
   static constexpr long indexOf(long i, long j) { return quvenPackedIndex(i, j); }

@@ -18,7 +18,9 @@ class QUVENCandidateQueue {
  public:
   static constexpr std::int32_t NoPosition = -1;
 
-  void clear() { count = 0; }
+  void clear() {
+    while (count > 0) slots[count--] = Slot();
+  }
   void push(std::int32_t position, double score, const QUVENEnvHandle& env) {
     slots.autoExtend(count + 1, QUVEN_ENV);
     slots[++count] = {position, score};

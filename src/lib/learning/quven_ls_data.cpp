@@ -13,7 +13,6 @@ QUVEN_REGISTER(QUVENLSData);
 
 namespace {
 
-constexpr long mostFields = 65535;   // the largest triangle whose indices fit into 32 bits
 constexpr double epsilon = 0x1p-23;  // relative size of what counts as noise
 const double pi = 4 * std::atan(1.0);
 
@@ -48,7 +47,7 @@ QUVENLSEnvGlobalVector& QUVENLSEnvGlobalVector::get(const QUVENEnvHandle& env) {
 }
 
 void QUVENLSData::allocate(long n, const QUVENEnvHandle& env) {
-  QUVEN_ASSERT(0 <= n && n <= mostFields);
+  QUVEN_ASSERT(0 <= n && n <= quvenMostPackedRows);
   ivDataMean.setSize(n, QUVEN_ENV);
   ivDataCov.setSize(quvenPackedIndex(n, n), QUVEN_ENV);
   std::fill(ivDataMean.begin(), ivDataMean.end(), 0.0);

@@ -142,7 +142,8 @@ void QUVENLSCholeskiMethod::selectFolds(const QUVENXaRay<QUVENLSData, 0>& trainV
   resultsVec.setSize(0, QUVEN_ENV);
   resultsVec.setSize(channels, QUVEN_ENV);
 
-  // The residuals of the eval data stand for those of the train data, which have another weight.
+  // The variances of channels 1 and 2 are estimated from residuals on eval data, scaled to the weight of the train
+  // data.
   double evalWeight = 0;
   for (long c = 3; c <= channels; ++c) evalWeight += evalVec[c].getSumCaseXInvVarWeights();
   const double scale2 = evalWeight > 0 ? trainVec[2].getSumCaseXInvVarWeights() / evalWeight : 1.0;

@@ -79,6 +79,14 @@ void TrainingRun::openTable(const QUVENEnvHandle& env) {
                QUVEN_ENV, true);
 }
 
+/// A linear model has no use for categories.
+void TrainingRun::checkInputs(const QUVENEnvHandle& env) const {
+  const auto isNumeric = [](const QUVENField* field) { return field->isNumeric(); };
+  if (kind->hasSplitField || std::any_of(fields.inputs.begin(), fields.inputs.end(), isNumeric)) return;
+  report_error(FileUnusable, options.dataset,
+               "vesk-analyze: " + parameters.model + " needs a numeric input, the dataset has none", QUVEN_ENV, true);
+}
+
 void TrainingRun::checkNames(const QUVENEnvHandle& env) const {
   std::vector<OutputFile> files = outputFiles;
   if (!options.resultsFile.empty()) files.push_back({options.resultsFile});
@@ -96,6 +104,7 @@ void TrainingRun::open(const QUVENEnvHandle& env) {
     openTable(QUVEN_ENV);
     static_cast<void>(labels.read(QUVENTableLabels::pathOf(options.dataset), QUVEN_ENV));
     fields = chooseTrainingFields(parameters, options.dataset, driver->getPoint(), QUVEN_ENV);
+    checkInputs(QUVEN_ENV);
     outputFiles = parameterFile.outputFiles(transport.getCount(), QUVEN_ENV);
     checkOutputsBefore(outputFiles, outputUnwritable, QUVEN_ENV);
     const OutputFile results[] = {{options.resultsFile}};

@@ -35,6 +35,7 @@ class TrainingRun final : public Run {
   void readParameters(const QUVENEnvHandle& env);
   void makeDriver(const QUVENEnvHandle& env);
   void openTable(const QUVENEnvHandle& env);
+  void checkInputs(const QUVENEnvHandle& env) const;
   void checkNames(const QUVENEnvHandle& env) const;
   void addModel(const QUVENEnvHandle& env);
   void addLosses(const QUVENEnvHandle& env);
