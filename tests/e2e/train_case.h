@@ -51,8 +51,8 @@ class TrainCase : public LoaderCase {
   }
   /// Trains on a table with settings KEY=VALUE; the model is NAME.model, the reports begin with NAME.
   void train(const std::string& dataset, const std::string& name, const Strings& settings, int ranks = 1) {
-    Strings arguments = {"train",  "-", dataset, "--set", "ModelFileName=" + name + ".model", "--set",
-                         "OutputFileName=" + name};
+    Strings arguments = {
+        "train", "-", dataset, "--set", "ModelFileName=" + name + ".model", "--set", "OutputFileName=" + name};
     for (const std::string& setting : settings) arguments.insert(arguments.end(), {"--set", setting});
     analyse(arguments, ranks);
   }

@@ -16,8 +16,12 @@ class TrainFaults : public TrainCase {
   }
   void add(double x, double w, double group, double y) { values.insert(values.end(), {x, w, group, y}); }
   void write(const std::string& targetPurpose = "Target") const {
-    table("t.bin", {{"x", "Numeric", "Explanatory"}, {"w", "Numeric", "Explanatory"},
-                    {"group", "Categorical", "Explanatory"}, {"y", "Numeric", targetPurpose}}, values);
+    table("t.bin",
+          {{"x", "Numeric", "Explanatory"},
+           {"w", "Numeric", "Explanatory"},
+           {"group", "Categorical", "Explanatory"},
+           {"y", "Numeric", targetPurpose}},
+          values);
   }
   void setColumn(int column, double value) {
     for (std::size_t i = static_cast<std::size_t>(column); i < values.size(); i += 4) values[i] = value;
@@ -48,12 +52,12 @@ TEST_F(TrainFaults, Columns) {
   write();
   expectTrainRefused({"Target=nope"}, 2202, "nope", "Target is no column of the dataset");
   expectTrainRefused({"CaseWeight=nope"}, 2202, "nope", "CaseWeight is no column of the dataset");
-  expectTrainRefused({"InverseVarianceWeight=nope"}, 2202, "nope",
-                     "InverseVarianceWeight is no column of the dataset");
+  expectTrainRefused({"InverseVarianceWeight=nope"}, 2202, "nope", "InverseVarianceWeight is no column of the dataset");
   expectTrainRefused({"Supplementary=x, nope"}, 2202, "nope", "Supplementary is no column of the dataset");
   expectTrainRefused({"Model=FeatureTransform", "SplitField=nope"}, 2202, "nope",
                      "SplitField is no column of the dataset");
-  expectTrainRefused({"Model=FeatureTransform"}, 2202, "SplitField", "SplitField is missing; FeatureTransform needs it");
+  expectTrainRefused({"Model=FeatureTransform"}, 2202, "SplitField",
+                     "SplitField is missing; FeatureTransform needs it");
   expectTrainRefused({"Model=FeatureTransform", "SplitField=y"}, 2202, "y", "the column is Target and SplitField");
   expectTrainRefused({"Target=x", "CaseWeight=x"}, 2202, "x", "the column is Target and CaseWeight");
   expectTrainRefused({"CaseWeight=group"}, 2202, "group", "CaseWeight must be a numeric column");
@@ -97,8 +101,9 @@ TEST_F(TrainFaults, Values) {
 TEST_F(TrainFaults, Datasets) {
   train("none.bin", "m", {"Model=LinearRegression"});
   EXPECT_EQ(result.status, 99);
-  table("t.bin", {{"Col1", "Numeric", "LineNumber"}, {"Col2", "Numeric", "Explanatory"},
-                  {"Col3", "Numeric", "Explanatory"}}, std::vector<double>(300, 1));
+  table("t.bin",
+        {{"Col1", "Numeric", "LineNumber"}, {"Col2", "Numeric", "Explanatory"}, {"Col3", "Numeric", "Explanatory"}},
+        std::vector<double>(300, 1));
   expectTrainRefused({"Target=Col3"}, 2302, "t.bin",
                      "the sparse output of a loader run is no table; make one with vesk table");
   write();
@@ -117,7 +122,8 @@ TEST_F(TrainFaults, Outputs) {
     EXPECT_EQ(result.status, 99);
   };
   trainTo("ModelFileName=t.bin");
-  EXPECT_THAT(result.out, HasSubstr("Error;|2302;|t.bin;|vesk-analyze: the output would take the place of what is read"));
+  EXPECT_THAT(result.out,
+              HasSubstr("Error;|2302;|t.bin;|vesk-analyze: the output would take the place of what is read"));
   trainTo("ModelFileName=no/where.model");
   EXPECT_THAT(result.out, HasSubstr("Error;|2302;|no/where.model;|vesk-analyze: Unable to write output file"));
   EXPECT_EQ(content("t.bin"), before);
@@ -152,11 +158,16 @@ TEST_F(TrainFaults, OfScoring) {
   };
   table("s.bin", {{"x", "Numeric", "Explanatory"}, {"w", "Numeric", "Explanatory"}}, {1, 2});
   expectScoreRefused("s.bin", "group", "the dataset does not have this column of the training");
-  table("s.bin", {{"x", "Numeric", "Explanatory"}, {"w", "Numeric", "Explanatory"}, {"group", "Numeric", "Explanatory"}},
+  table("s.bin",
+        {{"x", "Numeric", "Explanatory"}, {"w", "Numeric", "Explanatory"}, {"group", "Numeric", "Explanatory"}},
         {1, 2, 3});
   expectScoreRefused("s.bin", "group", "the column is numeric, in the training it was categorical");
-  table("s.bin", {{"x", "Numeric", "Explanatory"}, {"w", "Numeric", "Explanatory"},
-                  {"group", "Categorical", "Explanatory"}, {"Predicted_y", "Numeric", "Explanatory"}}, {1, 2, 3, 4});
+  table("s.bin",
+        {{"x", "Numeric", "Explanatory"},
+         {"w", "Numeric", "Explanatory"},
+         {"group", "Categorical", "Explanatory"},
+         {"Predicted_y", "Numeric", "Explanatory"}},
+        {1, 2, 3, 4});
   expectScoreRefused("s.bin", "Predicted_y", "a column of the dataset has the name of a prediction");
   analyse({"score", "a.model", "t.bin", "p.csv", "--keep", "x,nope"});
   EXPECT_EQ(result.status, 99);
@@ -194,8 +205,9 @@ TEST_F(TrainFaults, Doubts) {
   train("t.bin", "m", {"Model=LinearRegression", "SplitField=x"});
   EXPECT_EQ(result.status, 0) << result.out;
   EXPECT_THAT(result.out, HasSubstr(warningLine(2202, "SplitField;|vesk-analyze: LinearRegression has no use for it")));
-  writeFile("p.xml", "<AnalysisParams><Model>LinearRegression</Model><ModelFileName>u.model</ModelFileName><Nope>1</Nope>"
-                     "</AnalysisParams>");
+  writeFile("p.xml",
+            "<AnalysisParams><Model>LinearRegression</Model><ModelFileName>u.model</ModelFileName><Nope>1</Nope>"
+            "</AnalysisParams>");
   analyse({"train", "p.xml", "t.bin"});
   EXPECT_EQ(result.status, 0) << result.out;
   EXPECT_THAT(result.out, HasSubstr(warningLine(2202, "Nope;|vesk-analyze: unknown parameter is ignored")));

@@ -81,8 +81,8 @@ TEST_F(Train, TheLossesAreThoseOfThePredictions) {
     for (const Strings& model : {Strings{"Model=LinearRegression"}, Strings{"Model=FeatureTransform", "SplitField=x"},
                                  Strings{"Model=FeatureTransform", "SplitField=group"}}) {
       Strings settings = model;
-      settings.insert(settings.end(), {"Supplementary=id", "NumFolds=4", "TestPercent=20", "HeldOutPercent=15",
-                                       "FoldSeed=4294967295"});
+      settings.insert(settings.end(),
+                      {"Supplementary=id", "NumFolds=4", "TestPercent=20", "HeldOutPercent=15", "FoldSeed=4294967295"});
       if (isWeighted) settings.emplace_back("CaseWeight=w");
       train("t.bin", "m", settings);
       ASSERT_EQ(result.status, 0) << result.out << result.err;
@@ -166,8 +166,7 @@ TEST_F(Train, AllFilesAreTheSameOnAnyNumberOfRanks) {
 TEST_F(Train, OneShareIsTheSameButForLastDigits) {
   writeTable("t.bin", 2500);
   for (const int ranks : {1, 3}) {
-    train("t.bin", "r" + std::to_string(ranks),
-          {"Model=LinearRegression", "Supplementary=id", "Shares=1"}, ranks);
+    train("t.bin", "r" + std::to_string(ranks), {"Model=LinearRegression", "Supplementary=id", "Shares=1"}, ranks);
     ASSERT_EQ(result.status, 0) << result.out << result.err;
   }
   const double alone = std::stod(csv("r1_stages.csv").at("loss_folds").front());
