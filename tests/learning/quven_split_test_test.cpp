@@ -281,6 +281,23 @@ TEST_F(QUVENSplitTestTest, RandomNumbersAreCutByTheLiteralRule) {
   }
 }
 
+TEST_F(QUVENSplitTestTest, FindsTheIntervalBesideEachBoundary) {
+  std::vector<double> numbers;
+  for (int i = 0; i < 20000; ++i) numbers.push_back(i % 300);
+  num->setSampleFlag(false, QUVEN_ENV);
+  num->setSampleCapacity(20000, QUVEN_ENV);
+  num->setSampleFlag(true, QUVEN_ENV);
+  showNumbers(numbers);
+  makeSplit(*num, 1);
+  const std::vector<double> cuts = boundaries();
+  for (const double cut : cuts) {
+    const auto interval = static_cast<std::int32_t>(std::ranges::lower_bound(cuts, cut) - cuts.begin()) + 1;
+    EXPECT_EQ(segmentOfNumber(std::nextafter(cut, -infinity)), interval);
+    EXPECT_EQ(segmentOfNumber(cut), interval);
+    EXPECT_EQ(segmentOfNumber(std::nextafter(cut, infinity)), interval + 1);
+  }
+}
+
 TEST_F(QUVENSplitTestTest, FrequentCategoriesHaveSegmentsOfTheirOwn) {
   showTexts({{"a", 30}, {"b", 20}, {"c", 9}, {"d", 10}, {"e", 3}, {"", 9}});
   makeSplit(*cat, 10);

@@ -3,6 +3,7 @@
 
 #include <cmath>
 #include <limits>
+#include <random>
 
 #include "kernel/kernel_fixture.h"
 #include "kernel/quven_cat_field.h"
@@ -23,6 +24,9 @@ struct TransformRecord {
 };
 
 using TransformTable = std::vector<TransformRecord>;
+
+/// Deals the records of a table to folds, and every tenth each to the test and the held-out records.
+inline int channelOf(int i) { return i % 10 < 2 ? 1 + i % 10 : 3 + i / 2 % 3; }
 
 /// Feature transforms over a table, in an environment of 5 channels.
 class TransformTest : public KernelTest {
@@ -119,6 +123,39 @@ class TransformTest : public KernelTest {
     gather(table);
     makeTransform(splitField, withContext);
     train(*transform, 1, table);
+  }
+
+  /// y is a broken line of x: it falls to x = 50 and rises from there.
+  static TransformTable brokenLine(int records = 1000) {
+    std::mt19937 random(5);
+    TransformTable table;
+    for (int i = 0; i < records; ++i) {
+      TransformRecord record;
+      record.x = static_cast<double>(random() % 10000) / 100;
+      record.z = static_cast<double>(random() % 100) / 10;
+      record.y = std::abs(record.x - 50) + static_cast<double>(random() % 1000) / 1000;
+      record.channel = channelOf(i);
+      table.push_back(record);
+    }
+    return table;
+  }
+  /// y is 10, 20 or 30 by groups of the categories a to f.
+  static TransformTable groupsOfLetters(int records = 900) {
+    std::mt19937 random(6);
+    TransformTable table;
+    for (int i = 0; i < records; ++i) {
+      TransformRecord record;
+      const int letter = static_cast<int>(random() % 6);
+      record.c = std::string(1, static_cast<char>('a' + letter));
+      record.y = 10.0 * (1 + letter % 3) + static_cast<double>(random() % 1000) / 1000;
+      record.channel = channelOf(i);
+      table.push_back(record);
+    }
+    return table;
+  }
+  std::int32_t segmentOf(const TransformRecord& record) {
+    set(record);
+    return transform->getSplitTest()->getSegment(1, QUVEN_ENV);
   }
 
   /// The prediction for a record in a channel.

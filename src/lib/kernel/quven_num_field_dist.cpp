@@ -189,18 +189,34 @@ std::int32_t QUVENNumFieldDist::walkToBin(double x, const QUVENEnvHandle& env) c
   quvenUnreachable(QUVEN_ENV);
 }
 
-void QUVENBinLimits::set(const QUVENXaRay<QUVENNumFieldBin, 0>& bins) {
-  constexpr double infinity = std::numeric_limits<double>::infinity();
-  searchable = false;
-  if (bins.isEmpty() || bins.getSize() > MostBins) return;
-  limits.fill(infinity);
-  for (std::size_t i = 0; i < static_cast<std::size_t>(bins.getSize()); ++i) {
-    const QUVENNumFieldBin& bin = bins[static_cast<long>(i) + 1];
-    limits[i] = bin.includesHiEnd() ? std::nextafter(bin.getHiEnd(), infinity) : bin.getHiEnd();
-    if (std::isnan(limits[i]) || (i > 0 && limits[i] < limits[i - 1])) return;
+template <class LimitAt>
+bool QUVENBinLimits::setLimits(long count, LimitAt limitAt) {
+  if (count > MostBins) return false;
+  limits.fill(std::numeric_limits<double>::infinity());
+  for (std::size_t i = 0; i < static_cast<std::size_t>(count); ++i) {
+    limits[i] = limitAt(static_cast<long>(i) + 1);
+    if (std::isnan(limits[i]) || (i > 0 && limits[i] < limits[i - 1])) return false;
   }
   for (std::size_t i = 0; i < groupLimits.size(); ++i) groupLimits[i] = limits[(i + 1) * GroupSize - 1];
-  searchable = bins[bins.getSize()].getHiEnd() == QUVENNumFieldBin::HighestValue;
+  return true;
+}
+
+namespace {
+
+double numberAfter(double x) { return std::nextafter(x, std::numeric_limits<double>::infinity()); }
+
+}  // namespace
+
+void QUVENBinLimits::set(const QUVENXaRay<QUVENNumFieldBin, 0>& bins) {
+  const auto limitAt = [&](long i) {
+    return bins[i].includesHiEnd() ? numberAfter(bins[i].getHiEnd()) : bins[i].getHiEnd();
+  };
+  searchable = !bins.isEmpty() && setLimits(bins.getSize(), limitAt) &&
+               bins[bins.getSize()].getHiEnd() == QUVENNumFieldBin::HighestValue;
+}
+
+void QUVENBinLimits::setEnds(const QUVENXaRay<double>& ends) {
+  searchable = setLimits(ends.getSize(), [&](long i) { return numberAfter(ends[i]); });
 }
 
 void QUVENNumFieldDist::postReadPrimitive(QUVENObjReader& reader, const QUVENEnvHandle& env) {

@@ -102,8 +102,11 @@ class QUVENBinLimits {
  public:
   /// Takes over the limits of the bins.
   void set(const QUVENXaRay<QUVENNumFieldBin, 0>& bins);
-  /// Whether the bins can be searched: at most MostBins, limits in ascending order, the largest number as last end.
-  /// Bins made from a sample always can; those of a damaged stream may not.
+  /// Takes over the limits of intervals that each have their end in them; find gives the interval after the last one
+  /// for a larger number. Searchable for at most MostBins ends in ascending order.
+  void setEnds(const QUVENXaRay<double>& ends);
+  /// Whether the bins of set can be searched: at most MostBins, limits in ascending order, the largest number as last
+  /// end. Bins made from a sample always can; those of a damaged stream may not.
   bool isSearchable() const { return searchable; }
   /// The bins are gone.
   void deleteMemory(const QUVENEnvHandle&) { searchable = false; }
@@ -118,6 +121,9 @@ class QUVENBinLimits {
   static constexpr std::int32_t GroupSize = 16;
   static constexpr std::int32_t MostBins = GroupSize * GroupSize - 1;
 
+  /// Takes over count limits, and returns whether they are in ascending order and not too many.
+  template <class LimitAt>
+  bool setLimits(long count, LimitAt limitAt);
   /// How many limits of a group are at or below a number.
   static std::int32_t countUpTo(const double* group, double x) {
     std::int64_t count = 0;

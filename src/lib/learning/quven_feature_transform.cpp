@@ -138,7 +138,7 @@ bool QUVENFeatureTransform::beginPass(const QUVENEnvHandle& env) {
 }
 
 bool QUVENFeatureTransform::beginBottomUpTraining(std::int32_t mode, const QUVENEnvHandle& env) {
-  QUVENModel* const refModelPtr = ivRootModelPtr.get();
+  QUVENModel* const refModelPtr = &rootModel();
   require(refModelPtr->setMiningMode(BestModelTrainDataOnly, nullptr, QUVEN_ENV),
           "ivRootModelPtr->setMiningMode (QUVENModel::BestModelTrainDataOnly, QUVEN_ENV)",
           "Segment models must implement best model train data only", QUVEN_ENV);

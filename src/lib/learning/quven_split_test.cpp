@@ -67,6 +67,12 @@ void QUVENNumericSplit::open(QUVENNumField* field, double minRecords, const QUVE
   ivSegmentVec.setSize(intervals, QUVEN_ENV);
   for (long i = 1; i <= intervals; ++i) ivSegmentVec[i] = static_cast<std::int32_t>(i);
   ivMissingSegment = ivNumSegments = static_cast<std::int32_t>(intervals + 1);
+  ends.setEnds(ivBoundaryVec);
+}
+
+void QUVENNumericSplit::postReadPrimitive(QUVENObjReader& reader, const QUVENEnvHandle& env) {
+  Members::postReadPrimitive(reader, QUVEN_ENV);
+  ends.setEnds(ivBoundaryVec);
 }
 
 bool QUVENNumericSplit::hasValuePerChannel() const {
@@ -78,8 +84,9 @@ std::int32_t QUVENNumericSplit::getSegment(long channel, const QUVENEnvHandle&) 
   QUVEN_ASSERT(ivFieldPtr != nullptr);
   const double x = ivFieldPtr->getNumValueOrSingle(channel);
   if (!ivFieldPtr->hasValue() || ivFieldPtr->isMissing() || std::isnan(x)) return ivMissingSegment;
-  const double* end = std::lower_bound(ivBoundaryVec.begin(), ivBoundaryVec.end(), x);
-  return ivSegmentVec.at(end - ivBoundaryVec.begin() + 1);
+  const long boundaries = ivBoundaryVec.getSize();
+  if (ends.isSearchable()) return ivSegmentVec.at(std::min(long{ends.find(x)}, boundaries) + 1);
+  return ivSegmentVec.at(std::lower_bound(ivBoundaryVec.begin(), ivBoundaryVec.end(), x) - ivBoundaryVec.begin() + 1);
 }
 
 void QUVENNumericSplit::mapSegments(const QUVENXaRay<std::int32_t>& map, const QUVENEnvHandle& env) {
@@ -95,6 +102,7 @@ void QUVENNumericSplit::mapSegments(const QUVENXaRay<std::int32_t>& map, const Q
   // The end of the last interval that is kept is open.
   ivSegmentVec.setSize(kept, QUVEN_ENV);
   ivBoundaryVec.setSize(kept - 1, QUVEN_ENV);
+  ends.setEnds(ivBoundaryVec);
 }
 
 std::vector<QUVENSegmentDescription> QUVENNumericSplit::describeSegments(const QUVENEnvHandle&) const {

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "kernel/quven_field_name_map.h"
+#include "kernel/quven_num_field_dist.h"
 #include "util/quven_object_of.h"
 #include "util/quven_xaray.h"
 
@@ -62,6 +63,9 @@ class QUVENNumericSplit : public QUVENObjectOf<QUVENNumericSplit, QUVENSplitTest
 
   const QUVENXaRay<double>& getBoundaries() const { return ivBoundaryVec; }
 
+  /// Rebuilds what no stream carries.
+  void postReadPrimitive(QUVENObjReader& reader, const QUVENEnvHandle& env) override;
+
   std::int32_t getNumSegments() const override { return ivNumSegments; }
   std::int32_t getMissingSegment() const override { return ivMissingSegment; }
   std::int32_t getSegment(long channel, const QUVENEnvHandle& env) const override;
@@ -75,6 +79,7 @@ class QUVENNumericSplit : public QUVENObjectOf<QUVENNumericSplit, QUVENSplitTest
   QUVEN_MEMBER(ivSegmentVec, QUVENXaRay<std::int32_t>);  // by interval
   QUVEN_MEMBER(ivMissingSegment, std::int32_t) = 0;
   QUVEN_MEMBER(ivNumSegments, std::int32_t) = 0;
+  QUVEN_STATE(ends, QUVENBinLimits);  // of ivBoundaryVec
 };
 
 /// Segments that are groups of categories.
