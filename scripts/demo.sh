@@ -6,7 +6,7 @@ cd "$(dirname "$0")/.."
 
 scripts/setup.sh
 cmake --preset release
-cmake --build --preset release --target vesk-loader vesk-generate vesk-inspect vesk-analyze
+cmake --build --preset release --target vesk vesk-loader vesk-generate vesk-inspect vesk-analyze
 
 bin=$PWD/build/release/bin
 rm -rf build/demo
@@ -105,6 +105,32 @@ run "$bin/vesk-inspect" groups found.2_1.nodes.csv one_worker.txt
 echo "the groups that were found beside those that were planted:"
 run "$bin/vesk-inspect" groups found.1_1.nodes.csv planted.txt --largest 3
 
+step "a model of what subscribers spend: the curve of tenure that was planted, and the one that is learned"
+run "$bin/vesk-generate" table --rows 50000 -o spend.csv --curve curve.csv --quiet
+run "$bin/vesk" table csv spend.csv spend.bin --target spend > table.log
+cat > train.xml << 'END'
+<AnalysisParams>
+  <Model>FeatureTransform</Model>
+  <SplitField>tenure</SplitField>
+  <UnseenValues>Root</UnseenValues>
+  <ModelFileName>spend.model</ModelFileName>
+  <OutputFileName>spend</OutputFileName>
+</AnalysisParams>
+END
+for workers in 1 2; do
+  echo "+ mpirun -n $workers vesk-analyze train train.xml spend.bin --strict > train.$workers.log"
+  mpirun -n "$workers" "$bin/vesk-analyze" train train.xml spend.bin --strict > "train.$workers.log"
+  mv spend.model "spend.$workers.model"
+done
+cmp spend.1.model spend.2.model && echo "one and two workers give the same model"
+sed -n '/^Mean squared error/,$p' spend_report.txt
+# Subscribers who differ in nothing but tenure: the prediction is the curve itself, as the effects of plans have mean 0.
+awk -F, 'NR == 1 { print "tenure,minutes,calls,plan,region" } NR > 1 { print $1 ",0,0,duo,R01" }' curve.csv > probe.csv
+run "$bin/vesk" table csv probe.csv probe.bin > probe.log
+run "$bin/vesk-analyze" score spend.1.model probe.bin probe.predicted.csv --keep tenure
+echo "   tenure   planted   learned"
+paste -d, curve.csv probe.predicted.csv | awk -F, 'NR > 1 { printf "%9.1f %9.2f %9.2f\n", $1, $2, $5 }'
+
 step "the parameter file of the sums as an object stream"
 run "$bin/vesk-inspect" xml sums.xml --save sums.stream > /dev/null
 run "$bin/vesk-inspect" stream sums.stream | sed -n 1,12p
@@ -119,4 +145,5 @@ sums.bin.0 .1 .2   datasets of the sums    groups.txt        the planted groups
 sums.stream        a tree of tags as an object stream
 month.bin          the table with groups  found.*.csv       groups and their members, with ranks and leaders
 parts.bin.0 .1     dataset of the pairs   energy.*.csv      energy and degrees of each subscriber
+spend.bin          a table                spend.*.model     what was learned, with spend_report.txt
 NOTE

@@ -87,6 +87,7 @@ TEST(ParameterTables, EveryKeyIsDocumentedWithItsDefault) {
   EXPECT_EQ(markdownTable(groups, 1), tableOf("groups", false, false));
   EXPECT_EQ(markdownTable(groups, 2), tableOf("groups", true, false));
   EXPECT_EQ(markdownTable(groups, 2), tableOf("kernel", true, false));
+  EXPECT_EQ(markdownTable(documentOf("models.md"), 1), tableOf("train", false, false));
 }
 
 TEST(ParameterTables, TheManPageHasEveryKeyWithItsDefault) {
@@ -94,6 +95,7 @@ TEST(ParameterTables, TheManPageHasEveryKeyWithItsDefault) {
   EXPECT_EQ(manSection(page, "Parameters of diffusion"), tableOf("diffusion", false, true));
   EXPECT_EQ(manSection(page, "Parameters of groups"), tableOf("groups", false, true));
   EXPECT_EQ(manSection(page, "Parameters of the kernel"), tableOf("kernel", true, true));
+  EXPECT_EQ(manSection(page, "Parameters of train"), tableOf("train", false, true));
 }
 
 TEST(ParameterTables, TheHelpHasEveryKeyWithItsDefaultAndMeaning) {

@@ -3,14 +3,15 @@
 #include <algorithm>
 #include <filesystem>
 #include <functional>
+#include <sstream>
 
 #include "control/quven_result_file.h"
 #include "dataset_check.h"
+#include "exact_text.h"
 #include "kernel/quven_cat_field.h"
 #include "kernel/quven_num_field.h"
 #include "output_check.h"
 #include "shared_words.h"
-#include "training_report.h"
 #include "vesk-common/quven_doubt.h"
 #include "vesk-common/quven_reports.h"
 
@@ -189,10 +190,13 @@ void TrainingRun::writeModel(const QUVENEnvHandle& env) const {
   if (!isWritten) report_error(FileUnusable, parameters.modelFile, outputUnwritable, QUVEN_ENV, true);
 }
 
+TrainingReport TrainingRun::makeReport(const std::vector<DescribedStage>& stages) const {
+  return {parameters, fields, options.dataset, labels, stages, *losses, static_cast<long>(trainingPasses)};
+}
+
 void TrainingRun::writeReports(const QUVENEnvHandle& env) const {
   const std::vector<DescribedStage> stages = kind->describe(*model, labels, QUVEN_ENV);
-  const TrainingReport report{
-      parameters, fields, options.dataset, labels, stages, *losses, static_cast<long>(trainingPasses)};
+  const TrainingReport report = makeReport(stages);
   writeFile(
       parameters.stagesFile(), [&](std::ostream& out) { writeStages(report, out); }, QUVEN_ENV);
   writeFile(
@@ -201,7 +205,22 @@ void TrainingRun::writeReports(const QUVENEnvHandle& env) const {
       parameters.reportFile(), [&](std::ostream& out) { writeReport(report, out); }, QUVEN_ENV);
 }
 
+void TrainingRun::logResults(const QUVENEnvHandle& env) const {
+  constexpr std::int32_t levelOfSegments = 31;
+  if (parameters.verbosityLevel < 1) return;
+  const auto loss = [this](QUVENModelLosses::Kind of) { return exactText(losses->getLoss(of)); };
+  report_log(1, "Losses: train: " + loss(QUVENModelLosses::Train) + ", folds: " + loss(QUVENModelLosses::Folds) +
+                    ", held out: " + loss(QUVENModelLosses::HeldOut) + ", test: " + loss(QUVENModelLosses::Test));
+  if (parameters.verbosityLevel < levelOfSegments) return;
+  std::ostringstream text;
+  const std::vector<DescribedStage> stages = kind->describe(*model, labels, QUVEN_ENV);
+  writeSegments(makeReport(stages), text);
+  std::istringstream lines(text.str());
+  for (std::string line; std::getline(lines, line);) report_log(1, line);
+}
+
 void TrainingRun::finish(const QUVENEnvHandle& env) {
+  logResults(QUVEN_ENV);
   if (!parameters.outputFile.empty()) writeReports(QUVEN_ENV);
   writeModel(QUVEN_ENV);  // last: a model that is there has its reports
 }

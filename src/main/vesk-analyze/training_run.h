@@ -12,6 +12,7 @@
 #include "run_dataset.h"
 #include "training_fields.h"
 #include "training_parameters.h"
+#include "training_report.h"
 
 namespace vesk_analyze {
 
@@ -40,6 +41,8 @@ class TrainingRun final : public Run {
   void addModel(const QUVENEnvHandle& env);
   void addLosses(const QUVENEnvHandle& env);
   void writeModel(const QUVENEnvHandle& env) const;
+  TrainingReport makeReport(const std::vector<DescribedStage>& stages) const;
+  void logResults(const QUVENEnvHandle& env) const;
   void writeReports(const QUVENEnvHandle& env) const;
 
   const AnalyzeOptions& options;
