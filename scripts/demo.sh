@@ -124,8 +124,8 @@ for workers in 1 2; do
 done
 cmp spend.1.model spend.2.model && echo "one and two workers give the same model"
 sed -n '/^Mean squared error/,$p' spend_report.txt
-# Subscribers who differ in nothing but tenure: the prediction is the curve itself, as the effects of plans have mean 0.
-awk -F, 'NR == 1 { print "tenure,minutes,calls,plan,region" } NR > 1 { print $1 ",0,0,duo,R01" }' curve.csv > probe.csv
+# Subscribers who differ in nothing but tenure, with the mean of everything else: the curve as it was planted.
+awk -F, 'NR == 1 { print "tenure,minutes,calls,plan,region" } NR > 1 { print $1 ",500,100,duo,R01" }' curve.csv > probe.csv
 run "$bin/vesk" table csv probe.csv probe.bin > probe.log
 run "$bin/vesk-analyze" score spend.1.model probe.bin probe.predicted.csv --keep tenure
 echo "   tenure   planted   learned"
