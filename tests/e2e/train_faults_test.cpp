@@ -133,14 +133,12 @@ TEST_F(TrainFaults, Outputs) {
     analyse({"score", "m.model", "t.bin", output});
     EXPECT_EQ(result.status, 99) << output;
   }
-  limits.fileBytes = 100;
-  std::filesystem::remove(path("m_report.txt"));
-  train("t.bin", "full", {"Model=LinearRegression"});
+  // A full disk.
+  trainTo("ModelFileName=/dev/full");
+  EXPECT_THAT(result.out, HasSubstr("Error;|2302;|/dev/full;|vesk-analyze: Unable to write output file"));
+  analyse({"score", "m.model", "t.bin", "/dev/full"});
   EXPECT_EQ(result.status, 99);
-  EXPECT_FALSE(exists("full.model"));
-  analyse({"score", "m.model", "t.bin", "p.csv"});
-  EXPECT_EQ(result.status, 99);
-  EXPECT_FALSE(exists("p.csv"));
+  EXPECT_THAT(result.out, HasSubstr("Error;|2302;|/dev/full;|"));
 }
 
 TEST_F(TrainFaults, OfScoring) {

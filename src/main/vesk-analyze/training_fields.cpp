@@ -123,6 +123,13 @@ std::vector<QUVENField*> TrainingFields::weights() const {
   return fields;
 }
 
+std::vector<QUVENField*> TrainingFields::learnable() const {
+  std::vector<QUVENField*> fields;
+  std::copy_if(inputs.begin(), inputs.end(), std::back_inserter(fields),
+               [this](const QUVENField* field) { return field->isNumeric() || field == split; });
+  return fields;
+}
+
 std::vector<QUVENField*> TrainingFields::described() const {
   std::vector<QUVENField*> fields = inputs;
   fields.push_back(target);
@@ -175,9 +182,8 @@ void checkDistributions(const TrainingFields& fields, const std::string& dataset
       refuseColumn(name, "the weight is nowhere above 0", QUVEN_ENV);
     }
   }
-  if (std::any_of(fields.inputs.begin(), fields.inputs.end(), [](const QUVENField* field) { return varies(*field); })) {
-    return;
-  }
+  const std::vector<QUVENField*> inputs = fields.learnable();
+  if (std::any_of(inputs.begin(), inputs.end(), [](const QUVENField* field) { return varies(*field); })) return;
   report_error(FileUnusable, dataset, "vesk-analyze: every input is constant or missing", QUVEN_ENV, true);
 }
 

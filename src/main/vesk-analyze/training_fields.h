@@ -20,6 +20,8 @@ struct TrainingFields {
 
   /// The weights that there are.
   std::vector<QUVENField*> weights() const;
+  /// The inputs that a model can learn from: the numeric ones and the split field.
+  std::vector<QUVENField*> learnable() const;
   /// Inputs, target and weights: what has a distribution.
   std::vector<QUVENField*> described() const;
 };

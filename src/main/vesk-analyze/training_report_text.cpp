@@ -182,6 +182,8 @@ class TextReport {
     double value;
   };
 
+  static bool isLong(const std::string& label) { return label.size() > static_cast<std::size_t>(nameWidth); }
+
   static std::string joinedLabels(const std::vector<std::string>& labels) {
     std::string all;
     for (const std::string& label : labels) {
@@ -231,8 +233,9 @@ class TextReport {
     for (const PlotRow& row : rows) {
       const double share = high > low ? (row.value - low) / (high - low) : 0;
       const auto place = static_cast<std::size_t>(std::lround(share * (plotWidth - 1)));
-      out << std::setw(nameWidth) << row.label << ' ' << std::setw(numberWidth) << shortText(row.value) << "  |"
-          << std::string(place, ' ') << "*\n";
+      if (isLong(row.label)) out << row.label << '\n';
+      out << std::setw(nameWidth) << (isLong(row.label) ? std::string() : row.label) << ' ' << std::setw(numberWidth)
+          << shortText(row.value) << "  |" << std::string(place, ' ') << "*\n";
     }
     for (const DescribedSegment& segment : transform.segments) {
       if (segment.points > 0) continue;

@@ -81,8 +81,7 @@ void TrainingRun::openTable(const QUVENEnvHandle& env) {
 
 /// A linear model has no use for categories.
 void TrainingRun::checkInputs(const QUVENEnvHandle& env) const {
-  const auto isNumeric = [](const QUVENField* field) { return field->isNumeric(); };
-  if (kind->hasSplitField || std::any_of(fields.inputs.begin(), fields.inputs.end(), isNumeric)) return;
+  if (!fields.learnable().empty()) return;
   report_error(FileUnusable, options.dataset,
                "vesk-analyze: " + parameters.model + " needs a numeric input, the dataset has none", QUVEN_ENV, true);
 }
