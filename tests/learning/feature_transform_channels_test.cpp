@@ -51,7 +51,10 @@ class QUVENFeatureTransformChannelsTest : public TransformTest {
     for (long segment = 0; segment <= segments; ++segment) {
       SCOPED_TRACE(segment);
       auto literal = make<QUVENLinRegModel>();
-      addInputs(*literal, x, false);
+      for (const QUVENModelInput& input : transform->getExplanatoryFields()) {
+        literal->addInput(input.getField(), input.getUsage(), QUVEN_ENV);
+      }
+      literal->addInput(y, QUVENUsageTarget, QUVEN_ENV);
       ASSERT_TRUE(literal->setMiningMode(2, nullptr, QUVEN_ENV));
       ASSERT_TRUE(literal->beginDataScan(QUVEN_ENV));
       literal->beginRecords(QUVEN_ENV);
@@ -83,6 +86,19 @@ TEST_F(QUVENFeatureTransformChannelsTest, EachChannelGoesToItsSegment) {
     expectLiteralData(table, choose);
     EXPECT_TRUE(transform->endDataScan(1, QUVEN_ENV));
   }
+}
+
+TEST_F(QUVENFeatureTransformChannelsTest, AFieldThatIsNoInputSplitsByChannelAsWell) {
+  const TransformTable table = brokenLine(400);
+  gather(table);
+  const auto choose = [](std::size_t i) { return i % 3 == 0; };
+  transform = make<QUVENFeatureTransform>();
+  transform->addInput(z, QUVENUsageCarried, QUVEN_ENV);
+  transform->addInput(y, QUVENUsageTarget, QUVEN_ENV);
+  transform->setSplitField(x);
+  learnAll(table, choose);
+  expectLiteralData(table, choose);
+  EXPECT_TRUE(transform->endDataScan(1, QUVEN_ENV));
 }
 
 TEST_F(QUVENFeatureTransformChannelsTest, TheBatchFormOfAllChannelsIsARecord) {

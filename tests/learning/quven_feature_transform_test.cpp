@@ -216,6 +216,24 @@ TEST_F(QUVENFeatureTransformTest, AMissingSegmentWithUsableDataIsNeverScoredByTh
   EXPECT_FALSE(warning->hasValue());
 }
 
+TEST_F(QUVENFeatureTransformTest, AnUnusableSegmentThatIsNotTheMissingOneIsCountedAndScoresItself) {
+  TransformTable table = brokenLine(6);
+  trainOn(x, table);
+  ASSERT_FALSE(transform->hasUsableData(QUVEN_ENV));
+  const double prediction = predict({.x = 10});
+  auto& settings = QUVENTransformGlobalVars::get(QUVEN_ENV);
+  settings.setUnseenFromRoot(true);
+  settings.setWarningField(warning);
+  set({.x = 10});
+  // The root of these records is the same model: only its outputs tell whether it is asked.
+  const_cast<QUVENLinRegModel*>(transform->getRoot())->setOutputFields(nullptr, nullptr);
+  predicted()->clearValue();
+  transform->scorePoint(*point, QUVEN_ENV);
+  ASSERT_TRUE(predicted()->hasValue());
+  EXPECT_EQ(predicted()->getNumValueOfChannel(1, QUVEN_ENV), prediction);
+  EXPECT_EQ(warning->getNumValueOfChannel(1, QUVEN_ENV), 1);
+}
+
 // Modes and assertions
 
 TEST_F(QUVENFeatureTransformTest, TrainsInModes1And8Only) {

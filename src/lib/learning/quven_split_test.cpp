@@ -7,6 +7,7 @@
 #include "kernel/quven_cat_field.h"
 #include "kernel/quven_num_field.h"
 #include "util/quven_debug.h"
+#include "util/quven_numbers.h"
 #include "util/quven_registration.h"
 
 QUVEN_REGISTER(QUVENSplitTest);
@@ -85,7 +86,8 @@ std::int32_t QUVENNumericSplit::getSegment(long channel, const QUVENEnvHandle&) 
   const double x = ivFieldPtr->getNumValueOrSingle(channel);
   if (!ivFieldPtr->hasValue() || ivFieldPtr->isMissing() || std::isnan(x)) return ivMissingSegment;
   const long boundaries = ivBoundaryVec.getSize();
-  if (ends.isSearchable()) return ivSegmentVec.at(std::min(long{ends.find(x)}, boundaries) + 1);
+  // The search is for finite numbers; an infinite one is in the same interval as the largest.
+  if (ends.isSearchable()) return ivSegmentVec.at(std::min(long{ends.find(quvenClampDouble(x))}, boundaries) + 1);
   return ivSegmentVec.at(std::lower_bound(ivBoundaryVec.begin(), ivBoundaryVec.end(), x) - ivBoundaryVec.begin() + 1);
 }
 
