@@ -21,8 +21,8 @@ class Train : public TrainCase {
       const double z = 3 * draw();
       const int group = 1 + i * 7 % 5;
       const double y = 3 + 2 * x - z / 2 + (group == 2 || group == 4 ? 1.5 : 0) + noise * draw();
-      values.insert(values.end(), {i % 23 == 0 ? missing : x, z, static_cast<double>(group), i % 31 == 0 ? missing : y,
-                                   static_cast<double>(i), 1 + std::fabs(draw())});
+      values.insert(values.end(), {i % 23 == 0 ? missing : x, z, i % 997 == 5 ? missing : static_cast<double>(group),
+                                   i % 31 == 0 ? missing : y, static_cast<double>(i), 1 + std::fabs(draw())});
     }
     table(name, columns, values);
   }
@@ -83,7 +83,8 @@ TEST_F(Train, TheLossesAreThoseOfThePredictions) {
   writeTable("t.bin", 3000);
   for (const bool isWeighted : {false, true}) {
     for (const Strings& model : {Strings{"Model=LinearRegression"}, Strings{"Model=FeatureTransform", "SplitField=x"},
-                                 Strings{"Model=FeatureTransform", "SplitField=group"}}) {
+                                 Strings{"Model=FeatureTransform", "SplitField=group"},
+                                 Strings{"Model=FeatureTransform", "SplitField=group", "UnseenValues=Root"}}) {
       Strings settings = model;
       settings.insert(settings.end(),
                       {"Supplementary=id", "NumFolds=4", "TestPercent=20", "HeldOutPercent=15", "FoldSeed=4294967295"});
@@ -99,6 +100,8 @@ TEST_F(Train, TheLossesAreThoseOfThePredictions) {
         EXPECT_NEAR(loss, expected, 1e-12 * expected) << name << ' ' << model.back();
         EXPECT_GT(loss, 0);
       };
+      const bool isOfGroup = model.size() > 1 && model[1] == "SplitField=group";
+      EXPECT_EQ(csv("p.csv").at("Warning_y")[5], isOfGroup ? "1" : "0");  // few records without a group
       expectLoss("loss_train", losses.train);
       expectLoss("loss_folds", losses.folds);
       expectLoss("loss_heldout", losses.heldOut);

@@ -38,6 +38,9 @@ void QUVENLinRegModel::getOutputs(QUVENModelOutputs& outputs, std::string_view s
   QUVENField* target = getTargetFields().at(1).getField();
   ivPredValFieldPtr = outputs.addOutput(target, QUVENOutputPredicted, suffix, names, QUVEN_ENV);
   ivPredValStdDevFieldPtr = outputs.addOutput(target, QUVENOutputStdDev, suffix, names, QUVEN_ENV);
+  for (QUVENField* field : {ivPredValFieldPtr, ivPredValStdDevFieldPtr}) {
+    field->setActualChannelCount(getGlobalNumChannels());
+  }
 }
 
 void QUVENLinRegModel::setOutputFields(QUVENField* prediction, QUVENField* stdDev) {

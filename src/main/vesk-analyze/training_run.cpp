@@ -10,6 +10,7 @@
 #include "exact_text.h"
 #include "kernel/quven_cat_field.h"
 #include "kernel/quven_num_field.h"
+#include "learning/quven_feature_transform.h"
 #include "output_check.h"
 #include "shared_words.h"
 #include "vesk-common/quven_doubt.h"
@@ -60,12 +61,16 @@ void TrainingRun::makeDriver(const QUVENEnvHandle& env) {
   shareDealing(dealing, transport);
   std::int32_t shares = parameters.shares;
   shareWord(shares, transport);
+  std::int32_t isFromRoot = parameters.isUnseenFromRoot() ? 1 : 0;
+  shareWord(isFromRoot, transport);
   const QUVENPassSettings settings{.numChannels = dealing.getNumChannels(),
                                    .dealChannel = [dealing](std::int64_t record) { return dealing.channelOf(record); },
                                    .numSlices = shares == 1 ? 0 : shares,
                                    .distributionPasses = distributionPasses};
   driver.emplace(settings, transport, QUVEN_ENV);
   driver->setDataset(dataset.get());
+  // The losses are those of the predictions that score will make.
+  QUVENTransformGlobalVars::get(QUVEN_ENV).setUnseenFromRoot(isFromRoot != 0);
 }
 
 void TrainingRun::openTable(const QUVENEnvHandle& env) {
