@@ -83,6 +83,17 @@ class QUVENCatFieldDist : public QUVENObjectOf<QUVENCatFieldDist, QUVENObject> {
   /// A text that the sample has fewer times is not kept.
   void setMinCatOccuranceThreshold(std::int32_t minOccurance) { ivMinCatOccuranceThreshold = minOccurance; }
 
+  /// Whether texts are counted by category; otherwise they are sampled.
+  bool isCounting() const { return !ivCatsVec.isEmpty() || ivScansDone != 0; }
+  /// Counts a text of a category. Requires: isCounting(), and an index that getCatIndex gave.
+  void count(std::int32_t index) {
+    ivCurrValidCount += 1.0;
+    if (index == 0) {  // QUVENField::DefaultValueIndex
+      ivCurrDefaultCount += 1.0;
+    } else {
+      ivCatsVec[index].addToCurrCount(1.0);
+    }
+  }
   /// Counts a text and shows it to the sample or to the categories.
   void update(std::uint32_t recordId, const QUVENStringWithHash& value, const QUVENEnvHandle& env);
   void updateMissing() { ivCurrMissingCount += 1.0; }
