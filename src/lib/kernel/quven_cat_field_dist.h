@@ -4,6 +4,7 @@
 // The distribution of a column of texts: the most frequent ones of a sample of the first pass, counted afterwards.
 
 #include <cstdint>
+#include <utility>
 
 #include "util/quven_keyvalue_xashtable.h"
 #include "util/quven_object_of.h"
@@ -28,6 +29,11 @@ class QUVENStringPQElement : public QUVENObjectOf<QUVENStringPQElement, QUVENObj
   std::uint32_t getPriority() const { return ivPriority; }
   /// The order in which elements leave a full sample: by priority, and of one priority by text.
   bool leavesBefore(const QUVENStringPQElement& other) const;
+  /// A heap exchanges elements at each of its levels; no text is copied for it.
+  void swap(QUVENStringPQElement& other) noexcept {
+    ivValue.swap(other.ivValue);
+    std::swap(ivPriority, other.ivPriority);
+  }
 
  private:
   QUVEN_MEMBER(ivValue, QUVENStringWithHash);
