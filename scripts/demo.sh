@@ -135,6 +135,11 @@ step "the parameter file of the sums as an object stream"
 run "$bin/vesk-inspect" xml sums.xml --save sums.stream > /dev/null
 run "$bin/vesk-inspect" stream sums.stream | sed -n 1,12p
 
+step "a table with named columns and a planted curve of one of them"
+run "$bin/vesk-generate" table --rows 20000 -o table.csv --curve curve.csv
+run "$bin/vesk" table csv table.csv named.bin --target spend
+run "$bin/vesk-inspect" dataset named.bin --rows 4
+
 step "done; everything lies in build/demo"
 ls -l | awk 'NR > 1 { printf "%12s  %s\n", $5, $9 }'
 cat <<'NOTE'
@@ -144,6 +149,8 @@ day2.bin           dataset of the tables   pairsum.bin       dataset of the pair
 sums.bin.0 .1 .2   datasets of the sums    groups.txt        the planted groups
 sums.stream        a tree of tags as an object stream
 month.bin          the table with groups  found.*.csv       groups and their members, with ranks and leaders
+table.csv          a generated table      named.bin         dataset with names, .info and .labels
+curve.csv          its planted curve
 parts.bin.0 .1     dataset of the pairs   energy.*.csv      energy and degrees of each subscriber
 spend.bin          a table                spend.*.model     what was learned, with spend_report.txt
 NOTE

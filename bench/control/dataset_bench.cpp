@@ -204,6 +204,8 @@ void tables(benchmark::internal::Benchmark* bench) {
   for (long pass = 0; pass <= static_cast<long>(TablePass::CountedIndexed); ++pass) {
     for (const long categorical : {0, 1}) {
       for (const long categories : {3L, 50L, 1000L}) bench->Args({pass, categorical, 100'000, categories});
+      // A sample of 10000 is taken of ten times as many records.
+      if (pass == static_cast<long>(TablePass::Sampled)) bench->Args({pass, categorical, 1'000'000, 50});
     }
   }
 }

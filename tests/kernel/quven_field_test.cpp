@@ -134,6 +134,79 @@ TEST_F(QUVENFieldTest, ASavedValueComesBackWhole) {
   saved.deleteMemory(QUVEN_ENV);
 }
 
+TEST_F(QUVENFieldTest, ANumberKeepsTheTextThatItWasGiven) {
+  cat->setCatValue("red");
+  EXPECT_FALSE(cat->setCatValueOf(5));
+  EXPECT_EQ(cat->getCatValue(QUVEN_ENV).str(), "red");
+  cat->setCatValueOf(5, "five");
+  EXPECT_EQ(cat->getCatValue(QUVEN_ENV).str(), "five");
+  cat->setMissing();
+  EXPECT_FALSE(cat->setCatValueOf(6));
+  EXPECT_TRUE(cat->isMissing());
+  EXPECT_TRUE(cat->setCatValueOf(5));
+  EXPECT_FALSE(cat->isMissing());
+  EXPECT_EQ(cat->getCatValue(QUVEN_ENV).str(), "five");
+  cat->setCatValue(cat->getCatValue(QUVEN_ENV));  // its own text
+  EXPECT_EQ(cat->getCatValue(QUVEN_ENV).str(), "five");
+  cat->setCatValue("red");
+  EXPECT_EQ(cat->getCatValue(QUVEN_ENV).str(), "red");
+}
+
+TEST_F(QUVENFieldTest, TheTextOfANumberIsSavedAndCopied) {
+  QUVENFieldValue saved;
+  cat->setCatValueOf(5, "five");
+  cat->saveValue(saved, QUVEN_ENV);
+  cat->setCatValueOf(6, "six");
+  cat->restoreValue(saved, QUVEN_ENV);
+  EXPECT_EQ(cat->getCatValue(QUVEN_ENV).str(), "five");
+  ASSERT_TRUE(cat->setCatValueOf(6));
+  QUVENOwnPtr<QUVENCatField> copy = make<QUVENCatField>();
+  copy->copyFromPrimitive(cat.get(), QUVEN_ENV);
+  cat->setCatValue("red");
+  EXPECT_EQ(copy->getCatValue(QUVEN_ENV).str(), "six");
+  EXPECT_FALSE(copy->setCatValueOf(6));  // it learns the texts of numbers anew
+  copy.reset(QUVEN_ENV);
+  saved.deleteMemory(QUVEN_ENV);
+}
+
+TEST_F(QUVENFieldTest, TheIndexOfANumberFollowsTheCategories) {
+  const auto set = [this](double number) {
+    if (!cat->setCatValueOf(number)) cat->setCatValueOf(number, number == 1 ? "one" : "two");
+    return cat->getValueIndex(QUVEN_ENV);
+  };
+  const auto pass = [&](double frequent, double rare) {
+    cat->beginDistributionPass(QUVEN_ENV);
+    for (std::uint32_t record = 1; record <= 5; ++record) {
+      set(record <= 3 ? frequent : rare);
+      cat->updateDistribution(record, QUVEN_ENV);
+    }
+    cat->endDistributionPass(QUVEN_ENV);
+  };
+  EXPECT_EQ(set(1), QUVENField::DefaultValueIndex);  // there are no categories yet
+  cat->setSampleFlag(true, QUVEN_ENV);
+  EXPECT_EQ(set(1), QUVENField::DefaultValueIndex);
+  pass(1, 2);
+  EXPECT_EQ(set(1), 1);
+  EXPECT_EQ(set(2), 2);
+  pass(2, 1);  // counts, and leaves the categories
+  EXPECT_EQ(cat->getDistribution()->getCat(1).getCount(), 2);
+  EXPECT_EQ(cat->getDistribution()->getCat(2).getCount(), 3);
+  EXPECT_EQ(set(2), 2);
+  // The distribution of another field comes by a stream, as on the ranks above 0.
+  QUVENOwnPtr<QUVENCatField> other = make<QUVENCatField>();
+  readImage(imageOf(*cat), other);
+  cat->setSampleFlag(false, QUVEN_ENV);
+  EXPECT_EQ(set(2), QUVENField::DefaultValueIndex);
+  cat->setSampleFlag(true, QUVEN_ENV);
+  pass(2, 1);
+  EXPECT_EQ(set(2), 1);
+  readImage(imageOf(*other), cat);
+  EXPECT_EQ(set(2), 2);
+  cat->copyFromPrimitive(other.get(), QUVEN_ENV);
+  EXPECT_EQ(set(1), 1);
+  other.reset(QUVEN_ENV);
+}
+
 TEST_F(QUVENFieldTest, ABaseOfFieldsImplementsNothing) {
   QUVENOwnPtr<QUVENTestField> base = make<QUVENTestField>();
   QUVENOwnPtr<QUVENDataPoint> point = make<QUVENDataPoint>();

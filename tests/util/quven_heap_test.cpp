@@ -25,6 +25,18 @@ struct ByValue {
   bool operator()(const Element& a, const Element& b) const { return a.value < b.value; }
 };
 
+/// Has both operations; a heap must take the one that copies nothing.
+class Swapped {
+ public:
+  Swapped() = default;
+  explicit Swapped(int initial) : value(initial) {}
+  void copyFromPrimitive(const Swapped*, const QUVENEnvHandle&) { FAIL() << "an element was copied"; }
+  void destroyPrimitive(const QUVENEnvHandle&) {}
+  void swap(Swapped& other) noexcept { std::swap(value, other.value); }
+
+  int value = 0;
+};
+
 class QUVENHeapTest : public testing::Test {
  protected:
   void SetUp() override { env.activate(); }
@@ -124,6 +136,24 @@ TEST_F(QUVENHeapTest, CopiesObjectsThroughATemporaryOfTheirClass) {
     EXPECT_EQ(array[i].payload.getSize(), i);
   }
   array.deleteMemory(QUVEN_ENV);
+}
+
+// An exchange by swap copies nothing, and leaves the elements in the same places.
+TEST_F(QUVENHeapTest, SwapsElementsThatCanBeSwapped) {
+  const auto less = [](const Swapped& a, const Swapped& b) { return a.value < b.value; };
+  const std::vector<int> values = {5, 1, 4, 1, 3, 9, 2, 6};
+  QUVENXaRay<Swapped> array;
+  for (const int value : values) array.append(Swapped(value), QUVEN_ENV);
+  QUVENHeap(array, less).heapify(array.getSize(), QUVEN_ENV);
+  QUVENXaRay<int> numbers = arrayOf(values);
+  QUVENHeap(numbers, std::less<int>()).heapify(numbers.getSize(), QUVEN_ENV);
+  for (long i = 1; i <= array.getSize(); ++i) EXPECT_EQ(array[i].value, numbers[i]) << i;
+  QUVENHeap(array, less).heapSort(array.getSize(), QUVEN_ENV);
+  std::vector<int> places;
+  for (const Swapped& element : array) places.push_back(element.value);
+  EXPECT_EQ(places, (std::vector{1, 1, 2, 3, 4, 5, 6, 9}));
+  array.deleteMemory(QUVEN_ENV);
+  numbers.deleteMemory(QUVEN_ENV);
 }
 
 TEST_F(QUVENHeapTest, MovesOtherElements) {

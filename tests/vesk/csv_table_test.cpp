@@ -191,9 +191,9 @@ TEST_F(CsvTableTest, RefusesTwoTextsWithOneCode) {
   const std::string first = "thnsbqhxniwm";
   const std::string second = "vzsvryizhrzh";
   const std::string code = std::to_string(quvenCategoryCode(first));
-  EXPECT_EQ(
-      mistakeOf("a,b\n" + first + ",1\nx,2\n" + second + ",3\n"),
-      "the texts '" + first + "' and '" + second + "' of column a have the same code " + code + "; change one of them");
+  EXPECT_EQ(mistakeOf("a,b\n" + first + ",1\nx,2\n" + second + ",3\n"),
+            "IN, line 4: the texts '" + first + "' and '" + second + "' of column a have the same code " + code +
+                "; change one of them");
   make("a,b\n" + first + "," + second + "\n");  // in two columns they are no trouble
   EXPECT_EQ(numbers()[0], numbers()[1]);
 }

@@ -319,8 +319,8 @@ inline void QUVENBinaryInputDataset::setField(const BoundColumn& column, double 
     column.field->setMissing();
   } else if (column.isNumeric) {
     column.field->setNumValue(value);
-  } else {
-    column.field->setCatValue(QUVENCategoryText(value).get());
+  } else if (!column.field->setCatValueOf(value)) {
+    column.field->setCatValueOf(value, QUVENCategoryText(value).get());
   }
 }
 

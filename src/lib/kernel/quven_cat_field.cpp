@@ -30,6 +30,7 @@ void QUVENCatField::copyFromPrimitive(const QUVENObject* source, const QUVENEnvH
 
 void QUVENCatField::postReadPrimitive(QUVENObjReader& reader, const QUVENEnvHandle& env) {
   Members::postReadPrimitive(reader, QUVEN_ENV);
+  forgetCategoryIndices();
   if (hasDistribution()) ivCatFieldDistPtr->setField(this);
 }
 
@@ -47,6 +48,7 @@ long QUVENCatField::getNumDistValues(const QUVENEnvHandle&) const {
 }
 
 void QUVENCatField::setSampleFlag(bool sample, const QUVENEnvHandle& env) {
+  forgetCategoryIndices();
   if (!sample) {
     ivSampleFlag = 0;
     ivCatFieldDistPtr.reset(QUVEN_ENV);
@@ -79,6 +81,8 @@ void QUVENCatField::updateDistribution(std::uint32_t recordId, const QUVENEnvHan
   if (!isGathering() || !hasValue()) return;
   if (isMissing()) {
     ivCatFieldDistPtr->updateMissing();
+  } else if (ivCatFieldDistPtr->isCounting()) {
+    ivCatFieldDistPtr->count(getIndexOfCategory(QUVEN_ENV));
   } else {
     ivCatFieldDistPtr->update(recordId, getCatValue(QUVEN_ENV), QUVEN_ENV);
   }
@@ -90,6 +94,7 @@ void QUVENCatField::beginDistributionPass(const QUVENEnvHandle& env) {
 
 void QUVENCatField::endDistributionPass(const QUVENEnvHandle& env) {
   if (isGathering()) ivCatFieldDistPtr->endPass(QUVEN_ENV);
+  forgetCategoryIndices();
 }
 
 std::int32_t QUVENCatField::getIndexOfText(const QUVENStringWithHash& text, const QUVENEnvHandle&) const {

@@ -73,22 +73,14 @@ void QUVENCatFieldDist::setSampleCapacity(std::int32_t capacity) {
 }
 
 void QUVENCatFieldDist::update(std::uint32_t recordId, const QUVENStringWithHash& value, const QUVENEnvHandle& env) {
+  if (isCounting()) return count(getCatIndex(value));
   ivCurrValidCount += 1.0;
-  if (ivCatsVec.isEmpty() && ivScansDone == 0) {
-    QUVEN_ASSERT(field != nullptr);
-    const std::uint32_t priority = hashPair(recordId, field->getName().hash());
-    // A full sample rejects most texts by priority: they are not even copied.
-    const bool isFull = ivSampleVecCapacity > 0 && ivSampleVec.getSize() >= ivSampleVecCapacity;
-    if (isFull && priority < ivSampleVec[1].getPriority()) return;
-    addSample(QUVENStringPQElement(value, priority), QUVEN_ENV);
-    return;
-  }
-  const std::int32_t index = getCatIndex(value);
-  if (index == QUVENField::DefaultValueIndex) {
-    ivCurrDefaultCount += 1.0;
-  } else {
-    ivCatsVec[index].addToCurrCount(1.0);
-  }
+  QUVEN_ASSERT(field != nullptr);
+  const std::uint32_t priority = hashPair(recordId, field->getName().hash());
+  // A full sample rejects most texts by priority: they are not even copied.
+  const bool isFull = ivSampleVecCapacity > 0 && ivSampleVec.getSize() >= ivSampleVecCapacity;
+  if (isFull && priority < ivSampleVec[1].getPriority()) return;
+  addSample(QUVENStringPQElement(value, priority), QUVEN_ENV);
 }
 
 void QUVENCatFieldDist::addSample(const QUVENStringPQElement& element, const QUVENEnvHandle& env) {
@@ -112,7 +104,7 @@ void QUVENCatFieldDist::beginPass(const QUVENEnvHandle& env) {
 }
 
 void QUVENCatFieldDist::endPass(const QUVENEnvHandle& env) {
-  if (ivCatsVec.isEmpty() && ivScansDone == 0) makeCategories(QUVEN_ENV);
+  if (!isCounting()) makeCategories(QUVEN_ENV);
   ++ivScansDone;
   ivValidCount = ivCurrValidCount;
   ivMissingCount = ivCurrMissingCount;

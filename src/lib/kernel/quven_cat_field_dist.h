@@ -4,6 +4,7 @@
 // The distribution of a column of texts: the most frequent ones of a sample of the first pass, counted afterwards.
 
 #include <cstdint>
+#include <utility>
 
 #include "util/quven_keyvalue_xashtable.h"
 #include "util/quven_object_of.h"
@@ -28,6 +29,11 @@ class QUVENStringPQElement : public QUVENObjectOf<QUVENStringPQElement, QUVENObj
   std::uint32_t getPriority() const { return ivPriority; }
   /// The order in which elements leave a full sample: by priority, and of one priority by text.
   bool leavesBefore(const QUVENStringPQElement& other) const;
+  /// A heap exchanges elements at each of its levels; no text is copied for it.
+  void swap(QUVENStringPQElement& other) noexcept {
+    ivValue.swap(other.ivValue);
+    std::swap(ivPriority, other.ivPriority);
+  }
 
  private:
   QUVEN_MEMBER(ivValue, QUVENStringWithHash);
@@ -83,6 +89,17 @@ class QUVENCatFieldDist : public QUVENObjectOf<QUVENCatFieldDist, QUVENObject> {
   /// A text that the sample has fewer times is not kept.
   void setMinCatOccuranceThreshold(std::int32_t minOccurance) { ivMinCatOccuranceThreshold = minOccurance; }
 
+  /// Whether texts are counted by category; otherwise they are sampled.
+  bool isCounting() const { return !ivCatsVec.isEmpty() || ivScansDone != 0; }
+  /// Counts a text of a category. Requires: isCounting(), and an index that getCatIndex gave.
+  void count(std::int32_t index) {
+    ivCurrValidCount += 1.0;
+    if (index == 0) {  // QUVENField::DefaultValueIndex
+      ivCurrDefaultCount += 1.0;
+    } else {
+      ivCatsVec[index].addToCurrCount(1.0);
+    }
+  }
   /// Counts a text and shows it to the sample or to the categories.
   void update(std::uint32_t recordId, const QUVENStringWithHash& value, const QUVENEnvHandle& env);
   void updateMissing() { ivCurrMissingCount += 1.0; }

@@ -20,7 +20,22 @@ QUVENField::QUVENField(QUVENFieldType type, const QUVENEnvHandle& env)
 void QUVENField::setCatValue(std::string_view text) {
   clearValue();
   valuePresent = 1;
-  catValue.assign(text);
+  catValue.assign(text);  // before the category is left, whose text this may be
+  category = nullptr;
+}
+
+void QUVENField::setCatValueOf(double number, std::string_view text) {
+  clearValue();
+  valuePresent = 1;
+  category = &categoryNumbers.add(number, text, StaleValueIndex);
+}
+
+void QUVENField::copyFromPrimitive(const QUVENObject* source, const QUVENEnvHandle& env) {
+  const QUVENStringWithHash text = static_cast<const QUVENField*>(source)->presentText();
+  Members::copyFromPrimitive(source, QUVEN_ENV);
+  catValue.copyFrom(text, QUVEN_ENV);
+  category = nullptr;
+  forgetCategoryIndices();
 }
 
 void QUVENField::setNumValues(const QUVENXaRay<double>& values, const QUVENEnvHandle& env) {
@@ -38,7 +53,7 @@ void QUVENField::saveValue(QUVENFieldValue& savedfieldval, const QUVENEnvHandle&
   savedfieldval.valuePresent = valuePresent;
   savedfieldval.valueMissing = valueMissing;
   savedfieldval.numValue = numValue;
-  savedfieldval.catValue = catValue;
+  savedfieldval.catValue = presentText();
   savedfieldval.valueIndex = valueIndex;
   savedfieldval.numValues.fromZeroBased(numValues.toZeroBased().first(static_cast<std::size_t>(numValueCount)),
                                         QUVEN_ENV);
@@ -51,13 +66,14 @@ void QUVENField::restoreValue(const QUVENFieldValue& savedfieldval, const QUVENE
   valueMissing = savedfieldval.valueMissing;
   numValue = savedfieldval.numValue;
   catValue = savedfieldval.catValue;
+  category = nullptr;
   valueIndex = savedfieldval.valueIndex;
 }
 
 const QUVENStringWithHash& QUVENField::getCatValue(const QUVENEnvHandle&) const {
   QUVEN_ASSERT(!isMissing());
   requireSet();
-  return catValue;
+  return presentText();
 }
 
 double QUVENField::getNumValueOfChannel(long channel, const QUVENEnvHandle&) const {
@@ -90,10 +106,16 @@ std::int32_t QUVENField::getValueIndex(const QUVENEnvHandle& env) {
     if (isMissing() || !hasValue()) {
       valueIndex = MissingValueIndex;
     } else {
-      valueIndex = isNumeric() ? getIndexOfValue(numValue, QUVEN_ENV) : getIndexOfText(catValue, QUVEN_ENV);
+      valueIndex = isNumeric() ? getIndexOfValue(numValue, QUVEN_ENV) : getIndexOfCategory(QUVEN_ENV);
     }
   }
   return valueIndex;
+}
+
+std::int32_t QUVENField::getIndexOfCategory(const QUVENEnvHandle& env) {
+  if (category == nullptr) return getIndexOfText(catValue, QUVEN_ENV);
+  if (category->index == StaleValueIndex) category->index = getIndexOfText(category->text, QUVEN_ENV);
+  return category->index;
 }
 
 void QUVENField::markAsLineNumber(const QUVENEnvHandle&) { lineNumber = 1; }

@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <string_view>
 
+#include "kernel/quven_category_numbers.h"
 #include "kernel/quven_data_scan.h"
 #include "util/quven_debug.h"
 #include "util/quven_string.h"
@@ -92,6 +93,19 @@ class QUVENField : public QUVENObjectOf<QUVENField, QUVENDataScan> {
     numValue = value;
   }
   void setCatValue(std::string_view text);
+  /// Sets the category of a number that setCatValueOf has told before. False for another number: the value is as it
+  /// was.
+  [[nodiscard]] bool setCatValueOf(double number) {
+    QUVENCategoryNumbers::Entry* entry = categoryNumbers.find(number);
+    if (entry == nullptr) return false;
+    clearValue();
+    valuePresent = 1;
+    category = entry;
+    return true;
+  }
+  /// Sets the text of a number as the value, and remembers it for the number.
+  /// Requires: setCatValueOf(number) was false; a number has the same text in all calls.
+  void setCatValueOf(double number, std::string_view text);
   /// The values of the channels, 1..values.getSize(), the first of which is the single value as well. None is a record
   /// that delivers nothing.
   void setNumValues(const QUVENXaRay<double>& values, const QUVENEnvHandle& env);
@@ -128,6 +142,8 @@ class QUVENField : public QUVENObjectOf<QUVENField, QUVENDataScan> {
 
   bool isLineNumber() const { return lineNumber != 0; }
 
+  /// The copy has the value as its own text, and learns the texts of numbers anew.
+  void copyFromPrimitive(const QUVENObject* source, const QUVENEnvHandle& env) override;
   /// A field keeps the name that it has: a stream must not put another field in its place.
   void readPrimitive(QUVENObjReader& reader, const QUVENEnvHandle& env) override;
   /// Restores the mark of the line number field, which no stream carries, from the purpose.
@@ -167,7 +183,13 @@ class QUVENField : public QUVENObjectOf<QUVENField, QUVENDataScan> {
  protected:
   QUVENField(QUVENFieldType type, const QUVENEnvHandle& env);
 
+  /// getIndexOfText of the present text, which is asked for once for the text of a number.
+  std::int32_t getIndexOfCategory(const QUVENEnvHandle& env);
+  /// The categories may have changed.
+  void forgetCategoryIndices() { categoryNumbers.setAllIndices(StaleValueIndex); }
+
  private:
+  const QUVENStringWithHash& presentText() const { return category == nullptr ? catValue : category->text; }
   void requireSet() const {
     QUVEN_ASSERT_CAUSE(hasValue() || !isComputed(), "A computed field is read before the record has set it");
   }
@@ -187,6 +209,10 @@ class QUVENField : public QUVENObjectOf<QUVENField, QUVENDataScan> {
   QUVEN_STATE(valueIndex, std::int32_t) = StaleValueIndex;
   QUVEN_STATE(numValues, QUVENXaRay<double>);
   QUVEN_STATE(numValueCount, std::int32_t) = 0;
+  // Not copied.
+  QUVENCategoryNumbers categoryNumbers;
+  QUVENCategoryNumbers::Entry* category =
+      nullptr;  // of categoryNumbers, which has the text of the value; or catValue has
 };
 
 /// A number drawn for a pair: the same for the same pair on every machine. It spreads record numbers over the 32 bits.

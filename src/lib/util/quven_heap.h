@@ -12,7 +12,8 @@
 /// Shapes:   the children of cell i are the cells 2i and 2i + 1; cell 1 is a largest element.
 /// Cost:     sift down O(log n), heapify O(n), heap sort O(n log n), in place. The order of equal elements is fixed by
 ///           the steps alone, so that it is the same on every machine.
-/// An element of a class with copyFromPrimitive is copied through a temporary of its own class; any other is moved.
+/// Elements of a class with swap, or without copyFromPrimitive, are swapped; those of any other class with
+/// copyFromPrimitive are copied through a temporary of their own class.
 template <class Array, class Less>
 class QUVENHeap {
  public:
@@ -72,7 +73,9 @@ class QUVENHeap {
   void exchange(long i, long j, const QUVENEnvHandle& env) {
     auto& a = array[i];
     auto& b = array[j];
-    if constexpr (requires(Element & e) { e.copyFromPrimitive(&b, env); }) {
+    if constexpr (requires(Element & e) { e.swap(b); }) {
+      a.swap(b);
+    } else if constexpr (requires(Element & e) { e.copyFromPrimitive(&b, env); }) {
       Element temporary{};
       temporary.copyFromPrimitive(&a, QUVEN_ENV);
       a.copyFromPrimitive(&b, QUVEN_ENV);

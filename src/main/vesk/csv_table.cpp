@@ -160,7 +160,12 @@ void writeRows(const CsvTableOptions& options, const CellReader& cells, std::uin
     for (std::size_t c = 0; c < choice.columns.size(); ++c) {
       if (choice.places[c] >= file.getCells().size()) fail(options.input, changed);
       const std::string_view text = file.getCells()[choice.places[c]];
-      const std::optional<double> value = choice.columns[c].take(text, cells.read(text));
+      std::optional<double> value;
+      try {
+        value = choice.columns[c].take(text, cells.read(text));
+      } catch (const std::runtime_error& error) {
+        failAt(options.input, file.getLine(), error.what());
+      }
       if (!value) fail(options.input, changed);
       record[c] = *value;
     }
