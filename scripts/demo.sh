@@ -108,6 +108,7 @@ run "$bin/vesk-inspect" groups found.1_1.nodes.csv planted.txt --largest 3
 step "a model of what subscribers spend: the curve of tenure that was planted, and the one that is learned"
 run "$bin/vesk-generate" table --rows 50000 -o spend.csv --curve curve.csv --quiet
 run "$bin/vesk" table csv spend.csv spend.bin --target spend > table.log
+run "$bin/vesk-inspect" dataset spend.bin --rows 4
 cat > train.xml << 'END'
 <AnalysisParams>
   <Model>FeatureTransform</Model>
@@ -134,11 +135,6 @@ paste -d, curve.csv probe.predicted.csv | awk -F, 'NR > 1 { printf "%9.1f %9.2f 
 step "the parameter file of the sums as an object stream"
 run "$bin/vesk-inspect" xml sums.xml --save sums.stream > /dev/null
 run "$bin/vesk-inspect" stream sums.stream | sed -n 1,12p
-
-step "a table with named columns and a planted curve of one of them"
-run "$bin/vesk-generate" table --rows 20000 -o table.csv --curve curve.csv
-run "$bin/vesk" table csv table.csv named.bin --target spend
-run "$bin/vesk-inspect" dataset named.bin --rows 4
 
 step "done; everything lies in build/demo"
 ls -l | awk 'NR > 1 { printf "%12s  %s\n", $5, $9 }'
