@@ -145,8 +145,8 @@ day2.bin           dataset of the tables   pairsum.bin       dataset of the pair
 sums.bin.0 .1 .2   datasets of the sums    groups.txt        the planted groups
 sums.stream        a tree of tags as an object stream
 month.bin          the table with groups  found.*.csv       groups and their members, with ranks and leaders
-table.csv          a generated table      named.bin         dataset with names, .info and .labels
-curve.csv          its planted curve
+spend.csv          a generated table      spend.bin         its dataset, with .info and .labels
+curve.csv          its planted curve      spend.*.model     the models of one and two workers
+spend_*            reports of the model   probe.predicted.csv  predictions
 parts.bin.0 .1     dataset of the pairs   energy.*.csv      energy and degrees of each subscriber
-spend.bin          a table                spend.*.model     what was learned, with spend_report.txt
 NOTE
