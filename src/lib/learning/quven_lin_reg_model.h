@@ -123,7 +123,6 @@ class QUVENLinRegModel : public QUVENObjectOf<QUVENLinRegModel, QUVENModel> {
   std::int32_t getRecordChannel(const QUVENDataPoint& point) const;
   void allocateChannels(const QUVENEnvHandle& env);
   void bindVariables(const QUVENEnvHandle& env);
-  void addToChannel(std::int32_t channel, std::int32_t recordChannel);
   bool collectValues(long channel);
   double getWeight(const QUVENField* field, long channel) const;
   void deriveTrain(const QUVENEnvHandle& env);
