@@ -31,8 +31,8 @@ TEST_F(QUVENFoldDealingTest, HasTheseNumbers) {
 
 TEST_F(QUVENFoldDealingTest, GivesTheSharesThatAreAskedFor) {
   constexpr int records = 200000;
-  for (const QUVENFoldDealing dealing : {QUVENFoldDealing{}, QUVENFoldDealing{30, 5, 3, 9}, QUVENFoldDealing{0, 0, 20, 1},
-                                         QUVENFoldDealing{50, 50, 2, 2}}) {
+  for (const QUVENFoldDealing dealing : {QUVENFoldDealing{}, QUVENFoldDealing{30, 5, 3, 9},
+                                         QUVENFoldDealing{0, 0, 20, 1}, QUVENFoldDealing{50, 50, 2, 2}}) {
     std::vector<double> counts(static_cast<std::size_t>(dealing.getNumChannels()) + 1);
     for (const std::int32_t channel : first(dealing, records)) ++counts.at(static_cast<std::size_t>(channel));
     const double folds = 100.0 - dealing.testPercent - dealing.heldOutPercent;

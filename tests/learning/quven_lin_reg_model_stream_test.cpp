@@ -118,8 +118,25 @@ TEST_F(QUVENLinRegModelStreamTest, AVectorWithoutItsEndIsASyntaxError) {
   std::string damaged = image;
   damaged.at(image.rfind(arrayEnd)) = objectEnd;
   QUVENOwnPtr<QUVENLinRegModel> read(QUVEN_ENV);
-  expectFailure([&] { read = readWithNames<QUVENLinRegModel>(damaged); },
-                "Syntax Error: EndArray keyword expected");
+  expectFailure([&] { read = readWithNames<QUVENLinRegModel>(damaged); }, "Syntax Error: EndArray keyword expected");
+  read.reset(QUVEN_ENV);
+}
+
+TEST_F(QUVENLinRegModelStreamTest, AStreamWithoutAnInputOfTheModelIsRefused) {
+  trainModel(randomRecords(100));
+  const std::string image = imageOf(*model);
+  const std::string last = model->getInputFields()[model->getInputFields().getSize()]->getName().str();
+  const std::size_t length = image.rfind(last) - 1;  // of the name, in one byte
+  QUVENOwnPtr<QUVENLinRegModel> read(QUVEN_ENV);
+  // A reference to no field.
+  std::string damaged = image;
+  damaged.replace(length, last.size() + 1, 1, '\x80');
+  expectFailure([&] { read = readWithNames<QUVENLinRegModel>(damaged); }, "field != nullptr");
+  // One field fewer than the models have coefficients.
+  damaged = image;
+  damaged.erase(length, last.size() + 1);
+  --damaged.at(damaged.rfind('\xC4') + 1);  // the size of the array
+  expectFailure([&] { read = readWithNames<QUVENLinRegModel>(damaged); }, "selected->getModelRank()");
   read.reset(QUVEN_ENV);
 }
 

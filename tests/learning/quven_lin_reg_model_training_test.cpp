@@ -115,8 +115,7 @@ TEST_F(QUVENLinRegModelTrainingTest, Modes3And6KeepTheSelection) {
     EXPECT_EQ(predict(*model, table[0], 1), expected);
     auto untrained = makeModel();
     ASSERT_TRUE(untrained->setMiningMode(mode, nullptr, QUVEN_ENV));
-    expectFailure([&] { untrained->beginDataScan(QUVEN_ENV); },
-                  "Model scores vector not initialized by derived class");
+    expectFailure([&] { untrained->beginDataScan(QUVEN_ENV); }, "Model scores vector not initialized by derived class");
     untrained.reset(QUVEN_ENV);
   }
 }
@@ -326,10 +325,10 @@ TEST_F(QUVENLinRegModelTrainingTest, DataAreUsableFromFiveTrainPointsAndOneEvalP
     double volume;
   };
   // Channels 3 to 5 have as train data the records of the other two folds; their weight is 0 and they count.
-  for (const Case& known : {Case{{0, 0, 3, 3, 2}, true, 0.5}, Case{{9, 9, 3, 2, 2}, false, 0.4},
-                            Case{{9, 9, 6, 6, 0}, false, 0}, Case{{0, 0, 4, 1, 4}, true, 0.5},
-                            Case{{0, 0, 40, 30, 2}, true, 1}, Case{{0, 0, 0, 0, 0}, false, 0},
-                            Case{{9, 9, 20, 30, 40}, true, 5}}) {
+  for (const Case& known :
+       {Case{{0, 0, 3, 3, 2}, true, 0.5}, Case{{9, 9, 3, 2, 2}, false, 0.4}, Case{{9, 9, 6, 6, 0}, false, 0},
+        Case{{0, 0, 4, 1, 4}, true, 0.5}, Case{{0, 0, 40, 30, 2}, true, 1}, Case{{0, 0, 0, 0, 0}, false, 0},
+        Case{{9, 9, 20, 30, 40}, true, 5}}) {
     const RegressionTable table = dealt(known.records);
     model = makeModel(true);
     gather(*model, table);
@@ -457,10 +456,9 @@ TEST_F(QUVENLinRegModelTrainingTest, PredictsPerChannel) {
     }
     return sum;
   };
-  for (const RegressionRecord& record :
-       {RegressionRecord{.x = {1, 2, 3}}, RegressionRecord{.x = {1, noNumber, 3}},
-        RegressionRecord{.x = {4, 5, 6}, .hasValuePerChannel = true},
-        RegressionRecord{.x = {noNumber, 5, 6}, .hasValuePerChannel = true}}) {
+  for (const RegressionRecord& record : {RegressionRecord{.x = {1, 2, 3}}, RegressionRecord{.x = {1, noNumber, 3}},
+                                         RegressionRecord{.x = {4, 5, 6}, .hasValuePerChannel = true},
+                                         RegressionRecord{.x = {noNumber, 5, 6}, .hasValuePerChannel = true}}) {
     for (int c = 1; c <= channels; ++c) {
       EXPECT_EQ(predict(*model, record, c), expected(record, c)) << c;
       EXPECT_EQ(stdDev()->getNumValueOfChannel(c, QUVEN_ENV), model->getSelectedModel(c)->getModelStdDev());
