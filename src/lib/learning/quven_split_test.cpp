@@ -96,7 +96,8 @@ std::int32_t QUVENNumericSplit::getSegment(long channel, const QUVENEnvHandle&) 
   const double x = ivFieldPtr->getNumValueOrSingle(channel);
   if (!ivFieldPtr->hasValue() || ivFieldPtr->isMissing() || std::isnan(x)) return ivMissingSegment;
   const long boundaries = ivBoundaryVec.getSize();
-  if (ends.isSearchable()) return ivSegmentVec.at(std::min(long{ends.find(x)}, boundaries) + 1);
+  const bool isAboveAll = x > std::numeric_limits<double>::max();  // the search takes finite numbers
+  if (ends.isSearchable() && !isAboveAll) return ivSegmentVec.at(std::min(long{ends.find(x)}, boundaries) + 1);
   return ivSegmentVec.at(std::lower_bound(ivBoundaryVec.begin(), ivBoundaryVec.end(), x) - ivBoundaryVec.begin() + 1);
 }
 
