@@ -36,6 +36,7 @@ class QUVENTestModel : public QUVENObjectOf<QUVENTestModel, QUVENModel> {
   void noteModeChosen(const QUVENEnvHandle&) override { calls.emplace_back("mode chosen"); }
   void noteScanBegun(const QUVENEnvHandle&) override { calls.emplace_back("scan begun"); }
   void noteScanEnded(const QUVENEnvHandle&) override { calls.emplace_back("scan ended"); }
+  void refitMerged(const QUVENEnvHandle&) override { calls.emplace_back("refit"); }
   void clearInputs(const QUVENEnvHandle& env) override;
   void prepareInput(const QUVENEnvHandle&) override { calls.emplace_back("prepare"); }
   bool setMiningModeHook(std::int32_t mode, QUVENModel* refModel, const QUVENEnvHandle& env) override;

@@ -101,7 +101,7 @@ TEST_F(QUVENModelMergeTest, ModelsOfTheSameInputsMerge) {
   fill(*model);
   fill(*other);
   EXPECT_EQ(model->mergeModel(other.get(), QUVEN_ENV), 1);
-  EXPECT_EQ(model->takeCalls(), "merge; scores of 0; best 1");
+  EXPECT_EQ(model->takeCalls(), "merge; refit; scores of 0; best 1");
   EXPECT_EQ(model->ivRecords, 10);
   EXPECT_EQ(model->getNumAddDegreesOfFreedom(), 3);
 }

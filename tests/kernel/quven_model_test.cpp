@@ -72,6 +72,18 @@ TEST_F(QUVENModelTest, AFieldLearnsItsPurposeUnlessTheDataGaveItOne) {
   EXPECT_EQ(b->getPurpose(), 0);
 }
 
+TEST_F(QUVENModelTest, ASupplementaryFieldKeepsThePurposeThatItHas) {
+  b->setPurpose(2);
+  for (QUVENField* field : {a, b}) model->addInput(field, QUVENUsageSupplementary, QUVEN_ENV);
+  QUVENOwnPtr<QUVENModel> copy(QUVEN_ENV);
+  model->clone(copy, QUVEN_ENV);
+  EXPECT_EQ(copy->getExplanatoryFields().getSize(), 2);
+  EXPECT_TRUE(copy->setMiningMode(2, model.get(), QUVEN_ENV));
+  EXPECT_EQ(a->getPurpose(), 0);
+  EXPECT_EQ(b->getPurpose(), 2);
+  copy.reset(QUVEN_ENV);
+}
+
 TEST_F(QUVENModelTest, FindsInputsByFieldAndByUsage) {
   EXPECT_EQ(model->findExplanatory(a), 0);
   model->addInput(b, 2, QUVEN_ENV);

@@ -381,4 +381,46 @@ TEST_F(QUVENSplitTestTest, ReadFromAStreamItFindsTheSameSegments) {
   names.reset(QUVEN_ENV);
 }
 
+TEST_F(QUVENSplitTestTest, ADamagedStreamIsRefused) {
+  std::vector<double> numbers;
+  for (int i = 1; i <= 100; ++i) numbers.push_back(i);
+  showNumbers(numbers);
+  showTexts({{"a", 30}, {"b", 20}, {"c", 15}, {"d", 12}, {"", 12}});
+  auto names = make<QUVENFieldNameMap>();
+  names->addReference(num.get(), QUVEN_ENV);
+  names->addReference(cat.get(), QUVEN_ENV);
+  const auto expectRefused = [&](std::string image, const std::string& bytes, const std::string& damaged,
+                                 const std::string& words) {
+    const std::size_t place = image.find(bytes);
+    ASSERT_NE(place, std::string::npos);
+    image.replace(place, bytes.size(), damaged);
+    QUVENOwnPtr<QUVENSplitTest> read(QUVEN_ENV);
+    const auto readDamaged = [&] {
+      readFrom(image, [&](QUVENObjReader& reader) {
+        names->putInto(reader, QUVEN_ENV);
+        quvenReadObject(reader, read, QUVENSplitTest::typeName(), QUVEN_ENV);
+      });
+    };
+    expectFailure(readDamaged, words);
+    read.reset(QUVEN_ENV);
+  };
+  const auto bytesOf = [](double value) { return std::string(reinterpret_cast<const char*>(&value), sizeof value); };
+  const std::string segments = "\x81\x82\x83\x84";  // 1, 2, 3, 4
+  for (QUVENField* field : {static_cast<QUVENField*>(num.get()), static_cast<QUVENField*>(cat.get())}) {
+    makeSplit(*field, 10);
+    const std::string image = imageOf(*split);
+    expectRefused(image, segments, "\x80\x82\x83\x84", "areSegments");
+    expectRefused(image, segments, "\xC1\x82\x83\x84", "areSegments");
+    expectRefused(image, segments, "\x81\x82\x83\xBE", "areSegments");
+    expectRefused(image, std::string(1, '\x81').append(field->getName().str()), "\x80", "ivFieldPtr != nullptr");
+  }
+  makeSplit(*num, 10);
+  const QUVENXaRay<double>& boundaries = static_cast<const QUVENNumericSplit&>(*split).getBoundaries();
+  ASSERT_GE(boundaries.getSize(), 3);
+  for (const double damaged : {boundaries[1], boundaries[3], notANumber}) {
+    expectRefused(imageOf(*split), bytesOf(boundaries[2]), bytesOf(damaged), "ivBoundaryVec[i] > ivBoundaryVec[i - 1]");
+  }
+  names.reset(QUVEN_ENV);
+}
+
 }  // namespace

@@ -8,10 +8,18 @@
 
 #include <cstdlib>
 
+#ifdef __SANITIZE_ADDRESS__
+#define TESTS_LOOK_FOR_LEAKS
+#elif defined(__has_feature)
+#if __has_feature(address_sanitizer)
+#define TESTS_LOOK_FOR_LEAKS
+#endif
+#endif
+
 /// While it lives, what is allocated is no leak: for the start of MPI, which leaks in every program, an empty one too.
 class LeaksOfOthers {
  public:
-#ifdef __SANITIZE_ADDRESS__
+#ifdef TESTS_LOOK_FOR_LEAKS
   LeaksOfOthers() { __lsan_disable(); }
   ~LeaksOfOthers() { __lsan_enable(); }
 #else

@@ -260,6 +260,7 @@ void QUVENFeatureTransform::findUnusableSegments(const QUVENEnvHandle& env) {
 
 void QUVENFeatureTransform::postReadPrimitive(QUVENObjReader& reader, const QUVENEnvHandle& env) {
   Members::postReadPrimitive(reader, QUVEN_ENV);
+  QUVEN_ASSERT((ivSplitTestPtr == nullptr ? 0 : ivSplitTestPtr->getNumSegments()) == getNumSegments());
   if (ivRootModelPtr != nullptr) {
     predValField = ivRootModelPtr->getPredValField();
     predValStdDevField = ivRootModelPtr->getPredValStdDevField();

@@ -75,6 +75,7 @@ class QUVENFeatureTransform : public QUVENObjectOf<QUVENFeatureTransform, QUVENM
   void learnChannel(std::int32_t channel, QUVENDataPoint& point, const QUVENEnvHandle& env);
   void setBatchChannel(std::int32_t channel) { batchChannel = channel; }
 
+  /// Errors: a stream with another number of models than segments is an assertion failure.
   void postReadPrimitive(QUVENObjReader& reader, const QUVENEnvHandle& env) override;
 
   /// None of its own: those of the root and the segments.

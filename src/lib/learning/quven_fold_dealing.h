@@ -14,7 +14,16 @@ struct QUVENFoldDealing {
   static constexpr std::int32_t HeldOutChannel = 2;
   static constexpr std::int32_t FirstFold = 3;
 
+  static constexpr std::int32_t FewestFolds = 2;
+  static constexpr std::int32_t MostFolds = 20;
+  static constexpr std::int32_t MostPercent = 50;
+
   std::int32_t getNumChannels() const { return numFolds + FirstFold - 1; }
+  /// Whether a training may have these numbers.
+  bool isLegal() const {
+    const auto isShare = [](std::int32_t percent) { return 0 <= percent && percent <= MostPercent; };
+    return FewestFolds <= numFolds && numFolds <= MostFolds && isShare(testPercent) && isShare(heldOutPercent);
+  }
 
   /// The channel of a record, by its number in the dataset, from 0. The number is mixed first, because the channels of
   /// neighbours must not depend on each other.

@@ -68,6 +68,10 @@ class QUVENLinRegModel : public QUVENObjectOf<QUVENLinRegModel, QUVENModel> {
   /// Describes inputs, run and the model of channel 1. Requires: a selected model.
   void writeResultsToTag(QUVENXMLTag& tag, const QUVENEnvHandle& env) const;
 
+  /// Errors: a stream in which a selected model does not have the input fields of the regression is an assertion
+  /// failure.
+  void postReadPrimitive(QUVENObjReader& reader, const QUVENEnvHandle& env) override;
+
   void beginRecords(const QUVENEnvHandle& env) override;
   void endRecords(const QUVENEnvHandle& env) override;
   [[nodiscard]] bool merge(QUVENDataScan* other, const QUVENEnvHandle& env) override;
@@ -123,7 +127,6 @@ class QUVENLinRegModel : public QUVENObjectOf<QUVENLinRegModel, QUVENModel> {
   std::int32_t getRecordChannel(const QUVENDataPoint& point) const;
   void allocateChannels(const QUVENEnvHandle& env);
   void bindVariables(const QUVENEnvHandle& env);
-  void addToChannel(std::int32_t channel, std::int32_t recordChannel);
   bool collectValues(long channel);
   double getWeight(const QUVENField* field, long channel) const;
   void deriveTrain(const QUVENEnvHandle& env);

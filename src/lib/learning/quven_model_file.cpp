@@ -17,6 +17,7 @@ QUVEN_REGISTER(QUVENTrainingFacts);
 namespace {
 
 constexpr int FileUnusable = 2302;
+constexpr const char* notWhole = "the file is cut, or is no model file";
 
 /// While one lives, fatal reports print nothing: a file that is refused gets one line, in other words.
 class SilentReports {
@@ -93,7 +94,7 @@ void QUVENModelFile::read(Action action, const QUVENEnvHandle& env) {
     isWhole = true;
   } catch (int) {  // the library exception
   }
-  if (!isWhole) refuse("the file is cut, or is no model file", QUVEN_ENV);
+  if (!isWhole) refuse(notWhole, QUVEN_ENV);
 }
 
 const QUVENTrainingFacts& QUVENModelFile::readFacts(const QUVENEnvHandle& env) {
@@ -119,6 +120,7 @@ const QUVENTrainingFacts& QUVENModelFile::readFacts(const QUVENEnvHandle& env) {
   if (facts->ivForm != QUVENTrainingFacts::CurrentForm) {
     refuse("the model file is of another version of this program", QUVEN_ENV);
   }
+  if (!facts->getDealing().isLegal()) refuse(notWhole, QUVEN_ENV);
   return *facts;
 }
 

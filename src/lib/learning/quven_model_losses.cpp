@@ -45,8 +45,9 @@ void QUVENModelLosses::observe(QUVENDataPoint& point, const QUVENEnvHandle& env)
   ++ivRecords[channel];
   if (!ivTargetFieldPtr->hasValue() || ivTargetFieldPtr->isMissing()) return;
   const double target = ivTargetFieldPtr->getNumValue(env);
-  const double weight =
-      ivCaseWeightFieldPtr == nullptr ? 1.0 : std::max(ivCaseWeightFieldPtr->getNumValueOrSingle(channel), 0.0);
+  if (std::isnan(target)) return;
+  double weight = ivCaseWeightFieldPtr == nullptr ? 1.0 : ivCaseWeightFieldPtr->getNumValueOrSingle(channel);
+  if (!(weight > 0)) weight = 0;  // NaN is a missing weight
   ivTotalWeight += weight;
   const double own = ivPredictionFieldPtr->getNumValueOrSingle(channel);
   if (channel == QUVENFoldDealing::TestChannel) return add(Test, target, own, weight);

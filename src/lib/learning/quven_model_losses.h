@@ -9,7 +9,7 @@
 /// The losses of a trained model over the records of a training, gathered in one pass: the mean squared error of its
 /// prediction, weighted by the case weight.
 ///
-/// A record whose target is missing has no loss. A missing weight is 0.0, and a weight below 0 counts as 0.0.
+/// A record whose target is missing or NaN has no loss. A weight that is missing, NaN or below 0 counts as 0.0.
 class QUVENModelLosses : public QUVENObjectOf<QUVENModelLosses, QUVENMultiScan> {
  public:
   enum Kind : std::int32_t {

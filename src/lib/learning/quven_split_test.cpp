@@ -24,6 +24,12 @@ std::int32_t largestOf(const QUVENXaRay<std::int32_t>& map) {
   return map.isEmpty() ? 0 : *std::max_element(map.begin(), map.end());
 }
 
+/// Whether what was read from a stream names segments that are there.
+bool areSegments(const QUVENXaRay<std::int32_t>& segments, std::int32_t missingSegment, std::int32_t numSegments) {
+  const auto isSegment = [&](std::int32_t segment) { return 1 <= segment && segment <= numSegments; };
+  return isSegment(missingSegment) && std::all_of(segments.begin(), segments.end(), isSegment);
+}
+
 template <class Split, class Field>
 void makeSplit(QUVENOwnPtr<QUVENSplitTest>& result, Field* field, double minRecords, const QUVENEnvHandle& env) {
   auto split = quvenMake<Split>(QUVEN_ENV);
@@ -73,6 +79,11 @@ void QUVENNumericSplit::open(QUVENNumField* field, double minRecords, const QUVE
 
 void QUVENNumericSplit::postReadPrimitive(QUVENObjReader& reader, const QUVENEnvHandle& env) {
   Members::postReadPrimitive(reader, QUVEN_ENV);
+  QUVEN_ASSERT(ivFieldPtr != nullptr);
+  QUVEN_ASSERT(ivSegmentVec.getSize() == ivBoundaryVec.getSize() + 1);
+  QUVEN_ASSERT(areSegments(ivSegmentVec, ivMissingSegment, ivNumSegments));
+  // A NaN compares as not above the boundary before it.
+  for (long i = 2; i <= ivBoundaryVec.getSize(); ++i) QUVEN_ASSERT(ivBoundaryVec[i] > ivBoundaryVec[i - 1]);
   ends.setEnds(ivBoundaryVec);
 }
 
@@ -143,6 +154,13 @@ void QUVENCategoricalSplit::open(QUVENCatField* field, double minRecords, const 
   ivMissingSegment = ivNumSegments = manyMissing ? shared + 1 : shared;
 }
 
+void QUVENCategoricalSplit::postReadPrimitive(QUVENObjReader& reader, const QUVENEnvHandle& env) {
+  Members::postReadPrimitive(reader, QUVEN_ENV);
+  QUVEN_ASSERT(ivFieldPtr != nullptr);
+  QUVEN_ASSERT(!ivSegmentVec.isEmpty());
+  QUVEN_ASSERT(areSegments(ivSegmentVec, ivMissingSegment, ivNumSegments));
+}
+
 std::int32_t QUVENCategoricalSplit::getSegmentOfCategory(std::int32_t category) const {
   return ivSegmentVec.at(category < ivSegmentVec.getSize() ? category + 1 : QUVENField::DefaultValueIndex + 1);
 }
@@ -171,6 +189,7 @@ std::vector<QUVENSegmentDescription> QUVENCategoricalSplit::describeSegments(con
   for (std::int32_t i = 1; i <= numCategories; ++i) of(getSegmentOfCategory(i)).categories.push_back(i);
   of(getSegmentOfCategory(QUVENField::DefaultValueIndex)).categories.push_back(QUVENField::DefaultValueIndex);
   of(ivMissingSegment).isMissing = true;
-  std::ranges::stable_partition(descriptions, [](const auto& description) { return !description.isMissing; });
+  std::stable_partition(descriptions.begin(), descriptions.end(),
+                        [](const auto& description) { return !description.isMissing; });
   return descriptions;
 }

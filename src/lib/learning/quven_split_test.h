@@ -64,6 +64,7 @@ class QUVENNumericSplit : public QUVENObjectOf<QUVENNumericSplit, QUVENSplitTest
   const QUVENXaRay<double>& getBoundaries() const { return ivBoundaryVec; }
 
   /// Rebuilds what no stream carries.
+  /// Errors: boundaries that do not ascend, or a segment that is not there, is an assertion failure.
   void postReadPrimitive(QUVENObjReader& reader, const QUVENEnvHandle& env) override;
 
   std::int32_t getNumSegments() const override { return ivNumSegments; }
@@ -92,6 +93,9 @@ class QUVENCategoricalSplit : public QUVENObjectOf<QUVENCategoricalSplit, QUVENS
   void open(QUVENCatField* field, double minRecords, const QUVENEnvHandle& env);
 
   std::int32_t getSegmentOfCategory(std::int32_t category) const;
+
+  /// Errors: a segment that is not there is an assertion failure.
+  void postReadPrimitive(QUVENObjReader& reader, const QUVENEnvHandle& env) override;
 
   std::int32_t getNumSegments() const override { return ivNumSegments; }
   std::int32_t getMissingSegment() const override { return ivMissingSegment; }

@@ -9,7 +9,7 @@ namespace {
 
 constexpr int IllegalParameter = 2202;
 
-constexpr auto isPercent = [](double value) { return value >= 0 && value <= 50; };
+constexpr auto isPercent = [](double value) { return value >= 0 && value <= QUVENFoldDealing::MostPercent; };
 constexpr auto isPositive = [](double value) { return value >= 1; };
 
 std::vector<std::string> reportNames(const std::string& value, int) {
@@ -68,7 +68,8 @@ QUVENParameterSections TrainingParameters::sections() {
       {.key = "NumFolds",
        .target = quvenParameterTarget<&P::numFolds>(),
        .defaultValue = "5",
-       .isLegal = [](double value) { return value >= 2 && value <= 20; },
+       .isLegal =
+           [](double value) { return value >= QUVENFoldDealing::FewestFolds && value <= QUVENFoldDealing::MostFolds; },
        .errorCode = IllegalParameter,
        .errorText = "vesk-analyze: NumFolds must be from 2 to 20",
        .meaning = "folds of the cross-validation",
