@@ -80,6 +80,23 @@ TEST_F(QUVENFeatureTransformStreamTest, ADamagedStreamIsReportedWhenItIsScored) 
   empty.reset(QUVEN_ENV);
 }
 
+/// A model file with a nameless input ended the scoring with a crash.
+TEST_F(QUVENFeatureTransformStreamTest, ASelectedInputMustHaveAFieldAndACoefficient) {
+  trainOn(x, brokenLine());
+  const std::string image = imageOf(*transform);
+  const std::string inputs = "\xC4\x81\x81x\xC5";  // an array of one field
+  const std::size_t place = image.find(inputs);
+  ASSERT_NE(place, std::string::npos);
+  const auto refuse = [&](const std::string& replacement, const char* text) {
+    std::string damaged = image;
+    damaged.replace(place, inputs.size(), replacement);
+    expectFailure([&] { readWithNames<QUVENFeatureTransform>(damaged); }, text);
+  };
+  refuse("\xC4\x81\x80\xC5", "field != nullptr");
+  refuse("\xC4\x82\x81x\x81x\xC5", "model->getModelRank() == ivInputFields.getSize()");
+  refuse("\xC4\x80\xC5", "model->getModelRank() == ivInputFields.getSize()");
+}
+
 TEST_F(QUVENFeatureTransformStreamTest, ResultsOfWorkersMergeToThoseOfOnePass) {
   TransformTable table = brokenLine();
   trainOn(x, table, true);

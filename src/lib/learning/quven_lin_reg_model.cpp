@@ -210,6 +210,15 @@ void QUVENLinRegModel::releaseStatistics(const QUVENEnvHandle& env) {
   variables.deleteMemory(QUVEN_ENV);
 }
 
+void QUVENLinRegModel::postReadPrimitive(QUVENObjReader& reader, const QUVENEnvHandle& env) {
+  Members::postReadPrimitive(reader, QUVEN_ENV);
+  for (const QUVENField* field : ivInputFields) QUVEN_ASSERT(field != nullptr);
+  for (const QUVENLSResults& results : ivResultsChannels) {
+    const QUVENLSModel* model = results.getSelectedModel();
+    if (model != nullptr) QUVEN_ASSERT(model->getModelRank() == ivInputFields.getSize());
+  }
+}
+
 // Training
 
 void QUVENLinRegModel::clearInputs(const QUVENEnvHandle& env) {

@@ -68,6 +68,9 @@ class QUVENLinRegModel : public QUVENObjectOf<QUVENLinRegModel, QUVENModel> {
   /// Describes inputs, run and the model of channel 1. Requires: a selected model.
   void writeResultsToTag(QUVENXMLTag& tag, const QUVENEnvHandle& env) const;
 
+  /// Errors: a stream in which a selected input has no field or no coefficient is an assertion failure.
+  void postReadPrimitive(QUVENObjReader& reader, const QUVENEnvHandle& env) override;
+
   void beginRecords(const QUVENEnvHandle& env) override;
   void endRecords(const QUVENEnvHandle& env) override;
   [[nodiscard]] bool merge(QUVENDataScan* other, const QUVENEnvHandle& env) override;
