@@ -36,7 +36,7 @@ TEST_F(QUVENFeatureTransformStreamTest, ReadFromAStreamOrCopiedItPredictsTheSame
       read.reset(QUVEN_ENV);
     }
     QUVENOwnPtr<QUVENFeatureTransform> copy = make<QUVENFeatureTransform>();
-    copy->copyGathered(*transform, QUVEN_ENV);
+    capturedRun([&] { copy->copyFromPrimitive(transform.get(), QUVEN_ENV); });
     EXPECT_EQ(scores(*copy, table), expected);
     EXPECT_EQ(copy->getNumInitialSegments(), transform->getNumInitialSegments());
     copy.reset(QUVEN_ENV);

@@ -66,9 +66,6 @@ class QUVENModel : public QUVENObjectOf<QUVENModel, QUVENDataScan> {
   long findExplanatory(const QUVENField* field) const;
   long findExplanatory(const QUVENField* field, std::int32_t usage) const;
 
-  /// The copy of copyFromPrimitive without its line on standard output, and without those of the models that it owns,
-  /// for models that are tried out by thousands. Requires: a source of this class.
-  void copyGathered(const QUVENModel& source, const QUVENEnvHandle& env);
   /// Prints how many explanatory inputs the source gives, and how many it had itself.
   void copyFromPrimitive(const QUVENObject* source, const QUVENEnvHandle& env) override;
   /// Prints the same counts; then the refusal of every scan follows.
