@@ -69,6 +69,7 @@ TEST_F(QUVENModelMergeTest, ACopySaysWhatItCopies) {
   EXPECT_EQ(capturedRun([&] { other->copyFromPrimitive(model.get(), QUVEN_ENV); }).out,
             "Copied exp fields from 2 to 1\n");
   EXPECT_EQ(explanatory(*other), "a2 b4");
+  EXPECT_EQ(other->ivRecords, 5);
   EXPECT_EQ(other->getModelState(), 2);
   EXPECT_EQ(other->getReferenceModel(), model.get());
   EXPECT_EQ(capturedRun([&] {
@@ -76,15 +77,6 @@ TEST_F(QUVENModelMergeTest, ACopySaysWhatItCopies) {
               other->copyFromPrimitive(other.get(), QUVEN_ENV);
             }).out,
             "");
-}
-
-TEST_F(QUVENModelMergeTest, WhatWasGatheredIsCopiedWithoutWords) {
-  fill(*model);
-  EXPECT_EQ(capturedRun([&] { other->copyGathered(*model, QUVEN_ENV); }).out, "");
-  EXPECT_EQ(other->ivRecords, 5);
-  EXPECT_EQ(explanatory(*other), "a2 b4");
-  EXPECT_EQ(capturedRun([&] { other->copyFromPrimitive(model.get(), QUVEN_ENV); }).out,
-            "Copied exp fields from 2 to 2\n");
 }
 
 TEST_F(QUVENModelMergeTest, ATransferSaysItsCountsAndIsRefused) {

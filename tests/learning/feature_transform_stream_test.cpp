@@ -36,7 +36,7 @@ TEST_F(QUVENFeatureTransformStreamTest, ReadFromAStreamOrCopiedItPredictsTheSame
       read.reset(QUVEN_ENV);
     }
     QUVENOwnPtr<QUVENFeatureTransform> copy = make<QUVENFeatureTransform>();
-    copy->copyGathered(*transform, QUVEN_ENV);
+    capturedRun([&] { copy->copyFromPrimitive(transform.get(), QUVEN_ENV); });
     EXPECT_EQ(scores(*copy, table), expected);
     EXPECT_EQ(copy->getNumInitialSegments(), transform->getNumInitialSegments());
     copy.reset(QUVEN_ENV);
@@ -78,6 +78,23 @@ TEST_F(QUVENFeatureTransformStreamTest, ADamagedStreamIsReportedWhenItIsScored) 
   expectFailure([&] { empty->describeSegments(QUVEN_ENV); }, "ivSplitTestPtr != nullptr");
   expectFailure([&] { empty->getSegmentModel(1); }, "getSize()");
   empty.reset(QUVEN_ENV);
+}
+
+/// A model file with a nameless input ended the scoring with a crash.
+TEST_F(QUVENFeatureTransformStreamTest, ASelectedInputMustHaveAFieldAndACoefficient) {
+  trainOn(x, brokenLine());
+  const std::string image = imageOf(*transform);
+  const std::string inputs = "\xC4\x81\x81x\xC5";  // an array of one field
+  const std::size_t place = image.find(inputs);
+  ASSERT_NE(place, std::string::npos);
+  const auto refuse = [&](const std::string& replacement, const char* text) {
+    std::string damaged = image;
+    damaged.replace(place, inputs.size(), replacement);
+    expectFailure([&] { readWithNames<QUVENFeatureTransform>(damaged); }, text);
+  };
+  refuse("\xC4\x81\x80\xC5", "field != nullptr");
+  refuse("\xC4\x82\x81x\x81x\xC5", "model->getModelRank() == ivInputFields.getSize()");
+  refuse("\xC4\x80\xC5", "model->getModelRank() == ivInputFields.getSize()");
 }
 
 TEST_F(QUVENFeatureTransformStreamTest, ResultsOfWorkersMergeToThoseOfOnePass) {

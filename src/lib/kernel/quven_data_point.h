@@ -9,9 +9,8 @@
 /// value.
 ///
 /// Shapes:   fields run 1..getNumFields() in the order of the columns.
-/// Units:    the channel selects a row of the regression engine, 0 elsewhere; the record id is the number of the record
-/// in
-///           the dataset, the same on every worker layout.
+/// Units:    the channel selects a row of the regression engine, 0 elsewhere; the record id is the number of the
+///           record in the dataset, the same on every worker layout.
 class QUVENDataPoint : public QUVENObjectOf<QUVENDataPoint, QUVENObject> {
  public:
   /// Adds a field behind the last and returns its index.

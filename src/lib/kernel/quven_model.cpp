@@ -213,37 +213,12 @@ long QUVENModel::findExplanatory(const QUVENField* field, std::int32_t usage) co
   return 0;
 }
 
-namespace {
-
-/// While one lives, copies of models print nothing: those that the copied models own as well. One thread works.
-class SilentCopies {
- public:
-  SilentCopies() { ++count; }
-  ~SilentCopies() { --count; }
-  SilentCopies(const SilentCopies&) = delete;
-  SilentCopies& operator=(const SilentCopies&) = delete;
-
-  static bool isActive() { return count > 0; }
-
- private:
-  static inline int count = 0;
-};
-
-}  // namespace
-
 void QUVENModel::copyFromPrimitive(const QUVENObject* source, const QUVENEnvHandle& env) {
   const long before = ivExplanatoryFields.getSize();
   Members::copyFromPrimitive(source, QUVEN_ENV);
   if (source == nullptr || source == this) return;
   scratchWord = 0;
-  if (!SilentCopies::isActive()) {
-    std::printf("Copied exp fields from %ld to %ld\n", ivExplanatoryFields.getSize(), before);
-  }
-}
-
-void QUVENModel::copyGathered(const QUVENModel& source, const QUVENEnvHandle& env) {
-  const SilentCopies silent;
-  copyFromPrimitive(&source, QUVEN_ENV);
+  std::printf("Copied exp fields from %ld to %ld\n", ivExplanatoryFields.getSize(), before);
 }
 
 void QUVENModel::transferFromPrimitive(QUVENObject* source, const QUVENEnvHandle& env) {

@@ -12,7 +12,7 @@
 /// State:    0 without a mode; m for mode m (1..10) chosen; 100 + m scanning in it; -m trained in it.
 /// Shapes:   inputs run 1..n in the order in which they were added.
 /// Errors:   a broken protocol is a fatal report: "Invalid model state", "Invalid model input field usage type".
-/// Lifetime: fields are referred to; a reference model belongs to somebody else as well.
+/// Lifetime: fields and the reference model are referred to, not owned.
 class QUVENModel : public QUVENObjectOf<QUVENModel, QUVENDataScan> {
  public:
   enum MiningMode : std::int32_t { BestModelTrainDataOnly = 1, TrainForMerging = 2 };
@@ -66,9 +66,6 @@ class QUVENModel : public QUVENObjectOf<QUVENModel, QUVENDataScan> {
   long findExplanatory(const QUVENField* field) const;
   long findExplanatory(const QUVENField* field, std::int32_t usage) const;
 
-  /// The copy of copyFromPrimitive without its line on standard output, and without those of the models that it owns,
-  /// for models that are tried out by thousands. Requires: a source of this class.
-  void copyGathered(const QUVENModel& source, const QUVENEnvHandle& env);
   /// Prints how many explanatory inputs the source gives, and how many it had itself.
   void copyFromPrimitive(const QUVENObject* source, const QUVENEnvHandle& env) override;
   /// Prints the same counts; then the refusal of every scan follows.
@@ -135,7 +132,7 @@ class QUVENModel : public QUVENObjectOf<QUVENModel, QUVENDataScan> {
   void noteInputsAdded(const Inputs& inputs, const QUVENEnvHandle& env);
   static bool sameFields(const Inputs& a, const Inputs& b);
 
-  // Results go back without references to fields: who merges them has no fields at hand.
+  // A stream of results carries no references to fields, because it is read without a name map.
   QUVEN_MEMBER_IF(writerMode != QUVENObjWriter::ScanResults, ivTargetFields, Inputs);
   QUVEN_MEMBER_IF(writerMode != QUVENObjWriter::ScanResults, ivExplanatoryFields, Inputs);
   QUVEN_MEMBER_IF(writerMode != QUVENObjWriter::ScanResults, ivCaseWeightFieldPtr, QUVENField*) = nullptr;

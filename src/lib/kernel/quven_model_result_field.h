@@ -108,7 +108,7 @@ class QUVENResultFieldOwner : public QUVENObjectOf<QUVENResultFieldOwner, QUVENM
   QUVEN_STATE(registration, QUVENFieldRegistration);
 };
 
-/// An output whose field somebody else owns, made visible in the name map of the caller's dataset.
+/// An output whose field another object owns, made visible in the name map of the caller's dataset.
 class QUVENResultFieldExporter : public QUVENObjectOf<QUVENResultFieldExporter, QUVENModelResultField> {
  public:
   /// Refers to the field of a record, and puts it into the names of the caller if it is not there.

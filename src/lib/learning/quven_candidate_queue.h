@@ -11,8 +11,7 @@
 /// The candidates of one step of a feature selection, popped by descending score.
 ///
 /// Push all candidates, call heapify once, then pop. On equal scores the parent stays where it is and the left child
-/// wins against the right one; a score that is not a number wins against none. So the order is the same on every
-/// machine.
+/// wins against the right one; NaN wins no comparison. So the order is the same on every machine.
 /// Lifetime: the owner calls deleteMemory(env) before the queue ends.
 class QUVENCandidateQueue {
  public:

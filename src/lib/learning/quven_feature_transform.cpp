@@ -30,7 +30,7 @@ void requireTrainingMode(std::int32_t mode, const QUVENEnvHandle& env) {
   quvenNotImplemented(QUVEN_ENV);
 }
 
-/// An assertion whose text is part of the reports of the system, as it is here.
+/// Fails as an assertion of the given text and hint, which are fixed parts of the system's reports.
 void require(bool condition, const char* text, const char* hint, const QUVENEnvHandle& env) {
   if (!condition) quvenOrdinaryAssertionFailed(text, hint, env.getFunction(), env.getLine(), env.getFile());
 }

@@ -6,7 +6,8 @@
 #include "learning/quven_lin_reg_model.h"
 #include "learning/quven_split_test.h"
 
-/// What all feature transforms of an environment do with records like none of the training. Never in a stream.
+/// Settings that all feature transforms of an environment share: what they do with records of segments that had no
+/// usable training data. No stream carries them.
 class QUVENTransformGlobalVars : public QUVENObjectOf<QUVENTransformGlobalVars, QUVENObject> {
  public:
   static QUVENTransformGlobalVars& get(const QUVENEnvHandle& env);
@@ -146,7 +147,8 @@ class QUVENFeatureTransform : public QUVENObjectOf<QUVENFeatureTransform, QUVENM
   QUVEN_STATE(predValStdDevField, QUVENField*) = nullptr;
   QUVEN_STATE(numInitialSegments, std::int32_t) = 0;
   QUVEN_STATE(isUnusable, QUVENXaRay<bool>);  // by segment
-  QUVEN_STATE(rootIsShown, bool) = false;  // whether the root sees the records, or the data of the segments at the end
+  /// True: the root learns from each record. False: the data of the segments are merged into it at the end of the pass.
+  QUVEN_STATE(rootIsShown, bool) = false;
   QUVEN_STATE(batchChannel, std::int32_t) = 1;
 };
 

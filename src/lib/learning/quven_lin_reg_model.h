@@ -121,8 +121,8 @@ class QUVENLinRegModel : public QUVENObjectOf<QUVENLinRegModel, QUVENModel> {
 
   long getNumVariables() const { return getExplanatoryFields().getSize() + getTargetFields().getSize(); }
   bool isGathering() const;
-  /// Whether its channels are a result: while it scans, and in a result that was read from a stream, which has no
-  /// state.
+  /// Whether its channels are the result of a pass: while it scans, and in an object read from a stream of results,
+  /// which carries no state.
   bool hasGathered() const { return isScanning() || (getModelState() == 0 && !ivEvalChannels.isEmpty()); }
   std::int32_t getRecordChannel(const QUVENDataPoint& point) const;
   void allocateChannels(const QUVENEnvHandle& env);

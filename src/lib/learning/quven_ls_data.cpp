@@ -16,10 +16,10 @@ namespace {
 constexpr double epsilon = 0x1p-23;  // relative size of what counts as noise
 const double pi = 4 * std::atan(1.0);
 
-/// Moves the means to a new record, of which the shares of both in the weight are given, and adds the square of its
-/// deviations to the triangle.
-/// Shapes: x, mean, delta: n numbers from 0; delta is scratch. A number of variables that is a constant makes the loops
-///         straight code, which is twice as fast for a few variables.
+/// Adds a record x to the means and to the triangle of cross products. shareOfNew and shareOfOld are the parts of the
+/// record and of the earlier records in the weight.
+/// Shapes: x, mean, delta: n numbers from 0; delta is scratch. With n as a constant the loops become straight code,
+///         which is twice as fast for a few variables.
 template <long constantN>
 void addRecord(double* __restrict mean, double* __restrict triangle, double* __restrict delta,
                const double* __restrict x, long anyN, double shareOfNew, double shareOfOld, double factor) {
@@ -35,7 +35,7 @@ void addRecord(double* __restrict mean, double* __restrict triangle, double* __r
 
 using AddRecord = void (*)(double* mean, double* triangle, double* delta, const double* x, long n, double shareOfNew,
                            double shareOfOld, double factor);
-/// By the number of variables; the first is for those that have no entry.
+/// By the number of variables. Entry 0 is for any number of them.
 constexpr std::array<AddRecord, 9> addRecordOf = {addRecord<0>, addRecord<1>, addRecord<2>, addRecord<3>, addRecord<4>,
                                                   addRecord<5>, addRecord<6>, addRecord<7>, addRecord<8>};
 

@@ -16,20 +16,20 @@ namespace {
 /// Rejections of the first variable after which the next candidate is added untried.
 constexpr long mostRejections = 999999;
 
-/// Whether the score with a candidate is below the one without it. A difference that rounding can explain does not
-/// count, and neither does one that is not a number. scale: the sum of the case weights that both are taken over.
+/// Whether the score with a candidate is below the score without it, by more than rounding can explain. False for NaN.
+/// scale: the sum of the case weights that both scores are taken over.
 bool improves(double without, double with, double scale) {
   return without - with > 0x1p-36 * std::max(std::abs(without), scale);
 }
 
-/// Factorisations of the same variables in step, of which those from a given one on judge the candidates.
+/// Factorisations that select the same variables in the same order. The judges among them decide which.
 class Factorisations {
  public:
   void add(const QUVENLSData& train, const QUVENLSData& eval, double floorFactor, const QUVENEnvHandle& env) {
     all.append(QUVENLSCholeskiFSData::createFSData(&train, &eval, floorFactor, QUVEN_ENV), QUVEN_ENV);
     QUVEN_ASSERT(all[1]->getNumFields() == all[all.getSize()]->getNumFields());
   }
-  /// The judges are the factorisations from this number on.
+  /// The judges are the factorisations of this number and above.
   void setFirstJudge(long index) { firstJudge = index; }
   void deleteMemory(const QUVENEnvHandle& env) {
     queue.deleteMemory(QUVEN_ENV);
@@ -89,8 +89,8 @@ class Factorisations {
   long firstJudge = 1;
 };
 
-/// Adds the best candidate that improves the score, and excludes those that were better and do not. False: there is
-/// none. After mostRejections candidates the next one is added untried.
+/// Tries the candidates by descending reduction, adds the first one that improves the score, and excludes those before
+/// it. False: no candidate improves it. After mostRejections candidates the next one is added untried.
 bool addImprovingCandidate(Factorisations& fits, const QUVENEnvHandle& env) {
   const double score = fits.getCVScore();
   const double scale = fits.getSumCaseWeights();

@@ -7,9 +7,9 @@
 
 /// How the variables of a linear regression are selected, from the statistics alone: no record is read.
 ///
-/// floorFactor: that of QUVENLSData::getVarianceEstimate. The results get one model per rank, from 0 upward, after
-/// those that they already have are dropped. Errors: the operations of this class are "Function/Feature not yet
-/// implemented".
+/// floorFactor: that of QUVENLSData::getVarianceEstimate. Earlier models of the results are dropped; then the
+/// results get one model per rank, from 0 upward.
+/// Errors: the operations of this class are "Function/Feature not yet implemented".
 class QUVENLSMethod : public QUVENObjectOf<QUVENLSMethod, QUVENObject> {
  public:
   virtual QUVENOwnPtr<QUVENLSMethod> clone(const QUVENEnvHandle& env) const;
@@ -19,7 +19,8 @@ class QUVENLSMethod : public QUVENObjectOf<QUVENLSMethod, QUVENObject> {
   virtual void selectFolds(const QUVENXaRay<QUVENLSData, 0>& trainVec, const QUVENXaRay<QUVENLSData, 0>& evalVec,
                            QUVENXaRay<QUVENLSResults, 0>& resultsVec, double floorFactor,
                            const QUVENEnvHandle& env) const;
-  /// Selects by two halves, of which each judges the fit of the other. The models are fitted on both together.
+  /// Selects by two halves of the data: each half judges the fit of the other half. The models are fitted on both
+  /// together.
   virtual void selectTwoWay(const QUVENLSData& dataA, const QUVENLSData& dataB, QUVENLSResults& results,
                             double floorFactor, const QUVENEnvHandle& env) const;
   /// Adds the variable of the largest reduction until none is left.
@@ -33,8 +34,8 @@ class QUVENLSMethod : public QUVENObjectOf<QUVENLSMethod, QUVENObject> {
 /// largest reduction is added regardless, and the size of the model is chosen later. This asymmetry must stay. A
 /// candidate that is rejected or ruled out in one channel is excluded in all channels.
 /// selectTwoWay adds a variable only if it improves the score.
-/// A score improves if it falls by more than 2^-36 of the larger of its amount and the sum of the case weights that it
-/// is taken over. Scores that are equal but for rounding would otherwise be told apart by the order of summation.
+/// A score improves if it falls by more than 2^-36 max(|score|, sum of the case weights that it is taken over).
+/// Otherwise the order of summation would decide between scores that differ by rounding only.
 class QUVENLSCholeskiMethod : public QUVENObjectOf<QUVENLSCholeskiMethod, QUVENLSMethod> {
  public:
   QUVENOwnPtr<QUVENLSMethod> clone(const QUVENEnvHandle& env) const override;

@@ -19,8 +19,7 @@ struct QUVENLSFit {
 /// A linear model of some of the variables, with its scores on the records of the fit (train) and on others (eval).
 ///
 /// Shapes: variables run 1..n-1, those of the data that the model was fitted on; positions run 1..getModelRank(), in
-/// the
-///         order in which the variables were selected.
+///         the order in which the variables were selected.
 class QUVENLSModel : public QUVENObjectOf<QUVENLSModel, QUVENObject> {
  public:
   /// A deep copy of the same class.

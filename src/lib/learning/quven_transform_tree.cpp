@@ -35,7 +35,7 @@ void QUVENTransformTree::setVolume(std::int32_t index, const QUVENEnvHandle& env
   nodes[index].vol = isUsable ? model.getVolume(QUVEN_ENV) : Node::Unusable;
 }
 
-/// The node of the highest number in the frontier, wherever it is in it.
+/// The highest number of a node in the frontier. The node need not be at its end.
 std::int32_t QUVENTransformTree::getNewest() const {
   auto newest = static_cast<std::int32_t>(nodes.getSize());
   while (newest > 0 && !nodes[newest].isInFrontier()) --newest;
@@ -89,7 +89,7 @@ void QUVENTransformTree::fold(const QUVENEnvHandle& env) {
 
 // Merging
 
-/// What the train score loses by a merge.
+/// By how much the train score of the merged model is above the sum of both scores.
 double QUVENTransformTree::computeCost(std::int32_t index, std::int32_t partner, const QUVENEnvHandle& env) {
   QUVENOwnPtr<QUVENModel> merged(QUVEN_ENV);
   cloneOf(merged, *models[index], QUVEN_ENV);

@@ -39,12 +39,11 @@ class QUVENTransformTreeNode : public QUVENObjectOf<QUVENTransformTreeNode, QUVE
 ///
 /// The frontier is the list of the nodes that cover all segments at present, at first the leaves. The missing segment
 /// is never merged with another. The steps are fold, mergeAll, prune and collect, each once and in this order.
-/// Shapes:   leaves have the numbers of their segments, 1..n; a merge adds a node behind the last, so children have
-///           lower numbers than their parent.
+/// Shapes:   leaves have the numbers of their segments, 1..n; the node of a merge gets the next number, so children
+///           have lower numbers than their parent.
 /// Lifetime: owns the models until collect. The owner calls deleteMemory(env) before the tree ends.
-/// Cost:     a merge with refit for each pair of neighbours, or for each pair, and for each node that is made; costs
-/// are
-///           kept. All models keep their statistics until deleteMemory.
+/// Cost:     one merge with refit per pair of neighbours, or per pair, and per node that is made; the costs of pairs
+///           are kept. All models keep their statistics until deleteMemory.
 /// Source:   agglomerative clustering by the smallest increase of a criterion: J. H. Ward, "Hierarchical grouping to
 ///           optimize an objective function", JASA 58, 1963; the bottom-up pruning: L. Breiman, J. Friedman, R. Olshen,
 ///           C. Stone, Classification and Regression Trees, 1984, chapter 3.
@@ -61,7 +60,7 @@ class QUVENTransformTree {
   QUVENTransformTree(const QUVENTransformTree&) = delete;
   QUVENTransformTree& operator=(const QUVENTransformTree&) = delete;
 
-  /// Makes a leaf for each model, of which it takes over all.
+  /// Makes a leaf for each model, and takes over all models.
   /// Shapes: models: per segment. missingSegment: one of them.
   void open(Models& segmentModels, std::int32_t missingSegment, const QUVENEnvHandle& env);
   /// Merges each node without usable data into its smaller neighbour. One that has no neighbour but the missing segment

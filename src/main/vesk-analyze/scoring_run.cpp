@@ -129,7 +129,9 @@ void ScoringRun::addModel(const QUVENEnvHandle& env) {
   for (const std::string& name : {targetName, predictionName, stdDevName}) {
     if (names.find(name) == nullptr) refuse(options.modelFile, "the file is cut, or is no model file", QUVEN_ENV);
   }
-  driver->addScan(modelFile.readModel(names, QUVEN_ENV), QUVEN_ENV);
+  QUVENOwnPtr<QUVENModel> model = modelFile.readModel(names, QUVEN_ENV);
+  if (model->getModelState() >= 0) refuse(options.modelFile, "the model is not trained", QUVEN_ENV);
+  driver->addScan(std::move(model), QUVEN_ENV);
   outputs = quvenMake<QUVENModelOutputs>(QUVEN_ENV);
   QUVENField* warning = outputs->addOutput(names.find(targetName), QUVENOutputWarning, "", names, QUVEN_ENV);
   warningName = warning->getName().str();
