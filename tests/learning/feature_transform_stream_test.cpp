@@ -93,8 +93,8 @@ TEST_F(QUVENFeatureTransformStreamTest, ASelectedInputMustHaveAFieldAndACoeffici
     expectFailure([&] { readWithNames<QUVENFeatureTransform>(damaged); }, text);
   };
   refuse("\xC4\x81\x80\xC5", "field != nullptr");
-  refuse("\xC4\x82\x81x\x81x\xC5", "model->getModelRank() == ivInputFields.getSize()");
-  refuse("\xC4\x80\xC5", "model->getModelRank() == ivInputFields.getSize()");
+  refuse("\xC4\x82\x81x\x81x\xC5", "selected == nullptr || selected->getModelRank() == ivInputFields.getSize()");
+  refuse("\xC4\x80\xC5", "selected == nullptr || selected->getModelRank() == ivInputFields.getSize()");
 }
 
 TEST_F(QUVENFeatureTransformStreamTest, ResultsOfWorkersMergeToThoseOfOnePass) {
