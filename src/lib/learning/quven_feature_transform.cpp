@@ -19,7 +19,7 @@ namespace {
 constexpr std::int32_t modeOfHeldOut = 8;
 
 /// The channels that are no folds: the test and the held-out records.
-constexpr int channelsWithoutFold = 2;
+constexpr int channelsWithoutFold = QUVENFoldDealing::FirstFold - 1;
 /// A segment is to have this many records per fold.
 constexpr double recordsPerFold = 2.0;
 

@@ -3,6 +3,7 @@
 
 #include "kernel/quven_model.h"
 #include "kernel/quven_model_outputs.h"
+#include "learning/quven_fold_dealing.h"
 #include "learning/quven_ls_data.h"
 #include "learning/quven_ls_model.h"
 
@@ -109,9 +110,9 @@ class QUVENLinRegModel : public QUVENObjectOf<QUVENLinRegModel, QUVENModel> {
  private:
   using Channels = QUVENXaRay<QUVENLSData, 0>;
 
-  static constexpr std::int32_t TestChannel = 1;
-  static constexpr std::int32_t HeldOutChannel = 2;
-  static constexpr std::int32_t FirstFold = 3;
+  static constexpr std::int32_t TestChannel = QUVENFoldDealing::TestChannel;
+  static constexpr std::int32_t HeldOutChannel = QUVENFoldDealing::HeldOutChannel;
+  static constexpr std::int32_t FirstFold = QUVENFoldDealing::FirstFold;
 
   /// Whether the records of a channel train another one.
   static bool trains(std::int32_t recordChannel, std::int32_t channel) {

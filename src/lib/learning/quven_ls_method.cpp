@@ -5,6 +5,7 @@
 
 #include "learning/quven_candidate_queue.h"
 #include "learning/quven_choleski_fs_data.h"
+#include "learning/quven_fold_dealing.h"
 #include "util/quven_debug.h"
 #include "util/quven_registration.h"
 
@@ -12,6 +13,8 @@ QUVEN_REGISTER(QUVENLSMethod);
 QUVEN_REGISTER(QUVENLSCholeskiMethod);
 
 namespace {
+
+constexpr long firstFold = QUVENFoldDealing::FirstFold;
 
 /// Rejections of the first variable after which the next candidate is added untried.
 constexpr long mostRejections = 999999;
@@ -145,18 +148,18 @@ void QUVENLSCholeskiMethod::selectFolds(const QUVENXaRay<QUVENLSData, 0>& trainV
   // The variances of channels 1 and 2 are estimated from residuals on eval data, scaled to the weight of the train
   // data.
   double evalWeight = 0;
-  for (long c = 3; c <= channels; ++c) evalWeight += evalVec[c].getSumCaseXInvVarWeights();
+  for (long c = firstFold; c <= channels; ++c) evalWeight += evalVec[c].getSumCaseXInvVarWeights();
   const double scale2 = evalWeight > 0 ? trainVec[2].getSumCaseXInvVarWeights() / evalWeight : 1.0;
   evalWeight += evalVec[2].getSumCaseXInvVarWeights();
   const double scale1 = evalWeight > 0 ? trainVec[1].getSumCaseXInvVarWeights() / evalWeight : 1.0;
 
   Factorisations fits;
-  fits.setFirstJudge(3);
+  fits.setFirstJudge(firstFold);
   // Channel 1 is judged on its own train data: its eval data is the final test.
   for (long c = 1; c <= channels; ++c) fits.add(trainVec[c], c == 1 ? trainVec[1] : evalVec[c], floorFactor, QUVEN_ENV);
   for (bool added = true; added;) {
     double rss = 0;
-    for (long c = 3; c <= channels; ++c) {
+    for (long c = firstFold; c <= channels; ++c) {
       QUVENOwnPtr<QUVENLSModel> model = fits[c].getModel(QUVEN_ENV);
       rss += model->getEval().residSSQ;
       resultsVec[c].addModel(std::move(model), QUVEN_ENV);
