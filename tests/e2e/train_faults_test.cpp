@@ -90,6 +90,12 @@ TEST_F(TrainFaults, Values) {
   setColumn(1, 0);
   write();
   expectTrainRefused({"CaseWeight=w"}, 2202, "w", "the weight is nowhere above 0");
+  for (std::size_t i = 0; i < values.size(); i += 4) {  // weights where there is no target
+    values[i + 1] = i < 40 ? 1 : 0;
+    if (i < 40) values[i + 3] = missing;
+  }
+  write();
+  expectTrainRefused({"CaseWeight=w"}, 2202, "w", "the weight is nowhere above 0 where there is a target");
   values.resize(6 * 4);
   write();
   expectTrainRefused({}, 2302, "t.bin", "the dataset has 6 records, too few for 7 channels");
@@ -196,6 +202,20 @@ TEST_F(TrainFaults, OfModelFiles) {
   analyse({"score", "none.model", "t.bin", "p.csv"});
   EXPECT_EQ(result.status, 99);
   EXPECT_THAT(result.out, HasSubstr(errorLine(2302, "none.model;|Unable to read model file")));
+}
+
+TEST_F(TrainFaults, FewRecords) {
+  values.resize(8 * 4);
+  write();
+  train("t.bin", "m", {"Model=LinearRegression"});
+  EXPECT_EQ(result.status, 0) << result.out;
+  EXPECT_THAT(result.out, HasSubstr(warningLine(5016,
+                                                "t.bin;|vesk-analyze: too few records with a target for the model: "
+                                                "each fold needs one, the others together five")));
+  std::filesystem::remove(path("m.model"));
+  analyse({"train", "-", "t.bin", "--strict", "--set", "Model=LinearRegression", "--set", "ModelFileName=m.model"});
+  EXPECT_EQ(result.status, 99);
+  EXPECT_FALSE(exists("m.model"));
 }
 
 TEST_F(TrainFaults, Doubts) {

@@ -249,6 +249,19 @@ TEST_F(Train, TheExampleWorks) {
   EXPECT_THAT(content("run.xml"), HasSubstr("<Analysis>score</Analysis>"));
 }
 
+TEST_F(Train, TheResultsFileDescribesALinearModel) {
+  writeTable("t.bin", 1000);
+  train("t.bin", "m", {"Model=LinearRegression", "Supplementary=id", "CaseWeight=w"});
+  ASSERT_EQ(result.status, 0) << result.out << result.err;
+  analyse({"train", "-", "t.bin", "--set", "Model=LinearRegression", "--set", "ModelFileName=n.model", "--set",
+           "Supplementary=id", "--set", "CaseWeight=w", "--results", "run.xml"});
+  ASSERT_EQ(result.status, 0) << result.out << result.err;
+  EXPECT_THAT(content("run.xml"), HasSubstr("<Target>y</Target>"));
+  EXPECT_THAT(content("run.xml"), HasSubstr("<CoefftInOrder>"));
+  const std::string intercept = content("run.xml").substr(content("run.xml").find("<Intercept>") + 11);
+  EXPECT_EQ(std::stod(intercept), std::stod(csv("m_segments.csv").at("intercept").front()));
+}
+
 TEST_F(Train, AModelFileIsAnObjectStream) {
   writeTable("t.bin", 1000);
   train("t.bin", "m", {"Model=FeatureTransform", "SplitField=x", "Supplementary=id"});

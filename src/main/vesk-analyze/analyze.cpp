@@ -71,7 +71,8 @@ CommandLine readCommandLine(int argc, const char* const* argv, AnalyzeOptions& o
         ->add_option("PARAMETER_FILE", options.parameterFile,
                      "Parameters, XML with the top element AnalysisParams; - for none, with --set")
         ->required();
-    command->add_option("DATASET", options.dataset, "The dataset, the name given to vesk-loader or vesk table")->required();
+    command->add_option("DATASET", options.dataset, "The dataset, the name given to vesk-loader or vesk table")
+        ->required();
     addCommonOptions(*command, options);
     const auto addSetting = [&options, &kind](const std::string& text) {
       if (readSetting(kind, text, options.settings.emplace_back())) return;

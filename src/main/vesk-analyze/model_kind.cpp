@@ -67,6 +67,10 @@ void addLinearOutputs(QUVENModel& model, QUVENModelOutputs& outputs, QUVENFieldN
 
 void releaseLinear(QUVENModel& model, const QUVENEnvHandle& env) { linear(model).releaseStatistics(QUVEN_ENV); }
 
+void addLinearResults(const QUVENModel& model, QUVENXMLTag& results, const QUVENEnvHandle& env) {
+  linear(model).writeResultsToTag(results, QUVEN_ENV);
+}
+
 std::vector<DescribedStage> describeLinearStage(const QUVENModel& model, const QUVENTableLabels&,
                                                 const QUVENEnvHandle& env) {
   DescribedStage stage;
@@ -100,6 +104,8 @@ void addTransformOutputs(QUVENModel& model, QUVENModelOutputs& outputs, QUVENFie
                          const QUVENEnvHandle& env) {
   static_cast<QUVENFeatureTransform&>(model).getOutputs(outputs, "", names, QUVEN_ENV);
 }
+
+void addNoResults(const QUVENModel&, QUVENXMLTag&, const QUVENEnvHandle&) {}  // its reports say it all
 
 void releaseNothing(QUVENModel&, const QUVENEnvHandle&) {}  // a transform does so when its training ends
 
@@ -152,8 +158,9 @@ std::vector<DescribedStage> describeTransformStage(const QUVENModel& model, cons
 }
 
 constexpr ModelKind kinds[] = {
-    {"LinearRegression", false, makeLinear, addLinearOutputs, releaseLinear, describeLinearStage},
-    {"FeatureTransform", true, makeTransform, addTransformOutputs, releaseNothing, describeTransformStage},
+    {"LinearRegression", false, makeLinear, addLinearOutputs, releaseLinear, addLinearResults, describeLinearStage},
+    {"FeatureTransform", true, makeTransform, addTransformOutputs, releaseNothing, addNoResults,
+     describeTransformStage},
 };
 
 }  // namespace

@@ -24,6 +24,8 @@ struct ModelKind {
                      const QUVENEnvHandle& env);
   /// Drops what scoring does not need.
   void (*releaseStatistics)(QUVENModel& model, const QUVENEnvHandle& env);
+  /// Adds what the model says of itself to the results of the run.
+  void (*addResults)(const QUVENModel& model, QUVENXMLTag& results, const QUVENEnvHandle& env);
   std::vector<DescribedStage> (*describe)(const QUVENModel& model, const QUVENTableLabels& labels,
                                           const QUVENEnvHandle& env);
 };

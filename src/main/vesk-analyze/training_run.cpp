@@ -20,7 +20,7 @@ namespace vesk_analyze {
 
 namespace {
 
-enum Code : int { IllegalParameter = 2202, FileUnusable = 2302 };
+enum Code : int { IllegalParameter = 2202, FileUnusable = 2302, TooFewRecords = 5016 };
 
 constexpr const char* outputUnwritable = "vesk-analyze: Unable to write output file";
 constexpr const char* resultsUnwritable = "vesk-analyze: Unable to write results file";
@@ -153,6 +153,20 @@ void TrainingRun::work(const QUVENEnvHandle& env) {
     addLosses(QUVEN_ENV);
   }
   driver->runPasses(QUVEN_ENV);
+  if (transport.isMaster()) checkRecords(QUVEN_ENV);
+}
+
+/// Whether the records were enough to learn from.
+void TrainingRun::checkRecords(const QUVENEnvHandle& env) const {
+  if (fields.caseWeight != nullptr && losses->getTotalWeight() <= 0) {
+    report_error(IllegalParameter, fields.caseWeight->getName().str(),
+                 "vesk-analyze: the weight is nowhere above 0 where there is a target", QUVEN_ENV, true);
+  }
+  if (model->hasUsableData(QUVEN_ENV)) return;
+  report_doubt(
+      TooFewRecords, options.dataset,
+      "vesk-analyze: too few records with a target for the model: each fold needs one, the others together five",
+      QUVEN_ENV);
 }
 
 /// The pass that only reports.
@@ -231,6 +245,7 @@ void TrainingRun::finish(const QUVENEnvHandle& env) {
 }
 
 void TrainingRun::addResults(QUVENXMLTag& results, const QUVENEnvHandle& env) const {
+  kind->addResults(*model, results, QUVEN_ENV);
   parameterFile.addResults(results, QUVEN_ENV);
 }
 

@@ -39,6 +39,7 @@ class TrainingRun final : public Run {
   void checkInputs(const QUVENEnvHandle& env) const;
   void checkNames(const QUVENEnvHandle& env) const;
   void addModel(const QUVENEnvHandle& env);
+  void checkRecords(const QUVENEnvHandle& env) const;
   void addLosses(const QUVENEnvHandle& env);
   void writeModel(const QUVENEnvHandle& env) const;
   TrainingReport makeReport(const std::vector<DescribedStage>& stages) const;
