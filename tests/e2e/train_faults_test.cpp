@@ -2,6 +2,9 @@
 
 #include <gmock/gmock.h>
 
+#include <cmath>
+#include <filesystem>
+
 #include "train_case.h"
 
 namespace vesk_e2e {
@@ -170,6 +173,32 @@ TEST_F(TrainFaults, OfScoring) {
   analyse({"score", "a.model", "t.bin", "p.csv", "--keep", "x,nope"});
   EXPECT_EQ(result.status, 99);
   EXPECT_THAT(result.out, HasSubstr(errorLine(2302, "nope;|vesk-analyze: --keep names no column of the dataset")));
+}
+
+/// Rank 1 leaves the rows that rank 0 wrote, and rank 0 those of the others, unless they remove them.
+TEST_F(TrainFaults, ARankThatFailsLeavesNoRows) {
+  write();
+  train("t.bin", "m", {"Model=LinearRegression"});
+  ASSERT_EQ(result.status, 0) << result.out;
+  for (const std::size_t record : {3U, 100U, 197U}) {
+    std::vector<double> damaged = values;
+    damaged[4 * record] = std::nan("");
+    table("s.bin",
+          {{"x", "Numeric", "Explanatory"},
+           {"w", "Numeric", "Explanatory"},
+           {"group", "Categorical", "Explanatory"},
+           {"y", "Numeric", "Explanatory"}},
+          damaged);
+    for (const int ranks : {1, 2, 3}) {
+      analyse({"score", "m.model", "s.bin", "p.csv"}, ranks);
+      EXPECT_EQ(result.status, 99);
+      EXPECT_FALSE(exists("p.csv"));
+      for (const auto& entry : std::filesystem::directory_iterator(path(""))) {
+        EXPECT_EQ(entry.path().filename().string().find("p.csv"), std::string::npos)
+            << entry.path() << " of " << ranks << " ranks, record " << record;
+      }
+    }
+  }
 }
 
 /// A model that is cut anywhere, or is something else, gets one line.

@@ -26,12 +26,12 @@ std::string targetOf(const std::string& path) {
 }
 
 /// Where the bytes go first: beside the result, under a name that no other run writes to.
-std::string writtenPathOf(const std::string& path) {
+std::string writtenPathOf(const std::string& path, long process) {
   std::error_code error;
   const fs::file_status status = fs::status(path, error);
   const bool isWrittenAsItIs = path.empty() || fs::is_symlink(fs::symlink_status(path, error)) ||
                                (fs::exists(status) && !fs::is_regular_file(status));
-  return isWrittenAsItIs ? path : path + ".partial" + std::to_string(::getpid());
+  return isWrittenAsItIs ? path : path + ".partial" + std::to_string(process);
 }
 
 /// The whole name, with the links of it that are there followed; empty if that cannot be told.
@@ -43,7 +43,7 @@ fs::path wholeName(const std::string& path) {
 }  // namespace
 
 QUVENResultFile::QUVENResultFile(const std::string& resultPath)
-    : path(targetOf(resultPath)), writtenPath(writtenPathOf(path)), stream(writtenPath, std::ios::binary) {
+    : path(targetOf(resultPath)), writtenPath(writtenPathOf(path, ::getpid())), stream(writtenPath, std::ios::binary) {
   opened = stream.is_open();
 }
 
@@ -61,6 +61,13 @@ bool QUVENResultFile::commit() {
   if (writtenPath != path) fs::rename(writtenPath, path, error);
   committed = !error;
   return committed;
+}
+
+void quvenRemoveIncompleteResult(const std::string& resultPath, long process) {
+  const std::string path = targetOf(resultPath);
+  const std::string written = writtenPathOf(path, process);
+  std::error_code ignored;  // a file that was never made, or that cannot be removed any more
+  if (written != path) fs::remove(written, ignored);
 }
 
 bool quvenIsSameFile(const std::string& a, const std::string& b) {
