@@ -201,6 +201,21 @@ TEST_F(TrainFaults, ARankThatFailsLeavesNoRows) {
   }
 }
 
+/// Each rank reported labels that cannot be read.
+TEST_F(TrainFaults, LabelsAreRefusedOnce) {
+  write();
+  train("t.bin", "m", {"Model=LinearRegression"});
+  ASSERT_EQ(result.status, 0) << result.out;
+  writeFile("t.bin.labels", "nonsense\n");
+  for (const int ranks : {1, 3}) {
+    analyse({"score", "m.model", "t.bin", "p.csv"}, ranks);
+    EXPECT_EQ(result.status, 99);
+    const std::size_t first = result.out.find("Error;|2302;|t.bin.labels;|");
+    ASSERT_NE(first, std::string::npos) << result.out;
+    EXPECT_EQ(result.out.find("Error;|2302;", first + 1), std::string::npos) << result.out;
+  }
+}
+
 /// A model that is cut anywhere, or is something else, gets one line.
 TEST_F(TrainFaults, OfModelFiles) {
   write();

@@ -141,8 +141,12 @@ void ScoringRun::open(const QUVENEnvHandle& env) {
   if (transport.isMaster()) {
     openTable(QUVEN_ENV);
     checkOutputs(QUVEN_ENV);
+  const auto readLabels = [this, env] {
+    static_cast<void>(labels.read(QUVENTableLabels::pathOf(options.dataset), QUVEN_ENV));
+  };
     takeTrainingFields(QUVEN_ENV);
   }
+    readLabels();
   driver->shareFields(QUVEN_ENV);
   if (transport.isMaster()) {
     addModel(QUVEN_ENV);
@@ -151,9 +155,9 @@ void ScoringRun::open(const QUVENEnvHandle& env) {
   }
   shareText(warningName, QUVEN_ENV);
   driver->setAfterRead([this, env](QUVENScanWorld& copy) {
+    readLabels();  // rank 0 has reported labels that cannot be read
     QUVENTransformGlobalVars::get(env).setWarningField(copy.getNames().find(warningName));
   });
-  static_cast<void>(labels.read(QUVENTableLabels::pathOf(options.dataset), QUVEN_ENV));
 }
 
 std::string ScoringRun::header() const {
