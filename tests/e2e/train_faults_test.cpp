@@ -216,6 +216,36 @@ TEST_F(TrainFaults, LabelsAreRefusedOnce) {
   }
 }
 
+/// Two columns of one name in the predictions: readers by name took one of them.
+TEST_F(TrainFaults, KeptColumnsHaveNamesOfTheirOwn) {
+  write();
+  train("t.bin", "m", {"Model=LinearRegression"});
+  ASSERT_EQ(result.status, 0) << result.out;
+  table("s.bin",
+        {{"x", "Numeric", "Explanatory"},
+         {"w", "Numeric", "Explanatory"},
+         {"group", "Categorical", "Explanatory"},
+         {"Warning_y", "Numeric", "Explanatory"},
+         {"channel", "Numeric", "Explanatory"}},
+        {1, 2, 3, 4, 5});
+  const auto expectTwice = [&](const Strings& options, const std::string& name) {
+    for (const int ranks : {1, 2}) {
+      Strings all = {"score", "m.model", "s.bin", "p.csv"};
+      all.insert(all.end(), options.begin(), options.end());
+      analyse(all, ranks);
+      EXPECT_EQ(result.status, 99);
+      EXPECT_THAT(result.out, HasSubstr(errorLine(
+                                  2302, name + ";|vesk-analyze: --keep gives the output two columns of this name")));
+      EXPECT_FALSE(exists("p.csv"));
+    }
+  };
+  expectTwice({"--keep", "x,w,x"}, "x");
+  expectTwice({"--keep", "Warning_y"}, "Warning_y");
+  expectTwice({"--keep", "channel", "--channels"}, "channel");
+  analyse({"score", "m.model", "s.bin", "p.csv", "--keep", "channel,x"});
+  EXPECT_EQ(result.status, 0) << result.out;
+}
+
 /// A model that is cut anywhere, or is something else, gets one line.
 TEST_F(TrainFaults, OfModelFiles) {
   write();
