@@ -93,6 +93,21 @@ TEST_F(TrainFaults, Values) {
   setColumn(1, 0);
   write();
   expectTrainRefused({"CaseWeight=w"}, 2202, "w", "the weight is nowhere above 0");
+  // Squares that overflow: nothing was learned, and the losses were finite numbers.
+  values = sound;
+  values[3] = -1e101;
+  write();
+  expectTrainRefused({}, 2202, "y", "the target has a value beyond 1e+100, so that sums of squares overflow");
+  expectTrainRefused({"Model=FeatureTransform", "SplitField=x"}, 2202, "y",
+                     "the target has a value beyond 1e+100, so that sums of squares overflow");
+  values = sound;
+  setColumn(1, 1);
+  values[1] = 1e51;
+  write();
+  expectTrainRefused({"CaseWeight=w"}, 2202, "w",
+                     "the weight has a value beyond 1e+50, so that sums of squares overflow");
+  expectTrainRefused({"InverseVarianceWeight=w"}, 2202, "w",
+                     "the weight has a value beyond 1e+50, so that sums of squares overflow");
   values.resize(6 * 4);
   write();
   expectTrainRefused({}, 2302, "t.bin", "the dataset has 6 records, too few for 7 channels");
