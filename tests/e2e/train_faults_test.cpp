@@ -117,6 +117,11 @@ TEST_F(TrainFaults, Values) {
 }
 
 TEST_F(TrainFaults, Datasets) {
+  // The number of records was divided by the length of a record, 0.
+  write();
+  writeFile("t.bin.info", "\n");
+  expectTrainRefused({}, 2302, "t.bin", "the description of the dataset has no columns");
+
   train("none.bin", "m", {"Model=LinearRegression"});
   EXPECT_EQ(result.status, 99);
   table("t.bin",
