@@ -249,6 +249,19 @@ TEST_F(Train, TheExampleWorks) {
   EXPECT_THAT(content("run.xml"), HasSubstr("<Analysis>score</Analysis>"));
 }
 
+/// The first of them was the target.
+TEST_F(Train, OfTwoTargetColumnsTheLastCounts) {
+  std::vector<double> values;
+  for (int i = 0; i < 60; ++i) {
+    const double x = draw();
+    values.insert(values.end(), {x, 5 * x, x + draw()});
+  }
+  table("two.bin", {{"x", "Numeric", "Explanatory"}, {"z", "Numeric", "Target"}, {"y", "Numeric", "Target"}}, values);
+  train("two.bin", "two", {"Model=LinearRegression"});
+  ASSERT_EQ(result.status, 0) << result.out;
+  EXPECT_EQ(content("two_report.txt").substr(0, 27), "Model LinearRegression of y");
+}
+
 TEST_F(Train, AModelFileIsAnObjectStream) {
   writeTable("t.bin", 1000);
   train("t.bin", "m", {"Model=FeatureTransform", "SplitField=x", "Supplementary=id"});

@@ -63,7 +63,7 @@ class RoleFinder {
 std::string targetName(const TrainingParameters& parameters, const QUVENDataPoint& point, const QUVENEnvHandle& env) {
   if (!parameters.target.empty()) return parameters.target;
   constexpr auto target = static_cast<std::int32_t>(QUVENFieldPurpose::Target);
-  for (long i = 1; i <= point.getNumFields(); ++i) {
+  for (long i = point.getNumFields(); i >= 1; --i) {  // of several, the last counts
     if (point.getField(i).getPurpose() == target) return point.getField(i).getName().str();
   }
   refuseColumn("Target", "neither the parameter nor a column of purpose target says what is to be predicted",
