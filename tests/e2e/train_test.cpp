@@ -249,6 +249,18 @@ TEST_F(Train, TheExampleWorks) {
   EXPECT_THAT(content("run.xml"), HasSubstr("<Analysis>score</Analysis>"));
 }
 
+/// A label with a line end was cut into two lines of the report.
+TEST_F(Train, LabelsAreOnOneLineOfTheReport) {
+  std::vector<double> values;
+  for (int i = 0; i < 200; ++i) values.insert(values.end(), {static_cast<double>(i % 2), 3 * (i % 2) + draw()});
+  table("lines.bin", {{"c", "Categorical", "Explanatory"}, {"y", "Numeric", "Target"}}, values);
+  writeFile("lines.bin.labels", "column,code,label\nc,0,\"one\ntwo\"\nc,1,three\n");
+  train("lines.bin", "lines", {"Model=FeatureTransform", "SplitField=c"});
+  ASSERT_EQ(result.status, 0) << result.out;
+  EXPECT_THAT(content("lines_report.txt"), HasSubstr(" one two  "));
+  EXPECT_THAT(content("lines_segments.csv"), HasSubstr(",\"one\ntwo\","));
+}
+
 /// The first of them was the target.
 TEST_F(Train, OfTwoTargetColumnsTheLastCounts) {
   std::vector<double> values;
