@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
+#include <array>
 #include <filesystem>
 
 #include "support/temporary_folder.h"
@@ -94,6 +95,23 @@ TEST(QUVENResultFile, ADeviceIsWrittenAsItIs) {
   file.getStream() << "some";
   EXPECT_TRUE(file.commit());
   EXPECT_FALSE(std::filesystem::exists("/dev/null.partial" + std::to_string(::getpid())));
+}
+
+/// The link of a process to its standard output names no path when that is a pipe; it was followed to that name.
+TEST(QUVENResultFile, APipeBehindALinkIsWrittenAsItIs) {
+  std::array<int, 2> ends{};
+  ASSERT_EQ(::pipe(ends.data()), 0);
+  const std::string link = "/proc/self/fd/" + std::to_string(ends[1]);
+  if (!std::filesystem::exists(link)) GTEST_SKIP() << "no such link";
+  QUVENResultFile file(link);
+  EXPECT_TRUE(file.isOpen());
+  file.getStream() << "rows\n";
+  EXPECT_TRUE(file.commit());
+  ::close(ends[1]);
+  std::array<char, 16> bytes{};
+  EXPECT_EQ(::read(ends[0], bytes.data(), bytes.size()), 5);
+  EXPECT_STREQ(bytes.data(), "rows\n");
+  ::close(ends[0]);
 }
 
 TEST(QUVENResultFile, AFullDeviceIsNoticed) {

@@ -2,6 +2,9 @@
 
 #include <gmock/gmock.h>
 
+#include <cmath>
+#include <filesystem>
+
 #include "train_case.h"
 
 namespace vesk_e2e {
@@ -82,7 +85,7 @@ TEST_F(TrainFaults, Values) {
   setColumn(0, 5);
   setColumn(1, missing);
   write();
-  expectTrainRefused({}, 2302, "t.bin", "every input is constant or missing");
+  expectTrainRefused({}, 2302, "t.bin", "every input is constant, missing or of rare categories only");
   values = sound;
   write();
   expectTrainRefused({"CaseWeight=w"}, 2202, "w", "the weight is negative");
@@ -96,6 +99,21 @@ TEST_F(TrainFaults, Values) {
   }
   write();
   expectTrainRefused({"CaseWeight=w"}, 2202, "w", "the weight is nowhere above 0 where there is a target");
+  // Squares that overflow: nothing was learned, and the losses were finite numbers.
+  values = sound;
+  values[3] = -1e101;
+  write();
+  expectTrainRefused({}, 2202, "y", "the target has a value beyond 1e+100, so that sums of squares overflow");
+  expectTrainRefused({"Model=FeatureTransform", "SplitField=x"}, 2202, "y",
+                     "the target has a value beyond 1e+100, so that sums of squares overflow");
+  values = sound;
+  setColumn(1, 1);
+  values[1] = 1e51;
+  write();
+  expectTrainRefused({"CaseWeight=w"}, 2202, "w",
+                     "the weight has a value beyond 1e+50, so that sums of squares overflow");
+  expectTrainRefused({"InverseVarianceWeight=w"}, 2202, "w",
+                     "the weight has a value beyond 1e+50, so that sums of squares overflow");
   values.resize(6 * 4);
   write();
   expectTrainRefused({}, 2302, "t.bin", "the dataset has 6 records, too few for 7 channels");
@@ -105,6 +123,11 @@ TEST_F(TrainFaults, Values) {
 }
 
 TEST_F(TrainFaults, Datasets) {
+  // The number of records was divided by the length of a record, 0.
+  write();
+  writeFile("t.bin.info", "\n");
+  expectTrainRefused({}, 2302, "t.bin", "the description of the dataset has no columns");
+
   train("none.bin", "m", {"Model=LinearRegression"});
   EXPECT_EQ(result.status, 99);
   table("t.bin",
@@ -178,6 +201,77 @@ TEST_F(TrainFaults, OfScoring) {
   EXPECT_THAT(result.out, HasSubstr(errorLine(2302, "nope;|vesk-analyze: --keep names no column of the dataset")));
 }
 
+/// Rank 1 leaves the rows that rank 0 wrote, and rank 0 those of the others, unless they remove them.
+TEST_F(TrainFaults, ARankThatFailsLeavesNoRows) {
+  write();
+  train("t.bin", "m", {"Model=LinearRegression"});
+  ASSERT_EQ(result.status, 0) << result.out;
+  for (const std::size_t record : {3U, 100U, 197U}) {
+    std::vector<double> damaged = values;
+    damaged[4 * record] = std::nan("");
+    table("s.bin",
+          {{"x", "Numeric", "Explanatory"},
+           {"w", "Numeric", "Explanatory"},
+           {"group", "Categorical", "Explanatory"},
+           {"y", "Numeric", "Explanatory"}},
+          damaged);
+    for (const int ranks : {1, 2, 3}) {
+      analyse({"score", "m.model", "s.bin", "p.csv"}, ranks);
+      EXPECT_EQ(result.status, 99);
+      EXPECT_FALSE(exists("p.csv"));
+      for (const auto& entry : std::filesystem::directory_iterator(path(""))) {
+        EXPECT_EQ(entry.path().filename().string().find("p.csv"), std::string::npos)
+            << entry.path() << " of " << ranks << " ranks, record " << record;
+      }
+    }
+  }
+}
+
+/// Each rank reported labels that cannot be read.
+TEST_F(TrainFaults, LabelsAreRefusedOnce) {
+  write();
+  train("t.bin", "m", {"Model=LinearRegression"});
+  ASSERT_EQ(result.status, 0) << result.out;
+  writeFile("t.bin.labels", "nonsense\n");
+  for (const int ranks : {1, 3}) {
+    analyse({"score", "m.model", "t.bin", "p.csv"}, ranks);
+    EXPECT_EQ(result.status, 99);
+    const std::size_t first = result.out.find("Error;|2302;|t.bin.labels;|");
+    ASSERT_NE(first, std::string::npos) << result.out;
+    EXPECT_EQ(result.out.find("Error;|2302;", first + 1), std::string::npos) << result.out;
+  }
+}
+
+/// Two columns of one name in the predictions: readers by name took one of them.
+TEST_F(TrainFaults, KeptColumnsHaveNamesOfTheirOwn) {
+  write();
+  train("t.bin", "m", {"Model=LinearRegression"});
+  ASSERT_EQ(result.status, 0) << result.out;
+  table("s.bin",
+        {{"x", "Numeric", "Explanatory"},
+         {"w", "Numeric", "Explanatory"},
+         {"group", "Categorical", "Explanatory"},
+         {"Warning_y", "Numeric", "Explanatory"},
+         {"channel", "Numeric", "Explanatory"}},
+        {1, 2, 3, 4, 5});
+  const auto expectTwice = [&](const Strings& options, const std::string& name) {
+    for (const int ranks : {1, 2}) {
+      Strings all = {"score", "m.model", "s.bin", "p.csv"};
+      all.insert(all.end(), options.begin(), options.end());
+      analyse(all, ranks);
+      EXPECT_EQ(result.status, 99);
+      EXPECT_THAT(result.out, HasSubstr(errorLine(
+                                  2302, name + ";|vesk-analyze: --keep gives the output two columns of this name")));
+      EXPECT_FALSE(exists("p.csv"));
+    }
+  };
+  expectTwice({"--keep", "x,w,x"}, "x");
+  expectTwice({"--keep", "Warning_y"}, "Warning_y");
+  expectTwice({"--keep", "channel", "--channels"}, "channel");
+  analyse({"score", "m.model", "s.bin", "p.csv", "--keep", "channel,x"});
+  EXPECT_EQ(result.status, 0) << result.out;
+}
+
 /// A model that is cut anywhere, or is something else, gets one line.
 TEST_F(TrainFaults, OfModelFiles) {
   write();
@@ -196,6 +290,8 @@ TEST_F(TrainFaults, OfModelFiles) {
     expectRefusedModel(whole.substr(0, size), "cut at " + std::to_string(size));
   }
   expectRefusedModel(whole.substr(0, whole.size() - 1), "without its last byte");
+  expectRefusedModel(whole + "x", "with a byte behind its end");
+  expectRefusedModel(whole + whole, "twice");
   expectRefusedModel(content("t.bin"), "a table");
   expectRefusedModel("<AnalysisParams/>", "a parameter file");
   expectRefusedModel(whole.substr(whole.find("QUVENFeatureTransform") - 2), "without the fields");

@@ -184,11 +184,9 @@ TEST_F(Train, ScoringNeedsTheInputsAlone) {
   writeTable("t.bin", 1000);
   train("t.bin", "m", {"Model=LinearRegression", "Supplementary=id", "CaseWeight=w"});
   ASSERT_EQ(result.status, 0) << result.out << result.err;
-  const std::vector<Column> inputs = {{"other", "Categorical", "Explanatory"},
-                                      {"group", "Categorical", "Explanatory"},
-                                      {"z", "Numeric", "Explanatory"},
-                                      {"x", "Numeric", "Explanatory"}};
-  table("s.bin", inputs, {1, 3, 0, 0, 2, 9, 1, missing});
+  const std::vector<Column> inputs = {
+      {"other", "Categorical", "Explanatory"}, {"z", "Numeric", "Explanatory"}, {"x", "Numeric", "Explanatory"}};
+  table("s.bin", inputs, {1, 0, 0, 2, 1, missing});
   analyse({"score", "m.model", "s.bin", "p.csv"});
   ASSERT_EQ(result.status, 0) << result.out << result.err;
   const CsvColumns rows = csv("p.csv");
@@ -260,6 +258,31 @@ TEST_F(Train, TheResultsFileDescribesALinearModel) {
   EXPECT_THAT(content("run.xml"), HasSubstr("<CoefftInOrder>"));
   const std::string intercept = content("run.xml").substr(content("run.xml").find("<Intercept>") + 11);
   EXPECT_EQ(std::stod(intercept), std::stod(csv("m_segments.csv").at("intercept").front()));
+}
+
+/// A label with a line end was cut into two lines of the report.
+TEST_F(Train, LabelsAreOnOneLineOfTheReport) {
+  std::vector<double> values;
+  for (int i = 0; i < 200; ++i) values.insert(values.end(), {static_cast<double>(i % 2), 3 * (i % 2) + draw()});
+  table("lines.bin", {{"c", "Categorical", "Explanatory"}, {"y", "Numeric", "Target"}}, values);
+  writeFile("lines.bin.labels", "column,code,label\nc,0,\"one\ntwo\"\nc,1,three\n");
+  train("lines.bin", "lines", {"Model=FeatureTransform", "SplitField=c"});
+  ASSERT_EQ(result.status, 0) << result.out;
+  EXPECT_THAT(content("lines_report.txt"), HasSubstr(" one two  "));
+  EXPECT_THAT(content("lines_segments.csv"), HasSubstr(",\"one\ntwo\","));
+}
+
+/// The first of them was the target.
+TEST_F(Train, OfTwoTargetColumnsTheLastCounts) {
+  std::vector<double> values;
+  for (int i = 0; i < 60; ++i) {
+    const double x = draw();
+    values.insert(values.end(), {x, 5 * x, x + draw()});
+  }
+  table("two.bin", {{"x", "Numeric", "Explanatory"}, {"z", "Numeric", "Target"}, {"y", "Numeric", "Target"}}, values);
+  train("two.bin", "two", {"Model=LinearRegression"});
+  ASSERT_EQ(result.status, 0) << result.out;
+  EXPECT_EQ(content("two_report.txt").substr(0, 27), "Model LinearRegression of y");
 }
 
 TEST_F(Train, AModelFileIsAnObjectStream) {

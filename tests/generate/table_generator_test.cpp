@@ -169,6 +169,8 @@ TEST(GenerateTable, RefusesWhatMakesNoTable) {
     EXPECT_TRUE(folder.isEmpty());
   };
   expectRefused({"--rows", "0"}, "vesk-generate: the number of rows must be at least 1\n");
+  // It wrote rows until the disk was full.
+  expectRefused({"--rows", "-1"}, "vesk-generate: the number of rows must be at most 100000000000000\n");
   expectRefused({"--rows", "x"}, "--rows");
   expectRefused({"--noise", "-1"}, "vesk-generate: the noise must be from 0 to 1000\n");
   expectRefused({"--noise", "nan"}, "vesk-generate: the noise must be from 0 to 1000\n");

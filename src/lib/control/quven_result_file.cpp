@@ -9,11 +9,14 @@ namespace {
 namespace fs = std::filesystem;
 
 /// The file that a name stands for, through symbolic links, also where the last one points to nothing yet. Of links
-/// that go round a link is left, which does not open.
+/// that go round a link is left, which does not open. A link to a device or a pipe stays: /proc/self/fd/1 points to a
+/// text that is not the path of a pipe.
 std::string targetOf(const std::string& path) {
   constexpr int mostLinks = 40;  // as many as the system follows
   fs::path target = path;
   std::error_code error;
+  const fs::file_status status = fs::status(path, error);
+  if (fs::exists(status) && !fs::is_regular_file(status)) return path;
   for (int i = 0; i < mostLinks && fs::is_symlink(fs::symlink_status(target, error)); ++i) {
     const fs::path next = fs::read_symlink(target, error);
     if (error) break;
@@ -23,12 +26,12 @@ std::string targetOf(const std::string& path) {
 }
 
 /// Where the bytes go first: beside the result, under a name that no other run writes to.
-std::string writtenPathOf(const std::string& path) {
+std::string writtenPathOf(const std::string& path, long process) {
   std::error_code error;
   const fs::file_status status = fs::status(path, error);
   const bool isWrittenAsItIs = path.empty() || fs::is_symlink(fs::symlink_status(path, error)) ||
                                (fs::exists(status) && !fs::is_regular_file(status));
-  return isWrittenAsItIs ? path : path + ".partial" + std::to_string(::getpid());
+  return isWrittenAsItIs ? path : path + ".partial" + std::to_string(process);
 }
 
 /// The whole name, with the links of it that are there followed; empty if that cannot be told.
@@ -40,7 +43,7 @@ fs::path wholeName(const std::string& path) {
 }  // namespace
 
 QUVENResultFile::QUVENResultFile(const std::string& resultPath)
-    : path(targetOf(resultPath)), writtenPath(writtenPathOf(path)), stream(writtenPath, std::ios::binary) {
+    : path(targetOf(resultPath)), writtenPath(writtenPathOf(path, ::getpid())), stream(writtenPath, std::ios::binary) {
   opened = stream.is_open();
 }
 
@@ -58,6 +61,13 @@ bool QUVENResultFile::commit() {
   if (writtenPath != path) fs::rename(writtenPath, path, error);
   committed = !error;
   return committed;
+}
+
+void quvenRemoveIncompleteResult(const std::string& resultPath, long process) {
+  const std::string path = targetOf(resultPath);
+  const std::string written = writtenPathOf(path, process);
+  std::error_code ignored;  // a file that was never made, or that cannot be removed any more
+  if (written != path) fs::remove(written, ignored);
 }
 
 bool quvenIsSameFile(const std::string& a, const std::string& b) {

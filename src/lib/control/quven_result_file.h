@@ -30,6 +30,9 @@ class QUVENResultFile {
   bool committed = false;
 };
 
+/// Removes what a process of this run has written for a result that will not be completed. A device or a pipe stays.
+void quvenRemoveIncompleteResult(const std::string& resultPath, long process);
+
 /// Whether two names stand for one file, also one that is not there yet. A device or a pipe is never taken for one.
 [[nodiscard]] bool quvenIsSameFile(const std::string& a, const std::string& b);
 

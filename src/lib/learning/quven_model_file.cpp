@@ -82,7 +82,8 @@ void QUVENModelFile::refuse(const char* text, const QUVENEnvHandle& env) const {
   quvenUnreachable(QUVEN_ENV);
 }
 
-/// Runs an action on a reader of the bytes. Every report of the reader means that the file is not whole.
+/// Runs an action on a reader of the bytes, and on the bytes themselves. Every report of the reader means that the file
+/// is not whole.
 template <class Action>
 void QUVENModelFile::read(Action action, const QUVENEnvHandle& env) {
   bool isWhole = false;
@@ -90,7 +91,7 @@ void QUVENModelFile::read(Action action, const QUVENEnvHandle& env) {
     const SilentReports silent;
     QUVENViewBlobIO blob(bytes);
     QUVENBinObjReader reader(blob, QUVEN_ENV);
-    action(reader);
+    action(reader, blob);
     isWhole = true;
   } catch (int) {  // the library exception
   }
@@ -103,13 +104,14 @@ const QUVENTrainingFacts& QUVENModelFile::readFacts(const QUVENEnvHandle& env) {
   if (!file || std::filesystem::is_directory(path, unknown)) refuse("Unable to read model file", QUVEN_ENV);
   bytes.assign(std::istreambuf_iterator<char>(file), {});
   if (file.bad()) refuse("Unable to read model file", QUVEN_ENV);
-  const auto readAll = [&](QUVENObjReader& reader) {
+  const auto readAll = [&](QUVENObjReader& reader, const QUVENBlobIO& blob) {
     QUVENOwnPtr<QUVENFieldNameMap> names(env);
     QUVENOwnPtr<QUVENModel> model(env);
     quvenReadObject(reader, names, QUVENFieldNameMap::typeName(), env);
     quvenReadObject(reader, model, QUVENModel::typeName(), env);
     quvenReadObject(reader, facts, QUVENTrainingFacts::typeName(), env);
     QUVEN_ASSERT(names.get() != nullptr && model.get() != nullptr && facts.get() != nullptr);
+    QUVEN_ASSERT_CAUSE(blob.getRemaining() == 0, "Bytes behind the last object");
     QUVEN_ASSERT(facts->ivInputNames.getSize() == facts->ivInputTypes.getSize());
     QUVEN_ASSERT(facts->ivLabelColumns.getSize() == facts->ivLabelCodes.getSize());
     QUVEN_ASSERT(facts->ivLabelColumns.getSize() == facts->ivLabelTexts.getSize());
@@ -126,7 +128,7 @@ const QUVENTrainingFacts& QUVENModelFile::readFacts(const QUVENEnvHandle& env) {
 
 const QUVENFieldNameMap& QUVENModelFile::readFields(const QUVENEnvHandle& env) {
   fields.reset(QUVEN_ENV);
-  const auto readFieldsOnly = [&](QUVENObjReader& reader) {
+  const auto readFieldsOnly = [&](QUVENObjReader& reader, const QUVENBlobIO&) {
     quvenReadObject(reader, fields, QUVENFieldNameMap::typeName(), env);
   };
   read(readFieldsOnly, QUVEN_ENV);
@@ -135,7 +137,7 @@ const QUVENFieldNameMap& QUVENModelFile::readFields(const QUVENEnvHandle& env) {
 
 QUVENOwnPtr<QUVENModel> QUVENModelFile::readModel(QUVENFieldNameMap& names, const QUVENEnvHandle& env) {
   QUVENOwnPtr<QUVENModel> model(QUVEN_ENV);
-  const auto readModelOnly = [&](QUVENObjReader& reader) {
+  const auto readModelOnly = [&](QUVENObjReader& reader, const QUVENBlobIO&) {
     QUVENOwnPtr<QUVENFieldNameMap> ownNames(env);
     quvenReadObject(reader, ownNames, QUVENFieldNameMap::typeName(), env);
     names.putInto(reader, env);

@@ -28,10 +28,18 @@ QUVENRowFile::QUVENRowFile(const std::string& resultPath, const QUVENWorkerTrans
 }
 
 QUVENRowFile::~QUVENRowFile() {
-  if (transport.isMaster()) return;
   part.close();
-  std::error_code ignored;  // a file that was never made, or that cannot be removed any more
-  std::filesystem::remove(partOf(transport.getRank()), ignored);
+  const auto removePart = [this](int rank) {
+    std::error_code ignored;  // a file that was never made, or that cannot be removed any more
+    std::filesystem::remove(partOf(rank), ignored);
+  };
+  if (committed) {
+    if (!transport.isMaster()) removePart(transport.getRank());
+    return;
+  }
+  // The rank that fails ends the others before they can remove their own files.
+  for (int rank = 1; rank < transport.getCount(); ++rank) removePart(rank);
+  if (!transport.isMaster()) quvenRemoveIncompleteResult(path, run);
 }
 
 void QUVENRowFile::fail(const QUVENEnvHandle& env) const {
@@ -77,4 +85,5 @@ void QUVENRowFile::commit(const QUVENEnvHandle& env) {
     isGood = isGood && result->commit();
   }
   agree(isGood, QUVEN_ENV);
+  committed = true;
 }

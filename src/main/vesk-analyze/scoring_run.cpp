@@ -74,8 +74,11 @@ void ScoringRun::makeDriver(const QUVENEnvHandle& env) {
 void ScoringRun::openTable(const QUVENEnvHandle& env) {
   dataset.open(driver->getPoint(), transport, QUVEN_ENV);
   checkLengths(options.dataset, dataset.get().getNumColumns(), QUVEN_ENV);
+  const std::vector<std::string> first = predictionColumns();
+  std::set<std::string> names(first.begin(), first.end());
   for (const std::string& name : options.keptColumns) {
     if (driver->getPoint().getFieldIndex(name) == 0) refuse(name, "--keep names no column of the dataset", QUVEN_ENV);
+    if (!names.insert(name).second) refuse(name, "--keep gives the output two columns of this name", QUVEN_ENV);
   }
 }
 
@@ -140,8 +143,12 @@ void ScoringRun::addModel(const QUVENEnvHandle& env) {
 
 void ScoringRun::open(const QUVENEnvHandle& env) {
   makeDriver(QUVEN_ENV);
+  const auto readLabels = [this, env] {
+    static_cast<void>(labels.read(QUVENTableLabels::pathOf(options.dataset), QUVEN_ENV));
+  };
   if (transport.isMaster()) {
     openTable(QUVEN_ENV);
+    readLabels();
     checkOutputs(QUVEN_ENV);
     takeTrainingFields(QUVEN_ENV);
   }
@@ -150,24 +157,36 @@ void ScoringRun::open(const QUVENEnvHandle& env) {
     addModel(QUVEN_ENV);
   } else {
     dataset.open(driver->getPoint(), transport, QUVEN_ENV);
+    readLabels();  // rank 0 has reported labels that cannot be read
   }
   shareText(warningName, QUVEN_ENV);
   driver->setAfterRead([this, env](QUVENScanWorld& copy) {
     QUVENTransformGlobalVars::get(env).setWarningField(copy.getNames().find(warningName));
   });
-  static_cast<void>(labels.read(QUVENTableLabels::pathOf(options.dataset), QUVEN_ENV));
+}
+
+/// The columns of the output before the kept ones.
+std::vector<std::string> ScoringRun::predictionColumns() const {
+  std::vector<std::string> names = {"record"};
+  for (const char* prefix : {"UnnormalizedPredicted_", "Predicted_", "StdDev_", "Warning_"}) {
+    names.push_back(prefix + targetName);
+  }
+  if (options.writesChannels) {
+    names.emplace_back("channel");
+    for (std::int32_t c = 1; c <= dealing.getNumChannels(); ++c) {
+      names.push_back("UnnormalizedPredicted_" + targetName + "_" + std::to_string(c));
+    }
+  }
+  return names;
 }
 
 std::string ScoringRun::header() const {
-  std::string text = "record";
-  const auto add = [&](const std::string& name) { text += ',' + quvenCsvCell(name); };
-  for (const char* prefix : {"UnnormalizedPredicted_", "Predicted_", "StdDev_", "Warning_"}) add(prefix + targetName);
-  if (options.writesChannels) {
-    add("channel");
-    for (std::int32_t c = 1; c <= dealing.getNumChannels(); ++c) {
-      add("UnnormalizedPredicted_" + targetName + "_" + std::to_string(c));
-    }
-  }
+  std::string text;
+  const auto add = [&](const std::string& name) {
+    if (!text.empty()) text += ',';
+    text += quvenCsvCell(name);
+  };
+  for (const std::string& name : predictionColumns()) add(name);
   for (const std::string& name : options.keptColumns) add(name);
   return text;
 }

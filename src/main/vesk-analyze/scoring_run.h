@@ -41,6 +41,7 @@ class ScoringRun final : public Run {
   void checkOutputs(const QUVENEnvHandle& env) const;
   void takeTrainingFields(const QUVENEnvHandle& env);
   void addModel(const QUVENEnvHandle& env);
+  std::vector<std::string> predictionColumns() const;
   std::string header() const;
   const Columns& findColumns(const QUVENEnvHandle& env);
   void writeRow(std::int64_t record, std::string& row, const QUVENEnvHandle& env);

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <limits>
+#include <sstream>
 
 #include "kernel/quven_cat_field.h"
 #include "kernel/quven_model_input.h"
@@ -62,7 +63,7 @@ class RoleFinder {
 std::string targetName(const TrainingParameters& parameters, const QUVENDataPoint& point, const QUVENEnvHandle& env) {
   if (!parameters.target.empty()) return parameters.target;
   constexpr auto target = static_cast<std::int32_t>(QUVENFieldPurpose::Target);
-  for (long i = 1; i <= point.getNumFields(); ++i) {
+  for (long i = point.getNumFields(); i >= 1; --i) {  // of several, the last counts
     if (point.getField(i).getPurpose() == target) return point.getField(i).getName().str();
   }
   refuseColumn("Target", "neither the parameter nor a column of purpose target says what is to be predicted",
@@ -80,12 +81,24 @@ void setPurposes(const TrainingFields& fields) {
   }
 }
 
+/// Two weights times the square of a target, summed over 100 million records, stay below the largest number.
+constexpr double largestTarget = 1e100;
+constexpr double largestWeight = 1e50;
+
+[[noreturn]] void refuseBeyond(const std::string& column, const std::string& what, double limit,
+                               const QUVENEnvHandle& env) {
+  std::ostringstream text;
+  text << what << " has a value beyond " << limit << ", so that sums of squares overflow";
+  refuseColumn(column, text.str(), QUVEN_ENV);
+}
+
 /// The smallest and the largest value of a column; the smallest is above the largest without a value.
 struct Range {
   double smallest = std::numeric_limits<double>::infinity();
   double largest = -std::numeric_limits<double>::infinity();
 
   bool isEmpty() const { return smallest > largest; }
+  bool isWithin(double limit) const { return -limit <= smallest && largest <= limit; }
 };
 
 Range rangeOf(const QUVENField& field) {
@@ -174,6 +187,7 @@ void checkDistributions(const TrainingFields& fields, const std::string& dataset
   const Range range = rangeOf(*fields.target);
   if (range.isEmpty()) refuseColumn(target, "the target is missing in every record", QUVEN_ENV);
   if (range.smallest == range.largest) refuseColumn(target, "the target has the same value everywhere", QUVEN_ENV);
+  if (!range.isWithin(largestTarget)) refuseBeyond(target, "the target", largestTarget, QUVEN_ENV);
   for (const QUVENField* weight : fields.weights()) {
     const Range weights = rangeOf(*weight);
     const std::string name = weight->getName().str();
@@ -181,10 +195,12 @@ void checkDistributions(const TrainingFields& fields, const std::string& dataset
     if (weights.isEmpty() || weights.largest <= 0) {
       refuseColumn(name, "the weight is nowhere above 0", QUVEN_ENV);
     }
+    if (!weights.isWithin(largestWeight)) refuseBeyond(name, "the weight", largestWeight, QUVEN_ENV);
   }
   const std::vector<QUVENField*> inputs = fields.learnable();
   if (std::any_of(inputs.begin(), inputs.end(), [](const QUVENField* field) { return varies(*field); })) return;
-  report_error(FileUnusable, dataset, "vesk-analyze: every input is constant or missing", QUVEN_ENV, true);
+  report_error(FileUnusable, dataset, "vesk-analyze: every input is constant, missing or of rare categories only",
+               QUVEN_ENV, true);
 }
 
 }  // namespace vesk_analyze

@@ -190,6 +190,8 @@ class TextReport {
       if (!all.empty()) all += ", ";
       all += label == "*" ? std::string("all other") : label;
     }
+    const auto isControl = [](char c) { return static_cast<unsigned char>(c) < ' '; };
+    std::replace_if(all.begin(), all.end(), isControl, ' ');  // a row of the plot is one line
     return all;
   }
 

@@ -75,6 +75,10 @@ void TrainingRun::makeDriver(const QUVENEnvHandle& env) {
 
 void TrainingRun::openTable(const QUVENEnvHandle& env) {
   dataset.open(driver->getPoint(), transport, QUVEN_ENV);
+  if (dataset.get().getNumColumns() == 0) {
+    report_error(FileUnusable, options.dataset, "vesk-analyze: the description of the dataset has no columns",
+                 QUVEN_ENV, true);
+  }
   checkLengths(options.dataset, dataset.get().getNumColumns(), QUVEN_ENV);
   const std::int64_t records =
       dataset.get().getTotalBytes() / (dataset.get().getNumColumns() * static_cast<std::int64_t>(sizeof(double)));
@@ -191,7 +195,7 @@ void TrainingRun::writeModel(const QUVENEnvHandle& env) const {
   facts->setDealing(parameters.getDealing());
   facts->ivShares = parameters.shares;
   facts->ivUnseenFromRoot = parameters.isUnseenFromRoot() ? 1 : 0;
-  for (const QUVENField* field : fields.inputs) facts->addInput(*field, QUVEN_ENV);
+  for (const QUVENField* field : fields.learnable()) facts->addInput(*field, QUVEN_ENV);
   for (const QUVENField* field : fields.described()) {
     const QUVENTableLabels::Column* column = labels.findColumn(std::string_view(field->getName()));
     if (column == nullptr) continue;

@@ -47,6 +47,10 @@ void addDecimal(std::string& text, std::int64_t number, std::size_t decimals) {
 
 void checkTableSettings(const TableSettings& settings) {
   if (settings.rows < 1) throw std::invalid_argument("the number of rows must be at least 1");
+  // A number below 0 is read as one near 2^64.
+  if (settings.rows > 100000000000000ULL) {
+    throw std::invalid_argument("the number of rows must be at most 100000000000000");
+  }
   if (!(settings.noise >= 0.0 && settings.noise <= 1000.0)) {
     throw std::invalid_argument("the noise must be from 0 to 1000");
   }
