@@ -150,9 +150,10 @@ TEST_F(Train, TheSegmentsTellThePredictions) {
 
 TEST_F(Train, AllFilesAreTheSameOnAnyNumberOfRanks) {
   writeTable("t.bin", 2500);
-  for (const Strings& model :
-       {Strings{"Model=LinearRegression"}, Strings{"Model=FeatureTransform", "SplitField=x", "MiningMode=8"},
-        Strings{"Model=FeatureTransform", "SplitField=group", "CaseWeight=w", "Shares=5"}}) {
+  for (const Strings& model : {Strings{"Model=LinearRegression"},
+                               Strings{"Model=LinearRegression", "Target=z"},  // not that of the description
+                               Strings{"Model=FeatureTransform", "SplitField=x", "MiningMode=8"},
+                               Strings{"Model=FeatureTransform", "SplitField=group", "CaseWeight=w", "Shares=5"}}) {
     std::map<std::string, std::string> expected;
     for (const int ranks : {1, 2, 3, 4}) {
       Strings settings = model;
