@@ -271,6 +271,13 @@ TEST_F(Train, LabelsAreOnOneLineOfTheReport) {
   ASSERT_EQ(result.status, 0) << result.out;
   EXPECT_THAT(content("lines_report.txt"), HasSubstr(" one two  "));
   EXPECT_THAT(content("lines_segments.csv"), HasSubstr(",\"one\ntwo\","));
+  // Only the labels of categories that are told apart go into the model.
+  writeFile("lines.bin.labels", "column,code,label\nc,0,zero\nc,1,three\nc,5,nobody\n");
+  train("lines.bin", "lines", {"Model=FeatureTransform", "SplitField=c"});
+  ASSERT_EQ(result.status, 0) << result.out;
+  const std::string model = runOther("vesk-inspect", {"stream", "lines.model"}).out;
+  EXPECT_THAT(model, HasSubstr("\"three\""));
+  EXPECT_THAT(model, Not(HasSubstr("nobody")));
 }
 
 /// The first of them was the target.

@@ -32,6 +32,24 @@ void writeFile(const std::string& path, const std::function<void(std::ostream&)>
   if (!file.isOpen() || !file.commit()) report_error(FileUnusable, path, outputUnwritable, QUVEN_ENV, true);
 }
 
+/// The labels of a column: of a categorical one those of the categories that are told apart.
+void addLabels(const QUVENField& field, const QUVENTableLabels& labels, QUVENTrainingFacts& facts,
+               const QUVENEnvHandle& env) {
+  const std::string name = field.getName().str();
+  const QUVENTableLabels::Column* column = labels.findColumn(name);
+  if (column == nullptr) return;
+  if (field.isNumeric()) {
+    for (const auto& [code, text] : column->labels) facts.addLabel(name, static_cast<double>(code), text, QUVEN_ENV);
+    return;
+  }
+  const QUVENCatFieldDist& distribution = *static_cast<const QUVENCatField&>(field).getDistribution();
+  for (long c = 1; c <= distribution.getNumCats(); ++c) {
+    const std::string code = distribution.getCat(c).getValue().str();
+    const std::string* text = labels.findByText(name, code);
+    if (text != nullptr) facts.addLabel(name, std::stod(code), *text, QUVEN_ENV);
+  }
+}
+
 }  // namespace
 
 TrainingRun::TrainingRun(const AnalyzeOptions& runOptions, const QUVENWorkerTransport& workerTransport,
@@ -196,13 +214,7 @@ void TrainingRun::writeModel(const QUVENEnvHandle& env) const {
   facts->ivShares = parameters.shares;
   facts->ivUnseenFromRoot = parameters.isUnseenFromRoot() ? 1 : 0;
   for (const QUVENField* field : fields.learnable()) facts->addInput(*field, QUVEN_ENV);
-  for (const QUVENField* field : fields.described()) {
-    const QUVENTableLabels::Column* column = labels.findColumn(std::string_view(field->getName()));
-    if (column == nullptr) continue;
-    for (const auto& [code, text] : column->labels) {
-      facts->addLabel(column->name, static_cast<double>(code), text, QUVEN_ENV);
-    }
-  }
+  for (const QUVENField* field : fields.described()) addLabels(*field, labels, *facts, QUVEN_ENV);
   QUVENXaRay<QUVENField*> kept;
   for (QUVENField* field : fields.described()) kept.append(field, QUVEN_ENV);
   for (QUVENField* field : fields.supplementary) kept.append(field, QUVEN_ENV);
