@@ -20,6 +20,8 @@ TEST(AnalyticTypes, TravelWithAnyContent) {
       "QUVENLSData",              // the same
       "QUVENLSCholeskiModel",     // has as many coefficients as its rank, and says so
       "QUVENLSResults",           // has models in the order of their ranks, and says so
+      "QUVENNumericSplit",        // has a field and as many segments as intervals, and says so
+      "QUVENCategoricalSplit",    // has a field and a segment for each category, and says so
       "QUVENBinaryInputDataset",  // open files are not saved, and say so
       "QUVENMultifileOutput",
       "QUVENSNAData",  // its arrays come in pairs of one length, its state is one of three

@@ -9,18 +9,20 @@ namespace {
 namespace fs = std::filesystem;
 
 /// The file that a name stands for, through symbolic links, also where the last one points to nothing yet. Of links
-/// that go round a link is left, which does not open. A link to a device or a pipe stays: /proc/self/fd/1 points to a
-/// text that is not the path of a pipe.
+/// that go round a link is left, which does not open. The last link to a pipe can stay: /proc/self/fd/1 points to
+/// a text that is not a path.
 std::string targetOf(const std::string& path) {
   constexpr int mostLinks = 40;  // as many as the system follows
   fs::path target = path;
   std::error_code error;
   const fs::file_status status = fs::status(path, error);
-  if (fs::exists(status) && !fs::is_regular_file(status)) return path;
+  const bool isWrittenAsItIs = fs::exists(status) && !fs::is_regular_file(status);
   for (int i = 0; i < mostLinks && fs::is_symlink(fs::symlink_status(target, error)); ++i) {
     const fs::path next = fs::read_symlink(target, error);
     if (error) break;
-    target = target.parent_path() / next;
+    const fs::path follower = target.parent_path() / next;
+    if (isWrittenAsItIs && !fs::exists(fs::symlink_status(follower, error))) break;
+    target = follower;
   }
   return target.string();
 }
