@@ -315,6 +315,14 @@ TEST_F(TrainFaults, FewRecords) {
 }
 
 TEST_F(TrainFaults, Doubts) {
+  const std::vector<double> sound = values;
+  values[0] = 1e200;
+  write();
+  train("t.bin", "m", {"Model=LinearRegression"});
+  EXPECT_EQ(result.status, 0) << result.out;
+  EXPECT_THAT(result.out, HasSubstr(warningLine(
+                              2202, "x;|vesk-analyze: an input has a value beyond 1e+100; it may count for nothing")));
+  values = sound;
   write();
   train("t.bin", "m", {"Model=LinearRegression", "SplitField=x"});
   EXPECT_EQ(result.status, 0) << result.out;

@@ -7,6 +7,7 @@
 #include "kernel/quven_cat_field.h"
 #include "kernel/quven_model_input.h"
 #include "kernel/quven_num_field.h"
+#include "vesk-common/quven_doubt.h"
 #include "vesk-common/quven_reports.h"
 
 namespace vesk_analyze {
@@ -81,8 +82,8 @@ void setPurposes(const TrainingFields& fields) {
   }
 }
 
-/// Two weights times the square of a target, summed over 100 million records, stay below the largest number.
-constexpr double largestTarget = 1e100;
+/// Two weights times the square of a target or input, summed over 100 million records, stay below the largest number.
+constexpr double largestValue = 1e100;
 constexpr double largestWeight = 1e50;
 
 [[noreturn]] void refuseBeyond(const std::string& column, const std::string& what, double limit,
@@ -187,7 +188,7 @@ void checkDistributions(const TrainingFields& fields, const std::string& dataset
   const Range range = rangeOf(*fields.target);
   if (range.isEmpty()) refuseColumn(target, "the target is missing in every record", QUVEN_ENV);
   if (range.smallest == range.largest) refuseColumn(target, "the target has the same value everywhere", QUVEN_ENV);
-  if (!range.isWithin(largestTarget)) refuseBeyond(target, "the target", largestTarget, QUVEN_ENV);
+  if (!range.isWithin(largestValue)) refuseBeyond(target, "the target", largestValue, QUVEN_ENV);
   for (const QUVENField* weight : fields.weights()) {
     const Range weights = rangeOf(*weight);
     const std::string name = weight->getName().str();
@@ -198,6 +199,12 @@ void checkDistributions(const TrainingFields& fields, const std::string& dataset
     if (!weights.isWithin(largestWeight)) refuseBeyond(name, "the weight", largestWeight, QUVEN_ENV);
   }
   const std::vector<QUVENField*> inputs = fields.learnable();
+  for (const QUVENField* input : inputs) {
+    if (!input->isNumeric() || rangeOf(*input).isWithin(largestValue)) continue;
+    std::ostringstream text;
+    text << "vesk-analyze: an input has a value beyond " << largestValue << "; it may count for nothing";
+    report_doubt(IllegalParameter, input->getName().str(), text.str(), QUVEN_ENV);
+  }
   if (std::any_of(inputs.begin(), inputs.end(), [](const QUVENField* field) { return varies(*field); })) return;
   report_error(FileUnusable, dataset, "vesk-analyze: every input is constant, missing or of rare categories only",
                QUVEN_ENV, true);

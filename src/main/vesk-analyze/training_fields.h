@@ -35,8 +35,9 @@ TrainingFields chooseTrainingFields(const TrainingParameters& parameters, const 
 
 /// Whether something can be learned from the columns, by their distributions.
 /// Errors: the terminating report 2202 with the name of the column for a target that is constant or missing in every
-///         record, a weight that is negative or nowhere above 0; 2302 with the name of the dataset when no input has
-///         two values.
+///         record, a weight that is negative or nowhere above 0, and for values of them whose squares overflow; 2302
+///         with the name of the dataset when no input has two values.
+/// Warnings: 2202 for an input whose squares may overflow; ends a strict run.
 void checkDistributions(const TrainingFields& fields, const std::string& dataset, const QUVENEnvHandle& env);
 
 }  // namespace vesk_analyze
