@@ -3,7 +3,6 @@
 
 #include <benchmark/benchmark.h>
 #include <fcntl.h>
-#include <mpi.h>
 #include <unistd.h>
 
 #include <cstdlib>
@@ -13,6 +12,7 @@
 #include <vector>
 
 #include "control/quven_binaryindataset.h"
+#include "support/mpi_main.h"
 
 namespace {
 
@@ -216,11 +216,4 @@ BENCHMARK(BM_DatasetRead)->Apply(modes);
 
 }  // namespace
 
-int main(int argc, char** argv) {
-  MPI_Init(&argc, &argv);
-  benchmark::Initialize(&argc, argv);
-  if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 1;
-  benchmark::RunSpecifiedBenchmarks();
-  MPI_Finalize();
-  return 0;
-}
+int main(int argc, char** argv) { return runBenchmarksWithMpi(argc, argv); }

@@ -1,13 +1,10 @@
 // What a feature transform costs: its pass beside one that only reads the records, and the merges of its segments.
 
 #include <benchmark/benchmark.h>
-#include <mpi.h>
 
 #include <cmath>
 #include <cstdlib>
 #include <ctime>
-#include <filesystem>
-#include <fstream>
 #include <random>
 #include <vector>
 
@@ -15,6 +12,8 @@
 #include "kernel/quven_cat_field.h"
 #include "kernel/quven_num_field.h"
 #include "learning/quven_feature_transform.h"
+#include "support/mpi_main.h"
+#include "support/table_file.h"
 #include "util/quven_env_aux.h"
 
 namespace {
@@ -46,39 +45,24 @@ class Environment {
   QUVENEnv environment;
 };
 
-/// A table of x and y, where y is a broken line of x.
-class Table {
- public:
-  static constexpr long Records = 1'000'000;
+constexpr long Records = 1'000'000;
 
-  Table() : folder((std::filesystem::temp_directory_path() / "vesk-bench-XXXXXX").string()) {
-    if (::mkdtemp(folder.data()) == nullptr) std::abort();
-    std::mt19937 random(1);
-    std::uniform_real_distribution<double> uniform(0, 100);
-    std::ofstream file(getName(), std::ios::binary);
-    for (long i = 0; i < Records; ++i) {
-      const double x = uniform(random);
-      const double row[2] = {x, std::abs(x - 40) + uniform(random) / 100};
-      file.write(reinterpret_cast<const char*>(row), sizeof(row));
-    }
-    std::ofstream info(getName() + ".info");
-    info << "x Numeric Explanatory\ny Numeric Target\n";
+/// Records of x and y, where y is a broken line of x.
+std::vector<double> makeValues() {
+  std::mt19937 random(1);
+  std::uniform_real_distribution<double> uniform(0, 100);
+  std::vector<double> values;
+  values.reserve(2 * Records);
+  for (long i = 0; i < Records; ++i) {
+    const double x = uniform(random);
+    values.push_back(x);
+    values.push_back(std::abs(x - 40) + uniform(random) / 100);
   }
-  ~Table() {
-    std::error_code ignored;
-    std::filesystem::remove_all(folder, ignored);
-  }
-  Table(const Table&) = delete;
-  Table& operator=(const Table&) = delete;
+  return values;
+}
 
-  std::string getName() const { return folder + "/table"; }
-
- private:
-  std::string folder;
-};
-
-const Table& table() {
-  static const Table one;
+const TableFile& table() {
+  static const TableFile one(2, makeValues());
   return one;
 }
 
@@ -96,7 +80,7 @@ void BM_TransformPass(benchmark::State& state) {
     dataset->rewind(QUVEN_ENV);
     long records = 0;
     for (; dataset->readRecord(*point, QUVEN_ENV); ++records) take(records);
-    if (records != Table::Records) state.SkipWithError("not all records were read");
+    if (records != Records) state.SkipWithError("not all records were read");
   };
   x.setSampleFlag(true, QUVEN_ENV);
   for (int i = 0; i < 2; ++i) {
@@ -128,7 +112,7 @@ void BM_TransformPass(benchmark::State& state) {
       state.SkipWithError("nothing learned");
   }
   constexpr double nsInSecond = 1e9;
-  const double records = static_cast<double>(state.iterations() * Table::Records);
+  const double records = static_cast<double>(state.iterations() * Records);
   state.counters["read_ns_per_record"] = reading * nsInSecond / records;
   state.counters["pass_ns_per_record"] = learning * nsInSecond / records;
   state.counters["ratio"] = learning / reading;
@@ -216,11 +200,4 @@ BENCHMARK(BM_MergeIntervals)->Arg(25)->Arg(50)->Arg(100)->UseManualTime()->Unit(
 
 }  // namespace
 
-int main(int argc, char** argv) {
-  MPI_Init(&argc, &argv);
-  benchmark::Initialize(&argc, argv);
-  if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 1;
-  benchmark::RunSpecifiedBenchmarks();
-  MPI_Finalize();
-  return 0;
-}
+int main(int argc, char** argv) { return runBenchmarksWithMpi(argc, argv); }

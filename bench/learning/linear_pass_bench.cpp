@@ -7,13 +7,13 @@
 #include <algorithm>
 #include <cstdlib>
 #include <ctime>
-#include <filesystem>
-#include <fstream>
 #include <random>
 #include <vector>
 
 #include "learning/quven_lin_reg_model.h"
 #include "passes/quven_pass_driver.h"
+#include "support/mpi_main.h"
+#include "support/table_file.h"
 #include "util/quven_env_aux.h"
 
 namespace {
@@ -25,41 +25,20 @@ constexpr long Records = 100'000;
 /// Processor time, because the parts of a ratio are timed one after the other on a machine that may be shared.
 double now() { return static_cast<double>(std::clock()) / CLOCKS_PER_SEC; }
 
-/// A table without missing values, in a file and in memory.
-class Table {
- public:
-  Table() : folder((std::filesystem::temp_directory_path() / "vesk-bench-XXXXXX").string()) {
-    if (::mkdtemp(folder.data()) == nullptr) std::abort();
-    std::mt19937 random(1);
-    std::normal_distribution<double> normal;
-    values.resize(static_cast<std::size_t>(Columns * Records));
-    for (std::size_t i = 0; i < values.size(); ++i) {
-      const bool isTarget = i % Columns == Columns - 1;
-      values[i] = normal(random) + (isTarget ? 2 * values[i - 1] - values[i - 2] : 0.0);
-    }
-    std::ofstream info(getName() + ".info");
-    for (long c = 1; c <= Columns; ++c) {
-      info << "x" << c << " Numeric " << (c < Columns ? "Explanatory" : "Target") << '\n';
-    }
-    std::ofstream file(getName(), std::ios::binary);
-    file.write(reinterpret_cast<const char*>(values.data()), static_cast<long>(values.size() * sizeof(double)));
+/// Without missing values.
+std::vector<double> makeValues() {
+  std::mt19937 random(1);
+  std::normal_distribution<double> normal;
+  std::vector<double> values(static_cast<std::size_t>(Columns * Records));
+  for (std::size_t i = 0; i < values.size(); ++i) {
+    const bool isTarget = i % Columns == Columns - 1;
+    values[i] = normal(random) + (isTarget ? 2 * values[i - 1] - values[i - 2] : 0.0);
   }
-  ~Table() {
-    std::error_code ignored;
-    std::filesystem::remove_all(folder, ignored);
-  }
-  Table(const Table&) = delete;
-  Table& operator=(const Table&) = delete;
+  return values;
+}
 
-  std::string getName() const { return folder + "/table"; }
-  std::vector<double> values;
-
- private:
-  std::string folder;
-};
-
-const Table& table() {
-  static const Table one;
+const TableFile& table() {
+  static const TableFile one(Columns, makeValues());
   return one;
 }
 
@@ -159,11 +138,4 @@ BENCHMARK(BM_LinearPass)->ArgName("slices")->Arg(0)->Arg(8)->Unit(benchmark::kMi
 
 }  // namespace
 
-int main(int argc, char** argv) {
-  MPI_Init(&argc, &argv);
-  benchmark::Initialize(&argc, argv);
-  if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 1;
-  benchmark::RunSpecifiedBenchmarks();
-  MPI_Finalize();
-  return 0;
-}
+int main(int argc, char** argv) { return runBenchmarksWithMpi(argc, argv); }

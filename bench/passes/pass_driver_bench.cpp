@@ -5,14 +5,14 @@
 
 #include <cmath>
 #include <cstdlib>
-#include <filesystem>
-#include <fstream>
 #include <random>
 #include <vector>
 
 #include "kernel/quven_num_field.h"
 #include "passes/quven_pass_driver.h"
 #include "passes/toy_regression.h"
+#include "support/mpi_main.h"
+#include "support/table_file.h"
 #include "util/quven_env_aux.h"
 
 namespace {
@@ -21,41 +21,20 @@ constexpr long Columns = 21;  // twenty inputs, and the target
 constexpr long Records = 200'000;
 constexpr double Missing = -99999.0;
 
-/// A table with a heavy tail, ties and missing values.
-class Table {
- public:
-  Table() : folder((std::filesystem::temp_directory_path() / "vesk-bench-XXXXXX").string()) {
-    if (::mkdtemp(folder.data()) == nullptr) std::abort();
-    std::mt19937 random(1);
-    std::normal_distribution<double> normal;
-    values.resize(static_cast<std::size_t>(Columns * Records));
-    for (std::size_t i = 0; i < values.size(); ++i) {
-      const double draw = normal(random);
-      values[i] = i % 53 == 11 ? Missing : i % 3 == 0 ? std::exp(2 * draw) : i % 3 == 1 ? std::floor(8 * draw) : draw;
-    }
-    std::ofstream info(getName() + ".info");
-    for (long c = 1; c <= Columns; ++c) {
-      info << "x" << c << " Numeric " << (c < Columns ? "Explanatory" : "Target") << '\n';
-    }
-    std::ofstream file(getName(), std::ios::binary);
-    file.write(reinterpret_cast<const char*>(values.data()), static_cast<long>(values.size() * sizeof(double)));
+/// With a heavy tail, ties and missing values.
+std::vector<double> makeValues() {
+  std::mt19937 random(1);
+  std::normal_distribution<double> normal;
+  std::vector<double> values(static_cast<std::size_t>(Columns * Records));
+  for (std::size_t i = 0; i < values.size(); ++i) {
+    const double draw = normal(random);
+    values[i] = i % 53 == 11 ? Missing : i % 3 == 0 ? std::exp(2 * draw) : i % 3 == 1 ? std::floor(8 * draw) : draw;
   }
-  ~Table() {
-    std::error_code ignored;
-    std::filesystem::remove_all(folder, ignored);
-  }
-  Table(const Table&) = delete;
-  Table& operator=(const Table&) = delete;
+  return values;
+}
 
-  std::string getName() const { return folder + "/table"; }
-  std::vector<double> values;
-
- private:
-  std::string folder;
-};
-
-const Table& table() {
-  static const Table one;
+const TableFile& table() {
+  static const TableFile one(Columns, makeValues());
   return one;
 }
 
@@ -154,11 +133,4 @@ BENCHMARK(BM_DriverRun)->ArgNames({"model", "slices"})->Args({0, 0})->Args({1, 0
 
 }  // namespace
 
-int main(int argc, char** argv) {
-  MPI_Init(&argc, &argv);
-  benchmark::Initialize(&argc, argv);
-  if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 1;
-  benchmark::RunSpecifiedBenchmarks();
-  MPI_Finalize();
-  return 0;
-}
+int main(int argc, char** argv) { return runBenchmarksWithMpi(argc, argv); }

@@ -130,7 +130,7 @@ TEST_F(QUVENLSDataTest, PartsOfAnyNumberOfWorkersMergeToTheWhole) {
         data.push_back(std::make_unique<Held<QUVENLSData>>(environment));
         fill(**data.back(), part, n);
       }
-      // In pairs, the lower takes in the higher.
+      // Neighbours are merged in pairs, then the results in pairs, until one is left.
       for (std::size_t step = 1; step < workers; step *= 2) {
         for (std::size_t i = 0; i + step < workers; i += 2 * step) (*data[i])->merge(**data[i + step], QUVEN_ENV);
       }

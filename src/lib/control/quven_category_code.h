@@ -1,7 +1,7 @@
 #ifndef QUVEN_CATEGORY_CODE_H
 #define QUVEN_CATEGORY_CODE_H
 
-// The numbers that stand for texts in a categorical column of a dataset.
+// A categorical column of a dataset holds numbers: each text is replaced by its code.
 
 #include <cstddef>
 #include <cstdint>

@@ -10,13 +10,12 @@
 
 /// Reads the rows of a CSV text one at a time.
 ///
-/// Cells are separated by the delimiter. Blanks and tabs around a cell are not part of it. A cell that starts with a
-/// double quote ends with the next single double quote; in it two double quotes stand for one, and delimiters, line
-/// ends and blanks are text. A quote inside a cell without quotes is text. A row ends with a line feed, with a carriage
-/// return and a line feed, or with the end of the text. A byte order mark before the first row and empty lines after
-/// the last one are passed over; an empty line between rows is a row of one empty cell.
-/// Cost:   one row in memory.
-/// Source: RFC 4180, but for the blanks around cells and for the quotes inside cells without quotes.
+/// Cells are separated by the delimiter. Blanks and tabs around a cell are not part of it. A cell may be put
+/// in double quotes. Inside of them a double quote is written twice, and delimiters, line ends and blanks are text. A
+/// quote inside a cell without quotes is text. A row ends with a line feed, with a carriage return and a line feed, or
+/// with the end of the text. A byte order mark before the first row and empty lines after the last one are passed over;
+/// an empty line between rows is a row of one empty cell. Cost:   one row in memory. Source: RFC 4180, but for the
+/// blanks around cells and for the quotes inside cells without quotes.
 class QUVENCsvReader {
  public:
   static constexpr std::size_t MaxRowBytes = std::size_t{1} << 24;

@@ -33,7 +33,7 @@ class QUVENResultFile {
 /// Removes what a process of this run has written for a result that will not be completed. A device or a pipe stays.
 void quvenRemoveIncompleteResult(const std::string& resultPath, long process);
 
-/// Whether two names stand for one file, also one that is not there yet. A device or a pipe is never taken for one.
+/// Whether two paths lead to the same regular file. The file need not exist yet. False for a device or a pipe.
 [[nodiscard]] bool quvenIsSameFile(const std::string& a, const std::string& b);
 
 #endif  // QUVEN_RESULT_FILE_H

@@ -20,7 +20,7 @@ RunDataset::RunDataset(std::string datasetName, const QUVENEnvHandle& env)
 
 void RunDataset::open(QUVENDataPoint& point, const QUVENWorkerTransport& transport, const QUVENEnvHandle& env) {
   dataset->setProgressLines(false);  // there is a progress line of the program's own
-  // A name that is not there stands for its parts, and then the description of part 0 may serve all.
+  // If no file has the name, its parts are read; one description beside part 0 is enough for all of them.
   const bool isNameOfParts = !exists(name) && exists(name + ".0");
   dataset->setMultiFile(isNameOfParts);
   if (isNameOfParts && !exists(name + ".info")) dataset->setInfoFile(name + ".0.info");

@@ -223,7 +223,7 @@ void ScoringRun::writeRow(std::int64_t record, std::string& row, const QUVENEnvH
   const double warning = found.warning->hasValue() ? found.warning->getNumValueOrSingle(FinalChannel) : 0;
   if (warning > 0) ++numWarned;
   row += std::to_string(record);
-  row.append(1, ',').append(prediction).append(1, ',').append(prediction);  // the loss has no link function
+  row.append(1, ',').append(prediction).append(1, ',').append(prediction);  // squared loss: both scales are the same
   row.append(1, ',').append(exactText(found.stdDev->getNumValueOrSingle(FinalChannel)));
   row.append(1, ',').append(exactText(std::isnan(warning) ? 0 : warning));
   if (options.writesChannels) {

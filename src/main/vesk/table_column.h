@@ -41,7 +41,8 @@ class TableColumn {
   void look(std::string_view text, const CellValue& cell, std::uint64_t line);
   /// After the first reading: settles the type. The result is what is wrong with the column.
   std::optional<CellMistake> decide();
-  /// After decide: why a column that also has numbers is categorical although nobody asked for it; else empty.
+  /// After decide: for a column with numbers that became categorical without an option, a text that names its first
+  /// cell that is no number. Empty otherwise.
   std::string remark() const;
 
   /// Second reading: the number of a cell in the dataset. Nothing when the cell cannot be one of the first reading.
