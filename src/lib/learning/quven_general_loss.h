@@ -100,7 +100,9 @@ class QUVENGeneralLoss : public QUVENObjectOf<QUVENGeneralLoss, QUVENLossFunctio
   virtual double trialLoss(double target, double prediction, const QUVENEnvHandle& env) const;
 
  private:
-  bool hasGathered() const { return getState() == StepSearch || (getState() == NotBegun && !ivNegGradVector.isEmpty()); }
+  bool hasGathered() const {
+    return getState() == StepSearch || (getState() == NotBegun && !ivNegGradVector.isEmpty());
+  }
   void makeResiduals(std::string_view suffix, QUVENFieldNameMap& names, const QUVENEnvHandle& env);
   void bindStdDevs(const QUVENEnvHandle& env);
   void clearGathered();
