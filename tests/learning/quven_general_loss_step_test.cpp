@@ -55,8 +55,8 @@ TEST_F(QUVENGeneralLossStepTest, TheDealingGivesARecordToTheChannelsBelowIt) {
 
 TEST_F(QUVENGeneralLossStepTest, SquaredTermsWorkedByHand) {
   searchSecond(squaredId);
-  expectTerm(3, 1, 4, 8, 16);       // (3 - 1) 4 and 4^2
-  expectTerm(-1, 0.5, -2, 3, 4);    // (-1.5)(-2)
+  expectTerm(3, 1, 4, 8, 16);     // (3 - 1) 4 and 4^2
+  expectTerm(-1, 0.5, -2, 3, 4);  // (-1.5)(-2)
   expectTerm(0, 0, 0.5, 0, 0.25);
 }
 

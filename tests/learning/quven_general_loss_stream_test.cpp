@@ -18,9 +18,9 @@ struct StepRecord {
 };
 
 // Multiples of a quarter, so that every order of addition gives the same sum.
-const std::vector<StepRecord> stepRecords = {{3, 1, 4, 5},        {4, 3, 3, 4},      {0, 0.5, 1, 3},   {-1, 2, -0.25, 2},
-                                             {2, -1, 1.5, 1},     {notANumber, 1, 1, 5}, {1, 0.25, 2, 5}, {5, 2, 0.5, 4},
-                                             {7, 1.5, -2, 3}};
+const std::vector<StepRecord> stepRecords = {{3, 1, 4, 5},      {4, 3, 3, 4},    {0, 0.5, 1, 3},
+                                             {-1, 2, -0.25, 2}, {2, -1, 1.5, 1}, {notANumber, 1, 1, 5},
+                                             {1, 0.25, 2, 5},   {5, 2, 0.5, 4},  {7, 1.5, -2, 3}};
 
 class QUVENGeneralLossStreamTest : public LossTest {
  protected:

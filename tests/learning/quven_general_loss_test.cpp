@@ -382,20 +382,19 @@ TEST_F(QUVENGeneralLossTest, TheLossOfALaterStageHasNothingButTargetsAndPredicti
 TEST_F(QUVENGeneralLossTest, ALossFunctionHasNoSlots) {
   auto loss = make<QUVENTestLossWithoutSlots>();
   auto outputs = make<QUVENModelOutputs>();
-  const std::vector<std::function<void()>> slots = {
-      [&] { loss->initResidualScan(QUVEN_ENV); },
-      [&] { loss->noteResidualModelDone(QUVEN_ENV); },
-      [&] { loss->afterResidualModels(QUVEN_ENV); },
-      [&] { static_cast<void>(loss->beginStepSearch(QUVEN_ENV)); },
-      [&] { static_cast<void>(loss->endStepSearch(QUVEN_ENV)); },
-      [&] { loss->stepRecord(1, *point, QUVEN_ENV); },
-      [&] { static_cast<void>(loss->getAlpha(1, 1)); },
-      [&] { loss->updatePredictionsAll(QUVEN_ENV); },
-      [&] { loss->updatePredictionsOne(1, QUVEN_ENV); },
-      [&] { loss->exportOutputs(*outputs, "", *names, QUVEN_ENV); },
-      [&] { loss->computeResidualsAll(QUVEN_ENV); },
-      [&] { loss->computeResidualsOne(1, QUVEN_ENV); },
-      [&] { loss->noteOutputsMade(QUVEN_ENV); }};
+  const std::vector<std::function<void()>> slots = {[&] { loss->initResidualScan(QUVEN_ENV); },
+                                                    [&] { loss->noteResidualModelDone(QUVEN_ENV); },
+                                                    [&] { loss->afterResidualModels(QUVEN_ENV); },
+                                                    [&] { static_cast<void>(loss->beginStepSearch(QUVEN_ENV)); },
+                                                    [&] { static_cast<void>(loss->endStepSearch(QUVEN_ENV)); },
+                                                    [&] { loss->stepRecord(1, *point, QUVEN_ENV); },
+                                                    [&] { static_cast<void>(loss->getAlpha(1, 1)); },
+                                                    [&] { loss->updatePredictionsAll(QUVEN_ENV); },
+                                                    [&] { loss->updatePredictionsOne(1, QUVEN_ENV); },
+                                                    [&] { loss->exportOutputs(*outputs, "", *names, QUVEN_ENV); },
+                                                    [&] { loss->computeResidualsAll(QUVEN_ENV); },
+                                                    [&] { loss->computeResidualsOne(1, QUVEN_ENV); },
+                                                    [&] { loss->noteOutputsMade(QUVEN_ENV); }};
   for (const auto& slot : slots) expectFailure(slot, unreachableText);
   outputs.reset(QUVEN_ENV);
   loss.reset(QUVEN_ENV);

@@ -75,8 +75,8 @@ TEST_F(QUVENLossesTest, SquaredResidualsAreDifferences) {
 // With t = -2y and e = exp(tF): -t e/(e + 1).
 TEST_F(QUVENLossesTest, LogisticResidualsWorkedByHand) {
   fitSecond(logisticId);
-  EXPECT_EQ(residualOf(1, 0), 1);   // t = -2, e = 1: 2/2
-  EXPECT_EQ(residualOf(0, 0), -1);  // class -1: t = 2, e = 1: -2/2
+  EXPECT_EQ(residualOf(1, 0), 1);                            // t = -2, e = 1: 2/2
+  EXPECT_EQ(residualOf(0, 0), -1);                           // class -1: t = 2, e = 1: -2/2
   EXPECT_DOUBLE_EQ(residualOf(1, 0.5), 2 * oneInOnePlusE);   // e = exp(-1)
   EXPECT_DOUBLE_EQ(residualOf(0, 0.5), -2 * eInOnePlusE);    // e = exp(1)
   EXPECT_DOUBLE_EQ(residualOf(-1, 0.5), -2 * eInOnePlusE);   // -1 is used as it is
@@ -191,7 +191,7 @@ TEST_F(QUVENLossesTest, ReportedLossesWorkedByHand) {
   EXPECT_EQ(lossOf(squaredId, 3, 1), 4);
   for (const std::int32_t id : {logisticId, logisticLinkId}) {
     EXPECT_DOUBLE_EQ(lossOf(id, 1, 0), std::log(2.0));
-    EXPECT_DOUBLE_EQ(lossOf(id, 0, 0.5), std::log(1 + euler));       // class -1
+    EXPECT_DOUBLE_EQ(lossOf(id, 0, 0.5), std::log(1 + euler));      // class -1
     EXPECT_DOUBLE_EQ(lossOf(id, 1, 0.5), std::log(1 + euler) - 1);  // log(1 + 1/e)
     EXPECT_EQ(lossOf(id, 0, 500), 1000);                            // exp(1000) is infinity
     EXPECT_EQ(lossOf(id, 1, 500), 0);
