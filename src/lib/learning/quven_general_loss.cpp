@@ -225,10 +225,14 @@ bool QUVENGeneralLoss::beginStepSearch(const QUVENEnvHandle& env) {
     for (Channels& trial : ivMultiAlpha) setZero(trial, channels, QUVEN_ENV);
     return true;
   }
+  beginNewton();
+  return true;
+}
+
+void QUVENGeneralLoss::beginNewton() {
   iterationCounter = 1;
   maxIterations = 1;
   convergenceTolerance = newtonTolerance;
-  return true;
 }
 
 void QUVENGeneralLoss::beginMultiAlpha(const QUVENEnvHandle& env) {
@@ -333,6 +337,7 @@ void QUVENGeneralLoss::postReadPrimitive(QUVENObjReader& reader, const QUVENEnvH
   checkFields();
   checkChannels();
   if (getState() >= OutputsMade) bindStdDevs(QUVEN_ENV);
+  beginNewton();
 }
 
 void QUVENGeneralLoss::checkFields() const {
