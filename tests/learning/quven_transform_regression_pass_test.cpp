@@ -14,11 +14,12 @@ class QUVENTransformRegressionPassTest : public PassTest {
  protected:
   static constexpr std::int32_t Channels = 7;
 
-  static QUVENPassSettings settingsOf(std::int32_t slices, std::int32_t lastPass = 0) {
+  static QUVENPassSettings settingsOf(std::int32_t slices, std::int32_t lastPass = 0, std::int64_t cacheBytes = 0) {
     return {.numChannels = Channels,
             .dealChannel = [](std::int64_t record) { return static_cast<std::int32_t>(1 + record * 5 % Channels); },
             .numSlices = slices,
-            .lastPass = lastPass};
+            .lastPass = lastPass,
+            .outputCacheBytes = cacheBytes};
   }
 
   /// x, c, z and the target y: a curve of x, groups of c, and a product of x and z that no stage can learn at once.
@@ -111,6 +112,44 @@ TEST_F(QUVENTransformRegressionPassTest, LearnsTheSameBytesOnAnyNumberOfRanks) {
     EXPECT_EQ(together, train(settingsOf(8), MPI_COMM_SELF, lossId, path + ".alone"));
     EXPECT_EQ(folder.read("data.together"), folder.read("data.alone"));
   }
+}
+
+// The outputs of the first stage and a half fit into the smaller cache, those of all stages into the larger one.
+TEST_F(QUVENTransformRegressionPassTest, LearnsTheSameBytesFromKeptOutputs) {
+  constexpr int records = 1000;
+  const std::int64_t bytesOfOutput = records / count * static_cast<std::int64_t>(Channels * sizeof(double) + 1);
+  writeTable(records);
+  for (const auto& [slices, lossId] : {std::pair(0, 1), std::pair(8, 6)}) {
+    SCOPED_TRACE("slices " + std::to_string(slices) + ", loss " + std::to_string(lossId));
+    const std::string without = train(settingsOf(slices), MPI_COMM_WORLD, lossId, path + ".without");
+    for (const std::int64_t bytes : {7 * bytesOfOutput / 2, 100 * bytesOfOutput}) {
+      EXPECT_EQ(without, train(settingsOf(slices, 0, bytes), MPI_COMM_WORLD, lossId, path + ".with"));
+      if (isRank0()) {
+        EXPECT_EQ(folder.read("data.with"), folder.read("data.without"));
+      }
+    }
+  }
+}
+
+TEST_F(QUVENTransformRegressionPassTest, GivesThePredictionsOfTheFinishedStages) {
+  writeTable(1000);
+  PassRun run(path, settingsOf(8));
+  QUVENTransformRegression* const model = addModel(run);
+  std::vector<std::size_t> counts;
+  if (model != nullptr) {
+    run.driver.setBetweenPasses([&](int) {
+      std::vector<QUVENField*> outputs;
+      model->collectFinalOutputs(outputs);
+      counts.push_back(outputs.size());
+    });
+  }
+  run.passes();
+  if (model == nullptr) return;
+  ASSERT_GE(counts.size(), 12U);
+  EXPECT_EQ(counts.back(), 0U);
+  counts.resize(12);
+  // Two passes for the distributions,; two of stage 1, five of stage 2, then stage 3.
+  EXPECT_EQ(counts, (std::vector<std::size_t>{0, 0, 0, 2, 2, 2, 2, 2, 4, 4, 4, 4}));
 }
 
 TEST_F(QUVENTransformRegressionPassTest, LearnsWithoutSlices) {

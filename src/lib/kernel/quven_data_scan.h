@@ -4,6 +4,7 @@
 // The scan protocol: objects that are shown the records of a dataset, on one worker or on many, over several passes.
 
 #include <cstdint>
+#include <vector>
 
 #include "util/quven_object_of.h"
 #include "util/quven_xaray.h"
@@ -11,6 +12,7 @@
 
 class QUVENDataPoint;
 class QUVENDataScan;
+class QUVENField;
 
 /// How the records of a dataset are read in a pass; a number of the reading mode of the dataset.
 enum class QUVENScanType : std::int32_t {
@@ -129,6 +131,10 @@ class QUVENDataScan : public QUVENObjectOf<QUVENDataScan, QUVENObject> {
   /// Whether a record changes only what beginRecords empties and merge adds up. A copy of such a scan serves several
   /// slices of the records, and its results reach another copy without a stream. False here.
   virtual bool changesOnlyItsResults() const { return false; }
+  /// Appends the computed outputs that the scan sets for each record, and that are the same for a record in all passes
+  /// from the present one on. When one of them is set before the scan sees a record, the scan need not compute it. None
+  /// here.
+  virtual void collectFinalOutputs(std::vector<QUVENField*>& /*fields*/) const {}
 
  protected:
   explicit QUVENDataScan(const QUVENEnvHandle& env);

@@ -1,5 +1,6 @@
 #include "learning/quven_transform_regression.h"
 
+#include <algorithm>
 #include <cmath>
 #include <limits>
 #include <string>
@@ -12,6 +13,18 @@
 
 QUVEN_REGISTER(QUVENStageScore);
 QUVEN_REGISTER(QUVENTransformRegression);
+
+namespace {
+
+/// Whether the outputs of a stage that later stages read have their values in this record.
+bool hasPredictions(const QUVENGeneralLoss& loss) {
+  const auto areSet = [](const QUVENGeneralLoss::Fields& fields) {
+    return std::all_of(fields.begin(), fields.end(), [](const QUVENField* field) { return field->hasValue(); });
+  };
+  return areSet(loss.getCurrentPredictedValues()) && areSet(loss.getResidualPredictions());
+}
+
+}  // namespace
 
 // Stages
 
@@ -244,8 +257,21 @@ QUVENDataScan::UpdateFunction QUVENTransformRegression::recordHandler(const QUVE
   return isScanning() ? static_cast<UpdateFunction>(&QUVENTransformRegression::learn) : nullptr;
 }
 
+void QUVENTransformRegression::collectFinalOutputs(std::vector<QUVENField*>& fields) const {
+  if (!isScanning()) return;
+  for (long s = 1; s < getNumStages(); ++s) {
+    const QUVENGeneralLoss& loss = getStage(s).getLoss();
+    for (const QUVENGeneralLoss::Fields* outputs :
+         {&loss.getResidualPredictions(), &loss.getCurrentPredictedValues()}) {
+      fields.insert(fields.end(), outputs->begin(), outputs->end());
+    }
+  }
+}
+
 void QUVENTransformRegression::learn(QUVENDataPoint& point, const QUVENEnvHandle& env) {
-  for (long s = 1; s < getNumStages(); ++s) ivGradBoostVec[s]->scorePoint(point, QUVEN_ENV);
+  for (long s = 1; s < getNumStages(); ++s) {
+    if (!hasPredictions(getStage(s).getLoss())) ivGradBoostVec[s]->scorePoint(point, QUVEN_ENV);
+  }
   scanningPart()->update(point, QUVEN_ENV);
 }
 

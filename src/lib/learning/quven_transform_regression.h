@@ -80,7 +80,10 @@ class QUVENTransformRegression : public QUVENObjectOf<QUVENTransformRegression, 
   void beginRecords(const QUVENEnvHandle& env) override;
   void endRecords(const QUVENEnvHandle& env) override;
 
-  /// Scores the finished stages in their order, then shows the record to the stage or output transform that scans.
+  /// While the model is scanning, the predictions of the finished stages.
+  void collectFinalOutputs(std::vector<QUVENField*>& fields) const override;
+  /// Scores the finished stages without predictions in this record, in their order, then shows the record to the stage
+  /// or output transform that scans.
   UpdateFunction recordHandler(const QUVENEnvHandle& env) const override;
   bool setMiningModeHook(std::int32_t mode, QUVENModel* refModel, const QUVENEnvHandle& env) override;
   bool beginPass(const QUVENEnvHandle& env) override;

@@ -18,6 +18,7 @@ const QUVENPassSettings& withChannels(const QUVENPassSettings& settings, const Q
   QUVEN_ASSERT(settings.numSlices >= 0);
   QUVEN_ASSERT(settings.distributionPasses >= 1);
   QUVEN_ASSERT(settings.lastPass >= 0);
+  QUVEN_ASSERT(settings.outputCacheBytes >= 0);
   QUVENFieldGlobalVars::get(QUVEN_ENV).setGlobalNumChannels(settings.numChannels);
   return settings;
 }
@@ -26,7 +27,10 @@ const QUVENPassSettings& withChannels(const QUVENPassSettings& settings, const Q
 
 QUVENPassDriver::QUVENPassDriver(const QUVENPassSettings& passSettings, const QUVENWorkerTransport& workerTransport,
                                  const QUVENEnvHandle& env)
-    : settings(withChannels(passSettings, QUVEN_ENV)), transport(workerTransport), world(QUVEN_ENV) {}
+    : settings(withChannels(passSettings, QUVEN_ENV)),
+      transport(workerTransport),
+      world(QUVEN_ENV),
+      outputCache(settings.outputCacheBytes, settings.numChannels) {}
 
 void QUVENPassDriver::release(const QUVENEnvHandle& env) { world.release(QUVEN_ENV); }
 
@@ -112,6 +116,8 @@ void QUVENPassDriver::runSharedPass(QUVENMemoryBlobIO& blob, QUVENPassCounters& 
     const QUVENPhaseTimer timer(counters, QUVENPassCounters::Update);
     pass.updateWithoutRecords(QUVEN_ENV);
   }
+  outputCache.beginPass(world.collectFinalOutputs());
+  if (outputCache.isUsed() && type == QUVENScanType::Slice) pass.useOutputCache(outputCache);
   if (type != QUVENScanType::NoPass) {
     dataset->setWorker(transport.getRank(), transport.getCount(), QUVEN_ENV);
     dataset->setScanType(type, QUVEN_ENV);
@@ -121,6 +127,7 @@ void QUVENPassDriver::runSharedPass(QUVENMemoryBlobIO& blob, QUVENPassCounters& 
     scanRecords(
         world.getPoint(), counters, [&](std::int64_t record) { pass.take(record, env); }, QUVEN_ENV);
   }
+  outputCache.endPass();
   {
     const QUVENPhaseTimer timer(counters, QUVENPassCounters::Update);
     pass.end(QUVEN_ENV);
@@ -155,6 +162,7 @@ void QUVENPassDriver::runSlicedPass(QUVENMemoryBlobIO& blob, QUVENPassCounters& 
   if (type != QUVENScanType::NoPass && type != QUVENScanType::Slice) {
     quvenFatalReport("A run in slices reads its records in slices only", QUVEN_ENV);
   }
+  outputCache.beginPass(firstCopy->collectFinalOutputs());
   QUVENSlices slices(settings.numSlices, transport, counters);
   QUVENSliceResults results;
   if (type == QUVENScanType::Slice) {
@@ -165,6 +173,7 @@ void QUVENPassDriver::runSlicedPass(QUVENMemoryBlobIO& blob, QUVENPassCounters& 
       QUVENRecordPass pass(*copy, protocols, settings, QUVEN_ENV);
       pass.copyScanTypes(live, QUVEN_ENV);
       pass.dropScansWithoutRecords();
+      if (outputCache.isUsed()) pass.useOutputCache(outputCache);
       pass.begin(QUVEN_ENV);
       dataset->setWorker(slice, settings.numSlices, QUVEN_ENV);
       dataset->setScanType(type, QUVEN_ENV);
@@ -192,6 +201,7 @@ void QUVENPassDriver::runSlicedPass(QUVENMemoryBlobIO& blob, QUVENPassCounters& 
       quvenMergeIntoLiveScans(results.scans, QUVEN_ENV);
     }
   }
+  outputCache.endPass();
   slices.release(QUVEN_ENV);
   results.stream.deleteMemory(QUVEN_ENV);
   for (const std::unique_ptr<QUVENScanWorld>& copy : copies) copy->release(QUVEN_ENV);

@@ -121,8 +121,9 @@ class QUVENPassDriver {
   std::function<void(QUVENScanWorld&)> afterRead;
   std::vector<QUVENStringWithHash> fieldNames;  // of the fields that were added
   std::set<std::int32_t> begunScans;            // serial numbers
-  std::vector<QUVENPassCounters> passes;        // those that write rows too
-  std::int32_t passNumber = 0;                  // of the last pass that trains
+  QUVENOutputCache outputCache;
+  std::vector<QUVENPassCounters> passes;  // those that write rows too
+  std::int32_t passNumber = 0;            // of the last pass that trains
 };
 
 #endif  // QUVEN_PASS_DRIVER_H

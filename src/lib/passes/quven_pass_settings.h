@@ -4,7 +4,7 @@
 #include <cstdint>
 #include <functional>
 
-/// How the passes of a run are made. The same on every rank.
+/// How the passes of a run are made. The same on every rank, but for outputCacheBytes.
 struct QUVENPassSettings {
   /// Gives the channel of a record, 0..numChannels, by its number in the dataset, from 0.
   using DealChannel = std::function<std::int32_t(std::int64_t recordNumber)>;
@@ -23,6 +23,9 @@ struct QUVENPassSettings {
   /// The number, from 1, of the pass from which on models are told that it is the last; 0 for none. Passes for
   /// distributions count, passes that write rows do not.
   std::int32_t lastPass = 0;
+  /// What this rank may use to keep the outputs of finished models from pass to pass; 0 for none. The results do not
+  /// depend on it.
+  std::int64_t outputCacheBytes = 0;
 };
 
 #endif  // QUVEN_PASS_SETTINGS_H

@@ -118,8 +118,10 @@ void QUVENRecordPass::dropScansWithoutRecords() {
   std::erase_if(participants, [](const Participant& participant) { return participant.type == QUVENScanType::NoPass; });
 }
 
-void QUVENRecordPass::setResults(QUVENDataPoint& point, const QUVENEnvHandle& env) {
+void QUVENRecordPass::setResults(std::int64_t recordNumber, const QUVENEnvHandle& env) {
+  QUVENDataPoint& point = world.getPoint();
   for (QUVENField* field : results) field->clearValue();
+  cachedOutputs.restore(recordNumber, QUVEN_ENV);
   for (QUVENField* field : produced) field->computeValue(point, env);
   for (const Scorer& scorer : scorers) scorer.protocol->score(*scorer.scan, point, env);
 }

@@ -3,6 +3,7 @@
 
 #include <vector>
 
+#include "passes/quven_output_cache.h"
 #include "passes/quven_pass_settings.h"
 #include "passes/quven_scan_protocol.h"
 #include "passes/quven_scan_world.h"
@@ -24,9 +25,9 @@ class QUVENScanProtocols {
 
 /// One pass in one world: which scans and fields take part, and what each record goes through.
 ///
-/// For a record: result fields are cleared, value producers and finished models set them, each once; then the scans
-/// that scan see the record; then the distributions that gather see the values of their fields. Requires: the world is
-/// not changed while the pass lasts.
+/// For a record: result fields are cleared; those in the cache, value producers and finished models set them, each
+/// once; then the scans that scan see the record; then the distributions that gather see the values of their fields.
+/// Requires: the world is not changed while the pass lasts.
 class QUVENRecordPass {
  public:
   QUVENRecordPass(QUVENScanWorld& scanWorld, const QUVENScanProtocols& protocols, const QUVENPassSettings& passSettings,
@@ -38,6 +39,9 @@ class QUVENRecordPass {
     return passesDone >= 0 && passesDone < settings.distributionPasses;
   }
 
+  /// Sets outputs from a cache, and keeps new ones there. Requires: the cache has begun the pass, and the records are
+  /// those of this rank.
+  void useOutputCache(QUVENOutputCache& cache) { cachedOutputs = {cache, world.collectFinalOutputs()}; }
   /// The hook before the records: everything that is gathered is empty after it.
   void begin(const QUVENEnvHandle& env);
   long getNumParticipants() const { return static_cast<long>(participants.size()); }
@@ -63,13 +67,14 @@ class QUVENRecordPass {
   /// Errors: a channel outside 0..numChannels is a fatal report.
   void score(std::int64_t recordNumber, const QUVENEnvHandle& env) {
     if (settings.dealChannel) deal(recordNumber, env);
-    if (hasResults) setResults(world.getPoint(), env);
+    if (hasResults) setResults(recordNumber, env);
   }
   /// One record, which the data point holds.
   void take(std::int64_t recordNumber, const QUVENEnvHandle& env) {
     QUVENDataPoint& point = world.getPoint();
     score(recordNumber, env);
     for (QUVENDataScan* scan : readers) scan->update(point, env);
+    cachedOutputs.store(recordNumber);
     for (QUVENField* field : gathering) field->updateDistribution(point.getRecordId(), env);
   }
 
@@ -96,13 +101,14 @@ class QUVENRecordPass {
 
   void addFields();
   void deal(std::int64_t recordNumber, const QUVENEnvHandle& env);
-  void setResults(QUVENDataPoint& point, const QUVENEnvHandle& env);
+  void setResults(std::int64_t recordNumber, const QUVENEnvHandle& env);
 
   QUVENScanWorld& world;
   const QUVENPassSettings& settings;
   std::vector<QUVENField*> results;    // computed fields, cleared before each record
   std::vector<QUVENField*> produced;   // those with a value producer
   std::vector<QUVENField*> gathering;  // point fields, then fields of the name map
+  QUVENCachedOutputs cachedOutputs;
   std::vector<Scorer> scorers;
   std::vector<Participant> participants;
   std::vector<QUVENDataScan*> readers;  // the participants that see the records

@@ -32,6 +32,12 @@ QUVENFieldSet QUVENScanWorld::collectFields() const {
   return fields;
 }
 
+std::vector<QUVENField*> QUVENScanWorld::collectFinalOutputs() const {
+  std::vector<QUVENField*> fields;
+  for (const QUVENOwnPtr<QUVENDataScan>& scan : scans) scan->collectFinalOutputs(fields);
+  return fields;
+}
+
 long QUVENScanWorld::countValueProducers() const {
   const QUVENFieldSet fields = collectFields();
   return std::count_if(fields.begin(), fields.end(), [](const QUVENField* field) { return field->hasValueProducer(); });

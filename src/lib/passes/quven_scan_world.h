@@ -36,6 +36,8 @@ class QUVENScanWorld {
   long countValueProducers() const;
   /// The fields of the point and those that the name map owns.
   QUVENFieldSet collectFields() const;
+  /// The outputs that the scans say are final, in the order of the scans.
+  std::vector<QUVENField*> collectFinalOutputs() const;
   // The data point alone, for a dataset that is opened before the first pass.
   void writePoint(QUVENMemoryBlobIO& blob, const QUVENEnvHandle& env) const;
   void readPoint(QUVENMemoryBlobIO& blob, const QUVENEnvHandle& env);
