@@ -50,7 +50,7 @@ void writeStages(const TrainingReport& report, std::ostream& out) {
         << std::string(static_cast<std::size_t>(numChannels), ',');
     for (const auto kind :
          {QUVENModelLosses::Train, QUVENModelLosses::Folds, QUVENModelLosses::HeldOut, QUVENModelLosses::Test}) {
-      out << ',' << exactText(report.losses.getLoss(kind));
+      out << ',' << exactText(report.losses.getLoss(kind, 1));
     }
     out << '\n';
   }

@@ -145,7 +145,7 @@ class TextReport {
         {QUVENModelLosses::Test, "test records, final model"}};
     writeHeading(out, "Mean squared error");
     for (const auto& [kind, text] : kinds) {
-      const double loss = report.losses.getLoss(kind);
+      const double loss = report.losses.getLoss(kind, 1);
       out << std::left << std::setw(56) << text << std::right << std::setw(numberWidth) << shortText(loss);
       if (!std::isnan(loss)) out << "  (root " << shortText(std::sqrt(loss)) << ')';
       out << '\n';

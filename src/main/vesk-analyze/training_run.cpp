@@ -194,7 +194,8 @@ void TrainingRun::checkRecords(const QUVENEnvHandle& env) const {
 /// The pass that only reports.
 void TrainingRun::addLosses(const QUVENEnvHandle& env) {
   auto made = quvenMake<QUVENModelLosses>(QUVEN_ENV);
-  made->setFields(fields.target, outputs->findOutput(fields.target, QUVENOutputPredicted, ""), fields.caseWeight);
+  made->setFields(fields.target, {outputs->findOutput(fields.target, QUVENOutputPredicted, "")}, 1, fields.caseWeight,
+                  QUVEN_ENV);
   losses = &driver->addScan(std::move(made), QUVEN_ENV);
 }
 
@@ -243,7 +244,7 @@ void TrainingRun::writeReports(const QUVENEnvHandle& env) const {
 void TrainingRun::logResults(const QUVENEnvHandle& env) const {
   constexpr std::int32_t levelOfSegments = 31;
   if (parameters.verbosityLevel < 1) return;
-  const auto loss = [this](QUVENModelLosses::Kind of) { return exactText(losses->getLoss(of)); };
+  const auto loss = [this](QUVENModelLosses::Kind of) { return exactText(losses->getLoss(of, 1)); };
   report_log(1, "Losses: train: " + loss(QUVENModelLosses::Train) + ", folds: " + loss(QUVENModelLosses::Folds) +
                     ", held out: " + loss(QUVENModelLosses::HeldOut) + ", test: " + loss(QUVENModelLosses::Test));
   if (parameters.verbosityLevel < levelOfSegments) return;
