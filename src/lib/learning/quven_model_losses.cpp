@@ -11,38 +11,24 @@
 
 QUVEN_REGISTER(QUVENModelLosses);
 
-double quvenReportedLoss(std::int32_t lossId, double target, double prediction) {
-  const double margin = (target == 0 ? -1 : target) * prediction;
-  switch (lossId) {
-    case 2:
-    case 5:  // log(1 + exp(x)) without an overflow
-      return margin < 0 ? -2 * margin + std::log1p(std::exp(2 * margin)) : std::log1p(std::exp(-2 * margin));
-    case 3:
-    case 6:
-      return std::exp(prediction) - target * prediction;
-    case 4:
-      return margin > 1 ? 0 : 1 - margin;
-    default:
-      return (target - prediction) * (target - prediction);
-  }
-}
-
 void QUVENModelLosses::setFields(QUVENField* target, const std::vector<QUVENField*>& predictions, std::int32_t lossId,
                                  QUVENField* caseWeight, const QUVENEnvHandle& env) {
   ivTargetFieldPtr = target;
   ivPredictionFields.setSize(0, QUVEN_ENV);
   for (QUVENField* prediction : predictions) ivPredictionFields.append(prediction, QUVEN_ENV);
   ivLossId = lossId;
+  loss.reset(QUVEN_ENV);
   ivCaseWeightFieldPtr = caseWeight;
 }
 
 double QUVENModelLosses::getLoss(Kind kind, long stage) const {
   QUVEN_ASSERT(1 <= stage && stage <= getNumStages());
-  const double weight = ivWeights[kind];
-  return weight > 0 ? ivLosses[indexOf(kind, stage)] / weight : std::numeric_limits<double>::quiet_NaN();
+  if (!hasWeight(kind)) return std::numeric_limits<double>::quiet_NaN();
+  return ivLosses[indexOf(kind, stage)] / ivWeights[kind];
 }
 
 void QUVENModelLosses::beginRecords(const QUVENEnvHandle& env) {
+  if (loss == nullptr) QUVENGeneralLoss::create(loss, ivLossId, QUVEN_ENV);
   ivTotalWeight = 0;
   ivWeights.setSize(NumKinds, QUVEN_ENV);
   ivLosses.setSize(NumKinds * getNumStages(), QUVEN_ENV);
@@ -58,7 +44,7 @@ void QUVENModelLosses::add(Kind kind, double target, std::int32_t predictor, dou
   ivWeights[kind] += weight;
   for (long stage = 1; stage <= getNumStages(); ++stage) {
     const double prediction = ivPredictionFields[stage]->getNumValueOrSingle(predictor);
-    ivLosses[indexOf(kind, stage)] += weight * quvenReportedLoss(ivLossId, target, prediction);
+    ivLosses[indexOf(kind, stage)] += weight * loss->getReportedLoss(target, prediction);
   }
 }
 

@@ -4,18 +4,13 @@
 #include <vector>
 
 #include "kernel/quven_data_scan.h"
-#include "kernel/quven_field_name_map.h"
-
-/// The loss of a record at a prediction F as reports give it: of the loss ids 2 and 5 (logistic) log(1 + exp(-2 y F)),
-/// 3 and 6 (Poisson) exp(F) - y F, 4 (support vector) max(0, 1 - y F), any other (squared) (y - F)^2. The logistic and
-/// the support vector loss take the target 0 as -1.
-double quvenReportedLoss(std::int32_t lossId, double target, double prediction);
+#include "learning/quven_general_loss.h"
 
 /// The losses of predictions over the records of a training, gathered in one pass: for each stage of a model the mean
 /// loss of what the model predicts after that stage, weighted by the case weight.
 ///
 /// Shapes: stages run 1..getNumStages(); a model without stages has one.
-/// Units:  of the loss function, as quvenReportedLoss says.
+/// Units:  of the loss function, as QUVENGeneralLoss::getReportedLoss says.
 /// A record whose target is missing or NaN has no loss. A weight that is missing, NaN or below 0 counts as 0.0, and a
 /// record of weight 0.0 adds no loss. A prediction that is NaN makes the losses of its stage NaN.
 class QUVENModelLosses : public QUVENObjectOf<QUVENModelLosses, QUVENMultiScan> {
@@ -39,6 +34,7 @@ class QUVENModelLosses : public QUVENObjectOf<QUVENModelLosses, QUVENMultiScan> 
   /// NaN when the records of the kind have no weight. Requires: a stage of 1..getNumStages(), an assertion failure
   /// otherwise.
   double getLoss(Kind kind, long stage) const;
+  bool hasWeight(Kind kind) const { return ivWeights.at(kind) > 0; }
   /// The records of a channel that the pass has seen, those without a target too. Channels run 1..C.
   double getRecords(long channel) const { return ivRecords.at(channel); }
   /// The weight of all records with a target.
@@ -66,6 +62,7 @@ class QUVENModelLosses : public QUVENObjectOf<QUVENModelLosses, QUVENMultiScan> 
   QUVEN_MEMBER(ivLosses, QUVENXaRay<double>);   // per stage and kind, weighted sums
   QUVEN_MEMBER(ivRecords, QUVENXaRay<double>);  // per channel
   QUVEN_MEMBER(ivTotalWeight, double) = 0;
+  QUVEN_STATE(loss, QUVENOwnPtr<QUVENGeneralLoss>);  // from the first pass on
 };
 
 #endif  // QUVEN_MODEL_LOSSES_H

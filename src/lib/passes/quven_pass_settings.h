@@ -23,6 +23,9 @@ struct QUVENPassSettings {
   /// The number, from 1, of the pass from which on models are told that it is the last; 0 for none. Passes for
   /// distributions count, passes that write rows do not.
   std::int32_t lastPass = 0;
+  /// The channel whose results finished models give each record; 0 for those of all channels. The values of other
+  /// channels are absent or NaN then.
+  std::int32_t scoredChannel = 0;
 };
 
 #endif  // QUVEN_PASS_SETTINGS_H

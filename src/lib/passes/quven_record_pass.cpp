@@ -121,7 +121,7 @@ void QUVENRecordPass::dropScansWithoutRecords() {
 void QUVENRecordPass::setResults(QUVENDataPoint& point, const QUVENEnvHandle& env) {
   for (QUVENField* field : results) field->clearValue();
   for (QUVENField* field : produced) field->computeValue(point, env);
-  for (const Scorer& scorer : scorers) scorer.protocol->score(*scorer.scan, point, env);
+  for (const Scorer& scorer : scorers) scorer.protocol->score(*scorer.scan, settings.scoredChannel, point, env);
 }
 
 void QUVENRecordPass::end(const QUVENEnvHandle& env) {
