@@ -20,9 +20,13 @@ bool isLossName(const std::string& name) {
 
 const char* lossTitle(std::int32_t lossId) { return titles[lossId - Squared]; }
 
+bool isSquared(std::int32_t lossId) { return lossId == Squared; }
+
 bool isLogistic(std::int32_t lossId) { return lossId == Logistic || lossId == LogisticLink; }
 
 bool isPoisson(std::int32_t lossId) { return lossId == Poisson || lossId == PoissonLink; }
+
+bool hasLink(std::int32_t lossId) { return lossId == LogisticLink || lossId == PoissonLink; }
 
 bool isOfTwoClasses(std::int32_t lossId) { return isLogistic(lossId) || lossId == SupportVector; }
 

@@ -12,8 +12,10 @@ bool isLossName(const std::string& name);
 const char* lossTitle(std::int32_t lossId);
 
 // With a link or without.
+bool isSquared(std::int32_t lossId);
 bool isLogistic(std::int32_t lossId);
 bool isPoisson(std::int32_t lossId);
+bool hasLink(std::int32_t lossId);
 /// Logistic and support vector.
 bool isOfTwoClasses(std::int32_t lossId);
 

@@ -42,14 +42,9 @@ QUVENParameterSections TrainingParameters::sections() {
              return name == "TransformRegression" || name == "LinearRegression" || name == "FeatureTransform";
            },
        .errorCode = IllegalParameter,
-       .errorText = "vesk-analyze: Model must be LinearRegression or FeatureTransform",
-       .isSupportedText = [](const std::string& name) { return name != "TransformRegression"; },
-       .unsupportedCode = IllegalParameter,
-       .unsupportedText = "vesk-analyze: TransformRegression is not there yet; Model must be LinearRegression or "
-                          "FeatureTransform",
-       .meaning = "what is trained; TransformRegression is refused until it is there",
-       .legalValues = "LinearRegression or FeatureTransform",
-       .example = "FeatureTransform"},
+       .errorText = "vesk-analyze: Model must be TransformRegression, LinearRegression or FeatureTransform",
+       .meaning = "what is trained",
+       .legalValues = "TransformRegression, LinearRegression or FeatureTransform"},
       {.key = "Target",
        .target = quvenParameterTarget<&P::target>(),
        .meaning = "the numeric column that is predicted; by default that of purpose target"},
