@@ -83,6 +83,7 @@ class QUVENFeatureTransform : public QUVENObjectOf<QUVENFeatureTransform, QUVENM
 
   /// None of its own: those of the root and the segments.
   bool hasScanResult(const QUVENEnvHandle&) const override { return false; }
+  bool changesOnlyItsResults() const override { return true; }
   void writeChildScanResults(QUVENObjWriter& writer, const QUVENKeyword& keyword,
                              const QUVENEnvHandle& env) const override;
   void beginRecords(const QUVENEnvHandle& env) override;
@@ -147,8 +148,8 @@ class QUVENFeatureTransform : public QUVENObjectOf<QUVENFeatureTransform, QUVENM
   QUVEN_STATE(predValField, QUVENField*) = nullptr;
   QUVEN_STATE(predValStdDevField, QUVENField*) = nullptr;
   QUVEN_STATE(numInitialSegments, std::int32_t) = 0;
-  QUVEN_STATE(isUnusable, QUVENXaRay<bool>);  // by segment
-  QUVEN_STATE(ofChannels, QUVENXaRay<double>);      // of a record: the predictions and deviations of the channels
+  QUVEN_STATE(isUnusable, QUVENXaRay<bool>);    // by segment
+  QUVEN_STATE(ofChannels, QUVENXaRay<double>);  // of a record: the predictions and deviations of the channels
   QUVEN_STATE(batchChannel, std::int32_t) = 1;
 };
 

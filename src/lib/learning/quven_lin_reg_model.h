@@ -87,6 +87,7 @@ class QUVENLinRegModel : public QUVENObjectOf<QUVENLinRegModel, QUVENModel> {
   void endRecords(const QUVENEnvHandle& env) override;
   [[nodiscard]] bool merge(QUVENDataScan* other, const QUVENEnvHandle& env) override;
   bool hasScanResult(const QUVENEnvHandle&) const override { return isScanning(); }
+  bool changesOnlyItsResults() const override { return true; }
 
   UpdateFunction recordHandler(const QUVENEnvHandle& env) const override;
   /// Shows a record to the channel of setBatchChannel.
@@ -135,6 +136,11 @@ class QUVENLinRegModel : public QUVENObjectOf<QUVENLinRegModel, QUVENModel> {
   /// Whether its channels are the result of a pass: while it scans, and in an object read from a stream of results,
   /// which carries no state.
   bool hasGathered() const { return isScanning() || (getModelState() == 0 && !ivEvalChannels.isEmpty()); }
+  /// A worker gathers anew in each pass, so what was gathered does not go out.
+  bool writesChannels(std::int32_t writerMode) const {
+    if (writerMode == QUVENObjWriter::ScanResults) return hasGathered();
+    return writerMode != QUVENObjWriter::SaveForWorker || !isGathering();
+  }
   std::int32_t getRecordChannel(const QUVENDataPoint& point) const;
   void allocateChannels(const QUVENEnvHandle& env);
   void bindVariables(const QUVENEnvHandle& env);
@@ -148,8 +154,8 @@ class QUVENLinRegModel : public QUVENObjectOf<QUVENLinRegModel, QUVENModel> {
   void makeScorer(const QUVENEnvHandle& env);
   double scoreOf(int which, double QUVENLSFit::*part, const QUVENEnvHandle& env) const;
 
-  QUVEN_MEMBER_IF(writerMode != QUVENObjWriter::ScanResults || hasGathered(), ivEvalChannels, Channels);
-  QUVEN_MEMBER_IF(writerMode != QUVENObjWriter::ScanResults || hasGathered(), ivTrnChannels, Channels);
+  QUVEN_MEMBER_IF(writesChannels(writerMode), ivEvalChannels, Channels);
+  QUVEN_MEMBER_IF(writesChannels(writerMode), ivTrnChannels, Channels);
   QUVEN_MEMBER_IF(writerMode != QUVENObjWriter::ScanResults, ivResultsChannels, QUVENXaRay<QUVENLSResults, 0>);
   QUVEN_MEMBER_IF(writerMode != QUVENObjWriter::ScanResults, ivInputFields, QUVENXaRay<QUVENField*>);
   QUVEN_MEMBER_IF(writerMode != QUVENObjWriter::ScanResults, ivPredValFieldPtr, QUVENField*) = nullptr;
@@ -163,7 +169,7 @@ class QUVENLinRegModel : public QUVENObjectOf<QUVENLinRegModel, QUVENModel> {
   /// field the coefficients of all channels. Empty until a record is scored.
   QUVEN_STATE(scorer, QUVENXaRay<double>);
   QUVEN_STATE(sources, QUVENXaRay<const double*>);  // of a record: the values of each variable by channel
-  QUVEN_STATE(rows, QUVENXaRay<double>);  // room for the values of a record: variables or inputs by channels
+  QUVEN_STATE(rows, QUVENXaRay<double>);            // room for the values of a record: variables or inputs by channels
 };
 
 #endif  // QUVEN_LIN_REG_MODEL_H
