@@ -226,16 +226,15 @@ TrainingFields chooseTrainingFields(const TrainingParameters& parameters, const 
   return fields;
 }
 
-std::vector<TrainingWarning> checkDistributions(const TrainingFields& fields, bool endsWithoutSignal,
-                                                const std::string& dataset, const QUVENEnvHandle& env) {
-  std::vector<TrainingWarning> warnings;
+void checkDistributions(const TrainingFields& fields, bool endsWithoutSignal, const std::string& dataset,
+                        const TakeWarning& warn, const QUVENEnvHandle& env) {
   const std::string target = fields.target->getName().str();
   const Range range = rangeOf(*fields.target);
   if (range.isEmpty()) refuseColumn(target, "the target is missing in every record", QUVEN_ENV);
   if (range.smallest == range.largest) {
     const std::string text = "the target has the same value everywhere";
     if (!endsWithoutSignal) refuseColumn(target, text, QUVEN_ENV);
-    warnings.push_back({target, text + "; there is nothing to learn"});
+    warn({target, text + "; there is nothing to learn"});
   }
   if (!range.isWithin(largestValue)) refuseBeyond(target, "the target", largestValue, QUVEN_ENV);
   for (const QUVENField* weight : fields.weights()) {
@@ -252,18 +251,15 @@ std::vector<TrainingWarning> checkDistributions(const TrainingFields& fields, bo
     if (!input->isNumeric() || rangeOf(*input).isWithin(largestValue)) continue;
     std::ostringstream text;
     text << "an input has a value beyond " << largestValue << "; it may count for nothing";
-    warnings.push_back({input->getName().str(), text.str()});
+    warn({input->getName().str(), text.str()});
   }
-  if (std::any_of(inputs.begin(), inputs.end(), [](const QUVENField* field) { return varies(*field); })) {
-    return warnings;
-  }
+  if (std::any_of(inputs.begin(), inputs.end(), [](const QUVENField* field) { return varies(*field); })) return;
   const std::string text = "every input is constant, missing or of rare categories only";
   if (!endsWithoutSignal) report_error(FileUnusable, dataset, "vesk-analyze: " + text, QUVEN_ENV, true);
-  warnings.push_back({dataset, text + "; there is nothing to learn"});
-  return warnings;
+  warn({dataset, text + "; there is nothing to learn"});
 }
 
-std::vector<TrainingWarning> checkTarget(const TrainingFields& fields, std::int32_t lossId) {
+void checkTarget(const TrainingFields& fields, std::int32_t lossId, const TakeWarning& warn) {
   const std::string target = fields.target->getName().str();
   const TargetValues values = valuesOf(*fields.target);
   std::ostringstream text;
@@ -275,8 +271,7 @@ std::vector<TrainingWarning> checkTarget(const TrainingFields& fields, std::int3
   } else if (isOfTwoClasses(lossId) && !values.areTwoClasses()) {
     text << "the target has other values than two of which one is 0 or -1, which this loss is for";
   }
-  if (text.view().empty()) return {};
-  return {{target, text.str()}};
+  if (!text.view().empty()) warn({target, text.str()});
 }
 
 }  // namespace vesk_analyze

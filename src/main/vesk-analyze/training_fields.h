@@ -1,6 +1,7 @@
 #ifndef VESK_ANALYZE_TRAINING_FIELDS_H
 #define VESK_ANALYZE_TRAINING_FIELDS_H
 
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -42,17 +43,20 @@ struct TrainingFields {
 TrainingFields chooseTrainingFields(const TrainingParameters& parameters, const std::string& dataset,
                                     const QUVENDataPoint& point, const QUVENEnvHandle& env);
 
-/// Whether something can be learned from the columns, by their distributions. Returns what the training should be
-/// warned of. endsWithoutSignal: nothing to learn is a warning, because the training ends with a model that predicts a
-/// constant. Errors: the terminating report 2202 with the name of the column for a target that is constant or missing
-/// in every
+/// Takes a warning 2202 when it is found, before an error that may follow.
+using TakeWarning = std::function<void(const TrainingWarning& warning)>;
+
+/// Whether something can be learned from the columns, by their distributions.
+/// endsWithoutSignal: nothing to learn is a warning, because the training ends with a model that predicts a constant.
+/// Errors: the terminating report 2202 with the name of the column for a target that is constant or missing in every
 ///         record, a weight that is negative or nowhere above 0, and for values of them whose squares overflow; 2302
 ///         with the name of the dataset when no input has two values.
-std::vector<TrainingWarning> checkDistributions(const TrainingFields& fields, bool endsWithoutSignal,
-                                                const std::string& dataset, const QUVENEnvHandle& env);
+/// Warnings: an input whose squares may overflow.
+void checkDistributions(const TrainingFields& fields, bool endsWithoutSignal, const std::string& dataset,
+                        const TakeWarning& warn, const QUVENEnvHandle& env);
 
-/// Whether the values of the target are those that a loss function is made for. Returns at most one warning.
-std::vector<TrainingWarning> checkTarget(const TrainingFields& fields, std::int32_t lossId);
+/// Whether the values of the target are those that a loss function is made for: at most one warning.
+void checkTarget(const TrainingFields& fields, std::int32_t lossId, const TakeWarning& warn);
 
 }  // namespace vesk_analyze
 

@@ -198,12 +198,12 @@ void TrainingRun::addModel(const QUVENEnvHandle& env) {
 }
 
 void TrainingRun::checkColumns(const QUVENEnvHandle& env) {
-  warnings = checkDistributions(fields, kind->staged != nullptr, options.dataset, QUVEN_ENV);
-  const std::vector<TrainingWarning> ofTarget = checkTarget(fields, lossId);
-  warnings.insert(warnings.end(), ofTarget.begin(), ofTarget.end());
-  for (const TrainingWarning& warning : warnings) {
+  const auto warn = [&](const TrainingWarning& warning) {
     report_doubt(IllegalParameter, warning.subject, "vesk-analyze: " + warning.text, QUVEN_ENV);
-  }
+    warnings.push_back(warning);
+  };
+  checkDistributions(fields, kind->staged != nullptr, options.dataset, warn, QUVEN_ENV);
+  checkTarget(fields, lossId, warn);
 }
 
 void TrainingRun::work(const QUVENEnvHandle& env) {
