@@ -208,7 +208,10 @@ void TrainingRun::checkColumns(const QUVENEnvHandle& env) {
 
 void TrainingRun::work(const QUVENEnvHandle& env) {
   driver->runPasses(QUVEN_ENV);
-  if (transport.isMaster()) trainingPasses = driver->getPasses().size() - distributionPasses;
+  if (transport.isMaster()) {
+    trainingPasses = driver->getPasses().size() - distributionPasses;
+    dropOutputDistributions(QUVEN_ENV);
+  }
   if (choosesLater) chooseStage(QUVEN_ENV);
   if (transport.isMaster()) {
     outputs = quvenMake<QUVENModelOutputs>(QUVEN_ENV);
@@ -218,6 +221,14 @@ void TrainingRun::work(const QUVENEnvHandle& env) {
   }
   driver->runPasses(QUVEN_ENV);
   if (transport.isMaster()) checkRecords(QUVEN_ENV);
+}
+
+/// Transforms are split by the outputs of earlier stages while they train; scoring and the model file need no
+/// distribution of an output.
+void TrainingRun::dropOutputDistributions(const QUVENEnvHandle& env) {
+  for (const QUVENOwnPtr<QUVENField>& field : driver->getNames().getOwnedFields()) {
+    if (field->isComputed()) field->setSampleFlag(false, QUVEN_ENV);
+  }
 }
 
 /// Whether the records were enough to learn from.
@@ -304,9 +315,7 @@ void TrainingRun::writeModel(const QUVENEnvHandle& env) const {
   for (QUVENField* field : fields.described()) kept.append(field, QUVEN_ENV);
   for (QUVENField* field : fields.supplementary) kept.append(field, QUVEN_ENV);
   for (const QUVENOwnPtr<QUVENField>& field : driver->getNames().getOwnedFields()) {
-    if (!field->isComputed()) continue;
-    field->setSampleFlag(false, QUVEN_ENV);  // scoring needs no distribution of an output
-    kept.append(field.get(), QUVEN_ENV);
+    if (field->isComputed()) kept.append(field.get(), QUVEN_ENV);
   }
   const bool isWritten = quvenWriteModelFile(parameters.modelFile, kept, *model, *facts, QUVEN_ENV);
   kept.deleteMemory(QUVEN_ENV);

@@ -43,6 +43,7 @@ class TrainingRun final : public Run {
   void addModel(const QUVENEnvHandle& env);
   void readLossFunction(const QUVENEnvHandle& env);
   void checkColumns(const QUVENEnvHandle& env);
+  void dropOutputDistributions(const QUVENEnvHandle& env);
   QUVENModelLosses& addLosses(const std::vector<QUVENField*>& predictions, const QUVENEnvHandle& env);
   void chooseStage(const QUVENEnvHandle& env);
   void addReportScans(const QUVENEnvHandle& env);
