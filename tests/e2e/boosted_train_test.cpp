@@ -205,64 +205,100 @@ TEST_F(BoostedTrain, IsTheDefaultAndBeatsALinearModel) {
   EXPECT_THAT(report, Not(HasSubstr("Warnings")));
 }
 
-/// A prediction of stage 1 can be made by hand out of the segments.
+/// Stage 1 out of the segment file.
+class FirstStage {
+ public:
+  using Columns = std::map<std::string, std::vector<std::string>>;
+
+  explicit FirstStage(const Columns& segmentFile) : segments(segmentFile) {}
+
+  double intercept() const { return std::stod(segments.at("intercept").front()); }
+  /// The terms of a record by the fields of their transforms.
+  std::map<std::string, double> terms(const Columns& rows, std::size_t record) const {
+    std::map<std::string, double> all;
+    for (std::size_t s = 1; s < segments.at("stage").size() && segments.at("stage")[s] == "1"; ++s) {
+      const std::string& field = segments.at("field")[s];
+      const std::string& value = rows.at(field)[record];
+      if (!holds(s, value)) continue;
+      const bool isNumber = !value.empty() && field != "group";
+      const double own = isNumber ? coefficient(s, field) * std::stod(value) : 0;
+      all[field] = coefficient(0, field) * (std::stod(segments.at("intercept")[s]) + own);
+    }
+    return all;
+  }
+
+ private:
+  double coefficient(std::size_t row, const std::string& name) const {
+    std::istringstream texts(segments.at("terms")[row]);
+    for (std::string text; texts >> text;) {
+      if (text.starts_with(name + ":")) return std::stod(text.substr(name.size() + 1));
+    }
+    return 0;
+  }
+  bool holds(std::size_t row, const std::string& value) const {
+    const std::string& kind = segments.at("kind")[row];
+    if (kind == "missing" || value.empty()) return kind == "missing" && value.empty();
+    if (kind == "categories") {
+      return ("|" + segments.at("categories")[row] + "|").find("|" + value + "|") != std::string::npos;
+    }
+    const std::string& from = segments.at("from")[row];
+    const std::string& to = segments.at("to")[row];
+    return (from.empty() || std::stod(value) > std::stod(from)) && (to.empty() || std::stod(value) <= std::stod(to));
+  }
+
+  const Columns& segments;
+};
+
 TEST_F(BoostedTrain, TheSegmentsTellThePredictionsOfStage1) {
   writeTable(Target::Number);
   expectTrained({"Supplementary=w"});
   expectScored({"--stages", "--keep", "x,z,group"});
   const CsvColumns segments = csv("m_segments.csv");
   const CsvColumns rows = csv("p.csv");
-  const auto termOf = [&](std::size_t row, const std::string& name) {
-    std::istringstream texts(segments.at("terms")[row]);
-    for (std::string text; texts >> text;) {
-      if (text.starts_with(name + ":")) return std::stod(text.substr(name.size() + 1));
-    }
-    return 0.0;
-  };
-  const auto holds = [&](std::size_t row, const std::string& value) {
-    const std::string& kind = segments.at("kind")[row];
-    if (kind == "missing") return value.empty();
-    if (value.empty()) return false;
-    if (kind == "categories")
-      return ("|" + segments.at("categories")[row] + "|").find("|" + value + "|") != std::string::npos;
-    const std::string& from = segments.at("from")[row];
-    const std::string& to = segments.at("to")[row];
-    return (from.empty() || std::stod(value) > std::stod(from)) && (to.empty() || std::stod(value) <= std::stod(to));
-  };
   ASSERT_EQ(segments.at("transform")[0], "0");  // the regression
   ASSERT_EQ(segments.at("stage")[0], "1");
+  const FirstStage stage(segments);
   for (std::size_t i = 0; i < 200; ++i) {
-    double expected = number(segments, "intercept", 0);
-    for (std::size_t s = 1; segments.at("stage")[s] == "1"; ++s) {
-      const std::string& field = segments.at("field")[s];
-      const std::string& value = rows.at(field)[i];
-      if (!holds(s, value)) continue;
-      const double own = value.empty() || field == "group" ? 0 : termOf(s, field) * std::stod(value);
-      expected += termOf(0, field) * (number(segments, "intercept", s) + own);
-    }
+    double expected = stage.intercept();
+    for (const auto& [field, term] : stage.terms(rows, i)) expected += term;
     EXPECT_NEAR(number(rows, "UnnormalizedPredicted_y_stage_1", i), expected, 1e-9) << i;
   }
-  const Strings& stages = segments.at("stage");
   const std::string last = std::to_string(countKept(csv("m_stages.csv")));
-  EXPECT_EQ(stages.back(), last);
+  EXPECT_EQ(segments.at("stage").back(), last);
   const bool isOutput = content("m_report.txt").find("The output transform of stage " + last) != std::string::npos;
   EXPECT_EQ(segments.at("transform").back() == "output", isOutput);
 }
 
-TEST_F(BoostedTrain, TheImportanceIsThatOfTheTerms) {
+TEST_F(BoostedTrain, TheImportanceIsTheShareOfTheVarianceOfTheTerms) {
   writeTable(Target::Number, 3000);
   expectTrained({"Supplementary=w", "StopAfterPasses=3"});  // one stage
+  expectScored({"--channels", "--keep", "x,z,group"});
   const CsvColumns fields = csv("m_fields.csv");
   EXPECT_EQ(fields.at("field"), (Strings{"x", "z", "group", "earlier stages"}));
   EXPECT_EQ(fields.at("stages_used"), (Strings{"1", "1", "1", "0"}));
   EXPECT_EQ(fields.at("categories"), (Strings{"", "", "5", ""}));
   EXPECT_EQ(fields.at("missing"), (Strings{"334", "0", "0", ""}));
-  double sum = 0;
-  for (std::size_t i = 0; i < 3; ++i) {
-    EXPECT_GT(number(fields, "importance", i), 0.05);
-    sum += number(fields, "importance", i);
+  const CsvColumns segments = csv("m_segments.csv");
+  const CsvColumns rows = csv("p.csv");
+  std::map<std::string, std::vector<double>> values;
+  for (std::size_t i = 0; i < rows.at("record").size(); ++i) {
+    if (rows.at("channel")[i] == "1") continue;
+    for (const auto& [field, term] : FirstStage(segments).terms(rows, i)) values[field].push_back(term);
   }
-  EXPECT_NEAR(sum, 1, 1e-12);
+  std::map<std::string, double> variances;
+  double total = 0;
+  for (const auto& [field, terms] : values) {
+    double mean = 0;
+    for (const double term : terms) mean += term / static_cast<double>(terms.size());
+    double squares = 0;
+    for (const double term : terms) squares += (term - mean) * (term - mean);
+    total += variances[field] = squares / static_cast<double>(terms.size());
+  }
+  for (std::size_t i = 0; i < 3; ++i) {
+    const double share = variances.at(fields.at("field")[i]) / total;
+    EXPECT_GT(share, 0.05);
+    EXPECT_NEAR(number(fields, "importance", i), share, 1e-9);
+  }
   EXPECT_EQ(fields.at("importance")[3], "0");
 }
 
