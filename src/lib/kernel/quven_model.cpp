@@ -260,3 +260,7 @@ int QUVENModel::noteInputAdded(QUVENField* field, std::int32_t usage, const QUVE
   if (field != nullptr && field->getPurpose() == none) field->setPurpose(usage);
   return 0;
 }
+
+void QUVENModel::getOutputs(QUVENModelOutputs&, std::string_view, QUVENFieldNameMap&, const QUVENEnvHandle& env) {
+  quvenNotImplemented(QUVEN_ENV);
+}

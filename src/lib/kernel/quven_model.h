@@ -7,6 +7,8 @@
 #include "kernel/quven_model_input.h"
 #include "kernel/quven_model_scores.h"
 
+class QUVENModelOutputs;
+
 /// Inputs with their usage, a mining mode with its scans, and the choice of the best candidate after training.
 ///
 /// State:    0 without a mode; m for mode m (1..10) chosen; 100 + m scanning in it; -m trained in it.
@@ -114,6 +116,10 @@ class QUVENModel : public QUVENObjectOf<QUVENModel, QUVENDataScan> {
   /// Passes the usage on to the field, as its purpose unless it has one. A supplementary field gets none: its code is
   /// that of the line number, by which a dataset deals the records of a sparse file.
   virtual int noteInputAdded(QUVENField* field, std::int32_t usage, const QUVENEnvHandle& env);
+  /// Makes the outputs Predicted_ and StdDev_ of the first target; the model sets them when it scores a record.
+  /// Errors: a class without outputs is "Function/Feature not yet implemented".
+  virtual void getOutputs(QUVENModelOutputs& outputs, std::string_view suffix, QUVENFieldNameMap& names,
+                          const QUVENEnvHandle& env);
 
  protected:
   using Members::QUVENObjectOf;

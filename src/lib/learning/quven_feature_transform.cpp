@@ -7,6 +7,7 @@
 
 #include "kernel/quven_data_point.h"
 #include "kernel/quven_scan_results.h"
+#include "learning/quven_training_mode.h"
 #include "learning/quven_transform_tree.h"
 #include "util/quven_debug.h"
 #include "util/quven_registration.h"
@@ -16,19 +17,10 @@ QUVEN_REGISTER(QUVENFeatureTransform);
 
 namespace {
 
-constexpr std::int32_t modeOfHeldOut = 8;
-
 /// The channels that are no folds: the test and the held-out records.
 constexpr int channelsWithoutFold = QUVENFoldDealing::FirstFold - 1;
 /// A segment is to have this many records per fold.
 constexpr double recordsPerFold = 2.0;
-
-void requireTrainingMode(std::int32_t mode, const QUVENEnvHandle& env) {
-  constexpr std::int32_t lastMode = 10;
-  if (mode == QUVENModel::BestModelTrainDataOnly || mode == modeOfHeldOut) return;
-  if (mode < 1 || mode > lastMode) quvenFatalReport("Invalid model state", QUVEN_ENV);
-  quvenNotImplemented(QUVEN_ENV);
-}
 
 /// Fails as an assertion of the given text and hint, which are fixed parts of the system's reports.
 void require(bool condition, const char* text, const char* hint, const QUVENEnvHandle& env) {
@@ -51,11 +43,17 @@ QUVENTransformGlobalVars& QUVENTransformGlobalVars::get(const QUVENEnvHandle& en
 void QUVENFeatureTransform::getOutputs(QUVENModelOutputs& outputs, std::string_view suffix, QUVENFieldNameMap& names,
                                        const QUVENEnvHandle& env) {
   QUVENField* target = getTargetFields().at(1).getField();
-  predValField = outputs.addOutput(target, QUVENOutputPredicted, suffix, names, QUVEN_ENV);
-  predValStdDevField = outputs.addOutput(target, QUVENOutputStdDev, suffix, names, QUVEN_ENV);
-  for (QUVENField* field : {predValField, predValStdDevField}) field->setActualChannelCount(getGlobalNumChannels());
+  QUVENField* const prediction = outputs.addOutput(target, QUVENOutputPredicted, suffix, names, QUVEN_ENV);
+  QUVENField* const stdDev = outputs.addOutput(target, QUVENOutputStdDev, suffix, names, QUVEN_ENV);
+  for (QUVENField* field : {prediction, stdDev}) field->setActualChannelCount(getGlobalNumChannels());
+  setOutputFields(prediction, stdDev);
+}
+
+void QUVENFeatureTransform::setOutputFields(QUVENField* prediction, QUVENField* stdDev) {
+  predValField = prediction;
+  predValStdDevField = stdDev;
   if (ivRootModelPtr == nullptr) return;
-  forRootAndSegments([&](QUVENLinRegModel& model) { model.setOutputFields(predValField, predValStdDevField); });
+  forRootAndSegments([&](QUVENLinRegModel& model) { model.setOutputFields(prediction, stdDev); });
 }
 
 const QUVENSplitTest& QUVENFeatureTransform::splitTest() const {
@@ -100,12 +98,12 @@ void QUVENFeatureTransform::releaseModels(const QUVENEnvHandle& env) {
 }
 
 bool QUVENFeatureTransform::setMiningModeHook(std::int32_t mode, QUVENModel*, const QUVENEnvHandle& env) {
-  requireTrainingMode(mode, QUVEN_ENV);
+  quvenRequireTrainingMode(mode, "Invalid model state", QUVEN_ENV);
   return true;
 }
 
 bool QUVENFeatureTransform::beginPass(const QUVENEnvHandle& env) {
-  requireTrainingMode(getMiningMode(QUVEN_ENV), QUVEN_ENV);
+  quvenRequireTrainingMode(getMiningMode(QUVEN_ENV), "Invalid model state", QUVEN_ENV);
   releaseModels(QUVEN_ENV);
 
   makeRootModel(ivRootModelPtr, QUVEN_ENV);
@@ -158,7 +156,7 @@ bool QUVENFeatureTransform::beginBottomUpTraining(std::int32_t mode, const QUVEN
 
 bool QUVENFeatureTransform::isLearning() const {
   constexpr std::int32_t scanning = 100;
-  return getModelState() == scanning + BestModelTrainDataOnly || getModelState() == scanning + modeOfHeldOut;
+  return getModelState() == scanning + BestModelTrainDataOnly || getModelState() == scanning + quvenModeOfHeldOut;
 }
 
 QUVENDataScan::UpdateFunction QUVENFeatureTransform::recordHandler(const QUVENEnvHandle&) const {
@@ -218,7 +216,7 @@ void QUVENFeatureTransform::writeChildScanResults(QUVENObjWriter& writer, const 
 // The end of the training
 
 bool QUVENFeatureTransform::endPass(std::int32_t lastPass, const QUVENEnvHandle& env) {
-  requireTrainingMode(getMiningMode(QUVEN_ENV), QUVEN_ENV);
+  quvenRequireTrainingMode(getMiningMode(QUVEN_ENV), "Invalid model state", QUVEN_ENV);
   bool isFinished = true;
   forRootAndSegments(
       [&](QUVENLinRegModel& model) { isFinished = model.endDataScan(lastPass, QUVEN_ENV) && isFinished; });

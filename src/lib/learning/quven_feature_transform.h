@@ -50,7 +50,9 @@ class QUVENFeatureTransform : public QUVENObjectOf<QUVENFeatureTransform, QUVENM
   /// Makes the outputs Predicted_ and StdDev_ of the first target, into which the model of the segment writes.
   /// Requires: a target was added.
   void getOutputs(QUVENModelOutputs& outputs, std::string_view suffix, QUVENFieldNameMap& names,
-                  const QUVENEnvHandle& env);
+                  const QUVENEnvHandle& env) override;
+  /// Writes into fields that another object made; null for none.
+  void setOutputFields(QUVENField* prediction, QUVENField* stdDev);
   QUVENField* getPredValField() const { return predValField; }
   QUVENField* getPredValStdDevField() const { return predValStdDevField; }
 

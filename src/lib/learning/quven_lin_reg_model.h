@@ -28,7 +28,7 @@ class QUVENLinRegModel : public QUVENObjectOf<QUVENLinRegModel, QUVENModel> {
 
   /// Makes the outputs Predicted_ and StdDev_ of the first target. Requires: a target was added.
   void getOutputs(QUVENModelOutputs& outputs, std::string_view suffix, QUVENFieldNameMap& names,
-                  const QUVENEnvHandle& env);
+                  const QUVENEnvHandle& env) override;
   /// Writes into fields that another model made; null for none.
   void setOutputFields(QUVENField* prediction, QUVENField* stdDev);
   QUVENField* getPredValField() const { return ivPredValFieldPtr; }

@@ -163,6 +163,7 @@ void QUVENPassDriver::runSlicedPass(QUVENMemoryBlobIO& blob, QUVENPassCounters& 
     }
     slices.collect(results, QUVEN_ENV);
   }
+  ownCopy.release(QUVEN_ENV);
   if (transport.isMaster()) {
     live.updateWithoutRecords(QUVEN_ENV);
     live.endWithoutRecords(QUVEN_ENV);
@@ -171,11 +172,11 @@ void QUVENPassDriver::runSlicedPass(QUVENMemoryBlobIO& blob, QUVENPassCounters& 
       QUVENBinObjReader reader(results, QUVEN_ENV);
       quvenReadDataScanResults(reader, quvenScanResultKeyword(), QUVEN_ENV);
     }
-    endPass(live, counters, QUVEN_ENV);
   }
   slices.release(QUVEN_ENV);
   results.deleteMemory(QUVEN_ENV);
-  ownCopy.release(QUVEN_ENV);
+  // Only the live objects are left: a decision by the memory in use is the same on any number of ranks.
+  if (transport.isMaster()) endPass(live, counters, QUVEN_ENV);
 }
 
 void QUVENPassDriver::shareState(QUVENMemoryBlobIO& blob, QUVENPassCounters& counters, const QUVENEnvHandle& env) {

@@ -1,0 +1,144 @@
+// Transform regression through the pass driver. Run alone, and by mpirun on 2, 3 and 4 ranks.
+
+#include "learning/quven_transform_regression.h"
+
+#include <bit>
+#include <cmath>
+#include <random>
+
+#include "passes/pass_fixture.h"
+
+namespace {
+
+class QUVENTransformRegressionPassTest : public PassTest {
+ protected:
+  static constexpr std::int32_t Channels = 7;
+
+  static QUVENPassSettings settingsOf(std::int32_t slices, std::int32_t lastPass = 0) {
+    return {.numChannels = Channels,
+            .dealChannel = [](std::int64_t record) { return static_cast<std::int32_t>(1 + record * 5 % Channels); },
+            .numSlices = slices,
+            .lastPass = lastPass};
+  }
+
+  /// x, c, z and the target y: a curve of x, groups of c, and a product of x and z that no stage can learn at once.
+  void writeTable(int records, bool hasSignal = true) {
+    std::mt19937 random(3);
+    std::vector<double> values;
+    for (int i = 0; i < records; ++i) {
+      const double x = static_cast<double>(random() % 10000) / 1000 - 5;
+      const double c = random() % 12;
+      const double z = static_cast<double>(random() % 1000) / 100 - 5;
+      const double noise = static_cast<double>(random() % 1000) / 1000;
+      const double y = hasSignal ? std::abs(x - 1) + static_cast<int>(c / 4) + 0.5 * x * z + noise : noise;
+      const auto orMissing = [&](double value, unsigned every) { return random() % every == 0 ? Missing : value; };
+      values.insert(values.end(), {orMissing(x, 30), orMissing(c, 25), orMissing(z, 40), orMissing(y, 50)});
+    }
+    write("x Numeric Explanatory\nc Categorical Explanatory\nz Numeric Explanatory\ny Numeric Target\n", values);
+  }
+
+  static std::string bits(double value) { return " " + std::to_string(std::bit_cast<std::uint64_t>(value)); }
+
+  /// A model of y in a run; null above rank 0.
+  static QUVENTransformRegression* addModel(PassRun& run, std::int32_t lossId = 1) {
+    if (!run.isRank0()) return nullptr;
+    for (const char* name : {"x", "c", "z", "y"}) run.driver.addField(run.field(name), run.handle());
+    auto& model = run.driver.addScan(quvenMake<QUVENTransformRegression>(run.handle()), run.handle());
+    for (const char* name : {"x", "c", "z"}) model.addInput(&run.field(name), QUVENUsageExplanatory, run.handle());
+    model.addInput(&run.field("y"), QUVENUsageTarget, run.handle());
+    model.setNames(run.driver.getNames());
+    model.setLossId(lossId);
+    EXPECT_TRUE(model.setMiningMode(1, nullptr, run.handle()));
+    return &model;
+  }
+
+  /// Trains a model, and gives the predictions of all channels to the last bit.
+  std::string train(const QUVENPassSettings& settings, MPI_Comm ranks, std::int32_t lossId, const std::string& file) {
+    PassRun run(path, settings, ranks);
+    QUVENTransformRegression* const model = addModel(run, lossId);
+    run.passes();
+    QUVENModelOutputs outputs;
+    std::string learned;
+    if (model != nullptr) {
+      model->getOutputs(outputs, "", run.driver.getNames(), run.handle());
+      learned = std::to_string(model->getNumStages());
+      for (long s = 1; s <= model->getNumStages(); ++s) {
+        for (long c = 1; c <= Channels; ++c) learned += bits(model->getStage(s).getLoss().getAlpha(1, c));
+      }
+    }
+    const auto writeRow = [&](QUVENDataPoint&, std::int64_t, std::string& row) {
+      for (int c = 1; c <= Channels; ++c) row += bits(run.field("Predicted_y").getNumValueOfChannel(c, run.handle()));
+    };
+    run.driver.writeRows(file, "predictions", writeRow, run.handle());
+    outputs.destroyPrimitive(run.handle());
+    return learned;
+  }
+};
+
+TEST_F(QUVENTransformRegressionPassTest, TakesTwoPassesInStage1AndFiveInEachLaterOne) {
+  writeTable(2000);
+  PassRun run(path, settingsOf(8));
+  QUVENTransformRegression* const model = addModel(run);
+  std::vector<std::string> kinds;
+  std::vector<long> stages;
+  if (model != nullptr) {
+    model->setStageObserver([&](long stage) { stages.push_back(stage); });
+    run.driver.setBetweenPasses([&](int) {
+      const long s = model->getNumStages();
+      if (s == 0 || model->getModelState() < 0) return;
+      const QUVENGradBoostStage* output = model->getOutputTransform(s);
+      const QUVENGradBoostStage& part = output != nullptr ? *output : model->getStage(s);
+      kinds.push_back(std::to_string(s) + (output != nullptr ? " output " : " ") +
+                      std::to_string(part.getLoss().getState()));
+    });
+  }
+  run.passes();
+  if (model == nullptr) return;
+  EXPECT_GE(stages.size(), 3U);
+  EXPECT_EQ(model->getStopReason(), QUVENTransformRegression::StopReason::NothingSignificant);
+  EXPECT_EQ(run.driver.getPasses().size(), 2 + 2 + 5 * (stages.size() - 1));
+  ASSERT_GE(kinds.size(), 7U);
+  kinds.resize(7);
+  EXPECT_EQ(kinds, (std::vector<std::string>{"1 1", "2 1", "2 1", "2 3", "2 output 1", "2 output 3", "3 1"}));
+}
+
+TEST_F(QUVENTransformRegressionPassTest, LearnsTheSameBytesOnAnyNumberOfRanks) {
+  writeTable(1500);
+  for (const std::int32_t lossId : {1, 2, 3, 4, 5, 6}) {
+    SCOPED_TRACE("loss " + std::to_string(lossId));
+    const std::string together = train(settingsOf(8), MPI_COMM_WORLD, lossId, path + ".together");
+    if (!isRank0()) continue;
+    EXPECT_EQ(together, train(settingsOf(8), MPI_COMM_SELF, lossId, path + ".alone"));
+    EXPECT_EQ(folder.read("data.together"), folder.read("data.alone"));
+  }
+}
+
+TEST_F(QUVENTransformRegressionPassTest, LearnsWithoutSlices) {
+  writeTable(1000);
+  EXPECT_EQ(train(settingsOf(0), MPI_COMM_WORLD, 1, path + ".predictions").empty(), !isRank0());
+}
+
+TEST_F(QUVENTransformRegressionPassTest, StopsAtTheEndOfTheStageInWhichTheLastPassIs) {
+  writeTable(1000);
+  for (const auto& [lastPass, passes] : {std::pair(1, 4), std::pair(4, 4), std::pair(5, 9), std::pair(9, 9)}) {
+    PassRun run(path, settingsOf(8, lastPass));
+    QUVENTransformRegression* const model = addModel(run);
+    run.passes();
+    EXPECT_EQ(run.driver.getPasses().size(), static_cast<std::size_t>(passes));
+    if (model == nullptr) continue;
+    EXPECT_EQ(model->getStopReason(), QUVENTransformRegression::StopReason::LastPass);
+    EXPECT_EQ(model->getNumStages(), passes == 4 ? 1 : 2);
+  }
+}
+
+TEST_F(QUVENTransformRegressionPassTest, FindsNoSignalInNoise) {
+  writeTable(1000, false);
+  PassRun run(path, settingsOf(8));
+  QUVENTransformRegression* const model = addModel(run);
+  run.passes();
+  EXPECT_EQ(run.driver.getPasses().size(), 2U + 7U);
+  if (model == nullptr) return;
+  EXPECT_EQ(model->getStopReason(), QUVENTransformRegression::StopReason::NoSignal);
+}
+
+}  // namespace
