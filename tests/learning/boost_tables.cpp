@@ -8,6 +8,8 @@ BoostTable randomBoostTable(unsigned seed, int records, const BoostTableKind& ki
   std::normal_distribution<double> normal;
   const auto uniform = [&] { return static_cast<double>(random() % 100000) / 100000; };
   const auto orMissing = [&](double value) { return kind.hasMissing && random() % 12 == 0 ? absentNumber : value; };
+  // Never near 0 or 1: in a group of one class, the margin of a support vector would be met up to rounding.
+  const auto share = [](double signal) { return 0.15 + 0.7 / (1 + std::exp(-2 * signal)); };
   BoostTable table;
   table.channels = kind.channels;
   table.isCategorical = {false};
@@ -32,10 +34,10 @@ BoostTable randomBoostTable(unsigned seed, int records, const BoostTableKind& ki
     switch (kind.loss) {
       case Logistic:
       case LogisticLink:
-        row.y = uniform() < 1 / (1 + std::exp(-1.5 * signal)) ? 1 : 0;
+        row.y = uniform() < share(signal) ? 1 : 0;
         break;
       case SupportVector:
-        row.y = uniform() < 1 / (1 + std::exp(-1.5 * signal)) ? 1 : -1;
+        row.y = uniform() < share(signal) ? 1 : -1;
         break;
       case Poisson:
       case PoissonLink: {
@@ -47,11 +49,11 @@ BoostTable randomBoostTable(unsigned seed, int records, const BoostTableKind& ki
         row.y = signal + 0.4 * normal(random);
     }
     if (kind.hasMissing && random() % 20 == 0) row.y = absentNumber;
-    constexpr double weights[] = {0.0, 0.5, 1.0, 2.0, 3.25};
-    if (kind.hasWeights) row.w = weights[random() % 5];
-    const auto share = static_cast<int>(random() % 10);
+    // Groups of few records of counts or classes have equal means unless their weights differ.
+    if (kind.hasWeights) row.w = random() % 9 == 0 ? 0.0 : 0.2 + 3 * uniform();
+    const auto part = static_cast<int>(random() % 10);
     const auto fold = static_cast<int>(random() % static_cast<unsigned>(kind.channels - 2));
-    row.channel = share < 2 ? 1 + share : 3 + fold;
+    row.channel = part < 2 ? 1 + part : 3 + fold;
     table.rows.push_back(row);
   }
   return table;

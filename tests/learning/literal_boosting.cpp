@@ -54,7 +54,7 @@ InitialSegments cutWith(const LiteralField& values, int channels) {
   QUVENEnv* env = &environment;
   QUVENFieldGlobalVars::get(QUVEN_ENV).setGlobalNumChannels(channels);
   auto field = quvenMake<Field>(QUVEN_ENV);
-  field->setName("cut");
+  field->setName(values.name);
   field->setComputed(values.hasValuePerChannel);
   field->setActualChannelCount(values.hasValuePerChannel ? channels : 1);
   field->setSampleFlag(true, QUVEN_ENV);
@@ -86,26 +86,17 @@ InitialSegments cut(const LiteralField& values, int channels) {
   return values.isCategorical ? cutWith<QUVENCatField>(values, channels) : cutWith<QUVENNumField>(values, channels);
 }
 
-/// The rank with the smallest fit of the evaluation, the lowest of equal ones; 0 without evaluation records.
-std::size_t bestRank(const std::vector<LiteralPath>& paths, long double* margin) {
-  std::vector<LiteralTriple> candidates(paths.back().size());
-  for (std::size_t rank = 0; rank < candidates.size(); ++rank) {
+/// The fit of each rank in the evaluation; empty without evaluation records.
+std::vector<long double> fitsOfRanks(const std::vector<LiteralPath>& paths) {
+  std::vector<long double> fits(paths.back().size());
+  long double points = 0;
+  for (std::size_t rank = 0; rank < fits.size(); ++rank) {
     for (std::size_t c = firstFold; c < paths.size(); ++c) {
-      candidates[rank].points += paths[c][rank].eval.points;
-      candidates[rank].fit += paths[c][rank].eval.score;
+      points += paths[c][rank].eval.points;
+      fits[rank] += paths[c][rank].eval.score;
     }
   }
-  if (!(candidates[0].points > 0)) return 0;
-  std::size_t best = 0;
-  for (std::size_t rank = 1; rank < candidates.size(); ++rank) {
-    if (candidates[rank].fit < candidates[best].fit) best = rank;
-  }
-  for (std::size_t rank = 0; rank < candidates.size(); ++rank) {
-    if (rank == best) continue;
-    const long double scale = std::max(std::abs(candidates[best].fit), candidates[best].points);
-    *margin = std::min(*margin, std::abs(candidates[rank].fit - candidates[best].fit) / scale);
-  }
-  return best;
+  return points > 0 ? fits : std::vector<long double>();
 }
 
 /// The class of a target: 0 is the negative one, any other number is as it is.
@@ -160,8 +151,8 @@ double LiteralRegression::predict(const std::vector<const LiteralField*>& inputs
   return static_cast<double>(prediction);
 }
 
-LiteralBoosting::LiteralBoosting(const BoostTable& itsTable, int itsLossId, int itsMode, std::size_t mostStages)
-    : table(itsTable), lossId(itsLossId), mode(itsMode) {
+LiteralBoosting::LiteralBoosting(const BoostTable& itsTable, int itsLossId, int itsMode, unsigned disturbance)
+    : table(itsTable), lossId(itsLossId), mode(itsMode), isDisturbed(disturbance != 0), random(disturbance) {
   makeDataFields();
   passes = 2;
   for (;;) {
@@ -177,21 +168,23 @@ LiteralBoosting::LiteralBoosting(const BoostTable& itsTable, int itsLossId, int 
 
     std::vector<LiteralTriple> scores;
     for (const LiteralStage& each : stages) scores.push_back(each.score);
-    const bool isInsignificant = significantBack(scores, &current.margin) > 2;
-    if (number == mostStages) {
-      stop = Stop::LastPass;
-    } else if (number > 1 && current.hasNoSignal) {
+    if (number > 1 && current.hasNoSignal) {
       stop = Stop::NoSignal;
     } else if (number == 10) {
       stop = Stop::MostStages;
-    } else if (isInsignificant) {
+    } else if (significantBack(scores) > 2) {
       stop = Stop::NothingSignificant;
     } else {
       continue;
     }
-    best = findBest(scores, &current.margin);
+    best = findBest(scores);
     return;
   }
+}
+
+long double LiteralBoosting::disturbed(long double value) const {
+  constexpr long double size = 1e-13L;
+  return isDisturbed ? value * (1 + size * (static_cast<long double>(random()) / random.max() - 0.5L)) : value;
 }
 
 ChannelValues LiteralBoosting::filled(const std::function<double(std::size_t, std::size_t)>& value) const {
@@ -207,6 +200,7 @@ void LiteralBoosting::makeDataFields() {
   for (std::size_t i = 0; i < table.isCategorical.size(); ++i) {
     LiteralField field;
     field.values = filled([&](std::size_t row, std::size_t) { return table.rows[row].x[i]; });
+    field.name = "x" + std::to_string(i);
     field.isCategorical = table.isCategorical[i];
     field.hasBins = !cut(field, table.channels).isEmpty;
     data.push_back(field);
@@ -292,9 +286,19 @@ LiteralRegression LiteralBoosting::fit(const Inputs& inputs, const ChannelValues
     eval.emplace_back(evalRows, n);
   }
 
-  const std::vector<LiteralPath> paths = literalFolds(train, eval, floorFactor, &result.margin);
-  const std::size_t rank = bestRank(paths, &result.margin);
-  for (const LiteralPath& path : paths) result.models.push_back(path[rank]);
+  const std::vector<LiteralPath> paths = literalFolds(train, eval, floorFactor);
+  const std::vector<long double> fits = fitsOfRanks(paths);
+  const auto rank =
+      static_cast<std::size_t>(std::ranges::min_element(fits) - fits.begin());  // the lowest of equal ones
+  for (std::size_t other = 0; other < fits.size(); ++other) {
+    if (fits[other] - fits[rank] <= 1e-12L * std::max(std::abs(fits[rank]), 1.0L)) result.equalRanks.push_back(other);
+  }
+  for (const LiteralPath& path : paths) {
+    result.models.push_back(path[rank]);
+    LiteralModel& model = result.models.back();
+    model.intercept = disturbed(model.intercept);
+    for (long double& coefficient : model.coefficients) coefficient = disturbed(coefficient);
+  }
   const auto add = [&](int triple, const LiteralModel::Fit& fit) {
     result.triples[triple].points += fit.points;
     result.triples[triple].fit += fit.score;
@@ -352,7 +356,6 @@ LiteralBoosting::Transform LiteralBoosting::fitTransform(const LiteralField& spl
   const LiteralTree<SegmentGroup> tree(leaves, initial.missingSegment, !split.isCategorical);
 
   Transform transform;
-  transform.margin = tree.margin;
   std::map<int, const LiteralRegression*> modelOf;
   for (const std::set<int>& group : tree.groups) {
     const LiteralRegression& model = numbers(group);
@@ -363,7 +366,6 @@ LiteralBoosting::Transform LiteralBoosting::fitTransform(const LiteralField& spl
       transform.triples[which].variance += model.triples[which].variance;
     }
   }
-  for (const auto& [group, model] : known) transform.margin = std::min(transform.margin, model.margin);
   transform.output.hasValuePerChannel = true;
   transform.output.values = filled(
       [&](std::size_t row, std::size_t c) { return modelOf.at(initial.ofRow[row][c])->predict(inputs, row, c); });
@@ -388,14 +390,11 @@ void LiteralBoosting::learnStage(LiteralStage& stage, std::size_t number) const 
   }
   stage.numTransforms = transforms.size();
   Inputs regressed;
-  for (const Transform& transform : transforms) {
-    stage.margin = std::min(stage.margin, transform.margin);
-    regressed.push_back(&transform.output);
-  }
+  for (const Transform& transform : transforms) regressed.push_back(&transform.output);
   if (transforms.empty()) regressed = explanatory;
   const LiteralRegression regression = fit(regressed, stage.residuals, [](std::size_t, std::size_t) { return true; });
-  stage.margin = std::min(stage.margin, regression.margin);
   stage.rank = regression.rank();
+  stage.equalRanks = regression.equalRanks;
   stage.learned = filled([&](std::size_t row, std::size_t c) { return regression.predict(regressed, row, c); });
   // The transforms are one pass, the regression is one, the step of a later stage is one.
   stage.passes = (transforms.empty() ? 0 : 1) + 1 + (number > 1 ? 1 : 0);
@@ -407,7 +406,6 @@ void LiteralBoosting::learnOutput(LiteralStage& stage, std::size_t number) const
   Inputs inputs;
   for (const LiteralField& field : outputs) inputs.push_back(&field);
   const Transform transform = fitTransform(outputs[1], inputs, stage.residuals);
-  stage.margin = std::min(stage.margin, transform.margin);
   stage.outputLearned = transform.output.values;
   stage.outputStep = searchStep(stage.outputLearned, number);
   stage.passes += 2;
@@ -434,7 +432,7 @@ LiteralStep LiteralBoosting::searchStep(const ChannelValues& learned, std::size_
       addTerms(lossId, table.rows[row].y, previous(stage, row, c - 1), learned[row][c - 1], gradient, hessian);
     }
     const bool isEmpty = gradient == 0 && hessian == 0;
-    step.alpha.push_back(isEmpty ? 1.0 : static_cast<double>(gradient / hessian));
+    step.alpha.push_back(isEmpty ? 1.0 : static_cast<double>(disturbed(gradient / hessian)));
   }
   step.prediction = filled([&](std::size_t row, std::size_t c) {
     return static_cast<double>(previous(stage, row, c) + static_cast<long double>(step.alpha[c]) * learned[row][c]);
@@ -442,7 +440,7 @@ LiteralStep LiteralBoosting::searchStep(const ChannelValues& learned, std::size_
   return step;
 }
 
-long LiteralBoosting::significantBack(const std::vector<LiteralTriple>& scores, long double* margin) {
+long LiteralBoosting::significantBack(const std::vector<LiteralTriple>& scores) {
   const long n = static_cast<long>(scores.size());
   if (n < 1) return n;
   if (n - 1 < 2) return n - 1;
@@ -453,19 +451,17 @@ long LiteralBoosting::significantBack(const std::vector<LiteralTriple>& scores, 
     const long double d = last.fit / last.points - earlier.fit / earlier.points;
     const long double bound = (1 / earlier.points + 1 / last.points) * (earlier.variance + last.variance) /
                               (earlier.points + last.points - 2);
-    if (d < 0) *margin = std::min(*margin, std::abs(d * d - bound) / bound);
     if (d < 0 && d * d >= bound) return n - k;
   }
   return n - 1;
 }
 
-std::size_t LiteralBoosting::findBest(const std::vector<LiteralTriple>& scores, long double* margin) {
+std::size_t LiteralBoosting::findBest(const std::vector<LiteralTriple>& scores) {
   std::size_t best = 1;
   long double smallest = std::numeric_limits<double>::max();
   for (std::size_t s = scores.size(); s >= 2; --s) {
     const LiteralTriple& score = scores[s - 1];
     if (!(score.points > 0)) continue;
-    *margin = std::min(*margin, std::abs(score.fit - smallest) / std::max(std::abs(score.fit), score.points));
     if (score.fit < smallest) {
       smallest = score.fit;
       best = s;

@@ -8,6 +8,7 @@
 #include <cstddef>
 #include <functional>
 #include <limits>
+#include <random>
 #include <set>
 #include <string>
 #include <vector>
@@ -37,6 +38,7 @@ using ChannelValues = std::vector<std::vector<double>>;
 
 /// A field that the models read.
 struct LiteralField {
+  std::string name = "output";  ///< the order of the categories depends on it
   ChannelValues values;
   bool isCategorical = false;
   bool hasValuePerChannel = false;
@@ -54,10 +56,10 @@ struct LiteralTriple {
 /// A regression with one rank for all channels, counted from 0.
 struct LiteralRegression {
   std::vector<LiteralModel> models;
+  std::vector<std::size_t> equalRanks;  ///< those that fit as well up to rounding, this one included
   LiteralTriple triples[3];
   double volume = 0;
   bool isUsable = false;
-  long double margin = std::numeric_limits<long double>::infinity();
 
   std::size_t rank() const { return models.back().variables.size(); }
   double predict(const std::vector<const LiteralField*>& inputs, std::size_t row, std::size_t channel) const;
@@ -73,26 +75,26 @@ struct LiteralStage {
   ChannelValues residuals;
   std::size_t numTransforms = 0;
   std::size_t rank = 0;
-  ChannelValues learned;  ///< what the residual model predicts
+  std::vector<std::size_t> equalRanks;  ///< those that fit as well up to rounding, this one included
+  ChannelValues learned;                ///< what the residual model predicts
   LiteralStep step;
   ChannelValues outputLearned;  ///< of the output transform; empty in stage 1
   LiteralStep outputStep;
   LiteralTriple score;
   bool hasNoSignal = false;
   int passes = 0;
-  /// The relative distance of the closest decision of this stage.
-  long double margin = std::numeric_limits<long double>::infinity();
 };
 
 class LiteralBoosting {
  public:
-  enum class Stop { LastPass, NoSignal, MostStages, NothingSignificant };
+  enum class Stop { NoSignal, MostStages, NothingSignificant };
 
-  /// mostStages: training stops after so many stages, as by a last pass.
-  LiteralBoosting(const BoostTable& itsTable, int itsLossId, int itsMode, std::size_t mostStages = 10);
+  /// disturbance: 0, or the seed of changes of rounding size to all coefficients. Where two candidates tie, other
+  /// seeds may decide otherwise.
+  LiteralBoosting(const BoostTable& itsTable, int itsLossId, int itsMode, unsigned disturbance = 0);
 
   std::vector<LiteralStage> stages;
-  Stop stop = Stop::LastPass;
+  Stop stop = Stop::NoSignal;
   std::size_t best = 1;  ///< the stage whose output transform takes its place; 1: all stages stay as they are
   int passes = 0;        ///< those of the distributions included
 
@@ -103,8 +105,8 @@ class LiteralBoosting {
   /// The stages of the finished model.
   std::size_t numKept() const { return best > 1 ? best : stages.size(); }
 
-  static long significantBack(const std::vector<LiteralTriple>& scores, long double* margin);
-  static std::size_t findBest(const std::vector<LiteralTriple>& scores, long double* margin);
+  static long significantBack(const std::vector<LiteralTriple>& scores);
+  static std::size_t findBest(const std::vector<LiteralTriple>& scores);
 
  private:
   using Inputs = std::vector<const LiteralField*>;
@@ -113,7 +115,6 @@ class LiteralBoosting {
   struct Transform {
     LiteralField output;
     LiteralTriple triples[3];
-    long double margin = std::numeric_limits<long double>::infinity();
   };
 
   std::size_t numChannels() const { return static_cast<std::size_t>(table.channels); }
@@ -129,9 +130,13 @@ class LiteralBoosting {
   void learnOutput(LiteralStage& stage, std::size_t number) const;
   LiteralStep searchStep(const ChannelValues& learned, std::size_t stage) const;
 
+  long double disturbed(long double value) const;
+
   const BoostTable& table;
   int lossId;
   int mode;
+  bool isDisturbed;
+  mutable std::mt19937 random;
   std::vector<LiteralField> data;
 };
 

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <limits>
 #include <numbers>
 
 #include "learning/ls_fixture.h"
@@ -76,12 +75,6 @@ struct Selection {
   long double phi;
   Variables selected = {};
   Variables candidates = {};
-  long double margin = std::numeric_limits<long double>::infinity();
-
-  /// Notes how far apart the two numbers of a decision are, as a part of a scale.
-  void noteDecision(long double distance, long double scale) {
-    margin = std::min(margin, std::abs(distance) / std::max(scale, std::numeric_limits<long double>::min()));
-  }
 
   bool canAdd() const {
     return std::all_of(all.begin(), all.end(), [&](const Problem& problem) {
@@ -90,13 +83,11 @@ struct Selection {
     });
   }
 
-  bool canSelect(std::size_t v, bool isDecision = true) {
+  bool canSelect(std::size_t v) const {
     return std::all_of(all.begin(), all.end(), [&](const Problem& problem) {
       const long double c = problem.train->cov[v][v];
       const long double d = remaining(*problem.train, selected, v, v);
-      const long double tolerance = literalTolerance(*problem.train, v);
-      if (isDecision && c > 0) noteDecision(d / c - std::max(eps, tolerance / c), 1);
-      const long double share = c <= 0 || d <= tolerance ? 0 : d / c;
+      const long double share = c <= 0 || d <= literalTolerance(*problem.train, v) ? 0 : d / c;
       return share > eps;
     });
   }
@@ -113,14 +104,10 @@ struct Selection {
   /// Adds one candidate; needed: only one that improves the score.
   bool addOne(bool needed) {
     std::erase_if(candidates, [&](std::size_t v) { return !canSelect(v); });
-    std::vector<long double> reductions;
-    for (const std::size_t v : candidates) reductions.push_back(reduction(v));
-    const Variables ordered = candidates;
-    const auto reductionOf = [&](std::size_t v) {
-      return reductions[static_cast<std::size_t>(std::ranges::find(ordered, v) - ordered.begin())];
-    };
+    std::vector<long double> reductions(all[0].train->mean.size());
+    for (const std::size_t v : candidates) reductions[v] = reduction(v);
     std::stable_sort(candidates.begin(), candidates.end(),
-                     [&](std::size_t a, std::size_t b) { return reductionOf(a) > reductionOf(b); });
+                     [&](std::size_t a, std::size_t b) { return reductions[a] > reductions[b]; });
     while (!candidates.empty()) {
       const std::size_t v = candidates.front();
       candidates.erase(candidates.begin());
@@ -131,15 +118,9 @@ struct Selection {
         for (const Problem& judge : judges) weights += judge.eval->sumW;
         const long double without = scoreOf(judges, selected, phi);
         const long double with = scoreOf(judges, trial, phi);
-        const long double scale = std::max(std::abs(without), weights);
-        noteDecision(without - with - std::ldexp(1.0L, -36) * scale, scale);
-        if (!(without - with > std::ldexp(1.0L, -36) * scale)) continue;
+        if (!(without - with > std::ldexp(1.0L, -36) * std::max(std::abs(without), weights))) continue;
       }
       selected = trial;
-      // Two candidates of the same reduction are one decision only if both can be in a model.
-      if (!candidates.empty() && canSelect(candidates.front(), false)) {
-        noteDecision(reductionOf(v) - reductionOf(candidates.front()), reductionOf(v));
-      }
       return true;
     }
     return false;
@@ -251,7 +232,7 @@ LiteralModel literalFit(const LiteralData& data, const Variables& variables) {
 }
 
 std::vector<LiteralPath> literalFolds(const std::vector<LiteralData>& train, const std::vector<LiteralData>& eval,
-                                      long double floorFactor, long double* margin) {
+                                      long double floorFactor) {
   const std::size_t channels = train.size();
   std::vector<Problem> all{{&train[0], &train[0]}, {&train[1], &eval[1]}};
   std::vector<Problem> judges;
@@ -278,7 +259,6 @@ std::vector<LiteralPath> literalFolds(const std::vector<LiteralData>& train, con
     paths[0].push_back(
         modelOf(all[0], selection.selected, varianceFor(train[0], rss * scale1, floorFactor), floorFactor));
   } while (selection.canAdd() && selection.addOne(selection.selected.empty()));
-  if (margin != nullptr) *margin = std::min(*margin, selection.margin);
   return paths;
 }
 

@@ -48,10 +48,9 @@ long double literalScore(const LiteralData& data, long double rss, long double v
 /// The regression on some variables, without its scores.
 LiteralModel literalFit(const LiteralData& data, const std::vector<std::size_t>& variables);
 
-/// Per channel, from 0, the path of models. margin: lowered to the relative distance of the closest decision, where
-/// another outcome would give other predictions.
+/// Per channel, from 0, the path of models.
 std::vector<LiteralPath> literalFolds(const std::vector<LiteralData>& train, const std::vector<LiteralData>& eval,
-                                      long double floorFactor, long double* margin = nullptr);
+                                      long double floorFactor);
 LiteralPath literalTwoWay(const LiteralData& a, const LiteralData& b, long double floorFactor);
 LiteralPath literalSingle(const LiteralData& data, long double floorFactor);
 

@@ -2,7 +2,6 @@
 #define TESTS_LEARNING_LITERAL_TREE_H
 
 #include <algorithm>
-#include <cmath>
 #include <iterator>
 #include <limits>
 #include <optional>
@@ -38,8 +37,6 @@ class LiteralTree {
   std::vector<std::set<int>> groups;  // in the order in which they are collected
   double total = 0;
   bool leftUnusable = false;
-  /// The relative distance of the closest two numbers that a merge or the pruning was decided by.
-  double margin = most;
 
  private:
   struct Node {
@@ -122,7 +119,6 @@ class LiteralTree {
       }
       if (owner == 0) continue;
       const int partner = smallest.first;
-      noteRunnerUp(walk, lowOnly, owner, smallest);
       Node made{at(owner).segments, at(owner).data + at(partner).data, owner, partner};
       made.segments.insert(at(partner).segments.begin(), at(partner).segments.end());
       nodes.push_back(made);
@@ -131,22 +127,6 @@ class LiteralTree {
       return true;
     }
     return false;
-  }
-
-  void noteDecision(double distance, double scale) {
-    margin = std::min(margin, std::abs(distance) / std::max(1.0, std::abs(scale)));
-  }
-  /// Notes the pair that would have been merged in the place of the chosen one.
-  void noteRunnerUp(const std::vector<int>& walk, bool lowOnly, int owner, const std::pair<int, double>& chosen) {
-    const double scale = (at(owner).data + at(chosen.first).data).score(0);
-    for (const int node : walk) {
-      for (const int partner : frontier) {
-        if (node == owner && partner == chosen.first) continue;
-        if (lowOnly && at(node).vol() >= 1 && at(partner).vol() >= 1) continue;
-        const std::optional<double> price = cost(node, partner);
-        if (price) noteDecision(*price - chosen.second, scale);
-      }
-    }
   }
 
   double prune(int index) {
@@ -163,7 +143,6 @@ class LiteralTree {
     const double a = prune(node.child2);
     const double b = prune(node.child1);
     node.selected = !(a + b < own);
-    noteDecision(own - (a + b), own);
     return node.selected ? own : a + b;
   }
 
