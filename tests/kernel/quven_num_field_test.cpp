@@ -318,6 +318,42 @@ TEST_F(QUVENNumFieldTest, AComputedValueThatIsNotANumberCountsAsMissing) {
   channels.deleteMemory(QUVEN_ENV);
 }
 
+// The prediction of a model may overflow: in its single value, or in some channels, in the sample or in the bins.
+TEST_F(QUVENNumFieldTest, AComputedValueThatIsInfiniteCountsAsTheLargestNumber) {
+  constexpr double largest = std::numeric_limits<double>::max();
+  newField(10);
+  field->setComputed(true);
+  QUVENXaRay<double> channels;
+  for (const double value : {1.0, infinity, -infinity, std::nan("")}) channels.append(value, QUVEN_ENV);
+  for (int pass = 0; pass < 3; ++pass) {
+    SCOPED_TRACE(pass);
+    field->setNumValues(channels, QUVEN_ENV);
+    field->updateDistribution(1, QUVEN_ENV);
+    for (const double value : {infinity, -infinity, 2.0, 3.0, 4.0}) {
+      field->setNumValue(value);
+      field->updateDistribution(2, QUVEN_ENV);
+    }
+    EXPECT_EQ(dist().getCurrValidCount(), 8);
+    EXPECT_EQ(dist().getCurrMissingCount(), 1);
+    for (const auto& [priority, value] : sample()) EXPECT_TRUE(std::isfinite(value));
+    field->endDistributionPass(QUVEN_ENV);
+    const long last = dist().getNumBins();
+    ASSERT_GE(last, 2);
+    EXPECT_EQ(dist().getBin(1).getMinValue(), -largest);
+    EXPECT_EQ(dist().getBin(last).getMaxValue(), largest);
+    for (long i = 1; i <= last; ++i) {
+      EXPECT_TRUE(std::isfinite(dist().getBin(i).getLoEnd()) && std::isfinite(dist().getBin(i).getHiEnd()));
+    }
+  }
+  for (const double value : {infinity, -infinity}) {
+    field->setNumValue(value);
+    EXPECT_EQ(field->getValueIndex(QUVEN_ENV), value > 0 ? dist().getNumBins() : 1);
+  }
+  field->setNumValue(std::nan(""));
+  EXPECT_EQ(field->getValueIndex(QUVEN_ENV), QUVENField::MissingValueIndex);
+  channels.deleteMemory(QUVEN_ENV);
+}
+
 TEST_F(QUVENNumFieldTest, AsksForAPassOnlyWhenItGathers) {
   EXPECT_EQ(field->getDistributionPasses(), -1);
   field->setSampleFlag(true, QUVEN_ENV);

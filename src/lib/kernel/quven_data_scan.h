@@ -126,6 +126,10 @@ class QUVENDataScan : public QUVENObjectOf<QUVENDataScan, QUVENObject> {
   /// Instead of the records, in a pass for which getScanType is NoPass. Returns 1.
   virtual int updateWithoutDataScan(const QUVENEnvHandle& env);
 
+  /// Whether a record changes only what beginRecords empties and merge adds up. A copy of such a scan serves several
+  /// slices of the records, and its results reach another copy without a stream. False here.
+  virtual bool changesOnlyItsResults() const { return false; }
+
  protected:
   explicit QUVENDataScan(const QUVENEnvHandle& env);
 

@@ -100,6 +100,18 @@ void QUVENField::setNumValueOfChannel(long channel, double value, const QUVENEnv
   valueIndex = StaleValueIndex;
 }
 
+void QUVENField::setNumValuesOfChannels(std::span<const double> values, const QUVENEnvHandle& env) {
+  const auto channels = static_cast<long>(values.size());
+  QUVEN_ASSERT(channels == getGlobalNumChannels() && channels > 0);
+  if (numValues.getSize() < channels) numValues.autoExtend(channels, QUVEN_ENV);
+  std::copy(values.begin(), values.end(), numValues.begin());
+  numValueCount = static_cast<std::int32_t>(channels);
+  numValue = values.front();
+  valuePresent = 1;
+  valueMissing = 0;
+  valueIndex = StaleValueIndex;
+}
+
 std::int32_t QUVENField::getValueIndex(const QUVENEnvHandle& env) {
   if (valueIndex == StaleValueIndex) {
     requireSet();

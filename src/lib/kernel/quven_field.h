@@ -3,7 +3,9 @@
 
 // One column of the data: its name and role, the value of the current record, its distribution.
 
+#include <algorithm>
 #include <cstdint>
+#include <span>
 #include <string_view>
 
 #include "kernel/quven_category_numbers.h"
@@ -128,11 +130,24 @@ class QUVENField : public QUVENObjectOf<QUVENField, QUVENDataScan> {
     if (!isNumeric() || !hasValue() || isMissing()) return 0;
     return channel >= 1 && channel <= numValueCount ? numValues[channel] : numValue;
   }
+  /// The same for the channels 1..channels, from 0: those of the field itself, or in the given place.
+  /// Shapes: place: as many numbers as channels. Lifetime: until the field is set again.
+  const double* getNumValuesOrSingle(long channels, double* place) const {
+    requireSet();
+    const bool isNumber = isNumeric() && hasValue() && !isMissing();
+    if (isNumber && numValueCount >= channels) return numValues.begin();
+    std::fill(place, place + channels, isNumber ? numValue : 0.0);
+    if (isNumber) std::copy(numValues.begin(), numValues.begin() + numValueCount, place);
+    return place;
+  }
   /// What a model writes: the value of one channel. The field has a value of each channel then. A channel that was not
   /// set since the record began has the single value, or NaN if there was none; the value of channel 1 is the single
   /// value as well.
   /// Requires: 1 <= channel <= getGlobalNumChannels(), an assertion failure otherwise.
   void setNumValueOfChannel(long channel, double value, const QUVENEnvHandle& env);
+  /// The values of all channels at once, from 0.
+  /// Requires: as many as getGlobalNumChannels(), an assertion failure otherwise.
+  void setNumValuesOfChannels(std::span<const double> values, const QUVENEnvHandle& env);
   /// Keeps the value of the current record, or that there is none.
   void saveValue(QUVENFieldValue& savedfieldval, const QUVENEnvHandle& env) const;
   /// Errors: the value of a field of another type fails "savedfieldval.ivFieldType == getType()".

@@ -1,6 +1,8 @@
 #ifndef QUVEN_SCAN_RESULTS_H
 #define QUVEN_SCAN_RESULTS_H
 
+#include <vector>
+
 #include "kernel/quven_data_scan.h"
 
 // The way of partial results from the workers to the live scans. A stream of results is flat: the keyword and the
@@ -13,6 +15,20 @@ const QUVENKeyword& quvenScanResultKeyword();
 /// Requires: a writer of mode ScanResults.
 void quvenWriteScanResults(const QUVENDataScan& scan, QUVENObjWriter& writer, const QUVENKeyword& keyword,
                            const QUVENEnvHandle& env);
+
+/// The scans whose results quvenWriteScanResults would write for a copy, in that order.
+/// Lifetime: they belong to the copy.
+std::vector<QUVENDataScan*> quvenCollectScanResults(QUVENDataScan& scan, const QUVENEnvHandle& env);
+/// Writes the results of scans that were collected.
+void quvenWriteScanResults(const std::vector<QUVENDataScan*>& scans, QUVENObjWriter& writer,
+                           const QUVENKeyword& keyword, const QUVENEnvHandle& env);
+/// Merges results into those of another copy, from its scans or from a stream, and into the live scans.
+/// Errors: those of the functions below.
+void quvenMergeDataScanResults(const std::vector<QUVENDataScan*>& scans, const std::vector<QUVENDataScan*>& others,
+                               const QUVENEnvHandle& env);
+void quvenMergeDataScanResults(const std::vector<QUVENDataScan*>& scans, QUVENObjReader& reader,
+                               const QUVENKeyword& keyword, const QUVENEnvHandle& env);
+void quvenMergeIntoLiveScans(const std::vector<QUVENDataScan*>& scans, const QUVENEnvHandle& env);
 
 /// Merges the results of two streams pair by pair, those of B into those of A, and writes them to a third.
 ///

@@ -168,33 +168,18 @@ QUVENDataScan::UpdateFunction QUVENFeatureTransform::batchHandler(const QUVENEnv
 }
 
 void QUVENFeatureTransform::beginRecords(const QUVENEnvHandle& env) {
-  rootIsShown = false;
   forRootAndSegments([&](QUVENLinRegModel& model) { model.beginRecords(QUVEN_ENV); });
 }
 
-/// Gives the root the records of the segments so far, each of which went to one segment in all channels.
-void QUVENFeatureTransform::showRootFromNowOn(const QUVENEnvHandle& env) {
-  if (rootIsShown) return;
-  rootIsShown = true;
-  for (std::int32_t i = 1; i <= getNumSegments(); ++i) rootModel().mergeEval(segmentModel(i), QUVEN_ENV);
-}
-
 void QUVENFeatureTransform::learn(QUVENDataPoint& point, const QUVENEnvHandle& env) {
-  const bool oneSegment = !ivSplitTestPtr->hasValuePerChannel();
-  if (!rootIsShown && oneSegment && ivRootModelPtr->hasOneValueNow()) {
-    return segmentModel(ivSplitTestPtr->getSegment(1, QUVEN_ENV)).learnOneValued(point, QUVEN_ENV);
-  }
-  showRootFromNowOn(QUVEN_ENV);
-  ivRootModelPtr->learn(point, QUVEN_ENV);
-  if (oneSegment) return segmentModel(ivSplitTestPtr->getSegment(1, QUVEN_ENV)).learn(point, QUVEN_ENV);
+  const QUVENSplitTest& split = *ivSplitTestPtr;
+  if (!split.hasValuePerChannel()) return segmentModel(split.getSegment(1, QUVEN_ENV)).learn(point, QUVEN_ENV);
   for (std::int32_t channel = 1; channel <= getGlobalNumChannels(); ++channel) {
-    segmentModel(ivSplitTestPtr->getSegment(channel, QUVEN_ENV)).learnChannel(channel, point, QUVEN_ENV);
+    segmentModel(split.getSegment(channel, QUVEN_ENV)).learnChannel(channel, point, QUVEN_ENV);
   }
 }
 
 void QUVENFeatureTransform::learnChannel(std::int32_t channel, QUVENDataPoint& point, const QUVENEnvHandle& env) {
-  showRootFromNowOn(QUVEN_ENV);
-  ivRootModelPtr->learnChannel(channel, point, QUVEN_ENV);
   segmentModel(ivSplitTestPtr->getSegment(channel, QUVEN_ENV)).learnChannel(channel, point, QUVEN_ENV);
 }
 
@@ -202,9 +187,10 @@ void QUVENFeatureTransform::learnBatch(QUVENDataPoint& point, const QUVENEnvHand
   learnChannel(batchChannel, point, QUVEN_ENV);
 }
 
+/// Gives the root the records of the segments: each channel of a record went to one segment.
 void QUVENFeatureTransform::endRecords(const QUVENEnvHandle& env) {
-  showRootFromNowOn(QUVEN_ENV);
   forRootAndSegments([&](QUVENLinRegModel& model) { model.endRecords(QUVEN_ENV); });
+  for (std::int32_t i = 1; i <= getNumSegments(); ++i) rootModel().mergeGathered(segmentModel(i), QUVEN_ENV);
 }
 
 void QUVENFeatureTransform::writeChildScanResults(QUVENObjWriter& writer, const QUVENKeyword& keyword,
@@ -345,34 +331,44 @@ void QUVENFeatureTransform::finishScoring(const QUVENEnvHandle& env) {
   forRootAndSegments([&](QUVENLinRegModel& model) { model.finishScoring(QUVEN_ENV); });
 }
 
-void QUVENFeatureTransform::scoreIn(std::int32_t segment, std::int32_t channel, QUVENDataPoint& point,
-                                    const QUVENEnvHandle& env) {
-  QUVENLinRegModel* scorer = &segmentModel(segment);
-  if (isUnusable[segment]) {
-    const QUVENTransformGlobalVars& settings = QUVENTransformGlobalVars::get(QUVEN_ENV);
-    if (QUVENField* warning = settings.getWarningField()) {
-      const double count = warning->hasValue() ? warning->getNumValueOrSingle(channel) : 0.0;
-      warning->setNumValueOfChannel(channel, std::isnan(count) ? 1.0 : count + 1.0, QUVEN_ENV);
-    }
-    const bool isMissingSegment = segment == splitTest().getMissingSegment();
-    if (settings.isUnseenFromRoot() && isMissingSegment) scorer = &rootModel();
+/// The model that scores a channel of the present record. Counts a segment without usable data.
+QUVENLinRegModel& QUVENFeatureTransform::scorerOf(std::int32_t segment, std::int32_t channel,
+                                                  const QUVENEnvHandle& env) {
+  if (!isUnusable.at(segment)) return segmentModel(segment);
+  const QUVENTransformGlobalVars& settings = QUVENTransformGlobalVars::get(QUVEN_ENV);
+  if (QUVENField* warning = settings.getWarningField()) {
+    const double count = warning->hasValue() ? warning->getNumValueOrSingle(channel) : 0.0;
+    warning->setNumValueOfChannel(channel, std::isnan(count) ? 1.0 : count + 1.0, QUVEN_ENV);
   }
-  scorer->scoreChannel(channel, point, QUVEN_ENV);
+  const bool isMissingSegment = segment == splitTest().getMissingSegment();
+  return settings.isUnseenFromRoot() && isMissingSegment ? rootModel() : segmentModel(segment);
 }
 
 void QUVENFeatureTransform::scoreChannel(std::int32_t channel, QUVENDataPoint& point, const QUVENEnvHandle& env) {
-  scoreIn(splitTest().getSegment(channel, QUVEN_ENV), channel, point, QUVEN_ENV);
+  scorerOf(splitTest().getSegment(channel, QUVEN_ENV), channel, QUVEN_ENV).scoreChannel(channel, point, QUVEN_ENV);
 }
 
 void QUVENFeatureTransform::scorePoint(QUVENDataPoint& point, const QUVENEnvHandle& env) {
-  if (splitTest().hasValuePerChannel()) {
-    for (std::int32_t channel = getGlobalNumChannels(); channel >= 1; --channel) {
-      scoreChannel(channel, point, QUVEN_ENV);
+  const QUVENSplitTest& split = splitTest();
+  const std::int32_t channels = getGlobalNumChannels();
+  if (!split.hasValuePerChannel()) {
+    const std::int32_t segment = split.getSegment(1, QUVEN_ENV);
+    QUVENLinRegModel* scorer = nullptr;
+    for (std::int32_t channel = 1; channel <= channels; ++channel) {
+      scorer = &scorerOf(segment, channel, QUVEN_ENV);
+      if (!isUnusable[segment]) break;  // nothing to count
     }
-    return;
+    return scorer->scorePoint(point, QUVEN_ENV);
   }
-  const std::int32_t segment = splitTest().getSegment(1, QUVEN_ENV);
-  for (std::int32_t channel = getGlobalNumChannels(); channel >= 1; --channel) {
-    scoreIn(segment, channel, point, QUVEN_ENV);
+  ofChannels.setSize(2L * channels, QUVEN_ENV);
+  for (std::int32_t channel = 1; channel <= channels; ++channel) {
+    QUVENLinRegModel& scorer = scorerOf(split.getSegment(channel, QUVEN_ENV), channel, QUVEN_ENV);
+    ofChannels[channel] = scorer.predict(channel, QUVEN_ENV);
+    ofChannels[channels + channel] = scorer.getStdDevs(QUVEN_ENV)[channel - 1];
+  }
+  const auto size = static_cast<std::size_t>(channels);
+  if (predValField != nullptr) predValField->setNumValuesOfChannels({ofChannels.begin(), size}, QUVEN_ENV);
+  if (predValStdDevField != nullptr) {
+    predValStdDevField->setNumValuesOfChannels({ofChannels.begin() + size, size}, QUVEN_ENV);
   }
 }

@@ -83,6 +83,7 @@ class QUVENFeatureTransform : public QUVENObjectOf<QUVENFeatureTransform, QUVENM
 
   /// None of its own: those of the root and the segments.
   bool hasScanResult(const QUVENEnvHandle&) const override { return false; }
+  bool changesOnlyItsResults() const override { return true; }
   void writeChildScanResults(QUVENObjWriter& writer, const QUVENKeyword& keyword,
                              const QUVENEnvHandle& env) const override;
   void beginRecords(const QUVENEnvHandle& env) override;
@@ -134,10 +135,9 @@ class QUVENFeatureTransform : public QUVENObjectOf<QUVENFeatureTransform, QUVENM
   template <class Number>
   double sumOverSegments(Number number) const;
   void releaseModels(const QUVENEnvHandle& env);
-  void showRootFromNowOn(const QUVENEnvHandle& env);
   void mergeSegments(const QUVENEnvHandle& env);
   void findUnusableSegments(const QUVENEnvHandle& env);
-  void scoreIn(std::int32_t segment, std::int32_t channel, QUVENDataPoint& point, const QUVENEnvHandle& env);
+  QUVENLinRegModel& scorerOf(std::int32_t segment, std::int32_t channel, const QUVENEnvHandle& env);
   void learnBatch(QUVENDataPoint& point, const QUVENEnvHandle& env);
 
   QUVEN_MEMBER_IF(writerMode != QUVENObjWriter::ScanResults, ivSplitFieldPtr, QUVENField*) = nullptr;
@@ -148,9 +148,8 @@ class QUVENFeatureTransform : public QUVENObjectOf<QUVENFeatureTransform, QUVENM
   QUVEN_STATE(predValField, QUVENField*) = nullptr;
   QUVEN_STATE(predValStdDevField, QUVENField*) = nullptr;
   QUVEN_STATE(numInitialSegments, std::int32_t) = 0;
-  QUVEN_STATE(isUnusable, QUVENXaRay<bool>);  // by segment
-  /// True: the root learns from each record. False: the data of the segments are merged into it at the end of the pass.
-  QUVEN_STATE(rootIsShown, bool) = false;
+  QUVEN_STATE(isUnusable, QUVENXaRay<bool>);    // by segment
+  QUVEN_STATE(ofChannels, QUVENXaRay<double>);  // of a record: the predictions and deviations of the channels
   QUVEN_STATE(batchChannel, std::int32_t) = 1;
 };
 

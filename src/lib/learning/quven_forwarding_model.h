@@ -12,6 +12,7 @@ class QUVENForwardingModel : public QUVENModel {
   UpdateFunction batchHandler(const QUVENEnvHandle& env) const override { return recordHandler(QUVEN_ENV); }
   /// The models in it have their own results.
   bool hasScanResult(const QUVENEnvHandle&) const override { return false; }
+  bool changesOnlyItsResults() const override { return true; }
   void prepareInput(const QUVENEnvHandle&) override {}
   /// The models in it have chosen.
   void selectBest(long, const QUVENEnvHandle&) override {}

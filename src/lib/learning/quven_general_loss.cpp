@@ -74,8 +74,7 @@ void QUVENGeneralLoss::openNext(const QUVENGeneralLoss& previous, std::string_vi
 
 void QUVENGeneralLoss::makeResiduals(std::string_view suffix, QUVENFieldNameMap& names, const QUVENEnvHandle& env) {
   for (QUVENField* target : ivTargets) {
-    QUVENField* residual =
-        makeOutput(getPseudoResiduals(), target, QUVENOutputResidual, suffix, names, QUVEN_ENV);
+    QUVENField* residual = makeOutput(getPseudoResiduals(), target, QUVENOutputResidual, suffix, names, QUVEN_ENV);
     ivResiduals.append(residual, QUVEN_ENV);
     if (ivInvVarPtr != nullptr) ivInvVarFields.append(ivInvVarPtr, QUVEN_ENV);
   }
@@ -188,9 +187,9 @@ void QUVENGeneralLoss::updatePredictions(long firstChannel, long lastChannel, co
     const QUVENField* stdDevField = ivResidualStdDevs[i];
     for (long channel = firstChannel; channel <= lastChannel; ++channel) {
       const double r = ivResidualPredictions[i]->getNumValueOrSingle(channel);
-      const double prediction = isFirstStage() ? applyLinkOf(i, r)
-                                               : ivPreviousPredictedValues[i]->getNumValueOrSingle(channel) +
-                                                     getAlpha(i, channel) * r;
+      const double prediction =
+          isFirstStage() ? applyLinkOf(i, r)
+                         : ivPreviousPredictedValues[i]->getNumValueOrSingle(channel) + getAlpha(i, channel) * r;
       ivCurrentPredictedValues[i]->setNumValueOfChannel(channel, prediction, QUVEN_ENV);
       if (!ivFinalPredictedValues.isEmpty()) {
         ivFinalPredictedValues[i]->setNumValueOfChannel(channel, prediction, QUVEN_ENV);
@@ -226,10 +225,14 @@ bool QUVENGeneralLoss::beginStepSearch(const QUVENEnvHandle& env) {
     for (Channels& trial : ivMultiAlpha) setZero(trial, channels, QUVEN_ENV);
     return true;
   }
+  beginNewton();
+  return true;
+}
+
+void QUVENGeneralLoss::beginNewton() {
   iterationCounter = 1;
   maxIterations = 1;
   convergenceTolerance = newtonTolerance;
-  return true;
 }
 
 void QUVENGeneralLoss::beginMultiAlpha(const QUVENEnvHandle& env) {
@@ -313,12 +316,11 @@ void QUVENGeneralLoss::endMultiAlpha(const QUVENEnvHandle& env) {
 bool QUVENGeneralLoss::merge(QUVENDataScan* other, const QUVENEnvHandle&) {
   QUVEN_ASSERT(other->isA(typeName()));
   const auto& source = static_cast<const QUVENGeneralLoss&>(*other);
-  const bool isSameShape = source.ivNegGradVector.getSize() == ivNegGradVector.getSize() &&
-                           source.ivHessianVector.getSize() == ivHessianVector.getSize() &&
-                           std::equal(ivMultiAlpha.begin(), ivMultiAlpha.end(), source.ivMultiAlpha.begin(),
-                                      source.ivMultiAlpha.end(), [](const Channels& a, const Channels& b) {
-                                        return a.getSize() == b.getSize();
-                                      });
+  const bool isSameShape =
+      source.ivNegGradVector.getSize() == ivNegGradVector.getSize() &&
+      source.ivHessianVector.getSize() == ivHessianVector.getSize() &&
+      std::equal(ivMultiAlpha.begin(), ivMultiAlpha.end(), source.ivMultiAlpha.begin(), source.ivMultiAlpha.end(),
+                 [](const Channels& a, const Channels& b) { return a.getSize() == b.getSize(); });
   if (!isSameShape) return false;
   addTo(ivNegGradVector, source.ivNegGradVector);
   addTo(ivHessianVector, source.ivHessianVector);
@@ -335,22 +337,23 @@ void QUVENGeneralLoss::postReadPrimitive(QUVENObjReader& reader, const QUVENEnvH
   checkFields();
   checkChannels();
   if (getState() >= OutputsMade) bindStdDevs(QUVEN_ENV);
+  beginNewton();
 }
 
 void QUVENGeneralLoss::checkFields() const {
   const long targets = getNumTargets();
   for (const Fields* fields : {&ivTargets, &ivResiduals}) QUVEN_ASSERT(fields->getSize() == targets);
-  for (const Fields* fields : {&ivPreviousPredictedValues, &ivInvVarFields, &ivFinalPredictedValues,
-                               &ivFinalStandardDeviations}) {
+  for (const Fields* fields :
+       {&ivPreviousPredictedValues, &ivInvVarFields, &ivFinalPredictedValues, &ivFinalStandardDeviations}) {
     QUVEN_ASSERT(fields->isEmpty() || fields->getSize() == targets);
   }
   if (getState() >= ResidualModelsDone) {
     QUVEN_ASSERT(ivResidualPredictions.getSize() == targets && ivResidualStdDevs.getSize() == targets);
   }
   if (getState() >= OutputsMade) QUVEN_ASSERT(ivCurrentPredictedValues.getSize() == targets);
-  for (const Fields* fields : {&ivTargets, &ivPreviousPredictedValues, &ivResiduals, &ivInvVarFields,
-                               &ivResidualPredictions, &ivCurrentPredictedValues, &ivFinalPredictedValues,
-                               &ivFinalStandardDeviations}) {
+  for (const Fields* fields :
+       {&ivTargets, &ivPreviousPredictedValues, &ivResiduals, &ivInvVarFields, &ivResidualPredictions,
+        &ivCurrentPredictedValues, &ivFinalPredictedValues, &ivFinalStandardDeviations}) {
     QUVEN_ASSERT(allPresent(*fields));
   }
 }

@@ -51,6 +51,8 @@ class QUVENGeneralLoss : public QUVENObjectOf<QUVENGeneralLoss, QUVENLossFunctio
   const Channels& getGradient() const { return ivNegGradVector; }
   const Channels& getHessian() const { return ivHessianVector; }
   const Channels& getAlphas() const { return ivAlphaVector; }
+  /// The losses of the steps of the other search: trial m is the step m/2. Empty outside of that search.
+  const QUVENXaRay<Channels, 0>& getTrials() const { return ivMultiAlpha; }
   /// Begins the pass of the other search. Requires: a stage that is not the first, in state 2.
   void beginMultiAlpha(const QUVENEnvHandle& env);
 
@@ -100,12 +102,15 @@ class QUVENGeneralLoss : public QUVENObjectOf<QUVENGeneralLoss, QUVENLossFunctio
   virtual double trialLoss(double target, double prediction, const QUVENEnvHandle& env) const;
 
  private:
-  bool hasGathered() const { return getState() == StepSearch || (getState() == NotBegun && !ivNegGradVector.isEmpty()); }
+  bool hasGathered() const {
+    return getState() == StepSearch || (getState() == NotBegun && !ivNegGradVector.isEmpty());
+  }
   void makeResiduals(std::string_view suffix, QUVENFieldNameMap& names, const QUVENEnvHandle& env);
   void bindStdDevs(const QUVENEnvHandle& env);
   void clearGathered();
   void computeResidual(long target, long firstChannel, long lastChannel, const QUVENEnvHandle& env);
   void updatePredictions(long firstChannel, long lastChannel, const QUVENEnvHandle& env);
+  void beginNewton();
   bool endNewton();
   void endMultiAlpha(const QUVENEnvHandle& env);
   void checkFields() const;

@@ -4,8 +4,8 @@
 
 #include "kernel/quven_data_point.h"
 #include "kernel/quven_scan_results.h"
-#include "learning/quven_trans_reg_residual_model.h"
 #include "learning/quven_training_mode.h"
+#include "learning/quven_trans_reg_residual_model.h"
 #include "util/quven_debug.h"
 #include "util/quven_registration.h"
 

@@ -29,6 +29,14 @@ bool isNumericInput(const QUVENModelInput& input) {
 
 bool hasOneValue(const QUVENField* field) { return field == nullptr || field->getNumValues() <= 1; }
 
+void mergeChannels(QUVENXaRay<QUVENLSData, 0>& channels, const QUVENXaRay<QUVENLSData, 0>& others,
+                   const QUVENEnvHandle& env) {
+  QUVEN_ASSERT(channels.getSize() == others.getSize());
+  for (long c = 1; c <= channels.getSize(); ++c) channels[c].merge(others[c], QUVEN_ENV);
+}
+
+double orZero(double value) { return std::isnan(value) ? 0.0 : value; }
+
 }  // namespace
 
 // Outputs
@@ -107,8 +115,7 @@ std::int32_t QUVENLinRegModel::getRecordChannel(const QUVENDataPoint& point) con
 bool QUVENLinRegModel::collectValues(long channel) {
   const long last = variables.getSize();
   for (long i = 1; i < last; ++i) {
-    const double value = variables[i] == nullptr ? 0.0 : variables[i]->getNumValueOrSingle(channel);
-    values[i] = std::isnan(value) ? 0.0 : value;
+    values[i] = variables[i] == nullptr ? 0.0 : orZero(variables[i]->getNumValueOrSingle(channel));
   }
   const QUVENField& target = *variables[last];
   if (!target.hasValue() || target.isMissing()) return false;
@@ -118,8 +125,7 @@ bool QUVENLinRegModel::collectValues(long channel) {
 
 double QUVENLinRegModel::getWeight(const QUVENField* field, long channel) const {
   if (field == nullptr) return 1.0;
-  const double weight = field->getNumValueOrSingle(channel);
-  return std::isnan(weight) ? 0.0 : weight;
+  return orZero(field->getNumValueOrSingle(channel));
 }
 
 bool QUVENLinRegModel::hasOneValueNow() const {
@@ -129,7 +135,40 @@ bool QUVENLinRegModel::hasOneValueNow() const {
 
 void QUVENLinRegModel::learn(QUVENDataPoint& point, const QUVENEnvHandle& env) {
   if (oneValued && hasOneValueNow()) return learnOneValued(point, QUVEN_ENV);
-  for (std::int32_t channel = 1; channel <= getGlobalNumChannels(); ++channel) learnChannel(channel, point, QUVEN_ENV);
+  learnAll(point, QUVEN_ENV);
+}
+
+/// learnChannel for every channel. The values of the record are looked up once for all of them.
+void QUVENLinRegModel::learnAll(QUVENDataPoint& point, const QUVENEnvHandle& env) {
+  const std::int32_t recordChannel = getRecordChannel(point);
+  leaveOneValued(QUVEN_ENV);
+  const long channels = getGlobalNumChannels();
+  const long last = variables.getSize();
+  const QUVENField& targetField = *variables[last];
+  if (!targetField.hasValue() || targetField.isMissing()) return;
+  rows.setSize((last + 2) * channels, QUVEN_ENV);
+  sources.setSize(last, QUVEN_ENV);
+  double* place = rows.begin();
+  const auto valuesOf = [&](const QUVENField* field, double absent) -> const double* {
+    double* const own = place;
+    place += channels;
+    if (field != nullptr) return field->getNumValuesOrSingle(channels, own);
+    std::fill(own, own + channels, absent);
+    return own;
+  };
+  for (long i = 1; i <= last; ++i) sources[i] = valuesOf(variables[i], 0.0);
+  const double* const caseWeights = valuesOf(getCaseWeightField(), 1.0);
+  const double* const invVarWeights = valuesOf(getInvVarWeightField(), 1.0);
+  for (std::int32_t channel = 1; channel <= channels; ++channel) {
+    if (channel != recordChannel && !trains(recordChannel, channel)) continue;
+    const long c = channel - 1;
+    const double target = sources[last][c];
+    if (std::isnan(target)) continue;
+    for (long i = 1; i < last; ++i) values[i] = orZero(sources[i][c]);
+    values[last] = target;
+    QUVENLSData& data = channel == recordChannel ? ivEvalChannels[channel] : ivTrnChannels[channel];
+    data.addDataPoint(values, orZero(caseWeights[c]), orZero(invVarWeights[c]));
+  }
 }
 
 void QUVENLinRegModel::learnOneValued(QUVENDataPoint& point, const QUVENEnvHandle&) {
@@ -141,24 +180,28 @@ void QUVENLinRegModel::learnOneValued(QUVENDataPoint& point, const QUVENEnvHandl
 
 void QUVENLinRegModel::learnChannel(std::int32_t channel, QUVENDataPoint& point, const QUVENEnvHandle& env) {
   const std::int32_t recordChannel = getRecordChannel(point);
-  if (oneValued) {
-    deriveTrain(QUVEN_ENV);
-    oneValued = false;
-  }
+  leaveOneValued(QUVEN_ENV);
   if (channel != recordChannel && !trains(recordChannel, channel)) return;
   if (!collectValues(channel)) return;
   QUVENLSData& data = channel == recordChannel ? ivEvalChannels[channel] : ivTrnChannels[channel];
   data.addDataPoint(values, getWeight(getCaseWeightField(), channel), getWeight(getInvVarWeightField(), channel));
 }
 
+/// From now on train data are gathered as well.
+void QUVENLinRegModel::leaveOneValued(const QUVENEnvHandle& env) {
+  if (!oneValued) return;
+  deriveTrain(QUVEN_ENV);
+  oneValued = false;
+}
+
 void QUVENLinRegModel::learnBatch(QUVENDataPoint& point, const QUVENEnvHandle& env) {
   learnChannel(batchChannel, point, QUVEN_ENV);
 }
 
-void QUVENLinRegModel::mergeEval(const QUVENLinRegModel& other, const QUVENEnvHandle& env) {
-  QUVEN_ASSERT(oneValued && other.oneValued);
-  QUVEN_ASSERT(ivEvalChannels.getSize() == other.ivEvalChannels.getSize());
-  for (long c = 1; c <= ivEvalChannels.getSize(); ++c) ivEvalChannels[c].merge(other.ivEvalChannels[c], QUVEN_ENV);
+void QUVENLinRegModel::mergeGathered(const QUVENLinRegModel& other, const QUVENEnvHandle& env) {
+  QUVEN_ASSERT(!oneValued && !other.oneValued);
+  mergeChannels(ivEvalChannels, other.ivEvalChannels, QUVEN_ENV);
+  mergeChannels(ivTrnChannels, other.ivTrnChannels, QUVEN_ENV);
 }
 
 /// Makes the train data of each channel out of the eval data of the channels that train it.
@@ -173,9 +216,7 @@ void QUVENLinRegModel::deriveTrain(const QUVENEnvHandle& env) {
 }
 
 void QUVENLinRegModel::endRecords(const QUVENEnvHandle& env) {
-  if (!isGathering() || !oneValued) return;
-  deriveTrain(QUVEN_ENV);
-  oneValued = false;
+  if (isGathering()) leaveOneValued(QUVEN_ENV);
 }
 
 bool QUVENLinRegModel::merge(QUVENDataScan* other, const QUVENEnvHandle& env) {
@@ -184,8 +225,8 @@ bool QUVENLinRegModel::merge(QUVENDataScan* other, const QUVENEnvHandle& env) {
       source.ivTrnChannels.getSize() != ivTrnChannels.getSize()) {
     return false;
   }
-  for (long c = 1; c <= ivEvalChannels.getSize(); ++c) ivEvalChannels[c].merge(source.ivEvalChannels[c], QUVEN_ENV);
-  for (long c = 1; c <= ivTrnChannels.getSize(); ++c) ivTrnChannels[c].merge(source.ivTrnChannels[c], QUVEN_ENV);
+  mergeChannels(ivEvalChannels, source.ivEvalChannels, QUVEN_ENV);
+  mergeChannels(ivTrnChannels, source.ivTrnChannels, QUVEN_ENV);
   return true;
 }
 
@@ -206,12 +247,19 @@ void QUVENLinRegModel::releaseStatistics(const QUVENEnvHandle& env) {
     for (QUVENLSData& data : *channels) data.releaseStatistics(QUVEN_ENV);
   }
   for (QUVENLSResults& results : ivResultsChannels) results.releaseOthers(QUVEN_ENV);
-  values.deleteMemory(QUVEN_ENV);
+  for (QUVENXaRay<double>* scratch : {&values, &rows}) scratch->deleteMemory(QUVEN_ENV);
   variables.deleteMemory(QUVEN_ENV);
+  sources.deleteMemory(QUVEN_ENV);
+}
+
+void QUVENLinRegModel::copyFromPrimitive(const QUVENObject* source, const QUVENEnvHandle& env) {
+  Members::copyFromPrimitive(source, QUVEN_ENV);
+  forgetScorer(QUVEN_ENV);
 }
 
 void QUVENLinRegModel::postReadPrimitive(QUVENObjReader& reader, const QUVENEnvHandle& env) {
   Members::postReadPrimitive(reader, QUVEN_ENV);
+  forgetScorer(QUVEN_ENV);
   for (const QUVENField* field : ivInputFields) QUVEN_ASSERT(field != nullptr);
   for (const QUVENLSResults& results : ivResultsChannels) {
     const QUVENLSModel* selected = results.getSelectedModel();
@@ -262,6 +310,7 @@ void QUVENLinRegModel::refitMerged(const QUVENEnvHandle& env) { selectModels(QUV
 
 void QUVENLinRegModel::selectModels(const QUVENEnvHandle& env) {
   auto method = quvenMake<QUVENLSCholeskiMethod>(QUVEN_ENV);
+  forgetScorer(QUVEN_ENV);
   ivResultsChannels.setSize(0, QUVEN_ENV);
   ivInputFields.setSize(0, QUVEN_ENV);
   method->selectFolds(ivTrnChannels, ivEvalChannels, ivResultsChannels, floorFactor, QUVEN_ENV);
@@ -298,6 +347,7 @@ void QUVENLinRegModel::getModelScoresVector(QUVENXaRay<QUVENModelScores>& scores
 void QUVENLinRegModel::selectBest(long index, const QUVENEnvHandle& env) {
   const long numChannels = getGlobalNumChannels();
   if (getSelectedModel(numChannels) != nullptr) return;
+  forgetScorer(QUVEN_ENV);
   for (QUVENLSResults& results : ivResultsChannels) results.selectRank(index - 1, QUVEN_ENV);
   const QUVENLSModel& model = *getSelectedModel(numChannels);
   ivInputFields.setSize(model.getModelRank(), QUVEN_ENV);
@@ -369,21 +419,71 @@ void QUVENLinRegModel::collectFieldsUsed(QUVENModelFieldsUsed& fieldsUsed, const
 
 // Scoring
 
-void QUVENLinRegModel::scorePoint(QUVENDataPoint& point, const QUVENEnvHandle& env) {
-  for (std::int32_t channel = 1; channel <= getGlobalNumChannels(); ++channel) scoreChannel(channel, point, QUVEN_ENV);
+void QUVENLinRegModel::makeScorer(const QUVENEnvHandle& env) {
+  const long channels = getGlobalNumChannels();
+  scorer.setSize((ivInputFields.getSize() + 2) * channels, QUVEN_ENV);
+  for (long channel = 1; channel <= channels; ++channel) {
+    const QUVENLSModel* model = getSelectedModel(channel);
+    if (model == nullptr) forgetScorer(QUVEN_ENV);
+    QUVEN_ASSERT(model != nullptr);
+    scorer[channel] = model->getIntercept();
+    scorer[channels + channel] = model->getModelStdDev();
+    for (long i = 1; i <= ivInputFields.getSize(); ++i) {
+      scorer[(i + 1) * channels + channel] = model->getCoefficientAt(i);
+    }
+  }
+}
+
+double QUVENLinRegModel::predict(std::int32_t channel, const QUVENEnvHandle& env) {
+  if (scorer.isEmpty()) makeScorer(QUVEN_ENV);
+  const long channels = getGlobalNumChannels();
+  double prediction = scorer[channel];
+  for (long i = 1; i <= ivInputFields.getSize(); ++i) {
+    const double value = ivInputFields[i]->getNumValueOrSingle(channel);
+    if (!std::isnan(value)) prediction += value * scorer[(i + 1) * channels + channel];
+  }
+  return prediction;
+}
+
+void QUVENLinRegModel::predictAll(double* __restrict predictions, const QUVENEnvHandle& env) {
+  if (scorer.isEmpty()) makeScorer(QUVEN_ENV);
+  const long channels = getGlobalNumChannels();
+  if (rows.getSize() < channels) rows.setSize(channels, QUVEN_ENV);
+  std::copy(scorer.begin(), scorer.begin() + channels, predictions);
+  const double* coefficients = scorer.begin() + 2 * channels;
+  for (const QUVENField* field : ivInputFields) {
+    const double* const fieldValues = field->getNumValuesOrSingle(channels, rows.begin());
+    for (long c = 0; c < channels; ++c) {
+      const double sum = predictions[c] + fieldValues[c] * coefficients[c];
+      predictions[c] = std::isnan(fieldValues[c]) ? predictions[c] : sum;
+    }
+    coefficients += channels;
+  }
+}
+
+const double* QUVENLinRegModel::getStdDevs(const QUVENEnvHandle& env) {
+  if (scorer.isEmpty()) makeScorer(QUVEN_ENV);
+  return scorer.begin() + getGlobalNumChannels();
+}
+
+void QUVENLinRegModel::scorePoint(QUVENDataPoint&, const QUVENEnvHandle& env) {
+  const long channels = getGlobalNumChannels();
+  const double* const stdDevs = getStdDevs(QUVEN_ENV);
+  if (ivPredValFieldPtr != nullptr) {
+    rows.setSize(2 * channels, QUVEN_ENV);
+    double* const predictions = rows.begin() + channels;
+    predictAll(predictions, QUVEN_ENV);
+    ivPredValFieldPtr->setNumValuesOfChannels({predictions, static_cast<std::size_t>(channels)}, QUVEN_ENV);
+  }
+  if (ivPredValStdDevFieldPtr == nullptr) return;
+  ivPredValStdDevFieldPtr->setNumValuesOfChannels({stdDevs, static_cast<std::size_t>(channels)}, QUVEN_ENV);
 }
 
 void QUVENLinRegModel::scoreChannel(std::int32_t channel, QUVENDataPoint&, const QUVENEnvHandle& env) {
-  const QUVENLSModel* model = getSelectedModel(channel);
-  QUVEN_ASSERT(model != nullptr);
-  double prediction = model->getIntercept();
-  for (long i = 1; i <= ivInputFields.getSize(); ++i) {
-    const double value = ivInputFields[i]->getNumValueOrSingle(channel);
-    if (!std::isnan(value)) prediction += value * model->getCoefficientAt(i);
-  }
+  const double prediction = predict(channel, QUVEN_ENV);
   if (ivPredValFieldPtr != nullptr) ivPredValFieldPtr->setNumValueOfChannel(channel, prediction, QUVEN_ENV);
   if (ivPredValStdDevFieldPtr != nullptr) {
-    ivPredValStdDevFieldPtr->setNumValueOfChannel(channel, model->getModelStdDev(), QUVEN_ENV);
+    ivPredValStdDevFieldPtr->setNumValueOfChannel(channel, getStdDevs(QUVEN_ENV)[channel - 1], QUVEN_ENV);
   }
 }
 

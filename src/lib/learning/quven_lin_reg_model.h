@@ -47,9 +47,18 @@ class QUVENLinRegModel : public QUVENObjectOf<QUVENLinRegModel, QUVENModel> {
   void learnOneValued(QUVENDataPoint& point, const QUVENEnvHandle& env);
   /// Whether all records of the pass so far had one value in each field. The train data are empty then.
   bool isOneValued() const { return oneValued; }
-  /// Adds the records of another model of the same inputs. Requires: isOneValued() of both, an assertion failure
-  /// otherwise.
-  void mergeEval(const QUVENLinRegModel& other, const QUVENEnvHandle& env);
+  /// Adds the records of another model of the same inputs. Requires: the pass of both has ended, or isOneValued() is
+  /// false; an assertion failure otherwise.
+  void mergeGathered(const QUVENLinRegModel& other, const QUVENEnvHandle& env);
+  /// From now on train data are gathered as well: what is not one-valued may follow.
+  void leaveOneValued(const QUVENEnvHandle& env);
+
+  /// The prediction for the present record, which is not written anywhere. Errors: as for scoreChannel.
+  double predict(std::int32_t channel, const QUVENEnvHandle& env);
+  /// The predictions of all channels, from 0. Errors: as for scoreChannel.
+  void predictAll(double* predictions, const QUVENEnvHandle& env);
+  /// The standard deviations of all channels, from 0. Errors: as for scoreChannel.
+  const double* getStdDevs(const QUVENEnvHandle& env);
 
   /// A model with the same inputs, gathered data, state, degrees of freedom and outputs, for a merge that is tried. It
   /// has no models yet: mergeModel makes them.
@@ -72,11 +81,13 @@ class QUVENLinRegModel : public QUVENObjectOf<QUVENLinRegModel, QUVENModel> {
   /// Errors: a stream in which a selected model does not have the input fields of the regression is an assertion
   /// failure.
   void postReadPrimitive(QUVENObjReader& reader, const QUVENEnvHandle& env) override;
+  void copyFromPrimitive(const QUVENObject* source, const QUVENEnvHandle& env) override;
 
   void beginRecords(const QUVENEnvHandle& env) override;
   void endRecords(const QUVENEnvHandle& env) override;
   [[nodiscard]] bool merge(QUVENDataScan* other, const QUVENEnvHandle& env) override;
   bool hasScanResult(const QUVENEnvHandle&) const override { return isScanning(); }
+  bool changesOnlyItsResults() const override { return true; }
 
   UpdateFunction recordHandler(const QUVENEnvHandle& env) const override;
   /// Shows a record to the channel of setBatchChannel.
@@ -125,6 +136,11 @@ class QUVENLinRegModel : public QUVENObjectOf<QUVENLinRegModel, QUVENModel> {
   /// Whether its channels are the result of a pass: while it scans, and in an object read from a stream of results,
   /// which carries no state.
   bool hasGathered() const { return isScanning() || (getModelState() == 0 && !ivEvalChannels.isEmpty()); }
+  /// A worker gathers anew in each pass, so what was gathered does not go out.
+  bool writesChannels(std::int32_t writerMode) const {
+    if (writerMode == QUVENObjWriter::ScanResults) return hasGathered();
+    return writerMode != QUVENObjWriter::SaveForWorker || !isGathering();
+  }
   std::int32_t getRecordChannel(const QUVENDataPoint& point) const;
   void allocateChannels(const QUVENEnvHandle& env);
   void bindVariables(const QUVENEnvHandle& env);
@@ -133,10 +149,13 @@ class QUVENLinRegModel : public QUVENObjectOf<QUVENLinRegModel, QUVENModel> {
   void deriveTrain(const QUVENEnvHandle& env);
   void learnBatch(QUVENDataPoint& point, const QUVENEnvHandle& env);
   void selectModels(const QUVENEnvHandle& env);
+  void learnAll(QUVENDataPoint& point, const QUVENEnvHandle& env);
+  void forgetScorer(const QUVENEnvHandle& env) { scorer.setSize(0, QUVEN_ENV); }
+  void makeScorer(const QUVENEnvHandle& env);
   double scoreOf(int which, double QUVENLSFit::*part, const QUVENEnvHandle& env) const;
 
-  QUVEN_MEMBER_IF(writerMode != QUVENObjWriter::ScanResults || hasGathered(), ivEvalChannels, Channels);
-  QUVEN_MEMBER_IF(writerMode != QUVENObjWriter::ScanResults || hasGathered(), ivTrnChannels, Channels);
+  QUVEN_MEMBER_IF(writesChannels(writerMode), ivEvalChannels, Channels);
+  QUVEN_MEMBER_IF(writesChannels(writerMode), ivTrnChannels, Channels);
   QUVEN_MEMBER_IF(writerMode != QUVENObjWriter::ScanResults, ivResultsChannels, QUVENXaRay<QUVENLSResults, 0>);
   QUVEN_MEMBER_IF(writerMode != QUVENObjWriter::ScanResults, ivInputFields, QUVENXaRay<QUVENField*>);
   QUVEN_MEMBER_IF(writerMode != QUVENObjWriter::ScanResults, ivPredValFieldPtr, QUVENField*) = nullptr;
@@ -146,6 +165,11 @@ class QUVENLinRegModel : public QUVENObjectOf<QUVENLinRegModel, QUVENModel> {
   QUVEN_STATE(variables, QUVENXaRay<QUVENField*>);  // their fields, null for what counts as 0.0; bound by a pass
   QUVEN_STATE(oneValued, bool) = true;
   QUVEN_STATE(batchChannel, std::int32_t) = TestChannel;
+  /// The selected models as they score: the intercepts of all channels, their standard deviations, then for each input
+  /// field the coefficients of all channels. Empty until a record is scored.
+  QUVEN_STATE(scorer, QUVENXaRay<double>);
+  QUVEN_STATE(sources, QUVENXaRay<const double*>);  // of a record: the values of each variable by channel
+  QUVEN_STATE(rows, QUVENXaRay<double>);            // room for the values of a record: variables or inputs by channels
 };
 
 #endif  // QUVEN_LIN_REG_MODEL_H

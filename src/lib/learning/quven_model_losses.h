@@ -35,6 +35,7 @@ class QUVENModelLosses : public QUVENObjectOf<QUVENModelLosses, QUVENMultiScan> 
   void beginRecords(const QUVENEnvHandle& env) override;
   [[nodiscard]] bool merge(QUVENDataScan* other, const QUVENEnvHandle& env) override;
   bool hasScanResult(const QUVENEnvHandle&) const override { return isScanInProgress(); }
+  bool changesOnlyItsResults() const override { return true; }
   UpdateFunction getUpdateFunction(const QUVENEnvHandle& env) const override;
   UpdateFunction getUpdateFunction2(const QUVENEnvHandle&) const override { return nullptr; }
   int beginDataScanPrimitive(const QUVENEnvHandle&) override { return 1; }

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <memory>
 #include <utility>
 
 #include "kernel/quven_scan_results.h"
@@ -135,46 +136,65 @@ void QUVENPassDriver::runSlicedPass(QUVENMemoryBlobIO& blob, QUVENPassCounters& 
     if (transport.isMaster()) world.write(blob, QUVEN_ENV);
     transport.broadcast(blob, QUVEN_ENV);
   }
-  QUVENScanWorld ownCopy(QUVEN_ENV);
-  QUVENScanWorld& copy = transport.isMaster() ? ownCopy : world;
-  readCopy(copy, blob, QUVEN_ENV);
+  // Copies are read when they are needed; the first one above rank 0 is the world of the rank.
+  std::vector<std::unique_ptr<QUVENScanWorld>> copies;
+  const auto readAnother = [&] {
+    copies.push_back(std::make_unique<QUVENScanWorld>(env));
+    readCopy(*copies.back(), blob, env);
+    return copies.back().get();
+  };
+  QUVENScanWorld* firstCopy = &world;
+  if (transport.isMaster()) {
+    firstCopy = readAnother();
+  } else {
+    readCopy(world, blob, QUVEN_ENV);
+  }
   QUVENRecordPass live(world, protocols, settings, QUVEN_ENV);
   if (transport.isMaster()) live.begin(QUVEN_ENV);
   const QUVENScanType type = agreeOnScanType(live, QUVEN_ENV);
   if (type != QUVENScanType::NoPass && type != QUVENScanType::Slice) {
     quvenFatalReport("A run in slices reads its records in slices only", QUVEN_ENV);
   }
-  QUVENMemoryBlobIO results;
   QUVENSlices slices(settings.numSlices, transport, counters);
+  QUVENSliceResults results;
   if (type == QUVENScanType::Slice) {
+    QUVENScanWorld* copy = firstCopy;
     for (int slice = slices.getFirst(); slice < slices.getLast(); ++slice) {
-      if (slice != slices.getFirst()) readCopy(copy, blob, QUVEN_ENV);
-      QUVENRecordPass pass(copy, protocols, settings, QUVEN_ENV);
+      if (copy == nullptr) copy = slices.takeFreeWorld();
+      if (copy == nullptr) copy = readAnother();
+      QUVENRecordPass pass(*copy, protocols, settings, QUVEN_ENV);
       pass.copyScanTypes(live, QUVEN_ENV);
       pass.dropScansWithoutRecords();
       pass.begin(QUVEN_ENV);
       dataset->setWorker(slice, settings.numSlices, QUVEN_ENV);
       dataset->setScanType(type, QUVEN_ENV);
       scanRecords(
-          copy.getPoint(), counters, [&](std::int64_t record) { pass.take(record, env); }, QUVEN_ENV);
+          copy->getPoint(), counters, [&](std::int64_t record) { pass.take(record, env); }, QUVEN_ENV);
       pass.end(QUVEN_ENV);
-      pass.writeResults(results, QUVEN_ENV);
-      slices.add(slice, results, QUVEN_ENV);
+      results = pass.takeResults(QUVEN_ENV);
+      const bool isHeld = results.world != nullptr;  // until its results are merged
+      slices.add(slice, std::move(results), QUVEN_ENV);
+      if (isHeld) {
+        copy = nullptr;
+      } else if (slice + 1 < slices.getLast()) {
+        readCopy(*copy, blob, QUVEN_ENV);
+      }
     }
-    slices.collect(results, QUVEN_ENV);
+    results = slices.collect(QUVEN_ENV);
   }
-  ownCopy.release(QUVEN_ENV);
   if (transport.isMaster()) {
     live.updateWithoutRecords(QUVEN_ENV);
     live.endWithoutRecords(QUVEN_ENV);
     if (type == QUVENScanType::Slice) {
       const QUVENPhaseTimer timer(counters, QUVENPassCounters::Merge);
-      QUVENBinObjReader reader(results, QUVEN_ENV);
+      QUVENBinObjReader reader(results.stream, QUVEN_ENV);
       quvenReadDataScanResults(reader, quvenScanResultKeyword(), QUVEN_ENV);
+      quvenMergeIntoLiveScans(results.scans, QUVEN_ENV);
     }
   }
   slices.release(QUVEN_ENV);
-  results.deleteMemory(QUVEN_ENV);
+  results.stream.deleteMemory(QUVEN_ENV);
+  for (const std::unique_ptr<QUVENScanWorld>& copy : copies) copy->release(QUVEN_ENV);
   // Only the live objects are left: a decision by the memory in use is the same on any number of ranks.
   if (transport.isMaster()) endPass(live, counters, QUVEN_ENV);
 }

@@ -138,6 +138,27 @@ void QUVENRecordPass::writeResults(QUVENMemoryBlobIO& blob, const QUVENEnvHandle
   for (const Participant& participant : participants) write(*participant.scan);
 }
 
+QUVENSliceResults QUVENRecordPass::takeResults(const QUVENEnvHandle& env) const {
+  QUVENSliceResults slice;
+  const bool staysHere =
+      !participants.empty() && std::all_of(participants.begin(), participants.end(),
+                                           [](const auto& p) { return p.scan->changesOnlyItsResults(); });
+  if (!staysHere) {
+    writeResults(slice.stream, QUVEN_ENV);
+    return slice;
+  }
+  QUVENBinObjWriter writer(slice.stream, QUVENObjWriter::ScanResults);
+  for (const QUVENField* field : gathering) {
+    quvenWriteScanResults(*field, writer, quvenScanResultKeyword(), QUVEN_ENV);
+  }
+  slice.world = &world;
+  for (const Participant& participant : participants) {
+    const std::vector<QUVENDataScan*> scans = quvenCollectScanResults(*participant.scan, QUVEN_ENV);
+    slice.scans.insert(slice.scans.end(), scans.begin(), scans.end());
+  }
+  return slice;
+}
+
 void QUVENRecordPass::finish(std::int32_t lastPass, const QUVENEnvHandle& env) {
   for (QUVENField* field : gathering) {
     // An output has no value before its model has finished. Passes until then are none of its distribution's.

@@ -6,6 +6,7 @@
 #include "passes/quven_pass_settings.h"
 #include "passes/quven_scan_protocol.h"
 #include "passes/quven_scan_world.h"
+#include "passes/quven_slices.h"
 
 /// The protocols of a run: for each scan that of its nearest class.
 class QUVENScanProtocols {
@@ -76,6 +77,9 @@ class QUVENRecordPass {
   void end(const QUVENEnvHandle& env);
   /// Replaces what is in the blob by the results of the fields and scans that take part.
   void writeResults(QUVENMemoryBlobIO& blob, const QUVENEnvHandle& env) const;
+  /// The results of a slice. If records change nothing but results in each scan that takes part, those of the scans
+  /// stay in the world of the pass.
+  QUVENSliceResults takeResults(const QUVENEnvHandle& env) const;
   /// Ends the pass with the merged results: distributions first, then scans.
   void finish(std::int32_t lastPass, const QUVENEnvHandle& env);
 

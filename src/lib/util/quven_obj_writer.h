@@ -69,6 +69,9 @@ class QUVENObjWriter {
     return lastScanNumber < 0 ? serialNumber : ++lastScanNumber;
   }
 
+  /// Takes an object in the place of its image, for a writer that only looks for objects. False: it is to be written.
+  virtual bool collect(const QUVENObject&) { return false; }
+
   // The frame of an object image that is written by hand.
   /// Errors: more than quvenMaxObjectDepth objects around each other are a fatal report.
   void raiseDepth(const QUVENEnvHandle& env);
