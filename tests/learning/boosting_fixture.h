@@ -40,8 +40,7 @@ struct BoostRun {
 
   /// Adds the model with the inputs x0, x1, ... On rank 0.
   void addModel(const BoostTable& table, int loss, int mode, bool choosesLater) {
-    for (std::size_t i = 0; i < table.isCategorical.size(); ++i) addField("x" + std::to_string(i));
-    addField("y");
+    addFields(table);
     model = &run.driver.addScan(quvenMake<QUVENTransformRegression>(run.handle()), run.handle());
     for (std::size_t i = 0; i < table.isCategorical.size(); ++i) {
       model->addInput(&run.field("x" + std::to_string(i)), QUVENUsageExplanatory, run.handle());
@@ -53,6 +52,11 @@ struct BoostRun {
     model->setChoosesLater(choosesLater);
     observe();
     EXPECT_TRUE(model->setMiningMode(mode, nullptr, run.handle()));
+  }
+  /// Asks for the distributions of the inputs and of the target. On rank 0.
+  void addFields(const BoostTable& table) {
+    for (std::size_t i = 0; i < table.isCategorical.size(); ++i) addField("x" + std::to_string(i));
+    addField("y");
   }
   void observe() {
     model->setStageObserver([this](long stage) { noteStage(stage); });

@@ -248,6 +248,7 @@ std::vector<LiteralField> LiteralBoosting::stageOutputs(std::size_t stage) const
   std::vector<LiteralField> outputs;
   for (std::size_t s = stage - 1; s >= 1; --s) {
     LiteralField learned;
+    learned.name = "Predicted_Residual_y_" + std::to_string(s);
     learned.values = stages[s - 1].learned;
     learned.hasValuePerChannel = learned.isCarried = true;
     // A stage is scored from the next stage on, so it has no bins when that one begins.
@@ -255,6 +256,7 @@ std::vector<LiteralField> LiteralBoosting::stageOutputs(std::size_t stage) const
     outputs.push_back(learned);
     if (stage - s > 2) continue;
     LiteralField ensemble = learned;
+    ensemble.name = "UnnormalizedPredicted_y_" + std::to_string(s);
     ensemble.values = stages[s - 1].step.prediction;
     outputs.push_back(ensemble);
   }

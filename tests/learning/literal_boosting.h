@@ -38,7 +38,7 @@ using ChannelValues = std::vector<std::vector<double>>;
 
 /// A field that the models read.
 struct LiteralField {
-  std::string name = "output";  ///< the order of the categories depends on it
+  std::string name;  ///< the order of the categories and the sample depend on it
   ChannelValues values;
   bool isCategorical = false;
   bool hasValuePerChannel = false;

@@ -1,5 +1,6 @@
 // The whole training of a boosted model, stage by stage, against the literal steps.
 
+#include "kernel/quven_num_field.h"
 #include "learning/stage_comparison.h"
 
 namespace {
@@ -24,6 +25,15 @@ TEST_F(QUVENTransformRegressionLiteralTest, EachLossLearnsEveryKindOfTable) {
     compare(randomBoostTable(static_cast<unsigned>(1000 + round), records, kind), loss, mode);
   }
   expectFewTies();
+}
+
+TEST_F(QUVENTransformRegressionLiteralTest, OutputsWithMoreValuesThanTheSampleHoldsAreSplitBySample) {
+  constexpr int records = 1700;
+  const BoostTableKind kind{.loss = Squared, .hasMissing = true, .hasTies = true, .channels = 7};
+  ASSERT_GT(records * kind.channels, QUVENNumField::DefaultSampleCapacity);
+  compare(randomBoostTable(41, records, kind), Squared, 1);
+  EXPECT_EQ(ties, 0U);
+  EXPECT_GE(numStages, 3U);
 }
 
 }  // namespace
