@@ -132,6 +132,35 @@ run "$bin/vesk-analyze" score spend.1.model probe.bin probe.predicted.csv --keep
 echo "   tenure   planted   learned"
 paste -d, curve.csv probe.predicted.csv | awk -F, 'NR > 1 { printf "%9.1f %9.2f %9.2f\n", $1, $2, $5 }'
 
+step "what a linear model cannot have: a step, a product of two columns, missing cells that tell"
+run "$bin/vesk-generate" table --rows 20000 --missing 0.1 --signals -o signals.csv --quiet
+run "$bin/vesk" table csv signals.csv signals.bin --target spend > signals.log
+cat > boosted.xml << 'END'
+<AnalysisParams>
+  <Model>TransformRegression</Model>
+  <UnseenValues>Root</UnseenValues>
+  <ModelFileName>boosted.model</ModelFileName>
+  <OutputFileName>boosted</OutputFileName>
+</AnalysisParams>
+END
+echo "+ vesk-analyze train boosted.xml signals.bin --set Model=LinearRegression ... > linear.log"
+"$bin/vesk-analyze" train boosted.xml signals.bin --strict --set Model=LinearRegression \
+  --set ModelFileName=linear.model --set OutputFileName=linear > linear.log
+for workers in 1 2; do
+  echo "+ mpirun -n $workers vesk-analyze train boosted.xml signals.bin --strict > boosted.$workers.log"
+  mpirun -n "$workers" "$bin/vesk-analyze" train boosted.xml signals.bin --strict > "boosted.$workers.log"
+  run "$bin/vesk-analyze" score boosted.model signals.bin "boosted.$workers.csv" --stages --reasons 2 --keep spend
+  mv boosted.model "boosted.$workers.model"
+done
+cmp boosted.1.model boosted.2.model && cmp boosted.1.csv boosted.2.csv && echo "one and two workers give the same model and predictions"
+sed -n '/^Stages/,/^Transform/p' boosted_report.txt | sed '$d'
+echo "mean squared error of the test records; the noise alone has 25"
+awk -F, 'FNR == 1 { for (i = 1; i <= NF; ++i) column[$i] = i; next }
+         $column["kept"] == 1 { loss[FILENAME] = $column["loss_test"] }
+         END { linear = loss["linear_stages.csv"]; boosted = loss["boosted_stages.csv"]
+               printf "  linear model  %8.3f\n  boosted model %8.3f\n", linear, boosted
+               exit !(boosted < linear) }' linear_stages.csv boosted_stages.csv
+
 step "the parameter file of the sums as an object stream"
 run "$bin/vesk-inspect" xml sums.xml --save sums.stream > /dev/null
 run "$bin/vesk-inspect" stream sums.stream | sed -n 1,12p
@@ -147,6 +176,7 @@ sums.stream        a tree of tags as an object stream
 month.bin          the table with groups  found.*.csv       groups and their members, with ranks and leaders
 spend.csv          a generated table      spend.bin         its dataset, with .info and .labels
 curve.csv          its planted curve      spend.*.model     the models of one and two workers
+signals.csv        a table with signals   linear_* boosted_*  reports of two models of it
 spend_*            reports of the model   probe.predicted.csv  predictions
 parts.bin.0 .1     dataset of the pairs   energy.*.csv      energy and degrees of each subscriber
 NOTE

@@ -237,7 +237,7 @@ TEST_F(Train, TheExampleWorks) {
   analyse({"train", "--example"});
   ASSERT_EQ(result.status, 0);
   writeFile("train.xml", result.out);
-  analyse({"train", "train.xml", "t.bin", "--results", "run.xml", "--timings"});
+  analyse({"train", "train.xml", "t.bin", "--results", "run.xml", "--timings", "--strict"});
   EXPECT_EQ(result.status, 0) << result.out << result.err;
   EXPECT_TRUE(exists("churn.model"));
   EXPECT_TRUE(exists("churn_report.txt"));

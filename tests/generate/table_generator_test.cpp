@@ -33,7 +33,7 @@ std::vector<Row> rowsOf(const TableSettings& settings) {
     Row row;
     std::istringstream cells(line + ",");
     for (std::string cell; std::getline(cells, cell, ',');) row.push_back(cell);
-    EXPECT_EQ(row.size(), 6U) << line;
+    EXPECT_EQ(row.size(), settings.hasSignals ? 7U : 6U) << line;
     rows.push_back(row);
   }
   return rows;
@@ -61,6 +61,26 @@ TEST(TableGenerator, PlantsWhatItSays) {
   for (const Row& row : rowsOf({.rows = 5000, .noise = 0, .missingShare = 0.1})) {
     EXPECT_NEAR(std::stod(row[5]), plannedSpend(row), 1e-9) << row[0] << " " << row[1] << " " << row[3];
   }
+}
+
+TEST(TableGenerator, PlantsSignals) {
+  int withoutCalls = 0;
+  int rates = 0;
+  for (Row row : rowsOf({.rows = 5000, .noise = 0, .missingShare = 0.1, .hasSignals = true})) {
+    const double rate = std::stod(row[3]);
+    EXPECT_GE(rate, 0);
+    EXPECT_LE(rate, 10);
+    rates += rate > 5 ? 1 : 0;
+    row.erase(row.begin() + 3);
+    const bool hasCalls = row[2] != "NA";
+    withoutCalls += hasCalls ? 0 : 1;
+    double expected = plannedSpend(row) + 0.01 * std::stod(row[1]) * rate;
+    if (!hasCalls) expected -= 15;
+    if (hasCalls && std::stod(row[2]) > 120) expected += 12;
+    EXPECT_NEAR(std::stod(row[5]), expected, 1e-9) << row[0] << " " << row[1] << " " << row[2] << " " << rate;
+  }
+  EXPECT_NEAR(withoutCalls, 500, 110);
+  EXPECT_NEAR(rates, 2475, 180);
 }
 
 TEST(TableGenerator, AddsNoiseOfTheGivenDeviation) {
@@ -154,6 +174,8 @@ TEST(GenerateTable, WritesTableAndCurve) {
   EXPECT_EQ(outcome.err, "40000 rows, " + std::to_string(text.size()) + " bytes\n");
   EXPECT_TRUE(folder.read("table.csv") == text);
   EXPECT_EQ(folder.read("curve.csv"), plantedCurveText());
+  EXPECT_EQ(run({"--rows", "40", "-q", "--signals", "-o", folder.path("signals.csv")}).status, 0);
+  EXPECT_EQ(folder.read("signals.csv"), TableGenerator::headerWithSignals + textOf({.rows = 40, .hasSignals = true}));
   EXPECT_EQ(run({"--rows", "1", "-q", "-o", folder.path("table.csv")}).err, "");
 }
 
@@ -177,6 +199,8 @@ TEST(GenerateTable, RefusesWhatMakesNoTable) {
   expectRefused({"--missing", "1.5"}, "vesk-generate: the share of missing cells must be from 0 to 1\n");
   expectRefused({"--curve", folder.path("x/../table.csv")},
                 "vesk-generate: the table and the curve cannot share one file\n");
+  expectRefused({"--signals", "--curve", folder.path("curve.csv")},
+                "vesk-generate: --curve does not go with --signals\n");
   expectRefused({"--curve", folder.path("none/curve.csv")},
                 "vesk-generate: cannot open " + folder.path("none/curve.csv"));
   EXPECT_EQ(run({}).status, 1);

@@ -104,8 +104,10 @@ struct Selection {
   /// Adds one candidate; needed: only one that improves the score.
   bool addOne(bool needed) {
     std::erase_if(candidates, [&](std::size_t v) { return !canSelect(v); });
+    std::vector<long double> reductions(all[0].train->mean.size());
+    for (const std::size_t v : candidates) reductions[v] = reduction(v);
     std::stable_sort(candidates.begin(), candidates.end(),
-                     [&](std::size_t a, std::size_t b) { return reduction(a) > reduction(b); });
+                     [&](std::size_t a, std::size_t b) { return reductions[a] > reductions[b]; });
     while (!candidates.empty()) {
       const std::size_t v = candidates.front();
       candidates.erase(candidates.begin());

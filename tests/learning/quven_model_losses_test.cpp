@@ -13,9 +13,9 @@ class QUVENModelLossesTest : public LinearRegressionTest {
 
   QUVENModelLossesTest() { openWorld(Channels); }
 
-  QUVENOwnPtr<QUVENModelLosses> makeLosses() {
+  QUVENOwnPtr<QUVENModelLosses> makeLosses(std::int32_t lossId = 1) {
     auto losses = make<QUVENModelLosses>();
-    losses->setFields(y, x[0], w);
+    losses->setFields(y, {x[0]}, lossId, w, QUVEN_ENV);
     return losses;
   }
   /// Shows a table. Prediction and weight have their values per channel; the target has one.
@@ -49,7 +49,7 @@ class QUVENModelLossesTest : public LinearRegressionTest {
     const double weight = record.w * (record.hasValuePerChannel ? record.channel : 1);
     return weight > 0 ? weight : 0;
   }
-  void expectLosses(const QUVENModelLosses& losses, const RegressionTable& table) {
+  void expectLosses(const QUVENModelLosses& losses, const RegressionTable& table, long stage = 1) {
     std::map<int, double> weights;
     std::map<int, double> sums;
     std::map<int, double> records;
@@ -70,7 +70,7 @@ class QUVENModelLossesTest : public LinearRegressionTest {
     for (const auto kind :
          {QUVENModelLosses::Train, QUVENModelLosses::Folds, QUVENModelLosses::HeldOut, QUVENModelLosses::Test}) {
       ASSERT_GT(weights[kind], 0);
-      expectNear(losses.getLoss(kind), sums[kind] / weights[kind]);
+      expectNear(losses.getLoss(kind, stage), sums[kind] / weights[kind]);
     }
     expectNear(losses.getTotalWeight(), total);
     for (int c = 1; c <= Channels; ++c) EXPECT_EQ(losses.getRecords(c), records[c]) << c;
@@ -91,11 +91,88 @@ TEST_F(QUVENModelLossesTest, AreTheWeightedMeansOfTheSquaredErrors) {
 
 TEST_F(QUVENModelLossesTest, WithoutAWeightFieldEachRecordCountsOnce) {
   auto losses = makeLosses();
-  losses->setFields(y, x[0], nullptr);
+  losses->setFields(y, {x[0]}, 1, nullptr, QUVEN_ENV);
   losses->beginDataScan(QUVEN_ENV);
   gather(*losses, {{.x = {1}, .y = 3, .channel = 1, .w = 9}, {.x = {1}, .y = 2, .channel = 1, .w = 0}});
-  EXPECT_EQ(losses->getLoss(QUVENModelLosses::Test), (4 + 1) / 2.0);
+  EXPECT_EQ(losses->getLoss(QUVENModelLosses::Test, 1), (4 + 1) / 2.0);
   EXPECT_EQ(losses->getTotalWeight(), 2);
+  losses.reset(QUVEN_ENV);
+}
+
+TEST_F(QUVENModelLossesTest, OfEachLossFunctionAreItsOwn) {
+  const double logistic = std::log(1 + std::exp(-2 * 0.5));
+  const double logisticOfNegative = std::log(1 + std::exp(2 * 0.5));
+  const struct {
+    std::int32_t lossId;
+    double y;
+    double prediction;
+    double loss;
+  } rows[] = {{1, 3, 0.5, 6.25},
+              {7, 3, 0.5, 6.25},  // an id of no loss is squared
+              {2, 1, 0.5, logistic},
+              {2, 0, 0.5, logisticOfNegative},
+              {2, -1, 0.5, logisticOfNegative},
+              {2, 2, 0.25, logistic},
+              {5, 0, -0.5, logistic},
+              {2, 1, -1e6, 2e6},  // no overflow
+              {2, 1, 1e6, 0},
+              {3, 3, 0.5, std::exp(0.5) - 1.5},
+              {6, 0, 0.5, std::exp(0.5)},
+              {4, 1, 0.25, 0.75},
+              {4, 1, 1, 0},
+              {4, 1, 3, 0},
+              {4, 0, 3, 4},
+              {4, -1, -0.5, 0.5}};
+  for (const auto& row : rows) {
+    auto losses = makeLosses(row.lossId);
+    losses->beginDataScan(QUVEN_ENV);
+    gather(*losses, {{.x = {row.prediction}, .y = row.y, .channel = 1, .w = 2}});
+    expectNear(losses->getLoss(QUVENModelLosses::Test, 1), row.loss);
+    losses.reset(QUVEN_ENV);
+  }
+  for (const std::int32_t lossId : {1, 2, 3, 4}) {
+    auto losses = makeLosses(lossId);
+    losses->beginDataScan(QUVEN_ENV);
+    losses->beginRecords(QUVEN_ENV);
+    set({.y = 1, .channel = 1});
+    x[0]->setNumValue(noNumber);
+    losses->update(*point, QUVEN_ENV);
+    EXPECT_TRUE(losses->hasWeight(QUVENModelLosses::Test));
+    EXPECT_FALSE(losses->hasWeight(QUVENModelLosses::HeldOut));
+    EXPECT_TRUE(std::isnan(losses->getLoss(QUVENModelLosses::Test, 1))) << lossId;
+    losses.reset(QUVEN_ENV);
+  }
+}
+
+TEST_F(QUVENModelLossesTest, EachStageHasItsOwn) {
+  const RegressionTable table = [] {
+    RegressionTable records = tableOfLosses(400);
+    for (RegressionRecord& record : records) record.x[2] = record.x[0] * record.x[0] - 1;
+    return records;
+  }();
+  auto losses = makeLosses();
+  losses->setFields(y, {x[0], x[1], x[2]}, 1, w, QUVEN_ENV);
+  EXPECT_EQ(losses->getNumStages(), 3);
+  losses->beginDataScan(QUVEN_ENV);
+  gather(*losses, table);
+  expectLosses(*losses, table);
+  for (const long stage : {2, 3}) {
+    RegressionTable shifted = table;
+    for (RegressionRecord& record : shifted) record.x[0] = record.x[static_cast<std::size_t>(stage - 1)];
+    expectLosses(*losses, shifted, stage);
+  }
+  for (const long stage : {0, 4}) {
+    expectFailure([&] { losses->getLoss(QUVENModelLosses::Test, stage); }, "1 <= stage && stage <= getNumStages()");
+  }
+  losses.reset(QUVEN_ENV);
+}
+
+TEST_F(QUVENModelLossesTest, ARecordWithoutWeightAddsNothing) {
+  auto losses = makeLosses();
+  losses->beginDataScan(QUVEN_ENV);
+  gather(*losses, {{.x = {std::numeric_limits<double>::infinity()}, .y = 3, .channel = 1, .w = 0},
+                   {.x = {1}, .y = 3, .channel = 1}});
+  EXPECT_EQ(losses->getLoss(QUVENModelLosses::Test, 1), 4);
   losses.reset(QUVEN_ENV);
 }
 
@@ -103,10 +180,10 @@ TEST_F(QUVENModelLossesTest, ALossWithoutWeightIsNoNumber) {
   auto losses = makeLosses();
   losses->beginDataScan(QUVEN_ENV);
   gather(*losses, {{.y = 3, .channel = 4}, {.y = 3, .channel = 1, .w = 0}});
-  EXPECT_EQ(losses->getLoss(QUVENModelLosses::Folds), 9);
-  EXPECT_EQ(losses->getLoss(QUVENModelLosses::Train), 9);
-  EXPECT_TRUE(std::isnan(losses->getLoss(QUVENModelLosses::HeldOut)));
-  EXPECT_TRUE(std::isnan(losses->getLoss(QUVENModelLosses::Test)));
+  EXPECT_EQ(losses->getLoss(QUVENModelLosses::Folds, 1), 9);
+  EXPECT_EQ(losses->getLoss(QUVENModelLosses::Train, 1), 9);
+  EXPECT_TRUE(std::isnan(losses->getLoss(QUVENModelLosses::HeldOut, 1)));
+  EXPECT_TRUE(std::isnan(losses->getLoss(QUVENModelLosses::Test, 1)));
   EXPECT_EQ(losses->getRecords(1), 1);
   losses.reset(QUVEN_ENV);
 }

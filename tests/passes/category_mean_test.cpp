@@ -266,6 +266,37 @@ TEST_F(QUVENCategoryMeanTest, ScoresEachChannel) {
   }
 }
 
+TEST_F(QUVENCategoryMeanTest, ScoresOneChannelAndScoresARecordAgain) {
+  writeRecords({{1, 2}, {1, 4}, {2, 9}, {2, 11}, {Missing, 5}});
+  PassRun run(path, {.numChannels = 3, .dealChannel = [](std::int64_t) { return 1; }, .scoredChannel = 2});
+  if (run.isRank0()) {
+    run.driver.addField(run.field("c"), run.handle());
+    addModel(run);
+  }
+  run.passes();
+  QUVENField& predicted = run.field("Predicted_y");
+  const auto number = [&](long channel) {
+    const double value = predicted.getNumValueOfChannel(channel, run.handle());
+    return std::isnan(value) ? std::string("-") : std::to_string(static_cast<int>(value));
+  };
+  const auto writeRow = [&](QUVENDataPoint& point, std::int64_t, std::string& row) {
+    row = number(1) + "," + number(2) + "," + number(3);
+    QUVENField& category = point.getField(point.getFieldIndex("c"));
+    QUVENFieldValue saved;
+    category.saveValue(saved, run.handle());
+    category.setMissing();
+    run.driver.scoreAgain(run.handle());
+    row += ":" + number(2);
+    category.restoreValue(saved, run.handle());
+    saved.deleteMemory(run.handle());
+    run.driver.scoreAgain(run.handle());
+    row += ":" + number(2);
+  };
+  run.driver.writeRows(path + ".channel", "channel", writeRow, run.handle());
+  if (!run.isRank0()) return;
+  EXPECT_EQ(folder.read("data.channel"), "channel\n-,3,-:5:3\n-,3,-:5:3\n-,10,-:5:10\n-,10,-:5:10\n-,5,-:5:5\n");
+}
+
 TEST_F(QUVENCategoryMeanTest, PredictionsAreWrittenBeforeTrainingAndTwiceAfterIt) {
   writeRecords({{1, 2}, {1, 4}, {2, 9}, {Missing, Missing}});
   for (const std::int32_t slices : {0, 3}) {

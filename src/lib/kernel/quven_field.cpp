@@ -101,15 +101,9 @@ void QUVENField::setNumValueOfChannel(long channel, double value, const QUVENEnv
 }
 
 void QUVENField::setNumValuesOfChannels(std::span<const double> values, const QUVENEnvHandle& env) {
-  const auto channels = static_cast<long>(values.size());
-  QUVEN_ASSERT(channels == getGlobalNumChannels() && channels > 0);
-  if (numValues.getSize() < channels) numValues.autoExtend(channels, QUVEN_ENV);
-  std::copy(values.begin(), values.end(), numValues.begin());
-  numValueCount = static_cast<std::int32_t>(channels);
-  numValue = values.front();
-  valuePresent = 1;
-  valueMissing = 0;
-  valueIndex = StaleValueIndex;
+  QUVEN_ASSERT(static_cast<long>(values.size()) == getGlobalNumChannels());
+  std::copy(values.begin(), values.end(), beginNumValuesOfChannels(QUVEN_ENV));
+  endNumValuesOfChannels();
 }
 
 std::int32_t QUVENField::getValueIndex(const QUVENEnvHandle& env) {

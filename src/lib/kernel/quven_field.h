@@ -148,6 +148,19 @@ class QUVENField : public QUVENObjectOf<QUVENField, QUVENDataScan> {
   /// The values of all channels at once, from 0.
   /// Requires: as many as getGlobalNumChannels(), an assertion failure otherwise.
   void setNumValuesOfChannels(std::span<const double> values, const QUVENEnvHandle& env);
+  /// The place of the values of all channels, from 0, which are set by endNumValuesOfChannels.
+  /// Requires: nothing reads or sets the field in between.
+  double* beginNumValuesOfChannels(const QUVENEnvHandle& env) {
+    if (numValues.getSize() < getGlobalNumChannels()) numValues.autoExtend(getGlobalNumChannels(), env);
+    return numValues.begin();
+  }
+  void endNumValuesOfChannels() {
+    numValueCount = getGlobalNumChannels();
+    numValue = numValues[1];
+    valuePresent = 1;
+    valueMissing = 0;
+    valueIndex = StaleValueIndex;
+  }
   /// Keeps the value of the current record, or that there is none.
   void saveValue(QUVENFieldValue& savedfieldval, const QUVENEnvHandle& env) const;
   /// Errors: the value of a field of another type fails "savedfieldval.ivFieldType == getType()".

@@ -124,11 +124,18 @@ class QUVENBinLimits {
   /// Takes over count limits, and returns whether they are in ascending order and not too many.
   template <class LimitAt>
   bool setLimits(long count, LimitAt limitAt);
-  /// How many limits of a group are at or below a number.
+  /// How many limits of a group are at or below a number. Two at a time, by vectors of the compiler: it does not make
+  /// them of a plain loop here, and the search is in every pass.
   static std::int32_t countUpTo(const double* group, double x) {
-    std::int64_t count = 0;
-    for (std::int32_t i = 0; i < GroupSize; ++i) count += group[i] <= x ? 1 : 0;
-    return static_cast<std::int32_t>(count);
+    using Numbers = double __attribute__((vector_size(16)));
+    using Counts = std::int64_t __attribute__((vector_size(16)));
+    const Numbers all = {x, x};
+    Counts count = {0, 0};
+    for (std::int32_t i = 0; i < GroupSize; i += 2) {
+      const Numbers limitsOfTwo = {group[i], group[i + 1]};
+      count -= limitsOfTwo <= all;  // a comparison that holds is -1
+    }
+    return static_cast<std::int32_t>(count[0] + count[1]);
   }
 
   bool searchable = false;

@@ -92,6 +92,7 @@ void QUVENFeatureTransform::makeRootModel(QUVENOwnPtr<QUVENLinRegModel>& result,
 }
 
 void QUVENFeatureTransform::releaseModels(const QUVENEnvHandle& env) {
+  scorer.clear();
   ivSegmentModelVec.deleteMemory(QUVEN_ENV);
   ivSplitTestPtr.reset(QUVEN_ENV);
   ivRootModelPtr.reset(QUVEN_ENV);
@@ -173,9 +174,50 @@ void QUVENFeatureTransform::beginRecords(const QUVENEnvHandle& env) {
 
 void QUVENFeatureTransform::learn(QUVENDataPoint& point, const QUVENEnvHandle& env) {
   const QUVENSplitTest& split = *ivSplitTestPtr;
-  if (!split.hasValuePerChannel()) return segmentModel(split.getSegment(1, QUVEN_ENV)).learn(point, QUVEN_ENV);
+  if (!split.hasValuePerChannel()) {
+    QUVENLinRegModel& segment = segmentModel(split.getSegment(1, QUVEN_ENV));
+    QUVENLinRegModel& root = rootModel();  // looks up for all segments: they have the same inputs
+    if (segment.isOneValued() && root.hasOneValueNow()) return segment.learnOneValued(point, QUVEN_ENV);
+    if (root.lookUpRecord(QUVEN_ENV)) segment.learnLookedUp(root, point.getChannel(), QUVEN_ENV);
+    return;
+  }
   for (std::int32_t channel = 1; channel <= getGlobalNumChannels(); ++channel) {
     segmentModel(split.getSegment(channel, QUVEN_ENV)).learnChannel(channel, point, QUVEN_ENV);
+  }
+}
+
+void QUVENFeatureTransform::addToBlock(QUVENBlockOfTransform& part, long record, const QUVENEnvHandle& env) const {
+  const QUVENSplitTest& split = *ivSplitTestPtr;
+  const long channels = part.hasSegmentPerChannel ? getGlobalNumChannels() : 1;
+  for (long c = 0; c < channels; ++c) {
+    part.segments[static_cast<std::size_t>(record * channels + c)] = split.getSegment(c + 1, QUVEN_ENV);
+  }
+  if (!part.hasOwnVariable) return;
+  const double value = ivSplitFieldPtr->getNumValueOrSingle(1);  // 0.0 for categories
+  part.values[static_cast<std::size_t>(record)] = std::isnan(value) ? 0.0 : value;
+}
+
+void QUVENFeatureTransform::learnBlock(const QUVENRecordBlock& block, const QUVENBlockOfTransform& part,
+                                       const QUVENEnvHandle& env) {
+  const long channels = getGlobalNumChannels();
+  const long first = part.hasOwnVariable ? 1 : 0;
+  const long shared = block.getNumVariables();
+  blockRecord.setSize(first + shared, QUVEN_ENV);
+  double* const variables = blockRecord.begin();
+  for (long r = 0; r < block.getNumRecords(); ++r) {
+    const auto recordChannel = static_cast<std::int32_t>(block.getRecordChannel(r));
+    if (part.hasOwnVariable) variables[0] = part.values[static_cast<std::size_t>(r)];
+    for (long c = 0; c < channels; ++c) {
+      const auto channel = static_cast<std::int32_t>(c + 1);
+      const double* const values = block.at(r, c);
+      const bool isSeen = channel == recordChannel || QUVENLinRegModel::trains(recordChannel, channel);
+      if (!isSeen || std::isnan(values[shared - 1])) continue;
+      for (long i = 0; i < shared; ++i) variables[first + i] = values[i];
+      const long place = part.hasSegmentPerChannel ? r * channels + c : r;
+      QUVENLinRegModel& segment = *ivSegmentModelVec[part.segments[static_cast<std::size_t>(place)]];
+      if (segment.isOneValued()) segment.leaveOneValued(QUVEN_ENV);
+      segment.addRecord(channel, channel == recordChannel, blockRecord, values[shared], values[shared + 1]);
+    }
   }
 }
 
@@ -235,7 +277,14 @@ void QUVENFeatureTransform::mergeSegments(const QUVENEnvHandle& env) {
   findUnusableSegments(QUVEN_ENV);
 }
 
+void QUVENFeatureTransform::copyFromPrimitive(const QUVENObject* source, const QUVENEnvHandle& env) {
+  Members::copyFromPrimitive(source, QUVEN_ENV);
+  scorer.clear();
+}
+
+/// After every change of the segments.
 void QUVENFeatureTransform::findUnusableSegments(const QUVENEnvHandle& env) {
+  scorer.clear();
   isUnusable.setSize(ivSegmentModelVec.getSize(), QUVEN_ENV);
   for (long i = 1; i <= isUnusable.getSize(); ++i) {
     isUnusable[i] = ivSegmentModelVec[i] == nullptr || !ivSegmentModelVec[i]->hasUsableData(QUVEN_ENV);
@@ -311,6 +360,7 @@ bool QUVENFeatureTransform::hasNoSignal(const QUVENEnvHandle& env) const {
 
 void QUVENFeatureTransform::pruneInputs(const QUVENEnvHandle& env) {
   if (ivRootModelPtr == nullptr) return;
+  scorer.clear();
   forRootAndSegments([&](QUVENLinRegModel& model) { model.pruneInputs(QUVEN_ENV); });
   pruneUnusedInputs(QUVEN_ENV);
 }
@@ -331,44 +381,47 @@ void QUVENFeatureTransform::finishScoring(const QUVENEnvHandle& env) {
   forRootAndSegments([&](QUVENLinRegModel& model) { model.finishScoring(QUVEN_ENV); });
 }
 
-/// The model that scores a channel of the present record. Counts a segment without usable data.
-QUVENLinRegModel& QUVENFeatureTransform::scorerOf(std::int32_t segment, std::int32_t channel,
-                                                  const QUVENEnvHandle& env) {
-  if (!isUnusable.at(segment)) return segmentModel(segment);
+QUVENChannelScorer& QUVENFeatureTransform::getScorer() {
+  if (!scorer.isEmpty()) return scorer;
+  for (std::int32_t i = 1; i <= getNumSegments(); ++i) segmentModel(i).addTo(scorer);
+  rootModel().addTo(scorer);
+  return scorer;
+}
+
+/// The segment of the scorer for a channel of the present record. Counts a segment without usable data.
+long QUVENFeatureTransform::scorerOf(std::int32_t segment, std::int32_t channel, const QUVENEnvHandle& env) {
+  if (!isUnusable.at(segment)) return segment;
   const QUVENTransformGlobalVars& settings = QUVENTransformGlobalVars::get(QUVEN_ENV);
   if (QUVENField* warning = settings.getWarningField()) {
     const double count = warning->hasValue() ? warning->getNumValueOrSingle(channel) : 0.0;
     warning->setNumValueOfChannel(channel, std::isnan(count) ? 1.0 : count + 1.0, QUVEN_ENV);
   }
   const bool isMissingSegment = segment == splitTest().getMissingSegment();
-  return settings.isUnseenFromRoot() && isMissingSegment ? rootModel() : segmentModel(segment);
+  return settings.isUnseenFromRoot() && isMissingSegment ? getNumSegments() + 1 : segment;
 }
 
-void QUVENFeatureTransform::scoreChannel(std::int32_t channel, QUVENDataPoint& point, const QUVENEnvHandle& env) {
-  scorerOf(splitTest().getSegment(channel, QUVEN_ENV), channel, QUVEN_ENV).scoreChannel(channel, point, QUVEN_ENV);
+void QUVENFeatureTransform::scoreChannel(std::int32_t channel, QUVENDataPoint&, const QUVENEnvHandle& env) {
+  const QUVENChannelScorer& models = getScorer();
+  const long segment = scorerOf(splitTest().getSegment(channel, QUVEN_ENV), channel, QUVEN_ENV);
+  const double prediction = models.predict(segment, channel - 1);
+  if (predValField != nullptr) predValField->setNumValueOfChannel(channel, prediction, QUVEN_ENV);
+  if (predValStdDevField == nullptr) return;
+  predValStdDevField->setNumValueOfChannel(channel, models.getStdDevs(segment)[channel - 1], QUVEN_ENV);
 }
 
 void QUVENFeatureTransform::scorePoint(QUVENDataPoint& point, const QUVENEnvHandle& env) {
   const QUVENSplitTest& split = splitTest();
+  QUVENChannelScorer& models = getScorer();
   const std::int32_t channels = getGlobalNumChannels();
-  if (!split.hasValuePerChannel()) {
-    const std::int32_t segment = split.getSegment(1, QUVEN_ENV);
-    QUVENLinRegModel* scorer = nullptr;
-    for (std::int32_t channel = 1; channel <= channels; ++channel) {
-      scorer = &scorerOf(segment, channel, QUVEN_ENV);
-      if (!isUnusable[segment]) break;  // nothing to count
-    }
-    return scorer->scorePoint(point, QUVEN_ENV);
+  const std::int32_t found = split.getSegment(1, QUVEN_ENV);
+  if (split.hasValuePerChannel() || isUnusable.at(found)) {
+    for (std::int32_t channel = 1; channel <= channels; ++channel) scoreChannel(channel, point, QUVEN_ENV);
+    return;
   }
-  ofChannels.setSize(2L * channels, QUVEN_ENV);
-  for (std::int32_t channel = 1; channel <= channels; ++channel) {
-    QUVENLinRegModel& scorer = scorerOf(split.getSegment(channel, QUVEN_ENV), channel, QUVEN_ENV);
-    ofChannels[channel] = scorer.predict(channel, QUVEN_ENV);
-    ofChannels[channels + channel] = scorer.getStdDevs(QUVEN_ENV)[channel - 1];
+  if (predValField != nullptr) {
+    models.predictAll(found, predValField->beginNumValuesOfChannels(QUVEN_ENV));
+    predValField->endNumValuesOfChannels();
   }
-  const auto size = static_cast<std::size_t>(channels);
-  if (predValField != nullptr) predValField->setNumValuesOfChannels({ofChannels.begin(), size}, QUVEN_ENV);
-  if (predValStdDevField != nullptr) {
-    predValStdDevField->setNumValuesOfChannels({ofChannels.begin() + size, size}, QUVEN_ENV);
-  }
+  if (predValStdDevField == nullptr) return;
+  predValStdDevField->setNumValuesOfChannels({models.getStdDevs(found), static_cast<std::size_t>(channels)}, QUVEN_ENV);
 }

@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "learning/quven_lin_reg_model.h"
+#include "learning/quven_record_block.h"
 #include "learning/quven_split_test.h"
 
 /// Settings that all feature transforms of an environment share: what they do with records of segments that had no
@@ -74,12 +75,20 @@ class QUVENFeatureTransform : public QUVENObjectOf<QUVENFeatureTransform, QUVENM
 
   /// Shows the present record to all channels.
   void learn(QUVENDataPoint& point, const QUVENEnvHandle& env);
+  // The form for blocks of records, for transforms whose inputs beside their own field are the variables of a block.
+
+  /// Looks up what the transform has of the present record, which is number `record` of the block.
+  void addToBlock(QUVENBlockOfTransform& part, long record, const QUVENEnvHandle& env) const;
+  /// Shows the records of a block, in their order, to all channels.
+  void learnBlock(const QUVENRecordBlock& block, const QUVENBlockOfTransform& part, const QUVENEnvHandle& env);
+
   /// Shows the present record to one channel: the batch form.
   void learnChannel(std::int32_t channel, QUVENDataPoint& point, const QUVENEnvHandle& env);
   void setBatchChannel(std::int32_t channel) { batchChannel = channel; }
 
   /// Errors: a stream with another number of models than segments is an assertion failure.
   void postReadPrimitive(QUVENObjReader& reader, const QUVENEnvHandle& env) override;
+  void copyFromPrimitive(const QUVENObject* source, const QUVENEnvHandle& env) override;
 
   /// None of its own: those of the root and the segments.
   bool hasScanResult(const QUVENEnvHandle&) const override { return false; }
@@ -137,7 +146,8 @@ class QUVENFeatureTransform : public QUVENObjectOf<QUVENFeatureTransform, QUVENM
   void releaseModels(const QUVENEnvHandle& env);
   void mergeSegments(const QUVENEnvHandle& env);
   void findUnusableSegments(const QUVENEnvHandle& env);
-  QUVENLinRegModel& scorerOf(std::int32_t segment, std::int32_t channel, const QUVENEnvHandle& env);
+  long scorerOf(std::int32_t segment, std::int32_t channel, const QUVENEnvHandle& env);
+  QUVENChannelScorer& getScorer();
   void learnBatch(QUVENDataPoint& point, const QUVENEnvHandle& env);
 
   QUVEN_MEMBER_IF(writerMode != QUVENObjWriter::ScanResults, ivSplitFieldPtr, QUVENField*) = nullptr;
@@ -148,8 +158,10 @@ class QUVENFeatureTransform : public QUVENObjectOf<QUVENFeatureTransform, QUVENM
   QUVEN_STATE(predValField, QUVENField*) = nullptr;
   QUVEN_STATE(predValStdDevField, QUVENField*) = nullptr;
   QUVEN_STATE(numInitialSegments, std::int32_t) = 0;
-  QUVEN_STATE(isUnusable, QUVENXaRay<bool>);    // by segment
-  QUVEN_STATE(ofChannels, QUVENXaRay<double>);  // of a record: the predictions and deviations of the channels
+  QUVEN_STATE(isUnusable, QUVENXaRay<bool>);     // by segment
+  QUVEN_STATE(blockRecord, QUVENXaRay<double>);  // the variables of a record of a block
+  /// Of the segments and, behind them, the root; empty until a record is scored. Not copied.
+  QUVENChannelScorer scorer;
   QUVEN_STATE(batchChannel, std::int32_t) = 1;
 };
 

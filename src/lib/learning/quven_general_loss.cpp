@@ -359,7 +359,11 @@ void QUVENGeneralLoss::checkFields() const {
 }
 
 void QUVENGeneralLoss::checkChannels() const {
-  if (getLineSearchType() != NoLineSearch) QUVEN_ASSERT(ivAlphaVector.getSize() == getGlobalNumChannels());
+  // A model file is read once before the number of its channels is known; the steps of a trained stage are looked up
+  // with a check of the channel.
+  if (getState() < StepKnown && getLineSearchType() != NoLineSearch) {
+    QUVEN_ASSERT(ivAlphaVector.getSize() == getGlobalNumChannels());
+  }
   if (getState() == StepSearch) {
     QUVEN_ASSERT(!isFirstStage() && getLineSearchType() != NoLineSearch);
     QUVEN_ASSERT(ivNegGradVector.getSize() == getGlobalNumChannels());

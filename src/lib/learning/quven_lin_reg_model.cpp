@@ -135,39 +135,43 @@ bool QUVENLinRegModel::hasOneValueNow() const {
 
 void QUVENLinRegModel::learn(QUVENDataPoint& point, const QUVENEnvHandle& env) {
   if (oneValued && hasOneValueNow()) return learnOneValued(point, QUVEN_ENV);
-  learnAll(point, QUVEN_ENV);
+  const std::int32_t recordChannel = getRecordChannel(point);
+  if (lookUpRecord(QUVEN_ENV)) learnLookedUp(*this, recordChannel, QUVEN_ENV);
 }
 
-/// learnChannel for every channel. The values of the record are looked up once for all of them.
-void QUVENLinRegModel::learnAll(QUVENDataPoint& point, const QUVENEnvHandle& env) {
-  const std::int32_t recordChannel = getRecordChannel(point);
-  leaveOneValued(QUVEN_ENV);
+bool QUVENLinRegModel::lookUpRecord(const QUVENEnvHandle& env) {
   const long channels = getGlobalNumChannels();
   const long last = variables.getSize();
   const QUVENField& targetField = *variables[last];
-  if (!targetField.hasValue() || targetField.isMissing()) return;
+  if (!targetField.hasValue() || targetField.isMissing()) return false;
   rows.setSize((last + 2) * channels, QUVEN_ENV);
-  sources.setSize(last, QUVEN_ENV);
+  sources.setSize(last + 2, QUVEN_ENV);
   double* place = rows.begin();
-  const auto valuesOf = [&](const QUVENField* field, double absent) -> const double* {
-    double* const own = place;
+  const auto lookUp = [&](long i, const QUVENField* field, double absent) {
+    if (field == nullptr) std::fill(place, place + channels, absent);
+    sources[i] = field == nullptr ? place : field->getNumValuesOrSingle(channels, place);
     place += channels;
-    if (field != nullptr) return field->getNumValuesOrSingle(channels, own);
-    std::fill(own, own + channels, absent);
-    return own;
   };
-  for (long i = 1; i <= last; ++i) sources[i] = valuesOf(variables[i], 0.0);
-  const double* const caseWeights = valuesOf(getCaseWeightField(), 1.0);
-  const double* const invVarWeights = valuesOf(getInvVarWeightField(), 1.0);
-  for (std::int32_t channel = 1; channel <= channels; ++channel) {
+  for (long i = 1; i <= last; ++i) lookUp(i, variables[i], 0.0);
+  lookUp(last + 1, getCaseWeightField(), 1.0);
+  lookUp(last + 2, getInvVarWeightField(), 1.0);
+  return true;
+}
+
+void QUVENLinRegModel::learnLookedUp(QUVENLinRegModel& source, std::int32_t recordChannel, const QUVENEnvHandle& env) {
+  leaveOneValued(QUVEN_ENV);
+  const long last = source.variables.getSize();
+  const double* const* const at = source.sources.begin() - 1;  // at[i]: the values of variable i by channel
+  QUVENXaRay<double>& record = source.values;
+  for (std::int32_t channel = 1; channel <= getGlobalNumChannels(); ++channel) {
     if (channel != recordChannel && !trains(recordChannel, channel)) continue;
     const long c = channel - 1;
-    const double target = sources[last][c];
+    const double target = at[last][c];
     if (std::isnan(target)) continue;
-    for (long i = 1; i < last; ++i) values[i] = orZero(sources[i][c]);
-    values[last] = target;
+    for (long i = 1; i < last; ++i) record[i] = orZero(at[i][c]);
+    record[last] = target;
     QUVENLSData& data = channel == recordChannel ? ivEvalChannels[channel] : ivTrnChannels[channel];
-    data.addDataPoint(values, orZero(caseWeights[c]), orZero(invVarWeights[c]));
+    data.addDataPoint(record, orZero(at[last + 1][c]), orZero(at[last + 2][c]));
   }
 }
 
@@ -254,12 +258,12 @@ void QUVENLinRegModel::releaseStatistics(const QUVENEnvHandle& env) {
 
 void QUVENLinRegModel::copyFromPrimitive(const QUVENObject* source, const QUVENEnvHandle& env) {
   Members::copyFromPrimitive(source, QUVEN_ENV);
-  forgetScorer(QUVEN_ENV);
+  scorer.clear();
 }
 
 void QUVENLinRegModel::postReadPrimitive(QUVENObjReader& reader, const QUVENEnvHandle& env) {
   Members::postReadPrimitive(reader, QUVEN_ENV);
-  forgetScorer(QUVEN_ENV);
+  scorer.clear();
   for (const QUVENField* field : ivInputFields) QUVEN_ASSERT(field != nullptr);
   for (const QUVENLSResults& results : ivResultsChannels) {
     const QUVENLSModel* selected = results.getSelectedModel();
@@ -310,7 +314,7 @@ void QUVENLinRegModel::refitMerged(const QUVENEnvHandle& env) { selectModels(QUV
 
 void QUVENLinRegModel::selectModels(const QUVENEnvHandle& env) {
   auto method = quvenMake<QUVENLSCholeskiMethod>(QUVEN_ENV);
-  forgetScorer(QUVEN_ENV);
+  scorer.clear();
   ivResultsChannels.setSize(0, QUVEN_ENV);
   ivInputFields.setSize(0, QUVEN_ENV);
   method->selectFolds(ivTrnChannels, ivEvalChannels, ivResultsChannels, floorFactor, QUVEN_ENV);
@@ -347,7 +351,7 @@ void QUVENLinRegModel::getModelScoresVector(QUVENXaRay<QUVENModelScores>& scores
 void QUVENLinRegModel::selectBest(long index, const QUVENEnvHandle& env) {
   const long numChannels = getGlobalNumChannels();
   if (getSelectedModel(numChannels) != nullptr) return;
-  forgetScorer(QUVEN_ENV);
+  scorer.clear();
   for (QUVENLSResults& results : ivResultsChannels) results.selectRank(index - 1, QUVEN_ENV);
   const QUVENLSModel& model = *getSelectedModel(numChannels);
   ivInputFields.setSize(model.getModelRank(), QUVEN_ENV);
@@ -419,72 +423,44 @@ void QUVENLinRegModel::collectFieldsUsed(QUVENModelFieldsUsed& fieldsUsed, const
 
 // Scoring
 
-void QUVENLinRegModel::makeScorer(const QUVENEnvHandle& env) {
+void QUVENLinRegModel::addTo(QUVENChannelScorer& channelScorer) const {
   const long channels = getGlobalNumChannels();
-  scorer.setSize((ivInputFields.getSize() + 2) * channels, QUVEN_ENV);
   for (long channel = 1; channel <= channels; ++channel) {
     const QUVENLSModel* model = getSelectedModel(channel);
-    if (model == nullptr) forgetScorer(QUVEN_ENV);
     QUVEN_ASSERT(model != nullptr);
-    scorer[channel] = model->getIntercept();
-    scorer[channels + channel] = model->getModelStdDev();
-    for (long i = 1; i <= ivInputFields.getSize(); ++i) {
-      scorer[(i + 1) * channels + channel] = model->getCoefficientAt(i);
-    }
+  }
+  double* const numbers = channelScorer.addSegment(ivInputFields, channels);
+  for (long channel = 1; channel <= channels; ++channel) {
+    const QUVENLSModel& model = *getSelectedModel(channel);
+    double* number = numbers + channel - 1;
+    *number = model.getIntercept();
+    *(number += channels) = model.getModelStdDev();
+    for (long i = 1; i <= ivInputFields.getSize(); ++i) *(number += channels) = model.getCoefficientAt(i);
   }
 }
 
-double QUVENLinRegModel::predict(std::int32_t channel, const QUVENEnvHandle& env) {
-  if (scorer.isEmpty()) makeScorer(QUVEN_ENV);
-  const long channels = getGlobalNumChannels();
-  double prediction = scorer[channel];
-  for (long i = 1; i <= ivInputFields.getSize(); ++i) {
-    const double value = ivInputFields[i]->getNumValueOrSingle(channel);
-    if (!std::isnan(value)) prediction += value * scorer[(i + 1) * channels + channel];
-  }
-  return prediction;
-}
-
-void QUVENLinRegModel::predictAll(double* __restrict predictions, const QUVENEnvHandle& env) {
-  if (scorer.isEmpty()) makeScorer(QUVEN_ENV);
-  const long channels = getGlobalNumChannels();
-  if (rows.getSize() < channels) rows.setSize(channels, QUVEN_ENV);
-  std::copy(scorer.begin(), scorer.begin() + channels, predictions);
-  const double* coefficients = scorer.begin() + 2 * channels;
-  for (const QUVENField* field : ivInputFields) {
-    const double* const fieldValues = field->getNumValuesOrSingle(channels, rows.begin());
-    for (long c = 0; c < channels; ++c) {
-      const double sum = predictions[c] + fieldValues[c] * coefficients[c];
-      predictions[c] = std::isnan(fieldValues[c]) ? predictions[c] : sum;
-    }
-    coefficients += channels;
-  }
-}
-
-const double* QUVENLinRegModel::getStdDevs(const QUVENEnvHandle& env) {
-  if (scorer.isEmpty()) makeScorer(QUVEN_ENV);
-  return scorer.begin() + getGlobalNumChannels();
+QUVENChannelScorer& QUVENLinRegModel::getScorer() {
+  if (scorer.isEmpty()) addTo(scorer);
+  return scorer;
 }
 
 void QUVENLinRegModel::scorePoint(QUVENDataPoint&, const QUVENEnvHandle& env) {
-  const long channels = getGlobalNumChannels();
-  const double* const stdDevs = getStdDevs(QUVEN_ENV);
+  const auto channels = static_cast<std::size_t>(getGlobalNumChannels());
+  QUVENChannelScorer& models = getScorer();
   if (ivPredValFieldPtr != nullptr) {
-    rows.setSize(2 * channels, QUVEN_ENV);
-    double* const predictions = rows.begin() + channels;
-    predictAll(predictions, QUVEN_ENV);
-    ivPredValFieldPtr->setNumValuesOfChannels({predictions, static_cast<std::size_t>(channels)}, QUVEN_ENV);
+    models.predictAll(1, ivPredValFieldPtr->beginNumValuesOfChannels(QUVEN_ENV));
+    ivPredValFieldPtr->endNumValuesOfChannels();
   }
   if (ivPredValStdDevFieldPtr == nullptr) return;
-  ivPredValStdDevFieldPtr->setNumValuesOfChannels({stdDevs, static_cast<std::size_t>(channels)}, QUVEN_ENV);
+  ivPredValStdDevFieldPtr->setNumValuesOfChannels({models.getStdDevs(1), channels}, QUVEN_ENV);
 }
 
 void QUVENLinRegModel::scoreChannel(std::int32_t channel, QUVENDataPoint&, const QUVENEnvHandle& env) {
-  const double prediction = predict(channel, QUVEN_ENV);
+  const QUVENChannelScorer& models = getScorer();
+  const double prediction = models.predict(1, channel - 1);
   if (ivPredValFieldPtr != nullptr) ivPredValFieldPtr->setNumValueOfChannel(channel, prediction, QUVEN_ENV);
-  if (ivPredValStdDevFieldPtr != nullptr) {
-    ivPredValStdDevFieldPtr->setNumValueOfChannel(channel, getStdDevs(QUVEN_ENV)[channel - 1], QUVEN_ENV);
-  }
+  if (ivPredValStdDevFieldPtr == nullptr) return;
+  ivPredValStdDevFieldPtr->setNumValueOfChannel(channel, models.getStdDevs(1)[channel - 1], QUVEN_ENV);
 }
 
 // Report

@@ -3,6 +3,7 @@
 
 #include "kernel/quven_model.h"
 #include "kernel/quven_model_outputs.h"
+#include "learning/quven_channel_scorer.h"
 #include "learning/quven_fold_dealing.h"
 #include "learning/quven_ls_data.h"
 #include "learning/quven_ls_model.h"
@@ -45,6 +46,22 @@ class QUVENLinRegModel : public QUVENObjectOf<QUVENLinRegModel, QUVENModel> {
   bool hasOneValueNow() const;
   /// learn, for a record of which hasOneValueNow is known. Requires: isOneValued().
   void learnOneValued(QUVENDataPoint& point, const QUVENEnvHandle& env);
+  /// Looks the values of the present record up for all channels; false when the target is missing.
+  bool lookUpRecord(const QUVENEnvHandle& env);
+  /// Shows the record that a model of the same inputs has looked up to all channels.
+  void learnLookedUp(QUVENLinRegModel& source, std::int32_t recordChannel, const QUVENEnvHandle& env);
+  /// Adds a record that was looked up, for one channel. Shapes: as many values as variables, the target last.
+  /// Requires: leaveOneValued, and a target that is a number.
+  void addRecord(std::int32_t channel, bool isOwnRecord, const QUVENXaRay<double>& record, double caseWeight,
+                 double invVarWeight) {
+    QUVENLSData& data = isOwnRecord ? ivEvalChannels[channel] : ivTrnChannels[channel];
+    data.addDataPoint(record, caseWeight, invVarWeight);
+  }
+  /// Whether the records of a channel train another one.
+  static bool trains(std::int32_t recordChannel, std::int32_t channel) {
+    if (channel == TestChannel) return true;
+    return recordChannel != TestChannel && (channel == HeldOutChannel || recordChannel != HeldOutChannel);
+  }
   /// Whether all records of the pass so far had one value in each field. The train data are empty then.
   bool isOneValued() const { return oneValued; }
   /// Adds the records of another model of the same inputs. Requires: the pass of both has ended, or isOneValued() is
@@ -53,12 +70,8 @@ class QUVENLinRegModel : public QUVENObjectOf<QUVENLinRegModel, QUVENModel> {
   /// From now on train data are gathered as well: what is not one-valued may follow.
   void leaveOneValued(const QUVENEnvHandle& env);
 
-  /// The prediction for the present record, which is not written anywhere. Errors: as for scoreChannel.
-  double predict(std::int32_t channel, const QUVENEnvHandle& env);
-  /// The predictions of all channels, from 0. Errors: as for scoreChannel.
-  void predictAll(double* predictions, const QUVENEnvHandle& env);
-  /// The standard deviations of all channels, from 0. Errors: as for scoreChannel.
-  const double* getStdDevs(const QUVENEnvHandle& env);
+  /// Adds the selected models to a scorer as its next segment. Errors: no selected model is an assertion failure.
+  void addTo(QUVENChannelScorer& channelScorer) const;
 
   /// A model with the same inputs, gathered data, state, degrees of freedom and outputs, for a merge that is tried. It
   /// has no models yet: mergeModel makes them.
@@ -125,12 +138,6 @@ class QUVENLinRegModel : public QUVENObjectOf<QUVENLinRegModel, QUVENModel> {
   static constexpr std::int32_t HeldOutChannel = QUVENFoldDealing::HeldOutChannel;
   static constexpr std::int32_t FirstFold = QUVENFoldDealing::FirstFold;
 
-  /// Whether the records of a channel train another one.
-  static bool trains(std::int32_t recordChannel, std::int32_t channel) {
-    if (channel == TestChannel) return true;
-    return recordChannel != TestChannel && (channel == HeldOutChannel || recordChannel != HeldOutChannel);
-  }
-
   long getNumVariables() const { return getExplanatoryFields().getSize() + getTargetFields().getSize(); }
   bool isGathering() const;
   /// Whether its channels are the result of a pass: while it scans, and in an object read from a stream of results,
@@ -149,9 +156,7 @@ class QUVENLinRegModel : public QUVENObjectOf<QUVENLinRegModel, QUVENModel> {
   void deriveTrain(const QUVENEnvHandle& env);
   void learnBatch(QUVENDataPoint& point, const QUVENEnvHandle& env);
   void selectModels(const QUVENEnvHandle& env);
-  void learnAll(QUVENDataPoint& point, const QUVENEnvHandle& env);
-  void forgetScorer(const QUVENEnvHandle& env) { scorer.setSize(0, QUVEN_ENV); }
-  void makeScorer(const QUVENEnvHandle& env);
+  QUVENChannelScorer& getScorer();
   double scoreOf(int which, double QUVENLSFit::*part, const QUVENEnvHandle& env) const;
 
   QUVEN_MEMBER_IF(writesChannels(writerMode), ivEvalChannels, Channels);
@@ -165,11 +170,9 @@ class QUVENLinRegModel : public QUVENObjectOf<QUVENLinRegModel, QUVENModel> {
   QUVEN_STATE(variables, QUVENXaRay<QUVENField*>);  // their fields, null for what counts as 0.0; bound by a pass
   QUVEN_STATE(oneValued, bool) = true;
   QUVEN_STATE(batchChannel, std::int32_t) = TestChannel;
-  /// The selected models as they score: the intercepts of all channels, their standard deviations, then for each input
-  /// field the coefficients of all channels. Empty until a record is scored.
-  QUVEN_STATE(scorer, QUVENXaRay<double>);
   QUVEN_STATE(sources, QUVENXaRay<const double*>);  // of a record: the values of each variable by channel
-  QUVEN_STATE(rows, QUVENXaRay<double>);            // room for the values of a record: variables or inputs by channels
+  QUVEN_STATE(rows, QUVENXaRay<double>);            // room for the values of a record by channel
+  QUVENChannelScorer scorer;  // of the selected models, empty until a record is scored; not copied
 };
 
 #endif  // QUVEN_LIN_REG_MODEL_H

@@ -189,8 +189,11 @@ void QUVENPoissonLinkLoss::noteTargetsBound(const QUVENEnvHandle& env) {
     double count = 0;
     if (const QUVENNumFieldDist* dist = distributionOf(target)) {
       for (long i = 1; i <= dist->getNumBins(); ++i) {
-        sum += dist->getBin(i).getCount() * dist->getBin(i).getMean();
-        count += dist->getBin(i).getCount();
+        const QUVENNumFieldBin& bin = dist->getBin(i);
+        // The mean of an empty bin is the middle of its ends, which can be infinite.
+        if (bin.getCount() == 0) continue;
+        sum += bin.getCount() * bin.getMean();
+        count += bin.getCount();
       }
     }
     ivFloors.append(sum > 0 ? sum / count / partOfMean : floorOfNoMean, QUVEN_ENV);

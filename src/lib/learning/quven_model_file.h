@@ -44,6 +44,9 @@ class QUVENTrainingFacts : public QUVENObjectOf<QUVENTrainingFacts, QUVENObject>
   QUVEN_MEMBER(ivLabelColumns, QUVENXaRay<std::string, 0>);
   QUVEN_MEMBER(ivLabelCodes, QUVENXaRay<double>);
   QUVEN_MEMBER(ivLabelTexts, QUVENXaRay<std::string, 0>);
+  // Of the fields with the predictions after each stage; none for a model without stages. Last, so that the
+  // files of these models stay as they are.
+  QUVEN_MEMBER_IF(!ivStageNames.isEmpty(), ivStageNames, QUVENXaRay<std::string, 0>);
 };
 
 /// Writes a model file: an object stream of a name map with copies of the fields that the model reads and writes, the

@@ -11,20 +11,27 @@
 
 QUVEN_REGISTER(QUVENModelLosses);
 
-void QUVENModelLosses::setFields(QUVENField* target, QUVENField* prediction, QUVENField* caseWeight) {
+void QUVENModelLosses::setFields(QUVENField* target, const std::vector<QUVENField*>& predictions, std::int32_t lossId,
+                                 QUVENField* caseWeight, const QUVENEnvHandle& env) {
   ivTargetFieldPtr = target;
-  ivPredictionFieldPtr = prediction;
+  ivPredictionFields.setSize(0, QUVEN_ENV);
+  for (QUVENField* prediction : predictions) ivPredictionFields.append(prediction, QUVEN_ENV);
+  ivLossId = lossId;
+  loss.reset(QUVEN_ENV);
   ivCaseWeightFieldPtr = caseWeight;
 }
 
-double QUVENModelLosses::getLoss(Kind kind) const {
-  return ivWeights[kind] > 0 ? ivLosses[kind] / ivWeights[kind] : std::numeric_limits<double>::quiet_NaN();
+double QUVENModelLosses::getLoss(Kind kind, long stage) const {
+  QUVEN_ASSERT(1 <= stage && stage <= getNumStages());
+  if (!hasWeight(kind)) return std::numeric_limits<double>::quiet_NaN();
+  return ivLosses[indexOf(kind, stage)] / ivWeights[kind];
 }
 
 void QUVENModelLosses::beginRecords(const QUVENEnvHandle& env) {
+  if (loss == nullptr) QUVENGeneralLoss::create(loss, ivLossId, QUVEN_ENV);
   ivTotalWeight = 0;
   ivWeights.setSize(NumKinds, QUVEN_ENV);
-  ivLosses.setSize(NumKinds, QUVEN_ENV);
+  ivLosses.setSize(NumKinds * getNumStages(), QUVEN_ENV);
   ivRecords.setSize(getGlobalNumChannels(), QUVEN_ENV);
   for (QUVENXaRay<double>* sums : {&ivWeights, &ivLosses, &ivRecords}) std::fill(sums->begin(), sums->end(), 0.0);
 }
@@ -33,10 +40,12 @@ QUVENDataScan::UpdateFunction QUVENModelLosses::getUpdateFunction(const QUVENEnv
   return isScanInProgress() ? static_cast<UpdateFunction>(&QUVENModelLosses::observe) : nullptr;
 }
 
-void QUVENModelLosses::add(Kind kind, double target, double prediction, double weight) {
-  const double error = target - prediction;
+void QUVENModelLosses::add(Kind kind, double target, std::int32_t predictor, double weight) {
   ivWeights[kind] += weight;
-  ivLosses[kind] += weight * error * error;
+  for (long stage = 1; stage <= getNumStages(); ++stage) {
+    const double prediction = ivPredictionFields[stage]->getNumValueOrSingle(predictor);
+    ivLosses[indexOf(kind, stage)] += weight * loss->getReportedLoss(target, prediction);
+  }
 }
 
 void QUVENModelLosses::observe(QUVENDataPoint& point, const QUVENEnvHandle& env) {
@@ -48,12 +57,11 @@ void QUVENModelLosses::observe(QUVENDataPoint& point, const QUVENEnvHandle& env)
   if (std::isnan(target)) return;
   double weight = ivCaseWeightFieldPtr == nullptr ? 1.0 : ivCaseWeightFieldPtr->getNumValueOrSingle(channel);
   if (!(weight > 0)) weight = 0;  // NaN is a missing weight
+  if (weight <= 0) return;
   ivTotalWeight += weight;
-  const double own = ivPredictionFieldPtr->getNumValueOrSingle(channel);
-  if (channel == QUVENFoldDealing::TestChannel) return add(Test, target, own, weight);
-  const double final = ivPredictionFieldPtr->getNumValueOrSingle(QUVENFoldDealing::TestChannel);
-  add(Train, target, final, weight);
-  add(channel == QUVENFoldDealing::HeldOutChannel ? HeldOut : Folds, target, own, weight);
+  if (channel == QUVENFoldDealing::TestChannel) return add(Test, target, channel, weight);
+  add(Train, target, QUVENFoldDealing::TestChannel, weight);
+  add(channel == QUVENFoldDealing::HeldOutChannel ? HeldOut : Folds, target, channel, weight);
 }
 
 bool QUVENModelLosses::merge(QUVENDataScan* other, const QUVENEnvHandle&) {

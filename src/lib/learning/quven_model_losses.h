@@ -1,15 +1,18 @@
 #ifndef QUVEN_MODEL_LOSSES_H
 #define QUVEN_MODEL_LOSSES_H
 
-#include <array>
+#include <vector>
 
 #include "kernel/quven_data_scan.h"
-#include "kernel/quven_field_name_map.h"
+#include "learning/quven_general_loss.h"
 
-/// The losses of a trained model over the records of a training, gathered in one pass: the mean squared error of its
-/// prediction, weighted by the case weight.
+/// The losses of predictions over the records of a training, gathered in one pass: for each stage of a model the mean
+/// loss of what the model predicts after that stage, weighted by the case weight.
 ///
-/// A record whose target is missing or NaN has no loss. A weight that is missing, NaN or below 0 counts as 0.0.
+/// Shapes: stages run 1..getNumStages(); a model without stages has one.
+/// Units:  of the loss function, as QUVENGeneralLoss::getReportedLoss says.
+/// A record whose target is missing or NaN has no loss. A weight that is missing, NaN or below 0 counts as 0.0, and a
+/// record of weight 0.0 adds no loss. A prediction that is NaN makes the losses of its stage NaN.
 class QUVENModelLosses : public QUVENObjectOf<QUVENModelLosses, QUVENMultiScan> {
  public:
   enum Kind : std::int32_t {
@@ -22,11 +25,16 @@ class QUVENModelLosses : public QUVENObjectOf<QUVENModelLosses, QUVENMultiScan> 
 
   explicit QUVENModelLosses(const QUVENEnvHandle& env) : Members(env) {}
 
-  /// The fields of the model: target and prediction, and the case weight or null.
-  void setFields(QUVENField* target, QUVENField* prediction, QUVENField* caseWeight);
+  /// The fields of the model: the target, the prediction after each stage, and the case weight or null. lossId: that of
+  /// a loss function.
+  void setFields(QUVENField* target, const std::vector<QUVENField*>& predictions, std::int32_t lossId,
+                 QUVENField* caseWeight, const QUVENEnvHandle& env);
 
-  /// NaN when the records of the kind have no weight.
-  double getLoss(Kind kind) const;
+  long getNumStages() const { return ivPredictionFields.getSize(); }
+  /// NaN when the records of the kind have no weight. Requires: a stage of 1..getNumStages(), an assertion failure
+  /// otherwise.
+  double getLoss(Kind kind, long stage) const;
+  bool hasWeight(Kind kind) const { return ivWeights.at(kind) > 0; }
   /// The records of a channel that the pass has seen, those without a target too. Channels run 1..C.
   double getRecords(long channel) const { return ivRecords.at(channel); }
   /// The weight of all records with a target.
@@ -43,15 +51,19 @@ class QUVENModelLosses : public QUVENObjectOf<QUVENModelLosses, QUVENMultiScan> 
 
  private:
   void observe(QUVENDataPoint& point, const QUVENEnvHandle& env);
-  void add(Kind kind, double target, double prediction, double weight);
+  /// Adds the losses of all stages by the model of a channel.
+  void add(Kind kind, double target, std::int32_t predictor, double weight);
+  static long indexOf(Kind kind, long stage) { return (stage - 1) * NumKinds + kind; }
 
   QUVEN_MEMBER_IF(writerMode != QUVENObjWriter::ScanResults, ivTargetFieldPtr, QUVENField*) = nullptr;
-  QUVEN_MEMBER_IF(writerMode != QUVENObjWriter::ScanResults, ivPredictionFieldPtr, QUVENField*) = nullptr;
+  QUVEN_MEMBER_IF(writerMode != QUVENObjWriter::ScanResults, ivPredictionFields, QUVENXaRay<QUVENField*>);
   QUVEN_MEMBER_IF(writerMode != QUVENObjWriter::ScanResults, ivCaseWeightFieldPtr, QUVENField*) = nullptr;
+  QUVEN_MEMBER(ivLossId, std::int32_t) = 1;
   QUVEN_MEMBER(ivWeights, QUVENXaRay<double>);  // per kind
-  QUVEN_MEMBER(ivLosses, QUVENXaRay<double>);   // per kind, weighted sums
+  QUVEN_MEMBER(ivLosses, QUVENXaRay<double>);   // per stage and kind, weighted sums
   QUVEN_MEMBER(ivRecords, QUVENXaRay<double>);  // per channel
   QUVEN_MEMBER(ivTotalWeight, double) = 0;
+  QUVEN_STATE(loss, QUVENOwnPtr<QUVENGeneralLoss>);  // from the first pass on
 };
 
 #endif  // QUVEN_MODEL_LOSSES_H

@@ -97,6 +97,11 @@ std::int32_t QUVENNumericSplit::getSegment(long channel, const QUVENEnvHandle&) 
   const double x = ivFieldPtr->getNumValueOrSingle(channel);
   if (!ivFieldPtr->hasValue() || ivFieldPtr->isMissing() || std::isnan(x)) return ivMissingSegment;
   const long boundaries = ivBoundaryVec.getSize();
+  if (boundaries <= MostCounted) {
+    long below = 0;
+    for (const double boundary : ivBoundaryVec) below += boundary < x ? 1 : 0;
+    return ivSegmentVec[below + 1];
+  }
   // The search is for finite numbers; an infinite one is in the same interval as the largest.
   if (ends.isSearchable()) return ivSegmentVec.at(std::min(long{ends.find(quvenClampDouble(x))}, boundaries) + 1);
   return ivSegmentVec.at(std::lower_bound(ivBoundaryVec.begin(), ivBoundaryVec.end(), x) - ivBoundaryVec.begin() + 1);

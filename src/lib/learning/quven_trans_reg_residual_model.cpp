@@ -242,8 +242,58 @@ QUVENDataScan::UpdateFunction QUVENTransRegResidualModel::recordHandler(const QU
   return static_cast<UpdateFunction>(&QUVENTransRegResidualModel::learnRegression);
 }
 
+/// Whether the fields have one value or several is the same in all records of a pass from stage to stage, so a pass is
+/// learned in blocks or record by record.
 void QUVENTransRegResidualModel::learnTransforms(QUVENDataPoint& point, const QUVENEnvHandle& env) {
-  for (QUVENOwnPtr<QUVENXformModelOutputPair>& pair : ivXformFeatureVec) pair->getModel()->update(point, QUVEN_ENV);
+  if (!block.isOpen()) openBlock(QUVEN_ENV);
+  QUVENField& target = *getTargetFields()[1].getField();
+  const bool hasTarget = target.hasValue() && !target.isMissing();
+  if (hasTarget && target.getNumValues() <= 1) {
+    learnBlock(QUVEN_ENV);
+    for (QUVENOwnPtr<QUVENXformModelOutputPair>& pair : ivXformFeatureVec) pair->getModel()->update(point, QUVEN_ENV);
+    return;
+  }
+  if (!hasTarget) return;
+  const long record = block.getNumRecords();
+  for (long k = 1; k <= ivXformFeatureVec.getSize(); ++k) {
+    QUVENFeatureTransform& transform = ivXformFeatureVec[k]->getTransform();
+    if (transform.isScanning()) transform.addToBlock(partsOfBlock[static_cast<std::size_t>(k - 1)], record, QUVEN_ENV);
+  }
+  block.add(point.getChannel());
+  if (block.isFull()) learnBlock(QUVEN_ENV);
+}
+
+/// The shared variables are the context fields.
+void QUVENTransRegResidualModel::openBlock(const QUVENEnvHandle& env) {
+  QUVENXaRay<QUVENField*> context = contextFields(QUVEN_ENV);
+  std::vector<const QUVENField*> shared(context.begin(), context.end());
+  const auto isShared = [&](const QUVENField* field) {
+    return std::find(shared.begin(), shared.end(), field) != shared.end();
+  };
+  partsOfBlock.clear();
+  for (const QUVENOwnPtr<QUVENXformModelOutputPair>& pair : ivXformFeatureVec) {
+    const QUVENField* const field = pair->getTransform().getSplitField();
+    QUVENBlockOfTransform& part = partsOfBlock.emplace_back();
+    part.hasOwnVariable = !isShared(field);
+    part.hasSegmentPerChannel = isShared(field);
+    const long segments = QUVENRecordBlock::MostRecords * (part.hasSegmentPerChannel ? getGlobalNumChannels() : 1);
+    part.segments.resize(static_cast<std::size_t>(segments));
+    part.values.resize(QUVENRecordBlock::MostRecords);
+  }
+  context.deleteMemory(QUVEN_ENV);
+  shared.push_back(getTargetFields()[1].getField());
+  block.open(std::move(shared), getCaseWeightField(), getInvVarWeightField(), getGlobalNumChannels());
+}
+
+void QUVENTransRegResidualModel::learnBlock(const QUVENEnvHandle& env) {
+  if (block.getNumRecords() == 0) return;
+  for (long k = 1; k <= ivXformFeatureVec.getSize(); ++k) {
+    QUVENFeatureTransform& transform = ivXformFeatureVec[k]->getTransform();
+    if (transform.isScanning()) {
+      transform.learnBlock(block, partsOfBlock[static_cast<std::size_t>(k - 1)], QUVEN_ENV);
+    }
+  }
+  block.clear();
 }
 
 void QUVENTransRegResidualModel::learnRegression(QUVENDataPoint& point, const QUVENEnvHandle& env) {
@@ -255,6 +305,7 @@ void QUVENTransRegResidualModel::learnRegression(QUVENDataPoint& point, const QU
 }
 
 void QUVENTransRegResidualModel::beginRecords(const QUVENEnvHandle& env) {
+  block = QUVENRecordBlock();
   for (QUVENOwnPtr<QUVENXformModelOutputPair>& pair : ivXformFeatureVec) {
     if (pair->getModel()->isScanning()) pair->getModel()->beginRecords(QUVEN_ENV);
   }
@@ -262,6 +313,7 @@ void QUVENTransRegResidualModel::beginRecords(const QUVENEnvHandle& env) {
 }
 
 void QUVENTransRegResidualModel::endRecords(const QUVENEnvHandle& env) {
+  learnBlock(QUVEN_ENV);
   for (QUVENOwnPtr<QUVENXformModelOutputPair>& pair : ivXformFeatureVec) {
     if (pair->getModel()->isScanning()) pair->getModel()->endRecords(QUVEN_ENV);
   }

@@ -89,6 +89,8 @@ class QUVENTransRegResidualModel : public QUVENObjectOf<QUVENTransRegResidualMod
   void setRecordWeight(std::int32_t channel, const QUVENEnvHandle& env);
   void learnTransforms(QUVENDataPoint& point, const QUVENEnvHandle& env);
   void learnRegression(QUVENDataPoint& point, const QUVENEnvHandle& env);
+  void openBlock(const QUVENEnvHandle& env);
+  void learnBlock(const QUVENEnvHandle& env);
 
   QUVEN_MEMBER_IF(writerMode != QUVENObjWriter::ScanResults, ivXformFeatureVec, Transforms);
   QUVEN_MEMBER_IF(writerMode != QUVENObjWriter::ScanResults, ivFeatureRegressionPtr, QUVENOwnPtr<QUVENLinRegModel>);
@@ -98,6 +100,9 @@ class QUVENTransRegResidualModel : public QUVENObjectOf<QUVENTransRegResidualMod
   QUVEN_MEMBER(ivResidState, std::int32_t) = TrainsTransforms;
   QUVEN_STATE(names, QUVENFieldNameMap*) = nullptr;
   QUVEN_STATE(weightedVariant, bool) = false;
+  // The records of a pass that the transforms have not learned yet. Empty between passes; not copied.
+  QUVENRecordBlock block;
+  std::vector<QUVENBlockOfTransform> partsOfBlock;  // parallel to ivXformFeatureVec
 };
 
 #endif  // QUVEN_TRANS_REG_RESIDUAL_MODEL_H

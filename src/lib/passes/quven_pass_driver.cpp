@@ -333,6 +333,7 @@ void QUVENPassDriver::writeRows(const std::string& path, const std::string& head
   if (!transport.isMaster()) readCopy(world, blob, QUVEN_ENV);
   blob.deleteMemory(QUVEN_ENV);
   QUVENRecordPass pass(world, protocols, settings, QUVEN_ENV);
+  writingPass = &pass;
   QUVENRowFile file(path, transport, QUVEN_ENV);
   if (transport.isMaster()) file.write(header, QUVEN_ENV);
   dataset->setWorker(transport.getRank(), transport.getCount(), QUVEN_ENV);
@@ -345,5 +346,6 @@ void QUVENPassDriver::writeRows(const std::string& path, const std::string& head
     file.write(row, env);
   };
   scanRecords(world.getPoint(), counters, take, QUVEN_ENV);
+  writingPass = nullptr;
   file.commit(QUVEN_ENV);
 }

@@ -90,6 +90,9 @@ class QUVENPassDriver {
   void writeRows(const std::string& path, const std::string& header, const WriteRow& writeRow,
                  const QUVENEnvHandle& env);
 
+  /// Sets the result fields of the record anew, after its values have been changed. Requires: a call out of a WriteRow.
+  void scoreAgain(const QUVENEnvHandle& env) { writingPass->scoreAgain(env); }
+
   const std::vector<QUVENPassCounters>& getPasses() const { return passes; }
   void release(const QUVENEnvHandle& env);
 
@@ -122,8 +125,9 @@ class QUVENPassDriver {
   std::vector<QUVENStringWithHash> fieldNames;  // of the fields that were added
   std::set<std::int32_t> begunScans;            // serial numbers
   QUVENOutputCache outputCache;
-  std::vector<QUVENPassCounters> passes;  // those that write rows too
-  std::int32_t passNumber = 0;            // of the last pass that trains
+  std::vector<QUVENPassCounters> passes;   // those that write rows too
+  QUVENRecordPass* writingPass = nullptr;  // while rows are written
+  std::int32_t passNumber = 0;             // of the last pass that trains
 };
 
 #endif  // QUVEN_PASS_DRIVER_H

@@ -26,6 +26,9 @@ struct QUVENPassSettings {
   /// What this rank may use to keep the outputs of finished models from pass to pass; 0 for none. The results do not
   /// depend on it.
   std::int64_t outputCacheBytes = 0;
+  /// The channel whose results finished models give each record; 0 for those of all channels. The values of other
+  /// channels are absent or NaN then.
+  std::int32_t scoredChannel = 0;
 };
 
 #endif  // QUVEN_PASS_SETTINGS_H

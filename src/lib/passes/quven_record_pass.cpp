@@ -123,7 +123,7 @@ void QUVENRecordPass::setResults(std::int64_t recordNumber, const QUVENEnvHandle
   for (QUVENField* field : results) field->clearValue();
   cachedOutputs.restore(recordNumber, QUVEN_ENV);
   for (QUVENField* field : produced) field->computeValue(point, env);
-  for (const Scorer& scorer : scorers) scorer.protocol->score(*scorer.scan, point, env);
+  for (const Scorer& scorer : scorers) scorer.protocol->score(*scorer.scan, settings.scoredChannel, point, env);
 }
 
 void QUVENRecordPass::end(const QUVENEnvHandle& env) {

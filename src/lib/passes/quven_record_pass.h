@@ -69,6 +69,8 @@ class QUVENRecordPass {
     if (settings.dealChannel) deal(recordNumber, env);
     if (hasResults) setResults(recordNumber, env);
   }
+  /// Sets the result fields of the present record anew, after its values have been changed.
+  void scoreAgain(const QUVENEnvHandle& env) { setResults(world.getPoint(), env); }
   /// One record, which the data point holds.
   void take(std::int64_t recordNumber, const QUVENEnvHandle& env) {
     QUVENDataPoint& point = world.getPoint();

@@ -39,8 +39,13 @@ void QUVENModelProtocol::end(QUVENDataScan& scan, std::int32_t lastPass, const Q
 
 bool QUVENModelProtocol::canScore(const QUVENDataScan& scan) const { return modelOf(scan).getModelState() < 0; }
 
-void QUVENModelProtocol::score(QUVENDataScan& scan, QUVENDataPoint& point, const QUVENEnvHandle& env) const {
-  modelOf(scan).scorePoint(point, env);
+void QUVENModelProtocol::score(QUVENDataScan& scan, std::int32_t channel, QUVENDataPoint& point,
+                               const QUVENEnvHandle& env) const {
+  if (channel == 0) {
+    modelOf(scan).scorePoint(point, env);
+  } else {
+    modelOf(scan).scoreChannel(channel, point, env);
+  }
 }
 
 const QUVENTypeName& QUVENMultiScanProtocol::getScanClass() const { return QUVENMultiScan::typeName(); }
@@ -57,6 +62,6 @@ void QUVENMultiScanProtocol::end(QUVENDataScan& scan, std::int32_t, const QUVENE
   multiScanOf(scan).endDataScan(QUVEN_ENV);
 }
 
-void QUVENMultiScanProtocol::score(QUVENDataScan&, QUVENDataPoint&, const QUVENEnvHandle& env) const {
+void QUVENMultiScanProtocol::score(QUVENDataScan&, std::int32_t, QUVENDataPoint&, const QUVENEnvHandle& env) const {
   quvenUnreachable(QUVEN_ENV);
 }

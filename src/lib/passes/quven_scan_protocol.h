@@ -26,8 +26,9 @@ class QUVENScanProtocol {
   virtual void end(QUVENDataScan& scan, std::int32_t lastPass, const QUVENEnvHandle& env) const = 0;
   /// Whether the scan gives every record a result, which other scans may read.
   virtual bool canScore(const QUVENDataScan& scan) const = 0;
-  /// Sets the result fields of a record. Requires: canScore.
-  virtual void score(QUVENDataScan& scan, QUVENDataPoint& point, const QUVENEnvHandle& env) const = 0;
+  /// Sets the result fields of a record, those of one channel or, with channel 0, of all. Requires: canScore.
+  virtual void score(QUVENDataScan& scan, std::int32_t channel, QUVENDataPoint& point,
+                     const QUVENEnvHandle& env) const = 0;
 };
 
 /// Models: they begin when a mode has been chosen, get lastPass, and score when they have finished.
@@ -40,7 +41,8 @@ class QUVENModelProtocol : public QUVENScanProtocol {
   bool isScanning(const QUVENDataScan& scan) const override;
   void end(QUVENDataScan& scan, std::int32_t lastPass, const QUVENEnvHandle& env) const override;
   bool canScore(const QUVENDataScan& scan) const override;
-  void score(QUVENDataScan& scan, QUVENDataPoint& point, const QUVENEnvHandle& env) const override;
+  void score(QUVENDataScan& scan, std::int32_t channel, QUVENDataPoint& point,
+             const QUVENEnvHandle& env) const override;
 };
 
 /// Multi-scans: they are begun once in a run, and score nothing.
@@ -52,7 +54,8 @@ class QUVENMultiScanProtocol : public QUVENScanProtocol {
   void end(QUVENDataScan& scan, std::int32_t lastPass, const QUVENEnvHandle& env) const override;
   bool canScore(const QUVENDataScan&) const override { return false; }
   /// Errors: "Program control should never reach this point".
-  void score(QUVENDataScan& scan, QUVENDataPoint& point, const QUVENEnvHandle& env) const override;
+  void score(QUVENDataScan& scan, std::int32_t channel, QUVENDataPoint& point,
+             const QUVENEnvHandle& env) const override;
 };
 
 #endif  // QUVEN_SCAN_PROTOCOL_H

@@ -23,6 +23,8 @@ If no file DATASET exists, its parts DATASET.0, DATASET.1, ... are read.
 Exit status: 0 when the analysis has ended, 99 when it failed, 1 when the command line is wrong.
 )";
 
+constexpr int mostReasons = 1000;
+
 /// The end of the help of the program, and of an analysis.
 std::string footerWithExample(const AnalysisKind& kind) {
   const std::string command = kind.command;
@@ -46,6 +48,12 @@ void addScore(CLI::App& app, AnalyzeOptions& options) {
   command->add_option("OUTPUT", options.outputFile, "The predictions, CSV; one row a record")->required();
   command->add_flag("--channels", options.writesChannels,
                     "Write the channel that training deals the record to, and the prediction of each channel");
+  command->add_flag("--stages", options.writesStages, "Write the prediction after each stage of the model");
+  command
+      ->add_option("--reasons", options.numReasons,
+                   "Write the N inputs whose replacement by a missing value moves the prediction most, with the moves")
+      ->check(CLI::Range(1, mostReasons))
+      ->type_name("N");
   command->add_option("--keep", options.keptColumns, "Columns to copy, with their labels; commas between")
       ->delimiter(',');
   addCommonOptions(*command, options);

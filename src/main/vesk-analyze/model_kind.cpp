@@ -3,35 +3,11 @@
 #include <algorithm>
 #include <stdexcept>
 
-#include "kernel/quven_cat_field.h"
-#include "learning/quven_feature_transform.h"
-#include "learning/quven_lin_reg_model.h"
+#include "model_parts.h"
 
 namespace vesk_analyze {
 
 namespace {
-
-constexpr long FinalChannel = 1;
-
-/// The target, the weights and the supplementary columns, which every kind of model has.
-void addCommonInputs(QUVENModel& model, const TrainingFields& fields, const QUVENEnvHandle& env) {
-  for (QUVENField* field : fields.supplementary) model.addInput(field, QUVENUsageSupplementary, QUVEN_ENV);
-  model.addInput(fields.target, QUVENUsageTarget, QUVEN_ENV);
-  if (fields.caseWeight != nullptr) model.addInput(fields.caseWeight, QUVENUsageCaseWeight, QUVEN_ENV);
-  if (fields.inverseVarianceWeight != nullptr) {
-    model.addInput(fields.inverseVarianceWeight, QUVENUsageInverseVarianceWeight, QUVEN_ENV);
-  }
-}
-
-void describeLinear(const QUVENLinRegModel& model, DescribedSegment& segment) {
-  const QUVENLSModel& selected = *model.getSelectedModel(FinalChannel);
-  segment.points = model.getTrnChannels()[FinalChannel].getNumDataPoints();
-  segment.intercept = selected.getIntercept();
-  segment.stdDev = selected.getModelStdDev();
-  for (long i = 1; i <= model.getInputFields().getSize(); ++i) {
-    segment.terms.push_back({model.getInputFields()[i]->getName().str(), selected.getCoefficientAt(i)});
-  }
-}
 
 /// Triple 1 of the only candidate; in mode 8 triple 2 if it has a point.
 QUVENScoreTriple scoreOf(const QUVENModel& model, const QUVENEnvHandle& env) {
@@ -50,7 +26,7 @@ const QUVENLinRegModel& linear(const QUVENModel& model) { return static_cast<con
 QUVENLinRegModel& linear(QUVENModel& model) { return static_cast<QUVENLinRegModel&>(model); }
 
 QUVENOwnPtr<QUVENModel> makeLinear(const TrainingParameters& parameters, const TrainingFields& fields,
-                                   const QUVENEnvHandle& env) {
+                                   QUVENFieldNameMap&, const QUVENEnvHandle& env) {
   auto model = quvenMake<QUVENLinRegModel>(QUVEN_ENV);
   for (QUVENField* field : fields.inputs) {
     if (field->isNumeric()) model->addInput(field, QUVENUsageExplanatory, QUVEN_ENV);
@@ -71,7 +47,7 @@ void addLinearResults(const QUVENModel& model, QUVENXMLTag& results, const QUVEN
   linear(model).writeResultsToTag(results, QUVEN_ENV);
 }
 
-std::vector<DescribedStage> describeLinearStage(const QUVENModel& model, const QUVENTableLabels&,
+std::vector<DescribedStage> describeLinearStage(const QUVENModel& model, const StageHistory&, const QUVENTableLabels&,
                                                 const QUVENEnvHandle& env) {
   DescribedStage stage;
   stage.rank = linear(model).getInputFields().getSize();
@@ -81,6 +57,17 @@ std::vector<DescribedStage> describeLinearStage(const QUVENModel& model, const Q
   return {stage};
 }
 
+std::vector<PredictionTerm> linearTerms(const QUVENModel& model, const QUVENEnvHandle&) {
+  constexpr long finalChannel = 1;
+  std::vector<PredictionTerm> terms;
+  for (long i = 1; i <= linear(model).getInputFields().getSize(); ++i) {
+    QUVENField* field = linear(model).getInputFields()[i];
+    const double coefficient = linear(model).getSelectedModel(finalChannel)->getCoefficientAt(i);
+    terms.push_back({.input = field->getName().str(), .field = field, .factor = coefficient});
+  }
+  return terms;
+}
+
 // FeatureTransform
 
 const QUVENFeatureTransform& transformOf(const QUVENModel& model) {
@@ -88,7 +75,7 @@ const QUVENFeatureTransform& transformOf(const QUVENModel& model) {
 }
 
 QUVENOwnPtr<QUVENModel> makeTransform(const TrainingParameters& parameters, const TrainingFields& fields,
-                                      const QUVENEnvHandle& env) {
+                                      QUVENFieldNameMap&, const QUVENEnvHandle& env) {
   auto model = quvenMake<QUVENFeatureTransform>(QUVEN_ENV);
   model->setSplitField(fields.split);
   model->addInput(fields.split, QUVENUsageExplanatory, QUVEN_ENV);
@@ -109,58 +96,38 @@ void addNoResults(const QUVENModel&, QUVENXMLTag&, const QUVENEnvHandle&) {}  //
 
 void releaseNothing(QUVENModel&, const QUVENEnvHandle&) {}  // a transform does so when its training ends
 
-/// The labels of categories; the default category is "*".
-std::vector<std::string> labelsOf(const QUVENField& field, const std::vector<std::int32_t>& categories,
-                                  const QUVENTableLabels& labels, const QUVENEnvHandle& env) {
-  std::vector<std::string> texts;
-  for (const std::int32_t category : categories) {
-    if (category == QUVENField::DefaultValueIndex) {
-      texts.emplace_back("*");
-      continue;
-    }
-    const std::string_view text(field.getCategoryText(category, QUVEN_ENV));
-    const std::string* label = labels.findByText(std::string_view(field.getName()), text);
-    texts.emplace_back(label == nullptr ? text : std::string_view(*label));
-  }
-  return texts;
-}
-
-DescribedSegment describeSegment(const QUVENFeatureTransform& model, const QUVENSegmentDescription& found,
-                                 const QUVENTableLabels& labels, const QUVENEnvHandle& env) {
-  DescribedSegment segment;
-  if (found.isInterval) {
-    segment.kind = DescribedSegment::Kind::Interval;
-    segment.from = found.from;
-    segment.to = found.to;
-  } else {
-    segment.kind = found.isMissing ? DescribedSegment::Kind::Missing : DescribedSegment::Kind::Categories;
-    segment.categories = labelsOf(*model.getSplitField(), found.categories, labels, QUVEN_ENV);
-  }
-  describeLinear(model.getSegmentModel(found.segment), segment);
-  return segment;
-}
-
-std::vector<DescribedStage> describeTransformStage(const QUVENModel& model, const QUVENTableLabels& labels,
-                                                   const QUVENEnvHandle& env) {
+std::vector<DescribedStage> describeTransformStage(const QUVENModel& model, const StageHistory&,
+                                                   const QUVENTableLabels& labels, const QUVENEnvHandle& env) {
   const QUVENFeatureTransform& transform = transformOf(model);
   DescribedStage stage;
   stage.rank = transform.getNumSegments();
   stage.hasNoSignal = model.hasNoSignal(QUVEN_ENV);
   stage.score = scoreOf(model, QUVEN_ENV);
-  DescribedTransform& described = stage.transforms.emplace_back();
-  described.field = transform.getSplitField()->getName().str();
-  described.isNumeric = transform.getSplitField()->isNumeric();
-  described.initialSegments = transform.getNumInitialSegments();
-  for (const QUVENSegmentDescription& segment : transform.describeSegments(QUVEN_ENV)) {
-    described.segments.push_back(describeSegment(transform, segment, labels, QUVEN_ENV));
-  }
+  stage.transforms.push_back(describeTransform(transform, labels, QUVEN_ENV));
   return {stage};
 }
 
 constexpr ModelKind kinds[] = {
-    {"LinearRegression", false, makeLinear, addLinearOutputs, releaseLinear, addLinearResults, describeLinearStage},
-    {"FeatureTransform", true, makeTransform, addTransformOutputs, releaseNothing, addNoResults,
-     describeTransformStage},
+    {.name = "LinearRegression",
+     .hasSplitField = false,
+     .learnsCategories = false,
+     .staged = nullptr,
+     .make = makeLinear,
+     .addOutputs = addLinearOutputs,
+     .releaseStatistics = releaseLinear,
+     .addResults = addLinearResults,
+     .describe = describeLinearStage,
+     .terms = linearTerms},
+    {.name = "FeatureTransform",
+     .hasSplitField = true,
+     .learnsCategories = false,
+     .staged = nullptr,
+     .make = makeTransform,
+     .addOutputs = addTransformOutputs,
+     .releaseStatistics = releaseNothing,
+     .addResults = addNoResults,
+     .describe = describeTransformStage,
+     .terms = nullptr},
 };
 
 }  // namespace
@@ -180,6 +147,7 @@ const char* nameOf(DescribedSegment::Kind kind) {
 }
 
 const ModelKind& findModelKind(const std::string& name) {
+  if (name == boostedKind.name) return boostedKind;
   const auto found =
       std::find_if(std::begin(kinds), std::end(kinds), [&](const ModelKind& kind) { return name == kind.name; });
   if (found == std::end(kinds)) throw std::logic_error("no model kind " + name);

@@ -29,6 +29,8 @@ struct AnalyzeOptions {
   std::string modelFile = {};
   std::string outputFile = {};
   bool writesChannels = false;                ///< columns for the channel and the prediction of each channel
+  bool writesStages = false;                  ///< a column for the prediction after each stage
+  std::int32_t numReasons = 0;                ///< reasons of each prediction, 0 for none
   std::vector<std::string> keptColumns = {};  ///< columns of the dataset that are copied
 
   std::unique_ptr<Run> (*makeRun)(const AnalyzeOptions& options, const QUVENWorkerTransport& transport,

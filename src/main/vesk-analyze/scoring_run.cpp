@@ -28,6 +28,9 @@ constexpr std::int32_t FinalChannel = 1;
   quvenUnreachable(QUVEN_ENV);
 }
 
+/// A prediction as a number, or the word nan: a Poisson loss may overflow.
+std::string predictionText(double value) { return std::isnan(value) ? "nan" : exactText(value); }
+
 const char* typeText(QUVENFieldType type) { return type == QUVENFieldType::Numeric ? "numeric" : "categorical"; }
 
 }  // namespace
@@ -49,9 +52,17 @@ void ScoringRun::shareText(std::string& text, const QUVENEnvHandle& env) const {
   blob.deleteMemory(QUVEN_ENV);
 }
 
+void ScoringRun::shareTexts(std::vector<std::string>& texts, const QUVENEnvHandle& env) const {
+  auto count = static_cast<std::int32_t>(texts.size());
+  shareWord(count, transport);
+  texts.resize(static_cast<std::size_t>(count));
+  for (std::string& text : texts) shareText(text, QUVEN_ENV);
+}
+
 /// The channels are those of the training, set before the first field or scan of the run is made.
 void ScoringRun::makeDriver(const QUVENEnvHandle& env) {
   std::int32_t isFromRoot = 0;
+  std::string loss;
   if (transport.isMaster()) {
     const QUVENTrainingFacts& facts = modelFile.readFacts(QUVEN_ENV);
     dealing = facts.getDealing();
@@ -59,13 +70,21 @@ void ScoringRun::makeDriver(const QUVENEnvHandle& env) {
     predictionName = facts.ivPredictionName;
     stdDevName = facts.ivStdDevName;
     isFromRoot = facts.ivUnseenFromRoot;
+    loss = facts.ivLoss;
+    stageNames.assign(facts.ivStageNames.begin(), facts.ivStageNames.end());
+    if (stageNames.empty()) stageNames = {predictionName};
+    inputNames.assign(facts.ivInputNames.begin(), facts.ivInputNames.end());
   }
   shareDealing(dealing, transport);
   shareWord(isFromRoot, transport);
-  for (std::string* text : {&targetName, &predictionName, &stdDevName}) shareText(*text, QUVEN_ENV);
+  for (std::string* text : {&targetName, &predictionName, &stdDevName, &loss}) shareText(*text, QUVEN_ENV);
+  shareTexts(stageNames, QUVEN_ENV);
+  shareTexts(inputNames, QUVEN_ENV);
+  scale = PredictionScale(loss);
   const QUVENFoldDealing deal = dealing;
   const QUVENPassSettings settings{.numChannels = deal.getNumChannels(),
-                                   .dealChannel = [deal](std::int64_t record) { return deal.channelOf(record); }};
+                                   .dealChannel = [deal](std::int64_t record) { return deal.channelOf(record); },
+                                   .scoredChannel = options.writesChannels ? 0 : FinalChannel};
   driver.emplace(settings, transport, QUVEN_ENV);
   driver->setDataset(dataset.get());
   QUVENTransformGlobalVars::get(QUVEN_ENV).setUnseenFromRoot(isFromRoot != 0);
@@ -129,7 +148,9 @@ void ScoringRun::addModel(const QUVENEnvHandle& env) {
       refuse(name, "a column of the dataset has the name of a prediction", QUVEN_ENV);
     }
   }
-  for (const std::string& name : {targetName, predictionName, stdDevName}) {
+  std::vector<std::string> needed = {targetName, predictionName, stdDevName};
+  needed.insert(needed.end(), stageNames.begin(), stageNames.end());
+  for (const std::string& name : needed) {
     if (names.find(name) == nullptr) refuse(options.modelFile, "the file is cut, or is no model file", QUVEN_ENV);
   }
   QUVENOwnPtr<QUVENModel> model = modelFile.readModel(names, QUVEN_ENV);
@@ -167,15 +188,24 @@ void ScoringRun::open(const QUVENEnvHandle& env) {
 
 /// The columns of the output before the kept ones.
 std::vector<std::string> ScoringRun::predictionColumns() const {
-  std::vector<std::string> names = {"record"};
-  for (const char* prefix : {"UnnormalizedPredicted_", "Predicted_", "StdDev_", "Warning_"}) {
-    names.push_back(prefix + targetName);
+  const std::string unnormalized = "UnnormalizedPredicted_" + targetName;
+  std::vector<std::string> names = {"record", unnormalized, "Predicted_" + targetName};
+  if (scale.hasProbability()) names.push_back("Probability_" + targetName);
+  names.push_back("StdDev_" + targetName);
+  names.push_back("Warning_" + targetName);
+  const auto addChannels = [&](const std::string& name) {
+    if (!options.writesChannels) return;
+    for (std::int32_t c = 1; c <= dealing.getNumChannels(); ++c) names.push_back(name + "_" + std::to_string(c));
+  };
+  if (options.writesChannels) names.emplace_back("channel");
+  addChannels(unnormalized);
+  for (std::size_t stage = 1; options.writesStages && stage <= stageNames.size(); ++stage) {
+    names.push_back(unnormalized + "_stage_" + std::to_string(stage));
+    addChannels(names.back());
   }
-  if (options.writesChannels) {
-    names.emplace_back("channel");
-    for (std::int32_t c = 1; c <= dealing.getNumChannels(); ++c) {
-      names.push_back("UnnormalizedPredicted_" + targetName + "_" + std::to_string(c));
-    }
+  for (std::int32_t i = 1; i <= options.numReasons; ++i) {
+    names.push_back("reason_" + std::to_string(i));
+    names.push_back("move_" + std::to_string(i));
   }
   return names;
 }
@@ -195,7 +225,11 @@ const ScoringRun::Columns& ScoringRun::findColumns(const QUVENEnvHandle&) {
   if (columns) return *columns;
   const QUVENFieldNameMap& names = driver->getNames();
   columns = Columns{names.find(predictionName), names.find(stdDevName), names.find(warningName)};
+  for (const std::string& name : stageNames) columns->stages.push_back(names.find(name));
   const QUVENDataPoint& point = driver->getPoint();
+  std::vector<QUVENField*> inputs;
+  for (const std::string& name : inputNames) inputs.push_back(&point.getField(point.getFieldIndex(name)));
+  reasons.emplace(*driver, std::move(inputs), *columns->prediction);
   for (const std::string& name : options.keptColumns) {
     columns->kept.push_back(&point.getField(point.getFieldIndex(name)));
   }
@@ -217,21 +251,43 @@ void ScoringRun::appendKept(const QUVENField& field, std::string& row, const QUV
   row += quvenCsvCell(label == nullptr ? text : std::string_view(*label));
 }
 
+void ScoringRun::appendStages(std::string& row) const {
+  for (const QUVENField* stage : columns->stages) {
+    row.append(1, ',').append(predictionText(stage->getNumValueOrSingle(FinalChannel)));
+    for (std::int32_t c = 1; options.writesChannels && c <= dealing.getNumChannels(); ++c) {
+      row.append(1, ',').append(predictionText(stage->getNumValueOrSingle(c)));
+    }
+  }
+}
+
+void ScoringRun::appendReasons(std::string& row, const QUVENEnvHandle& env) {
+  const std::vector<Reason> found = reasons->find(static_cast<std::size_t>(options.numReasons), QUVEN_ENV);
+  for (const Reason& reason : found) {
+    row.append(1, ',').append(quvenCsvCell(std::string_view(reason.input->getName())));
+    row.append(1, ',').append(exactText(reason.move));
+  }
+  row.append(2 * (static_cast<std::size_t>(options.numReasons) - found.size()), ',');
+}
+
 void ScoringRun::writeRow(std::int64_t record, std::string& row, const QUVENEnvHandle& env) {
   const Columns& found = findColumns(QUVEN_ENV);
-  const std::string prediction = exactText(found.prediction->getNumValueOrSingle(FinalChannel));
+  const double prediction = found.prediction->getNumValueOrSingle(FinalChannel);
   const double warning = found.warning->hasValue() ? found.warning->getNumValueOrSingle(FinalChannel) : 0;
   if (warning > 0) ++numWarned;
   row += std::to_string(record);
-  row.append(1, ',').append(prediction).append(1, ',').append(prediction);  // squared loss: both scales are the same
+  row.append(1, ',').append(predictionText(prediction));
+  row.append(1, ',').append(predictionText(scale.predictionOf(prediction)));
+  if (scale.hasProbability()) row.append(1, ',').append(predictionText(scale.probabilityOf(prediction)));
   row.append(1, ',').append(exactText(found.stdDev->getNumValueOrSingle(FinalChannel)));
   row.append(1, ',').append(exactText(std::isnan(warning) ? 0 : warning));
   if (options.writesChannels) {
     row.append(1, ',').append(std::to_string(dealing.channelOf(record)));
     for (std::int32_t c = 1; c <= dealing.getNumChannels(); ++c) {
-      row.append(1, ',').append(exactText(found.prediction->getNumValueOrSingle(c)));
+      row.append(1, ',').append(predictionText(found.prediction->getNumValueOrSingle(c)));
     }
   }
+  if (options.writesStages) appendStages(row);
+  if (options.numReasons > 0) appendReasons(row, QUVEN_ENV);
   for (const QUVENField* field : found.kept) appendKept(*field, row, QUVEN_ENV);
 }
 

@@ -6,6 +6,8 @@
 #include "control/quven_table_labels.h"
 #include "kernel/quven_model_outputs.h"
 #include "learning/quven_model_file.h"
+#include "prediction_scale.h"
+#include "record_reasons.h"
 #include "run.h"
 #include "run_dataset.h"
 
@@ -32,11 +34,13 @@ class ScoringRun final : public Run {
     QUVENField* prediction = nullptr;
     QUVENField* stdDev = nullptr;
     QUVENField* warning = nullptr;
+    std::vector<QUVENField*> stages = {};
     std::vector<QUVENField*> kept = {};
   };
 
   void makeDriver(const QUVENEnvHandle& env);
   void shareText(std::string& text, const QUVENEnvHandle& env) const;
+  void shareTexts(std::vector<std::string>& texts, const QUVENEnvHandle& env) const;
   void openTable(const QUVENEnvHandle& env);
   void checkOutputs(const QUVENEnvHandle& env) const;
   void takeTrainingFields(const QUVENEnvHandle& env);
@@ -44,6 +48,8 @@ class ScoringRun final : public Run {
   std::vector<std::string> predictionColumns() const;
   std::string header() const;
   const Columns& findColumns(const QUVENEnvHandle& env);
+  void appendStages(std::string& row) const;
+  void appendReasons(std::string& row, const QUVENEnvHandle& env);
   void writeRow(std::int64_t record, std::string& row, const QUVENEnvHandle& env);
   void appendKept(const QUVENField& field, std::string& row, const QUVENEnvHandle& env) const;
   std::int64_t sumOverRanks(std::int64_t number, const QUVENEnvHandle& env) const;
@@ -59,8 +65,12 @@ class ScoringRun final : public Run {
   std::string predictionName;
   std::string stdDevName;
   std::string warningName;
+  std::vector<std::string> stageNames;  // of the fields with the predictions after each stage
+  std::vector<std::string> inputNames;
+  PredictionScale scale{""};
   QUVENOwnPtr<QUVENModelOutputs> outputs;  // on rank 0
   std::optional<Columns> columns;          // found with the first record
+  std::optional<RecordReasons> reasons;    // made with the first record
   std::int64_t numWarned = 0;              // records of this rank, then of all
 };
 

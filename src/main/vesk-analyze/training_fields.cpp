@@ -2,12 +2,13 @@
 
 #include <algorithm>
 #include <limits>
+#include <set>
 #include <sstream>
 
 #include "kernel/quven_cat_field.h"
 #include "kernel/quven_model_input.h"
 #include "kernel/quven_num_field.h"
-#include "vesk-common/quven_doubt.h"
+#include "loss_words.h"
 #include "vesk-common/quven_reports.h"
 
 namespace vesk_analyze {
@@ -114,6 +115,42 @@ Range rangeOf(const QUVENField& field) {
   return range;
 }
 
+constexpr double largestPoissonMean = 1;
+
+/// What is known of the values of a target by the bins of its distribution.
+struct TargetValues {
+  double count = 0;
+  double sum = 0;
+  double smallest = std::numeric_limits<double>::infinity();
+  std::set<double> ends;        // of the bins
+  bool hasValueWithin = false;  // in a bin, between its ends
+
+  double mean() const { return count > 0 ? sum / count : 0; }
+  /// A target with one value is no fault of the loss.
+  bool areTwoClasses() const {
+    const bool hasNegative = ends.count(0) != 0 || ends.count(-1) != 0;
+    return !hasValueWithin && ends.size() <= 2 && (hasNegative || ends.size() < 2);
+  }
+};
+
+TargetValues valuesOf(const QUVENField& target) {
+  TargetValues values;
+  const QUVENNumFieldDist& distribution = *static_cast<const QUVENNumField&>(target).getDistribution();
+  for (long b = 1; b <= distribution.getNumBins(); ++b) {
+    const QUVENNumFieldBin& bin = distribution.getBin(b);
+    if (bin.getCount() == 0) continue;
+    values.count += bin.getCount();
+    values.sum += bin.getCount() * bin.getMean();
+    values.smallest = std::min(values.smallest, bin.getMinValue());
+    values.ends.insert({bin.getMinValue(), bin.getMaxValue()});
+    // A bin with values at its ends only has the largest variance that there can be.
+    const double largestVariance = (bin.getMean() - bin.getMinValue()) * (bin.getMaxValue() - bin.getMean());
+    constexpr double rounding = 1e-6;
+    if (bin.getVariance() < largestVariance * (1 - rounding)) values.hasValueWithin = true;
+  }
+  return values;
+}
+
 /// Whether the field has two values: a missing value is one.
 bool varies(const QUVENField& field) {
   if (field.isNumeric()) {
@@ -137,10 +174,16 @@ std::vector<QUVENField*> TrainingFields::weights() const {
   return fields;
 }
 
+const QUVENField* TrainingFields::findInput(const std::string& name) const {
+  const auto found = std::find_if(inputs.begin(), inputs.end(),
+                                  [&](const QUVENField* field) { return field->getName().str() == name; });
+  return found == inputs.end() ? nullptr : *found;
+}
+
 std::vector<QUVENField*> TrainingFields::learnable() const {
   std::vector<QUVENField*> fields;
   std::copy_if(inputs.begin(), inputs.end(), std::back_inserter(fields),
-               [this](const QUVENField* field) { return field->isNumeric() || field == split; });
+               [this](const QUVENField* field) { return learnsCategories || field->isNumeric() || field == split; });
   return fields;
 }
 
@@ -183,11 +226,16 @@ TrainingFields chooseTrainingFields(const TrainingParameters& parameters, const 
   return fields;
 }
 
-void checkDistributions(const TrainingFields& fields, const std::string& dataset, const QUVENEnvHandle& env) {
+void checkDistributions(const TrainingFields& fields, bool endsWithoutSignal, const std::string& dataset,
+                        const TakeWarning& warn, const QUVENEnvHandle& env) {
   const std::string target = fields.target->getName().str();
   const Range range = rangeOf(*fields.target);
   if (range.isEmpty()) refuseColumn(target, "the target is missing in every record", QUVEN_ENV);
-  if (range.smallest == range.largest) refuseColumn(target, "the target has the same value everywhere", QUVEN_ENV);
+  if (range.smallest == range.largest) {
+    const std::string text = "the target has the same value everywhere";
+    if (!endsWithoutSignal) refuseColumn(target, text, QUVEN_ENV);
+    warn({target, text + "; there is nothing to learn"});
+  }
   if (!range.isWithin(largestValue)) refuseBeyond(target, "the target", largestValue, QUVEN_ENV);
   for (const QUVENField* weight : fields.weights()) {
     const Range weights = rangeOf(*weight);
@@ -202,12 +250,28 @@ void checkDistributions(const TrainingFields& fields, const std::string& dataset
   for (const QUVENField* input : inputs) {
     if (!input->isNumeric() || rangeOf(*input).isWithin(largestValue)) continue;
     std::ostringstream text;
-    text << "vesk-analyze: an input has a value beyond " << largestValue << "; it may count for nothing";
-    report_doubt(IllegalParameter, input->getName().str(), text.str(), QUVEN_ENV);
+    text << "an input has a value beyond " << largestValue << "; it may count for nothing";
+    warn({input->getName().str(), text.str()});
   }
   if (std::any_of(inputs.begin(), inputs.end(), [](const QUVENField* field) { return varies(*field); })) return;
-  report_error(FileUnusable, dataset, "vesk-analyze: every input is constant, missing or of rare categories only",
-               QUVEN_ENV, true);
+  const std::string text = "every input is constant, missing or of rare categories only";
+  if (!endsWithoutSignal) report_error(FileUnusable, dataset, "vesk-analyze: " + text, QUVEN_ENV, true);
+  warn({dataset, text + "; there is nothing to learn"});
+}
+
+void checkTarget(const TrainingFields& fields, std::int32_t lossId, const TakeWarning& warn) {
+  const std::string target = fields.target->getName().str();
+  const TargetValues values = valuesOf(*fields.target);
+  std::ostringstream text;
+  if (isPoisson(lossId) && values.smallest < 0) {
+    text << "the target has the value " << values.smallest << "; a Poisson loss is for counts from 0 up";
+  } else if (isPoisson(lossId) && !hasLink(lossId) && values.mean() > largestPoissonMean) {
+    text << "the mean of the target is " << values.mean()
+         << "; a Poisson loss without a link is for means up to 1, PoissonLink for any";
+  } else if (isOfTwoClasses(lossId) && !values.areTwoClasses()) {
+    text << "the target has other values than two of which one is 0 or -1, which this loss is for";
+  }
+  if (!text.view().empty()) warn({target, text.str()});
 }
 
 }  // namespace vesk_analyze

@@ -1,6 +1,7 @@
 #ifndef VESK_ANALYZE_TRAINING_FIELDS_H
 #define VESK_ANALYZE_TRAINING_FIELDS_H
 
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -8,6 +9,12 @@
 #include "training_parameters.h"
 
 namespace vesk_analyze {
+
+/// The subject and the text of a warning 2202 about a training.
+struct TrainingWarning {
+  std::string subject;
+  std::string text;
+};
 
 /// The columns of a training by their roles. The fields belong to the data point.
 struct TrainingFields {
@@ -17,10 +24,13 @@ struct TrainingFields {
   QUVENField* inverseVarianceWeight = nullptr;
   std::vector<QUVENField*> inputs;         ///< in the order of the columns
   std::vector<QUVENField*> supplementary;  ///< in the order of the parameter
+  bool learnsCategories = false;           ///< the model takes every categorical input
 
   /// The weights that there are.
   std::vector<QUVENField*> weights() const;
-  /// The inputs that a model can learn from: the numeric ones and the split field.
+  /// Null for a name that is none of an input.
+  const QUVENField* findInput(const std::string& name) const;
+  /// The inputs that the model can learn from: the numeric ones and the split field, or all.
   std::vector<QUVENField*> learnable() const;
   /// Inputs, target and weights: what has a distribution.
   std::vector<QUVENField*> described() const;
@@ -33,12 +43,20 @@ struct TrainingFields {
 TrainingFields chooseTrainingFields(const TrainingParameters& parameters, const std::string& dataset,
                                     const QUVENDataPoint& point, const QUVENEnvHandle& env);
 
+/// Takes a warning 2202 when it is found, before an error that may follow.
+using TakeWarning = std::function<void(const TrainingWarning& warning)>;
+
 /// Whether something can be learned from the columns, by their distributions.
+/// endsWithoutSignal: nothing to learn is a warning, because the training ends with a model that predicts a constant.
 /// Errors: the terminating report 2202 with the name of the column for a target that is constant or missing in every
 ///         record, a weight that is negative or nowhere above 0, and for values of them whose squares overflow; 2302
 ///         with the name of the dataset when no input has two values.
-/// Warnings: 2202 for an input whose squares may overflow; ends a strict run.
-void checkDistributions(const TrainingFields& fields, const std::string& dataset, const QUVENEnvHandle& env);
+/// Warnings: an input whose squares may overflow.
+void checkDistributions(const TrainingFields& fields, bool endsWithoutSignal, const std::string& dataset,
+                        const TakeWarning& warn, const QUVENEnvHandle& env);
+
+/// Whether the values of the target are those that a loss function is made for: at most one warning.
+void checkTarget(const TrainingFields& fields, std::int32_t lossId, const TakeWarning& warn);
 
 }  // namespace vesk_analyze
 

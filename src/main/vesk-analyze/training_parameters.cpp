@@ -10,12 +10,13 @@ namespace {
 constexpr int IllegalParameter = 2202;
 
 constexpr auto isPercent = [](double value) { return value >= 0 && value <= QUVENFoldDealing::MostPercent; };
+constexpr auto isNotNegative = [](double value) { return value >= 0; };
 constexpr auto isPositive = [](double value) { return value >= 1; };
 
 std::vector<std::string> reportNames(const std::string& value, int) {
   TrainingParameters parameters;
   parameters.outputFile = value;
-  return {parameters.stagesFile(), parameters.segmentsFile(), parameters.reportFile()};
+  return {parameters.stagesFile(), parameters.segmentsFile(), parameters.fieldsFile(), parameters.reportFile()};
 }
 
 }  // namespace
@@ -41,21 +42,15 @@ QUVENParameterSections TrainingParameters::sections() {
              return name == "TransformRegression" || name == "LinearRegression" || name == "FeatureTransform";
            },
        .errorCode = IllegalParameter,
-       .errorText = "vesk-analyze: Model must be LinearRegression or FeatureTransform",
-       .isSupportedText = [](const std::string& name) { return name != "TransformRegression"; },
-       .unsupportedCode = IllegalParameter,
-       .unsupportedText = "vesk-analyze: TransformRegression is not there yet; Model must be LinearRegression or "
-                          "FeatureTransform",
-       .meaning = "what is trained; TransformRegression is refused until it is there",
-       .legalValues = "LinearRegression or FeatureTransform",
-       .example = "FeatureTransform"},
+       .errorText = "vesk-analyze: Model must be TransformRegression, LinearRegression or FeatureTransform",
+       .meaning = "what is trained",
+       .legalValues = "TransformRegression, LinearRegression or FeatureTransform"},
       {.key = "Target",
        .target = quvenParameterTarget<&P::target>(),
        .meaning = "the numeric column that is predicted; by default that of purpose target"},
       {.key = "SplitField",
        .target = quvenParameterTarget<&P::splitField>(),
-       .meaning = "the column that is cut into segments, required for FeatureTransform",
-       .example = "x"},
+       .meaning = "the column that is cut into segments, required for FeatureTransform"},
       {.key = "CaseWeight",
        .target = quvenParameterTarget<&P::caseWeight>(),
        .meaning = "a numeric column, how often a record counts; no input then"},
@@ -106,6 +101,45 @@ QUVENParameterSections TrainingParameters::sections() {
        .errorText = "vesk-analyze: MiningMode must be 1 or 8",
        .meaning = "how the size of a linear model is chosen: 1 by the folds, 8 by the held-out records",
        .legalValues = "1 or 8"},
+      {.key = "LossFunction",
+       .target = quvenParameterTarget<&P::lossFunction>(),
+       .defaultValue = "Squared",
+       .meaning = "what TransformRegression minimises: Squared, Logistic, Poisson, SupportVector, LogisticLink or "
+                  "PoissonLink"},
+      {.key = "StopAfterPasses",
+       .target = quvenParameterTarget<&P::stopAfterPasses>(),
+       .defaultValue = "0",
+       .isLegal = isNotNegative,
+       .errorCode = IllegalParameter,
+       .errorText = "vesk-analyze: StopAfterPasses must be at least 0",
+       .meaning = "no stage is begun after this pass, the two for distributions counted; 0 for no such limit",
+       .legalValues = "an integer from 0"},
+      {.key = "StageChoice",
+       .target = quvenParameterTarget<&P::stageChoice>(),
+       .defaultValue = "Score",
+       .isLegalText = [](const std::string& name) { return name == "Score" || name == "FoldLoss"; },
+       .errorCode = IllegalParameter,
+       .errorText = "vesk-analyze: StageChoice must be Score or FoldLoss",
+       .meaning = "what decides how many stages are kept: their scores, or the mean losses of the folds",
+       .legalValues = "Score or FoldLoss"},
+      {.key = "MemoryLimit",
+       .target = quvenParameterTarget<&P::memoryLimit>(),
+       .defaultValue = "0",
+       .isLegal = isNotNegative,
+       .errorCode = IllegalParameter,
+       .errorText = "vesk-analyze: MemoryLimit must be at least 0",
+       .meaning = "MB of the first worker above which the transforms of a stage are trained in several passes; 0 for "
+                  "no limit",
+       .legalValues = "an integer from 0"},
+      {.key = "OutputCache",
+       .target = quvenParameterTarget<&P::outputCache>(),
+       .defaultValue = "1024",
+       .isLegal = isNotNegative,
+       .errorCode = IllegalParameter,
+       .errorText = "vesk-analyze: OutputCache must be at least 0",
+       .meaning = "MB for the outputs of finished stages, shared by the workers of a machine; results are the same "
+                  "with any value",
+       .legalValues = "an integer from 0"},
       {.key = "SampleSize",
        .target = quvenParameterTarget<&P::sampleSize>(),
        .defaultValue = "10000",
@@ -144,7 +178,7 @@ QUVENParameterSections TrainingParameters::sections() {
        .target = quvenParameterTarget<&P::outputFile>(),
        .file = QUVENParameterFile::Output,
        .outputNames = reportNames,
-       .meaning = "first part of the names of _report.txt, _stages.csv and _segments.csv",
+       .meaning = "first part of the names of _report.txt, _stages.csv, _segments.csv and _fields.csv",
        .example = "churn"},
       {.key = "Shares",
        .target = quvenParameterTarget<&P::shares>(),

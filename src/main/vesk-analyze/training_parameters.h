@@ -23,6 +23,11 @@ struct TrainingParameters {
   std::int32_t heldOutPercent = 0;
   double foldSeed = 0;
   std::int32_t miningMode = 0;
+  std::string lossFunction;
+  std::int32_t stopAfterPasses = 0;  ///< 0 for no limit
+  std::string stageChoice;
+  std::int32_t memoryLimit = 0;  ///< MB, 0 for no limit
+  std::int32_t outputCache = 0;  ///< MB, 0 for none
   std::int32_t sampleSize = 0;
   std::int32_t maxCategories = 0;
   std::int32_t minCategoryCount = 0;
@@ -38,9 +43,11 @@ struct TrainingParameters {
 
   QUVENFoldDealing getDealing() const;
   bool isUnseenFromRoot() const { return unseenValues == "Root"; }
+  bool isChosenByFoldLoss() const { return stageChoice == "FoldLoss"; }
   std::vector<std::string> getSupplementaryNames() const;
   std::string stagesFile() const { return outputFile + "_stages.csv"; }
   std::string segmentsFile() const { return outputFile + "_segments.csv"; }
+  std::string fieldsFile() const { return outputFile + "_fields.csv"; }
   std::string reportFile() const { return outputFile + "_report.txt"; }
 };
 

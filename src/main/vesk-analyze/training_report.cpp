@@ -2,11 +2,14 @@
 
 #include "training_report.h"
 
+#include <algorithm>
 #include <cmath>
 #include <ostream>
 
 #include "control/quven_csv_reader.h"
 #include "exact_text.h"
+#include "kernel/quven_cat_field.h"
+#include "kernel/quven_num_field.h"
 
 namespace vesk_analyze {
 
@@ -36,21 +39,40 @@ void writeSegment(const std::string& place, const DescribedSegment& segment, std
       << quvenCsvCell(termsText(segment.terms)) << '\n';
 }
 
+void writeAlphaHeadings(const char* name, std::int32_t numChannels, std::ostream& out) {
+  for (std::int32_t c = 1; c <= numChannels; ++c) out << ',' << name << c;
+}
+
+/// One cell a channel; empty without step sizes.
+void writeAlphas(const std::vector<double>& alphas, std::int32_t numChannels, std::ostream& out) {
+  if (alphas.empty()) out << std::string(static_cast<std::size_t>(numChannels), ',');
+  for (const double alpha : alphas) out << ',' << exactText(alpha);
+}
+
+/// Empty without a record; the word nan when a prediction is no number.
+std::string lossText(const QUVENModelLosses& losses, QUVENModelLosses::Kind kind, long stage) {
+  const double loss = losses.getLoss(kind, stage);
+  return std::isnan(loss) && losses.hasWeight(kind) ? "nan" : exactText(loss);
+}
+
 }  // namespace
 
 void writeStages(const TrainingReport& report, std::ostream& out) {
   const std::int32_t numChannels = report.parameters.getDealing().getNumChannels();
   out << "stage,kept,passes,rank,no_signal,points,fit,variance";
-  for (std::int32_t c = 1; c <= numChannels; ++c) out << ",alpha_" << c;
+  writeAlphaHeadings("alpha_", numChannels, out);
+  if (report.hasStages()) writeAlphaHeadings("output_alpha_", numChannels, out);
   out << ",loss_train,loss_folds,loss_heldout,loss_test\n";
   long number = 0;
   for (const DescribedStage& stage : report.stages) {
-    out << ++number << ",1," << report.passes << ',' << stage.rank << ',' << (stage.hasNoSignal ? 1 : 0) << ','
-        << exactText(stage.score.ivPts) << ',' << exactText(stage.score.ivFit) << ',' << exactText(stage.score.ivVar)
-        << std::string(static_cast<std::size_t>(numChannels), ',');
+    out << ++number << ',' << (stage.isKept ? 1 : 0) << ',' << stage.passes << ',' << stage.rank << ','
+        << (stage.hasNoSignal ? 1 : 0) << ',' << exactText(stage.score.ivPts) << ',' << exactText(stage.score.ivFit)
+        << ',' << exactText(stage.score.ivVar);
+    writeAlphas(stage.alphas, numChannels, out);
+    if (report.hasStages()) writeAlphas(stage.outputAlphas, numChannels, out);
     for (const auto kind :
          {QUVENModelLosses::Train, QUVENModelLosses::Folds, QUVENModelLosses::HeldOut, QUVENModelLosses::Test}) {
-      out << ',' << exactText(report.losses.getLoss(kind));
+      out << ',' << (stage.isKept ? lossText(report.losses, kind, number) : "");
     }
     out << '\n';
   }
@@ -62,10 +84,27 @@ void writeSegments(const TrainingReport& report, std::ostream& out) {
     const std::vector<DescribedTransform>& transforms = report.stages[s].transforms;
     for (std::size_t t = 0; t < transforms.size(); ++t) {
       for (std::size_t i = 0; i < transforms[t].segments.size(); ++i) {
-        const std::string place = std::to_string(s + 1) + "," + std::to_string(t + 1) + "," +
+        const std::string place = std::to_string(s + 1) + "," + transforms[t].place + "," +
                                   quvenCsvCell(transforms[t].field) + "," + std::to_string(i + 1);
         writeSegment(place, transforms[t].segments[i], out);
       }
+    }
+  }
+}
+
+void writeFields(const TrainingReport& report, std::ostream& out) {
+  out << "field,importance,stages_used,missing,categories\n";
+  for (const InputImportance& row : report.importances) {
+    out << quvenCsvCell(row.input.empty() ? "earlier stages" : row.input) << ',' << exactText(row.share) << ','
+        << row.stagesUsed << ',';
+    const QUVENField* field = report.fields.findInput(row.input);
+    if (field == nullptr) {
+      out << ",\n";
+    } else if (field->isNumeric()) {
+      out << exactText(static_cast<const QUVENNumField*>(field)->getDistribution()->getMissingCount()) << ",\n";
+    } else {
+      const QUVENCatFieldDist& distribution = *static_cast<const QUVENCatField*>(field)->getDistribution();
+      out << exactText(distribution.getMissingCount()) << ',' << distribution.getNumCats() << '\n';
     }
   }
 }

@@ -20,14 +20,21 @@ struct TrainingReport {
   const std::string& dataset;
   const QUVENTableLabels& labels;
   const std::vector<DescribedStage>& stages;
-  const QUVENModelLosses& losses;
-  long passes = 0;  ///< that the stage took
+  const QUVENModelLosses& losses;  ///< stage by stage of those that are kept
+  std::int32_t lossId = 1;
+  const std::vector<InputImportance>& importances;  ///< the inputs in their order, then the outputs of earlier stages
+  const std::vector<TrainingWarning>& warnings;
+  std::string outcome;  ///< empty for a model without stages
+
+  bool hasStages() const { return !outcome.empty(); }
 };
 
 /// One row a stage.
 void writeStages(const TrainingReport& report, std::ostream& out);
 /// One row a final segment.
 void writeSegments(const TrainingReport& report, std::ostream& out);
+/// One row an input, and one for the outputs of earlier stages if there are any.
+void writeFields(const TrainingReport& report, std::ostream& out);
 /// The report for people.
 void writeReport(const TrainingReport& report, std::ostream& out);
 

@@ -9,6 +9,7 @@
 
 #include "kernel/quven_cat_field.h"
 #include "kernel/quven_num_field.h"
+#include "loss_words.h"
 #include "training_report.h"
 
 namespace vesk_analyze {
@@ -78,17 +79,22 @@ class TextReport {
   void write() {
     out << "Model " << report.parameters.model << " of " << report.fields.target->getName().str() << '\n'
         << "Table " << report.dataset << '\n';
+    writeWarnings();
     writeRecords();
     writeColumns();
     writeLosses();
-    long number = 0;
+    if (report.hasStages()) {
+      writeStages();
+      writeImportance();
+      writeFirstStage(report.stages.front());
+      return;
+    }
     for (const DescribedStage& stage : report.stages) {
-      ++number;
       for (const DescribedTransform& transform : stage.transforms) {
         if (transform.field.empty()) {
           writeLinear(transform.segments.front(), stage);
         } else {
-          writeTransform(transform);
+          writeTransform(transform, "Transform of " + transform.field);
         }
       }
     }
@@ -137,18 +143,86 @@ class TextReport {
     }
   }
 
+  void writeWarnings() {
+    if (!report.hasStages() || report.warnings.empty()) return;
+    writeHeading(out, "Warnings");
+    for (const TrainingWarning& warning : report.warnings) out << warning.subject << ": " << warning.text << '\n';
+  }
+
+  /// Those of the last stage that is kept.
   void writeLosses() {
     static constexpr std::pair<QUVENModelLosses::Kind, const char*> kinds[] = {
         {QUVENModelLosses::Train, "training records, final model"},
         {QUVENModelLosses::Folds, "each fold, by the model that has not seen it"},
         {QUVENModelLosses::HeldOut, "held-out records, by a model that has not seen them"},
         {QUVENModelLosses::Test, "test records, final model"}};
-    writeHeading(out, "Mean squared error");
+    writeHeading(out, lossTitle(report.lossId));
     for (const auto& [kind, text] : kinds) {
-      const double loss = report.losses.getLoss(kind);
+      const double loss = report.losses.getLoss(kind, report.losses.getNumStages());
       out << std::left << std::setw(56) << text << std::right << std::setw(numberWidth) << shortText(loss);
-      if (!std::isnan(loss)) out << "  (root " << shortText(std::sqrt(loss)) << ')';
+      if (!std::isnan(loss) && isSquared(report.lossId)) out << "  (root " << shortText(std::sqrt(loss)) << ')';
       out << '\n';
+    }
+  }
+
+  void writeStages() {
+    writeHeading(out, "Stages");
+    out << "stage kept passes inputs         alpha  output alpha         score" << std::setw(numberWidth) << "train"
+        << std::setw(numberWidth) << "folds" << std::setw(numberWidth) << "held out" << std::setw(numberWidth) << "test"
+        << '\n';
+    const auto cell = [&](double value) { out << std::setw(numberWidth) << shortText(value); };
+    const auto ofFinalChannel = [](const std::vector<double>& alphas) {
+      return alphas.empty() ? std::numeric_limits<double>::quiet_NaN() : alphas.front();
+    };
+    long number = 0;
+    for (const DescribedStage& stage : report.stages) {
+      ++number;
+      out << std::setw(5) << number << std::setw(5)
+          << (!stage.isKept    ? "no"
+              : stage.isOutput ? "out"
+                               : "yes")
+          << std::setw(7) << stage.passes << std::setw(7) << stage.rank;
+      cell(ofFinalChannel(stage.alphas));
+      cell(ofFinalChannel(stage.outputAlphas));
+      cell(stage.score.ivPts > 0 ? stage.score.ivFit / stage.score.ivPts : std::numeric_limits<double>::quiet_NaN());
+      for (const auto kind :
+           {QUVENModelLosses::Train, QUVENModelLosses::Folds, QUVENModelLosses::HeldOut, QUVENModelLosses::Test}) {
+        cell(stage.isKept ? report.losses.getLoss(kind, number) : std::numeric_limits<double>::quiet_NaN());
+      }
+      out << (stage.hasNoSignal ? "  no signal\n" : "\n");
+    }
+    out << "The score is that of the output transform, a negative log-likelihood for each record; less is better.\n"
+           "Kept \"out\": the output transform has taken the place of the stage.\n"
+        << report.outcome << '\n';
+  }
+
+  void writeImportance() {
+    writeHeading(out, "Importance of the inputs");
+    for (const InputImportance& row : report.importances) {
+      const double bar = std::isnan(row.share) ? 0 : row.share * plotWidth;
+      const std::string name = row.input.empty() ? "(outputs of earlier stages)" : row.input;
+      if (isLong(name)) out << name << '\n';
+      out << std::left << std::setw(nameWidth) << (isLong(name) ? std::string() : name) << std::right << std::setw(8)
+          << std::fixed << std::setprecision(2) << 100 * row.share << " %  " << std::defaultfloat
+          << std::string(static_cast<std::size_t>(std::lround(bar)), '#') << '\n';
+    }
+  }
+
+  /// What each input does in the first stage, in which no output of an earlier stage has a part.
+  void writeFirstStage(const DescribedStage& stage) {
+    const DescribedSegment& regression = stage.transforms.front().segments.front();
+    if (stage.transforms.size() == 1) {
+      writeLinear(regression, stage);
+      return;
+    }
+    for (std::size_t t = 1; t < stage.transforms.size(); ++t) {
+      const DescribedTransform& transform = stage.transforms[t];
+      const auto term = std::find_if(regression.terms.begin(), regression.terms.end(),
+                                     [&](const ModelTerm& of) { return of.field == transform.field; });
+      writeTransform(transform, "Transform of " + transform.field + " in stage 1");
+      if (term != regression.terms.end()) {
+        out << "Its factor in the stage is " << shortText(term->coefficient) << ".\n";
+      }
     }
   }
 
@@ -220,8 +294,8 @@ class TextReport {
     }
   }
 
-  void writeTransform(const DescribedTransform& transform) {
-    writeHeading(out, "Transform of " + transform.field);
+  void writeTransform(const DescribedTransform& transform, const std::string& heading) {
+    writeHeading(out, heading);
     out << transform.initialSegments << " segments, merged to " << transform.segments.size()
         << "; all other columns at their means\n";
     std::vector<PlotRow> rows;

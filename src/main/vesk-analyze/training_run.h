@@ -7,6 +7,7 @@
 #include "kernel/quven_model_outputs.h"
 #include "learning/quven_model_file.h"
 #include "learning/quven_model_losses.h"
+#include "learning/quven_term_variances.h"
 #include "model_kind.h"
 #include "run.h"
 #include "run_dataset.h"
@@ -18,7 +19,8 @@ namespace vesk_analyze {
 
 /// `train`: learns a model from a table and writes it, with reports. It knows no class of models.
 ///
-/// Passes: two for the distributions of the columns, those of the model, and one that gathers the losses.
+/// Passes: two for the distributions of the columns, those of the model, one to choose the last stage if the parameters
+///         say so, and one that gathers the losses and the importance of the inputs.
 class TrainingRun final : public Run {
  public:
   TrainingRun(const AnalyzeOptions& runOptions, const QUVENWorkerTransport& workerTransport, const QUVENEnvHandle& env);
@@ -39,10 +41,17 @@ class TrainingRun final : public Run {
   void checkInputs(const QUVENEnvHandle& env) const;
   void checkNames(const QUVENEnvHandle& env) const;
   void addModel(const QUVENEnvHandle& env);
+  void readLossFunction(const QUVENEnvHandle& env);
+  void checkColumns(const QUVENEnvHandle& env);
+  void dropOutputDistributions(const QUVENEnvHandle& env);
+  QUVENModelLosses& addLosses(const std::vector<QUVENField*>& predictions, const QUVENEnvHandle& env);
+  void chooseStage(const QUVENEnvHandle& env);
+  void addReportScans(const QUVENEnvHandle& env);
   void checkRecords(const QUVENEnvHandle& env) const;
-  void addLosses(const QUVENEnvHandle& env);
   void writeModel(const QUVENEnvHandle& env) const;
-  TrainingReport makeReport(const std::vector<DescribedStage>& stages) const;
+  std::vector<DescribedStage> describeStages(const QUVENEnvHandle& env) const;
+  TrainingReport makeReport(const std::vector<DescribedStage>& stages,
+                            const std::vector<InputImportance>& importances) const;
   void logResults(const QUVENEnvHandle& env) const;
   void writeReports(const QUVENEnvHandle& env) const;
 
@@ -51,14 +60,20 @@ class TrainingRun final : public Run {
   ParameterFile parameterFile;
   RunDataset dataset;
   std::optional<QUVENPassDriver> driver;
+  bool choosesLater = false;  // the last stage is chosen in a pass after the training
 
   // On rank 0.
   TrainingParameters parameters;
   TrainingFields fields;
   QUVENTableLabels labels;
   const ModelKind* kind = nullptr;
-  QUVENModel* model = nullptr;  // owned by the driver, as the losses
+  std::int32_t lossId = 1;
+  std::vector<TrainingWarning> warnings;
+  StageHistory history;
+  QUVENModel* model = nullptr;  // owned by the driver, as the losses and variances
   QUVENModelLosses* losses = nullptr;
+  std::vector<PredictionTerm> terms;
+  QUVENTermVariances* variances = nullptr;  // of the terms; null when the prediction is no sum of terms
   QUVENOwnPtr<QUVENModelOutputs> outputs;
   std::vector<OutputFile> outputFiles;
   std::size_t trainingPasses = 0;

@@ -47,7 +47,7 @@ void writeTable(const GenerateOptions& options, std::ostream& err) {
   RecordOutput output(options.output);
   if (!options.curveFile.empty()) writeCurve(options.curveFile);
   std::uint64_t bytes = 0;
-  std::string block = TableGenerator::header;
+  std::string block = generator.getHeader();
   for (std::uint64_t row = 0; row < options.table->rows; ++row) {
     generator.addRow(block);
     if (block.size() < blockBytes && row + 1 < options.table->rows) continue;

@@ -28,7 +28,8 @@ Example: a million calls with planted groups, the parameter file, the loader.
 
 constexpr const char* tableFooter = R"(
 Columns: tenure,minutes,calls,plan,region,spend. spend is the sum of a curve of tenure, which is linear between its
-points, of 0.03 minutes, of an effect of plan (-6, 0 or 6, two plans each) and of noise.
+points, of 0.03 minutes, of an effect of plan (-6, 0 or 6, two plans each) and of noise. With --signals there is a
+column rate behind calls, and spend also has 0.01 minutes rate, 12 above 120 calls, and -15 in a row without calls.
 
 Example: a table and its curve, the dataset.
   vesk-generate table --rows 20000 -o table.csv --curve curve.csv
@@ -155,6 +156,7 @@ CLI::App* addTableCommand(CLI::App& app, GenerateOptions& options, TableSettings
   command->add_option("--noise", table.noise, "Standard deviation of the noise of spend")->capture_default_str();
   command->add_option("--missing", table.missingShare, "Share of missing cells of tenure, calls and plan")
       ->capture_default_str();
+  command->add_flag("--signals", table.hasSignals, "Also a step, a product of two columns and missing cells that tell");
   command->add_option("--curve", options.curveFile, "Write the planted curve of tenure as CSV: x,y")->type_name("FILE");
   command->add_flag("-q,--quiet", options.quiet, "No summary on standard error");
   command->footer(tableFooter);
@@ -218,6 +220,9 @@ void checkTable(const GenerateOptions& options) {
   checkTableSettings(*options.table);
   if (!options.curveFile.empty() && resolvedPath(options.curveFile) == resolvedPath(options.output)) {
     throw std::invalid_argument("the table and the curve cannot share one file");
+  }
+  if (!options.curveFile.empty() && options.table->hasSignals) {
+    throw std::invalid_argument("--curve does not go with --signals");
   }
 }
 

@@ -18,6 +18,12 @@ constexpr std::int64_t mostMinutes = 1000;
 constexpr std::int64_t mostCalls = 200;
 constexpr std::uint64_t regions = 12;
 
+// Of a table with signals.
+constexpr std::int64_t mostTenthsOfRate = 100;
+constexpr std::int64_t lastCallBeforeStep = 120;
+constexpr std::int64_t valueAfterStep = 12000;
+constexpr std::int64_t valueWithoutCalls = -15000;
+
 struct Plan {
   const char* name;
   std::int64_t effect;
@@ -62,7 +68,8 @@ void checkTableSettings(const TableSettings& settings) {
 TableGenerator::TableGenerator(const TableSettings& settings)
     : random(settings.seed, RandomStream::Table),
       noise(std::llround(settings.noise * 1000)),
-      missingThreshold(shareThreshold(settings.missingShare)) {
+      missingThreshold(shareThreshold(settings.missingShare)),
+      hasSignals(settings.hasSignals) {
   checkTableSettings(settings);
 }
 
@@ -90,8 +97,12 @@ void TableGenerator::addRow(std::string& text) {
   const bool hasTenure = !random.hit(missingThreshold);
   const bool hasCalls = !random.hit(missingThreshold);
   const bool hasPlan = !random.hit(missingThreshold);
+  const std::int64_t rate = hasSignals ? draw(mostTenthsOfRate) : 0;
+  std::int64_t signals = minutes * rate;  // a hundredth of the product with the rate in units
+  if (hasSignals && !hasCalls) signals += valueWithoutCalls;
+  if (hasSignals && hasCalls && calls > lastCallBeforeStep) signals += valueAfterStep;
   const std::int64_t spend = (hasTenure ? curveAt(tenths) : valueWithoutTenure) + slopeOfMinutes * minutes +
-                             (hasPlan ? plan.effect : 0) + drawNoise();
+                             (hasPlan ? plan.effect : 0) + signals + drawNoise();
 
   if (hasTenure) {
     addDecimal(text, tenths, 1);
@@ -99,6 +110,10 @@ void TableGenerator::addRow(std::string& text) {
     text += "NA";
   }
   text += ',' + std::to_string(minutes) + ',' + (hasCalls ? std::to_string(calls) : "NA") + ',';
+  if (hasSignals) {
+    addDecimal(text, rate, 1);
+    text += ',';
+  }
   if (hasPlan) text += plan.name;
   text += region < 10 ? ",R0" : ",R";
   text += std::to_string(region) + ',';
