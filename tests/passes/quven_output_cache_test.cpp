@@ -159,6 +159,10 @@ TEST_F(QUVENOutputCacheTest, NeedsAPassForTheRangeAndOneForTheValues) {
   cache.beginPass({});
   EXPECT_FALSE(cache.has("f"));
   EXPECT_EQ(cache.getBytes(), 0);
+  pass(cache, 5, 8);
+  EXPECT_TRUE(cache.has("f"));
+  cache.clear();
+  EXPECT_FALSE(cache.has("f"));
 }
 
 TEST_F(QUVENOutputCacheTest, IsEmptyAfterAnotherRangeOfRecords) {

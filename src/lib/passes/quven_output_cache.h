@@ -31,6 +31,8 @@ class QUVENOutputCache {
   /// Whether an output is complete.
   bool has(std::string_view name) const;
 
+  /// Drops all outputs.
+  void clear() { outputs.clear(); }
   /// Drops the outputs that are not final any more, and makes room for the new ones in their order, as long as there is
   /// room.
   void beginPass(const Fields& finalOutputs);

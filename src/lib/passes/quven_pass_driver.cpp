@@ -82,10 +82,11 @@ void QUVENPassDriver::runPasses(const QUVENEnvHandle& env) {
   for (;;) {
     std::int32_t word = Ended;
     if (transport.isMaster()) word = prepare(QUVEN_ENV) ? AnotherPass : Ended;
-    if (transport.broadcastWord(word) == Ended) return;
+    if (transport.broadcastWord(word) == Ended) break;
     runPass(QUVEN_ENV);
     if (transport.isMaster() && betweenPasses) betweenPasses(passNumber);
   }
+  outputCache.clear();
 }
 
 // One pass
