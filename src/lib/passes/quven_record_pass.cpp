@@ -118,12 +118,26 @@ void QUVENRecordPass::dropScansWithoutRecords() {
   std::erase_if(participants, [](const Participant& participant) { return participant.type == QUVENScanType::NoPass; });
 }
 
-void QUVENRecordPass::setResults(std::int64_t recordNumber, const QUVENEnvHandle& env) {
-  QUVENDataPoint& point = world.getPoint();
+void QUVENRecordPass::clearResults() {
   for (QUVENField* field : results) field->clearValue();
-  cachedOutputs.restore(recordNumber, QUVEN_ENV);
+}
+
+void QUVENRecordPass::computeResults(const QUVENEnvHandle& env) {
+  QUVENDataPoint& point = world.getPoint();
   for (QUVENField* field : produced) field->computeValue(point, env);
   for (const Scorer& scorer : scorers) scorer.protocol->score(*scorer.scan, settings.scoredChannel, point, env);
+}
+
+void QUVENRecordPass::setResults(std::int64_t recordNumber, const QUVENEnvHandle& env) {
+  clearResults();
+  cachedOutputs.restore(recordNumber, QUVEN_ENV);
+  computeResults(QUVEN_ENV);
+}
+
+/// What was kept of the record is not that of the changed values.
+void QUVENRecordPass::scoreAgain(const QUVENEnvHandle& env) {
+  clearResults();
+  computeResults(QUVEN_ENV);
 }
 
 void QUVENRecordPass::end(const QUVENEnvHandle& env) {
