@@ -51,6 +51,9 @@ BoostTable randomBoostTable(unsigned seed, int records, const BoostTableKind& ki
     if (kind.hasMissing && random() % 20 == 0) row.y = absentNumber;
     // Groups of few records of counts or classes have equal means unless their weights differ.
     if (kind.hasWeights) row.w = random() % 9 == 0 ? 0.0 : 0.2 + 3 * uniform();
+    if (kind.hasWeights && kind.hasMissing && i % 23 == 7) row.w = absentNumber;
+    if (kind.hasVarianceWeights) row.v = i % 11 == 5 ? 0.0 : 0.5 + i * 37 % 101 / 101.0;
+    if (kind.hasVarianceWeights && kind.hasMissing && i % 29 == 3) row.v = absentNumber;
     const auto part = static_cast<int>(random() % 10);
     const auto fold = static_cast<int>(random() % static_cast<unsigned>(kind.channels - 2));
     row.channel = part < 2 ? 1 + part : 3 + fold;

@@ -7,6 +7,7 @@
 struct BoostTableKind {
   int loss = Squared;
   bool hasWeights = false;
+  bool hasVarianceWeights = false;
   bool hasMissing = false;
   bool hasTies = false;       ///< a second number with few values
   bool hasCategories = true;  ///< a categorical input of six values, two of them rare

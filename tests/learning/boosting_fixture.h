@@ -1,6 +1,7 @@
 #ifndef TESTS_LEARNING_BOOSTING_FIXTURE_H
 #define TESTS_LEARNING_BOOSTING_FIXTURE_H
 
+#include <algorithm>
 #include <bit>
 #include <cmath>
 #include <map>
@@ -46,7 +47,15 @@ struct BoostRun {
       model->addInput(&run.field("x" + std::to_string(i)), QUVENUsageExplanatory, run.handle());
     }
     model->addInput(&run.field("y"), QUVENUsageTarget, run.handle());
-    model->addInput(&run.field("w"), QUVENUsageCaseWeight, run.handle());
+    const auto isWeight = [](double BoostRow::*weight) {
+      return [weight](const BoostRow& row) { return row.*weight != 1; };
+    };
+    if (std::ranges::any_of(table.rows, isWeight(&BoostRow::w))) {
+      model->addInput(&run.field("w"), QUVENUsageCaseWeight, run.handle());
+    }
+    if (std::ranges::any_of(table.rows, isWeight(&BoostRow::v))) {
+      model->addInput(&run.field("v"), QUVENUsageInverseVarianceWeight, run.handle());
+    }
     model->setNames(run.driver.getNames());
     model->setLossId(loss);
     model->setChoosesLater(choosesLater);
@@ -90,7 +99,7 @@ struct BoostRun {
     for (std::size_t i = 0; i < table.isCategorical.size(); ++i) {
       fields.append(&run.field("x" + std::to_string(i)), run.handle());
     }
-    for (const char* name : {"y", "w"}) fields.append(&run.field(name), run.handle());
+    for (const char* name : {"y", "w", "v"}) fields.append(&run.field(name), run.handle());
     for (const QUVENOwnPtr<QUVENField>& field : run.driver.getNames().getOwnedFields()) {
       if (field->isComputed()) fields.append(field.get(), run.handle());
     }
@@ -156,9 +165,9 @@ class BoostTest : public PassTest {
     std::vector<double> values;
     for (const BoostRow& row : table.rows) {
       for (const double value : row.x) values.push_back(std::isnan(value) ? Missing : value);
-      for (const double value : {row.y, row.w}) values.push_back(std::isnan(value) ? Missing : value);
+      for (const double value : {row.y, row.w, row.v}) values.push_back(std::isnan(value) ? Missing : value);
     }
-    write(info + "y Numeric Target\nw Numeric Explanatory\n", values);
+    write(info + "y Numeric Target\nw Numeric Explanatory\nv Numeric Explanatory\n", values);
   }
   /// The table is the dataset.
   std::unique_ptr<BoostRun> train(const BoostTable& table, int loss, int mode, const QUVENPassSettings& settings,

@@ -282,6 +282,7 @@ LiteralRegression LiteralBoosting::fit(const Inputs& inputs, const ChannelValues
       }
       record.x.push_back(target[row][c]);
       record.w = std::isnan(table.rows[row].w) ? 0.0 : table.rows[row].w;
+      record.v = std::isnan(table.rows[row].v) ? 0.0 : table.rows[row].v;
       (k == c ? evalRows : trainRows).push_back(record);
     }
     train.emplace_back(trainRows, n);

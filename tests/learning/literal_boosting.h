@@ -20,8 +20,9 @@ inline constexpr double absentNumber = std::numeric_limits<double>::quiet_NaN();
 struct BoostRow {
   std::vector<double> x;  ///< per input: a number, or the number of a category; NaN is missing
   double y = 0;           ///< NaN is missing
-  double w = 1;
+  double w = 1;           ///< NaN is missing, as for v
   int channel = 3;
+  double v = 1;  ///< the inverse-variance weight
 };
 
 struct BoostTable {

@@ -27,6 +27,8 @@ TEST_F(QUVENPoissonLinkTest, KnowsTheMeanOfATargetWhoseLastBinIsEmpty) {
   }
   const QUVENNumFieldDist& distribution = *static_cast<QUVENNumField*>(y)->getDistribution();
   ASSERT_EQ(distribution.getBin(distribution.getNumBins()).getCount(), 0);
+  // A stream holds finite numbers only, and what is read is to be what was written.
+  EXPECT_TRUE(std::isfinite(distribution.getBin(distribution.getNumBins()).getMean()));
 
   QUVENModel::Inputs targets;
   targets.append(QUVENModelInput(y, QUVENUsageTarget), QUVEN_ENV);

@@ -13,6 +13,7 @@ TEST_F(QUVENTransformRegressionLiteralTest, EachLossLearnsEveryKindOfTable) {
     const int records = (round % 5 == 0 ? 300 : 40 + 17 * (round % 11)) + (loss == SupportVector ? 100 : 0);
     const BoostTableKind kind{.loss = loss,
                               .hasWeights = loss == Squared ? round % 4 == 2 : round % 4 != 3,
+                              .hasVarianceWeights = round % 10 < 3,
                               .hasMissing = round % 3 == 1,
                               .hasTies = round % 2 == 1,
                               .hasCategories = round % 7 != 2,

@@ -54,7 +54,8 @@ void QUVENNumFieldBin::finishPass() {
     ivMean = ivCurrSum / ivCount;
     ivVariance = ivCurrVariance / ivCount;
   } else {
-    ivMean = (ivLoEnd + ivHiEnd) * 0.5;
+    // The sum of two largest ends is infinite, which no stream holds.
+    ivMean = quvenClampDouble((ivLoEnd + ivHiEnd) * 0.5);
     ivVariance = 0;
   }
   startPass();

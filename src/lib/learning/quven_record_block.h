@@ -18,8 +18,8 @@ class QUVENRecordBlock {
   static constexpr long MostRecords = 128;
 
   /// The fields of the shared variables, the target last; a weight may be null, which is 1.0.
-  void open(std::vector<const QUVENField*> variableFields, const QUVENField* caseWeight,
-            const QUVENField* invVarWeight, long numChannels) {
+  void open(std::vector<const QUVENField*> variableFields, const QUVENField* caseWeight, const QUVENField* invVarWeight,
+            long numChannels) {
     fields = std::move(variableFields);
     numVariables = static_cast<long>(fields.size());
     fields.push_back(caseWeight);
@@ -58,9 +58,7 @@ class QUVENRecordBlock {
   long getNumVariables() const { return numVariables; }
   long getRecordChannel(long record) const { return recordChannels[static_cast<std::size_t>(record)]; }
   /// The variables, then the two weights.
-  const double* at(long record, long channel) const {
-    return values.data() + (record * channels + channel) * width();
-  }
+  const double* at(long record, long channel) const { return values.data() + (record * channels + channel) * width(); }
 
  private:
   long width() const { return numVariables + 2; }

@@ -119,9 +119,17 @@ void QUVENRecordPass::dropScansWithoutRecords() {
 }
 
 void QUVENRecordPass::setResults(std::int64_t recordNumber, const QUVENEnvHandle& env) {
-  QUVENDataPoint& point = world.getPoint();
-  for (QUVENField* field : results) field->clearValue();
+  clearResults();
   cachedOutputs.restore(recordNumber, QUVEN_ENV);
+  computeResults(QUVEN_ENV);
+}
+
+void QUVENRecordPass::clearResults() {
+  for (QUVENField* field : results) field->clearValue();
+}
+
+void QUVENRecordPass::computeResults(const QUVENEnvHandle& env) {
+  QUVENDataPoint& point = world.getPoint();
   for (QUVENField* field : produced) field->computeValue(point, env);
   for (const Scorer& scorer : scorers) scorer.protocol->score(*scorer.scan, settings.scoredChannel, point, env);
 }

@@ -70,7 +70,10 @@ class QUVENRecordPass {
     if (hasResults) setResults(recordNumber, env);
   }
   /// Sets the result fields of the present record anew, after its values have been changed.
-  void scoreAgain(const QUVENEnvHandle& env) { setResults(world.getPoint(), env); }
+  void scoreAgain(const QUVENEnvHandle& env) {
+    clearResults();
+    computeResults(env);
+  }
   /// One record, which the data point holds.
   void take(std::int64_t recordNumber, const QUVENEnvHandle& env) {
     QUVENDataPoint& point = world.getPoint();
@@ -104,6 +107,8 @@ class QUVENRecordPass {
   void addFields();
   void deal(std::int64_t recordNumber, const QUVENEnvHandle& env);
   void setResults(std::int64_t recordNumber, const QUVENEnvHandle& env);
+  void clearResults();
+  void computeResults(const QUVENEnvHandle& env);
 
   QUVENScanWorld& world;
   const QUVENPassSettings& settings;

@@ -24,6 +24,15 @@ QUVENWorkerTransport::QUVENWorkerTransport(MPI_Comm ranks) : communicator(ranks)
   MPI_Comm_size(communicator, &count);
 }
 
+int QUVENWorkerTransport::getCountOnMachine() const {
+  MPI_Comm machine = MPI_COMM_NULL;
+  int ranks = 1;
+  MPI_Comm_split_type(communicator, MPI_COMM_TYPE_SHARED, rank, MPI_INFO_NULL, &machine);
+  MPI_Comm_size(machine, &ranks);
+  MPI_Comm_free(&machine);
+  return ranks;
+}
+
 std::int32_t QUVENWorkerTransport::broadcastWord(std::int32_t word) const {
   if (!isAlone()) MPI_Bcast(&word, 1, MPI_INT32_T, 0, communicator);
   return word;

@@ -17,6 +17,8 @@ class QUVENWorkerTransport {
   int getCount() const { return count; }
   bool isMaster() const { return rank == 0; }
   bool isAlone() const { return count == 1; }
+  /// Collective: how many ranks share the memory of this machine.
+  int getCountOnMachine() const;
 
   /// Collective: broadcasts one integer from rank 0.
   std::int32_t broadcastWord(std::int32_t word) const;

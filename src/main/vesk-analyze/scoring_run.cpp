@@ -200,8 +200,9 @@ std::vector<std::string> ScoringRun::predictionColumns() const {
   if (options.writesChannels) names.emplace_back("channel");
   addChannels(unnormalized);
   for (std::size_t stage = 1; options.writesStages && stage <= stageNames.size(); ++stage) {
-    names.push_back(unnormalized + "_stage_" + std::to_string(stage));
-    addChannels(names.back());
+    const std::string name = unnormalized + "_stage_" + std::to_string(stage);
+    names.push_back(name);
+    addChannels(name);
   }
   for (std::int32_t i = 1; i <= options.numReasons; ++i) {
     names.push_back("reason_" + std::to_string(i));

@@ -29,6 +29,7 @@ enum Code : int { IllegalParameter = 2202, FileUnusable = 2302, TooFewRecords = 
 constexpr const char* outputUnwritable = "vesk-analyze: Unable to write output file";
 constexpr const char* resultsUnwritable = "vesk-analyze: Unable to write results file";
 constexpr int distributionPasses = 2;
+constexpr std::int64_t megabyte = 1 << 20;
 
 void writeFile(const std::string& path, const std::function<void(std::ostream&)>& write, const QUVENEnvHandle& env) {
   QUVENResultFile file(path);
@@ -107,11 +108,14 @@ void TrainingRun::makeDriver(const QUVENEnvHandle& env) {
   std::int32_t isChosenLater = choosesLater ? 1 : 0;
   shareWord(isChosenLater, transport);
   choosesLater = isChosenLater != 0;
+  std::int32_t outputCache = parameters.outputCache;
+  shareWord(outputCache, transport);
   const QUVENPassSettings settings{.numChannels = dealing.getNumChannels(),
                                    .dealChannel = [dealing](std::int64_t record) { return dealing.channelOf(record); },
                                    .numSlices = shares == 1 ? 0 : shares,
                                    .distributionPasses = distributionPasses,
-                                   .lastPass = stopAfterPasses};
+                                   .lastPass = stopAfterPasses,
+                                   .outputCacheBytes = outputCache * megabyte / transport.getCountOnMachine()};
   driver.emplace(settings, transport, QUVEN_ENV);
   driver->setDataset(dataset.get());
   // The losses are those of the predictions that score will make.
@@ -155,7 +159,6 @@ void TrainingRun::open(const QUVENEnvHandle& env) {
   if (transport.isMaster()) readParameters(QUVEN_ENV);
   makeDriver(QUVEN_ENV);
   if (transport.isMaster()) {
-    constexpr std::int64_t megabyte = 1 << 20;
     env.resolve().setSoftBytesLimit(parameters.memoryLimit * megabyte);
     openTable(QUVEN_ENV);
     static_cast<void>(labels.read(QUVENTableLabels::pathOf(options.dataset), QUVEN_ENV));
