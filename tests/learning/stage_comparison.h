@@ -2,6 +2,7 @@
 #define TESTS_LEARNING_STAGE_COMPARISON_H
 
 #include <algorithm>
+#include <optional>
 
 #include "learning/boosting_fixture.h"
 
@@ -165,7 +166,7 @@ class LiteralBoostTest : public BoostTest {
     std::string differences;
     std::size_t differentStage = 0;
     unsigned changes = 0;
-    const LiteralBoosting undisturbed(table, loss, mode);
+    std::optional<LiteralBoosting> undisturbed;
     for (unsigned disturbance = 0; disturbance <= mostDisturbances; ++disturbance) {
       const LiteralBoosting literal(table, loss, mode, disturbance);
       const StageComparison comparison(chosen, finished, literal);
@@ -180,7 +181,8 @@ class LiteralBoostTest : public BoostTest {
       if (disturbance == 0) {
         differences = comparison.differences;
         differentStage = comparison.lastStage;
-      } else if (literalsDiffer(undisturbed, literal, differentStage)) {
+        undisturbed.emplace(literal);
+      } else if (literalsDiffer(*undisturbed, literal, differentStage)) {
         ++changes;
       }
     }
