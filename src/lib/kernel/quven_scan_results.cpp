@@ -125,7 +125,8 @@ void quvenMergeDataScanResults(QUVENObjReader& readerA, QUVENObjReader& readerB,
     QUVEN_ASSERT_CAUSE(ptrB != 0, "Missing data scan result object in input");  // NOLINT(modernize-use-nullptr)
     checkIsResult("ptrA->ivMergeWithSerialNumber < 0", *ptrA);
     checkIsResult("ptrB->ivMergeWithSerialNumber < 0", *ptrB);
-    checkIsSame(ptrA->getMergeWithSerialNumber(), ptrB->getMergeWithSerialNumber());
+    QUVEN_ASSERT_CAUSE(ptrA->getMergeWithSerialNumber() == ptrB->getMergeWithSerialNumber(),
+                       "Serial number mismatch between input streams");
     mergeChecked(*ptrA, *ptrB, QUVEN_ENV);
     quvenWrite(writer, resultKwd, ptrA, QUVEN_ENV);
     ptrA.reset(QUVEN_ENV);
