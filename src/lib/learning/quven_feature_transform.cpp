@@ -188,13 +188,13 @@ void QUVENFeatureTransform::learn(QUVENDataPoint& point, const QUVENEnvHandle& e
 
 void QUVENFeatureTransform::addToBlock(QUVENBlockOfTransform& part, long record, const QUVENEnvHandle& env) const {
   const QUVENSplitTest& split = *ivSplitTestPtr;
-  const long channels = part.hasSegmentPerChannel ? getGlobalNumChannels() : 1;
-  for (long c = 0; c < channels; ++c) {
-    part.segments[static_cast<std::size_t>(record * channels + c)] = split.getSegment(c + 1, QUVEN_ENV);
+  QUVEN_ASSERT(part.channels > 1 || !split.hasValuePerChannel());
+  for (long c = 0; c < part.channels; ++c) {
+    const auto place = static_cast<std::size_t>(record * part.channels + c);
+    part.segments[place] = split.getSegment(c + 1, QUVEN_ENV);
+    const double value = ivSplitFieldPtr->getNumValueOrSingle(c + 1);  // 0.0 for categories
+    part.values[place] = std::isnan(value) ? 0.0 : value;
   }
-  if (!part.hasOwnVariable) return;
-  const double value = ivSplitFieldPtr->getNumValueOrSingle(1);  // 0.0 for categories
-  part.values[static_cast<std::size_t>(record)] = std::isnan(value) ? 0.0 : value;
 }
 
 void QUVENFeatureTransform::learnBlock(const QUVENRecordBlock& block, const QUVENBlockOfTransform& part,
@@ -206,15 +206,15 @@ void QUVENFeatureTransform::learnBlock(const QUVENRecordBlock& block, const QUVE
   double* const variables = blockRecord.begin();
   for (long r = 0; r < block.getNumRecords(); ++r) {
     const auto recordChannel = static_cast<std::int32_t>(block.getRecordChannel(r));
-    if (part.hasOwnVariable) variables[0] = part.values[static_cast<std::size_t>(r)];
     for (long c = 0; c < channels; ++c) {
       const auto channel = static_cast<std::int32_t>(c + 1);
       const double* const values = block.at(r, c);
       const bool isSeen = channel == recordChannel || QUVENLinRegModel::trains(recordChannel, channel);
       if (!isSeen || std::isnan(values[shared - 1])) continue;
+      const auto place = static_cast<std::size_t>(part.channels == 1 ? r : r * channels + c);
+      if (part.hasOwnVariable) variables[0] = part.values[place];
       for (long i = 0; i < shared; ++i) variables[first + i] = values[i];
-      const long place = part.hasSegmentPerChannel ? r * channels + c : r;
-      QUVENLinRegModel& segment = *ivSegmentModelVec[part.segments[static_cast<std::size_t>(place)]];
+      QUVENLinRegModel& segment = *ivSegmentModelVec[part.segments[place]];
       if (segment.isOneValued()) segment.leaveOneValued(QUVEN_ENV);
       segment.addRecord(channel, channel == recordChannel, blockRecord, values[shared], values[shared + 1]);
     }

@@ -74,10 +74,10 @@ class QUVENRecordBlock {
 
 /// What a block has of one feature transform.
 ///
-/// Shapes: per record the value of the transform's own field, and the segment: one, or one per channel.
+/// Shapes: per record the value of the transform's own field and the segment, each one or one per channel.
 struct QUVENBlockOfTransform {
   bool hasOwnVariable = false;  ///< the field is a variable before the shared ones
-  bool hasSegmentPerChannel = false;
+  long channels = 1;            ///< 1, or those of the run for a field with a value per channel
   std::vector<double> values = {};
   std::vector<std::int32_t> segments = {};
 };

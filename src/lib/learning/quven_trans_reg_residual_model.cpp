@@ -242,8 +242,8 @@ QUVENDataScan::UpdateFunction QUVENTransRegResidualModel::recordHandler(const QU
   return static_cast<UpdateFunction>(&QUVENTransRegResidualModel::learnRegression);
 }
 
-/// Whether the fields have one value or several is the same in all records of a pass from stage to stage, so a pass is
-/// learned in blocks or record by record.
+/// A target with one value for all channels, as in the first stage, is learned record by record: one update serves all
+/// channels. A record without a target teaches nothing.
 void QUVENTransRegResidualModel::learnTransforms(QUVENDataPoint& point, const QUVENEnvHandle& env) {
   if (!block.isOpen()) openBlock(QUVEN_ENV);
   QUVENField& target = *getTargetFields()[1].getField();
@@ -275,10 +275,10 @@ void QUVENTransRegResidualModel::openBlock(const QUVENEnvHandle& env) {
     const QUVENField* const field = pair->getTransform().getSplitField();
     QUVENBlockOfTransform& part = partsOfBlock.emplace_back();
     part.hasOwnVariable = !isShared(field);
-    part.hasSegmentPerChannel = isShared(field);
-    const long segments = QUVENRecordBlock::MostRecords * (part.hasSegmentPerChannel ? getGlobalNumChannels() : 1);
-    part.segments.resize(static_cast<std::size_t>(segments));
-    part.values.resize(QUVENRecordBlock::MostRecords);
+    const bool mayHaveSeveral = field->isComputed() || field->getActualChannelCount() > 1;
+    part.channels = mayHaveSeveral ? getGlobalNumChannels() : 1;
+    part.segments.resize(static_cast<std::size_t>(QUVENRecordBlock::MostRecords * part.channels));
+    part.values.resize(part.segments.size());
   }
   context.deleteMemory(QUVEN_ENV);
   shared.push_back(getTargetFields()[1].getField());
