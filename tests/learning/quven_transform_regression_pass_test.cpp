@@ -105,7 +105,7 @@ TEST_F(QUVENTransformRegressionPassTest, TakesTwoPassesInStage1AndFiveInEachLate
 
 TEST_F(QUVENTransformRegressionPassTest, LearnsTheSameBytesOnAnyNumberOfRanks) {
   writeTable(1500);
-  for (const std::int32_t lossId : {1, 2, 3, 4, 5, 6}) {
+  for (const std::int32_t lossId : {1, 6}) {
     SCOPED_TRACE("loss " + std::to_string(lossId));
     const std::string together = train(settingsOf(8), MPI_COMM_WORLD, lossId, path + ".together");
     if (!isRank0()) continue;

@@ -4,7 +4,6 @@
 
 #include "kernel/quven_data_point.h"
 #include "kernel/quven_scan_results.h"
-#include "learning/quven_training_mode.h"
 #include "learning/quven_trans_reg_residual_model.h"
 #include "util/quven_debug.h"
 #include "util/quven_registration.h"
@@ -15,23 +14,21 @@ QUVEN_REGISTER(QUVENGradBoostStage);
 
 void QUVENGradBoostStage::configureFirstStage(std::int32_t lossId, const QUVENTypeName& residualType,
                                               std::string_view suffix, const QUVENEnvHandle& env) {
-  QUVEN_ASSERT(names != nullptr);
   ivLossId = lossId;
   QUVENGeneralLoss::create(ivLossFuncPtr, lossId, QUVEN_ENV);
-  ivLossFuncPtr->openFirst(getTargetFields(), getInvVarWeightField(), suffix, *names, QUVEN_ENV);
+  ivLossFuncPtr->openFirst(getTargetFields(), getInvVarWeightField(), suffix, getNames(), QUVEN_ENV);
   createResidualModels(residualType, nullptr, QUVEN_ENV);
 }
 
 void QUVENGradBoostStage::configureFromPrevious(const QUVENGradBoostStage& previousStage,
                                                 const QUVENTypeName& residualType, std::string_view suffix,
                                                 const QUVENEnvHandle& env) {
-  QUVEN_ASSERT(names != nullptr);
   const QUVENGeneralLoss& previousLoss = previousStage.getLoss();
   ivLossId = previousStage.ivLossId;
   QUVENOwnPtr<QUVENObject> made(QUVEN_ENV);
   previousLoss.makeNewObject(made, QUVEN_ENV);
   quvenMoveAs(ivLossFuncPtr, made, QUVEN_ENV);
-  ivLossFuncPtr->openNext(previousLoss, suffix, *names, QUVEN_ENV);
+  ivLossFuncPtr->openNext(previousLoss, suffix, getNames(), QUVEN_ENV);
   createResidualModels(residualType, &previousLoss, QUVEN_ENV);
 }
 
@@ -57,7 +54,7 @@ void QUVENGradBoostStage::createResidualModels(const QUVENTypeName& residualType
       QUVEN_ASSERT(previousLoss != nullptr);
       static_cast<QUVENFeatureTransform&>(model).setSplitField(previousLoss->getCurrentPredictedValues().at(i));
     } else if (model.isA(QUVENTransRegResidualModel::typeName()) != 0) {
-      static_cast<QUVENTransRegResidualModel&>(model).setNames(*names);
+      static_cast<QUVENTransRegResidualModel&>(model).setNames(getNames());
     }
   }
 }
@@ -69,7 +66,6 @@ void QUVENGradBoostStage::getOutputs(QUVENModelOutputs& outputs, std::string_vie
 
 void QUVENGradBoostStage::postReadPrimitive(QUVENObjReader& reader, const QUVENEnvHandle& env) {
   Members::postReadPrimitive(reader, QUVEN_ENV);
-  reader.getBackPointer(names, QUVENFieldNameMap::cvBackPtrName());
   QUVEN_ASSERT((ivLossFuncPtr == nullptr ? 0 : ivLossFuncPtr->getNumTargets()) == ivResidualModelVec.getSize());
   for (const QUVENOwnPtr<QUVENModel>& model : ivResidualModelVec) QUVEN_ASSERT(model.get() != nullptr);
 }
@@ -112,7 +108,7 @@ bool QUVENGradBoostStage::endPass(std::int32_t lastPass, const QUVENEnvHandle& e
       loss.noteResidualModelDone(QUVEN_ENV);
       if (!endResidualModels(lastPass, QUVEN_ENV)) return false;
       for (long i = 1; i <= ivResidualModelVec.getSize(); ++i) {
-        ivResidualModelVec[i]->getOutputs(loss.getResidualModelOutputs().at(i), "", *names, QUVEN_ENV);
+        ivResidualModelVec[i]->getOutputs(loss.getResidualModelOutputs().at(i), "", getNames(), QUVEN_ENV);
       }
       loss.enterResidualModelsDone(QUVEN_ENV);
       if (loss.enterStepSearch(QUVEN_ENV)) return false;
@@ -124,7 +120,7 @@ bool QUVENGradBoostStage::endPass(std::int32_t lastPass, const QUVENEnvHandle& e
       quvenReportPlace(QUVEN_ENV, "Invalid loss function state");
       return true;
   }
-  loss.enterOutputsMade(*names, QUVEN_ENV);
+  loss.enterOutputsMade(getNames(), QUVEN_ENV);
   return true;
 }
 

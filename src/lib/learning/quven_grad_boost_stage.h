@@ -8,8 +8,6 @@
 ///
 /// The passes of a stage: those of the residual models, then, after the first stage, one in which the size of the step
 /// is searched.
-/// Modes:    1 and 8. Errors: 2..7, 9 and 10 are "Function/Feature not yet implemented", any other number "Invalid
-///           mining mode".
 /// Lifetime: owns the loss and the models; the name map, in which they make their fields, is borrowed and outlives it.
 class QUVENGradBoostStage : public QUVENObjectOf<QUVENGradBoostStage, QUVENForwardingModel> {
  public:
@@ -17,8 +15,6 @@ class QUVENGradBoostStage : public QUVENObjectOf<QUVENGradBoostStage, QUVENForwa
 
   explicit QUVENGradBoostStage(const QUVENEnvHandle& env) : Members(env) {}
 
-  /// Where the stage makes its fields.
-  void setNames(QUVENFieldNameMap& fieldNames) { names = &fieldNames; }
   /// Makes the loss and the residual models of a first stage. The suffix, such as "2" or "2_output", is a part of the
   /// names of all fields of the stage. Requires: the inputs were added, and setNames.
   void configureFirstStage(std::int32_t lossId, const QUVENTypeName& residualType, std::string_view suffix,
@@ -75,7 +71,6 @@ class QUVENGradBoostStage : public QUVENObjectOf<QUVENGradBoostStage, QUVENForwa
   QUVEN_MEMBER_IF(writerMode != QUVENObjWriter::ScanResults, ivLossFuncPtr, QUVENOwnPtr<QUVENGeneralLoss>);
   QUVEN_MEMBER_IF(writerMode != QUVENObjWriter::ScanResults, ivResidualModelVec, ResidualModels);
   QUVEN_MEMBER_IF(writerMode != QUVENObjWriter::ScanResults, ivLossId, std::int32_t) = 1;
-  QUVEN_STATE(names, QUVENFieldNameMap*) = nullptr;
 };
 
 #endif  // QUVEN_GRAD_BOOST_STAGE_H

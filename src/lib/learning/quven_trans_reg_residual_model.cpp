@@ -5,7 +5,6 @@
 
 #include "kernel/quven_data_point.h"
 #include "kernel/quven_scan_results.h"
-#include "learning/quven_training_mode.h"
 #include "util/quven_debug.h"
 #include "util/quven_heap.h"
 #include "util/quven_registration.h"
@@ -39,7 +38,6 @@ void QUVENTransRegResidualModel::getOutputs(QUVENModelOutputs& outputs, std::str
 
 void QUVENTransRegResidualModel::postReadPrimitive(QUVENObjReader& reader, const QUVENEnvHandle& env) {
   Members::postReadPrimitive(reader, QUVEN_ENV);
-  reader.getBackPointer(names, QUVENFieldNameMap::cvBackPtrName());
   for (const QUVENOwnPtr<QUVENXformModelOutputPair>& pair : ivXformFeatureVec) {
     QUVEN_ASSERT(pair != nullptr && pair->getModel() != nullptr);
     QUVEN_ASSERT(pair->getModel()->isA(QUVENFeatureTransform::typeName()) != 0);
@@ -49,11 +47,6 @@ void QUVENTransRegResidualModel::postReadPrimitive(QUVENObjReader& reader, const
 const QUVENModel& QUVENTransRegResidualModel::answering(const QUVENEnvHandle&) const {
   QUVEN_ASSERT(ivFeatureRegressionPtr != nullptr);
   return *ivFeatureRegressionPtr;
-}
-
-bool QUVENTransRegResidualModel::setMiningModeHook(std::int32_t mode, QUVENModel*, const QUVENEnvHandle& env) {
-  quvenRequireMiningMode(mode, QUVEN_ENV);
-  return true;
 }
 
 // Batches of transforms
@@ -190,7 +183,7 @@ void QUVENTransRegResidualModel::addRegressionInputs(const QUVENEnvHandle& env) 
   }
   QUVENField* const target = getTargetFields().at(1).getField();
   const auto addOutput = [&](QUVENModelOutputs& outputs, std::int32_t type, const std::string& suffix) {
-    QUVENField* const field = outputs.addOutput(target, type, suffix, *names, QUVEN_ENV);
+    QUVENField* const field = outputs.addOutput(target, type, suffix, getNames(), QUVEN_ENV);
     field->setActualChannelCount(getGlobalNumChannels());
     return field;
   };
@@ -210,7 +203,6 @@ void QUVENTransRegResidualModel::addRegressionInputs(const QUVENEnvHandle& env) 
 }
 
 void QUVENTransRegResidualModel::startRegression(const QUVENEnvHandle& env) {
-  QUVEN_ASSERT(names != nullptr);
   ivResidState = TrainsRegression;
   ivFeatureRegressionPtr = quvenMake<QUVENLinRegModel>(QUVEN_ENV);
   addRegressionInputs(QUVEN_ENV);

@@ -26,8 +26,6 @@ class QUVENXformModelOutputPair : public QUVENObjectOf<QUVENXformModelOutputPair
 ///
 /// Passes:   one per batch of transforms, then one for the regression. A batch ends early when the soft limit of the
 ///           environment is exceeded; the weakest half of the transforms of earlier batches gives way before.
-/// Modes:    1 and 8. Errors: 2..7, 9 and 10 are "Function/Feature not yet implemented", any other number "Invalid
-///           mining mode".
 /// Lifetime: owns its models; the name map, in which it makes their outputs, is borrowed.
 class QUVENTransRegResidualModel : public QUVENObjectOf<QUVENTransRegResidualModel, QUVENForwardingModel> {
  public:
@@ -35,7 +33,6 @@ class QUVENTransRegResidualModel : public QUVENObjectOf<QUVENTransRegResidualMod
 
   explicit QUVENTransRegResidualModel(const QUVENEnvHandle& env) : Members(env) {}
 
-  void setNames(QUVENFieldNameMap& fieldNames) { names = &fieldNames; }
   /// After pruneInputs those whose prediction the regression uses.
   const Transforms& getTransforms() const { return ivXformFeatureVec; }
   /// Null before its pass.
@@ -56,7 +53,6 @@ class QUVENTransRegResidualModel : public QUVENObjectOf<QUVENTransRegResidualMod
   void endRecords(const QUVENEnvHandle& env) override;
 
   UpdateFunction recordHandler(const QUVENEnvHandle& env) const override;
-  bool setMiningModeHook(std::int32_t mode, QUVENModel* refModel, const QUVENEnvHandle& env) override;
   /// Errors: a soft limit that the first transform exceeds is the terminating report 2202 of MemoryLimit.
   bool beginPass(const QUVENEnvHandle& env) override;
   /// Errors: as for beginPass.
@@ -98,7 +94,6 @@ class QUVENTransRegResidualModel : public QUVENObjectOf<QUVENTransRegResidualMod
   QUVEN_MEMBER(ivStartingSuffix, std::int32_t) = 1;
   QUVEN_MEMBER(ivLastExplanatory, std::int32_t) = 0;
   QUVEN_MEMBER(ivResidState, std::int32_t) = TrainsTransforms;
-  QUVEN_STATE(names, QUVENFieldNameMap*) = nullptr;
   QUVEN_STATE(weightedVariant, bool) = false;
   // The records of a pass that the transforms have not learned yet. Empty between passes; not copied.
   QUVENRecordBlock block;

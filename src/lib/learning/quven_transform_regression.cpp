@@ -7,7 +7,6 @@
 
 #include "kernel/quven_data_point.h"
 #include "kernel/quven_scan_results.h"
-#include "learning/quven_training_mode.h"
 #include "util/quven_debug.h"
 #include "util/quven_registration.h"
 
@@ -50,9 +49,8 @@ QUVENOwnPtr<QUVENGradBoostStage> QUVENTransformRegression::makeStage(long number
                                                                      std::int32_t mode,
                                                                      const QUVENEnvHandle& env) const {
   constexpr long stagesWithPrediction = 2;
-  QUVEN_ASSERT(names != nullptr);
   auto stage = quvenMake<QUVENGradBoostStage>(QUVEN_ENV);
-  stage->setNames(*names);
+  stage->setNames(getNames());
   for (const QUVENModelInput& input : getTargetFields()) {
     stage->addInput(input.getField(), QUVENUsageTarget, QUVEN_ENV);
   }
@@ -115,11 +113,6 @@ void QUVENTransformRegression::setPredecessors(bool areRunning, const QUVENEnvHa
     QUVENGeneralLoss& loss = ivGradBoostVec[s]->getLoss();
     areRunning ? loss.enterPredecessor(QUVEN_ENV) : loss.enterEnded(QUVEN_ENV);
   }
-}
-
-bool QUVENTransformRegression::setMiningModeHook(std::int32_t mode, QUVENModel*, const QUVENEnvHandle& env) {
-  quvenRequireMiningMode(mode, QUVEN_ENV);
-  return true;
 }
 
 // Passes
@@ -292,7 +285,6 @@ void QUVENTransformRegression::writeChildScanResults(QUVENObjWriter& writer, con
 
 void QUVENTransformRegression::postReadPrimitive(QUVENObjReader& reader, const QUVENEnvHandle& env) {
   Members::postReadPrimitive(reader, QUVEN_ENV);
-  reader.getBackPointer(names, QUVENFieldNameMap::cvBackPtrName());
   for (const QUVENOwnPtr<QUVENGradBoostStage>& stage : ivGradBoostVec) QUVEN_ASSERT(stage != nullptr);
   QUVEN_ASSERT(ivOutputTransformVec.isEmpty() || ivOutputTransformVec.getSize() == getNumStages());
 }

@@ -28,8 +28,6 @@ class QUVENStageScore : public QUVENObjectOf<QUVENStageScore, QUVENObject> {
 /// takes the place of its stage, and later stages are dropped.
 /// Passes:   two in stage 1 (transforms, regression), five in each later stage (transforms, regression, step, output
 ///           transform, its step); one more for each further batch of transforms.
-/// Modes:    1 and 8. Errors: 2..7, 9 and 10 are "Function/Feature not yet implemented", any other number "Invalid
-///           mining mode".
 /// Lifetime: owns its stages; the name map, in which they make their fields, is borrowed and outlives it.
 class QUVENTransformRegression : public QUVENObjectOf<QUVENTransformRegression, QUVENForwardingModel> {
  public:
@@ -40,7 +38,6 @@ class QUVENTransformRegression : public QUVENObjectOf<QUVENTransformRegression, 
 
   explicit QUVENTransformRegression(const QUVENEnvHandle& env) : Members(env) {}
 
-  void setNames(QUVENFieldNameMap& fieldNames) { names = &fieldNames; }
   void setLossId(std::int32_t lossId) { ivLossId = lossId; }
   std::int32_t getLossId() const { return ivLossId; }
   /// Called when a stage has got its score, before anything is dropped. Not in a stream, as the next setting.
@@ -85,7 +82,6 @@ class QUVENTransformRegression : public QUVENObjectOf<QUVENTransformRegression, 
   /// Scores the finished stages without predictions in this record, in their order, then shows the record to the stage
   /// or output transform that scans.
   UpdateFunction recordHandler(const QUVENEnvHandle& env) const override;
-  bool setMiningModeHook(std::int32_t mode, QUVENModel* refModel, const QUVENEnvHandle& env) override;
   bool beginPass(const QUVENEnvHandle& env) override;
   /// From a pass with lastPass on, no stage is begun.
   bool endPass(std::int32_t lastPass, const QUVENEnvHandle& env) override;
@@ -124,7 +120,6 @@ class QUVENTransformRegression : public QUVENObjectOf<QUVENTransformRegression, 
   QUVEN_MEMBER_IF(writerMode != QUVENObjWriter::ScanResults, ivStageScoreVec, StageScores);
   QUVEN_MEMBER_IF(writerMode != QUVENObjWriter::ScanResults, ivOutputTransformVec, Stages);
   QUVEN_MEMBER_IF(writerMode != QUVENObjWriter::ScanResults, ivLossId, std::int32_t) = 1;
-  QUVEN_STATE(names, QUVENFieldNameMap*) = nullptr;
   QUVEN_STATE(choosesLater, bool) = false;
   QUVEN_STATE(stopReason, StopReason) = StopReason::None;
   QUVEN_STATE(bestStage, long) = 1;
