@@ -65,7 +65,8 @@ class QUVENTransRegResidualModelTest : public TransformTest {
         if (!isPerChannel) {
           inputs[k]->setNumValue(value);
         } else {
-          inputs[k]->setNumValueOfChannel(channel, std::fmod(value + 0.21 * static_cast<double>(channel), 1), QUVEN_ENV);
+          inputs[k]->setNumValueOfChannel(channel, std::fmod(value + 0.21 * static_cast<double>(channel), 1),
+                                          QUVEN_ENV);
         }
       }
     }
@@ -290,7 +291,8 @@ TEST_P(QUVENTransRegResidualBlockTest, ABlockLearnsAsATransformAloneDoes) {
   expectSameInBlocks({usage});
 }
 INSTANTIATE_TEST_SUITE_P(Usages, QUVENTransRegResidualBlockTest,
-                         testing::Combine(testing::Values(QUVENUsageExplanatory, QUVENUsageExplanatory3, QUVENUsageCarried),
+                         testing::Combine(testing::Values(QUVENUsageExplanatory, QUVENUsageExplanatory3,
+                                                          QUVENUsageCarried),
                                           testing::Bool()));
 
 // The weighted variant
