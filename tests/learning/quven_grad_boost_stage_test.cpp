@@ -31,7 +31,9 @@ class QUVENTestResidualModel : public QUVENObjectOf<QUVENTestResidualModel, QUVE
   }
   [[nodiscard]] bool merge(QUVENDataScan*, const QUVENEnvHandle&) override { return true; }
   bool hasNoSignal(const QUVENEnvHandle&) const override { return !hasSignal[targetName()]; }
-  double getVolume(const QUVENEnvHandle&) const override { return getTargetFields()[1].getField()->getName().str().size(); }
+  double getVolume(const QUVENEnvHandle&) const override {
+    return getTargetFields()[1].getField()->getName().str().size();
+  }
   void learn(QUVENDataPoint&, const QUVENEnvHandle&) override { calls.push_back("learn " + targetName()); }
   void getOutputs(QUVENModelOutputs& outputs, std::string_view suffix, QUVENFieldNameMap& names,
                   const QUVENEnvHandle& env) override {
