@@ -388,6 +388,31 @@ TEST_F(BoostedTrain, TablesWithoutSignalEndInOrder) {
   }
 }
 
+/// exp(F) overflows for large counts: what is no number is not an empty cell, which means that there is none.
+TEST_F(BoostedTrain, ANumberThatIsNoneIsAWordInTheStages) {
+  long numWords = 0;
+  for (const double mean : {50.0, 5000.0}) {
+    SCOPED_TRACE(mean);
+    std::vector<double> values;
+    for (int i = 0; i < 2000; ++i) {
+      const double x = draw();
+      values.insert(values.end(), {x, std::floor(mean * std::exp(0.4 * x))});
+    }
+    table("t.bin", {{"x", "Numeric", "Explanatory"}, {"y", "Numeric", "Target"}}, values);
+    expectTrained({"LossFunction=Poisson"});
+    EXPECT_THAT(result.out, HasSubstr("a Poisson loss without a link is for means up to 1"));
+    const CsvColumns stages = csv("m_stages.csv");
+    for (std::size_t row = 1; row < stages.at("stage").size(); ++row) {
+      for (const char* name : {"points", "fit", "variance", "alpha_1", "output_alpha_1"}) {
+        EXPECT_NE(stages.at(name)[row], "") << name;
+        numWords += stages.at(name)[row] == "nan" ? 1 : 0;
+      }
+    }
+    EXPECT_THAT(result.out, Not(HasSubstr("train: ,")));
+  }
+  EXPECT_GT(numWords, 0);
+}
+
 TEST_F(BoostedTrain, AMemoryLimitMeansMorePassesOrOneError) {
   std::vector<Column> columns = {{"y", "Numeric", "Target"}};
   for (int c = 1; c <= 30; ++c) columns.push_back({"x" + std::to_string(c), "Numeric", "Explanatory"});

@@ -2,9 +2,11 @@
 
 #include "learning/quven_transform_regression.h"
 
+#include <algorithm>
 #include <bit>
 #include <cmath>
 #include <random>
+#include <sstream>
 
 #include "passes/pass_fixture.h"
 
@@ -150,6 +152,64 @@ TEST_F(QUVENTransformRegressionPassTest, GivesThePredictionsOfTheFinishedStages)
   counts.resize(12);
   // Two passes for the distributions,; two of stage 1, five of stage 2, then stage 3.
   EXPECT_EQ(counts, (std::vector<std::size_t>{0, 0, 0, 2, 2, 2, 2, 2, 4, 4, 4, 4}));
+}
+
+// Stage 1 of a target is that of a model of this target alone; the steps are shared, so later stages are not.
+TEST_F(QUVENTransformRegressionPassTest, LearnsSeveralTargetsAtOnce) {
+  constexpr std::int32_t lastPassOfStage2 = 9;
+  writeTable(800);
+  // Writes the predictions of stage 1 to the last bit; those of the output transform of stage 2 are only looked at.
+  const auto learn = [&](const std::vector<std::string>& targets, const std::string& file) {
+    PassRun run(path, settingsOf(8, lastPassOfStage2));
+    QUVENTransformRegression* model = nullptr;
+    if (run.isRank0()) {
+      for (const char* name : {"x", "c", "z", "y"}) run.driver.addField(run.field(name), run.handle());
+      model = &run.driver.addScan(quvenMake<QUVENTransformRegression>(run.handle()), run.handle());
+      for (const char* name : {"x", "c"}) model->addInput(&run.field(name), QUVENUsageExplanatory, run.handle());
+      for (const std::string& name : targets) model->addInput(&run.field(name), QUVENUsageTarget, run.handle());
+      model->setNames(run.driver.getNames());
+      EXPECT_TRUE(model->setMiningMode(1, nullptr, run.handle()));
+    }
+    run.passes();
+    if (model != nullptr) {
+      EXPECT_EQ(model->getNumStages(), 2);
+      const QUVENGradBoostStage& last = model->getStage(2);
+      EXPECT_EQ(last.getResidualModels().getSize(), static_cast<long>(targets.size()));
+      for (long i = 1; i <= static_cast<long>(targets.size()); ++i) {
+        EXPECT_EQ(last.getLoss().getAlpha(i, 3), last.getLoss().getAlpha(1, 3));
+        EXPECT_EQ(last.getLoss().getCurrentPredictedValues()[i]->getName().str(),
+                  "UnnormalizedPredicted_" + targets[static_cast<std::size_t>(i - 1)] + "_2_output");
+      }
+    }
+    const auto writeRow = [&](QUVENDataPoint&, std::int64_t, std::string& row) {
+      for (const std::string& target : {std::string("y"), std::string("z")}) {
+        if (std::find(targets.begin(), targets.end(), target) == targets.end()) continue;
+        for (const char* stage : {"_1", "_2_output"}) {
+          const QUVENField& field = run.field("UnnormalizedPredicted_" + target + stage);
+          for (int c = 1; c <= Channels; ++c) {
+            const double value = field.getNumValueOrSingle(c);
+            EXPECT_TRUE(std::isfinite(value));
+            if (stage == std::string("_1")) row += bits(value);
+          }
+        }
+      }
+    };
+    run.driver.writeRows(file, "predictions", writeRow, run.handle());
+  };
+  learn({"y", "z"}, path + ".both");
+  learn({"y"}, path + ".y");
+  learn({"z"}, path + ".z");
+  if (!isRank0()) return;
+  std::istringstream both(folder.read("data.both"));
+  std::istringstream y(folder.read("data.y"));
+  std::istringstream z(folder.read("data.z"));
+  std::string lines[3];
+  for (std::istream* in : {&both, &y, &z}) std::getline(*in, lines[0]);
+  long rows = 0;
+  for (; std::getline(both, lines[0]) && std::getline(y, lines[1]) && std::getline(z, lines[2]); ++rows) {
+    ASSERT_EQ(lines[0], lines[1] + lines[2]);
+  }
+  EXPECT_EQ(rows, 800);
 }
 
 TEST_F(QUVENTransformRegressionPassTest, LearnsWithoutSlices) {

@@ -127,4 +127,18 @@ TEST_F(QUVENStageScoresTest, WhatIsNoNumberIsNeverTheBest) {
   EXPECT_EQ(bestStage(), 2);
 }
 
+// Modes
+
+TEST_F(QUVENStageScoresTest, OtherModesThan1And8AreRefused) {
+  auto model = make<QUVENTransformRegression>();
+  for (const std::int32_t mode : {2, 3, 4, 5, 6, 7, 9, 10}) {
+    expectFailure([&] { model->setMiningMode(mode, nullptr, QUVEN_ENV); }, notImplementedText);
+  }
+  for (const std::int32_t mode : {0, -1, 11}) {
+    expectFailure([&] { model->setMiningMode(mode, nullptr, QUVEN_ENV); }, "Invalid mining mode");
+  }
+  for (const std::int32_t mode : {1, 8}) EXPECT_TRUE(model->setMiningMode(mode, nullptr, QUVEN_ENV));
+  model.reset(QUVEN_ENV);
+}
+
 }  // namespace

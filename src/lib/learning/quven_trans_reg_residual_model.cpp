@@ -259,14 +259,13 @@ void QUVENTransRegResidualModel::learnTransforms(QUVENDataPoint& point, const QU
 void QUVENTransRegResidualModel::openBlock(const QUVENEnvHandle& env) {
   QUVENXaRay<QUVENField*> context = contextFields(QUVEN_ENV);
   std::vector<const QUVENField*> shared(context.begin(), context.end());
-  const auto isShared = [&](const QUVENField* field) {
-    return std::find(shared.begin(), shared.end(), field) != shared.end();
-  };
   partsOfBlock.clear();
   for (const QUVENOwnPtr<QUVENXformModelOutputPair>& pair : ivXformFeatureVec) {
-    const QUVENField* const field = pair->getTransform().getSplitField();
+    const QUVENFeatureTransform& transform = pair->getTransform();
+    const QUVENField* const field = transform.getSplitField();
     QUVENBlockOfTransform& part = partsOfBlock.emplace_back();
-    part.hasOwnVariable = !isShared(field);
+    // Its inputs are the context fields, and before them its own field, which can be one of them as well.
+    part.hasOwnVariable = transform.getExplanatoryFields().getSize() > context.getSize();
     const bool mayHaveSeveral = field->isComputed() || field->getActualChannelCount() > 1;
     part.channels = mayHaveSeveral ? getGlobalNumChannels() : 1;
     part.segments.resize(static_cast<std::size_t>(QUVENRecordBlock::MostRecords * part.channels));

@@ -16,6 +16,9 @@ inline std::string exactText(double value) {
   return text.data();
 }
 
+/// The same with the word nan for NaN, where a cell without a number means something else.
+inline std::string numberText(double value) { return std::isnan(value) ? "nan" : exactText(value); }
+
 }  // namespace vesk_analyze
 
 #endif  // VESK_ANALYZE_EXACT_TEXT_H

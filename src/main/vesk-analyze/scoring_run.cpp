@@ -28,9 +28,6 @@ constexpr std::int32_t FinalChannel = 1;
   quvenUnreachable(QUVEN_ENV);
 }
 
-/// A prediction as a number, or the word nan: a Poisson loss may overflow.
-std::string predictionText(double value) { return std::isnan(value) ? "nan" : exactText(value); }
-
 const char* typeText(QUVENFieldType type) { return type == QUVENFieldType::Numeric ? "numeric" : "categorical"; }
 
 }  // namespace
@@ -254,9 +251,9 @@ void ScoringRun::appendKept(const QUVENField& field, std::string& row, const QUV
 
 void ScoringRun::appendStages(std::string& row) const {
   for (const QUVENField* stage : columns->stages) {
-    row.append(1, ',').append(predictionText(stage->getNumValueOrSingle(FinalChannel)));
+    row.append(1, ',').append(numberText(stage->getNumValueOrSingle(FinalChannel)));
     for (std::int32_t c = 1; options.writesChannels && c <= dealing.getNumChannels(); ++c) {
-      row.append(1, ',').append(predictionText(stage->getNumValueOrSingle(c)));
+      row.append(1, ',').append(numberText(stage->getNumValueOrSingle(c)));
     }
   }
 }
@@ -276,15 +273,15 @@ void ScoringRun::writeRow(std::int64_t record, std::string& row, const QUVENEnvH
   const double warning = found.warning->hasValue() ? found.warning->getNumValueOrSingle(FinalChannel) : 0;
   if (warning > 0) ++numWarned;
   row += std::to_string(record);
-  row.append(1, ',').append(predictionText(prediction));
-  row.append(1, ',').append(predictionText(scale.predictionOf(prediction)));
-  if (scale.hasProbability()) row.append(1, ',').append(predictionText(scale.probabilityOf(prediction)));
+  row.append(1, ',').append(numberText(prediction));
+  row.append(1, ',').append(numberText(scale.predictionOf(prediction)));
+  if (scale.hasProbability()) row.append(1, ',').append(numberText(scale.probabilityOf(prediction)));
   row.append(1, ',').append(exactText(found.stdDev->getNumValueOrSingle(FinalChannel)));
   row.append(1, ',').append(exactText(std::isnan(warning) ? 0 : warning));
   if (options.writesChannels) {
     row.append(1, ',').append(std::to_string(dealing.channelOf(record)));
     for (std::int32_t c = 1; c <= dealing.getNumChannels(); ++c) {
-      row.append(1, ',').append(predictionText(found.prediction->getNumValueOrSingle(c)));
+      row.append(1, ',').append(numberText(found.prediction->getNumValueOrSingle(c)));
     }
   }
   if (options.writesStages) appendStages(row);

@@ -46,16 +46,22 @@ void writeAlphaHeadings(const char* name, std::int32_t numChannels, std::ostream
 /// One cell a channel; empty without step sizes.
 void writeAlphas(const std::vector<double>& alphas, std::int32_t numChannels, std::ostream& out) {
   if (alphas.empty()) out << std::string(static_cast<std::size_t>(numChannels), ',');
-  for (const double alpha : alphas) out << ',' << exactText(alpha);
+  for (const double alpha : alphas) out << ',' << numberText(alpha);
 }
 
-/// Empty without a record; the word nan when a prediction is no number.
-std::string lossText(const QUVENModelLosses& losses, QUVENModelLosses::Kind kind, long stage) {
-  const double loss = losses.getLoss(kind, stage);
-  return std::isnan(loss) && losses.hasWeight(kind) ? "nan" : exactText(loss);
+/// The score of a boosted model's stage overflows with its predictions; any other score that is NaN has no record.
+void writeScore(const QUVENScoreTriple& score, bool ofStage, std::ostream& out) {
+  for (const double number : {score.ivPts, score.ivFit, score.ivVar}) {
+    out << ',' << (ofStage ? numberText(number) : exactText(number));
+  }
 }
 
 }  // namespace
+
+std::string lossText(const QUVENModelLosses& losses, QUVENModelLosses::Kind kind, long stage) {
+  const double loss = losses.getLoss(kind, stage);
+  return losses.hasWeight(kind) ? numberText(loss) : exactText(loss);
+}
 
 void writeStages(const TrainingReport& report, std::ostream& out) {
   const std::int32_t numChannels = report.parameters.getDealing().getNumChannels();
@@ -66,8 +72,8 @@ void writeStages(const TrainingReport& report, std::ostream& out) {
   long number = 0;
   for (const DescribedStage& stage : report.stages) {
     out << ++number << ',' << (stage.isKept ? 1 : 0) << ',' << stage.passes << ',' << stage.rank << ','
-        << (stage.hasNoSignal ? 1 : 0) << ',' << exactText(stage.score.ivPts) << ',' << exactText(stage.score.ivFit)
-        << ',' << exactText(stage.score.ivVar);
+        << (stage.hasNoSignal ? 1 : 0);
+    writeScore(stage.score, report.hasStages(), out);
     writeAlphas(stage.alphas, numChannels, out);
     if (report.hasStages()) writeAlphas(stage.outputAlphas, numChannels, out);
     for (const auto kind :

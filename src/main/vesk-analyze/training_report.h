@@ -29,6 +29,8 @@ struct TrainingReport {
   bool hasStages() const { return !outcome.empty(); }
 };
 
+/// A loss as a number, the word nan when a prediction is no number; empty without a record.
+std::string lossText(const QUVENModelLosses& losses, QUVENModelLosses::Kind kind, long stage);
 /// One row a stage.
 void writeStages(const TrainingReport& report, std::ostream& out);
 /// One row a final segment.

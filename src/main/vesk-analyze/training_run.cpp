@@ -366,7 +366,7 @@ void TrainingRun::logResults(const QUVENEnvHandle& env) const {
   if (parameters.verbosityLevel < 1) return;
   const long numStages = losses->getNumStages();
   for (long stage = 1; stage <= numStages; ++stage) {
-    const auto loss = [&](QUVENModelLosses::Kind of) { return exactText(losses->getLoss(of, stage)); };
+    const auto loss = [&](QUVENModelLosses::Kind of) { return lossText(*losses, of, stage); };
     const std::string subject = numStages == 1 ? "Losses: " : "Losses of stage " + std::to_string(stage) + ": ";
     report_log(1, subject + "train: " + loss(QUVENModelLosses::Train) + ", folds: " + loss(QUVENModelLosses::Folds) +
                       ", held out: " + loss(QUVENModelLosses::HeldOut) + ", test: " + loss(QUVENModelLosses::Test));
