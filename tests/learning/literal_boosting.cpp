@@ -58,7 +58,7 @@ InitialSegments cutWith(const LiteralField& values, int channels) {
   field->setComputed(values.hasValuePerChannel);
   field->setActualChannelCount(values.hasValuePerChannel ? channels : 1);
   field->setSampleFlag(true, QUVEN_ENV);
-  for (int pass = 0; pass < 2; ++pass) {
+  for (int pass = 0; pass < values.numDistributionPasses; ++pass) {
     field->beginDistributionPass(QUVEN_ENV);
     for (std::size_t row = 0; row < values.values.size(); ++row) {
       setValue(*field, values, row, env);
@@ -251,13 +251,18 @@ std::vector<LiteralField> LiteralBoosting::stageOutputs(std::size_t stage) const
     learned.name = "Predicted_Residual_y_" + std::to_string(s);
     learned.values = stages[s - 1].learned;
     learned.hasValuePerChannel = learned.isCarried = true;
-    // A stage is scored from the next stage on, so it has no bins when that one begins.
-    learned.hasBins = s + 1 < stage;
+    // A stage is scored from the next stage on, so F has no bins when that one begins. What it has learned is computed
+    // in the pass of its step as well, which the first stage does not have.
+    const bool wasScored = s + 1 < stage;
+    learned.numDistributionPasses = wasScored ? 2 : 1;
+    learned.hasBins = wasScored || s > 1;
     outputs.push_back(learned);
     if (stage - s > 2) continue;
     LiteralField ensemble = learned;
     ensemble.name = "UnnormalizedPredicted_y_" + std::to_string(s);
     ensemble.values = stages[s - 1].step.prediction;
+    ensemble.numDistributionPasses = 2;
+    ensemble.hasBins = wasScored;
     outputs.push_back(ensemble);
   }
   return outputs;

@@ -45,6 +45,7 @@ struct LiteralField {
   bool hasValuePerChannel = false;
   bool isCarried = false;  ///< an output of an earlier stage, which every transform reads
   bool hasBins = false;
+  int numDistributionPasses = 2;  ///< that it has had when a split of it is made
 };
 
 /// Points, fit and variance.

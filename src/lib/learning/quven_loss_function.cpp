@@ -26,6 +26,12 @@ void QUVENLossFunction::enterResidualScan(const QUVENEnvHandle& env) {
 void QUVENLossFunction::enterResidualModelsDone(const QUVENEnvHandle& env) {
   QUVEN_ASSERT(ivState == ResidualScan);
   ivState = ResidualModelsDone;
+  for (const QUVENModelOutputs& outputs : ivResidualModelOutputs) {
+    for (const QUVENOwnPtr<QUVENModelResultField>& record : outputs.getResultFields()) {
+      const bool isPrediction = record && record->getOutputType() == QUVENOutputPredicted;
+      if (isPrediction) record->getField()->setSampleFlag(true, QUVEN_ENV);
+    }
+  }
   afterResidualModels(QUVEN_ENV);
 }
 
@@ -67,7 +73,6 @@ void QUVENLossFunction::enterOutputsMade(QUVENFieldNameMap& names, const QUVENEn
       if (!record) continue;
       if (record->getOutputType() == QUVENOutputPredicted) {
         make(QUVENOutputUnnormalizedPredicted)->setSampleFlag(true, QUVEN_ENV);
-        record->getField()->setSampleFlag(true, QUVEN_ENV);
       } else if (record->getOutputType() == QUVENOutputStdDev || record->getOutputType() == QUVENOutputResidualStdDev) {
         make(QUVENOutputUnnormalizedStdDev);
       }

@@ -42,6 +42,7 @@ class QUVENLossFunction : public QUVENObjectOf<QUVENLossFunction, QUVENDataScan>
   // The states.
 
   void enterResidualScan(const QUVENEnvHandle& env);
+  /// The predictions of the residual models gather their distribution from now on.
   /// Requires: the residual models have made their outputs in getResidualModelOutputs().
   void enterResidualModelsDone(const QUVENEnvHandle& env);
   /// Sets the line search to Newton and begins the step search. True: state 3, a pass is needed. False: state 4.
@@ -49,7 +50,7 @@ class QUVENLossFunction : public QUVENObjectOf<QUVENLossFunction, QUVENDataScan>
   /// Ends a pass of the step search. True: state 4. False: a further pass is needed.
   bool leaveStepSearch(const QUVENEnvHandle& env);
   /// Makes the outputs of each target: one of type 3 for each prediction of its residual model, one of type 7 for each
-  /// standard deviation. They gather their distribution from now on, as the predictions of the residual models do.
+  /// standard deviation. Those of type 3 gather their distribution from now on.
   /// Their names end like those of the residuals.
   void enterOutputsMade(QUVENFieldNameMap& names, const QUVENEnvHandle& env);
   /// A later stage runs: the outputs are computed for each record.
