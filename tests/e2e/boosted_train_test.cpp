@@ -413,6 +413,19 @@ TEST_F(BoostedTrain, ANumberThatIsNoneIsAWordInTheStages) {
   EXPECT_GT(numWords, 0);
 }
 
+/// exp(400) squared overflows in all sums of stage 2.
+TEST_F(BoostedTrain, SumsThatOverflowAreTheSameOnAnyNumberOfRanks) {
+  std::vector<double> values;
+  for (int i = 0; i < 25; ++i) values.insert(values.end(), {3, 400});
+  table("t.bin", {{"x", "Numeric", "Explanatory"}, {"y", "Numeric", "Target"}}, values);
+  std::string model;
+  for (const int ranks : {1, 2, 3}) {
+    expectTrained({"LossFunction=Poisson"}, ranks);
+    if (ranks == 1) model = content("m.model");
+    EXPECT_TRUE(content("m.model") == model) << ranks;
+  }
+}
+
 TEST_F(BoostedTrain, AMemoryLimitMeansMorePassesOrOneError) {
   std::vector<Column> columns = {{"y", "Numeric", "Target"}};
   for (int c = 1; c <= 30; ++c) columns.push_back({"x" + std::to_string(c), "Numeric", "Explanatory"});

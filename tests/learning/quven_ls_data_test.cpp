@@ -149,6 +149,30 @@ TEST_F(QUVENLSDataTest, MergingIntoAnEmptyObjectCopiesTheSource) {
   EXPECT_EQ(imageOf(*target), imageOf(*source));
 }
 
+// A rank merges some parts as they are and others as they come from a stream, which clamps infinity.
+TEST_F(QUVENLSDataTest, PartsThatOverflowMergeAsTheirImagesDo) {
+  const LsTable tables[] = {{{{1e200, 1}}, {{-1e200, 2}}, {{2e200, 3}}},
+                            {{{3e200, 4}}, {{-5e200, -1}}},
+                            {{{1e308, 2}}, {{-1e308, 1}}, {{1e308, 5}}}};
+  for (const LsTable& first : tables) {
+    for (const LsTable& second : tables) {
+      Held<QUVENLSData> a(environment);
+      Held<QUVENLSData> b(environment);
+      fill(*a, first, 2);
+      fill(*b, second, 2);
+      ASSERT_FALSE(std::isfinite(a->getDataCov()[1]));
+      QUVENOwnPtr<QUVENLSData> readA = objectOf<QUVENLSData>(imageOf(*a));
+      QUVENOwnPtr<QUVENLSData> readB = objectOf<QUVENLSData>(imageOf(*b));
+      a->merge(*b, QUVEN_ENV);
+      readA->merge(*readB, QUVEN_ENV);
+      EXPECT_EQ(imageOf(*a), imageOf(*readA));
+      QUVENOwnPtr<QUVENLSData> again = objectOf<QUVENLSData>(imageOf(*a));
+      EXPECT_EQ(imageOf(*again), imageOf(*a));
+      for (auto* each : {&readA, &readB, &again}) each->reset(QUVEN_ENV);
+    }
+  }
+}
+
 TEST_F(QUVENLSDataTest, MergingAnEmptySourceChangesNothing) {
   const LsTable table = randomTable(6, 3, 30, true);
   Held<QUVENLSData> source(environment);

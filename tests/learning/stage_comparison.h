@@ -197,8 +197,8 @@ class LiteralBoostTest : public BoostTest {
     run->writePredictions(path + ".predictions");
     return run->getFacts();
   }
-  /// From stage 3 on a stage has nearly equal columns, what the stages before it have learned and their F, so a few ties
-  /// are to be expected. Each of them was shown to be one by disturbances.
+  /// From stage 3 on a stage has nearly equal columns, what the stages before it have learned and their F, so a few
+  /// ties are to be expected. Each of them was shown to be one by disturbances.
   void expectFewTies() {
     EXPECT_LE(ties * 100, 5 * tables) << ties << " of " << tables;
     RecordProperty("tables", std::to_string(tables));

@@ -5,6 +5,7 @@
 #include <cmath>
 
 #include "kernel/quven_data_point.h"
+#include "util/quven_clamp.h"
 #include "util/quven_debug.h"
 #include "util/quven_registration.h"
 
@@ -46,7 +47,7 @@ bool allPresent(const Fields& fields) {
 }
 
 void addTo(Channels& sum, const Channels& part) {
-  std::transform(sum.begin(), sum.end(), part.begin(), sum.begin(), std::plus<>());
+  quvenAddClamped({sum.begin(), sum.end()}, {part.begin(), part.end()});
 }
 
 }  // namespace

@@ -5,6 +5,7 @@
 #include <cmath>
 
 #include "kernel/quven_packed_triangle.h"
+#include "util/quven_clamp.h"
 #include "util/quven_debug.h"
 #include "util/quven_registration.h"
 
@@ -97,19 +98,28 @@ void QUVENLSData::merge(const QUVENLSData& source, const QUVENEnvHandle& env) {
   if (n > 0) {
     findScratch(QUVEN_ENV);
     double* const delta = scratch->getDeltaVector().begin();
+    // Clamped as in a stream: statistics that overflow are the same, wherever their parts were gathered.
+    clampStatistics();
     for (long i = 1; i <= n; ++i) {
-      ivDataMean[i] = f * ivDataMean[i] + g * source.ivDataMean[i];
-      delta[i - 1] = ivDataMean[i] - source.ivDataMean[i];
+      const double theirs = quvenClampDouble(source.ivDataMean[i]);
+      ivDataMean[i] = f * ivDataMean[i] + g * theirs;
+      delta[i - 1] = ivDataMean[i] - theirs;
     }
     std::transform(ivDataCov.begin(), ivDataCov.end(), source.ivDataCov.begin(), ivDataCov.begin(),
-                   [](double a, double b) { return a + b; });
+                   [](double a, double b) { return a + quvenClampDouble(b); });
     quvenAddPackedSquare(ivDataCov.begin(), delta, n, mine > 0 ? both * others / mine : 0.0);
+    clampStatistics();
   }
   ivNumDataPoints += source.ivNumDataPoints;
   ivSumCaseWeights += source.ivSumCaseWeights;
   ivSumCaseWeights2 += source.ivSumCaseWeights2;
   ivSumCaseXInvVarWeights = both;
   ivSumCaseXLogInvVarWeights += source.ivSumCaseXLogInvVarWeights;
+}
+
+void QUVENLSData::clampStatistics() {
+  quvenClampAll({ivDataMean.begin(), ivDataMean.end()});
+  quvenClampAll({ivDataCov.begin(), ivDataCov.end()});
 }
 
 void QUVENLSData::releaseStatistics(const QUVENEnvHandle& env) {

@@ -83,6 +83,7 @@ class QUVENLSData : public QUVENObjectOf<QUVENLSData, QUVENObject> {
   void postReadPrimitive(QUVENObjReader& reader, const QUVENEnvHandle& env) override;
 
  private:
+  void clampStatistics();
   /// Finds the scratch vector of the environment and makes it long enough.
   void findScratch(const QUVENEnvHandle& env);
   double covariance(long i, long j) const;

@@ -6,6 +6,7 @@
 
 #include "kernel/quven_data_point.h"
 #include "learning/quven_fold_dealing.h"
+#include "util/quven_clamp.h"
 #include "util/quven_debug.h"
 #include "util/quven_registration.h"
 
@@ -68,7 +69,7 @@ bool QUVENModelLosses::merge(QUVENDataScan* other, const QUVENEnvHandle&) {
   const auto& part = static_cast<const QUVENModelLosses&>(*other);
   const auto addAll = [](QUVENXaRay<double>& sums, const QUVENXaRay<double>& added) {
     QUVEN_ASSERT(sums.getSize() == added.getSize());
-    std::transform(sums.begin(), sums.end(), added.begin(), sums.begin(), std::plus<>());
+    quvenAddClamped({sums.begin(), sums.end()}, {added.begin(), added.end()});
   };
   addAll(ivWeights, part.ivWeights);
   addAll(ivLosses, part.ivLosses);
