@@ -421,6 +421,8 @@ TEST_F(BoostedTrain, SumsThatOverflowAreTheSameOnAnyNumberOfRanks) {
   std::string model;
   for (const int ranks : {1, 2, 3}) {
     expectTrained({"LossFunction=Poisson"}, ranks);
+    EXPECT_THAT(result.out, HasSubstr("5017"));
+    EXPECT_THAT(result.out, HasSubstr("predictions overflow, the model is of no use; see the losses of its stages"));
     if (ranks == 1) model = content("m.model");
     EXPECT_TRUE(content("m.model") == model) << ranks;
   }

@@ -14,9 +14,8 @@ inline void quvenClampAll(std::span<double> values) {
 /// Adds numbers as if they and the sums had come from a stream and went into one. So sums that overflow are the same,
 /// wherever their parts were gathered.
 inline void quvenAddClamped(std::span<double> sums, std::span<const double> numbers) {
-  std::transform(sums.begin(), sums.end(), numbers.begin(), sums.begin(), [](double a, double b) {
-    return quvenClampDouble(quvenClampDouble(a) + quvenClampDouble(b));
-  });
+  std::transform(sums.begin(), sums.end(), numbers.begin(), sums.begin(),
+                 [](double a, double b) { return quvenClampDouble(quvenClampDouble(a) + quvenClampDouble(b)); });
 }
 
 #endif  // QUVEN_CLAMP_H

@@ -1,6 +1,7 @@
 #include "training_run.h"
 
 #include <algorithm>
+#include <cmath>
 #include <filesystem>
 #include <functional>
 #include <limits>
@@ -24,7 +25,7 @@ namespace vesk_analyze {
 
 namespace {
 
-enum Code : int { IllegalParameter = 2202, FileUnusable = 2302, TooFewRecords = 5016 };
+enum Code : int { IllegalParameter = 2202, FileUnusable = 2302, TooFewRecords = 5016, NoFiniteLoss = 5017 };
 
 constexpr const char* outputUnwritable = "vesk-analyze: Unable to write output file";
 constexpr const char* resultsUnwritable = "vesk-analyze: Unable to write results file";
@@ -239,6 +240,12 @@ void TrainingRun::checkRecords(const QUVENEnvHandle& env) const {
   if (fields.caseWeight != nullptr && losses->getTotalWeight() <= 0) {
     report_error(IllegalParameter, fields.caseWeight->getName().str(),
                  "vesk-analyze: the weight is nowhere above 0 where there is a target", QUVEN_ENV, true);
+  }
+  // A sum that overflows is a large number when it comes from a stream. A squared loss may be large by itself.
+  const double overflowed = lossId == QUVENGeneralLoss::idOf("Squared") ? 1e300 : 1e100;
+  if (!(std::abs(losses->getLoss(QUVENModelLosses::Train, losses->getNumStages())) < overflowed)) {
+    report_doubt(NoFiniteLoss, options.dataset,
+                 "vesk-analyze: predictions overflow, the model is of no use; see the losses of its stages", QUVEN_ENV);
   }
   if (model->hasUsableData(QUVEN_ENV)) return;
   report_doubt(
