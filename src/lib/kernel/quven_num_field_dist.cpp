@@ -12,27 +12,24 @@ QUVEN_REGISTER(QUVENNumFieldBin);
 QUVEN_REGISTER(QUVENNumFieldDist);
 
 void QUVENNumFieldBin::merge(const QUVENNumFieldBin& other) {
-  // Clamped as in a stream: sums that overflow are the same, wherever their parts were gathered.
-  const double otherSum = quvenClampDouble(other.ivCurrSum);
-  const double otherVariance = quvenClampDouble(other.ivCurrVariance);
   ivCurrMaxValue = std::max(ivCurrMaxValue, other.ivCurrMaxValue);
   ivCurrMinValue = std::min(ivCurrMinValue, other.ivCurrMinValue);
   if (other.ivCurrCount < 1) return;
   if (ivCurrCount < 1) {
     ivCurrCount = other.ivCurrCount;
-    ivCurrSum = otherSum;
-    ivCurrVariance = otherVariance;
+    ivCurrSum = other.ivCurrSum;
+    ivCurrVariance = other.ivCurrVariance;
     computeCurrMean();
     return;
   }
   const std::int64_t total = std::int64_t{ivCurrCount} + other.ivCurrCount;
   // On purpose the quotient of integers: a chosen approximation of the cross term, the same on all platforms.
   const std::int64_t quotient = total / ivCurrCount;
-  ivCurrSum = quvenClampDouble(quvenClampDouble(ivCurrSum) + otherSum);
+  ivCurrSum += other.ivCurrSum;
   ivCurrCount = quvenSaturate<std::int32_t>(total);
-  const double distance = ivCurrSum / static_cast<double>(total) - otherSum / other.ivCurrCount;
+  const double distance = ivCurrSum / static_cast<double>(total) - other.ivCurrSum / other.ivCurrCount;
   const double weight = static_cast<double>(quotient) * other.ivCurrCount;
-  ivCurrVariance = quvenClampDouble(distance * distance * weight + otherVariance + quvenClampDouble(ivCurrVariance));
+  ivCurrVariance = distance * distance * weight + other.ivCurrVariance + ivCurrVariance;
   computeCurrMean();
 }
 
