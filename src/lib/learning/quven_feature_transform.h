@@ -160,7 +160,7 @@ class QUVENFeatureTransform : public QUVENObjectOf<QUVENFeatureTransform, QUVENM
   QUVEN_STATE(numInitialSegments, std::int32_t) = 0;
   QUVEN_STATE(isUnusable, QUVENXaRay<bool>);     // by segment
   QUVEN_STATE(blockRecord, QUVENXaRay<double>);  // the variables of a record of a block
-  /// Of the segments and, behind them, the root; empty until a record is scored. Not copied.
+  /// Of the segments and, after them, the root; empty until a record is scored. Not copied.
   QUVENChannelScorer scorer;
   QUVEN_STATE(batchChannel, std::int32_t) = 1;
 };

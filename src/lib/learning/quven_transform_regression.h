@@ -40,9 +40,10 @@ class QUVENTransformRegression : public QUVENObjectOf<QUVENTransformRegression, 
 
   void setLossId(std::int32_t lossId) { ivLossId = lossId; }
   std::int32_t getLossId() const { return ivLossId; }
-  /// Called when a stage has got its score, before anything is dropped. Not in a stream, as the next setting.
+  /// Called when a stage has got its score, before anything is dropped. No stream has the observer.
   void setStageObserver(std::function<void(long stage)> observer) { stageObserver = std::move(observer); }
-  /// The model keeps all stages and output transforms when training stops, scores all of them, and waits for keep.
+  /// The model keeps all stages and output transforms when training stops, scores all of them, and waits for keep. No
+  /// stream has this setting.
   void setChoosesLater(bool later) { choosesLater = later; }
   /// Keeps the first stages, and drops the rest; isOutput: the last of them gives way to its output transform.
   /// Requires: training has stopped, and the model chooses later.

@@ -13,9 +13,10 @@
 ///
 /// An output is known by the name of its field. Its values are taken in the first pass in which it is final, and are
 /// set before each record of the later passes, until it is no longer given as final or its field no longer exists. The
-/// bits of a value are kept, also that a record has no value or a missing one. Shapes:   an output takes C doubles and
-/// one byte for each record of this rank, C being the number of channels. Requires: the records of this rank are one
-/// range of record numbers, and the same in every pass. The first pass tells
+/// bits of a value are kept, also that a record has no value or a missing one.
+///
+/// Shapes:   an output takes C doubles and one byte for each record of this rank, C being the number of channels.
+/// Requires: the records of this rank are one range of record numbers, and the same in every pass. The first pass tells
 ///           the range, so nothing is kept in it; another range empties the cache.
 /// Memory:   not charged to the environment. What a model decides by the memory in use would otherwise depend on the
 ///           number of ranks.
