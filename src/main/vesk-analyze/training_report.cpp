@@ -10,18 +10,11 @@
 #include "exact_text.h"
 #include "kernel/quven_cat_field.h"
 #include "kernel/quven_num_field.h"
+#include "segment_cells.h"
 
 namespace vesk_analyze {
 
 namespace {
-
-std::string endText(double end) { return std::isinf(end) ? std::string() : exactText(end); }
-
-std::string joined(const std::vector<std::string>& texts, const char* between) {
-  std::string all;
-  for (const std::string& text : texts) all += (&text == &texts.front() ? "" : between) + text;
-  return all;
-}
 
 std::string termsText(const std::vector<ModelTerm>& terms) {
   std::string all;
@@ -33,8 +26,7 @@ std::string termsText(const std::vector<ModelTerm>& terms) {
 }
 
 void writeSegment(const std::string& place, const DescribedSegment& segment, std::ostream& out) {
-  out << place << ',' << nameOf(segment.kind) << ',' << endText(segment.from) << ',' << endText(segment.to) << ','
-      << quvenCsvCell(joined(segment.categories, "|")) << ',' << exactText(segment.points) << ','
+  out << place << ',' << segmentCells(segment) << ',' << exactText(segment.points) << ','
       << exactText(segment.intercept) << ',' << exactText(segment.stdDev) << ','
       << quvenCsvCell(termsText(segment.terms)) << '\n';
 }

@@ -1,0 +1,41 @@
+#ifndef VESK_ANALYZE_CHART_RANGE_H
+#define VESK_ANALYZE_CHART_RANGE_H
+
+#include <string>
+#include <vector>
+
+namespace vesk_analyze {
+
+/// A round value on an axis with its text.
+struct ChartMark {
+  double value = 0;
+  std::string text;
+};
+
+/// The finite values that an axis of a chart shows.
+class ChartRange {
+ public:
+  /// Widens the range to hold the value. Values that are not finite change nothing.
+  void include(double value);
+
+  bool isEmpty() const { return low > high; }
+  double getLow() const { return low; }
+  double getHigh() const { return high; }
+
+  /// Where a value is between the ends: 0 at the low one, 1 at the high one. Values outside are drawn at the end; in a
+  /// range of one value, and for NaN, the place is the middle.
+  double placeOf(double value) const;
+
+  /// Three to eleven round values within the range, or its one value. The texts differ from each other.
+  std::vector<ChartMark> getMarks() const;
+
+ private:
+  std::vector<double> roundValues() const;
+
+  double low = 1;
+  double high = 0;  // below low: empty
+};
+
+}  // namespace vesk_analyze
+
+#endif  // VESK_ANALYZE_CHART_RANGE_H
