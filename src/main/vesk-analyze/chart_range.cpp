@@ -5,7 +5,6 @@
 #include <cmath>
 #include <cstdio>
 
-
 namespace vesk_analyze {
 
 namespace {

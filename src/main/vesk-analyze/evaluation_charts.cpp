@@ -124,10 +124,9 @@ EvaluationChart drawSensitivityChart(const std::vector<SensitivityRow>& rows) {
   for (const SensitivityRow& row : rows) {
     const std::string name = cleanText(row.field);
     const std::string share = percentText(row.sensitivity);
-    const double width =
-        std::isfinite(row.sensitivity) && range.getHigh() > 0
-            ? (pictureWidth - left - valueWidth) * range.placeOf(row.sensitivity)
-            : 0;
+    const double width = std::isfinite(row.sensitivity) && range.getHigh() > 0
+                             ? (pictureWidth - left - valueWidth) * range.placeOf(row.sensitivity)
+                             : 0;
     picture.addText({left - 8, top + 15}, SvgPicture::Anchor::End, shortenedText(name, labelCharacters), "label", name);
     picture.addRectangle({left, top + 3, width, rowHeight - 6}, "fill predicted", name + ": " + share);
     picture.addText({left + width + 6, top + 15}, SvgPicture::Anchor::Start, share);
@@ -211,7 +210,9 @@ class SegmentPlaces {
  private:
   static constexpr double narrowest = 0.015;  // share of the width
 
-  double scaledEnd(double end, double ofInfinity) const { return std::isfinite(end) ? values.placeOf(end) : ofInfinity; }
+  double scaledEnd(double end, double ofInfinity) const {
+    return std::isfinite(end) ? values.placeOf(end) : ofInfinity;
+  }
   double shareBefore(std::size_t i) const { return static_cast<double>(i) / static_cast<double>(intervals.size()); }
 
   PictureRectangle area;
@@ -277,7 +278,8 @@ EvaluationChart drawNumericField(const FieldCurve& curve, const std::vector<Resi
                     segmentLabel(missing->segment));
   }
   PlotArea(whole, {}, means).drawFrame(picture);
-  picture.addLegend({place.left, 16}, {{"fill actual", "mean actual", false}, {"fill predicted", "mean predicted", false}});
+  picture.addLegend({place.left, 16},
+                    {{"fill actual", "mean actual", false}, {"fill predicted", "mean predicted", false}});
   return {picture, {}, {}, places.isToScale() ? "" : "All segments have the same width: the values are not to scale."};
 }
 

@@ -59,7 +59,8 @@ std::string cleanText(std::string_view text) {
   std::string clean;
   while (!text.empty()) {
     const Character character = firstCharacter(text);
-    const bool isBlank = character.isValid && (character.code == '\t' || character.code == '\n' || character.code == '\r');
+    const bool isBlank =
+        character.isValid && (character.code == '\t' || character.code == '\n' || character.code == '\r');
     if (isBlank) {
       clean += ' ';
     } else if (character.isValid && isShown(character.code)) {
@@ -73,7 +74,7 @@ std::string cleanText(std::string_view text) {
 }
 
 std::string shortenedText(std::string_view clean, std::size_t numCharacters) {
-  std::size_t end = 0;   // of the characters that stay if the text is too long
+  std::size_t end = 0;  // of the characters that stay if the text is too long
   std::size_t place = 0;
   for (std::size_t number = 1; place < clean.size(); ++number) {
     if (number == numCharacters) end = place;

@@ -20,8 +20,8 @@ std::string shortenedText(std::string_view clean, std::size_t numCharacters);
 /// A text for the content of an element or for an attribute in double quotes: cleaned, with & < > " ' escaped.
 std::string htmlText(std::string_view text);
 
-/// A number for people: 5 significant digits, 6 from 10000 on; "none" for NaN and for the largest negative double, which
-/// quality numbers have in place of a result; "infinite", "-infinite".
+/// A number for people: 5 significant digits, 6 from 10000 on; "none" for NaN and for the largest negative double,
+/// which quality numbers have in place of a result; "infinite", "-infinite".
 std::string shortNumber(double value);
 
 /// The same for a number of records, which has all of its digits.

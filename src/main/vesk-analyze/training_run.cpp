@@ -7,7 +7,6 @@
 #include <limits>
 #include <sstream>
 
-#include "control/quven_result_file.h"
 #include "dataset_check.h"
 #include "exact_text.h"
 #include "input_importance.h"
@@ -31,12 +30,6 @@ constexpr const char* outputUnwritable = "vesk-analyze: Unable to write output f
 constexpr const char* resultsUnwritable = "vesk-analyze: Unable to write results file";
 constexpr int distributionPasses = 2;
 constexpr std::int64_t megabyte = 1 << 20;
-
-void writeFile(const std::string& path, const std::function<void(std::ostream&)>& write, const QUVENEnvHandle& env) {
-  QUVENResultFile file(path);
-  if (file.isOpen()) write(file.getStream());
-  if (!file.isOpen() || !file.commit()) report_error(FileUnusable, path, outputUnwritable, QUVEN_ENV, true);
-}
 
 /// The labels of a column: of a categorical one those of the categories that are told apart.
 void addLabels(const QUVENField& field, const QUVENTableLabels& labels, QUVENTrainingFacts& facts,
@@ -359,7 +352,7 @@ void TrainingRun::writeReports(const QUVENEnvHandle& env) const {
       findImportances(fields, terms, variances, stages, kind->staged != nullptr);
   const TrainingReport report = makeReport(stages, importances);
   const auto write = [&](const std::string& path, void (*writeTo)(const TrainingReport&, std::ostream&)) {
-    writeFile(
+    writeOutput(
         path, [&](std::ostream& out) { writeTo(report, out); }, QUVEN_ENV);
   };
   write(parameters.stagesFile(), writeStages);
