@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <cmath>
 
-#include "dataset_check.h"
 #include "exact_text.h"
 #include "kernel/quven_num_field.h"
 #include "learning/quven_scaled_prediction.h"
@@ -127,8 +126,7 @@ void EvaluationRun::makeDriver(const QUVENEnvHandle& env) {
 }
 
 void EvaluationRun::openTable(const QUVENEnvHandle& env) {
-  dataset.open(driver->getPoint(), transport, QUVEN_ENV);
-  checkLengths(options.dataset, dataset.get().getNumColumns(), QUVEN_ENV);
+  dataset.openTable(driver->getPoint(), transport, QUVEN_ENV);
   const QUVENDataPoint& point = driver->getPoint();
   const long index = point.getFieldIndex(facts.targetName);
   if (index == 0) refuseInput(facts.targetName, "the dataset does not have the target of the training", QUVEN_ENV);
@@ -235,9 +233,8 @@ void EvaluationRun::warnOfEvaluation(const QUVENEnvHandle& env) {
 }
 
 /// The smallest step that keeps within the parameter.
-std::int64_t EvaluationRun::chooseSensitivityStep(const QUVENEnvHandle&) {
-  const std::int64_t records =
-      dataset.get().getTotalBytes() / (dataset.get().getNumColumns() * static_cast<std::int64_t>(sizeof(double)));
+std::int64_t EvaluationRun::chooseSensitivityStep() {
+  const std::int64_t records = dataset.getNumRecords();
   const auto count = [&](std::int64_t step) {
     if (channel == 0) return (records + step - 1) / step;
     std::int64_t found = 0;
@@ -255,7 +252,7 @@ std::int64_t EvaluationRun::chooseSensitivityStep(const QUVENEnvHandle&) {
 void EvaluationRun::runSensitivity(const QUVENEnvHandle& env) {
   std::int32_t step = 1;
   if (transport.isMaster()) {
-    sensitivityStep = chooseSensitivityStep(QUVEN_ENV);
+    sensitivityStep = chooseSensitivityStep();
     step = static_cast<std::int32_t>(sensitivityStep);
   }
   shareWord(step, transport);

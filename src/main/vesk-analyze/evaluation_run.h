@@ -40,7 +40,7 @@ class EvaluationRun final : public Run {
   void checkRecords(const QUVENEnvHandle& env) const;
   void addEvaluation(const QUVENEnvHandle& env);
   void warnOfEvaluation(const QUVENEnvHandle& env);
-  std::int64_t chooseSensitivityStep(const QUVENEnvHandle& env);
+  std::int64_t chooseSensitivityStep();
   void runSensitivity(const QUVENEnvHandle& env);
   QUVENNumField& fieldOf(const std::string& name) const;
 

@@ -4,7 +4,6 @@
 #include <set>
 
 #include "control/quven_csv_reader.h"
-#include "dataset_check.h"
 #include "exact_text.h"
 #include "kernel/quven_model_result_field.h"
 #include "kernel/quven_num_field.h"
@@ -46,8 +45,7 @@ void ScoringRun::makeDriver(const QUVENEnvHandle& env) {
 }
 
 void ScoringRun::openTable(const QUVENEnvHandle& env) {
-  dataset.open(driver->getPoint(), transport, QUVEN_ENV);
-  checkLengths(options.dataset, dataset.get().getNumColumns(), QUVEN_ENV);
+  dataset.openTable(driver->getPoint(), transport, QUVEN_ENV);
   const std::vector<std::string> first = predictionColumns();
   std::set<std::string> names(first.begin(), first.end());
   for (const std::string& name : options.keptColumns) {

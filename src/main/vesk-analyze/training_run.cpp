@@ -117,19 +117,8 @@ void TrainingRun::makeDriver(const QUVENEnvHandle& env) {
 }
 
 void TrainingRun::openTable(const QUVENEnvHandle& env) {
-  dataset.open(driver->getPoint(), transport, QUVEN_ENV);
-  if (dataset.get().getNumColumns() == 0) {
-    report_error(FileUnusable, options.dataset, "vesk-analyze: the description of the dataset has no columns",
-                 QUVEN_ENV, true);
-  }
-  checkLengths(options.dataset, dataset.get().getNumColumns(), QUVEN_ENV);
-  const std::int64_t records =
-      dataset.get().getTotalBytes() / (dataset.get().getNumColumns() * static_cast<std::int64_t>(sizeof(double)));
-  if (records >= parameters.getDealing().getNumChannels()) return;
-  report_error(FileUnusable, options.dataset,
-               "vesk-analyze: the dataset has " + std::to_string(records) + " records, too few for " +
-                   std::to_string(parameters.getDealing().getNumChannels()) + " channels",
-               QUVEN_ENV, true);
+  dataset.openTable(driver->getPoint(), transport, QUVEN_ENV);
+  checkNumRecords(dataset, parameters.getDealing(), QUVEN_ENV);
 }
 
 /// A linear model has no use for categories.
@@ -175,17 +164,7 @@ void TrainingRun::open(const QUVENEnvHandle& env) {
 }
 
 void TrainingRun::addModel(const QUVENEnvHandle& env) {
-  for (QUVENField* field : fields.described()) {
-    driver->addField(*field, QUVEN_ENV);
-    if (field->isNumeric()) {
-      static_cast<QUVENNumField*>(field)->setSampleCapacity(parameters.sampleSize, QUVEN_ENV);
-      continue;
-    }
-    auto& categories = static_cast<QUVENCatField&>(*field);
-    categories.setSampleCapacity(parameters.sampleSize, QUVEN_ENV);
-    categories.setMaxCatsAllowed(parameters.maxCategories, QUVEN_ENV);
-    categories.setMinCatOccuranceThreshold(parameters.minCategoryCount, QUVEN_ENV);
-  }
+  askForDistributions(fields, parameters, *driver, QUVEN_ENV);
   model = &driver->addScan(kind->make(parameters, fields, driver->getNames(), QUVEN_ENV), QUVEN_ENV);
   if (kind->staged != nullptr) kind->staged->observe(*model, history, choosesLater, QUVEN_ENV);
   driver->setBetweenPasses([this, env](int pass) {
