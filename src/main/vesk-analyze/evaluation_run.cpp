@@ -6,6 +6,7 @@
 #include "exact_text.h"
 #include "kernel/quven_num_field.h"
 #include "learning/quven_scaled_prediction.h"
+#include "learning/quven_scan_log.h"
 #include "loss_words.h"
 #include "model_parts.h"
 #include "output_check.h"
@@ -108,6 +109,9 @@ void EvaluationRun::makeDriver(const QUVENEnvHandle& env) {
   shareWord(channel, transport);
   hasSensitivity = parameters.hasSensitivity() ? 1 : 0;
   shareWord(hasSensitivity, transport);
+  std::int32_t verbosity = parameters.verbosityLevel;
+  shareWord(verbosity, transport);
+  QUVENScanLog::get(QUVEN_ENV).setVerbosity(verbosity);
   std::int32_t shares = parameters.shares == 0 ? std::clamp(facts.shares, 1, MostShares) : parameters.shares;
   shareWord(shares, transport);
   const QUVENFoldDealing dealing = facts.dealing;
