@@ -129,10 +129,9 @@ void QUVENLiftCurve::addBin(double boundary, const QUVENEnvHandle& env) {
 /// The first bin from the top whose boundary is not above the prediction; getNumBins() + 1 without one.
 long QUVENLiftCurve::binOf(double predicted) const {
   if (std::isnan(predicted)) return getNumBins() + 1;
-  const auto bin =
-      std::partition_point(ivLiftCurveBin.begin(), ivLiftCurveBin.end(), [predicted](const QUVENLiftCurveBin& above) {
-        return above.getBinBoundaryValue() > predicted;
-      });
+  const auto bin = std::partition_point(
+      ivLiftCurveBin.begin(), ivLiftCurveBin.end(),
+      [predicted](const QUVENLiftCurveBin& above) { return above.getBinBoundaryValue() > predicted; });
   return bin - ivLiftCurveBin.begin() + 1;
 }
 

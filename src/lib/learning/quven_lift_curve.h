@@ -32,7 +32,9 @@ class QUVENLiftCurveBin : public QUVENObjectOf<QUVENLiftCurveBin, QUVENObject> {
   /// The mean of e; 0.0 without a record.
   double getMeanError() const { return ivNumRecords > 0 ? ivSumPredErr / ivNumRecords : 0; }
   /// The sum of e^2; 0.0 without a record.
-  double getSumSqrErr() const { return ivNumRecords > 0 ? ivSumPredErr * ivSumPredErr / ivNumRecords + ivSumSqrDev : 0; }
+  double getSumSqrErr() const {
+    return ivNumRecords > 0 ? ivSumPredErr * ivSumPredErr / ivNumRecords + ivSumSqrDev : 0;
+  }
 
   void add(double actual, double predicted, double stdDev);
   /// Adds the records of another bin. The boundary stays.
@@ -52,8 +54,8 @@ class QUVENLiftCurveBin : public QUVENObjectOf<QUVENLiftCurveBin, QUVENObject> {
 
 /// A lift curve: records in the order of their predictions, in bins, with the quality numbers that follow from that.
 ///
-/// The object that owns the curve adds the records in a pass; the curve itself reads no field. A record whose prediction
-/// is NaN or below the lowest boundary has no bin. It counts in getPts, getSumActVal and getVarActVal only.
+/// The object that owns the curve adds the records in a pass; the curve itself reads no field. A record whose
+/// prediction is NaN or below the lowest boundary has no bin. It counts in getPts, getSumActVal and getVarActVal only.
 /// Shapes: bins run 1..getNumBins(), their boundaries in descending order; bin 1 has the largest predictions.
 /// Errors: at a verbosity of 2 or more each record without a bin is the log line "WARNING: QUVENLiftCurve not
 ///         initialized in function updateLiftCurveStats()". So is each quality number that is asked for before

@@ -34,8 +34,8 @@ class QUVENLiftData : public QUVENObjectOf<QUVENLiftData, QUVENMultiScan> {
   double getTrivialVar() const { return ivTrivialVar; }
   /// The sum of squared errors. The first record of each group that was merged adds nothing.
   double getModelVar() const { return ivModelVar; }
-  /// The share of getTrivialVar that is not in getModelVar, from 0 to 1. A model worse than the mean writes a warning to
-  /// the log.
+  /// The share of getTrivialVar that is not in getModelVar, from 0 to 1. A model worse than the mean writes a warning
+  /// to the log.
   double getModelQuality(const QUVENEnvHandle& env) const;
   /// The area above random of the model over that of the optimum, from 0 to 1; QUVENLiftCurve::NoQuality without the
   /// curves.

@@ -7,8 +7,8 @@
 /// The correlations of the transforms of some inputs with each other and with the target, on the records that train
 /// channel 1.
 ///
-/// The transforms are those of a residual model, which is trained for their sake and released afterwards. It runs in the
-/// passes of this scan, after two passes in which fields can gather their distributions if they have none at first.
+/// The transforms are those of a residual model, which is trained for their sake and released afterwards. It runs in
+/// the passes of this scan, after two passes in which fields can gather their distributions if they have none at first.
 /// Shapes:   the fields are the inputs that have a transform, in the order of the regression over the transforms, and
 ///           the target is the last one. Without a transform they are the inputs themselves.
 /// Units:    from -1 to 1; 0.0 where one of two fields has no variance beyond rounding; 1.0 of each field with itself.

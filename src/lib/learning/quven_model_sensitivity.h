@@ -14,7 +14,8 @@
 /// Shapes:   fields run 1..getFields().getSize(), in the order of setFields.
 /// Units:    during the pass the mean of squared changes; after a pass that isNormalized, shares of their sum.
 /// A record whose prediction is not finite adds to no field; a change that is not finite does not add to its field.
-/// Cost:     a record is scored once per field that the model reads, and once more at the end; of the steps of the model
+/// Cost:     a record is scored once per field that the model reads, and once more at the end; of the steps of the
+/// model
 ///           those from the first one on that reads the field.
 class QUVENModelSensitivity : public QUVENObjectOf<QUVENModelSensitivity, QUVENMultiScan> {
  public:
