@@ -224,8 +224,7 @@ TEST_F(QUVENLiftCurveTest, RefusesAnotherNumberOfBins) {
   addBins(*curve, {1, 2});
   auto other = make<QUVENLiftCurve>();
   addBins(*other, {1, 2, 3});
-  expectFailure([&] { static_cast<void>(curve->merge(other.get(), QUVEN_ENV)); },
-                "part.getNumBins() == getNumBins()");
+  expectFailure([&] { static_cast<void>(curve->merge(other.get(), QUVEN_ENV)); }, "part.getNumBins() == getNumBins()");
   other.reset(QUVEN_ENV);
 }
 
@@ -249,8 +248,8 @@ TEST_F(QUVENLiftCurveTest, MergesInfiniteSumsAsAStreamDoes) {
     std::vector<double> all = {read.getPts(), read.getSumActVal(), read.getVarActVal()};
     for (long bin = 1; bin <= 2; ++bin) {
       const QUVENLiftCurveBin& b = read.getBin(bin);
-      for (const double sum : {b.getSumPredVal(), b.getSumPredErr(), b.getSumSqrDev(), b.getSumSqrPredStdDev(),
-                               b.getRelChiSqr()}) {
+      for (const double sum :
+           {b.getSumPredVal(), b.getSumPredErr(), b.getSumSqrDev(), b.getSumSqrPredStdDev(), b.getRelChiSqr()}) {
         all.push_back(sum);
       }
     }
@@ -384,7 +383,7 @@ TEST_F(QUVENLiftCurveTest, CompressesRSquaredByAConstant) {
   EXPECT_NEAR(rSquared(1, std::sqrt(0.5)), 0.993377309148986525, 1e-14);
   EXPECT_NEAR(rSquared(1, std::sqrt(2)), 0.499921214505167671, 1e-14);
   EXPECT_NEAR(rSquared(1, 1e-5), 1, 1e-9);
-  EXPECT_EQ(rSquared(1, 1e3), 0);  // the exponential overflows
+  EXPECT_EQ(rSquared(1, 1e3), 0);                        // the exponential overflows
   EXPECT_EQ(rSquared(1, 0), QUVENLiftCurve::NoQuality);  // no record has a standard deviation
 }
 
@@ -424,7 +423,8 @@ TEST_F(QUVENLiftCurveTest, IsFinalizedAgainAfterMoreRecords) {
 }
 
 TEST_F(QUVENLiftCurveTest, OfLessThanTwoBinsHasNoQuality) {
-  constexpr const char* warning = "Warning;|3417;|Warning: no bins found in QUVENLiftCurve::finalizeStats;|WarningEnd\n";
+  constexpr const char* warning =
+      "Warning;|3417;|Warning: no bins found in QUVENLiftCurve::finalizeStats;|WarningEnd\n";
   for (int bins = 0; bins < 2; ++bins) {
     update(*curve, {{1, 1, 1}, {2, 2, 1}});
     EXPECT_EQ(outputOf(1, [&] { curve->finalizeStats(QUVEN_ENV); }), warning);
@@ -438,7 +438,8 @@ TEST_F(QUVENLiftCurveTest, OfLessThanTwoBinsHasNoQuality) {
 
 TEST_F(QUVENLiftCurveTest, WithoutRecordsHasNoQuality) {
   addBins(*curve, {1, 2});
-  constexpr const char* warning = "Warning;|3416;|Warning: no records found in QUVENLiftCurve::finalizeStats;|WarningEnd\n";
+  constexpr const char* warning =
+      "Warning;|3416;|Warning: no records found in QUVENLiftCurve::finalizeStats;|WarningEnd\n";
   EXPECT_EQ(outputOf(2, [&] { curve->finalizeStats(QUVEN_ENV); }), warning);
   EXPECT_EQ(outputOf(2, [&] { EXPECT_EQ(curve->getAreaAboveRandom(QUVEN_ENV), 0); }),
             warningOf("getAreaAboveRandom()"));
