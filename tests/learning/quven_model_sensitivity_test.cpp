@@ -13,7 +13,8 @@ class QUVENModelSensitivityTest : public LinearRegressionTest {
     LinearRegressionTest::TearDown();
   }
 
-  /// A regression of y on x1 and x2, distributions of the inputs, and a scan of the inputs that looks at the prediction.
+  /// A regression of y on x1 and x2, distributions of the inputs, and a scan of the inputs that looks at the
+  /// prediction.
   void trainExample(int records = 400) {
     table = randomRecords(records);
     for (std::size_t i = 0; i < table.size(); i += 7) table[i].x[1] = noNumber;
@@ -77,7 +78,8 @@ class QUVENModelSensitivityTest : public LinearRegressionTest {
   QUVENOwnPtr<QUVENModelSensitivity> partOf(const std::vector<double>& changes) {
     auto part = make<QUVENModelSensitivity>();
     part->setFields({x[0], x[1], x[2]}, QUVEN_ENV);
-    part->setScoring(*model, *w, [this](const QUVENEnvHandle&) { w->setNumValue(reading); }, nullptr);
+    part->setScoring(
+        *model, *w, [this](const QUVENEnvHandle&) { w->setNumValue(reading); }, nullptr);
     part->beginDataScan(QUVEN_ENV);
     part->beginRecords(QUVEN_ENV);
     for (const double change : changes) {
@@ -192,14 +194,14 @@ TEST_F(QUVENModelSensitivityTest, DrawsByTheValueOfTheSampleField) {
     scan->update(*point, QUVEN_ENV);
   }
   for (long field = 1; field <= 2; ++field) {
-    EXPECT_EQ(scan->getSensitivity(field),
-              literal(*scan->getFields()[field], indexOf, [&] { return predictedNow(); }));
+    EXPECT_EQ(scan->getSensitivity(field), literal(*scan->getFields()[field], indexOf, [&] { return predictedNow(); }));
   }
 }
 
 TEST_F(QUVENModelSensitivityTest, WhatIsNotFiniteDoesNotCount) {
   trainExample();
-  scan->setScoring(*model, *w, [this](const QUVENEnvHandle&) { w->setNumValue(reading); }, nullptr);
+  scan->setScoring(
+      *model, *w, [this](const QUVENEnvHandle&) { w->setNumValue(reading); }, nullptr);
   scan->beginDataScan(QUVEN_ENV);
   scan->beginRecords(QUVEN_ENV);
   const auto showWith = [&](double base, double changed) {
@@ -270,11 +272,8 @@ TEST_F(QUVENModelSensitivityTest, MergesMeansByTheirPoints) {
   };
   constexpr double largest = std::numeric_limits<double>::max();
   const Case cases[] = {{{2, 4}, {1}, 7, 3},  // (10 * 2 + 1) / 3
-                        {{1}, {2, 4}, 7, 3},
-                        {{}, {2, 4}, 10, 2},
-                        {{2, 4}, {}, 10, 2},
-                        {{}, {}, 0, 0},
-                        {{1e160}, {1e160}, largest, 2}};
+                        {{1}, {2, 4}, 7, 3}, {{}, {2, 4}, 10, 2},           {{2, 4}, {}, 10, 2},
+                        {{}, {}, 0, 0},      {{1e160}, {1e160}, largest, 2}};
   for (const Case& merged : cases) {
     auto t = partOf(merged.t);
     auto s = partOf(merged.s);
