@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "cell_value.h"
+#include "control/quven_dataset_info.h"
 #include "control/quven_table_labels.h"
 
 namespace vesk {
@@ -19,10 +20,19 @@ struct CellMistake {
   std::string what;
 };
 
+/// A text for a message: in quotes, of one line and not too long.
+std::string shownText(std::string_view text);
+
 /// A column of a table while it is read twice: the first reading decides its type, the second one gives its numbers.
 class TableColumn {
  public:
-  enum class Wish { Any, Numeric, Categorical };
+  enum class Wish {
+    Any,
+    Numeric,
+    Categorical,
+    Key,         ///< numeric, whole numbers below 2^53 in every row
+    CategoryKey  ///< categorical, a text in every row; two texts with one code are not told from each other
+  };
   enum class Type {
     Numeric,
     Categorical,
@@ -35,6 +45,7 @@ class TableColumn {
   bool isTarget() const { return isTargetColumn; }
   Type getType() const { return type; }
   std::uint64_t getMissing() const { return missing; }
+  dataset_info::Column describe() const;
   std::size_t countCategories() const { return type == Type::TwoTexts ? targetTexts.size() : categories.size(); }
 
   /// First reading: takes the cell of a row.
@@ -57,6 +68,7 @@ class TableColumn {
     std::string text;
   };
 
+  bool isWrongKey(const CellValue& cell) const;
   void lookAtTarget(std::string_view text);
   std::optional<CellMistake> decideTarget();
   std::optional<double> codeOf(std::string_view text);
@@ -69,6 +81,7 @@ class TableColumn {
   std::uint64_t numbers = 0;
   std::optional<Place> firstText;
   std::optional<Place> firstNotFinite;
+  std::optional<Place> firstWrongKey;
   std::optional<Place> firstMissingNumber;  // a number that means a missing value in a dataset
   std::vector<std::string> targetTexts;     // the first different ones, not more than three; sorted by decide
   std::unordered_map<std::uint64_t, std::string> categories;
