@@ -38,7 +38,8 @@ CsvForm formOfRegularFile(CsvForm form) {
 /// One reading of the rows of the file; the names of the columns are taken from the first row.
 class CsvFile {
  public:
-  explicit CsvFile(const CsvForm& form) : path(form.path), stream(path, std::ios::binary), reader(open(), form.delimiter) {
+  explicit CsvFile(const CsvForm& form)
+      : path(form.path), stream(path, std::ios::binary), reader(open(), form.delimiter) {
     hasRow = reader.next();
     check();
     if (!hasRow) fail(path, " is empty");

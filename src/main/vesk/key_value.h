@@ -12,6 +12,9 @@ namespace vesk {
 /// The first whole number whose successor is not exact in a double: 2 to the power 53.
 inline constexpr double KeyLimit = 9007199254740992.0;
 
+/// Codes of categories below it are the texts themselves, see quvenCategoryCode.
+inline constexpr double FirstHashedCode = 1e14;
+
 /// Whether a number can be the key of a record: whole, below 2^53 in absolute value, and not the missing value.
 inline bool isKey(double number) {
   return std::fabs(number) < KeyLimit && std::trunc(number) == number && number != dataset_format::missingValue;

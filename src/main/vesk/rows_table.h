@@ -14,7 +14,7 @@ struct SumsColumn {
 };
 
 struct RowsOptions {
-  std::string input{};   ///< the sparse dataset: one file, or its parts
+  std::string input{};  ///< the sparse dataset: one file, or its parts
   std::string output{};
   std::string key = "caller";  ///< name of the first column
   std::vector<SumsColumn> columns{};

@@ -75,7 +75,8 @@ void SumsFile::readRow(std::span<double> record, std::span<std::uint64_t> counts
 const double* SumsFile::nextInRow() {
   const double* triple = triples.next();
   if (triple == nullptr) fail("the file ends in the row of key " + numberText(key));
-  if (triple[0] != key) fail("the row of key " + numberText(key) + " has no footer before key " + numberText(triple[0]));
+  if (triple[0] != key)
+    fail("the row of key " + numberText(key) + " has no footer before key " + numberText(triple[0]));
   return triple;
 }
 

@@ -11,17 +11,9 @@ namespace vesk {
 
 namespace {
 
-constexpr std::size_t shownBytes = 60;
-
 constexpr const char* notAKey = "is no key; a key must be a whole number below 2^53";
 
 }  // namespace
-
-std::string shownText(std::string_view text) {
-  std::string quoted = "'";
-  for (const char c : text.substr(0, shownBytes)) quoted += static_cast<unsigned char>(c) < ' ' ? ' ' : c;
-  return quoted.append(text.size() > shownBytes ? "...'" : "'");
-}
 
 TableColumn::TableColumn(std::string columnName, Wish typeWish, bool target)
     : name(std::move(columnName)), wish(typeWish), isTargetColumn(target) {}
@@ -104,6 +96,7 @@ std::string TableColumn::remark() const {
 }
 
 std::optional<double> TableColumn::take(std::string_view text, const CellValue& cell) {
+  if (isWrongKey(cell)) return std::nullopt;
   if (cell.kind == CellKind::Missing) return dataset_format::missingValue;
   switch (type) {
     case Type::Categorical:
@@ -122,12 +115,15 @@ std::optional<double> TableColumn::take(std::string_view text, const CellValue& 
 
 std::optional<double> TableColumn::codeOf(std::string_view text) {
   const std::uint64_t code = quvenCategoryCode(text);
-  if (wish == Wish::CategoryKey) return static_cast<double>(code);
-  const auto [entry, isNew] = categories.try_emplace(code, text);
-  if (!isNew && entry->second != text) {
-    throw std::runtime_error("the texts " + shownText(entry->second) + " and " + shownText(text) + " of column " +
-                             name + " have the same code " + std::to_string(code) + "; change one of them");
+  const auto refuseOther = [&](const std::string& other) {
+    if (other == text) return;
+    throw std::runtime_error("the texts " + shownText(other) + " and " + shownText(text) + " of column " + name +
+                             " have the same code " + std::to_string(code) + "; change one of them");
+  };
+  if (otherTexts != nullptr) {
+    if (const auto other = otherTexts->find(code); other != otherTexts->end()) refuseOther(other->second);
   }
+  if (wish != Wish::CategoryKey) refuseOther(categories.try_emplace(code, text).first->second);
   return static_cast<double>(code);
 }
 

@@ -2,6 +2,7 @@
 #define VESK_TABLE_COLUMN_H
 
 #include <cstdint>
+#include <map>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -20,9 +21,6 @@ struct CellMistake {
   std::string what;
 };
 
-/// A text for a message: in quotes, of one line and not too long.
-std::string shownText(std::string_view text);
-
 /// A column of a table while it is read twice: the first reading decides its type, the second one gives its numbers.
 class TableColumn {
  public:
@@ -31,7 +29,7 @@ class TableColumn {
     Numeric,
     Categorical,
     Key,         ///< numeric, whole numbers below 2^53 in every row
-    CategoryKey  ///< categorical, a text in every row; two texts with one code are not told from each other
+    CategoryKey  ///< categorical, a text in every row; the texts are not kept, so the column has no labels
   };
   enum class Type {
     Numeric,
@@ -47,6 +45,10 @@ class TableColumn {
   std::uint64_t getMissing() const { return missing; }
   dataset_info::Column describe() const;
   std::size_t countCategories() const { return type == Type::TwoTexts ? targetTexts.size() : categories.size(); }
+
+  /// The texts by code that another table has for these categories: a text with the code of another one of them is
+  /// refused by take. Lifetime: the texts outlive the column.
+  void compareWith(const std::map<std::uint64_t, std::string>& texts) { otherTexts = &texts; }
 
   /// First reading: takes the cell of a row.
   void look(std::string_view text, const CellValue& cell, std::uint64_t line);
@@ -85,6 +87,7 @@ class TableColumn {
   std::optional<Place> firstMissingNumber;  // a number that means a missing value in a dataset
   std::vector<std::string> targetTexts;     // the first different ones, not more than three; sorted by decide
   std::unordered_map<std::uint64_t, std::string> categories;
+  const std::map<std::uint64_t, std::string>* otherTexts = nullptr;
 };
 
 }  // namespace vesk

@@ -43,7 +43,8 @@ SumsColumn readColumn(const std::string& text) {
   const auto [end, error] = std::from_chars(text.data(), text.data() + colon, column.position);
   if (error != std::errc() || end != text.data() + colon || column.position == 0 ||
       column.position >= static_cast<std::uint64_t>(KeyLimit)) {
-    throw CLI::ValidationError(columnsOption, "[" + text.substr(0, colon) + "] is no position; positions are 1, 2, ...");
+    throw CLI::ValidationError(columnsOption,
+                               "[" + text.substr(0, colon) + "] is no position; positions are 1, 2, ...");
   }
   checkName(columnsOption, column.name);
   return column;
