@@ -42,8 +42,8 @@ class Partner {
   }
 
   JoinTable::Side describe() const {
-    return {side->getPath(), side->getKeyName(),     side->getColumns(), side->getRows().size(),
-            keysInBase,      recordsWithoutPartner};
+    return {side->getPath(),        side->getKeyName(), side->getColumns(),
+            side->getRows().size(), keysInBase,         recordsWithoutPartner};
   }
 
  private:
@@ -160,8 +160,8 @@ class Join {
 
   void refuseStranger(const JoinTable::Side& side) const {
     if (side.keysInBase > 0) return;
-    throw std::runtime_error(side.path + ": no key of column " + side.keyName + " is in column " + options.key + " of " +
-                             options.base);
+    throw std::runtime_error(side.path + ": no key of column " + side.keyName + " is in column " + options.key +
+                             " of " + options.base);
   }
 
   std::vector<dataset_info::Column> baseColumns() const {
