@@ -21,8 +21,8 @@ CapturedShares::CapturedShares(const EvaluationReport& report, const std::vector
 }
 
 double CapturedShares::capturedAt(double records) const {
-  const auto next = std::find_if(points.begin() + 1, points.end() - 1,
-                                 [&](const Point& point) { return point.records >= records; });
+  const auto next =
+      std::find_if(points.begin() + 1, points.end() - 1, [&](const Point& point) { return point.records >= records; });
   const Point& from = *(next - 1);
   const double step = (records - from.records) / (next->records - from.records);
   return from.captured + step * (next->captured - from.captured);

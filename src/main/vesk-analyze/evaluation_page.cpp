@@ -36,8 +36,8 @@ constexpr QualityMeaning qualityMeanings[] = {
      "The same as the lift curve gives it. It depends on how the records were shared out, so it may differ from "
      "R_squared_plain."},
     {"accuracy_quality",
-     "1 if the mean errors of neighbouring bins of the lift curve have nothing to do with each other, near 0 if errors "
-     "of one sign come in a row. Low values mean that the curve of the predictions has a wrong shape."},
+     "1 if the mean errors of neighbouring bins of the lift curve have nothing to do with each other, near 0 if one "
+     "follows from the other. Low values mean that the curve of the predictions has a wrong shape."},
     {"model_quality",
      "1 less the squared errors over those of the running mean, between 0 and 1. It is near R_squared_plain, and 0 "
      "where the model is worse than the mean."},
@@ -45,8 +45,9 @@ constexpr QualityMeaning qualityMeanings[] = {
     {"auc",
      "Chance that a record of the upper class has the larger prediction of two records, one of each class: 0.5 is "
      "chance, 1 is exact."},
-    {"log_loss", "Mean of the negative logarithm of the probability that the model gave to what happened; less is "
-                 "better."},
+    {"log_loss",
+     "Mean of the negative logarithm of the probability that the model gave to what happened; less is "
+     "better."},
 };
 
 const char* meaningOf(const std::string& name) {
@@ -168,14 +169,15 @@ class Page {
     } else if (!model.isUsable()) {
       writeParagraph("There is no lift curve, because the target has no finite mean above 0.");
     } else {
-      writeParagraph("The records are ordered by their predictions, the largest first. The lift of the first records is "
-                     "their mean target over the mean of all.");
+      writeParagraph(
+          "The records are ordered by their predictions, the largest first. The lift of the first records is "
+          "their mean target over the mean of all.");
       out << "<div class=\"pair\">\n";
       writeChart(drawLiftChart(model, optimum));
       out << "<div>\n";
       writeLiftTable(model, optimum);
-      writeParagraph("Shares between two bins are on a straight line, as if the target were spread evenly within a bin.",
-                     "note");
+      writeParagraph(
+          "Shares between two bins are on a straight line, as if the target were spread evenly within a bin.", "note");
       out << "</div>\n</div>\n";
     }
   }
@@ -219,9 +221,10 @@ class Page {
       writeParagraph("There is no calibration, because no twentieth of the predictions has records with finite means.");
       return;
     }
-    writeParagraph("The records are cut into twentieths by their predictions. Where a point is above the diagonal, the "
-                   "model predicts too little.");
-    out << "<div class=\"pair\">\n";
+    writeParagraph(
+        "The records are cut into twentieths by their predictions. Where a point is above the diagonal, the "
+        "model predicts too little.");
+    out << "<div class=\"pair wide\">\n";
     writeChart(drawCalibrationChart(report));
     out << "<div>\n";
     writeResidualTable("prediction", report.twentieths);
@@ -236,9 +239,10 @@ class Page {
       writeParagraph("There are no sensitivities of the inputs.");
       return;
     }
-    writeParagraph("How much the predictions change when an input gets a random value of its distribution in the "
-                   "training: mean squared change, as a share of the sum over all inputs. Inputs that say the same "
-                   "share it or hide each other.");
+    writeParagraph(
+        "How much the predictions change when an input gets a random value of its distribution in the "
+        "training: mean squared change, as a share of the sum over all inputs. Inputs that say the same "
+        "share it or hide each other.");
     const std::vector<SensitivityRow>& all = report.sensitivities;
     const auto numBars = static_cast<std::ptrdiff_t>(std::min(all.size(), mostBars));
     writeChart(drawSensitivityChart({all.begin(), all.begin() + numBars}));
@@ -255,8 +259,9 @@ class Page {
       writeParagraph("The first stage has no transform of a field.");
       return;
     }
-    writeParagraph("The mean actual and mean predicted values of the segments that the first stage has of each field. "
-                   "Where they differ, the model misses something about the field.");
+    writeParagraph(
+        "The mean actual and mean predicted values of the segments that the first stage has of each field. "
+        "Where they differ, the model misses something about the field.");
     out << "<div class=\"pair\">\n";
     for (const FieldCurve& curve : report.curves) writeField(curve);
     out << "</div>\n";
@@ -303,9 +308,9 @@ class Page {
     HtmlTable table(out, {{"stage"}, {"rank"}, {"step size"}, {"output step size"}, {"transforms of", false}});
     std::size_t number = 0;
     for (const DescribedStage& stage : report.stages) {
-      table.addRow({std::to_string(++number), std::to_string(stage.rank), firstOf(stage.alphas),
-                    firstOf(stage.outputAlphas),
-                    fieldsOf(stage) + (stage.isOutput ? "; the output transform has taken the place of the stage" : "")});
+      table.addRow(
+          {std::to_string(++number), std::to_string(stage.rank), firstOf(stage.alphas), firstOf(stage.outputAlphas),
+           fieldsOf(stage) + (stage.isOutput ? "; the output transform has taken the place of the stage" : "")});
     }
     table.close();
     writeParagraph("The rank is the number of inputs of the stage's regression. Rank 0 is a constant.", "note");

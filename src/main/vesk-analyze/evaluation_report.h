@@ -26,7 +26,7 @@ struct LiftRow {
 
 /// The errors of a group of records.
 struct ResidualRow {
-  std::string field;             ///< empty: a twentieth of the prediction
+  std::string field;              ///< empty: a twentieth of the prediction
   DescribedSegment segment = {};  ///< kind, from, to and categories; nothing else of it
   double records = 0;
   double meanActual = std::numeric_limits<double>::quiet_NaN();
@@ -58,26 +58,26 @@ struct EvaluationReport {
   std::string modelFile;
   std::string modelKind;
   std::string dataset;
-  std::string trainedOn;      ///< name of the table
+  std::string trainedOn;  ///< name of the table
   std::string target;
   std::string loss;           ///< as in the parameter file of the training
   std::string chosenRecords;  ///< All, Test or HeldOut
   bool isOfTwoClasses = false;
-  double numRecords = 0;          ///< with a target and a finite prediction: those of every table here
+  double numRecords = 0;  ///< with a target and a finite prediction: those of every table here
   double numWithoutTarget = 0;
-  double numNotFinite = 0;        ///< with a target, but a prediction that is NaN or infinite
-  double numBelowLastBin = 0;     ///< predictions below the lowest boundary of the curve
+  double numNotFinite = 0;     ///< with a target, but a prediction that is NaN or infinite
+  double numBelowLastBin = 0;  ///< predictions below the lowest boundary of the curve
   double meanActual = 0;
   std::vector<QualityNumber> quality = {};
-  std::vector<LiftRow> lift = {};             ///< records ordered by the prediction
-  std::vector<LiftRow> optimum = {};          ///< ordered by the target itself
-  std::vector<ResidualRow> twentieths = {};   ///< smallest predictions first
-  std::vector<ResidualRow> segments = {};     ///< field by field, of stage 1
-  std::vector<FieldCurve> curves = {};        ///< in the order of the fields in segments
+  std::vector<LiftRow> lift = {};            ///< records ordered by the prediction
+  std::vector<LiftRow> optimum = {};         ///< ordered by the target itself
+  std::vector<ResidualRow> twentieths = {};  ///< smallest predictions first
+  std::vector<ResidualRow> segments = {};    ///< field by field, of stage 1
+  std::vector<FieldCurve> curves = {};       ///< in the order of the fields in segments
   bool hasSensitivities = false;
-  std::string sensitivityRemark = {};         ///< why there are none, or of how many records they are
+  std::string sensitivityRemark = {};              ///< why there are none, or of how many records they are
   std::vector<SensitivityRow> sensitivities = {};  ///< the largest first; of equal ones the earlier input
-  std::vector<DescribedStage> stages = {};    ///< those of the model: rank, alphas and transforms are known
+  std::vector<DescribedStage> stages = {};         ///< those of the model: rank, alphas and transforms are known
   std::vector<std::string> warnings = {};
 };
 

@@ -32,8 +32,8 @@ void writeLift(const EvaluationReport& report, std::ostream& out) {
   std::size_t bin = 0;
   for (const LiftRow& row : report.lift) {
     out << ++bin;
-    for (const double value : {row.boundary, row.records, row.cumRecords, row.sumPredicted, row.sumError, row.cumActual,
-                               row.lift, row.z}) {
+    for (const double value :
+         {row.boundary, row.records, row.cumRecords, row.sumPredicted, row.sumError, row.cumActual, row.lift, row.z}) {
       out << ',' << numberText(value);
     }
     out << '\n';

@@ -14,14 +14,15 @@ namespace vesk_analyze {
 /// character that turns the direction of the text around it becomes U+FFFD.
 std::string cleanText(std::string_view text);
 
-/// The first characters of a clean text, with "…" as the last one if the text has more than that many.
+/// A clean text of at most that many characters: of a longer one the first two thirds, "…" and the last third.
+/// Requires: numCharacters >= 1.
 std::string shortenedText(std::string_view clean, std::size_t numCharacters);
 
 /// A text for the content of an element or for an attribute in double quotes: cleaned, with & < > " ' escaped.
 std::string htmlText(std::string_view text);
 
-/// A number for people: 5 significant digits, 6 from 10000 on; "none" for NaN and for the largest negative double, which
-/// quality numbers have in place of a result; "infinite", "-infinite".
+/// A number for people: 5 significant digits, 6 from 10000 on; "none" for NaN and for the largest negative double,
+/// which quality numbers have in place of a result; "infinite", "-infinite".
 std::string shortNumber(double value);
 
 /// The same for a number of records, which has all of its digits.
