@@ -67,8 +67,8 @@ TEST_F(Correlations, OfColumnsOfTwoValuesAreThoseOfTheColumns) {
     y.push_back(2 * a.back() - b.back() + 0.5 * draw());
     values.insert(values.end(), {a.back(), b.back(), y.back()});
   }
-  table("t.bin",
-        {{"a", "Numeric", "Explanatory"}, {"b", "Numeric", "Explanatory"}, {"y", "Numeric", "Target"}}, values);
+  table("t.bin", {{"a", "Numeric", "Explanatory"}, {"b", "Numeric", "Explanatory"}, {"y", "Numeric", "Target"}},
+        values);
   correlate({"TestPercent=0"});
   ASSERT_EQ(result.status, 0) << result.out << result.err;
   const std::map<std::string, double> rows = found();

@@ -24,6 +24,13 @@ void ChartRange::include(double value) {
   high = std::max(high, low);
 }
 
+void ChartRange::widen() {
+  if (isEmpty()) return;
+  const double part = high / 20 - low / 20;
+  include(low - part);
+  include(high + part);
+}
+
 double ChartRange::placeOf(double value) const {
   // Halves, because the difference of two doubles may overflow.
   const double place = (value / 2 - low / 2) / (high / 2 - low / 2);
@@ -31,17 +38,17 @@ double ChartRange::placeOf(double value) const {
 }
 
 std::vector<double> ChartRange::roundValues() const {
-  constexpr int numSteps = 5;
+  constexpr int numSteps = 5;  // about
   const double rough = high / numSteps - low / numSteps;
   const double magnitude = std::pow(10, std::floor(std::log10(rough)));
   if (!(rough > 0) || !(magnitude > 0)) return {low};
   const double factor = rough / magnitude;
-  const double step = magnitude * (factor <= 1 ? 1 : factor <= 2 ? 2 : factor <= 5 ? 5 : 10);
+  const double step = magnitude * (factor < 1.5 ? 1 : factor < 3 ? 2 : factor < 7 ? 5 : 10);
   const double first = std::ceil(low / step);
   std::vector<double> values;
   for (int i = 0; i <= 2 * numSteps; ++i) {
     const double value = (first + i) * step;
-    const bool isNew = values.empty() || value > values.back();
+    const bool isNew = std::isfinite(value) && (values.empty() || value > values.back());
     if (isNew && value >= low && value <= high + step * 1e-9) values.push_back(value == 0 ? 0.0 : value);
   }
   if (values.empty()) values.push_back(low);

@@ -18,6 +18,9 @@ class ChartRange {
   /// Widens the range to hold the value. Values that are not finite change nothing.
   void include(double value);
 
+  /// Adds a twentieth of the length at both ends, so that shapes at the ends are whole.
+  void widen();
+
   bool isEmpty() const { return low > high; }
   double getLow() const { return low; }
   double getHigh() const { return high; }

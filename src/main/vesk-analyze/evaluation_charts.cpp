@@ -18,7 +18,7 @@ bool canDrawRow(const ResidualRow& row) {
 
 std::string hintOf(const std::string& name, const ResidualRow& row) {
   return name + ": mean actual " + shortNumber(row.meanActual) + ", mean predicted " + shortNumber(row.meanPredicted) +
-         ", " + countNumber(row.records) + " records";
+         ", " + countNumber(row.records) + (row.records == 1 ? " record" : " records");
 }
 
 }  // namespace
@@ -73,9 +73,9 @@ EvaluationChart drawLiftChart(const CapturedShares& model, const CapturedShares&
   picture.addLine({area.pointOf(0, 0), area.pointOf(100, 100)}, "line chance");
   picture.addLine(lineOf(optimum), "line actual");
   picture.addLine(lineOf(model), "line predicted");
-  picture.addLegend({area.getPlace().left, 16}, {{"line predicted", "by the model"},
-                                                 {"line actual", "optimum, by the target itself"},
-                                                 {"line chance", "by chance"}});
+  picture.addLegend(
+      {area.getPlace().left, 16},
+      {{"line predicted", "model"}, {"line actual", "optimum, ordered by the target"}, {"line chance", "chance"}});
   return {picture, "Lift curve",
           "The first 10 % of the records have " + percentText(model.capturedAt(0.1)) +
               " of the target's sum, the first 50 % have " + percentText(model.capturedAt(0.5)) +
@@ -243,7 +243,7 @@ void drawSteps(SvgPicture& picture, const PlotArea& area, const ResidualRow& row
 
 EvaluationChart drawNumericField(const FieldCurve& curve, const std::vector<ResidualRow>& rows,
                                  const std::string& target) {
-  constexpr double missingWidth = 62;
+  constexpr double missingWidth = 76;
   SvgPicture picture(pictureWidth, 300);
   ChartRange means;
   const ResidualRow* missing = nullptr;
@@ -253,6 +253,7 @@ EvaluationChart drawNumericField(const FieldCurve& curve, const std::vector<Resi
     means.include(row.meanPredicted);
     if (row.segment.kind == DescribedSegment::Kind::Missing) missing = &row;
   }
+  means.widen();
   const PictureRectangle place{72, 36, pictureWidth - 90 - (missing == nullptr ? 0 : missingWidth), 210};
   const SegmentPlaces places(curve, rows, place);
   const PlotArea area(place, places.getValues(), means);

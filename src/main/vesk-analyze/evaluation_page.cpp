@@ -36,8 +36,8 @@ constexpr QualityMeaning qualityMeanings[] = {
      "The same as the lift curve gives it. It depends on how the records were shared out, so it may differ from "
      "R_squared_plain."},
     {"accuracy_quality",
-     "1 if the mean errors of neighbouring bins of the lift curve have nothing to do with each other, near 0 if errors "
-     "of one sign come in a row. Low values mean that the curve of the predictions has a wrong shape."},
+     "1 if the mean errors of neighbouring bins of the lift curve have nothing to do with each other, near 0 if one "
+     "follows from the other. Low values mean that the curve of the predictions has a wrong shape."},
     {"model_quality",
      "1 less the squared errors over those of the running mean, between 0 and 1. It is near R_squared_plain, and 0 "
      "where the model is worse than the mean."},
@@ -224,7 +224,7 @@ class Page {
     writeParagraph(
         "The records are cut into twentieths by their predictions. Where a point is above the diagonal, the "
         "model predicts too little.");
-    out << "<div class=\"pair\">\n";
+    out << "<div class=\"pair wide\">\n";
     writeChart(drawCalibrationChart(report));
     out << "<div>\n";
     writeResidualTable("prediction", report.twentieths);

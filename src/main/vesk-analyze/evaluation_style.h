@@ -14,21 +14,24 @@ inline constexpr const char* evaluationStyle = R"css(
 }
 * { box-sizing: border-box; }
 body { margin: 0 auto; max-width: 68rem; padding: 1.25rem; background: var(--page); color: var(--text);
-  font: 1rem/1.5 system-ui, "Segoe UI", "Helvetica Neue", Arial, sans-serif; overflow-wrap: anywhere; }
+  font: 1rem/1.5 system-ui, "Segoe UI", "Helvetica Neue", Arial, sans-serif; overflow-wrap: break-word; }
+h1, h2, h3, p, li { overflow-wrap: anywhere; }
 h1 { font-size: 1.6rem; line-height: 1.25; margin: 0 0 .75rem; }
 h2 { font-size: 1.25rem; margin: 2.25rem 0 .5rem; padding-top: .75rem; border-top: 1px solid var(--rule); }
 h3 { font-size: 1.05rem; margin: 1.25rem 0 .25rem; }
 p { margin: .5rem 0; max-width: 46rem; }
 .note { color: var(--faint); font-size: .9rem; }
-.warnings { background: var(--warn); border-left: 4px solid var(--orange); padding: .6rem 1rem; }
+.warnings { background: var(--warn); border-left: 4px solid var(--orange); padding: .6rem 1rem;
+  margin: 1rem 0; }
 .warnings ul { margin: .25rem 0; padding-left: 1.25rem; }
 .pair { display: grid; grid-template-columns: repeat(auto-fit, minmax(min(100%, 26rem), 1fr)); gap: 1rem 2rem;
   align-items: start; }
+@media (min-width: 62rem) { .pair.wide { grid-template-columns: minmax(0, 9fr) minmax(0, 11fr); } }
 .pair > * { min-width: 0; }
 .scroll { overflow-x: auto; }
-table { border-collapse: collapse; font-size: .9rem; font-variant-numeric: tabular-nums; }
-th, td { padding: .22rem .6rem; border-bottom: 1px solid var(--rule); text-align: left; vertical-align: top; }
-thead th { background: var(--panel); font-weight: 600; }
+table { border-collapse: collapse; font-size: .875rem; font-variant-numeric: tabular-nums; }
+th, td { padding: .22rem .5rem; max-width: 34rem; border-bottom: 1px solid var(--rule); text-align: left; vertical-align: top; }
+thead th { white-space: nowrap; background: var(--panel); font-weight: 600; }
 .number { text-align: right; white-space: nowrap; }
 details { margin: .25rem 0 1rem; }
 summary { cursor: pointer; color: var(--faint); font-size: .9rem; }

@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <cstdio>
 #include <limits>
+#include <vector>
 
 namespace vesk_analyze {
 
@@ -74,14 +75,17 @@ std::string cleanText(std::string_view text) {
 }
 
 std::string shortenedText(std::string_view clean, std::size_t numCharacters) {
-  std::size_t end = 0;  // of the characters that stay if the text is too long
-  std::size_t place = 0;
-  for (std::size_t number = 1; place < clean.size(); ++number) {
-    if (number == numCharacters) end = place;
-    if (number > numCharacters) return std::string(clean.substr(0, end)) + "…";
-    place += firstCharacter(clean.substr(place)).numBytes;
+  std::vector<std::size_t> begins;  // of the characters
+  for (std::size_t place = 0; place < clean.size(); place += firstCharacter(clean.substr(place)).numBytes) {
+    begins.push_back(place);
   }
-  return std::string(clean);
+  if (begins.size() <= numCharacters) return std::string(clean);
+  const std::size_t numLast = numCharacters / 3;
+  const std::size_t numFirst = numCharacters - numLast - 1;
+  std::string text(clean.substr(0, begins[numFirst]));
+  text += "…";
+  if (numLast > 0) text += clean.substr(begins[begins.size() - numLast]);
+  return text;
 }
 
 std::string htmlText(std::string_view text) {

@@ -14,7 +14,8 @@ namespace vesk_analyze {
 /// character that turns the direction of the text around it becomes U+FFFD.
 std::string cleanText(std::string_view text);
 
-/// The first characters of a clean text, with "…" as the last one if the text has more than that many.
+/// A clean text of at most that many characters: of a longer one the first two thirds, "…" and the last third.
+/// Requires: numCharacters >= 1.
 std::string shortenedText(std::string_view clean, std::size_t numCharacters);
 
 /// A text for the content of an element or for an attribute in double quotes: cleaned, with & < > " ' escaped.
