@@ -224,12 +224,9 @@ class Page {
     writeParagraph(
         "The records are cut into twentieths by their predictions. Where a point is above the diagonal, the "
         "model predicts too little.");
-    out << "<div class=\"pair wide\">\n";
     writeChart(drawCalibrationChart(report));
-    out << "<div>\n";
     writeResidualTable("prediction", report.twentieths);
     writeParagraph("Means of each twentieth. The residual is the actual value less the predicted one.", "note");
-    out << "</div>\n</div>\n";
   }
 
   void writeSensitivities() {

@@ -26,7 +26,6 @@ p { margin: .5rem 0; max-width: 46rem; }
 .warnings ul { margin: .25rem 0; padding-left: 1.25rem; }
 .pair { display: grid; grid-template-columns: repeat(auto-fit, minmax(min(100%, 26rem), 1fr)); gap: 1rem 2rem;
   align-items: start; }
-@media (min-width: 62rem) { .pair.wide { grid-template-columns: minmax(0, 9fr) minmax(0, 11fr); } }
 .pair > * { min-width: 0; }
 .scroll { overflow-x: auto; }
 table { border-collapse: collapse; font-size: .875rem; font-variant-numeric: tabular-nums; }
