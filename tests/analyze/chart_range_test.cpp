@@ -69,8 +69,12 @@ TEST(ChartRange, HasAsManyDigitsAsTellTheMarksApart) {
 }
 
 TEST(ChartRange, HasDistinctMarksInAnyRange) {
-  for (const auto& [low, high] : {std::pair(0.0, 5e-324), {1.0, std::nextafter(1.0, 2)}, {1e17, 1e17 + 64},
-                                  {0.0, largest}, {-1e-300, 1e300}, {3.3, 3.4}}) {
+  for (const auto& [low, high] : {std::pair(0.0, 5e-324),
+                                  {1.0, std::nextafter(1.0, 2)},
+                                  {1e17, 1e17 + 64},
+                                  {0.0, largest},
+                                  {-1e-300, 1e300},
+                                  {3.3, 3.4}}) {
     const std::vector<ChartMark> marks = rangeOf(low, high).getMarks();
     ASSERT_FALSE(marks.empty());
     EXPECT_LE(marks.size(), 11U);
@@ -78,8 +82,8 @@ TEST(ChartRange, HasDistinctMarksInAnyRange) {
       EXPECT_GE(marks[i].value, low);
       EXPECT_LE(marks[i].value, high + (high - low) * 1e-8);
       if (i > 0) {
- EXPECT_NE(marks[i].text, marks[i - 1].text);
-}
+        EXPECT_NE(marks[i].text, marks[i - 1].text);
+      }
     }
   }
 }

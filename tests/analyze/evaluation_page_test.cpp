@@ -135,7 +135,9 @@ TEST(EvaluationPage, GivesSegmentsTheSameWidthWhereOneWouldBeTooNarrow) {
 TEST(EvaluationPage, EscapesEveryText) {
   const std::string script = "<script>alert(1)</script>";
   const std::string image = "\"><img>";
-  const std::string control = "a\x01" "b\n\xFF'&";
+  const std::string control =
+      "a\x01"
+      "b\n\xFF'&";
   for (const std::string& text : {script, image, control}) {
     EvaluationReport report = sampleEvaluation();
     for (std::string* place : {&report.modelFile, &report.modelKind, &report.dataset, &report.trainedOn, &report.target,

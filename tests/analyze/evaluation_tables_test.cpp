@@ -56,8 +56,8 @@ TEST(EvaluationTables, OfResidualsHaveTheTwentiethsAndThenTheSegmentsFieldByFiel
 
 TEST(EvaluationTables, OfResidualsHaveTheWordNanForMeansOfRecordsThatAreNoNumber) {
   EvaluationReport report;
-  report.twentieths = {residualRow("", {}, 2, std::numeric_limits<double>::quiet_NaN(), 1,
-                                   std::numeric_limits<double>::quiet_NaN())};
+  report.twentieths = {
+      residualRow("", {}, 2, std::numeric_limits<double>::quiet_NaN(), 1, std::numeric_limits<double>::quiet_NaN())};
   EXPECT_EQ(written(writeResiduals, report),
             "field,segment,kind,from,to,categories,records,mean_actual,mean_predicted,mean_residual,std_dev\n"
             ",1,all,,,,2,nan,1,nan,nan\n");

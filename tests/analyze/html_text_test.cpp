@@ -24,9 +24,9 @@ TEST(HtmlText, KeepsLettersOfAllLanguages) {
 TEST(HtmlText, ReplacesControlCharacters) {
   EXPECT_EQ(cleanText("a\tb\r\nc"), "a b  c");
   EXPECT_EQ(cleanText(std::string("\0\x01\x1B\x7F", 4)), "\uFFFD\uFFFD\uFFFD\uFFFD");
-  EXPECT_EQ(cleanText("\xC2\x85"), "\uFFFD");          // U+0085
+  EXPECT_EQ(cleanText("\xC2\x85"), "\uFFFD");                  // U+0085
   EXPECT_EQ(cleanText("\u202Eabc\u2069"), "\uFFFDabc\uFFFD");  // turn the direction of the text
-  EXPECT_EQ(cleanText("\xEF\xBF\xBE"), "\uFFFD");      // U+FFFE is no character
+  EXPECT_EQ(cleanText("\xEF\xBF\xBE"), "\uFFFD");              // U+FFFE is no character
 }
 
 TEST(HtmlText, ReplacesBytesThatAreNotUtf8) {

@@ -64,7 +64,8 @@ inline EvaluationReport sampleEvaluation() {
   report.numBelowLastBin = 40;
   report.meanActual = 0.25;
   report.quality = {{"records", 400}, {"rmse", 0.3712345678}, {"R_squared_plain", 0.2651}, {"auc", noNumber}};
-  report.lift = {{0.75, 100, 100, 70, -10, 60, 2.4, -2.5}, {0.25, 0, 100, 0, 0, 60, 2.4, noNumber},
+  report.lift = {{0.75, 100, 100, 70, -10, 60, 2.4, -2.5},
+                 {0.25, 0, 100, 0, 0, 60, 2.4, noNumber},
                  {0.125, 260, 360, 40, 0, 100, 10.0 / 9, infinity}};
   report.optimum = {{1, 100, 100, 100, 0, 100, 4, 0}, {0, 300, 400, 0, 0, 100, 1, 0}};
   report.twentieths = {residualRow("", intervalSegment(-infinity, 0.125), 200, 0.0625, 0.05),
