@@ -136,7 +136,7 @@ TEST(AnalysisKinds, StandInTheirOrder) {
   for (const AnalysisKind& kind : analysisKinds()) {
     commands += std::string(kind.command) + " " + std::to_string(kind.modelId) + "\n";
   }
-  EXPECT_EQ(commands, "diffusion 24\ngroups 17\nkernel 8\ntrain 0\n");
+  EXPECT_EQ(commands, "diffusion 24\ngroups 17\nkernel 8\ntrain 0\ncorrelations 0\nevaluate 0\n");
 }
 
 }  // namespace

@@ -88,6 +88,8 @@ TEST(ParameterTables, EveryKeyIsDocumentedWithItsDefault) {
   EXPECT_EQ(markdownTable(groups, 2), tableOf("groups", true, false));
   EXPECT_EQ(markdownTable(groups, 2), tableOf("kernel", true, false));
   EXPECT_EQ(markdownTable(documentOf("models.md"), 1), tableOf("train", false, false));
+  EXPECT_EQ(markdownTable(documentOf("evaluation.md"), 1), tableOf("evaluate", false, false));
+  EXPECT_EQ(markdownTable(documentOf("evaluation.md"), 2), tableOf("correlations", false, false));
 }
 
 TEST(ParameterTables, TheManPageHasEveryKeyWithItsDefault) {
@@ -96,6 +98,7 @@ TEST(ParameterTables, TheManPageHasEveryKeyWithItsDefault) {
   EXPECT_EQ(manSection(page, "Parameters of groups"), tableOf("groups", false, true));
   EXPECT_EQ(manSection(page, "Parameters of the kernel"), tableOf("kernel", true, true));
   EXPECT_EQ(manSection(page, "Parameters of train"), tableOf("train", false, true));
+  EXPECT_EQ(manSection(page, "Parameters of evaluate"), tableOf("evaluate", false, true));
 }
 
 TEST(ParameterTables, TheHelpHasEveryKeyWithItsDefaultAndMeaning) {

@@ -396,6 +396,27 @@ TEST_F(QUVENPassDriverTest, DealsRecordsToChannelsByTheirNumbers) {
   }
 }
 
+TEST_F(QUVENPassDriverTest, PassesHaveTheRecordsThatWereChosen) {
+  writeNumbers(30);
+  for (const std::int32_t slices : {0, 4}) {
+    PassRun run(path, {.numSlices = slices});
+    const auto isEven = [](std::int64_t record) { return record % 2 == 0; };  // the values 1, 3, .. 29
+    run.driver.setTakesRecord(isEven);
+    if (run.isRank0()) run.driver.addField(run.field("x"), run.handle());
+    run.passes();
+    QUVENPassCount* chosen = run.isRank0() ? &run.addCount("x", 1, 1) : nullptr;
+    run.passes();
+    run.driver.setTakesRecord(nullptr);
+    QUVENPassCount* all = run.isRank0() ? &run.addCount("x", 2, 1) : nullptr;
+    run.passes();
+    if (!run.isRank0()) continue;
+    EXPECT_THAT(chosen->recordsOfPasses, ElementsAre(15));
+    EXPECT_THAT(chosen->sumsOfPasses, ElementsAre(225));
+    EXPECT_THAT(all->recordsOfPasses, ElementsAre(30));
+    EXPECT_EQ(static_cast<QUVENNumField&>(run.field("x")).getDistribution()->getValidCount(), 15);
+  }
+}
+
 // Rows
 
 TEST_F(QUVENPassDriverTest, WritesOneRowPerRecordInTheOrderOfTheDataset) {

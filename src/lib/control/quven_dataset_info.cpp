@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <optional>
 #include <span>
 #include <sstream>
 #include <string_view>
@@ -18,12 +19,33 @@ constexpr std::array<Word, 2> typeWords = {{{"Numeric", Numeric}, {"Categorical"
 constexpr std::array<Word, 3> purposeWords = {
     {{"Explanatory", Explanatory}, {"Target", Target}, {"LineNumber", LineNumber}}};
 
-std::int32_t codeOf(const std::string& word, std::span<const Word> words, std::string_view complaint,
-                    const QUVENEnvHandle& env) {
+/// Nothing for a word that is none of them.
+std::optional<std::int32_t> codeOf(const std::string& word, std::span<const Word> words) {
   for (const auto& [text, code] : words) {
     if (word == text) return code;
   }
-  quvenFatalReport(complaint, QUVEN_ENV);
+  return std::nullopt;
+}
+
+/// The result is empty, or says what is wrong with a line.
+std::string takeLines(std::istream& text, std::vector<Column>& found) {
+  for (std::string line; std::getline(text, line);) {
+    if (line.size() > MaxLineLength) return "A line of the input info file is longer than 1000 characters";
+    std::istringstream words(line);
+    std::string name;
+    std::string type;
+    std::string purpose;
+    std::string surplus;
+    if (!(words >> name)) continue;
+    words >> type >> purpose >> surplus;
+    if (!surplus.empty()) return "A line of the input info file has more than three words";
+    const std::optional<std::int32_t> typeCode = codeOf(type, typeWords);
+    if (!typeCode) return "Unknown attribute type \n";
+    const std::optional<std::int32_t> purposeCode = codeOf(purpose, purposeWords);
+    if (!purposeCode) return "Unknown attribute purpose \n";
+    found.push_back({std::move(name), *typeCode, *purposeCode});
+  }
+  return {};
 }
 
 }  // namespace
@@ -39,25 +61,20 @@ void write(std::ostream& out, const std::vector<Column>& columns) {
 
 bool read(std::istream& text, std::vector<Column>& columns, const QUVENEnvHandle& env) {
   std::vector<Column> found;
-  for (std::string line; std::getline(text, line);) {
-    if (line.size() > MaxLineLength) {
-      quvenFatalReport("A line of the input info file is longer than 1000 characters", QUVEN_ENV);
-    }
-    std::istringstream words(line);
-    std::string name;
-    std::string type;
-    std::string purpose;
-    std::string surplus;
-    if (!(words >> name)) continue;
-    words >> type >> purpose >> surplus;
-    if (!surplus.empty()) quvenFatalReport("A line of the input info file has more than three words", QUVEN_ENV);
-    const std::int32_t typeCode = codeOf(type, typeWords, "Unknown attribute type \n", QUVEN_ENV);
-    const std::int32_t purposeCode = codeOf(purpose, purposeWords, "Unknown attribute purpose \n", QUVEN_ENV);
-    found.push_back({std::move(name), typeCode, purposeCode});
-  }
+  const std::string mistake = takeLines(text, found);
+  if (!mistake.empty()) quvenFatalReport(mistake, QUVEN_ENV);
   if (text.bad()) return false;
   columns = std::move(found);
   return true;
+}
+
+std::string readFrom(std::istream& text, std::vector<Column>& columns) {
+  std::vector<Column> found;
+  std::string mistake = takeLines(text, found);
+  if (mistake.empty() && text.bad()) mistake = "cannot be read";
+  while (mistake.ends_with('\n') || mistake.ends_with(' ')) mistake.pop_back();
+  if (mistake.empty()) columns = std::move(found);
+  return mistake;
 }
 
 }  // namespace dataset_info

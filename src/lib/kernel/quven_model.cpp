@@ -4,6 +4,7 @@
 #include <cstdio>
 #include <cstdlib>
 
+#include "kernel/quven_field_name_map.h"
 #include "util/quven_debug.h"
 #include "util/quven_registration.h"
 
@@ -263,4 +264,16 @@ int QUVENModel::noteInputAdded(QUVENField* field, std::int32_t usage, const QUVE
 
 void QUVENModel::getOutputs(QUVENModelOutputs&, std::string_view, QUVENFieldNameMap&, const QUVENEnvHandle& env) {
   quvenNotImplemented(QUVEN_ENV);
+}
+
+long QUVENModel::firstStepReading(const QUVENField* field, const QUVENEnvHandle& env) const {
+  auto fieldsUsed = quvenMake<QUVENModelFieldsUsed>(QUVEN_ENV);
+  collectFieldsUsed(*fieldsUsed, QUVEN_ENV);
+  const bool isUsed = fieldsUsed->contains(field);
+  fieldsUsed.reset(QUVEN_ENV);
+  return isUsed ? 1 : getNumScoringSteps() + 1;
+}
+
+void QUVENModel::scoreChannelFrom(long, std::int32_t channel, QUVENDataPoint& point, const QUVENEnvHandle& env) {
+  scoreChannel(channel, point, QUVEN_ENV);
 }

@@ -23,12 +23,11 @@ bool isRegressor(const QUVENModelInput& input) {
   return usage == QUVENUsageExplanatory || usage == QUVENUsageExplanatory3 || usage == QUVENUsageCarried;
 }
 
-/// Whether a field has bins or categories to be split by.
-bool hasUsableDistribution(const QUVENField& field, const QUVENEnvHandle& env) {
+}  // namespace
+
+bool QUVENTransRegResidualModel::hasUsableDistribution(const QUVENField& field, const QUVENEnvHandle& env) {
   return field.hasDistribution() && field.getNumDistValues(QUVEN_ENV) > 0;
 }
-
-}  // namespace
 
 void QUVENTransRegResidualModel::getOutputs(QUVENModelOutputs& outputs, std::string_view suffix,
                                             QUVENFieldNameMap& outputNames, const QUVENEnvHandle& env) {

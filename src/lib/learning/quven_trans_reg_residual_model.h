@@ -33,6 +33,9 @@ class QUVENTransRegResidualModel : public QUVENObjectOf<QUVENTransRegResidualMod
 
   explicit QUVENTransRegResidualModel(const QUVENEnvHandle& env) : Members(env) {}
 
+  /// Whether a field has bins or categories to be split by. An input without them gets no transform.
+  static bool hasUsableDistribution(const QUVENField& field, const QUVENEnvHandle& env);
+
   /// After pruneInputs those whose prediction the regression uses.
   const Transforms& getTransforms() const { return ivXformFeatureVec; }
   /// Null before its pass.

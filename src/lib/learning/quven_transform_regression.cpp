@@ -323,7 +323,18 @@ void QUVENTransformRegression::scorePoint(QUVENDataPoint& point, const QUVENEnvH
 }
 
 void QUVENTransformRegression::scoreChannel(std::int32_t channel, QUVENDataPoint& point, const QUVENEnvHandle& env) {
-  for (long s = 1; s <= getNumStages(); ++s) {
+  scoreChannelFrom(1, channel, point, QUVEN_ENV);
+}
+
+long QUVENTransformRegression::firstStepReading(const QUVENField* field, const QUVENEnvHandle& env) const {
+  long step = 1;
+  while (step <= getNumStages() && ivGradBoostVec[step]->firstStepReading(field, QUVEN_ENV) != 1) ++step;
+  return step;
+}
+
+void QUVENTransformRegression::scoreChannelFrom(long step, std::int32_t channel, QUVENDataPoint& point,
+                                                const QUVENEnvHandle& env) {
+  for (long s = step; s <= getNumStages(); ++s) {
     ivGradBoostVec[s]->scoreChannel(channel, point, QUVEN_ENV);
     if (QUVENGradBoostStage* const output = outputTransform(s)) output->scoreChannel(channel, point, QUVEN_ENV);
   }

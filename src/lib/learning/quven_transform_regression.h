@@ -93,6 +93,10 @@ class QUVENTransformRegression : public QUVENObjectOf<QUVENTransformRegression, 
   /// Scores the stages in their order, and the output transforms that are there.
   void scorePoint(QUVENDataPoint& point, const QUVENEnvHandle& env) override;
   void scoreChannel(std::int32_t channel, QUVENDataPoint& point, const QUVENEnvHandle& env) override;
+  // A step is a stage.
+  long getNumScoringSteps() const override { return getNumStages(); }
+  long firstStepReading(const QUVENField* field, const QUVENEnvHandle& env) const override;
+  void scoreChannelFrom(long step, std::int32_t channel, QUVENDataPoint& point, const QUVENEnvHandle& env) override;
   /// What the stages use of the model's own inputs.
   void collectFieldsUsed(QUVENModelFieldsUsed& fieldsUsed, const QUVENEnvHandle& env) const override;
 

@@ -77,6 +77,9 @@ class QUVENPassDriver {
   /// producers of computed fields.
   void setAfterRead(std::function<void(QUVENScanWorld& copy)> action) { afterRead = std::move(action); }
 
+  /// Chooses the records of the coming passes, on every rank alike; null for all.
+  void setTakesRecord(std::function<bool(std::int64_t recordNumber)> takes) { settings.takesRecord = std::move(takes); }
+
   /// Runs passes until every scan and every field that was added has finished.
   /// Errors: a place of the list without a scan is a fatal report.
   void runPasses(const QUVENEnvHandle& env);

@@ -74,8 +74,9 @@ class QUVENRecordPass {
     clearResults();
     computeResults(env);
   }
-  /// One record, which the data point holds.
+  /// One record, which the data point holds; nothing happens to a record that takes no part.
   void take(std::int64_t recordNumber, const QUVENEnvHandle& env) {
+    if (settings.takesRecord && !settings.takesRecord(recordNumber)) return;
     QUVENDataPoint& point = world.getPoint();
     score(recordNumber, env);
     for (QUVENDataScan* scan : readers) scan->update(point, env);

@@ -1,6 +1,8 @@
 #include "analysis_kind.h"
 
 #include "analysis_run.h"
+#include "correlations_run.h"
+#include "evaluation_run.h"
 #include "simple_algorithm/quven_cgadata.h"
 #include "simple_algorithm/quven_simple_algorithm_model.h"
 #include "simple_algorithm/quven_snadata.h"
@@ -58,6 +60,19 @@ constexpr AnalysisKind kinds[] = {
      .makeRun = makeRunOf<TrainingRun>,
      .exampleDataset = "churn.bin",
      .parameters = TrainingParameters::sections,
+     .passedOver = nothing},
+    {.command = "correlations",
+     .summary = "Correlations of the columns of a table, each by a curve of its own, with the target and each other",
+     .makeRun = makeRunOf<CorrelationsRun>,
+     .exampleDataset = "churn.bin",
+     .parameters = TrainingParameters::sectionsOfCorrelations,
+     .passedOver = TrainingParameters::sections},
+    {.command = "evaluate",
+     .summary = "How good the predictions of a model are, and what they rest on: tables and a page",
+     .makeRun = makeRunOf<EvaluationRun>,
+     .exampleDataset = "churn.bin",
+     .exampleModel = "churn.model",
+     .parameters = EvaluationParameters::sections,
      .passedOver = nothing},
 };
 

@@ -28,7 +28,8 @@ constexpr int mostReasons = 1000;
 /// The end of the help of the program, and of an analysis.
 std::string footerWithExample(const AnalysisKind& kind) {
   const std::string command = kind.command;
-  return footer + ("\nExample:\n  mpirun -n 2 vesk-analyze " + command + " " + command + ".xml ") +
+  const std::string model = kind.exampleModel == nullptr ? "" : std::string(kind.exampleModel) + " ";
+  return footer + ("\nExample:\n  mpirun -n 2 vesk-analyze " + command + " " + command + ".xml " + model) +
          kind.exampleDataset + " --timings\n";
 }
 
@@ -79,6 +80,9 @@ CommandLine readCommandLine(int argc, const char* const* argv, AnalyzeOptions& o
         ->add_option("PARAMETER_FILE", options.parameterFile,
                      "Parameters, XML with the top element AnalysisParams; - for none, with --set")
         ->required();
+    if (kind.exampleModel != nullptr) {
+      command->add_option("MODEL", options.modelFile, "The model, as train has written it")->required();
+    }
     command->add_option("DATASET", options.dataset, "The dataset, the name given to vesk-loader or vesk table")
         ->required();
     addCommonOptions(*command, options);

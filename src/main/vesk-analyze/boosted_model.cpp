@@ -178,6 +178,26 @@ std::vector<DescribedStage> describe(const QUVENModel& model, const StageHistory
   return stages;
 }
 
+std::vector<const QUVENFeatureTransform*> firstTransforms(const QUVENModel& model) {
+  std::vector<const QUVENFeatureTransform*> transforms;
+  const QUVENGradBoostStage& first = boosted(model).getStage(1);
+  if (isOutput(first)) return transforms;
+  for (const auto& pair : residualModelOf(first).getTransforms()) transforms.push_back(&pair->getTransform());
+  return transforms;
+}
+
+StageHistory recall(const QUVENModel& model) {
+  StageHistory history;
+  for (long s = 1; s <= boosted(model).getNumStages(); ++s) {
+    const QUVENGradBoostStage& stage = boosted(model).getStage(s);
+    TrainedStage& trained = history.stages.emplace_back();
+    trained.rank = isOutput(stage) ? static_cast<const QUVENFeatureTransform&>(learnerOf(stage)).getNumSegments()
+                                   : residualModelOf(stage).getRegression()->getInputFields().getSize();
+    trained.alphas = alphasOf(stage);
+  }
+  return history;
+}
+
 // Terms
 
 std::vector<PredictionTerm> terms(const QUVENModel& model, const QUVENEnvHandle&) {
@@ -212,8 +232,12 @@ void releaseNothing(QUVENModel&, const QUVENEnvHandle&) {}  // each stage does s
 
 void addNoResults(const QUVENModel&, QUVENXMLTag&, const QUVENEnvHandle&) {}  // its reports say it all
 
-constexpr StagedModel staged = {
-    .observe = observe, .candidates = candidates, .keep = keep, .predictions = predictions, .outcome = outcome};
+constexpr StagedModel staged = {.observe = observe,
+                                .candidates = candidates,
+                                .keep = keep,
+                                .predictions = predictions,
+                                .recall = recall,
+                                .outcome = outcome};
 
 }  // namespace
 
@@ -226,6 +250,7 @@ const ModelKind boostedKind = {.name = "TransformRegression",
                                .releaseStatistics = releaseNothing,
                                .addResults = addNoResults,
                                .describe = describe,
+                               .firstTransforms = firstTransforms,
                                .terms = terms};
 
 }  // namespace vesk_analyze

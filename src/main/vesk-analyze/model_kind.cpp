@@ -107,6 +107,8 @@ std::vector<DescribedStage> describeTransformStage(const QUVENModel& model, cons
   return {stage};
 }
 
+std::vector<const QUVENFeatureTransform*> firstTransforms(const QUVENModel& model) { return {&transformOf(model)}; }
+
 constexpr ModelKind kinds[] = {
     {.name = "LinearRegression",
      .hasSplitField = false,
@@ -117,6 +119,7 @@ constexpr ModelKind kinds[] = {
      .releaseStatistics = releaseLinear,
      .addResults = addLinearResults,
      .describe = describeLinearStage,
+     .firstTransforms = nullptr,
      .terms = linearTerms},
     {.name = "FeatureTransform",
      .hasSplitField = true,
@@ -127,6 +130,7 @@ constexpr ModelKind kinds[] = {
      .releaseStatistics = releaseNothing,
      .addResults = addNoResults,
      .describe = describeTransformStage,
+     .firstTransforms = firstTransforms,
      .terms = nullptr},
 };
 

@@ -6,6 +6,7 @@
 
 #include "control/quven_table_labels.h"
 #include "kernel/quven_model_outputs.h"
+#include "learning/quven_feature_transform.h"
 #include "model_description.h"
 #include "training_fields.h"
 #include "training_parameters.h"
@@ -29,6 +30,8 @@ struct StagedModel {
   void (*keep)(QUVENModel& model, const StageCandidate& candidate, const QUVENEnvHandle& env);
   /// The prediction after each stage that is kept.
   std::vector<QUVENField*> (*predictions)(const QUVENModel& model);
+  /// What a trained model knows of its stages, such as one from a file: ranks and step sizes.
+  StageHistory (*recall)(const QUVENModel& model);
   /// Why the training stopped, and what was kept: a sentence for people.
   std::string (*outcome)(const QUVENModel& model);
 };
@@ -52,6 +55,8 @@ struct ModelKind {
   /// The stages, those that were dropped too. A model without stages has one.
   std::vector<DescribedStage> (*describe)(const QUVENModel& model, const StageHistory& history,
                                           const QUVENTableLabels& labels, const QUVENEnvHandle& env);
+  /// The transforms of columns that make the first stage, or the model; null for a model without transforms.
+  std::vector<const QUVENFeatureTransform*> (*firstTransforms)(const QUVENModel& model);
   /// The terms of the prediction; null when it is not a sum of terms.
   std::vector<PredictionTerm> (*terms)(const QUVENModel& model, const QUVENEnvHandle& env);
 };

@@ -59,4 +59,12 @@ void checkOutputsAfter(std::span<const OutputFile> files, const std::string& fai
   }
 }
 
+void writeOutput(const std::string& path, const std::function<void(std::ostream& out)>& write,
+                 const QUVENEnvHandle& env) {
+  QUVENResultFile file(path);
+  if (file.isOpen()) write(file.getStream());
+  if (file.isOpen() && file.commit()) return;
+  report_error(OutputUnwritable, path, "vesk-analyze: Unable to write output file", QUVEN_ENV, true);
+}
+
 }  // namespace vesk_analyze

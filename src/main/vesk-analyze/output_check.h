@@ -1,6 +1,9 @@
 #ifndef VESK_ANALYZE_OUTPUT_CHECK_H
 #define VESK_ANALYZE_OUTPUT_CHECK_H
 
+#include <functional>
+#include <iosfwd>
+
 #include "analysis_kind.h"
 
 namespace vesk_analyze {
@@ -18,6 +21,11 @@ void checkOutputsDiffer(std::span<const OutputFile> files, std::span<const std::
 /// Whether the files have come about.
 /// Errors: the terminating report 2302 with the name of the first that has not.
 void checkOutputsAfter(std::span<const OutputFile> files, const std::string& failedFile, const QUVENEnvHandle& env);
+
+/// Writes a file, which gets its name when it is complete.
+/// Errors: the terminating report 2302 with its name.
+void writeOutput(const std::string& path, const std::function<void(std::ostream& out)>& write,
+                 const QUVENEnvHandle& env);
 
 }  // namespace vesk_analyze
 

@@ -1,7 +1,6 @@
 #include "parts_check.h"
 
 #include <algorithm>
-#include <charconv>
 #include <cmath>
 #include <cstdint>
 #include <filesystem>
@@ -10,6 +9,7 @@
 #include <sstream>
 #include <utility>
 
+#include "control/quven_dataset_parts.h"
 #include "control/quven_partition.h"
 #include "vesk-common/quven_doubt.h"
 #include "vesk-common/quven_reports.h"
@@ -225,31 +225,8 @@ std::vector<std::string> partsOf(const std::string& dataset) {
 }
 
 void checkParts(const std::string& dataset, const QUVENEnvHandle& env) {
-  if (isFile(dataset)) {
-    for (std::size_t number = 0; number < largestPartitionCount; ++number) {
-      if (!isFile(partName(dataset, number))) continue;
-      refuse(partName(dataset, number),
-             "a part is beside the single file " + dataset + "; one of them is of another run", QUVEN_ENV);
-    }
-    return;
-  }
-  const fs::path folder = fs::path(dataset).parent_path();
-  const std::string prefix = fs::path(dataset).filename().string() + ".";
-  std::size_t numParts = 0;
-  std::error_code unreadable;  // such a folder is shown by its first part
-  for (fs::directory_iterator entry(folder.empty() ? "." : folder, unreadable), end; !unreadable && entry != end;
-       entry.increment(unreadable)) {
-    const std::string name = entry->path().filename().string();
-    if (!name.starts_with(prefix)) continue;
-    std::size_t number = 0;
-    const auto [stop, error] = std::from_chars(name.data() + prefix.size(), name.data() + name.size(), number);
-    if (error != std::errc() || prefix + std::to_string(number) != name) continue;
-    if (number < largestPartitionCount) numParts = std::max(numParts, number + 1);
-  }
-  for (std::size_t number = 0; number < numParts; ++number) {
-    if (!isFile(partName(dataset, number)))
-      refuse(partName(dataset, number), "a part of the dataset is missing", QUVEN_ENV);
-  }
+  const QUVENDatasetFiles files = quvenFindDatasetFiles(dataset);
+  if (!files.wrongFile.empty()) refuse(files.wrongFile, files.mistake, QUVEN_ENV);
 }
 
 void checkCallersOfParts(const std::string& dataset, const QUVENDataPoint& point, const QUVENEnvHandle& env) {

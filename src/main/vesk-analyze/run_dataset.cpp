@@ -2,7 +2,9 @@
 
 #include <filesystem>
 
+#include "dataset_check.h"
 #include "parts_check.h"
+#include "vesk-common/quven_reports.h"
 
 namespace vesk_analyze {
 
@@ -26,6 +28,19 @@ void RunDataset::open(QUVENDataPoint& point, const QUVENWorkerTransport& transpo
   if (isNameOfParts && !exists(name + ".info")) dataset->setInfoFile(name + ".0.info");
   checkParts(name, QUVEN_ENV);
   dataset->open(name, &point, transport.getRank(), transport.getCount(), QUVEN_ENV);
+}
+
+void RunDataset::openTable(QUVENDataPoint& point, const QUVENWorkerTransport& transport, const QUVENEnvHandle& env) {
+  open(point, transport, QUVEN_ENV);
+  if (dataset->getNumColumns() == 0) {
+    constexpr int fileUnusable = 2302;
+    report_error(fileUnusable, name, "vesk-analyze: the description of the dataset has no columns", QUVEN_ENV, true);
+  }
+  checkLengths(name, dataset->getNumColumns(), QUVEN_ENV);
+}
+
+std::int64_t RunDataset::getNumRecords() {
+  return dataset->getTotalBytes() / (dataset->getNumColumns() * static_cast<std::int64_t>(sizeof(double)));
 }
 
 std::vector<std::string> RunDataset::files() const {

@@ -1,6 +1,7 @@
 #ifndef VESK_ANALYZE_RUN_DATASET_H
 #define VESK_ANALYZE_RUN_DATASET_H
 
+#include <cstdint>
 #include <string>
 #include <vector>
 
@@ -20,6 +21,11 @@ class RunDataset {
   /// are.
   /// Errors: the terminating reports of parts that do not belong together, and the reports of the dataset.
   void open(QUVENDataPoint& point, const QUVENWorkerTransport& transport, const QUVENEnvHandle& env);
+  /// The same for a table, on rank 0.
+  /// Errors: a description without columns, and a file that does not hold whole records, are terminating reports 2302.
+  void openTable(QUVENDataPoint& point, const QUVENWorkerTransport& transport, const QUVENEnvHandle& env);
+  /// Of all files. Requires: openTable.
+  std::int64_t getNumRecords();
   /// All files that a run reads for it: data and descriptions.
   std::vector<std::string> files() const;
   const std::string& getName() const { return name; }

@@ -4,7 +4,6 @@
 #include <set>
 
 #include "control/quven_csv_reader.h"
-#include "dataset_check.h"
 #include "exact_text.h"
 #include "kernel/quven_model_result_field.h"
 #include "kernel/quven_num_field.h"
@@ -19,16 +18,8 @@ namespace vesk_analyze {
 
 namespace {
 
-enum Code : int { FileUnusable = 2302, UntrainedValues = 5015 };
-
+constexpr int UntrainedValues = 5015;
 constexpr std::int32_t FinalChannel = 1;
-
-[[noreturn]] void refuse(const std::string& subject, const std::string& text, const QUVENEnvHandle& env) {
-  report_error(FileUnusable, subject, "vesk-analyze: " + text, QUVEN_ENV, true);
-  quvenUnreachable(QUVEN_ENV);
-}
-
-const char* typeText(QUVENFieldType type) { return type == QUVENFieldType::Numeric ? "numeric" : "categorical"; }
 
 }  // namespace
 
@@ -36,65 +27,31 @@ ScoringRun::ScoringRun(const AnalyzeOptions& runOptions, const QUVENWorkerTransp
                        const QUVENEnvHandle& env)
     : options(runOptions),
       transport(workerTransport),
-      modelFile(runOptions.modelFile, QUVEN_ENV),
+      model(runOptions.modelFile, workerTransport, QUVEN_ENV),
+      facts(model.getFacts()),
       dataset(runOptions.dataset, QUVEN_ENV),
       outputs(QUVEN_ENV) {}
 
-void ScoringRun::shareText(std::string& text, const QUVENEnvHandle& env) const {
-  if (transport.isAlone()) return;
-  QUVENMemoryBlobIO blob;
-  if (transport.isMaster()) blob.write(text.data(), text.size(), QUVEN_ENV);
-  transport.broadcast(blob, QUVEN_ENV);
-  if (!transport.isMaster()) text.assign(blob.getBytes().data(), blob.getBytes().size());
-  blob.deleteMemory(QUVEN_ENV);
-}
-
-void ScoringRun::shareTexts(std::vector<std::string>& texts, const QUVENEnvHandle& env) const {
-  auto count = static_cast<std::int32_t>(texts.size());
-  shareWord(count, transport);
-  texts.resize(static_cast<std::size_t>(count));
-  for (std::string& text : texts) shareText(text, QUVEN_ENV);
-}
-
 /// The channels are those of the training, set before the first field or scan of the run is made.
 void ScoringRun::makeDriver(const QUVENEnvHandle& env) {
-  std::int32_t isFromRoot = 0;
-  std::string loss;
-  if (transport.isMaster()) {
-    const QUVENTrainingFacts& facts = modelFile.readFacts(QUVEN_ENV);
-    dealing = facts.getDealing();
-    targetName = facts.ivTargetName;
-    predictionName = facts.ivPredictionName;
-    stdDevName = facts.ivStdDevName;
-    isFromRoot = facts.ivUnseenFromRoot;
-    loss = facts.ivLoss;
-    stageNames.assign(facts.ivStageNames.begin(), facts.ivStageNames.end());
-    if (stageNames.empty()) stageNames = {predictionName};
-    inputNames.assign(facts.ivInputNames.begin(), facts.ivInputNames.end());
-  }
-  shareDealing(dealing, transport);
-  shareWord(isFromRoot, transport);
-  for (std::string* text : {&targetName, &predictionName, &stdDevName, &loss}) shareText(*text, QUVEN_ENV);
-  shareTexts(stageNames, QUVEN_ENV);
-  shareTexts(inputNames, QUVEN_ENV);
-  scale = PredictionScale(loss);
-  const QUVENFoldDealing deal = dealing;
+  model.share(QUVEN_ENV);
+  scale = PredictionScale(facts.loss);
+  const QUVENFoldDealing deal = facts.dealing;
   const QUVENPassSettings settings{.numChannels = deal.getNumChannels(),
                                    .dealChannel = [deal](std::int64_t record) { return deal.channelOf(record); },
                                    .scoredChannel = options.writesChannels ? 0 : FinalChannel};
   driver.emplace(settings, transport, QUVEN_ENV);
   driver->setDataset(dataset.get());
-  QUVENTransformGlobalVars::get(QUVEN_ENV).setUnseenFromRoot(isFromRoot != 0);
 }
 
 void ScoringRun::openTable(const QUVENEnvHandle& env) {
-  dataset.open(driver->getPoint(), transport, QUVEN_ENV);
-  checkLengths(options.dataset, dataset.get().getNumColumns(), QUVEN_ENV);
+  dataset.openTable(driver->getPoint(), transport, QUVEN_ENV);
   const std::vector<std::string> first = predictionColumns();
   std::set<std::string> names(first.begin(), first.end());
   for (const std::string& name : options.keptColumns) {
-    if (driver->getPoint().getFieldIndex(name) == 0) refuse(name, "--keep names no column of the dataset", QUVEN_ENV);
-    if (!names.insert(name).second) refuse(name, "--keep gives the output two columns of this name", QUVEN_ENV);
+    if (driver->getPoint().getFieldIndex(name) == 0)
+      refuseInput(name, "--keep names no column of the dataset", QUVEN_ENV);
+    if (!names.insert(name).second) refuseInput(name, "--keep gives the output two columns of this name", QUVEN_ENV);
   }
 }
 
@@ -112,49 +69,11 @@ void ScoringRun::checkOutputs(const QUVENEnvHandle& env) const {
   checkOutputsDiffer(files, inputs, QUVEN_ENV);
 }
 
-/// The fields of the table get the categories and bins of the training.
-void ScoringRun::takeTrainingFields(const QUVENEnvHandle& env) {
-  const QUVENTrainingFacts& facts = modelFile.getFacts();
-  const QUVENFieldNameMap& trainingFields = modelFile.readFields(QUVEN_ENV);
-  const QUVENDataPoint& point = driver->getPoint();
-  for (long i = 1; i <= facts.ivInputNames.getSize(); ++i) {
-    const std::string& name = facts.ivInputNames[i];
-    const QUVENField* trained = trainingFields.find(name);
-    const long index = point.getFieldIndex(name);
-    if (index == 0) refuse(name, "the dataset does not have this column of the training", QUVEN_ENV);
-    QUVENField& field = point.getField(index);
-    if (trained == nullptr) refuse(options.modelFile, "the file is cut, or is no model file", QUVEN_ENV);
-    if (field.getType() != trained->getType()) {
-      refuse(name,
-             std::string("the column is ") + typeText(field.getType()) + ", in the training it was " +
-                 typeText(trained->getType()),
-             QUVEN_ENV);
-    }
-    field.copyFromPrimitive(trained, QUVEN_ENV);
-  }
-}
-
-/// The model's other fields, which the table need not have, and its outputs.
 void ScoringRun::addModel(const QUVENEnvHandle& env) {
+  model.addTo(*driver, QUVEN_ENV);
   QUVENFieldNameMap& names = driver->getNames();
-  for (const QUVENOwnPtr<QUVENField>& field : modelFile.getTrainingFields().getOwnedFields()) {
-    const std::string name = field->getName().str();
-    if (names.find(name) == nullptr) {
-      names.addOwned(quvenNewCopy(*field, QUVEN_ENV), QUVEN_ENV);
-    } else if (field->isComputed()) {
-      refuse(name, "a column of the dataset has the name of a prediction", QUVEN_ENV);
-    }
-  }
-  std::vector<std::string> needed = {targetName, predictionName, stdDevName};
-  needed.insert(needed.end(), stageNames.begin(), stageNames.end());
-  for (const std::string& name : needed) {
-    if (names.find(name) == nullptr) refuse(options.modelFile, "the file is cut, or is no model file", QUVEN_ENV);
-  }
-  QUVENOwnPtr<QUVENModel> model = modelFile.readModel(names, QUVEN_ENV);
-  if (model->getModelState() >= 0) refuse(options.modelFile, "the model is not trained", QUVEN_ENV);
-  driver->addScan(std::move(model), QUVEN_ENV);
   outputs = quvenMake<QUVENModelOutputs>(QUVEN_ENV);
-  QUVENField* warning = outputs->addOutput(names.find(targetName), QUVENOutputWarning, "", names, QUVEN_ENV);
+  QUVENField* warning = outputs->addOutput(names.find(facts.targetName), QUVENOutputWarning, "", names, QUVEN_ENV);
   warningName = warning->getName().str();
   QUVENTransformGlobalVars::get(QUVEN_ENV).setWarningField(warning);
 }
@@ -168,7 +87,7 @@ void ScoringRun::open(const QUVENEnvHandle& env) {
     openTable(QUVEN_ENV);
     readLabels();
     checkOutputs(QUVEN_ENV);
-    takeTrainingFields(QUVEN_ENV);
+    model.takeTrainingFields(driver->getPoint(), QUVEN_ENV);
   }
   driver->shareFields(QUVEN_ENV);
   if (transport.isMaster()) {
@@ -177,7 +96,7 @@ void ScoringRun::open(const QUVENEnvHandle& env) {
     dataset.open(driver->getPoint(), transport, QUVEN_ENV);
     readLabels();  // rank 0 has reported labels that cannot be read
   }
-  shareText(warningName, QUVEN_ENV);
+  shareText(warningName, transport, QUVEN_ENV);
   driver->setAfterRead([this, env](QUVENScanWorld& copy) {
     QUVENTransformGlobalVars::get(env).setWarningField(copy.getNames().find(warningName));
   });
@@ -185,18 +104,18 @@ void ScoringRun::open(const QUVENEnvHandle& env) {
 
 /// The columns of the output before the kept ones.
 std::vector<std::string> ScoringRun::predictionColumns() const {
-  const std::string unnormalized = "UnnormalizedPredicted_" + targetName;
-  std::vector<std::string> names = {"record", unnormalized, "Predicted_" + targetName};
-  if (scale.hasProbability()) names.push_back("Probability_" + targetName);
-  names.push_back("StdDev_" + targetName);
-  names.push_back("Warning_" + targetName);
+  const std::string unnormalized = "UnnormalizedPredicted_" + facts.targetName;
+  std::vector<std::string> names = {"record", unnormalized, "Predicted_" + facts.targetName};
+  if (scale.hasProbability()) names.push_back("Probability_" + facts.targetName);
+  names.push_back("StdDev_" + facts.targetName);
+  names.push_back("Warning_" + facts.targetName);
   const auto addChannels = [&](const std::string& name) {
     if (!options.writesChannels) return;
-    for (std::int32_t c = 1; c <= dealing.getNumChannels(); ++c) names.push_back(name + "_" + std::to_string(c));
+    for (std::int32_t c = 1; c <= facts.dealing.getNumChannels(); ++c) names.push_back(name + "_" + std::to_string(c));
   };
   if (options.writesChannels) names.emplace_back("channel");
   addChannels(unnormalized);
-  for (std::size_t stage = 1; options.writesStages && stage <= stageNames.size(); ++stage) {
+  for (std::size_t stage = 1; options.writesStages && stage <= facts.stageNames.size(); ++stage) {
     const std::string name = unnormalized + "_stage_" + std::to_string(stage);
     names.push_back(name);
     addChannels(name);
@@ -222,11 +141,11 @@ std::string ScoringRun::header() const {
 const ScoringRun::Columns& ScoringRun::findColumns(const QUVENEnvHandle&) {
   if (columns) return *columns;
   const QUVENFieldNameMap& names = driver->getNames();
-  columns = Columns{names.find(predictionName), names.find(stdDevName), names.find(warningName)};
-  for (const std::string& name : stageNames) columns->stages.push_back(names.find(name));
+  columns = Columns{names.find(facts.predictionName), names.find(facts.stdDevName), names.find(warningName)};
+  for (const std::string& name : facts.stageNames) columns->stages.push_back(names.find(name));
   const QUVENDataPoint& point = driver->getPoint();
   std::vector<QUVENField*> inputs;
-  for (const std::string& name : inputNames) inputs.push_back(&point.getField(point.getFieldIndex(name)));
+  for (const std::string& name : facts.inputNames) inputs.push_back(&point.getField(point.getFieldIndex(name)));
   reasons.emplace(*driver, std::move(inputs), *columns->prediction);
   for (const std::string& name : options.keptColumns) {
     columns->kept.push_back(&point.getField(point.getFieldIndex(name)));
@@ -252,7 +171,7 @@ void ScoringRun::appendKept(const QUVENField& field, std::string& row, const QUV
 void ScoringRun::appendStages(std::string& row) const {
   for (const QUVENField* stage : columns->stages) {
     row.append(1, ',').append(numberText(stage->getNumValueOrSingle(FinalChannel)));
-    for (std::int32_t c = 1; options.writesChannels && c <= dealing.getNumChannels(); ++c) {
+    for (std::int32_t c = 1; options.writesChannels && c <= facts.dealing.getNumChannels(); ++c) {
       row.append(1, ',').append(numberText(stage->getNumValueOrSingle(c)));
     }
   }
@@ -279,8 +198,8 @@ void ScoringRun::writeRow(std::int64_t record, std::string& row, const QUVENEnvH
   row.append(1, ',').append(exactText(found.stdDev->getNumValueOrSingle(FinalChannel)));
   row.append(1, ',').append(exactText(std::isnan(warning) ? 0 : warning));
   if (options.writesChannels) {
-    row.append(1, ',').append(std::to_string(dealing.channelOf(record)));
-    for (std::int32_t c = 1; c <= dealing.getNumChannels(); ++c) {
+    row.append(1, ',').append(std::to_string(facts.dealing.channelOf(record)));
+    for (std::int32_t c = 1; c <= facts.dealing.getNumChannels(); ++c) {
       row.append(1, ',').append(numberText(found.prediction->getNumValueOrSingle(c)));
     }
   }
@@ -328,7 +247,7 @@ void ScoringRun::release(const QUVENEnvHandle& env) {
   QUVENTransformGlobalVars::get(QUVEN_ENV).setWarningField(nullptr);
   outputs.reset(QUVEN_ENV);
   if (driver) driver->release(QUVEN_ENV);
-  modelFile.release(QUVEN_ENV);
+  model.release(QUVEN_ENV);
   dataset.release(QUVEN_ENV);
 }
 

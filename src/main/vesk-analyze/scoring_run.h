@@ -3,9 +3,9 @@
 
 #include <optional>
 
+#include "applied_model.h"
 #include "control/quven_table_labels.h"
 #include "kernel/quven_model_outputs.h"
-#include "learning/quven_model_file.h"
 #include "prediction_scale.h"
 #include "record_reasons.h"
 #include "run.h"
@@ -39,11 +39,8 @@ class ScoringRun final : public Run {
   };
 
   void makeDriver(const QUVENEnvHandle& env);
-  void shareText(std::string& text, const QUVENEnvHandle& env) const;
-  void shareTexts(std::vector<std::string>& texts, const QUVENEnvHandle& env) const;
   void openTable(const QUVENEnvHandle& env);
   void checkOutputs(const QUVENEnvHandle& env) const;
-  void takeTrainingFields(const QUVENEnvHandle& env);
   void addModel(const QUVENEnvHandle& env);
   std::vector<std::string> predictionColumns() const;
   std::string header() const;
@@ -56,17 +53,12 @@ class ScoringRun final : public Run {
 
   const AnalyzeOptions& options;
   const QUVENWorkerTransport& transport;
-  QUVENModelFile modelFile;  // read on rank 0
+  AppliedModel model;
+  const ModelFacts& facts;  // of the model
   RunDataset dataset;
   QUVENTableLabels labels;
   std::optional<QUVENPassDriver> driver;
-  QUVENFoldDealing dealing;
-  std::string targetName;
-  std::string predictionName;
-  std::string stdDevName;
   std::string warningName;
-  std::vector<std::string> stageNames;  // of the fields with the predictions after each stage
-  std::vector<std::string> inputNames;
   PredictionScale scale{""};
   QUVENOwnPtr<QUVENModelOutputs> outputs;  // on rank 0
   std::optional<Columns> columns;          // found with the first record

@@ -1,6 +1,9 @@
 #ifndef VESK_ANALYZE_SHARED_WORDS_H
 #define VESK_ANALYZE_SHARED_WORDS_H
 
+#include <string>
+#include <vector>
+
 #include "learning/quven_fold_dealing.h"
 #include "passes/quven_worker_transport.h"
 
@@ -19,6 +22,25 @@ inline void shareDealing(QUVENFoldDealing& dealing, const QUVENWorkerTransport& 
   shareWord(dealing.heldOutPercent, transport);
   shareWord(dealing.numFolds, transport);
   shareWord(dealing.seed, transport);
+}
+
+/// Collective: every rank gets the text that rank 0 has.
+inline void shareText(std::string& text, const QUVENWorkerTransport& transport, const QUVENEnvHandle& env) {
+  if (transport.isAlone()) return;
+  QUVENMemoryBlobIO blob;
+  if (transport.isMaster()) blob.write(text.data(), text.size(), QUVEN_ENV);
+  transport.broadcast(blob, QUVEN_ENV);
+  if (!transport.isMaster()) text.assign(blob.getBytes().data(), blob.getBytes().size());
+  blob.deleteMemory(QUVEN_ENV);
+}
+
+/// The same for a list.
+inline void shareTexts(std::vector<std::string>& texts, const QUVENWorkerTransport& transport,
+                       const QUVENEnvHandle& env) {
+  auto count = static_cast<std::int32_t>(texts.size());
+  shareWord(count, transport);
+  texts.resize(static_cast<std::size_t>(count));
+  for (std::string& text : texts) shareText(text, transport, QUVEN_ENV);
 }
 
 }  // namespace vesk_analyze

@@ -194,6 +194,30 @@ std::vector<QUVENField*> TrainingFields::described() const {
   return fields;
 }
 
+void checkNumRecords(RunDataset& dataset, const QUVENFoldDealing& dealing, const QUVENEnvHandle& env) {
+  const std::int64_t records = dataset.getNumRecords();
+  if (records >= dealing.getNumChannels()) return;
+  report_error(FileUnusable, dataset.getName(),
+               "vesk-analyze: the dataset has " + std::to_string(records) + " records, too few for " +
+                   std::to_string(dealing.getNumChannels()) + " channels",
+               QUVEN_ENV, true);
+}
+
+void askForDistributions(const TrainingFields& fields, const TrainingParameters& parameters, QUVENPassDriver& driver,
+                         const QUVENEnvHandle& env) {
+  for (QUVENField* field : fields.described()) {
+    driver.addField(*field, QUVEN_ENV);
+    if (field->isNumeric()) {
+      static_cast<QUVENNumField*>(field)->setSampleCapacity(parameters.sampleSize, QUVEN_ENV);
+      continue;
+    }
+    auto& categories = static_cast<QUVENCatField&>(*field);
+    categories.setSampleCapacity(parameters.sampleSize, QUVEN_ENV);
+    categories.setMaxCatsAllowed(parameters.maxCategories, QUVEN_ENV);
+    categories.setMinCatOccuranceThreshold(parameters.minCategoryCount, QUVEN_ENV);
+  }
+}
+
 TrainingFields chooseTrainingFields(const TrainingParameters& parameters, const std::string& dataset,
                                     const QUVENDataPoint& point, const QUVENEnvHandle& env) {
   for (long i = 1; i <= point.getNumFields(); ++i) {

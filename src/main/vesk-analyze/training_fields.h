@@ -6,6 +6,8 @@
 #include <vector>
 
 #include "kernel/quven_data_point.h"
+#include "passes/quven_pass_driver.h"
+#include "run_dataset.h"
 #include "training_parameters.h"
 
 namespace vesk_analyze {
@@ -35,6 +37,14 @@ struct TrainingFields {
   /// Inputs, target and weights: what has a distribution.
   std::vector<QUVENField*> described() const;
 };
+
+/// Whether a table has a record for each channel.
+/// Errors: the terminating report 2302 with its name.
+void checkNumRecords(RunDataset& dataset, const QUVENFoldDealing& dealing, const QUVENEnvHandle& env);
+
+/// Asks for the distributions of inputs, target and weights, with the sizes that the parameters say.
+void askForDistributions(const TrainingFields& fields, const TrainingParameters& parameters, QUVENPassDriver& driver,
+                         const QUVENEnvHandle& env);
 
 /// Finds the columns that the parameters name, and gives the fields the purposes that they have in this run.
 /// Errors: the terminating report 2202 for a column that the dataset does not have, that has two roles or the wrong

@@ -1,5 +1,6 @@
 #include "training_parameters.h"
 
+#include <algorithm>
 #include <cmath>
 #include <sstream>
 
@@ -18,6 +19,24 @@ std::vector<std::string> reportNames(const std::string& value, int) {
   parameters.outputFile = value;
   return {parameters.stagesFile(), parameters.segmentsFile(), parameters.fieldsFile(), parameters.reportFile()};
 }
+
+std::vector<std::string> correlationsName(const std::string& value, int) {
+  TrainingParameters parameters;
+  parameters.outputFile = value;
+  return {parameters.correlationsFile()};
+}
+
+constexpr QUVENParameter correlationsOutput = {.key = "OutputFileName",
+                                               .target = quvenParameterTarget<&TrainingParameters::outputFile>(),
+                                               .isRequired = true,
+                                               .isLegalText = [](const std::string& name) { return !name.empty(); },
+                                               .errorCode = IllegalParameter,
+                                               .errorText = "vesk-analyze: OutputFileName is missing",
+                                               .file = QUVENParameterFile::Output,
+                                               .outputNames = correlationsName,
+                                               .meaning = "first part of the name of _correlations.csv",
+                                               .legalValues = "a file name",
+                                               .example = "churn"};
 
 }  // namespace
 
@@ -211,8 +230,25 @@ QUVENParameterSections TrainingParameters::sections() {
   return all;
 }
 
-void TrainingParameters::read(const QUVENXMLTag& tag, const QUVENEnvHandle& env) {
-  QUVENParameterReader(tag, sections()).read(sections().front(), *this, QUVEN_ENV);
+QUVENParameterSections TrainingParameters::sectionsOfCorrelations() {
+  static const std::vector<QUVENParameter> rows = [] {
+    constexpr std::string_view shared[] = {"Target",      "CaseWeight",  "InverseVarianceWeight", "Supplementary",
+                                           "NumFolds",    "TestPercent", "HeldOutPercent",        "FoldSeed",
+                                           "MemoryLimit", "SampleSize",  "MaxCategories",         "MinCategoryCount",
+                                           "Shares"};
+    std::vector<QUVENParameter> chosen;
+    for (const QUVENParameter& row : sections().front().rows) {
+      if (std::ranges::find(shared, row.key) != std::end(shared)) chosen.push_back(row);
+    }
+    chosen.push_back(correlationsOutput);
+    return chosen;
+  }();
+  static const QUVENParameterSection all[] = {{.rows = rows}};
+  return all;
+}
+
+void TrainingParameters::read(const QUVENXMLTag& tag, QUVENParameterSections of, const QUVENEnvHandle& env) {
+  QUVENParameterReader(tag, of).read(of.front(), *this, QUVEN_ENV);
 }
 
 QUVENFoldDealing TrainingParameters::getDealing() const {

@@ -38,8 +38,12 @@ struct TrainingParameters {
   std::int32_t verbosityLevel = 0;
 
   static QUVENParameterSections sections();
+  /// Those that `correlations` has as well, and its output file. It reads them into an object in which everything else
+  /// is as by default.
+  static QUVENParameterSections sectionsOfCorrelations();
   /// Errors: the terminating report of the first parameter that is missing or illegal, after a line for each.
-  void read(const QUVENXMLTag& tag, const QUVENEnvHandle& env);
+  void read(const QUVENXMLTag& tag, const QUVENEnvHandle& env) { read(tag, sections(), QUVEN_ENV); }
+  void read(const QUVENXMLTag& tag, QUVENParameterSections of, const QUVENEnvHandle& env);
 
   QUVENFoldDealing getDealing() const;
   bool isUnseenFromRoot() const { return unseenValues == "Root"; }
@@ -49,6 +53,7 @@ struct TrainingParameters {
   std::string segmentsFile() const { return outputFile + "_segments.csv"; }
   std::string fieldsFile() const { return outputFile + "_fields.csv"; }
   std::string reportFile() const { return outputFile + "_report.txt"; }
+  std::string correlationsFile() const { return outputFile + "_correlations.csv"; }
 };
 
 /// The names of a list with commas, without the blanks around them; empty ones are left out.

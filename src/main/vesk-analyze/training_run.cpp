@@ -7,7 +7,6 @@
 #include <limits>
 #include <sstream>
 
-#include "control/quven_result_file.h"
 #include "dataset_check.h"
 #include "exact_text.h"
 #include "input_importance.h"
@@ -31,12 +30,6 @@ constexpr const char* outputUnwritable = "vesk-analyze: Unable to write output f
 constexpr const char* resultsUnwritable = "vesk-analyze: Unable to write results file";
 constexpr int distributionPasses = 2;
 constexpr std::int64_t megabyte = 1 << 20;
-
-void writeFile(const std::string& path, const std::function<void(std::ostream&)>& write, const QUVENEnvHandle& env) {
-  QUVENResultFile file(path);
-  if (file.isOpen()) write(file.getStream());
-  if (!file.isOpen() || !file.commit()) report_error(FileUnusable, path, outputUnwritable, QUVEN_ENV, true);
-}
 
 /// The labels of a column: of a categorical one those of the categories that are told apart.
 void addLabels(const QUVENField& field, const QUVENTableLabels& labels, QUVENTrainingFacts& facts,
@@ -124,19 +117,8 @@ void TrainingRun::makeDriver(const QUVENEnvHandle& env) {
 }
 
 void TrainingRun::openTable(const QUVENEnvHandle& env) {
-  dataset.open(driver->getPoint(), transport, QUVEN_ENV);
-  if (dataset.get().getNumColumns() == 0) {
-    report_error(FileUnusable, options.dataset, "vesk-analyze: the description of the dataset has no columns",
-                 QUVEN_ENV, true);
-  }
-  checkLengths(options.dataset, dataset.get().getNumColumns(), QUVEN_ENV);
-  const std::int64_t records =
-      dataset.get().getTotalBytes() / (dataset.get().getNumColumns() * static_cast<std::int64_t>(sizeof(double)));
-  if (records >= parameters.getDealing().getNumChannels()) return;
-  report_error(FileUnusable, options.dataset,
-               "vesk-analyze: the dataset has " + std::to_string(records) + " records, too few for " +
-                   std::to_string(parameters.getDealing().getNumChannels()) + " channels",
-               QUVEN_ENV, true);
+  dataset.openTable(driver->getPoint(), transport, QUVEN_ENV);
+  checkNumRecords(dataset, parameters.getDealing(), QUVEN_ENV);
 }
 
 /// A linear model has no use for categories.
@@ -182,17 +164,7 @@ void TrainingRun::open(const QUVENEnvHandle& env) {
 }
 
 void TrainingRun::addModel(const QUVENEnvHandle& env) {
-  for (QUVENField* field : fields.described()) {
-    driver->addField(*field, QUVEN_ENV);
-    if (field->isNumeric()) {
-      static_cast<QUVENNumField*>(field)->setSampleCapacity(parameters.sampleSize, QUVEN_ENV);
-      continue;
-    }
-    auto& categories = static_cast<QUVENCatField&>(*field);
-    categories.setSampleCapacity(parameters.sampleSize, QUVEN_ENV);
-    categories.setMaxCatsAllowed(parameters.maxCategories, QUVEN_ENV);
-    categories.setMinCatOccuranceThreshold(parameters.minCategoryCount, QUVEN_ENV);
-  }
+  askForDistributions(fields, parameters, *driver, QUVEN_ENV);
   model = &driver->addScan(kind->make(parameters, fields, driver->getNames(), QUVEN_ENV), QUVEN_ENV);
   if (kind->staged != nullptr) kind->staged->observe(*model, history, choosesLater, QUVEN_ENV);
   driver->setBetweenPasses([this, env](int pass) {
@@ -359,7 +331,7 @@ void TrainingRun::writeReports(const QUVENEnvHandle& env) const {
       findImportances(fields, terms, variances, stages, kind->staged != nullptr);
   const TrainingReport report = makeReport(stages, importances);
   const auto write = [&](const std::string& path, void (*writeTo)(const TrainingReport&, std::ostream&)) {
-    writeFile(
+    writeOutput(
         path, [&](std::ostream& out) { writeTo(report, out); }, QUVEN_ENV);
   };
   write(parameters.stagesFile(), writeStages);

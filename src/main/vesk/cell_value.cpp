@@ -16,4 +16,11 @@ CellValue CellReader::read(std::string_view text) const {
   return std::isfinite(number) ? CellValue{CellKind::Number, number} : CellValue{CellKind::NotFinite, 0};
 }
 
+std::string shownText(std::string_view text) {
+  constexpr std::size_t shownBytes = 60;
+  std::string quoted = "'";
+  for (const char c : text.substr(0, shownBytes)) quoted += static_cast<unsigned char>(c) < ' ' ? ' ' : c;
+  return quoted.append(text.size() > shownBytes ? "...'" : "'");
+}
+
 }  // namespace vesk

@@ -35,6 +35,9 @@ class CellReader {
   std::set<std::string, std::less<>> missingTexts;
 };
 
+/// A text for a message: in quotes, of one line and not too long.
+std::string shownText(std::string_view text);
+
 }  // namespace vesk
 
 #endif  // VESK_CELL_VALUE_H

@@ -18,6 +18,14 @@ std::string nameByPlace(std::size_t place) { return std::string("C").append(std:
 
 }  // namespace
 
+std::string columnNameMistake(std::string_view name) {
+  if (name.empty()) return " is empty";
+  if (std::ranges::any_of(name, isControlCharacter)) return " has a control character";
+  if (plainColumnName(name) != name) return " has white space, a comma or a double quote";
+  if (name.size() > LongestColumnName) return " has more than " + std::to_string(LongestColumnName) + " bytes";
+  return {};
+}
+
 std::string plainColumnName(std::string_view name) {
   std::string plain(name);
   constexpr std::string_view replaced = " \t\n\v\f\r,\"";

@@ -31,6 +31,8 @@ struct CommandGroup {
 };
 
 extern const Command tableCsvCommand;
+extern const Command tableJoinCommand;
+extern const Command tableRowsCommand;
 
 }  // namespace vesk
 

@@ -5,19 +5,13 @@
 #include <utility>
 
 #include "control/quven_file_formats.h"
+#include "key_value.h"
 
 namespace vesk {
 
 namespace {
 
-constexpr std::size_t shownBytes = 60;
-
-/// A text for a message: in quotes, of one line and not too long.
-std::string shown(std::string_view text) {
-  std::string quoted = "'";
-  for (const char c : text.substr(0, shownBytes)) quoted += static_cast<unsigned char>(c) < ' ' ? ' ' : c;
-  return quoted.append(text.size() > shownBytes ? "...'" : "'");
-}
+constexpr const char* notAKey = "is no key; a key must be a whole number below 2^53";
 
 }  // namespace
 
@@ -28,6 +22,7 @@ void TableColumn::look(std::string_view text, const CellValue& cell, std::uint64
   const auto note = [&](std::optional<Place>& place) {
     if (!place) place = Place{line, std::string(text)};
   };
+  if (isWrongKey(cell)) note(firstWrongKey);
   if (cell.kind == CellKind::Missing) {
     ++missing;
     return;
@@ -44,6 +39,11 @@ void TableColumn::look(std::string_view text, const CellValue& cell, std::uint64
   }
 }
 
+bool TableColumn::isWrongKey(const CellValue& cell) const {
+  if (wish == Wish::CategoryKey) return cell.kind == CellKind::Missing;
+  return wish == Wish::Key && (cell.kind != CellKind::Number || !isKey(cell.number));
+}
+
 void TableColumn::lookAtTarget(std::string_view text) {
   constexpr std::size_t most = 3;  // one more than a target may have
   if (targetTexts.size() < most && std::ranges::find(targetTexts, text) == targetTexts.end()) {
@@ -53,9 +53,10 @@ void TableColumn::lookAtTarget(std::string_view text) {
 
 std::optional<CellMistake> TableColumn::decide() {
   const auto mistake = [this](const Place& place, const std::string& what) {
-    return CellMistake{place.line, shown(place.text) + " of column " + name + " " + what};
+    return CellMistake{place.line, shownText(place.text) + " of column " + name + " " + what};
   };
-  if (wish == Wish::Categorical || (firstText && wish == Wish::Any && !isTargetColumn)) {
+  if (firstWrongKey) return mistake(*firstWrongKey, wish == Wish::Key ? notAKey : "is no key");
+  if (wish == Wish::Categorical || wish == Wish::CategoryKey || (firstText && wish == Wish::Any && !isTargetColumn)) {
     type = Type::Categorical;
     return std::nullopt;
   }
@@ -71,7 +72,7 @@ std::optional<CellMistake> TableColumn::decide() {
 std::optional<CellMistake> TableColumn::decideTarget() {
   std::ranges::sort(targetTexts);
   std::string texts;
-  for (const std::string& text : targetTexts) texts.append(texts.empty() ? "" : ", ").append(shown(text));
+  for (const std::string& text : targetTexts) texts.append(texts.empty() ? "" : ", ").append(shownText(text));
   if (targetTexts.size() == 1) {
     return CellMistake{0, "the target " + name + " has the one text " + texts + "; a target of texts has two"};
   }
@@ -82,14 +83,20 @@ std::optional<CellMistake> TableColumn::decideTarget() {
   return std::nullopt;
 }
 
+dataset_info::Column TableColumn::describe() const {
+  return {name, type == Type::Categorical ? dataset_info::Categorical : dataset_info::Numeric,
+          isTargetColumn ? dataset_info::Target : dataset_info::Explanatory};
+}
+
 std::string TableColumn::remark() const {
   if (type != Type::Categorical || wish != Wish::Any || numbers == 0) return {};
   return "column " + name + " is categorical, with " + std::to_string(numbers) +
-         " cells that are numbers: " + shown(firstText->text) + " in line " + std::to_string(firstText->line) +
+         " cells that are numbers: " + shownText(firstText->text) + " in line " + std::to_string(firstText->line) +
          " is not one";
 }
 
 std::optional<double> TableColumn::take(std::string_view text, const CellValue& cell) {
+  if (isWrongKey(cell)) return std::nullopt;
   if (cell.kind == CellKind::Missing) return dataset_format::missingValue;
   switch (type) {
     case Type::Categorical:
@@ -108,11 +115,15 @@ std::optional<double> TableColumn::take(std::string_view text, const CellValue& 
 
 std::optional<double> TableColumn::codeOf(std::string_view text) {
   const std::uint64_t code = quvenCategoryCode(text);
-  const auto [entry, isNew] = categories.try_emplace(code, text);
-  if (!isNew && entry->second != text) {
-    throw std::runtime_error("the texts " + shown(entry->second) + " and " + shown(text) + " of column " + name +
+  const auto refuseOther = [&](const std::string& other) {
+    if (other == text) return;
+    throw std::runtime_error("the texts " + shownText(other) + " and " + shownText(text) + " of column " + name +
                              " have the same code " + std::to_string(code) + "; change one of them");
+  };
+  if (otherTexts != nullptr) {
+    if (const auto other = otherTexts->find(code); other != otherTexts->end()) refuseOther(other->second);
   }
+  if (wish != Wish::CategoryKey) refuseOther(categories.try_emplace(code, text).first->second);
   return static_cast<double>(code);
 }
 

@@ -2,6 +2,7 @@
 #define VESK_TABLE_COLUMN_H
 
 #include <cstdint>
+#include <map>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -9,6 +10,7 @@
 #include <vector>
 
 #include "cell_value.h"
+#include "control/quven_dataset_info.h"
 #include "control/quven_table_labels.h"
 
 namespace vesk {
@@ -22,7 +24,13 @@ struct CellMistake {
 /// A column of a table while it is read twice: the first reading decides its type, the second one gives its numbers.
 class TableColumn {
  public:
-  enum class Wish { Any, Numeric, Categorical };
+  enum class Wish {
+    Any,
+    Numeric,
+    Categorical,
+    Key,         ///< numeric, whole numbers below 2^53 in every row
+    CategoryKey  ///< categorical, a text in every row; the texts are not kept, so the column has no labels
+  };
   enum class Type {
     Numeric,
     Categorical,
@@ -35,7 +43,12 @@ class TableColumn {
   bool isTarget() const { return isTargetColumn; }
   Type getType() const { return type; }
   std::uint64_t getMissing() const { return missing; }
+  dataset_info::Column describe() const;
   std::size_t countCategories() const { return type == Type::TwoTexts ? targetTexts.size() : categories.size(); }
+
+  /// The texts by code that another table has for these categories: a text with the code of another one of them is
+  /// refused by take. Lifetime: the texts outlive the column.
+  void compareWith(const std::map<std::uint64_t, std::string>& texts) { otherTexts = &texts; }
 
   /// First reading: takes the cell of a row.
   void look(std::string_view text, const CellValue& cell, std::uint64_t line);
@@ -57,6 +70,7 @@ class TableColumn {
     std::string text;
   };
 
+  bool isWrongKey(const CellValue& cell) const;
   void lookAtTarget(std::string_view text);
   std::optional<CellMistake> decideTarget();
   std::optional<double> codeOf(std::string_view text);
@@ -69,9 +83,11 @@ class TableColumn {
   std::uint64_t numbers = 0;
   std::optional<Place> firstText;
   std::optional<Place> firstNotFinite;
+  std::optional<Place> firstWrongKey;
   std::optional<Place> firstMissingNumber;  // a number that means a missing value in a dataset
   std::vector<std::string> targetTexts;     // the first different ones, not more than three; sorted by decide
   std::unordered_map<std::uint64_t, std::string> categories;
+  const std::map<std::uint64_t, std::string>* otherTexts = nullptr;
 };
 
 }  // namespace vesk

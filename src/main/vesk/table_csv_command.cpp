@@ -2,14 +2,13 @@
 #include <algorithm>
 #include <memory>
 #include <ostream>
-#include <sstream>
 #include <string>
 #include <vector>
 
 #include "column_names.h"
 #include "command.h"
-#include "control/quven_csv_reader.h"
 #include "csv_table.h"
+#include "option_lists.h"
 
 namespace vesk {
 
@@ -33,25 +32,6 @@ in their order. White space, commas and double quotes in a column name become _,
 Lists are cut at commas; a text with a comma is put in double quotes.
 Written: OUT (a double per column and record), OUT.info (names, types, purposes), OUT.labels (texts of the codes).
 )";
-
-std::vector<std::string> readList(const std::string& option, const std::string& text) {
-  if (text.empty()) return {};
-  std::istringstream stream(text);
-  QUVENCsvReader reader(stream);
-  std::vector<std::string> list;
-  if (reader.next()) list.assign(reader.getCells().begin(), reader.getCells().end());
-  if (reader.next() || !reader.getMistake().empty()) throw CLI::ValidationError(option, "[" + text + "] is no list");
-  return list;
-}
-
-std::vector<std::string> readNames(const std::string& option, const std::string& text) {
-  std::vector<std::string> names = readList(option, text);
-  for (std::string& name : names) {
-    if (name.empty()) throw CLI::ValidationError(option, "[" + text + "] has an empty name");
-    name = plainColumnName(name);
-  }
-  return names;
-}
 
 char readDelimiter(const std::string& text) {
   if (text == "tab" || text == "\\t") return '\t';

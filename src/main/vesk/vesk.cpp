@@ -18,7 +18,7 @@ constexpr int wrongCommandLine = 1;
 constexpr int failedRun = 99;
 
 constexpr CommandGroup groups[] = {{"table", "Makes datasets from tables with named columns"}};
-constexpr const Command* commands[] = {&tableCsvCommand};
+constexpr const Command* commands[] = {&tableCsvCommand, &tableRowsCommand, &tableJoinCommand};
 
 constexpr const char* footer = R"(
 Exit status: 0 when the command has ended, 99 when it failed, 1 when the command line is wrong.

@@ -1,0 +1,148 @@
+#ifndef QUVEN_LIFT_CURVE_H
+#define QUVEN_LIFT_CURVE_H
+
+#include <limits>
+#include <vector>
+
+#include "kernel/quven_data_scan.h"
+
+class QUVENNumField;
+
+/// The records whose predictions are at or above a boundary and below that of the bin before.
+///
+/// The error e of a record is its actual value minus the predicted one.
+/// Source: T. F. Chan, G. H. Golub and R. J. LeVeque, "Updating formulae and a pairwise algorithm for computing sample
+///         variances", 1979.
+class QUVENLiftCurveBin : public QUVENObjectOf<QUVENLiftCurveBin, QUVENObject> {
+ public:
+  QUVENLiftCurveBin() = default;
+  explicit QUVENLiftCurveBin(double boundary) : ivBinBoundaryValue(boundary) {}
+
+  double getBinBoundaryValue() const { return ivBinBoundaryValue; }
+  double getNumRecords() const { return ivNumRecords; }
+  double getSumPredVal() const { return ivSumPredVal; }
+  double getSumPredErr() const { return ivSumPredErr; }
+  /// The sum of squared distances of e from its mean in the bin.
+  double getSumSqrDev() const { return ivSumSqrDev; }
+  /// The sum of the squared standard deviations of the predictions.
+  double getSumSqrPredStdDev() const { return ivSumSqrPredStdDev; }
+  /// The sum of (e / standard deviation)^2 over the records whose standard deviation is above 0.
+  double getRelChiSqr() const { return ivRelChiSqr; }
+
+  /// The mean of e; 0.0 without a record.
+  double getMeanError() const { return ivNumRecords > 0 ? ivSumPredErr / ivNumRecords : 0; }
+  /// The sum of e^2; 0.0 without a record.
+  double getSumSqrErr() const {
+    return ivNumRecords > 0 ? ivSumPredErr * ivSumPredErr / ivNumRecords + ivSumSqrDev : 0;
+  }
+
+  void add(double actual, double predicted, double stdDev);
+  /// Adds the records of another bin. The boundary stays.
+  void merge(const QUVENLiftCurveBin& other);
+  /// Drops the records. The boundary stays.
+  void clear();
+
+ private:
+  QUVEN_MEMBER(ivBinBoundaryValue, double) = 0;
+  QUVEN_MEMBER(ivNumRecords, double) = 0;
+  QUVEN_MEMBER(ivSumPredVal, double) = 0;
+  QUVEN_MEMBER(ivSumPredErr, double) = 0;
+  QUVEN_MEMBER(ivSumSqrDev, double) = 0;
+  QUVEN_MEMBER(ivSumSqrPredStdDev, double) = 0;
+  QUVEN_MEMBER(ivRelChiSqr, double) = 0;
+};
+
+/// A lift curve: records in the order of their predictions, in bins, with the quality numbers that follow from that.
+///
+/// The object that owns the curve adds the records in a pass; the curve itself reads no field. A record whose
+/// prediction is NaN or below the lowest boundary has no bin. It counts in getPts, getSumActVal and getVarActVal only.
+/// Shapes: bins run 1..getNumBins(), their boundaries in descending order; bin 1 has the largest predictions.
+/// Errors: at a verbosity of 2 or more each record without a bin is the log line "WARNING: QUVENLiftCurve not
+///         initialized in function updateLiftCurveStats()". So is each quality number that is asked for before
+///         finalizeStats, or of a curve of less than two bins, with the name of its function; the number is 0.0 for
+///         getAreaAboveRandom and getRMSE, and NoQuality for the others.
+class QUVENLiftCurve : public QUVENObjectOf<QUVENLiftCurve, QUVENMultiScan> {
+ public:
+  /// What a quality number is that the records do not give.
+  static constexpr double NoQuality = -std::numeric_limits<double>::max();
+  /// The usage of a target that getRSquared has the plain form for.
+  static constexpr std::int32_t PlainUsage = 3;
+  /// The boundaries that initialize lays out.
+  static constexpr int NumBoundaries = 120;
+
+  explicit QUVENLiftCurve(const QUVENEnvHandle& env) : Members(env) {}
+
+  void setUsageValue(std::int32_t usage) { ivUsageValue = usage; }
+  std::int32_t getUsageValue() const { return ivUsageValue; }
+  /// Makes 120 bins from the distribution of the predictions: their boundaries are quantiles, each half percent of the
+  /// smallest and the largest tenth and each percent in between. Equal quantiles are boundaries of their own; the first
+  /// of them from the top gets the records. Without a value in the distribution the curve has no bin.
+  void initialize(const QUVENNumField& field, const QUVENEnvHandle& env);
+  /// Adds an empty bin, in the order of the boundaries. Errors: NaN is an assertion failure.
+  void addBin(double boundary, const QUVENEnvHandle& env);
+  long getNumBins() const { return ivLiftCurveBin.getSize(); }
+  /// Requires: 1 <= bin <= getNumBins(), an assertion failure otherwise.
+  const QUVENLiftCurveBin& getBin(long bin) const { return ivLiftCurveBin.at(bin); }
+  /// All records, those without a bin too.
+  double getPts() const { return ivPts; }
+  double getSumActVal() const { return ivSumActVal; }
+  /// The sum of squared distances of the actual values from their mean. After a merge that of the later records and of
+  /// the distance between the two groups only, so that it depends on how the records were shared out.
+  double getVarActVal() const { return ivVarActVal; }
+
+  void updateLiftCurveStats(double actual, double predicted, double stdDev, const QUVENEnvHandle& env);
+  /// Computes the cumulative numbers; called again after more records. Errors: a curve of less than two bins is the
+  /// warning 3417, and has no quality numbers; bins without a record are the warning 3416.
+  void finalizeStats(const QUVENEnvHandle& env);
+  bool isFinalized() const { return finalized; }
+
+  // After finalizeStats. Requires: 1 <= bin <= getNumBins(), an assertion failure otherwise or before finalizeStats.
+
+  /// The records of the bins 1..bin.
+  double getCumRecords(long bin) const { return cumRecords.at(bin); }
+  /// The sum of the actual values of the bins 1..bin, as predictions plus errors.
+  double getCumActual(long bin) const { return cumActual.at(bin); }
+  /// The mean error of the bin over its standard error; 0.0 for less than two records. Errors that are all equal give
+  /// infinity with their sign, or NaN when they are 0.
+  double getZ(long bin) const { return zValues.at(bin); }
+
+  /// The area between the curve of cumulative actual values over cumulative records and the straight line between its
+  /// ends, by trapezoids.
+  double getAreaAboveRandom(const QUVENEnvHandle& env) const;
+  double getRMSE(const QUVENEnvHandle& env) const;
+  /// The share of the variance of the actual values that is not in the errors. For a usage other than PlainUsage a
+  /// monotone function of the ratio of squared errors and predicted variances.
+  double getRSquared(const QUVENEnvHandle& env) const;
+  /// 1 minus the absolute correlation, about 0, of the mean errors of neighbouring bins.
+  double getAccuracyQuality(const QUVENEnvHandle& env) const;
+
+  void beginRecords(const QUVENEnvHandle& env) override;
+  /// Bins are merged one by one. Errors: another number of bins is an assertion failure.
+  [[nodiscard]] bool merge(QUVENDataScan* other, const QUVENEnvHandle& env) override;
+  bool hasScanResult(const QUVENEnvHandle&) const override { return isScanInProgress(); }
+  bool changesOnlyItsResults() const override { return true; }
+  // In a scan a handler that reports "Program control should never reach this point": the owner adds the records.
+  UpdateFunction getUpdateFunction(const QUVENEnvHandle& env) const override;
+  UpdateFunction getUpdateFunction2(const QUVENEnvHandle& env) const override;
+  int beginDataScanPrimitive(const QUVENEnvHandle&) override { return 1; }
+  int endDataScanPrimitive(const QUVENEnvHandle&) override { return 1; }
+
+ private:
+  void refuseRecord(QUVENDataPoint& point, const QUVENEnvHandle& env);
+  long binOf(double predicted) const;
+  bool isReady(const char* function, const QUVENEnvHandle& env) const;
+  double sumOverBins(double (QUVENLiftCurveBin::*part)() const) const;
+
+  QUVEN_MEMBER(ivPts, double) = 0;
+  QUVEN_MEMBER(ivSumActVal, double) = 0;
+  QUVEN_MEMBER(ivVarActVal, double) = 0;
+  QUVEN_MEMBER(ivUsageValue, std::int32_t) = PlainUsage;
+  QUVEN_MEMBER(ivLiftCurveBin, QUVENXaRay<QUVENLiftCurveBin, 0>);
+  // By bin, of finalizeStats.
+  QUVEN_STATE(cumRecords, QUVENXaRay<double>);
+  QUVEN_STATE(cumActual, QUVENXaRay<double>);
+  QUVEN_STATE(zValues, QUVENXaRay<double>);
+  QUVEN_STATE(finalized, bool) = false;
+};
+
+#endif  // QUVEN_LIFT_CURVE_H

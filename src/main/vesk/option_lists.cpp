@@ -1,0 +1,30 @@
+#include "option_lists.h"
+
+#include <CLI/CLI.hpp>
+#include <sstream>
+
+#include "column_names.h"
+#include "control/quven_csv_reader.h"
+
+namespace vesk {
+
+std::vector<std::string> readList(const std::string& option, const std::string& text) {
+  if (text.empty()) return {};
+  std::istringstream stream(text);
+  QUVENCsvReader reader(stream);
+  std::vector<std::string> list;
+  if (reader.next()) list.assign(reader.getCells().begin(), reader.getCells().end());
+  if (reader.next() || !reader.getMistake().empty()) throw CLI::ValidationError(option, "[" + text + "] is no list");
+  return list;
+}
+
+std::vector<std::string> readNames(const std::string& option, const std::string& text) {
+  std::vector<std::string> names = readList(option, text);
+  for (std::string& name : names) {
+    if (name.empty()) throw CLI::ValidationError(option, "[" + text + "] has an empty name");
+    name = plainColumnName(name);
+  }
+  return names;
+}
+
+}  // namespace vesk

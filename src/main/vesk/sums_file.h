@@ -1,0 +1,54 @@
+#ifndef VESK_SUMS_FILE_H
+#define VESK_SUMS_FILE_H
+
+#include <cstdint>
+#include <span>
+#include <string>
+#include <vector>
+
+#include "record_file.h"
+
+namespace vesk {
+
+/// A position of the sums and the place in a record that its value goes to.
+struct WantedPosition {
+  double position;
+  std::size_t place;
+};
+
+/// Reads the rows of a sparse dataset that a loader run with sums has written, and checks them.
+///
+/// Errors: std::runtime_error with the file, the number of the triple, from 1, and the key.
+class SumsFile {
+ public:
+  /// Requires: the positions ascend; the view outlives the reader.
+  SumsFile(const std::string& path, std::span<const WantedPosition> wantedPositions);
+
+  /// Reads the header of the next row; false at the end of the file. Requires: the row before was read to its end.
+  bool nextRow();
+  double getKey() const { return key; }
+  const std::string& getPath() const { return triples.getPath(); }
+
+  /// Reads the row to its footer. Values of wanted positions go to their places in the record; `counts` has a count per
+  /// wanted position.
+  void readRow(std::span<double> record, std::span<std::uint64_t> counts);
+  std::uint64_t countOtherEntries() const { return otherEntries; }
+
+ private:
+  [[noreturn]] void fail(const std::string& what) const;
+  [[noreturn]] void failInRow(const std::string& what);
+  void checkHeader(const double* triple);
+  const double* nextInRow();
+  void checkEntry(double position, double value, double previous);
+
+  RecordFile triples;
+  std::span<const WantedPosition> wanted;
+  bool hasKey = false;
+  double key = 0;
+  double width = 0;
+  std::uint64_t otherEntries = 0;
+};
+
+}  // namespace vesk
+
+#endif  // VESK_SUMS_FILE_H
