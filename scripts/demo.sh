@@ -76,7 +76,8 @@ awk 'FNR == NR { for (i = 2; i <= NF; ++i) group[$i] = $1; next }
 
 step "groups of subscribers who call each other: a month of calls with groups of 12 to 15, in its table"
 mkdir month
-run "$bin/vesk-generate" -n 1000000 -c 50000 --group-count 3333 --group-size 12-15 --groups planted.txt -o month/calls
+run "$bin/vesk-generate" -n 1000000 -c 50000 --group-count 3333 --group-size 12-15 --groups planted.txt \
+  --outcomes outcomes.csv -o month/calls
 load month.log month table.xml none month.bin 2 20203001
 for workers in 1 2; do
   cat > "groups.$workers.xml" << END
@@ -161,6 +162,57 @@ awk -F, 'FNR == 1 { for (i = 1; i <= NF; ++i) column[$i] = i; next }
                printf "  linear model  %8.3f\n  boosted model %8.3f\n", linear, boosted
                exit !(boosted < linear) }' linear_stages.csv boosted_stages.csv
 
+step "from calls to a lift curve: who takes up an offer, told by the usage alone and with the network"
+# outcomes.csv has for each caller of the month whether the offer before was taken up, and whether this one is.
+load month_sums.log month sums.xml none month_sums.bin 0
+load month_pairs.log month parts.xml none month_pairs.bin 0
+run "$bin/vesk" table rows month_sums.bin usage.bin --columns 1:calls,2:seconds,3:long_calls
+awk -F, '$2 == 1 { print $1 }' outcomes.csv > adopters.txt
+sed -e 's/seeds.txt/adopters.txt/' -e 's/energy.2.csv/adopters_energy.csv/' diffusion.2.xml > adopters.xml
+echo "+ mpirun -n 2 vesk-analyze diffusion adopters.xml month_pairs.bin --strict > adopters.log"
+mpirun -n 2 "$bin/vesk-analyze" diffusion adopters.xml month_pairs.bin --strict > adopters.log
+echo "+ vesk table join usage.bin offer.bin --key caller --with outcomes.csv --with found.1_1.nodes.csv:group_ ... > join.log"
+"$bin/vesk" table join usage.bin offer.bin --key caller --with outcomes.csv --with found.1_1.nodes.csv:group_ \
+  --with adopters_energy.csv:energy_ --target outcome > join.log
+grep 'key column' join.log
+# The test records, 40 % of all, train nothing. The table tells which columns come from the network.
+network_columns=$(cut -d' ' -f1 offer.bin.info | grep -E '^(group|energy)_' | paste -sd,)
+cat > offer.xml << 'END'
+<AnalysisParams>
+  <Model>TransformRegression</Model>
+  <LossFunction>LogisticLink</LossFunction>
+  <UnseenValues>Root</UnseenValues>
+  <TestPercent>40</TestPercent>
+  <ModelFileName>network.model</ModelFileName>
+  <OutputFileName>network</OutputFileName>
+</AnalysisParams>
+END
+for model in usage network; do
+  supplementary=caller,group_GroupNumber  # a number that only names the group is no input
+  [ "$model" = network ] || supplementary=caller,$network_columns
+  echo "+ mpirun -n 2 vesk-analyze train offer.xml offer.bin --set ModelFileName=$model.model ... > $model.train.log"
+  mpirun -n 2 "$bin/vesk-analyze" train offer.xml offer.bin --strict --set "Supplementary=$supplementary" \
+    --set "ModelFileName=$model.model" --set "OutputFileName=$model" > "$model.train.log"
+  echo "+ mpirun -n 2 vesk-analyze evaluate - $model.model offer.bin --set Records=Test ... > $model.evaluate.log"
+  mpirun -n 2 "$bin/vesk-analyze" evaluate - "$model.model" offer.bin --strict --set Records=Test \
+    --set "OutputFileName=$model" > "$model.evaluate.log"
+done
+run "$bin/vesk-analyze" score network.model offer.bin offer_scores.csv --keep caller,outcome
+# The lift of the first records: their mean outcome over that of all, on a straight line within a bin.
+lift_at() {
+  awk -F, -v share="$2" 'FNR == NR { if ($1 == "records") wanted = share * $2; next }
+    FNR == 1 || $3 == 0 { next }
+    lift == "" && $4 >= wanted { lift = (sum + (wanted - records) * ($7 - sum) / ($4 - records)) / wanted }
+    { records = $4; sum = $7; if ($8 > 0) mean = sum / records / $8 }
+    END { printf "%.2f", lift / mean }' "$1_quality.csv" "$1_lift.csv"
+}
+echo "lift on the test records      1 %     5 %    10 %"
+for model in usage network; do
+  printf '  %-20s %8s %7s %7s\n' "$model" "$(lift_at $model 0.01)" "$(lift_at $model 0.05)" "$(lift_at $model 0.1)"
+done
+echo "network_report.html is a page with the curve; the inputs to which the predictions are most sensitive:"
+sed -n 2,5p network_sensitivity.csv | awk -F, '{ printf "  %-28s %5.1f %%\n", $1, 100 * $2 }'
+
 step "the parameter file of the sums as an object stream"
 run "$bin/vesk-inspect" xml sums.xml --save sums.stream > /dev/null
 run "$bin/vesk-inspect" stream sums.stream | sed -n 1,12p
@@ -179,4 +231,9 @@ curve.csv          its planted curve      spend.*.model     the models of one an
 signals.csv        a table with signals   linear_* boosted_*  reports of two models of it
 spend_*            reports of the model   probe.predicted.csv  predictions
 parts.bin.0 .1     dataset of the pairs   energy.*.csv      energy and degrees of each subscriber
+outcomes.csv       outcome of each caller month_*.bin.*     sums and pairs of the month
+usage.bin          a table of the sums    offer.bin         the same with outcomes, groups and energies
+usage.* network.*  models of the outcome  usage_* network_*  their reports and evaluations; _report.html is a page
+adopters_energy.csv  energy from those who took up the offer before
+offer_scores.csv   predictions of the model with the network
 NOTE

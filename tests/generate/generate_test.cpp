@@ -135,6 +135,31 @@ TEST(Generate, TheGroupsFileHasALineForEachGroup) {
   EXPECT_EQ(linesOf(expected).size(), 3U);
 }
 
+TEST(Generate, TheOutcomesFileHasAHeadAndARowPerCallerAndLeavesTheRecords) {
+  const TemporaryFolder folder;
+  const std::vector<std::string> options{"-q", "-n", "300", "-c", "40000", "--group-count", "5"};
+  std::vector<std::string> arguments = options;
+  arguments.insert(arguments.end(), {"-o", folder.path("plain")});
+  ASSERT_EQ(run(arguments).status, 0);
+  arguments = options;
+  arguments.insert(arguments.end(), {"-o", folder.path("calls"), "--files", "2", "--outcomes", folder.path("out.csv")});
+  ASSERT_EQ(run(arguments).status, 0);
+  EXPECT_EQ(contentOf(folder.path("calls.1")) + contentOf(folder.path("calls.2")), contentOf(folder.path("plain")));
+  const std::vector<std::string> lines = linesOf(contentOf(folder.path("out.csv")));
+  ASSERT_EQ(lines.size(), 40001U);
+  EXPECT_EQ(lines[0], "caller,before,outcome");
+  EXPECT_THAT(lines[1], StartsWith("1,"));
+  EXPECT_THAT(lines[40000], StartsWith("40000,"));
+}
+
+TEST(Generate, OutcomesThatCannotBeWrittenLeaveNoRecords) {
+  const TemporaryFolder folder;
+  const Outcome outcome = run({"-n", "5", "-o", folder.path("calls"), "--outcomes", folder.path("no/out.csv")});
+  EXPECT_EQ(outcome.status, 1);
+  EXPECT_THAT(outcome.err, HasSubstr("cannot open"));
+  EXPECT_FALSE(std::filesystem::exists(folder.path("calls")));
+}
+
 TEST(Generate, ParamsGoToStandardOutputAndNoRecordsAreWritten) {
   const Outcome outcome = run({"--params", "table", "--table-size", "5", "--horizon", "60", "--partitions", "4",
                                "--no-payload", "--form", "dense"});
@@ -173,6 +198,9 @@ TEST(Generate, EachMistakeIsOneLineAndStatusOne) {
       {{"--params", "table", "-o", "-"}, "--params and --output - both want standard output"},
       {{"-o", "-", "--files", "2"}, "standard output is one file"},
       {{"-o", "same", "--groups", "same"}, "the records and the groups cannot share one file"},
+      {{"-o", "same", "--outcomes", "same"}, "the records and the outcomes cannot share one file"},
+      {{"-o", "x", "--groups", "same", "--outcomes", "same"}, "the groups and the outcomes cannot share one file"},
+      {{"--groups", "x", "--outcomes", "y"}, "--outcomes needs --output: the outcomes depend on the calls"},
       {{"-o", "x", "--date-form", "dd"}, "--date-form: 'dd' is not one of yyyyddmm, yyyymmdd"},
       {{"-o", "x", "--start-date", "20200101"}, "'20200101' is not a date (yyyy-mm-dd)"},
       {{"-o", "x", "--group-size", "5-"}, "'5-' is not a group size (MIN-MAX)"},

@@ -28,13 +28,13 @@ constexpr QualityMeaning qualityMeanings[] = {
     {"area_ratio",
      "That area over the area of the optimum: 1 if the predictions order the records as the target does, 0 if by "
      "chance."},
-    {"rmse", "Root of the mean squared error, in the units of the target."},
+    {"rmse",
+     "Root of the mean squared error of the records that have a bin of the lift curve, in the units of the target."},
     {"R_squared_plain",
      "Share of the target's variance that the predictions explain: 1 is exact, 0 is no better than the mean, less is "
      "worse. This is the one to read."},
     {"R_squared",
-     "The same as the lift curve gives it. It depends on how the records were shared out, so it may differ from "
-     "R_squared_plain."},
+     "The same as the lift curve gives it: it depends on how the records were shared out, and is often too small."},
     {"accuracy_quality",
      "1 if the mean errors of neighbouring bins of the lift curve have nothing to do with each other, near 0 if one "
      "follows from the other. Low values mean that the curve of the predictions has a wrong shape."},

@@ -51,8 +51,12 @@ class LineSpoiler {
   std::size_t treat(char* line) {
     if (limits.back() == 0) return lineBytes;
     const std::uint64_t place = random.next() >> 11;
-    return place < limits.back() ? spoil(line, place) : lineBytes;
+    lastIsSpoiled = place < limits.back();
+    return lastIsSpoiled ? spoil(line, place) : lineBytes;
   }
+
+  /// Whether the last line that was treated is a spoiled one.
+  bool hasSpoiledLast() const { return lastIsSpoiled; }
 
   const BadLineCounts& getCounts() const { return counts; }
 
@@ -66,6 +70,7 @@ class LineSpoiler {
   std::vector<ColumnRange> wideFields;  // of 3 columns or more
   ColumnRange callerField;
   ColumnRange dateField;
+  bool lastIsSpoiled = false;
   std::size_t lineBytes;
   std::size_t shortLimit;  // a short line has fewer characters than this
   Xoshiro256 random;

@@ -35,6 +35,32 @@ void writeGroups(const CallNetwork& network, const std::string& path) {
   output.close();
 }
 
+void writeOutcomes(OutcomeGenerator& outcomes, RecordOutput& output) {
+  constexpr std::size_t blockBytes = std::size_t{1} << 20;
+  std::string block = OutcomeGenerator::header;
+  while (outcomes.callersLeft() > 0) {
+    outcomes.addRow(block);
+    if (block.size() < blockBytes) continue;
+    output.write(block);
+    block.clear();
+  }
+  output.write(block);
+  output.close();
+}
+
+/// The files of the records, then that of the outcomes if there is one. The result is the number of bytes of the
+/// records.
+std::uint64_t writeRecordsAndOutcomes(RecordGenerator& generator, const GenerateOptions& options) {
+  const std::vector<std::string> names = recordFileNames(options.output, options.files);
+  if (options.outcomesFile.empty()) return writeRecordFiles(generator, names);
+  OutcomeGenerator outcomes(options.generator, generator.getNetwork());
+  RecordOutput output(options.outcomesFile);
+  generator.countInto(outcomes);
+  const std::uint64_t bytes = writeRecordFiles(generator, names);
+  writeOutcomes(outcomes, output);
+  return bytes;
+}
+
 void writeCurve(const std::string& path) {
   RecordOutput output(path);
   output.write(plantedCurveText());
@@ -81,7 +107,7 @@ void run(const GenerateOptions& options, std::ostream& out, std::ostream& err) {
   RecordGenerator generator(options.generator);
   if (!options.groupsFile.empty()) writeGroups(generator.getNetwork(), options.groupsFile);
   if (options.output.empty()) return;
-  const std::uint64_t bytes = writeRecordFiles(generator, recordFileNames(options.output, options.files));
+  const std::uint64_t bytes = writeRecordsAndOutcomes(generator, options);
   if (!options.quiet) printSummary(generator, options, bytes, err);
 }
 

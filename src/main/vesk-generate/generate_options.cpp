@@ -119,6 +119,10 @@ void addOutputOptions(CLI::App& app, GenerateOptions& options) {
   app.add_option("--groups", options.groupsFile, "Write the planted groups: a line each, number and members")
       ->type_name("FILE")
       ->group(group);
+  app.add_option("--outcomes", options.outcomesFile,
+                 "Write an outcome of each caller as CSV: caller,before,outcome, 0 or 1; it depends on the calls")
+      ->type_name("FILE")
+      ->group(group);
   app.add_flag("-q,--quiet", options.quiet, "No summary on standard error")->group(group);
 }
 
@@ -207,11 +211,12 @@ std::filesystem::path resolvedPath(const std::string& path) {
   return unknown ? std::filesystem::path(path) : resolved;
 }
 
-void checkGroupsFile(const GenerateOptions& options) {
-  const std::filesystem::path groups = resolvedPath(options.groupsFile);
-  for (const std::string& records : recordFileNames(options.output, options.files)) {
-    if (resolvedPath(records) == groups) {
-      throw std::invalid_argument("the records and the groups cannot share one file");
+void checkNotShared(const std::string& path, const std::string& name, const std::vector<std::string>& others,
+                    const std::string& otherName) {
+  if (path.empty()) return;
+  for (const std::string& other : others) {
+    if (!other.empty() && resolvedPath(path) == resolvedPath(other)) {
+      throw std::invalid_argument("the " + otherName + " and the " + name + " cannot share one file");
     }
   }
 }
@@ -234,7 +239,14 @@ void checkOutputs(const GenerateOptions& options) {
     throw std::invalid_argument("--params and --output - both want standard output");
   }
   if (options.output == "-" && options.files > 1) throw std::invalid_argument("standard output is one file");
-  if (!options.output.empty() && !options.groupsFile.empty()) checkGroupsFile(options);
+  if (options.output.empty() && !options.outcomesFile.empty()) {
+    throw std::invalid_argument("--outcomes needs --output: the outcomes depend on the calls");
+  }
+  const std::vector<std::string> records =
+      options.output.empty() ? std::vector<std::string>{} : recordFileNames(options.output, options.files);
+  checkNotShared(options.groupsFile, "groups", records, "records");
+  checkNotShared(options.outcomesFile, "outcomes", records, "records");
+  checkNotShared(options.outcomesFile, "outcomes", {options.groupsFile}, "groups");
 }
 
 }  // namespace

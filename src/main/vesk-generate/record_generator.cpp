@@ -54,10 +54,14 @@ std::size_t RecordGenerator::writeLine(char* line) {
   putNumberBefore(line + layout.caller.last, call.caller);
   putNumberBefore(line + layout.callee.last, call.callee);
   std::memcpy(line + layout.date.last - sizeof(DateText), dates[day].data(), sizeof(DateText));
-  putNumberBefore(line + layout.duration.last, durations[bits % durationSlices]);
-  putNumberBefore(line + layout.multiplicity.last, drawMultiplicity(bits / durationSlices));
+  const std::uint32_t duration = durations[bits % durationSlices];
+  const std::uint32_t multiplicity = drawMultiplicity(bits / durationSlices);
+  putNumberBefore(line + layout.duration.last, duration);
+  putNumberBefore(line + layout.multiplicity.last, multiplicity);
   ++recordsMade;
-  return spoiler.treat(line);
+  const std::size_t lineLength = spoiler.treat(line);
+  if (outcomes != nullptr && !spoiler.hasSpoiledLast()) outcomes->addRecord(call, duration, multiplicity);
+  return lineLength;
 }
 
 /// The day of the record recordsMade: the days share out the records evenly and in order, or by chance.
