@@ -91,12 +91,12 @@ TEST_F(JoinTableTest, AddsTheColumnsOfATable) {
   writeTable("right", "plan Categorical Target\nid Numeric LineNumber\ny Numeric Explanatory\n",
              {7, 3, 0.5, missing, 2, 0.25}, "plan,7,seven\ngone,1,x\nid,2,two\n");
   EXPECT_EQ(join({"--with", "right:r_"}), 0);
-  EXPECT_THAT(numbers("out"),
-              ElementsAre(1, 10, missing, missing, 2, 20, missing, 0.25, 3, 30, 7, 0.5));
+  EXPECT_THAT(numbers("out"), ElementsAre(1, 10, missing, missing, 2, 20, missing, 0.25, 3, 30, 7, 0.5));
   EXPECT_THAT(info(), HasSubstr("\nr_plan Categorical Explanatory\nr_y Numeric Explanatory\n"));
   EXPECT_EQ(labels(), "column,code,label\nr_plan,7,seven\n");
   EXPECT_THAT(outText, HasSubstr("\n    r_plan: categorical, 1 categories\n    r_y: numeric\n"));
-  EXPECT_EQ(errText, "vesk: right: the target plan is explanatory in the result; --target r_plan makes it the target\n");
+  EXPECT_EQ(errText,
+            "vesk: right: the target plan is explanatory in the result; --target r_plan makes it the target\n");
 }
 
 TEST_F(JoinTableTest, AddsSeveralFilesInTheirOrder) {
@@ -119,8 +119,7 @@ TEST_F(JoinTableTest, MakesAColumnTheTarget) {
   writeTable("base", "id Numeric Explanatory\nx Numeric Target\n", {1, 10, 2, 20, 3, 30});
   folder.write("r.csv", "id,left,b\n1,yes,4\n2,,5\n3,no,6\n");
   EXPECT_EQ(join({"--with", "r.csv:r_", "--target", "r_left"}), 0);
-  EXPECT_EQ(info(),
-            "id Numeric Explanatory\nx Numeric Explanatory\nr_left Numeric Target\nr_b Numeric Explanatory\n");
+  EXPECT_EQ(info(), "id Numeric Explanatory\nx Numeric Explanatory\nr_left Numeric Target\nr_b Numeric Explanatory\n");
   EXPECT_THAT(numbers("out"), ElementsAre(1, 10, 1, 4, 2, 20, missing, 5, 3, 30, 0, 6));
   EXPECT_EQ(labels(), "column,code,label\nr_left,0,no\nr_left,1,yes\n");
   EXPECT_THAT(outText, HasSubstr("\n    r_left: target, numeric, 0 and 1 for two texts\n    r_b: numeric\n"));
@@ -209,8 +208,7 @@ TEST_F(JoinTableTest, TakesAFileWithoutADescriptionForCsv) {
 
 TEST_F(JoinTableTest, RefusesANameThatIsTaken) {
   folder.write("r.csv", "id,x\n1,5\n");
-  expectRefused(
-      "r.csv: the name x is taken by a column of base; a prefix makes another name: --with r.csv:PREFIX");
+  expectRefused("r.csv: the name x is taken by a column of base; a prefix makes another name: --with r.csv:PREFIX");
   folder.write("s.csv", "n,id\n1,5\n");
   expectRefused("s.csv: the name n is taken by a column of s.csv; a prefix makes another name: --with s.csv:PREFIX",
                 {"--with", "s.csv", "--with", "s.csv"});
@@ -304,8 +302,8 @@ TEST_F(JoinTableTest, RefusesAnOutputThatIsAnInput) {
     EXPECT_EQ(run({"table", "join", folder.path("base"), folder.path(output), "--key", "id", "--with",
                    folder.path("right"), "--with", folder.path("r.csv"), "--with", folder.path("s.info")}),
               99);
-    EXPECT_EQ(errText, "vesk: the output " + output + (output == "s" ? ".info" : "") +
-                           " would take the place of the input\n");
+    EXPECT_EQ(errText,
+              "vesk: the output " + output + (output == "s" ? ".info" : "") + " would take the place of the input\n");
   }
   EXPECT_EQ(numbers("base").size(), 6U);
 }
@@ -323,8 +321,8 @@ TEST_F(JoinTableTest, FindsCategoricalKeysByTheirTexts) {
   EXPECT_THAT(numbers("out"), ElementsAre(codeOf(first), 4, 7, 1, codeOf("07"), 2, missing, missing));
   EXPECT_THAT(outText, HasSubstr("4 keys, 3 of them in base and 1 not; 1 records of base have no partner"));
 
-  const std::string clash = "the texts '" + first + "' and '" + second + "' of column id have the same code " + code +
-                            "; change one of them";
+  const std::string clash =
+      "the texts '" + first + "' and '" + second + "' of column id have the same code " + code + "; change one of them";
   expectCsvRefused("id,a\n7,1\n" + second + ",2\n", "r.csv, line 3: " + clash);
   expectCsvRefused("id,a\n7,1\n,2\n", "r.csv, line 3: '' of column id is no key");
   expectCsvRefused("id,a\nx,1\n7,1\nx,2\n", "r.csv, line 4: the key 'x' is there a second time, first in line 2");
@@ -335,9 +333,9 @@ TEST_F(JoinTableTest, FindsCategoricalKeysByTheirTexts) {
   EXPECT_EQ(join({"--with", "right"}), 0);
   EXPECT_THAT(labels(), Not(HasSubstr("y,")));
   writeTable("right", rightInfo, rows, "id," + code + "," + second + "\n");
-  expectRefused("right, record 1: the code " + code + " of column id means '" + second + "', and '" + first +
-                    "' in base",
-                {"--with", "right"});
+  expectRefused(
+      "right, record 1: the code " + code + " of column id means '" + second + "', and '" + first + "' in base",
+      {"--with", "right"});
   writeTable("right", rightInfo, rows, "y,5,five\n");
   expectRefused("right, record 1: the key " + code + " has no label", {"--with", "right"});
 
