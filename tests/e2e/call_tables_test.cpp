@@ -1,5 +1,5 @@
-// From calls to a table: the sums of the loader in partitions, the groups and energies of vesk-analyze and a CSV file of
-// outcomes become one table, compared with what is counted from the calls and read from the files here.
+// From calls to a table: the sums of the loader in partitions, the groups and energies of vesk-analyze and a CSV file
+// of outcomes become one table, compared with what is counted from the calls and read from the files here.
 
 #include <sstream>
 
@@ -94,8 +94,8 @@ TEST_F(CallTables, HaveWhatTheCallsAndTheFilesSay) {
   ASSERT_EQ(runOther("vesk-analyze", {"diffusion", "diffusion.xml", "pairs"}).status, 0);
   writeFile("known.csv", "caller,left\r\n11,yes\r\n12,no\r\n999,yes\r\n");
 
-  const ProgramRun join = table({"join", "month", "all", "--key", "caller", "--with", "found_1.nodes.csv:group_", "--with",
-                                 "energy.csv:energy_", "--with", "known.csv", "--target", "left"});
+  const ProgramRun join = table({"join", "month", "all", "--key", "caller", "--with", "found_1.nodes.csv:group_",
+                                 "--with", "energy.csv:energy_", "--with", "known.csv", "--target", "left"});
   ASSERT_EQ(join.status, 0) << join.err;
   EXPECT_EQ(join.err, "");
   EXPECT_THAT(join.out, HasSubstr("  found_1.nodes.csv: key column NodeNumber, "));
@@ -142,8 +142,9 @@ TEST_F(CallTables, AreTheSameForAnyNumberOfPartitions) {
   for (const std::string name : {"one", "seven"}) {
     const ProgramRun run = table({"rows", name, name + ".table", "--columns", "1:calls,2:seconds"});
     EXPECT_EQ(run.status, 0);
-    EXPECT_EQ(run.out, name + ".table: 48 records, 3 columns\n  caller: the key\n  calls: position 1, 48 callers have it\n"
-                              "  seconds: position 2, 48 callers have it\n");
+    EXPECT_EQ(run.out, name +
+                           ".table: 48 records, 3 columns\n  caller: the key\n  calls: position 1, 48 callers have it\n"
+                           "  seconds: position 2, 48 callers have it\n");
   }
   EXPECT_EQ(content("one.table"), content("seven.table"));
 }
