@@ -1,6 +1,6 @@
-// Any triples as the sums of a loader run, in one to three files: a table is made that has what a literal reading finds,
-// or they are refused and nothing is written. The first byte chooses the number of files and how long each is; of the
-// others three are a triple.
+// Any triples as the sums of a loader run, in one to three files: a table is made that has what a literal reading
+// finds, or they are refused and nothing is written. The first byte chooses the number of files and how long each is;
+// of the others three are a triple.
 
 #include <algorithm>
 #include <array>

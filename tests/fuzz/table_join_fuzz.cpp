@@ -76,7 +76,9 @@ std::vector<Row> rightTable(const std::string* sections) {
   const std::vector<dataset_info::Column> columns = columnsOf(sections[0]);
   const std::size_t key = placeOf(columns, "k");
   std::vector<Row> rows = rowsOf(numbersOf(sections[2]), columns.size());
-  for (Row& row : rows) std::rotate(row.begin(), row.begin() + static_cast<std::ptrdiff_t>(key), row.begin() + static_cast<std::ptrdiff_t>(key) + 1);
+  for (Row& row : rows)
+    std::rotate(row.begin(), row.begin() + static_cast<std::ptrdiff_t>(key),
+                row.begin() + static_cast<std::ptrdiff_t>(key) + 1);
   return rows;
 }
 
