@@ -23,8 +23,10 @@ constexpr const Command* commands[] = {&tableCsvCommand, &tableRowsCommand, &tab
 constexpr const char* footer = R"(
 Exit status: 0 when the command has ended, 99 when it failed, 1 when the command line is wrong.
 
-Example:
+Examples:
   vesk table csv customers.csv customers.bin --target churn --drop phone_number
+  vesk table rows sums.bin month.bin --columns 1:calls,2:seconds
+  vesk table join month.bin all.bin --key caller --with customers.bin:known_
 )";
 
 int report(std::ostream& err, int status, const std::string& text) {
