@@ -132,6 +132,20 @@ TEST(EvaluationPage, GivesSegmentsTheSameWidthWhereOneWouldBeTooNarrow) {
   EXPECT_THAT(page, HasSubstr(">12.5</text>"));
 }
 
+// Long texts once ran into each other.
+TEST(EvaluationPage, LeavesOutBoundariesForWhichThereIsNoRoom) {
+  EvaluationReport report = sampleEvaluation();
+  report.segments.clear();
+  for (int i = 0; i < 10; ++i) {  // 39 units wide each
+    report.segments.push_back(residualRow("minutes", intervalSegment(0.012344 + i, 1.012344 + i), 10, 0.1, 0.2));
+  }
+  report.curves[0].largest = 1e6;
+  const std::string page = pageOf(report);
+  EXPECT_THAT(page, HasSubstr("text-anchor=\"middle\">1.0123</text>"));
+  EXPECT_THAT(page, Not(HasSubstr("text-anchor=\"middle\">2.0123</text>")));
+  EXPECT_THAT(page, HasSubstr("text-anchor=\"middle\">3.0123</text>"));
+}
+
 TEST(EvaluationPage, EscapesEveryText) {
   const std::string script = "<script>alert(1)</script>";
   const std::string image = "\"><img>";
@@ -166,7 +180,7 @@ TEST(EvaluationPage, ShortensLongLabelsAndTellsThemWhole) {
   EvaluationReport report = sampleEvaluation();
   report.segments[3].segment.categories = {"a label that has more than twenty-four characters"};
   const std::string page = pageOf(report);
-  EXPECT_THAT(page, HasSubstr("<title>a label that has more than twenty-four characters</title>a label that ha…"));
+  EXPECT_THAT(page, HasSubstr("<title>a label that has more than twenty-four characters</title>a label that h…"));
 }
 
 TEST(EvaluationPage, HasSentencesForEmptyParts) {

@@ -10,7 +10,7 @@ namespace vesk_analyze {
 namespace {
 
 constexpr double pictureWidth = 480;
-constexpr std::size_t labelCharacters = 24;
+constexpr std::size_t labelCharacters = 22;
 
 bool canDrawRow(const ResidualRow& row) {
   return row.records > 0 && std::isfinite(row.meanActual) && std::isfinite(row.meanPredicted);
@@ -223,13 +223,15 @@ class SegmentPlaces {
 
 /// The boundaries of segments of equal width, as far as they do not cover each other.
 void drawBoundaries(SvgPicture& picture, const SegmentPlaces& places, double base) {
-  constexpr double distance = 58;
-  double free = 0;
+  constexpr double characterWidth = 7;
+  double free = 0;  // right end of the last text
   for (std::size_t i = 0; i + 1 < places.getIntervals().size(); ++i) {
     const double x = places.rightOf(i);
-    if (x < free) continue;
-    picture.addText({x, base}, SvgPicture::Anchor::Middle, shortNumber(places.getIntervals()[i]->segment.to));
-    free = x + distance;
+    const std::string text = shortNumber(places.getIntervals()[i]->segment.to);
+    const double halfWidth = characterWidth * static_cast<double>(text.size() + 1) / 2;
+    if (x - halfWidth < free) continue;
+    picture.addText({x, base}, SvgPicture::Anchor::Middle, text);
+    free = x + halfWidth;
   }
 }
 
