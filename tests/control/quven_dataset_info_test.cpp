@@ -81,4 +81,18 @@ TEST_F(DatasetInfo, TellsAStreamThatFails) {
   EXPECT_THAT(columns, ElementsAre(Column{"old", 1, 1}));
 }
 
+TEST_F(DatasetInfo, GivesAMistakeWithoutAReport) {
+  std::vector<Column> columns = {{"old", 1, 1}};
+  for (const auto& [text, mistake] :
+       {std::pair{"a Other Target\n", "Unknown attribute type"}, std::pair{"a Numeric\n", "Unknown attribute purpose"},
+        std::pair{"a b c d\n", "A line of the input info file has more than three words"}}) {
+    std::istringstream stream(text);
+    EXPECT_EQ(dataset_info::readFrom(stream, columns), mistake);
+    EXPECT_THAT(columns, ElementsAre(Column{"old", 1, 1}));
+  }
+  std::istringstream stream("a Numeric Target\n");
+  EXPECT_EQ(dataset_info::readFrom(stream, columns), "");
+  EXPECT_THAT(columns, ElementsAre(Column{"a", 1, 2}));
+}
+
 }  // namespace

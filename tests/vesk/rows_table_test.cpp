@@ -3,6 +3,7 @@
 #include <limits>
 #include <random>
 
+#include "control/quven_partition.h"
 #include "table_case.h"
 
 namespace vesk {
@@ -203,6 +204,25 @@ TEST_F(RowsTableTest, RefusesPartsThatDoNotBelongTogether) {
   std::filesystem::rename(folder.path("in.2"), folder.path("in"));
   EXPECT_EQ(rows({"--columns", "1:a"}), 99);
   EXPECT_EQ(errText, "vesk: in.0: a part is beside the single file in; one of them is of another run\n");
+}
+
+TEST_F(RowsTableTest, RefusesPartsOfWhichTheLastIsMissing) {
+  std::vector<Numbers> parts(3);
+  for (int key = 1; key <= 300; ++key) {
+    const Numbers triples = row(key, 1, {1});
+    Numbers& part = parts[partition_of_key(static_cast<std::uint64_t>(key), 3)];
+    part.insert(part.end(), triples.begin(), triples.end());
+  }
+  for (std::size_t p = 0; p < 3; ++p) writeNumbers("in." + std::to_string(p), parts[p]);
+  EXPECT_EQ(rows({"--columns", "1:a"}), 0);
+  writeNumbers("in.3", row(1000, 1, {1}));
+  for (const char* name : {"out", "out.info", "out.labels"}) std::filesystem::remove(folder.path(name));
+  expectFailure("in.3: a part is left from another run; the other parts are of a run with 3 partitions");
+  std::filesystem::remove(folder.path("in.3"));
+  std::filesystem::remove(folder.path("in.2"));
+  expectFailure("in.2: a part of the dataset is missing; the other parts are of a run with 3 partitions");
+  std::filesystem::remove(folder.path("in.1"));
+  expectFailure("in.1: a part of the dataset is missing; the other parts are of a run with 3 partitions");
 }
 
 TEST_F(RowsTableTest, RefusesAnOutputThatIsAnInput) {

@@ -10,7 +10,7 @@
 #include <utility>
 
 #include "control/quven_dataset_parts.h"
-#include "control/quven_partition.h"
+#include "control/quven_partition_fit.h"
 #include "vesk-common/quven_doubt.h"
 #include "vesk-common/quven_reports.h"
 
@@ -21,9 +21,6 @@ namespace {
 namespace fs = std::filesystem;
 
 enum Code : int { DataUnusable = 2305, EmptyPart = 5014 };
-
-/// A finding counts if chance alone gives it with a probability below 2 to the power of minus this.
-constexpr double bitsOfCertainty = 40;
 
 std::string partName(const std::string& dataset, std::size_t number) { return dataset + "." + std::to_string(number); }
 
@@ -79,57 +76,6 @@ class CallerReader {
   double caller = 0;
   bool begun = false;
   bool ascending = true;
-};
-
-/// The numbers of partitions whose rule gives every caller the part that it is in. The rule sees the remainder of a
-/// caller's number only, so callers with the same remainder are no further evidence.
-class PartitionFit {
- public:
-  PartitionFit() {
-    for (std::int32_t n = 2; n <= largestPartitionCount; ++n) candidates.push_back({static_cast<std::uint32_t>(n)});
-  }
-
-  void add(std::size_t part, double caller) {
-    const std::uint64_t remainder = key_as_integer(caller) % QUVENPartitionTest::modulus;
-    if (part >= isTested.size()) isTested.resize(part + 1, std::vector<bool>(QUVENPartitionTest::modulus));
-    if (isTested[part][remainder]) return;
-    isTested[part][remainder] = true;
-    ++remainders;
-    std::erase_if(candidates, [&](Candidate& candidate) {
-      if (part >= candidate.partitions) return false;  // a run with so few partitions has no such part
-      ++candidate.remainders;
-      return partition_of_key(remainder, candidate.partitions) != part;
-    });
-  }
-
-  /// The number of partitions of the run, `parts` before any other; 0 if the callers do not tell it.
-  std::size_t getPartitions(std::size_t parts) const {
-    std::size_t found = 0;
-    for (const Candidate& candidate : candidates) {
-      if (candidate.partitions == parts) return parts;
-      if (found == 0 && candidate.remainders * std::log2(candidate.partitions) >= bitsOfCertainty) {
-        found = candidate.partitions;
-      }
-    }
-    return found;
-  }
-
-  /// Whether chance may leave one of so many parts empty. Callers whose numbers follow a rule may leave one empty where
-  /// this is false.
-  bool allowsEmptyPart(std::size_t parts) const {
-    const auto n = static_cast<double>(parts);
-    return parts < 2 || std::log2(n) + static_cast<double>(remainders) * std::log2(1 - 1 / n) > -bitsOfCertainty;
-  }
-
- private:
-  struct Candidate {
-    std::uint32_t partitions;
-    std::uint64_t remainders = 0;  ///< that were tested
-  };
-
-  std::vector<Candidate> candidates;
-  std::vector<std::vector<bool>> isTested;  ///< by part and remainder
-  std::uint64_t remainders = 0;             ///< different ones, in all parts
 };
 
 /// The callers of all the parts of a dataset.
@@ -196,7 +142,7 @@ class CallersOfParts {
   }
 
   void checkBySorting(const QUVENEnvHandle& env) {
-    fit = PartitionFit();
+    fit = QUVENPartitionFit();
     std::vector<CallerInPart> callers;
     for (std::size_t part = 0; part < parts.size(); ++part) {
       CallerReader reader(parts[part], columns, column);
@@ -212,7 +158,7 @@ class CallersOfParts {
   const std::vector<std::string> parts;
   const std::size_t columns;
   const std::size_t column;
-  PartitionFit fit;
+  QUVENPartitionFit fit;
 };
 
 }  // namespace

@@ -8,6 +8,7 @@
 #include <utility>
 
 #include "control/quven_file_formats.h"
+#include "control/quven_partition_fit.h"
 #include "dataset_files.h"
 #include "key_value.h"
 #include "sums_file.h"
@@ -37,8 +38,20 @@ class MergedSums {
                                files[part]->getPath() + ", too");
     }
     record[0] = key;
+    fit.add(part, key);
     files[part]->readRow(record, counts);
     advance(part);
+  }
+  /// Refuses parts that are not all the parts of one loader run, as far as the callers tell. Requires: isAtEnd().
+  void refuseOtherRun(const std::string& dataset) const {
+    if (files.front()->getPath() == dataset) return;  // not in parts
+    const std::size_t partitions = fit.getPartitions(files.size());
+    if (partitions == 0 || partitions == files.size()) return;
+    const bool isMissing = partitions > files.size();
+    const std::string part = dataset + "." + std::to_string(isMissing ? files.size() : partitions);
+    throw std::runtime_error(part +
+                             (isMissing ? ": a part of the dataset is missing" : ": a part is left from another run") +
+                             "; the other parts are of a run with " + std::to_string(partitions) + " partitions");
   }
   std::uint64_t countOtherEntries() const {
     std::uint64_t count = 0;
@@ -54,6 +67,7 @@ class MergedSums {
   }
 
   std::vector<std::unique_ptr<SumsFile>> files;
+  QUVENPartitionFit fit;
   std::priority_queue<KeyInPart, std::vector<KeyInPart>, std::greater<>> waiting;
 };
 
@@ -101,6 +115,7 @@ RowsTable makeRowsTable(const RowsOptions& options) {
     for (std::size_t c = 0; c < missing.size(); ++c) missing[c] += record[c + 1] == dataset_format::missingValue;
     files.writeRecord(record);
   }
+  sums.refuseOtherRun(options.input);
   files.complete(descriptionOf(options), QUVENTableLabels());
   table.otherEntries = sums.countOtherEntries();
   table.callers.resize(wanted.size());
