@@ -7,12 +7,6 @@
 
 namespace vesk_analyze {
 
-namespace {
-
-constexpr const char* resultsUnwritable = "vesk-analyze: Unable to write results file";
-
-}  // namespace
-
 AnalysisRun::AnalysisRun(const AnalyzeOptions& runOptions, const QUVENWorkerTransport& workerTransport,
                          const QUVENEnvHandle& env)
     : options(runOptions),
@@ -30,16 +24,6 @@ void AnalysisRun::openDataset(const QUVENEnvHandle& env) {
   dataset.open(driver.getPoint(), transport, QUVEN_ENV);
   checkColumns(*options.kind, options.dataset, driver.getPoint(), QUVEN_ENV);
   checkLengths(options.dataset, dataset.get().getNumColumns(), QUVEN_ENV);
-}
-
-/// Of the results of another analysis of hours nothing would be left, nor of a dataset.
-void AnalysisRun::checkNames(const QUVENEnvHandle& env) const {
-  std::vector<OutputFile> outputs = outputFiles;
-  if (!options.resultsFile.empty()) outputs.push_back({options.resultsFile});
-  std::vector<std::string> inputs = parameterFile.inputFiles(QUVEN_ENV);
-  const std::vector<std::string> files = dataset.files();
-  inputs.insert(inputs.end(), files.begin(), files.end());
-  checkOutputsDiffer(outputs, inputs, QUVEN_ENV);
 }
 
 void AnalysisRun::openModel(const QUVENXMLTag& parameters, const QUVENEnvHandle& env) {
@@ -70,20 +54,21 @@ void AnalysisRun::open(const QUVENEnvHandle& env) {
     checkCallersOfParts(options.dataset, driver.getPoint(), QUVEN_ENV);
     parameterFile.warnOfNoUse(QUVEN_ENV);
     openModel(parameters, QUVEN_ENV);
-    outputFiles = parameterFile.outputFiles(transport.getCount(), QUVEN_ENV);
-    checkOutputsBefore(outputFiles, options.kind->outputError, QUVEN_ENV);
-    const OutputFile results[] = {{options.resultsFile}};
-    if (!options.resultsFile.empty()) checkOutputsBefore(results, resultsUnwritable, QUVEN_ENV);
-    if (outputFiles.empty()) parameterFile.warnOfNoOutput();
+    files = {.outputs = parameterFile.outputFiles(transport.getCount(), QUVEN_ENV),
+             .results = options.resultsFile,
+             .inputs = parameterFile.inputFiles(QUVEN_ENV)};
+    files.addInputs(dataset.files());
+    files.checkWritable(options.kind->outputError, QUVEN_ENV);
+    if (files.outputs.empty()) parameterFile.warnOfNoOutput();
     parameterFile.endIfStrict(QUVEN_ENV);
-    checkNames(QUVEN_ENV);
+    files.checkNames(QUVEN_ENV);
   }
   driver.shareFields(QUVEN_ENV);
   if (!transport.isMaster()) openDataset(QUVEN_ENV);
 }
 
 void AnalysisRun::finish(const QUVENEnvHandle& env) {
-  checkOutputsAfter(outputFiles, options.kind->failedFile(model->getData(QUVEN_ENV)), QUVEN_ENV);
+  checkOutputsAfter(files.outputs, options.kind->failedFile(model->getData(QUVEN_ENV)), QUVEN_ENV);
 }
 
 void AnalysisRun::addResults(QUVENXMLTag& results, const QUVENEnvHandle& env) const {

@@ -29,7 +29,6 @@ class AnalysisRun final : public Run {
 
  private:
   void openDataset(const QUVENEnvHandle& env);
-  void checkNames(const QUVENEnvHandle& env) const;
   void openModel(const QUVENXMLTag& parameters, const QUVENEnvHandle& env);
 
   const AnalyzeOptions& options;
@@ -38,7 +37,7 @@ class AnalysisRun final : public Run {
   QUVENPassDriver driver;
   RunDataset dataset;
   QUVENSimpleAlgorithmModel* model = nullptr;  // on rank 0, owned by the driver
-  std::vector<OutputFile> outputFiles;
+  RunFiles files;
 };
 
 }  // namespace vesk_analyze

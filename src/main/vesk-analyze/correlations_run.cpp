@@ -3,7 +3,6 @@
 #include <ostream>
 
 #include "control/quven_csv_reader.h"
-#include "control/quven_table_labels.h"
 #include "exact_text.h"
 #include "kernel/quven_packed_triangle.h"
 #include "output_check.h"
@@ -60,21 +59,6 @@ void CorrelationsRun::openTable(const QUVENEnvHandle& env) {
   fields.learnsCategories = true;
 }
 
-void CorrelationsRun::checkOutputs(const QUVENEnvHandle& env) const {
-  std::vector<OutputFile> files = parameterFile.outputFiles(transport.getCount(), QUVEN_ENV);
-  checkOutputsBefore(files, "vesk-analyze: Unable to write output file", QUVEN_ENV);
-  if (!options.resultsFile.empty()) {
-    const OutputFile results[] = {{options.resultsFile}};
-    checkOutputsBefore(results, "vesk-analyze: Unable to write results file", QUVEN_ENV);
-    files.push_back(results[0]);
-  }
-  std::vector<std::string> inputs = parameterFile.inputFiles(QUVEN_ENV);
-  const std::vector<std::string> table = dataset.files();
-  inputs.insert(inputs.end(), table.begin(), table.end());
-  inputs.push_back(QUVENTableLabels::pathOf(options.dataset));
-  checkOutputsDiffer(files, inputs, QUVEN_ENV);
-}
-
 void CorrelationsRun::open(const QUVENEnvHandle& env) {
   if (transport.isMaster()) {
     parameters.read(parameterFile.read(QUVEN_ENV), TrainingParameters::sectionsOfCorrelations(), QUVEN_ENV);
@@ -83,8 +67,13 @@ void CorrelationsRun::open(const QUVENEnvHandle& env) {
   if (transport.isMaster()) {
     env.resolve().setSoftBytesLimit(parameters.memoryLimit * megabyte);
     openTable(QUVEN_ENV);
-    checkOutputs(QUVEN_ENV);
+    RunFiles files{.outputs = parameterFile.outputFiles(transport.getCount(), QUVEN_ENV),
+                   .results = options.resultsFile,
+                   .inputs = parameterFile.inputFiles(QUVEN_ENV)};
+    files.addInputs(dataset.tableFiles());
+    files.checkWritable(outputUnwritable, QUVEN_ENV);
     parameterFile.endIfStrict(QUVEN_ENV);
+    files.checkNames(QUVEN_ENV);
   }
   driver->shareFields(QUVEN_ENV);
   if (transport.isMaster()) {

@@ -31,7 +31,6 @@ class CorrelationsRun final : public Run {
  private:
   void makeDriver(const QUVENEnvHandle& env);
   void openTable(const QUVENEnvHandle& env);
-  void checkOutputs(const QUVENEnvHandle& env) const;
   void addScan(const QUVENEnvHandle& env);
 
   const AnalyzeOptions& options;

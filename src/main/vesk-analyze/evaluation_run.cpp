@@ -140,30 +140,19 @@ void EvaluationRun::openTable(const QUVENEnvHandle& env) {
   model.takeTrainingFields(point, QUVEN_ENV);
 }
 
-void EvaluationRun::checkOutputs(const QUVENEnvHandle& env) {
-  outputFiles = parameterFile.outputFiles(transport.getCount(), QUVEN_ENV);
-  checkOutputsBefore(outputFiles, "vesk-analyze: Unable to write output file", QUVEN_ENV);
-  std::vector<OutputFile> files = outputFiles;
-  if (!options.resultsFile.empty()) {
-    const OutputFile results[] = {{options.resultsFile}};
-    checkOutputsBefore(results, "vesk-analyze: Unable to write results file", QUVEN_ENV);
-    files.push_back(results[0]);
-  }
-  std::vector<std::string> inputs = dataset.files();
-  const std::vector<std::string> ofParameters = parameterFile.inputFiles(QUVEN_ENV);
-  inputs.insert(inputs.end(), ofParameters.begin(), ofParameters.end());
-  inputs.push_back(options.modelFile);
-  inputs.push_back(QUVENTableLabels::pathOf(options.dataset));
-  checkOutputsDiffer(files, inputs, QUVEN_ENV);
-}
-
 void EvaluationRun::open(const QUVENEnvHandle& env) {
   if (transport.isMaster()) parameters.read(parameterFile.read(QUVEN_ENV), QUVEN_ENV);
   makeDriver(QUVEN_ENV);
   if (transport.isMaster()) {
     openTable(QUVEN_ENV);
-    checkOutputs(QUVEN_ENV);
+    RunFiles files{.outputs = parameterFile.outputFiles(transport.getCount(), QUVEN_ENV),
+                   .results = options.resultsFile,
+                   .inputs = parameterFile.inputFiles(QUVEN_ENV)};
+    files.addInputs(dataset.tableFiles());
+    files.inputs.push_back(options.modelFile);
+    files.checkWritable(outputUnwritable, QUVEN_ENV);
     parameterFile.endIfStrict(QUVEN_ENV);
+    files.checkNames(QUVEN_ENV);
   }
   driver->shareFields(QUVEN_ENV);
   if (transport.isMaster()) {

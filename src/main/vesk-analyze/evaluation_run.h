@@ -35,7 +35,6 @@ class EvaluationRun final : public Run {
  private:
   void makeDriver(const QUVENEnvHandle& env);
   void openTable(const QUVENEnvHandle& env);
-  void checkOutputs(const QUVENEnvHandle& env);
   void addModel(const QUVENEnvHandle& env);
   void checkRecords(const QUVENEnvHandle& env) const;
   void addEvaluation(const QUVENEnvHandle& env);
@@ -70,7 +69,6 @@ class EvaluationRun final : public Run {
   const QUVENModel* trained = nullptr;  // owned by the driver, as the next two
   QUVENModelEvaluation* evaluation = nullptr;
   QUVENModelSensitivity* sensitivity = nullptr;
-  std::vector<OutputFile> outputFiles;
   std::vector<std::string> warnings;
   std::int64_t sensitivityStep = 1;  // every so many records
   EvaluationReport report;           // after work

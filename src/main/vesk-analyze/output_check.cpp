@@ -51,7 +51,7 @@ void checkOutputsBefore(std::span<const OutputFile> files, const char* words, co
 }
 
 void checkOutputsAfter(std::span<const OutputFile> files, const std::string& failedFile, const QUVENEnvHandle& env) {
-  constexpr const char* words = "vesk-analyze: Unable to write output file";
+  constexpr const char* words = outputUnwritable;
   if (!failedFile.empty()) report_error(OutputUnwritable, failedFile, words, QUVEN_ENV, true);
   for (const OutputFile& file : files) {
     std::error_code unknown;
@@ -59,12 +59,25 @@ void checkOutputsAfter(std::span<const OutputFile> files, const std::string& fai
   }
 }
 
+void RunFiles::checkWritable(const char* words, const QUVENEnvHandle& env) const {
+  checkOutputsBefore(outputs, words, QUVEN_ENV);
+  if (results.empty()) return;
+  const OutputFile file[] = {{results}};
+  checkOutputsBefore(file, "vesk-analyze: Unable to write results file", QUVEN_ENV);
+}
+
+void RunFiles::checkNames(const QUVENEnvHandle& env) const {
+  std::vector<OutputFile> files = outputs;
+  if (!results.empty()) files.push_back({results});
+  checkOutputsDiffer(files, inputs, QUVEN_ENV);
+}
+
 void writeOutput(const std::string& path, const std::function<void(std::ostream& out)>& write,
                  const QUVENEnvHandle& env) {
   QUVENResultFile file(path);
   if (file.isOpen()) write(file.getStream());
   if (file.isOpen() && file.commit()) return;
-  report_error(OutputUnwritable, path, "vesk-analyze: Unable to write output file", QUVEN_ENV, true);
+  report_error(OutputUnwritable, path, outputUnwritable, QUVEN_ENV, true);
 }
 
 }  // namespace vesk_analyze

@@ -3,6 +3,8 @@
 
 #include <functional>
 #include <iosfwd>
+#include <string>
+#include <vector>
 
 #include "analysis_kind.h"
 
@@ -21,6 +23,22 @@ void checkOutputsDiffer(std::span<const OutputFile> files, std::span<const std::
 /// Whether the files have come about.
 /// Errors: the terminating report 2302 with the name of the first that has not.
 void checkOutputsAfter(std::span<const OutputFile> files, const std::string& failedFile, const QUVENEnvHandle& env);
+
+/// The files of a run, which are checked before the first pass: of the results of another run of hours nothing would be
+/// left, nor of a dataset.
+struct RunFiles {
+  std::vector<OutputFile> outputs = {};
+  std::string results = {};              ///< the file of --results, empty for none
+  std::vector<std::string> inputs = {};  ///< everything that is read
+
+  void addInputs(const std::vector<std::string>& files) { inputs.insert(inputs.end(), files.begin(), files.end()); }
+  /// Errors: as for checkOutputsBefore.
+  void checkWritable(const char* words, const QUVENEnvHandle& env) const;
+  /// Errors: as for checkOutputsDiffer.
+  void checkNames(const QUVENEnvHandle& env) const;
+};
+
+inline constexpr const char* outputUnwritable = "vesk-analyze: Unable to write output file";
 
 /// Writes a file, which gets its name when it is complete.
 /// Errors: the terminating report 2302 with its name.

@@ -2,6 +2,7 @@
 
 #include <filesystem>
 
+#include "control/quven_table_labels.h"
 #include "dataset_check.h"
 #include "parts_check.h"
 #include "vesk-common/quven_reports.h"
@@ -51,6 +52,12 @@ std::vector<std::string> RunDataset::files() const {
     all.push_back(part + ".info");
   }
   all.push_back(name + ".info");
+  return all;
+}
+
+std::vector<std::string> RunDataset::tableFiles() const {
+  std::vector<std::string> all = files();
+  all.push_back(QUVENTableLabels::pathOf(name));
   return all;
 }
 

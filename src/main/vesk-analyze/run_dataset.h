@@ -28,6 +28,8 @@ class RunDataset {
   std::int64_t getNumRecords();
   /// All files that a run reads for it: data and descriptions.
   std::vector<std::string> files() const;
+  /// The same and the labels, for a table.
+  std::vector<std::string> tableFiles() const;
   const std::string& getName() const { return name; }
   QUVENBinaryInputDataset& get() { return *dataset; }
   void release(const QUVENEnvHandle& env) { dataset.reset(QUVEN_ENV); }

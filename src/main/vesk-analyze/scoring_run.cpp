@@ -56,17 +56,10 @@ void ScoringRun::openTable(const QUVENEnvHandle& env) {
 }
 
 void ScoringRun::checkOutputs(const QUVENEnvHandle& env) const {
-  std::vector<OutputFile> files = {{options.outputFile}};
-  checkOutputsBefore(files, "vesk-analyze: Unable to write output file", QUVEN_ENV);
-  if (!options.resultsFile.empty()) {
-    const OutputFile results[] = {{options.resultsFile}};
-    checkOutputsBefore(results, "vesk-analyze: Unable to write results file", QUVEN_ENV);
-    files.push_back(results[0]);
-  }
-  std::vector<std::string> inputs = dataset.files();
-  inputs.push_back(options.modelFile);
-  inputs.push_back(QUVENTableLabels::pathOf(options.dataset));
-  checkOutputsDiffer(files, inputs, QUVEN_ENV);
+  RunFiles files{.outputs = {{options.outputFile}}, .results = options.resultsFile, .inputs = dataset.tableFiles()};
+  files.inputs.push_back(options.modelFile);
+  files.checkWritable(outputUnwritable, QUVEN_ENV);
+  files.checkNames(QUVEN_ENV);
 }
 
 void ScoringRun::addModel(const QUVENEnvHandle& env) {

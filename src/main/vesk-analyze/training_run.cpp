@@ -26,8 +26,6 @@ namespace {
 
 enum Code : int { IllegalParameter = 2202, FileUnusable = 2302, TooFewRecords = 5016, NoFiniteLoss = 5017 };
 
-constexpr const char* outputUnwritable = "vesk-analyze: Unable to write output file";
-constexpr const char* resultsUnwritable = "vesk-analyze: Unable to write results file";
 constexpr int distributionPasses = 2;
 constexpr std::int64_t megabyte = 1 << 20;
 
@@ -128,16 +126,6 @@ void TrainingRun::checkInputs(const QUVENEnvHandle& env) const {
                "vesk-analyze: " + parameters.model + " needs a numeric input, the dataset has none", QUVEN_ENV, true);
 }
 
-void TrainingRun::checkNames(const QUVENEnvHandle& env) const {
-  std::vector<OutputFile> files = outputFiles;
-  if (!options.resultsFile.empty()) files.push_back({options.resultsFile});
-  std::vector<std::string> inputs = parameterFile.inputFiles(QUVEN_ENV);
-  const std::vector<std::string> table = dataset.files();
-  inputs.insert(inputs.end(), table.begin(), table.end());
-  inputs.push_back(QUVENTableLabels::pathOf(options.dataset));
-  checkOutputsDiffer(files, inputs, QUVEN_ENV);
-}
-
 void TrainingRun::open(const QUVENEnvHandle& env) {
   if (transport.isMaster()) readParameters(QUVEN_ENV);
   makeDriver(QUVEN_ENV);
@@ -148,12 +136,13 @@ void TrainingRun::open(const QUVENEnvHandle& env) {
     fields = chooseTrainingFields(parameters, options.dataset, driver->getPoint(), QUVEN_ENV);
     fields.learnsCategories = kind->learnsCategories;
     checkInputs(QUVEN_ENV);
-    outputFiles = parameterFile.outputFiles(transport.getCount(), QUVEN_ENV);
-    checkOutputsBefore(outputFiles, outputUnwritable, QUVEN_ENV);
-    const OutputFile results[] = {{options.resultsFile}};
-    if (!options.resultsFile.empty()) checkOutputsBefore(results, resultsUnwritable, QUVEN_ENV);
+    RunFiles files{.outputs = parameterFile.outputFiles(transport.getCount(), QUVEN_ENV),
+                   .results = options.resultsFile,
+                   .inputs = parameterFile.inputFiles(QUVEN_ENV)};
+    files.addInputs(dataset.tableFiles());
+    files.checkWritable(outputUnwritable, QUVEN_ENV);
     parameterFile.endIfStrict(QUVEN_ENV);
-    checkNames(QUVEN_ENV);
+    files.checkNames(QUVEN_ENV);
   }
   driver->shareFields(QUVEN_ENV);
   if (transport.isMaster()) {

@@ -39,7 +39,6 @@ class TrainingRun final : public Run {
   void makeDriver(const QUVENEnvHandle& env);
   void openTable(const QUVENEnvHandle& env);
   void checkInputs(const QUVENEnvHandle& env) const;
-  void checkNames(const QUVENEnvHandle& env) const;
   void addModel(const QUVENEnvHandle& env);
   void readLossFunction(const QUVENEnvHandle& env);
   void checkColumns(const QUVENEnvHandle& env);
@@ -75,7 +74,6 @@ class TrainingRun final : public Run {
   std::vector<PredictionTerm> terms;
   QUVENTermVariances* variances = nullptr;  // of the terms; null when the prediction is no sum of terms
   QUVENOwnPtr<QUVENModelOutputs> outputs;
-  std::vector<OutputFile> outputFiles;
   std::size_t trainingPasses = 0;
 };
 
