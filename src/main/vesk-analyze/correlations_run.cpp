@@ -7,6 +7,7 @@
 #include "kernel/quven_packed_triangle.h"
 #include "output_check.h"
 #include "shared_words.h"
+#include "table_run_files.h"
 #include "vesk-common/quven_doubt.h"
 
 namespace vesk_analyze {
@@ -67,13 +68,7 @@ void CorrelationsRun::open(const QUVENEnvHandle& env) {
   if (transport.isMaster()) {
     env.resolve().setSoftBytesLimit(parameters.memoryLimit * megabyte);
     openTable(QUVEN_ENV);
-    RunFiles files{.outputs = parameterFile.outputFiles(transport.getCount(), QUVEN_ENV),
-                   .results = options.resultsFile,
-                   .inputs = parameterFile.inputFiles(QUVEN_ENV)};
-    files.addInputs(dataset.tableFiles());
-    files.checkWritable(outputUnwritable, QUVEN_ENV);
-    parameterFile.endIfStrict(QUVEN_ENV);
-    files.checkNames(QUVEN_ENV);
+    checkTableRunFiles(options, parameterFile, dataset, transport, QUVEN_ENV);
   }
   driver->shareFields(QUVEN_ENV);
   if (transport.isMaster()) {

@@ -11,6 +11,7 @@
 #include "model_parts.h"
 #include "output_check.h"
 #include "shared_words.h"
+#include "table_run_files.h"
 #include "util/quven_debug.h"
 #include "vesk-common/quven_doubt.h"
 #include "vesk-common/quven_reports.h"
@@ -145,14 +146,7 @@ void EvaluationRun::open(const QUVENEnvHandle& env) {
   makeDriver(QUVEN_ENV);
   if (transport.isMaster()) {
     openTable(QUVEN_ENV);
-    RunFiles files{.outputs = parameterFile.outputFiles(transport.getCount(), QUVEN_ENV),
-                   .results = options.resultsFile,
-                   .inputs = parameterFile.inputFiles(QUVEN_ENV)};
-    files.addInputs(dataset.tableFiles());
-    files.inputs.push_back(options.modelFile);
-    files.checkWritable(outputUnwritable, QUVEN_ENV);
-    parameterFile.endIfStrict(QUVEN_ENV);
-    files.checkNames(QUVEN_ENV);
+    checkTableRunFiles(options, parameterFile, dataset, transport, QUVEN_ENV);
   }
   driver->shareFields(QUVEN_ENV);
   if (transport.isMaster()) {

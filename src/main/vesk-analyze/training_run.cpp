@@ -17,6 +17,7 @@
 #include "loss_words.h"
 #include "output_check.h"
 #include "shared_words.h"
+#include "table_run_files.h"
 #include "vesk-common/quven_doubt.h"
 #include "vesk-common/quven_reports.h"
 
@@ -136,13 +137,7 @@ void TrainingRun::open(const QUVENEnvHandle& env) {
     fields = chooseTrainingFields(parameters, options.dataset, driver->getPoint(), QUVEN_ENV);
     fields.learnsCategories = kind->learnsCategories;
     checkInputs(QUVEN_ENV);
-    RunFiles files{.outputs = parameterFile.outputFiles(transport.getCount(), QUVEN_ENV),
-                   .results = options.resultsFile,
-                   .inputs = parameterFile.inputFiles(QUVEN_ENV)};
-    files.addInputs(dataset.tableFiles());
-    files.checkWritable(outputUnwritable, QUVEN_ENV);
-    parameterFile.endIfStrict(QUVEN_ENV);
-    files.checkNames(QUVEN_ENV);
+    checkTableRunFiles(options, parameterFile, dataset, transport, QUVEN_ENV);
   }
   driver->shareFields(QUVEN_ENV);
   if (transport.isMaster()) {

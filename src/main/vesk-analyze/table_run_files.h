@@ -1,0 +1,17 @@
+#ifndef VESK_ANALYZE_TABLE_RUN_FILES_H
+#define VESK_ANALYZE_TABLE_RUN_FILES_H
+
+#include "run.h"
+#include "run_dataset.h"
+
+namespace vesk_analyze {
+
+/// Checks the files of a run over a table, on rank 0 before the first pass: whether the outputs can be written and take
+/// the place of nothing that is read. A strict run ends here after a warning of its parameters.
+/// Errors: the terminating reports 2302 and 4608.
+void checkTableRunFiles(const AnalyzeOptions& options, const ParameterFile& parameterFile, const RunDataset& dataset,
+                        const QUVENWorkerTransport& transport, const QUVENEnvHandle& env);
+
+}  // namespace vesk_analyze
+
+#endif  // VESK_ANALYZE_TABLE_RUN_FILES_H
