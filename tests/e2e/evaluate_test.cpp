@@ -290,6 +290,28 @@ TEST_F(Evaluate, OfManyRecordsEverySecondOrThirdIsTaken) {
   EXPECT_EQ(points({"Records=Test"}), std::to_string(std::count(channels.begin(), channels.end(), "1")));
 }
 
+// The chosen records are not evenly spread, so the step is not the quotient of two counts.
+TEST_F(Evaluate, OfTheRecordsOfTheTestTheSmallestStepIsTaken) {
+  writeTable(Target::Number);
+  expectTrained({});
+  expectScored({"--channels"});
+  const Strings channels = csv("p.csv").at("channel");
+  const auto count = [&](std::size_t step) {
+    int found = 0;
+    for (std::size_t i = 0; i < channels.size(); i += step) found += channels[i] == "1" ? 1 : 0;
+    return found;
+  };
+  bool isSmaller = false;
+  for (int most = 5; most < 60; most += 3) {
+    std::size_t step = 1;
+    while (count(step) > most) ++step;
+    isSmaller = isSmaller || static_cast<int>(step) * most < count(1);
+    expectEvaluated({"Records=Test", "MaxSensitivityRecords=" + std::to_string(most)});
+    EXPECT_EQ(csv("e_sensitivity.csv").at("points").at(0), std::to_string(count(step))) << most;
+  }
+  EXPECT_TRUE(isSmaller);
+}
+
 TEST_F(Evaluate, WithoutSensitivityItsFileHasItsHeadLineOnly) {
   writeTable(Target::Number);
   expectTrained({});
