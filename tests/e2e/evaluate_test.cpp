@@ -387,21 +387,28 @@ TEST_F(Evaluate, PredictionsThatOverflowAreLeftOutWithAWarning) {
   std::vector<double> values;
   for (int i = 0; i < 400; ++i) {
     const double x = draw();
-    values.insert(values.end(), {x, std::floor(2 + 1.5 * x + draw())});
+    values.insert(values.end(), {x, 3 * x + 0.1 * draw()});
   }
   const std::vector<Column> columns = {{"x", "Numeric", "Explanatory"}, {"y", "Numeric", "Target"}};
   table("t.bin", columns, values);
-  expectTrained({"LossFunction=PoissonLink", "StopAfterPasses=1"});
-  for (int i = 0; i < 3; ++i) values[static_cast<std::size_t>(2 * i)] = 1e250;
+  expectTrained({"Model=LinearRegression"});
+  for (int i = 0; i < 3; ++i) values[static_cast<std::size_t>(2 * i)] = i == 0 ? -1e308 : 1e308;
   table("t.bin", columns, values);
   expectScored({});
   const Strings predicted = csv("p.csv").at("Predicted_y");
-  const auto overflows = std::count(predicted.begin(), predicted.end(), "inf");
-  expectEvaluated({});
-  EXPECT_EQ(quality().at("records"), 400 - static_cast<double>(overflows));
-  const std::string text = "t.bin;|vesk-analyze: " + std::to_string(overflows) +
-                           " records have predictions that are no finite numbers; they are left out";
-  EXPECT_EQ(overflows > 0, result.out.find(warningLine(5017, text)) != std::string::npos);
+  ASSERT_EQ(std::count(predicted.begin(), predicted.end(), "inf"), 2);
+  ASSERT_EQ(std::count(predicted.begin(), predicted.end(), "-inf"), 1);
+  for (const int ranks : {1, 2}) {
+    expectEvaluated({}, ranks);
+    EXPECT_EQ(quality().at("records"), 397);
+    EXPECT_GT(quality().at("R_squared_plain"), 0.99);
+    EXPECT_EQ(csv("e_sensitivity.csv").at("points").at(0), "397");
+    EXPECT_THAT(result.out, HasSubstr(warningLine(5017,
+                                                  "t.bin;|vesk-analyze: 3 records have predictions that are no finite "
+                                                  "numbers; they are left out")));
+  }
+  evaluate({}, 1, {"--strict"});
+  EXPECT_EQ(result.status, 99);
 }
 
 TEST_F(Evaluate, RecordsBelowTheLowestBoundaryAreLoggedFromVerbosityTwo) {
