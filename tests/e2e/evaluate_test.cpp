@@ -411,6 +411,24 @@ TEST_F(Evaluate, PredictionsThatOverflowAreLeftOutWithAWarning) {
   EXPECT_EQ(result.status, 99);
 }
 
+TEST_F(Evaluate, WithoutAFinitePredictionThereIsNoLiftCurve) {
+  std::vector<double> values;
+  for (int i = 0; i < 100; ++i) values.insert(values.end(), {static_cast<double>(i), 3.0 * i});
+  const std::vector<Column> columns = {{"x", "Numeric", "Explanatory"}, {"y", "Numeric", "Target"}};
+  table("t.bin", columns, values);
+  expectTrained({"Model=LinearRegression"});
+  for (std::size_t i = 0; i < values.size(); i += 2) values[i] = 1e308;
+  table("t.bin", columns, values);
+  for (const int ranks : {1, 2}) {
+    expectEvaluated({}, ranks);
+    EXPECT_THAT(result.out, HasSubstr("Warning;|3417;|Warning: no bins found in QUVENLiftCurve::finalizeStats;|"));
+    EXPECT_THAT(result.out, HasSubstr("100 records have predictions that are no finite numbers"));
+    EXPECT_EQ(quality().at("records"), 0);
+    EXPECT_EQ(content("e_lift.csv"), "bin,boundary,records,cum_records,sum_predicted,sum_error,cum_actual,lift,z\n");
+    EXPECT_EQ(content("e_sensitivity.csv"), "field,sensitivity,points\nx,0,0\n");
+  }
+}
+
 TEST_F(Evaluate, RecordsBelowTheLowestBoundaryAreLoggedFromVerbosityTwo) {
   writeTable(Target::Number);
   expectTrained({});
