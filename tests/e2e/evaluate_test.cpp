@@ -383,6 +383,29 @@ TEST_F(Evaluate, AConstantTargetHasNoQualityUnlessThePredictionIsRight) {
   EXPECT_TRUE(std::isnan(quality().at("R_squared_plain")));
 }
 
+// A logistic model predicts the probability of a class, so -1 is as good a name of the other class as 0.
+TEST_F(Evaluate, AClassOfMinusOneIsOneOfZero) {
+  std::vector<double> values;
+  for (int i = 0; i < 600; ++i) {
+    const double x = draw();
+    values.insert(values.end(), {x, x + 0.5 * draw() > 0.2 ? 1.0 : 0.0});
+  }
+  const std::vector<Column> columns = {{"x", "Numeric", "Explanatory"}, {"y", "Numeric", "Target"}};
+  table("t.bin", columns, values);
+  for (const char* loss : {"Logistic", "LogisticLink"}) {
+    SCOPED_TRACE(loss);
+    table("t.bin", columns, values);
+    expectTrained({std::string("LossFunction=") + loss});
+    expectEvaluated({});
+    const std::map<std::string, std::string> ofZero = contents();
+    std::vector<double> renamed = values;
+    for (std::size_t i = 1; i < renamed.size(); i += 2) renamed[i] = renamed[i] == 0 ? -1 : 1;
+    table("t.bin", columns, renamed);
+    expectEvaluated({});
+    for (const auto& [file, text] : contents()) EXPECT_EQ(text, ofZero.at(file)) << file;
+  }
+}
+
 TEST_F(Evaluate, PredictionsThatOverflowAreLeftOutWithAWarning) {
   std::vector<double> values;
   for (int i = 0; i < 400; ++i) {
