@@ -290,6 +290,28 @@ TEST_F(Evaluate, OfManyRecordsEverySecondOrThirdIsTaken) {
   EXPECT_EQ(points({"Records=Test"}), std::to_string(std::count(channels.begin(), channels.end(), "1")));
 }
 
+// The chosen records are not evenly spread, so the step is not the quotient of two counts.
+TEST_F(Evaluate, OfTheRecordsOfTheTestTheSmallestStepIsTaken) {
+  writeTable(Target::Number);
+  expectTrained({});
+  expectScored({"--channels"});
+  const Strings channels = csv("p.csv").at("channel");
+  const auto count = [&](std::size_t step) {
+    int found = 0;
+    for (std::size_t i = 0; i < channels.size(); i += step) found += channels[i] == "1" ? 1 : 0;
+    return found;
+  };
+  bool isSmaller = false;
+  for (int most = 5; most < 60; most += 3) {
+    std::size_t step = 1;
+    while (count(step) > most) ++step;
+    isSmaller = isSmaller || static_cast<int>(step) * most < count(1);
+    expectEvaluated({"Records=Test", "MaxSensitivityRecords=" + std::to_string(most)});
+    EXPECT_EQ(csv("e_sensitivity.csv").at("points").at(0), std::to_string(count(step))) << most;
+  }
+  EXPECT_TRUE(isSmaller);
+}
+
 TEST_F(Evaluate, WithoutSensitivityItsFileHasItsHeadLineOnly) {
   writeTable(Target::Number);
   expectTrained({});
@@ -361,25 +383,73 @@ TEST_F(Evaluate, AConstantTargetHasNoQualityUnlessThePredictionIsRight) {
   EXPECT_TRUE(std::isnan(quality().at("R_squared_plain")));
 }
 
+// A logistic model predicts the probability of a class, so -1 is as good a name of the other class as 0.
+TEST_F(Evaluate, AClassOfMinusOneIsOneOfZero) {
+  std::vector<double> values;
+  for (int i = 0; i < 600; ++i) {
+    const double x = draw();
+    values.insert(values.end(), {x, x + 0.5 * draw() > 0.2 ? 1.0 : 0.0});
+  }
+  const std::vector<Column> columns = {{"x", "Numeric", "Explanatory"}, {"y", "Numeric", "Target"}};
+  table("t.bin", columns, values);
+  for (const char* loss : {"Logistic", "LogisticLink"}) {
+    SCOPED_TRACE(loss);
+    table("t.bin", columns, values);
+    expectTrained({std::string("LossFunction=") + loss});
+    expectEvaluated({});
+    const std::map<std::string, std::string> ofZero = contents();
+    std::vector<double> renamed = values;
+    for (std::size_t i = 1; i < renamed.size(); i += 2) renamed[i] = renamed[i] == 0 ? -1 : 1;
+    table("t.bin", columns, renamed);
+    expectEvaluated({});
+    for (const auto& [file, text] : contents()) EXPECT_EQ(text, ofZero.at(file)) << file;
+  }
+}
+
 TEST_F(Evaluate, PredictionsThatOverflowAreLeftOutWithAWarning) {
   std::vector<double> values;
   for (int i = 0; i < 400; ++i) {
     const double x = draw();
-    values.insert(values.end(), {x, std::floor(2 + 1.5 * x + draw())});
+    values.insert(values.end(), {x, 3 * x + 0.1 * draw()});
   }
   const std::vector<Column> columns = {{"x", "Numeric", "Explanatory"}, {"y", "Numeric", "Target"}};
   table("t.bin", columns, values);
-  expectTrained({"LossFunction=PoissonLink", "StopAfterPasses=1"});
-  for (int i = 0; i < 3; ++i) values[static_cast<std::size_t>(2 * i)] = 1e250;
+  expectTrained({"Model=LinearRegression"});
+  for (int i = 0; i < 3; ++i) values[static_cast<std::size_t>(2 * i)] = i == 0 ? -1e308 : 1e308;
   table("t.bin", columns, values);
   expectScored({});
   const Strings predicted = csv("p.csv").at("Predicted_y");
-  const auto overflows = std::count(predicted.begin(), predicted.end(), "inf");
-  expectEvaluated({});
-  EXPECT_EQ(quality().at("records"), 400 - static_cast<double>(overflows));
-  const std::string text = "t.bin;|vesk-analyze: " + std::to_string(overflows) +
-                           " records have predictions that are no finite numbers; they are left out";
-  EXPECT_EQ(overflows > 0, result.out.find(warningLine(5017, text)) != std::string::npos);
+  ASSERT_EQ(std::count(predicted.begin(), predicted.end(), "inf"), 2);
+  ASSERT_EQ(std::count(predicted.begin(), predicted.end(), "-inf"), 1);
+  for (const int ranks : {1, 2}) {
+    expectEvaluated({}, ranks);
+    EXPECT_EQ(quality().at("records"), 397);
+    EXPECT_GT(quality().at("R_squared_plain"), 0.99);
+    EXPECT_EQ(csv("e_sensitivity.csv").at("points").at(0), "397");
+    EXPECT_THAT(result.out, HasSubstr(warningLine(5017,
+                                                  "t.bin;|vesk-analyze: 3 records have predictions that are no finite "
+                                                  "numbers; they are left out")));
+  }
+  evaluate({}, 1, {"--strict"});
+  EXPECT_EQ(result.status, 99);
+}
+
+TEST_F(Evaluate, WithoutAFinitePredictionThereIsNoLiftCurve) {
+  std::vector<double> values;
+  for (int i = 0; i < 100; ++i) values.insert(values.end(), {static_cast<double>(i), 3.0 * i});
+  const std::vector<Column> columns = {{"x", "Numeric", "Explanatory"}, {"y", "Numeric", "Target"}};
+  table("t.bin", columns, values);
+  expectTrained({"Model=LinearRegression"});
+  for (std::size_t i = 0; i < values.size(); i += 2) values[i] = 1e308;
+  table("t.bin", columns, values);
+  for (const int ranks : {1, 2}) {
+    expectEvaluated({}, ranks);
+    EXPECT_THAT(result.out, HasSubstr("Warning;|3417;|Warning: no bins found in QUVENLiftCurve::finalizeStats;|"));
+    EXPECT_THAT(result.out, HasSubstr("100 records have predictions that are no finite numbers"));
+    EXPECT_EQ(quality().at("records"), 0);
+    EXPECT_EQ(content("e_lift.csv"), "bin,boundary,records,cum_records,sum_predicted,sum_error,cum_actual,lift,z\n");
+    EXPECT_EQ(content("e_sensitivity.csv"), "field,sensitivity,points\nx,0,0\n");
+  }
 }
 
 TEST_F(Evaluate, RecordsBelowTheLowestBoundaryAreLoggedFromVerbosityTwo) {

@@ -323,11 +323,21 @@ TEST_F(QUVENLiftCurveTest, TwoPredictionsShareTheBoundaries) {
   EXPECT_EQ(boundariesOf(*curve), expected);
 }
 
-TEST_F(QUVENLiftCurveTest, AnEmptyDistributionGivesNoBins) {
-  curve->initialize(*static_cast<QUVENNumField*>(x[1]), QUVEN_ENV);  // it has no distribution
-  EXPECT_EQ(curve->getNumBins(), 0);
-  curve->initialize(distribute({}), QUVEN_ENV);
-  EXPECT_EQ(curve->getNumBins(), 0);
+TEST_F(QUVENLiftCurveTest, AnEmptyDistributionCannotBeLaidOut) {
+  for (const QUVENNumField* field : {static_cast<QUVENNumField*>(x[1]), &distribute({})}) {  // the first has none
+    EXPECT_FALSE(QUVENLiftCurve::canInitialize(*field));
+    expectFailure([&] { curve->initialize(*field, QUVEN_ENV); }, "numbins >= 1");
+  }
+}
+
+TEST_F(QUVENLiftCurveTest, ADistributionWhoseBinsAreEmptyCannotBeLaidOut) {
+  EXPECT_TRUE(QUVENLiftCurve::canInitialize(distribute({1})));
+  const QUVENNumField& field = distribute({});  // the bin of the value before is still there
+  EXPECT_EQ(field.getDistribution()->getNumBins(), 1);
+  EXPECT_FALSE(QUVENLiftCurve::canInitialize(field));
+}
+
+TEST_F(QUVENLiftCurveTest, WithoutBinsWarnsOfEachRecord) {
   EXPECT_EQ(outputOf(2, [&] { update(*curve, {{1, 1, 1}}); }), warningOf("updateLiftCurveStats()"));
   EXPECT_EQ(curve->getPts(), 1);
 }

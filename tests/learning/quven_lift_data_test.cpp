@@ -98,6 +98,12 @@ TEST_F(QUVENLiftDataTest, ItsCurvesHaveTheLayoutOfTheirFields) {
   EXPECT_EQ(optimum.getRMSE(QUVEN_ENV), 0);
 }
 
+TEST_F(QUVENLiftDataTest, AFieldWithoutAValueGivesACurveWithoutBins) {
+  data->initialize(distribute(*y, {1, 2}), distribute(*x[0], {}), 3, QUVEN_ENV);
+  EXPECT_EQ(data->getModelLiftCurve()->getNumBins(), 0);
+  EXPECT_EQ(data->getOptimumLiftCurve()->getNumBins(), 120);
+}
+
 TEST_F(QUVENLiftDataTest, AreaRatioComparesWithTheOptimum) {
   EXPECT_EQ(data->getAreaRatio(QUVEN_ENV), -1.7976931348623157e+308);
   Pairs perfect;

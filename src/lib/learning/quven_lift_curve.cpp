@@ -36,12 +36,13 @@ double fractionOf(int i) {
   return 0.005 * (i - lastOfMiddle) + 0.9;
 }
 
-/// The quantiles of a distribution, by linear interpolation in its bins.
+/// The quantiles of the distribution of a field, by linear interpolation in its bins.
 class Quantiles {
  public:
-  explicit Quantiles(const QUVENNumFieldDist& distribution) {
-    for (long i = 1; i <= distribution.getNumBins(); ++i) {
-      const QUVENNumFieldBin& bin = distribution.getBin(i);
+  explicit Quantiles(const QUVENNumField& field) {
+    const QUVENNumFieldDist* const distribution = field.getDistribution();
+    for (long i = 1; distribution != nullptr && i <= distribution->getNumBins(); ++i) {
+      const QUVENNumFieldBin& bin = distribution->getBin(i);
       if (bin.getCount() < 1) continue;
       cumCounts.push_back(getTotal() + bin.getCount());
       upper.push_back(bin.getMaxValue());
@@ -49,9 +50,8 @@ class Quantiles {
     }
   }
   long getNumBins() const { return static_cast<long>(cumCounts.size()); }
+  /// Requires: getNumBins() >= 1.
   double at(double fraction) const {
-    const long numbins = getNumBins();
-    QUVEN_ASSERT(numbins >= 1);
     const double wanted = std::min(fraction * getTotal(), getTotal());
     const auto bin = std::lower_bound(cumCounts.begin(), cumCounts.end(), wanted);
     const auto i = static_cast<std::size_t>(bin - cumCounts.begin());
@@ -106,12 +106,14 @@ void QUVENLiftCurveBin::clear() {
 
 // The bins
 
+bool QUVENLiftCurve::canInitialize(const QUVENNumField& field) { return Quantiles(field).getNumBins() >= 1; }
+
 void QUVENLiftCurve::initialize(const QUVENNumField& field, const QUVENEnvHandle& env) {
+  const Quantiles quantiles(field);
+  const long numbins = quantiles.getNumBins();
+  QUVEN_ASSERT(numbins >= 1);
   ivLiftCurveBin.setSize(0, QUVEN_ENV);
   beginRecords(QUVEN_ENV);
-  if (field.getDistribution() == nullptr) return;
-  const Quantiles quantiles(*field.getDistribution());
-  if (quantiles.getNumBins() == 0) return;
   for (int i = 1; i <= NumBoundaries; ++i) addBin(quantiles.at(fractionOf(i)), QUVEN_ENV);
 }
 

@@ -74,9 +74,12 @@ class QUVENLiftCurve : public QUVENObjectOf<QUVENLiftCurve, QUVENMultiScan> {
 
   void setUsageValue(std::int32_t usage) { ivUsageValue = usage; }
   std::int32_t getUsageValue() const { return ivUsageValue; }
+  /// Whether the distribution of a field has a value, so that initialize can make bins from it.
+  static bool canInitialize(const QUVENNumField& field);
   /// Makes 120 bins from the distribution of the predictions: their boundaries are quantiles, each half percent of the
   /// smallest and the largest tenth and each percent in between. Equal quantiles are boundaries of their own; the first
-  /// of them from the top gets the records. Without a value in the distribution the curve has no bin.
+  /// of them from the top gets the records. Errors: a field without a value in its distribution is an assertion
+  /// failure.
   void initialize(const QUVENNumField& field, const QUVENEnvHandle& env);
   /// Adds an empty bin, in the order of the boundaries. Errors: NaN is an assertion failure.
   void addBin(double boundary, const QUVENEnvHandle& env);

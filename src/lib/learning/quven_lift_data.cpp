@@ -17,8 +17,8 @@ void QUVENLiftData::initialize(const QUVENNumField& target, const QUVENNumField&
   ivTargetFieldName = target.getName().str();
   ivModelLiftCurvePtr = quvenMake<QUVENLiftCurve>(QUVEN_ENV);
   ivOptimumLiftCurvePtr = quvenMake<QUVENLiftCurve>(QUVEN_ENV);
-  ivModelLiftCurvePtr->initialize(prediction, QUVEN_ENV);
-  ivOptimumLiftCurvePtr->initialize(target, QUVEN_ENV);
+  if (QUVENLiftCurve::canInitialize(prediction)) ivModelLiftCurvePtr->initialize(prediction, QUVEN_ENV);
+  if (QUVENLiftCurve::canInitialize(target)) ivOptimumLiftCurvePtr->initialize(target, QUVEN_ENV);
   forEachCurve([usage](QUVENLiftCurve& curve) { curve.setUsageValue(usage); });
 }
 

@@ -14,7 +14,8 @@ class QUVENLiftData : public QUVENObjectOf<QUVENLiftData, QUVENMultiScan> {
   explicit QUVENLiftData(const QUVENEnvHandle& env) : Members(env) {}
 
   /// Makes the curves: that of the model is laid out from the distribution of the prediction, the optimum from that of
-  /// the target. usage: that of the target, see QUVENLiftCurve::getRSquared.
+  /// the target. A curve has no bin if the distribution of its field has no value. usage: that of the target, see
+  /// QUVENLiftCurve::getRSquared.
   void initialize(const QUVENNumField& target, const QUVENNumField& prediction, std::int32_t usage,
                   const QUVENEnvHandle& env);
   const std::string& getTargetFieldName() const { return ivTargetFieldName; }

@@ -6,6 +6,7 @@
 #include "kernel/quven_data_point.h"
 #include "kernel/quven_num_field.h"
 #include "kernel/quven_scan_results.h"
+#include "learning/quven_scaled_prediction.h"
 #include "util/quven_debug.h"
 #include "util/quven_numbers.h"
 #include "util/quven_registration.h"
@@ -94,10 +95,11 @@ void QUVENModelEvaluation::observe(QUVENDataPoint&, const QUVENEnvHandle& env) {
     return;
   }
   constexpr double nothing = 0;
-  ivLiftData->updateLiftData(target, predicted, ivStdDevFieldPtr->getNumValueOrSingle(FinalChannel), env);
-  ivErrors.add(target, predicted, nothing);
-  ivActuals.add(target, nothing, nothing);
-  ivGroups.add(target, predicted, env);
+  const double actual = QUVENScaledPrediction::actualOf(ivLossId, target);
+  ivLiftData->updateLiftData(actual, predicted, ivStdDevFieldPtr->getNumValueOrSingle(FinalChannel), env);
+  ivErrors.add(actual, predicted, nothing);
+  ivActuals.add(actual, nothing, nothing);
+  ivGroups.add(actual, predicted, env);
   ivLossSum += loss->getReportedLoss(target, ivPredictionFieldPtr->getNumValueOrSingle(FinalChannel));
   if (ivTwoClasses != 0) ivClassRanks.add(predicted, target > 0, env);
 }

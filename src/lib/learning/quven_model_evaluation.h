@@ -12,8 +12,9 @@ class QUVENNumField;
 /// groups, mean loss, and the ranks of two classes.
 ///
 /// A record takes part when its target is there and its prediction, on the scale of the target, is finite; other
-/// records are counted. Each record counts once, whatever its case weight. Lifetime: owns what it gathers into; fields
-/// are referred to.
+/// records are counted. The class -1 of a logistic loss is taken as 0, which its probability is compared with. Each
+/// record counts once, whatever its case weight.
+/// Lifetime: owns what it gathers into; fields are referred to.
 class QUVENModelEvaluation : public QUVENObjectOf<QUVENModelEvaluation, QUVENMultiScan> {
  public:
   explicit QUVENModelEvaluation(const QUVENEnvHandle& env) : Members(env) {}

@@ -9,14 +9,27 @@
 
 QUVEN_REGISTER(QUVENScaledPrediction);
 
-double QUVENScaledPrediction::valueOf(std::int32_t lossId, double prediction) {
+namespace {
+
+bool isLogistic(std::int32_t lossId) {
   static const std::int32_t logistic = QUVENGeneralLoss::idOf("Logistic");
   static const std::int32_t logisticLink = QUVENGeneralLoss::idOf("LogisticLink");
+  return lossId == logistic || lossId == logisticLink;
+}
+
+}  // namespace
+
+double QUVENScaledPrediction::valueOf(std::int32_t lossId, double prediction) {
   static const std::int32_t poisson = QUVENGeneralLoss::idOf("Poisson");
   static const std::int32_t poissonLink = QUVENGeneralLoss::idOf("PoissonLink");
-  if (lossId == logistic || lossId == logisticLink) return 1 / (1 + std::exp(-2 * prediction));
+  if (isLogistic(lossId)) return 1 / (1 + std::exp(-2 * prediction));
   if (lossId == poisson || lossId == poissonLink) return std::exp(prediction);
   return prediction;
+}
+
+double QUVENScaledPrediction::actualOf(std::int32_t lossId, double target) {
+  constexpr double otherClass = -1;
+  return target == otherClass && isLogistic(lossId) ? 0 : target;
 }
 
 void QUVENScaledPrediction::setFields(QUVENField* prediction, QUVENField* scaled, std::int32_t lossId) {

@@ -16,6 +16,8 @@ class QUVENScaledPrediction : public QUVENObjectOf<QUVENScaledPrediction, QUVENM
 
   /// lossId: that of a loss function.
   static double valueOf(std::int32_t lossId, double prediction);
+  /// The target that such a value is compared with: 0 for the class -1 of a logistic loss, else the target itself.
+  static double actualOf(std::int32_t lossId, double target);
 
   void setFields(QUVENField* prediction, QUVENField* scaled, std::int32_t lossId);
   /// Requires: the model has scored the present record.

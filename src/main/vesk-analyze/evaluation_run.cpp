@@ -222,17 +222,18 @@ void EvaluationRun::warnOfEvaluation(const QUVENEnvHandle& env) {
 /// The smallest step that keeps within the parameter.
 std::int64_t EvaluationRun::chooseSensitivityStep() {
   const std::int64_t records = dataset.getNumRecords();
-  const auto count = [&](std::int64_t step) {
-    if (channel == 0) return (records + step - 1) / step;
+  const std::int64_t most = parameters.maxSensitivityRecords;
+  if (channel == 0) return std::max<std::int64_t>((records + most - 1) / most, 1);
+  // The records of a channel are not evenly spread, so each step is counted, until one record too many is found.
+  const auto takesTooMany = [&](std::int64_t step) {
     std::int64_t found = 0;
-    for (std::int64_t record = 0; record < records; record += step) {
+    for (std::int64_t record = 0; record < records && found <= most; record += step) {
       if (facts.dealing.channelOf(record) == channel) ++found;
     }
-    return found;
+    return found > most;
   };
-  const std::int64_t most = parameters.maxSensitivityRecords;
-  std::int64_t step = std::max<std::int64_t>((count(1) + most - 1) / most, 1);
-  while (count(step) > most) ++step;
+  std::int64_t step = 1;
+  while (takesTooMany(step)) ++step;
   return step;
 }
 
