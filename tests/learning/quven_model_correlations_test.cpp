@@ -78,7 +78,8 @@ class QUVENModelCorrelationsTest : public TransformTest {
     }
   }
   /// The columns that the regression reads on the records that train channel 1: of each transform the prediction, then
-  /// the target. Requires: the transforms are trained.
+  /// the target.
+  /// Requires: the transforms are trained.
   std::vector<std::vector<double>> literalColumns(const QUVENTransRegResidualModel& model) {
     const auto numTransforms = static_cast<std::size_t>(model.getTransforms().getSize());
     std::vector<std::vector<double>> columns(numTransforms + 1);

@@ -16,16 +16,19 @@
 ///         (ROC) curve", 1982.
 class QUVENClassRanks : public QUVENObjectOf<QUVENClassRanks, QUVENObject> {
  public:
-  /// Adds a record. Requires: a prediction that is not NaN.
+  /// Adds a record.
+  /// Requires: a prediction that is not NaN.
   void add(double prediction, bool isPositive, const QUVENEnvHandle& env);
   /// Sorts the last records in: before the counts are written, merged or asked for.
   void sortIn(const QUVENEnvHandle& env);
-  /// Adds the counts of another object. Requires: sortIn of both.
+  /// Adds the counts of another object.
+  /// Requires: sortIn of both.
   void merge(const QUVENClassRanks& other, const QUVENEnvHandle& env);
   void clear(const QUVENEnvHandle& env);
 
   /// The share of the pairs of a positive and a negative record in which the positive one has the larger prediction;
-  /// equal predictions are half a pair. NaN without a pair. Requires: sortIn.
+  /// equal predictions are half a pair. NaN without a pair.
+  /// Requires: sortIn.
   double getArea() const;
   long getNumPredictions() const { return ivPredictions.getSize(); }
 

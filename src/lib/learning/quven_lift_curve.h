@@ -78,10 +78,12 @@ class QUVENLiftCurve : public QUVENObjectOf<QUVENLiftCurve, QUVENMultiScan> {
   static bool canInitialize(const QUVENNumField& field);
   /// Makes 120 bins from the distribution of the predictions: their boundaries are quantiles, each half percent of the
   /// smallest and the largest tenth and each percent in between. Equal quantiles are boundaries of their own; the first
-  /// of them from the top gets the records. Errors: a field without a value in its distribution is an assertion
+  /// of them from the top gets the records.
+  /// Errors: a field without a value in its distribution is an assertion
   /// failure.
   void initialize(const QUVENNumField& field, const QUVENEnvHandle& env);
-  /// Adds an empty bin, in the order of the boundaries. Errors: NaN is an assertion failure.
+  /// Adds an empty bin, in the order of the boundaries.
+  /// Errors: NaN is an assertion failure.
   void addBin(double boundary, const QUVENEnvHandle& env);
   long getNumBins() const { return ivLiftCurveBin.getSize(); }
   /// Requires: 1 <= bin <= getNumBins(), an assertion failure otherwise.
@@ -94,7 +96,8 @@ class QUVENLiftCurve : public QUVENObjectOf<QUVENLiftCurve, QUVENMultiScan> {
   double getVarActVal() const { return ivVarActVal; }
 
   void updateLiftCurveStats(double actual, double predicted, double stdDev, const QUVENEnvHandle& env);
-  /// Computes the cumulative numbers; called again after more records. Errors: a curve of less than two bins is the
+  /// Computes the cumulative numbers; called again after more records.
+  /// Errors: a curve of less than two bins is the
   /// warning 3417, and has no quality numbers; bins without a record are the warning 3416.
   void finalizeStats(const QUVENEnvHandle& env);
   bool isFinalized() const { return finalized; }
@@ -120,7 +123,8 @@ class QUVENLiftCurve : public QUVENObjectOf<QUVENLiftCurve, QUVENMultiScan> {
   double getAccuracyQuality(const QUVENEnvHandle& env) const;
 
   void beginRecords(const QUVENEnvHandle& env) override;
-  /// Bins are merged one by one. Errors: another number of bins is an assertion failure.
+  /// Bins are merged one by one.
+  /// Errors: another number of bins is an assertion failure.
   [[nodiscard]] bool merge(QUVENDataScan* other, const QUVENEnvHandle& env) override;
   bool hasScanResult(const QUVENEnvHandle&) const override { return isScanInProgress(); }
   bool changesOnlyItsResults() const override { return true; }

@@ -16,7 +16,8 @@ class QUVENModelCorrelations : public QUVENObjectOf<QUVENModelCorrelations, QUVE
  public:
   explicit QUVENModelCorrelations(const QUVENEnvHandle& env) : Members(env) {}
 
-  /// The residual model has its inputs and its names, and no mode. Requires: no scan is in progress.
+  /// The residual model has its inputs and its names, and no mode.
+  /// Requires: no scan is in progress.
   void setResidualModel(QUVENOwnPtr<QUVENTransRegResidualModel>&& model);
   /// Null before setResidualModel, and once it has finished.
   const QUVENTransRegResidualModel* getResidualModel() const { return ivTregResidPtr.get(); }

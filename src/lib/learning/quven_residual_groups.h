@@ -12,7 +12,8 @@
 /// Lifetime: owns copies of the tests; their fields are referred to.
 class QUVENResidualGroups : public QUVENObjectOf<QUVENResidualGroups, QUVENObject> {
  public:
-  /// Adds an end of an interval. Requires: not below the one before.
+  /// Adds an end of an interval.
+  /// Requires: not below the one before.
   void addEnd(double end, const QUVENEnvHandle& env);
   long getNumIntervals() const { return ivEnds.getSize() + 1; }
   double getEnd(long interval) const { return ivEnds.at(interval); }

@@ -21,7 +21,8 @@ struct EvaluationChart {
 /// A segment in words: "0.5 to 3", "up to 3", the labels of its categories, "missing".
 std::string segmentLabel(const DescribedSegment& segment);
 
-/// The captured share of the target's sum against the share of records. Requires: a usable curve; the optimum is left
+/// The captured share of the target's sum against the share of records.
+/// Requires: a usable curve; the optimum is left
 /// out when it is not usable.
 EvaluationChart drawLiftChart(const CapturedShares& model, const CapturedShares& optimum);
 

@@ -29,7 +29,8 @@ struct PictureRectangle {
 /// An inline SVG element, drawn from back to front.
 ///
 /// Units: about a pixel; the page scales the picture to its column. Colours are those of the classes in the page's
-/// style. Texts are escaped here. Requires: finite coordinates.
+/// style. Texts are escaped here.
+/// Requires: finite coordinates.
 class SvgPicture {
  public:
   enum class Anchor { Start, Middle, End };

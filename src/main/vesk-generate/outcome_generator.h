@@ -44,11 +44,13 @@ class OutcomeGenerator {
   /// Draws what is known before the calls.
   OutcomeGenerator(const GeneratorSettings& settings, const CallNetwork& network);
 
-  /// Counts a record that is written. Requires: numbers of the network.
+  /// Counts a record that is written.
+  /// Requires: numbers of the network.
   void addRecord(const CallNetwork::Call& call, std::uint32_t seconds, std::uint32_t multiplicity);
 
   std::uint64_t callersLeft() const { return callers.size() - rowsMade; }
-  /// Appends the row of the next caller, by ascending number, with the line feed. Requires: callersLeft() > 0, all
+  /// Appends the row of the next caller, by ascending number, with the line feed.
+  /// Requires: callersLeft() > 0, all
   /// records have been counted.
   void addRow(std::string& text);
 

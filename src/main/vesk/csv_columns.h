@@ -27,7 +27,8 @@ struct CsvForm {
 
 /// Columns of a CSV file that is read twice: the first reading finds the types, the second one gives the numbers.
 ///
-/// Requires: a regular file. Memory: one row, and the different texts of the categorical columns.
+/// Requires: a regular file.
+/// Memory: one row, and the different texts of the categorical columns.
 /// Errors: std::runtime_error from every operation, with the file, and with the line where a line is wrong.
 class CsvColumns {
  public:
@@ -43,7 +44,8 @@ class CsvColumns {
   /// A name that is a number; it shows that the file has no header.
   std::optional<std::string> findNumberForName() const;
 
-  /// Adds a column of the file, by its place from 0, to those that are read. Requires: before findTypes.
+  /// Adds a column of the file, by its place from 0, to those that are read.
+  /// Requires: before findTypes.
   void choose(std::size_t place, TableColumn column);
   /// First reading: settles the types of the chosen columns. The result is the number of rows.
   std::uint64_t findTypes();
@@ -53,7 +55,8 @@ class CsvColumns {
   /// Second reading. An exception of `take` ends it.
   void readRows(const TakeRow& take);
 
-  /// A row of the file, of all columns; for messages. Requires: `row`, from 0, is below the number of rows.
+  /// A row of the file, of all columns; for messages.
+  /// Requires: `row`, from 0, is below the number of rows.
   std::vector<std::string> readRow(std::uint64_t row, std::uint64_t& line) const;
 
   /// The chosen columns in the order of the calls of choose.

@@ -20,7 +20,8 @@ class KeyedRows {
 
   std::uint32_t size() const { return count; }
   /// Adds a row, which gets the next number from 0. The result is NoRow, or the number of the earlier row of the key;
-  /// nothing is added then. Requires: isKey(key), and not more rows than the constructor was told.
+  /// nothing is added then.
+  /// Requires: isKey(key), and not more rows than the constructor was told.
   std::uint32_t add(double key, std::span<const double> cells);
   /// The number of the row of a key, or NoRow; any number may be asked for.
   std::uint32_t find(double key) const;

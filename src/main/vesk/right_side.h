@@ -57,7 +57,8 @@ class RightSide {
  protected:
   RightSide(RightFile rightFile, JoinKey joinKey) : file(std::move(rightFile)), key(std::move(joinKey)) {}
 
-  /// Makes room for the rows. Errors: none or too many rows.
+  /// Makes room for the rows.
+  /// Errors: none or too many rows.
   void makeRows(std::uint64_t count);
   std::string newName(const std::string& name) const { return file.prefix + name; }
 

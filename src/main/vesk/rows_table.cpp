@@ -42,7 +42,8 @@ class MergedSums {
     files[part]->readRow(record, counts);
     advance(part);
   }
-  /// Refuses parts that are not all the parts of one loader run, as far as the callers tell. Requires: isAtEnd().
+  /// Refuses parts that are not all the parts of one loader run, as far as the callers tell.
+  /// Requires: isAtEnd().
   void refuseOtherRun(const std::string& dataset) const {
     if (files.front()->getPath() == dataset) return;  // not in parts
     const std::size_t partitions = fit.getPartitions(files.size());

@@ -24,7 +24,8 @@ class SumsFile {
   /// Requires: the positions ascend; the view outlives the reader.
   SumsFile(const std::string& path, std::span<const WantedPosition> wantedPositions);
 
-  /// Reads the header of the next row; false at the end of the file. Requires: the row before was read to its end.
+  /// Reads the header of the next row; false at the end of the file.
+  /// Requires: the row before was read to its end.
   bool nextRow();
   double getKey() const { return key; }
   const std::string& getPath() const { return triples.getPath(); }
