@@ -295,6 +295,19 @@ TEST_F(JoinTableTest, RefusesOtherBases) {
   expectRefused("base.labels: line 2: 'x' is no code of a category");
 }
 
+TEST_F(JoinTableTest, RemarksOnKeysWithAnExponent) {
+  writeTable("base", "id Numeric Explanatory\n", {491512345678, 491512000000, 7});
+  folder.write("r.csv", "id,a\n7,1\n4.91512E+11,2\n8e0,1e3\n");
+  EXPECT_EQ(join({"--with", "r.csv"}), 0);
+  EXPECT_EQ(errText,
+            "vesk: r.csv: 2 keys of column id have an exponent, first '4.91512E+11' in line 3; if the program that "
+            "wrote them rounded them, they are the keys of others\n");
+  EXPECT_THAT(numbers("out"), ElementsAre(491512345678, missing, 491512000000, 2, 7, 1));
+  folder.write("r.csv", "id,a\n7,1e3\n");
+  EXPECT_EQ(join({"--with", "r.csv"}), 0);
+  EXPECT_EQ(errText, "");
+}
+
 TEST_F(JoinTableTest, RefusesAnOutputThatIsAnInput) {
   writeTable("right", "id Numeric Explanatory\ny Numeric Explanatory\n", {1, 5}, "y,5,five\n");
   folder.write("s.info", folder.read("r.csv"));
