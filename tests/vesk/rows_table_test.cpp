@@ -228,6 +228,14 @@ TEST_F(RowsTableTest, RefusesAnOutputThatIsAnInput) {
   EXPECT_EQ(folder.read("x.info"), bytes);
 }
 
+TEST_F(RowsTableTest, NamesTheCauseWhenTheOutputCannotBeWritten) {
+  writeNumbers("in", row(1, 2, {4}));
+  std::filesystem::create_directory(folder.path("out"));
+  EXPECT_EQ(rows({"--columns", "1:a"}), 99);
+  EXPECT_EQ(errText, "vesk: cannot write out: Is a directory\n");
+  EXPECT_THAT(files(), ElementsAre("in", "out"));
+}
+
 TEST_F(RowsTableTest, RefusesOtherLists) {
   writeNumbers("in", row(1, 2, {4}));
   const auto expectWrong = [this](const std::string& columns, const std::string& text) {
