@@ -168,6 +168,9 @@ TEST_F(CallTables, AreNotMadeOfContacts) {
   }
   load("op PairSum 2", "pairs");
   EXPECT_EQ(refusal("pairs"), "vesk: pairs: the file holds pair sums, not sums at positions\n");
+  writeFile("known.csv", "caller,left\n11,1\n");
+  EXPECT_EQ(table({"join", "pairs", "month", "--key", "Col1", "--with", "known.csv"}).err,
+            "vesk: pairs.info describes a sparse dataset, not a table; vesk table rows makes a table of sums\n");
 }
 
 TEST_F(CallTables, OfSumsWithGapsAreTaken) {

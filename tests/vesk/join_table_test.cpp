@@ -293,6 +293,8 @@ TEST_F(JoinTableTest, RefusesOtherBases) {
   expectRefused("base has no description base.info");
   writeTable("base", "id Numeric Explanatory\n", {1}, "id,x,y\n");
   expectRefused("base.labels: line 2: 'x' is no code of a category");
+  writeTable("base", "Col1 Numeric LineNumber\nid Numeric Explanatory\nCol3 Numeric Explanatory\n", {1, 0, 2, 1, 3, 0});
+  expectRefused("base.info describes a sparse dataset, not a table; vesk table rows makes a table of sums");
 }
 
 TEST_F(JoinTableTest, RemarksOnKeysWithAnExponent) {
