@@ -171,18 +171,24 @@ awk -F, '$2 == 1 { print $1 }' outcomes.csv > adopters.txt
 sed -e 's/seeds.txt/adopters.txt/' -e 's/energy.2.csv/adopters_energy.csv/' diffusion.2.xml > adopters.xml
 echo "+ mpirun -n 2 vesk-analyze diffusion adopters.xml month_pairs.bin --strict > adopters.log"
 mpirun -n 2 "$bin/vesk-analyze" diffusion adopters.xml month_pairs.bin --strict > adopters.log
-echo "+ vesk table join usage.bin offer.bin --key caller --with outcomes.csv --with found.1_1.nodes.csv:group_ ... > join.log"
-"$bin/vesk" table join usage.bin offer.bin --key caller --with outcomes.csv --with found.1_1.nodes.csv:group_ \
-  --with adopters_energy.csv:energy_ --target outcome > join.log
-grep 'key column' join.log
-# The test records, 40 % of all, train nothing. The table tells which columns come from the network.
-network_columns=$(cut -d' ' -f1 offer.bin.info | grep -E '^(group|energy)_' | paste -sd,)
+# The model learns from the callers of one table and is judged by those of the other, of which the training reads nothing.
+awk -F, 'NR == 1 || $1 % 5 > 1' outcomes.csv > learn.csv
+awk -F, 'NR == 1 || $1 % 5 <= 1' outcomes.csv > judge.csv
+for part in learn judge; do
+  "$bin/vesk" table csv "$part.csv" "$part.outcomes.bin" --target outcome > "$part.log"
+  echo "+ vesk table join $part.outcomes.bin $part.bin --key caller --with usage.bin ... >> $part.log"
+  "$bin/vesk" table join "$part.outcomes.bin" "$part.bin" --key caller --with usage.bin \
+    --with found.1_1.nodes.csv:group_ --with adopters_energy.csv:energy_ >> "$part.log"
+  grep 'key column' "$part.log"
+done
+# The table tells which columns come from the network.
+network_columns=$(cut -d' ' -f1 learn.bin.info | grep -E '^(group|energy)_' | paste -sd,)
 cat > offer.xml << 'END'
 <AnalysisParams>
   <Model>TransformRegression</Model>
   <LossFunction>LogisticLink</LossFunction>
   <UnseenValues>Root</UnseenValues>
-  <TestPercent>40</TestPercent>
+  <TestPercent>0</TestPercent>
   <ModelFileName>network.model</ModelFileName>
   <OutputFileName>network</OutputFileName>
 </AnalysisParams>
@@ -190,14 +196,13 @@ END
 for model in usage network; do
   supplementary=caller,group_GroupNumber  # a number that only names the group is no input
   [ "$model" = network ] || supplementary=caller,$network_columns
-  echo "+ mpirun -n 2 vesk-analyze train offer.xml offer.bin --set ModelFileName=$model.model ... > $model.train.log"
-  mpirun -n 2 "$bin/vesk-analyze" train offer.xml offer.bin --strict --set "Supplementary=$supplementary" \
+  echo "+ mpirun -n 2 vesk-analyze train offer.xml learn.bin --set ModelFileName=$model.model ... > $model.train.log"
+  mpirun -n 2 "$bin/vesk-analyze" train offer.xml learn.bin --strict --set "Supplementary=$supplementary" \
     --set "ModelFileName=$model.model" --set "OutputFileName=$model" > "$model.train.log"
-  echo "+ mpirun -n 2 vesk-analyze evaluate - $model.model offer.bin --set Records=Test ... > $model.evaluate.log"
-  mpirun -n 2 "$bin/vesk-analyze" evaluate - "$model.model" offer.bin --strict --set Records=Test \
-    --set "OutputFileName=$model" > "$model.evaluate.log"
+  echo "+ mpirun -n 2 vesk-analyze evaluate - $model.model judge.bin ... > $model.evaluate.log"
+  mpirun -n 2 "$bin/vesk-analyze" evaluate - "$model.model" judge.bin --strict --set "OutputFileName=$model" > "$model.evaluate.log"
 done
-run "$bin/vesk-analyze" score network.model offer.bin offer_scores.csv --keep caller,outcome
+run "$bin/vesk-analyze" score network.model judge.bin judge_scores.csv --keep caller,outcome
 # The lift of the first records: their mean outcome over that of all, on a straight line within a bin.
 lift_at() {
   awk -F, -v share="$2" 'FNR == NR { if ($1 == "records") wanted = share * $2; next }
@@ -206,7 +211,7 @@ lift_at() {
     { records = $4; sum = $7; if ($8 > 0) mean = sum / records / $8 }
     END { printf "%.2f", lift / mean }' "$1_quality.csv" "$1_lift.csv"
 }
-echo "lift on the test records      1 %     5 %    10 %"
+echo "lift on callers never seen    1 %     5 %    10 %"
 for model in usage network; do
   printf '  %-20s %8s %7s %7s\n' "$model" "$(lift_at $model 0.01)" "$(lift_at $model 0.05)" "$(lift_at $model 0.1)"
 done
@@ -232,8 +237,8 @@ signals.csv        a table with signals   linear_* boosted_*  reports of two mod
 spend_*            reports of the model   probe.predicted.csv  predictions
 parts.bin.0 .1     dataset of the pairs   energy.*.csv      energy and degrees of each subscriber
 outcomes.csv       outcome of each caller month_*.bin.*     sums and pairs of the month
-usage.bin          a table of the sums    offer.bin         the same with outcomes, groups and energies
+usage.bin          a table of the sums    learn.bin judge.bin outcomes with sums, groups and energies
 usage.* network.*  models of the outcome  usage_* network_*  their reports and evaluations; _report.html is a page
 adopters_energy.csv  energy from those who took up the offer before
-offer_scores.csv   predictions of the model with the network
+judge_scores.csv   predictions of the model with the network
 NOTE

@@ -81,7 +81,7 @@ TEST(EvaluationPage, TellsWhatWasEvaluated) {
   EXPECT_THAT(page, HasSubstr("<th scope=\"row\">Left out, without target</th><td>7</td>"));
   EXPECT_THAT(page, HasSubstr("<th scope=\"row\">Left out, prediction not finite</th><td>3</td>"));
   EXPECT_THAT(page, HasSubstr("<th scope=\"row\">Below the last bin of the lift curve</th><td>40</td>"));
-  EXPECT_THAT(page, HasSubstr("<td>Test: records that trained nothing</td>"));
+  EXPECT_THAT(page, HasSubstr("<td>Test: records from which no coefficient was learned</td>"));
   EXPECT_THAT(page, HasSubstr("<li>plan: 2 categories are new</li>"));
 }
 

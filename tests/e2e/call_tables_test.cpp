@@ -149,6 +149,38 @@ TEST_F(CallTables, AreTheSameForAnyNumberOfPartitions) {
   EXPECT_EQ(content("one.table"), content("seven.table"));
 }
 
+TEST_F(CallTables, AreNotMadeOfContacts) {
+  const auto refusal = [this](const std::string& name) {
+    const ProgramRun run = table({"rows", name, "month", "--columns", "1:calls"});
+    EXPECT_EQ(run.status, 99) << name;
+    EXPECT_FALSE(exists("month"));
+    return run.err;
+  };
+  const std::string text = ", the width: the file holds a table of contacts, not sums\n";
+  for (const std::string size : {"1", "4", "1000"}) {
+    load("CyclicTableSize " + size + "; op CyclicAdd 2; op CyclicAddPayload 3", "one");
+    EXPECT_THAT(refusal("one"), HasSubstr(text)) << size;
+    EXPECT_THAT(refusal("one_payload_1"), HasSubstr(text)) << size;
+    load("CyclicTableSize " + size + "; op CyclicAdd 2; NumberOfPartitions 3", "three");
+    for (const std::string name : {"three", "three.0", "three.1", "three.2"}) {
+      EXPECT_THAT(refusal(name), HasSubstr(text)) << name << size;
+    }
+  }
+  load("op PairSum 2", "pairs");
+  EXPECT_EQ(refusal("pairs"), "vesk: pairs: the file holds pair sums, not sums at positions\n");
+  writeFile("known.csv", "caller,left\n11,1\n");
+  EXPECT_EQ(table({"join", "pairs", "month", "--key", "Col1", "--with", "known.csv"}).err,
+            "vesk: pairs.info describes a sparse dataset, not a table; vesk table rows makes a table of sums\n");
+}
+
+TEST_F(CallTables, OfSumsWithGapsAreTaken) {
+  load("op Count 2 1; op Add 3 7; op Count 3 9 GE 100000", "sums");
+  EXPECT_EQ(table({"rows", "sums", "month", "--columns", "6:seconds"}).status, 0);
+  load("op Count 2 1", "sums");
+  EXPECT_EQ(table({"rows", "sums", "month", "--columns", "1:calls"}).err,
+            "vesk: no caller has position 1, column calls\n");
+}
+
 TEST_F(CallTables, LeaveNothingOnADiskWithoutRoom) {
   load("op Count 2 2; op Add 3 3", "sums");
   limits.fileBytes = 1000;  // of 1152 bytes

@@ -35,7 +35,7 @@ std::optional<std::map<double, double>> rowOf(const Triples& triples, std::size_
       return row;
     }
     const bool ascends = row.empty() || position > row.rbegin()->first;
-    if (!isWhole(position) || position < 1 || position > width || !ascends || !std::isfinite(value)) break;
+    if (!isWhole(position) || position < 1 || position >= width || !ascends || !std::isfinite(value)) break;
     row[position] = value;
   }
   return std::nullopt;

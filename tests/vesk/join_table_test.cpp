@@ -293,6 +293,31 @@ TEST_F(JoinTableTest, RefusesOtherBases) {
   expectRefused("base has no description base.info");
   writeTable("base", "id Numeric Explanatory\n", {1}, "id,x,y\n");
   expectRefused("base.labels: line 2: 'x' is no code of a category");
+  writeTable("base", "Col1 Numeric LineNumber\nid Numeric Explanatory\nCol3 Numeric Explanatory\n", {1, 0, 2, 1, 3, 0});
+  expectRefused("base.info describes a sparse dataset, not a table; vesk table rows makes a table of sums");
+}
+
+TEST_F(JoinTableTest, RemarksOnNumbersOfTheBaseThatAreNoKeys) {
+  writeTable("base", "id Numeric Explanatory\n", {1, missing, 9007199254740992.0, 1.5});
+  EXPECT_EQ(join({"--with", "r.csv"}), 0);
+  EXPECT_EQ(
+      errText,
+      "vesk: base, record 3: 9007199254740992 of column id is no key, the first of 2; a key must be a whole number "
+      "below 2^53\n");
+  EXPECT_THAT(outText, HasSubstr("  1 records of base have no key\n"));
+}
+
+TEST_F(JoinTableTest, RemarksOnKeysWithAnExponent) {
+  writeTable("base", "id Numeric Explanatory\n", {491512345678, 491512000000, 7});
+  folder.write("r.csv", "id,a\n7,1\n4.91512E+11,2\n8e0,1e3\n");
+  EXPECT_EQ(join({"--with", "r.csv"}), 0);
+  EXPECT_EQ(errText,
+            "vesk: r.csv: 2 keys of column id have an exponent, first '4.91512E+11' in line 3; if the program that "
+            "wrote them rounded them, they are the keys of others\n");
+  EXPECT_THAT(numbers("out"), ElementsAre(491512345678, missing, 491512000000, 2, 7, 1));
+  folder.write("r.csv", "id,a\n7,1e3\n");
+  EXPECT_EQ(join({"--with", "r.csv"}), 0);
+  EXPECT_EQ(errText, "");
 }
 
 TEST_F(JoinTableTest, RefusesAnOutputThatIsAnInput) {

@@ -60,7 +60,7 @@ TEST_F(RowsTableTest, MakesARecordOfEachCaller) {
 }
 
 TEST_F(RowsTableTest, TakesOneRecordOfOneColumn) {
-  writeNumbers("in", row(9007199254740991.0, 1, {-0.5}));
+  writeNumbers("in", row(9007199254740991.0, 2, {-0.5}));
   EXPECT_EQ(rows({"--columns", "1:x", "--key", "who calls"}), 0);
   EXPECT_THAT(numbers("out"), ElementsAre(9007199254740991.0, -0.5));
   EXPECT_EQ(folder.read("out.info"), "who_calls Numeric Explanatory\nx Numeric Explanatory\n");
@@ -70,7 +70,7 @@ TEST_F(RowsTableTest, TakesOneRecordOfOneColumn) {
 TEST_F(RowsTableTest, ReplacesAnEarlierTable) {
   folder.write("out", "old");
   folder.write("out.labels", "old");
-  writeNumbers("in", row(1, 1, {2}));
+  writeNumbers("in", row(1, 2, {2}));
   EXPECT_EQ(rows({"--columns", "1:x"}), 0);
   EXPECT_THAT(numbers("out"), ElementsAre(1, 2));
   EXPECT_THAT(files(), ElementsAre("in", "out", "out.info", "out.labels"));
@@ -80,7 +80,7 @@ TEST_F(RowsTableTest, ReplacesAnEarlierTable) {
 TEST_F(RowsTableTest, MergesPartsByTheirCallers) {
   writeNumbers("in.0", join({row(2, 3, {20}), row(7, 3, {70})}));
   writeNumbers("in.1", {});
-  writeNumbers("in.2", join({row(1, 2, {10}), row(3, 2, {30, 31}), row(9, 2, {90})}));
+  writeNumbers("in.2", join({row(1, 3, {10}), row(3, 3, {30, 31}), row(9, 3, {90})}));
   folder.write("in.0.info", "Col1 Numeric LineNumber\nCol2 Numeric Explanatory\nCol3 Numeric Explanatory\n");
   EXPECT_EQ(rows({"--columns", "1:x,2:y"}), 0);
   EXPECT_THAT(numbers("out"), ElementsAre(1, 10, 0, 2, 20, 0, 3, 30, 31, 7, 70, 0, 9, 90, 0));
@@ -117,7 +117,7 @@ TEST_F(RowsTableTest, RemarksOnPositionsThatNoCallerHas) {
 }
 
 TEST_F(RowsTableTest, RemarksOnSumsThatMeanMissingValues) {
-  writeNumbers("in", join({row(1, 2, {-99999, 1}), row(2, 2, {3, -99999}), row(3, 2, {-99999})}));
+  writeNumbers("in", join({row(1, 3, {-99999, 1}), row(2, 3, {3, -99999}), row(3, 3, {-99999})}));
   EXPECT_EQ(rows({"--columns", "1:a"}), 0);
   EXPECT_EQ(errText, "vesk: column a has 2 sums of -99999, which means a missing value in a dataset\n");
 }
@@ -183,6 +183,15 @@ TEST_F(RowsTableTest, RefusesPairSums) {
   expectRefused(longRow, text);
 }
 
+TEST_F(RowsTableTest, RefusesTablesOfContacts) {
+  const std::string text = "the width: the file holds a table of contacts, not sums";
+  expectRefused(join({row(1, 3, {7}), row(2, 3, {7, 8, 9})}),
+                "in, triple 7: key 2 has an entry at position 3, " + text);
+  expectRefused(row(4, 1, {7}), "in, triple 2: key 4 has an entry at position 1, " + text);
+  writeNumbers("in", join({row(1, 3, {7}), row(2, 3, {7, 8})}));
+  EXPECT_EQ(rows({"--columns", "1:a"}), 0);
+}
+
 TEST_F(RowsTableTest, RefusesFilesThatHaveNoRows) {
   expectFailure("cannot open in: No such file or directory");
   expectRefused({}, "in has no rows");
@@ -237,6 +246,14 @@ TEST_F(RowsTableTest, RefusesAnOutputThatIsAnInput) {
   EXPECT_EQ(run({"table", "rows", folder.path("x.info"), folder.path("x"), "--columns", "1:a"}), 99);
   EXPECT_EQ(errText, "vesk: the output x.info would take the place of the input\n");
   EXPECT_EQ(folder.read("x.info"), bytes);
+}
+
+TEST_F(RowsTableTest, NamesTheCauseWhenTheOutputCannotBeWritten) {
+  writeNumbers("in", row(1, 2, {4}));
+  std::filesystem::create_directory(folder.path("out"));
+  EXPECT_EQ(rows({"--columns", "1:a"}), 99);
+  EXPECT_EQ(errText, "vesk: cannot write out: Is a directory\n");
+  EXPECT_THAT(files(), ElementsAre("in", "out"));
 }
 
 TEST_F(RowsTableTest, RefusesOtherLists) {

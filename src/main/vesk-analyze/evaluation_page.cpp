@@ -57,7 +57,7 @@ const char* meaningOf(const std::string& name) {
 }
 
 std::string meaningOfChosen(const std::string& chosen) {
-  if (chosen == "Test") return "Test: records that trained nothing";
+  if (chosen == "Test") return "Test: records from which no coefficient was learned";
   if (chosen == "HeldOut") return "HeldOut: records that trained the final model, but no fold";
   if (chosen == "All") return "All: the numbers are too good if the model was trained on this table";
   return chosen;

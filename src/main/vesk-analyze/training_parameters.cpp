@@ -94,7 +94,7 @@ QUVENParameterSections TrainingParameters::sections() {
        .isLegal = isPercent,
        .errorCode = IllegalParameter,
        .errorText = "vesk-analyze: TestPercent must be from 0 to 50",
-       .meaning = "share of the records that train nothing",
+       .meaning = "share of the records from which no coefficient is learned, for the test",
        .legalValues = "an integer from 0 to 50"},
       {.key = "HeldOutPercent",
        .target = quvenParameterTarget<&P::heldOutPercent>(),

@@ -139,7 +139,11 @@ class Join {
       ++table.records;
       std::copy(values, values + baseWidth, record.begin());
       const double key = values[keyPlace];
-      if (key == dataset_format::missingValue) ++table.missingKeys;
+      if (key == dataset_format::missingValue) {
+        ++table.missingKeys;
+      } else if (!isKey(key)) {
+        noteWrongKey(key);
+      }
       std::span<double> rest = std::span(record).subspan(baseWidth);
       for (Partner& partner : partners) {
         const std::size_t columns = partner.getSide().getColumns().size();
@@ -149,6 +153,14 @@ class Join {
       files.writeRecord(record);
     }
     if (table.records == 0) throw std::runtime_error(options.base + " has no records");
+    if (wrongKeys > 0) {
+      table.remarks.push_back(firstWrongKey + " of column " + options.key + " is no key, the first of " +
+                              std::to_string(wrongKeys) + "; a key must be a whole number below 2^53");
+    }
+  }
+
+  void noteWrongKey(double key) {
+    if (wrongKeys++ == 0) firstWrongKey = base.place() + ": " + numberText(key);
   }
 
   /// Without the text of a code, a key of another text with the same code would be taken for it.
@@ -194,6 +206,8 @@ class Join {
   bool isCategoricalKey = false;
   const QUVENTableLabels::Column* keyLabels = nullptr;
   std::vector<Partner> partners;
+  std::uint64_t wrongKeys = 0;  // numbers of the base table that no right side can have
+  std::string firstWrongKey;
   JoinTable table;
 };
 

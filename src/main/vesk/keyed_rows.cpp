@@ -26,9 +26,11 @@ std::uint32_t KeyedRows::add(double key, std::span<const double> cells) {
 std::uint32_t KeyedRows::find(double key) const { return isKey(key) ? slots[slotOf(key)] : NoRow; }
 
 std::size_t KeyedRows::slotOf(double key) const {
-  // Multiplicative hashing: the upper bits of the product depend on all bits of the key.
+  // After one product alone, keys at some distances from each other would crowd in a few slots.
   constexpr std::uint64_t multiplier = 0x9E3779B97F4A7C15ULL;
-  const std::uint64_t hash = static_cast<std::uint64_t>(static_cast<std::int64_t>(key)) * multiplier;
+  constexpr int halfBits = 32;
+  std::uint64_t hash = static_cast<std::uint64_t>(static_cast<std::int64_t>(key)) * multiplier;
+  hash = (hash ^ hash >> halfBits) * multiplier;
   std::size_t slot = shift == 64 ? 0 : hash >> shift;
   while (slots[slot] != NoRow && keyOf(slots[slot]) != key) slot = (slot + 1) & (slots.size() - 1);
   return slot;

@@ -46,9 +46,8 @@ class CsvSide : public RightSide {
       const std::uint32_t earlier = rows->add(numbers.front(), numbers.subspan(1));
       if (earlier != KeyedRows::NoRow) refuseSecond(earlier, line);
     });
-    for (std::size_t c = 0; c < columns.size(); ++c) {
-      const TableColumn& column = csv.getColumns()[c + 1];
-      columns[c] = column.describe();
+    for (std::size_t c = 0; c < columns.size(); ++c) columns[c] = csv.getColumns()[c + 1].describe();
+    for (const TableColumn& column : csv.getColumns()) {
       if (const std::string remark = column.remark(); !remark.empty()) remarks.push_back(file.path + ": " + remark);
     }
   }

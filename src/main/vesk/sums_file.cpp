@@ -81,7 +81,7 @@ const double* SumsFile::nextInRow() {
 }
 
 void SumsFile::checkEntry(double position, double value, double previous) {
-  if (position > previous && position <= width && std::trunc(position) == position && std::isfinite(value)) return;
+  if (position > previous && position < width && std::trunc(position) == position && std::isfinite(value)) return;
   const std::string name = "key " + numberText(key);
   const std::string place = "position " + numberText(position);
   if (!isWholeNumber(position)) failInRow("the " + place + " of " + name + " is not a whole number");
@@ -94,7 +94,10 @@ void SumsFile::checkEntry(double position, double value, double previous) {
   if (position < previous) {
     failInRow(place + " of " + name + " comes after position " + numberText(previous) + "; positions ascend");
   }
-  failInRow("the value of " + name + " at " + place + " is not a finite number");
+  if (!std::isfinite(value)) failInRow("the value of " + name + " at " + place + " is not a finite number");
+  // The width of sums counts output 1 of the loader, which is never written. In a table the longest row reaches it.
+  failInRow(name + " has an entry at position " + numberText(width) +
+            ", the width: the file holds a table of contacts, not sums");
 }
 
 void SumsFile::fail(const std::string& what) const {

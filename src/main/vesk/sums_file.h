@@ -18,6 +18,9 @@ struct WantedPosition {
 
 /// Reads the rows of a sparse dataset that a loader run with sums has written, and checks them.
 ///
+/// A table of contacts (CyclicTableSize) and its payloads have the same form. They are known by their longest row,
+/// which has an entry at the position `width`.
+///
 /// Errors: std::runtime_error with the file, the number of the triple, from 1, and the key.
 class SumsFile {
  public:

@@ -28,6 +28,11 @@ void TableColumn::look(std::string_view text, const CellValue& cell, std::uint64
     return;
   }
   if (isTargetColumn) lookAtTarget(text);
+  // Programs that write a number with an exponent often round it, and a rounded key is another key.
+  if (wish == Wish::Key && text.find_first_of("eE") != std::string_view::npos) {
+    note(firstExponent);
+    ++exponents;
+  }
   if (cell.kind == CellKind::Text) {
     note(firstText);
   } else if (cell.kind == CellKind::NotFinite) {
@@ -89,6 +94,11 @@ dataset_info::Column TableColumn::describe() const {
 }
 
 std::string TableColumn::remark() const {
+  if (exponents > 0) {
+    return std::to_string(exponents) + " keys of column " + name + " have an exponent, first " +
+           shownText(firstExponent->text) + " in line " + std::to_string(firstExponent->line) +
+           "; if the program that wrote them rounded them, they are the keys of others";
+  }
   if (type != Type::Categorical || wish != Wish::Any || numbers == 0) return {};
   return "column " + name + " is categorical, with " + std::to_string(numbers) +
          " cells that are numbers: " + shownText(firstText->text) + " in line " + std::to_string(firstText->line) +

@@ -55,7 +55,7 @@ class TableColumn {
   /// After the first reading: settles the type. The result is what is wrong with the column.
   std::optional<CellMistake> decide();
   /// After decide: for a column with numbers that became categorical without an option, a text that names its first
-  /// cell that is no number. Empty otherwise.
+  /// cell that is no number; for numeric keys with an exponent, one that names the first of them. Empty otherwise.
   std::string remark() const;
 
   /// Second reading: the number of a cell in the dataset. Nothing when the cell cannot be one of the first reading.
@@ -81,9 +81,11 @@ class TableColumn {
   Type type = Type::Numeric;
   std::uint64_t missing = 0;
   std::uint64_t numbers = 0;
+  std::uint64_t exponents = 0;  // keys that are written with one
   std::optional<Place> firstText;
   std::optional<Place> firstNotFinite;
   std::optional<Place> firstWrongKey;
+  std::optional<Place> firstExponent;
   std::optional<Place> firstMissingNumber;  // a number that means a missing value in a dataset
   std::vector<std::string> targetTexts;     // the first different ones, not more than three; sorted by decide
   std::unordered_map<std::uint64_t, std::string> categories;

@@ -21,6 +21,10 @@ std::string infoPathOf(const std::string& name) { return name + ".info"; }
 
 }  // namespace
 
+OpenResultFile::OpenResultFile(const std::string& name) : QUVENResultFile(name) {
+  if (!isOpen()) fail("cannot write", getPath());
+}
+
 void TableFiles::refuseInput(const std::string& name, const std::string& input) {
   for (const std::string& output : {name, infoPathOf(name), QUVENTableLabels::pathOf(name)}) {
     if (quvenIsSameFile(output, input)) {
@@ -31,9 +35,6 @@ void TableFiles::refuseInput(const std::string& name, const std::string& input) 
 
 TableFiles::TableFiles(const std::string& name)
     : data(name), info(infoPathOf(name)), labelsFile(QUVENTableLabels::pathOf(name)) {
-  for (const QUVENResultFile* file : {&data, &info, &labelsFile}) {
-    if (!file->isOpen()) fail("cannot write", file->getPath());
-  }
   block.reserve(blockNumbers);
 }
 

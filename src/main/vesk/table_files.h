@@ -11,6 +11,14 @@
 
 namespace vesk {
 
+/// A result file that is open.
+///
+/// Errors: std::runtime_error with the file and the system's reason, from the constructor.
+class OpenResultFile : public QUVENResultFile {
+ public:
+  explicit OpenResultFile(const std::string& name);
+};
+
 /// The three files of a table: NAME, NAME.info and NAME.labels. They appear under their names when all are complete.
 ///
 /// Errors: std::runtime_error with the file and the system's reason, from every operation.
@@ -27,9 +35,9 @@ class TableFiles {
  private:
   void writeBlock();
 
-  QUVENResultFile data;
-  QUVENResultFile info;
-  QUVENResultFile labelsFile;
+  OpenResultFile data;
+  OpenResultFile info;
+  OpenResultFile labelsFile;
   std::vector<double> block;
 };
 

@@ -9,14 +9,24 @@
 #include <system_error>
 
 #include "column_names.h"
+#include "control/quven_file_formats.h"
 #include "dataset_files.h"
 
 namespace vesk {
 
 namespace {
 
+/// Whether the loader writes this description beside a sparse dataset.
+bool isOfSparseDataset(const std::vector<dataset_info::Column>& columns) {
+  return columns.size() == sparse_format::columns && columns.front().name == "Col1" &&
+         columns.front().purpose == dataset_info::LineNumber;
+}
+
 void refuseColumns(const std::string& path, const std::vector<dataset_info::Column>& columns) {
   if (columns.empty()) throw std::runtime_error(path + " has no columns");
+  if (isOfSparseDataset(columns)) {
+    throw std::runtime_error(path + " describes a sparse dataset, not a table; vesk table rows makes a table of sums");
+  }
   if (columns.size() > MostColumns) {
     throw std::runtime_error(path + " has more than " + std::to_string(MostColumns) + " columns");
   }
