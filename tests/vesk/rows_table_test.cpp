@@ -218,13 +218,13 @@ TEST_F(RowsTableTest, RefusesPartsThatDoNotBelongTogether) {
 TEST_F(RowsTableTest, RefusesPartsOfWhichTheLastIsMissing) {
   std::vector<Numbers> parts(3);
   for (int key = 1; key <= 300; ++key) {
-    const Numbers triples = row(key, 1, {1});
+    const Numbers triples = row(key, 2, {1});
     Numbers& part = parts[partition_of_key(static_cast<std::uint64_t>(key), 3)];
     part.insert(part.end(), triples.begin(), triples.end());
   }
   for (std::size_t p = 0; p < 3; ++p) writeNumbers("in." + std::to_string(p), parts[p]);
   EXPECT_EQ(rows({"--columns", "1:a"}), 0);
-  writeNumbers("in.3", row(1000, 1, {1}));
+  writeNumbers("in.3", row(1000, 2, {1}));
   for (const char* name : {"out", "out.info", "out.labels"}) std::filesystem::remove(folder.path(name));
   expectFailure("in.3: a part is left from another run; the other parts are of a run with 3 partitions");
   std::filesystem::remove(folder.path("in.3"));
