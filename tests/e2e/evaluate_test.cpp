@@ -290,6 +290,21 @@ TEST_F(Evaluate, OfManyRecordsEverySecondOrThirdIsTaken) {
   EXPECT_EQ(points({"Records=Test"}), std::to_string(std::count(channels.begin(), channels.end(), "1")));
 }
 
+TEST_F(Evaluate, TheStepOfTheSensitivityMeetsChosenRecords) {
+  writeTable(Target::Number);
+  expectTrained({});
+  // The places of the chosen records are irregular: of most steps but not of all there are some among them.
+  for (const char* records : {"Test", "HeldOut"}) {
+    for (int most = 1; most <= 6; ++most) {
+      SCOPED_TRACE(std::string(records) + " " + std::to_string(most));
+      expectEvaluated({std::string("Records=") + records, "MaxSensitivityRecords=" + std::to_string(most)});
+      const double points = number(csv("e_sensitivity.csv"), "points", 0);
+      EXPECT_GE(points, 1);
+      EXPECT_LE(points, most);
+    }
+  }
+}
+
 TEST_F(Evaluate, WithoutSensitivityItsFileHasItsHeadLineOnly) {
   writeTable(Target::Number);
   expectTrained({});

@@ -236,7 +236,8 @@ void EvaluationRun::warnOfEvaluation(const QUVENEnvHandle& env) {
   warnings.push_back(text);
 }
 
-/// The smallest step that keeps within the parameter.
+/// The smallest step that keeps within the parameter and meets a chosen record. There is one: the place of the last
+/// chosen record, or, if that is the first record of the table, the number of records.
 std::int64_t EvaluationRun::chooseSensitivityStep() {
   const std::int64_t records = dataset.getNumRecords();
   const auto count = [&](std::int64_t step) {
@@ -249,7 +250,11 @@ std::int64_t EvaluationRun::chooseSensitivityStep() {
   };
   const std::int64_t most = parameters.maxSensitivityRecords;
   std::int64_t step = std::max<std::int64_t>((count(1) + most - 1) / most, 1);
-  while (count(step) > most) ++step;
+  const auto isUsable = [&](std::int64_t tried) {
+    const std::int64_t found = count(tried);
+    return found >= 1 && found <= most;
+  };
+  while (!isUsable(step)) ++step;
   return step;
 }
 
