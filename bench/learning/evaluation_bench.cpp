@@ -42,7 +42,8 @@ std::vector<double> makeValues() {
     std::vector<double> x;
     for (long c = 0; c < Inputs; ++c) x.push_back(c % 3 == 0 ? std::exp(2 * normal(random)) : normal(random));
     for (long c = 1; c < Inputs; c += 4) x[static_cast<std::size_t>(c)] = std::round(x[static_cast<std::size_t>(c)]);
-    const double y = std::log(x[0]) + std::sin(2 * x[2]) + (x[4] > 0.5 ? 1 : 0) + x[1] * x[5] + 0.3 * x[7] + normal(random);
+    const double y =
+        std::log(x[0]) + std::sin(2 * x[2]) + (x[4] > 0.5 ? 1 : 0) + x[1] * x[5] + 0.3 * x[7] + normal(random);
     for (long c = 2; c < Inputs; c += 6) {
       if (random() % 10 == 0) x[static_cast<std::size_t>(c)] = missing;
     }

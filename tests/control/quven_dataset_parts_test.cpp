@@ -42,8 +42,7 @@ TEST_F(DatasetFiles, TellAPartBesideTheSingleFile) {
   folder.write("d", "");
   folder.write("d.99", "");
   EXPECT_EQ(find().wrongFile, folder.path("d.99"));
-  EXPECT_EQ(find().mistake,
-            "a part is beside the single file " + folder.path("d") + "; one of them is of another run");
+  EXPECT_EQ(find().mistake, "a part is beside the single file " + folder.path("d") + "; one of them is of another run");
 }
 
 }  // namespace

@@ -16,12 +16,12 @@ class QUVENPartitionFit {
   /// Takes a caller of a part, from 0.
   void add(std::size_t part, double caller);
 
-  /// The number of partitions of the run, `parts` before any other; 0 if the callers do not tell it. A number other than
-  /// `parts` is told only if chance alone gives it with a probability below 2 to the power of -40.
+  /// The number of partitions of the run, `parts` before any other; 0 if the callers do not tell it. A number other
+  /// than `parts` is told only if chance alone gives it with a probability below 2 to the power of -40.
   std::size_t getPartitions(std::size_t parts) const;
 
-  /// Whether chance may leave one of so many parts empty, in more than one dataset of 2 to the power of 40. Callers whose
-  /// numbers follow a rule may leave one empty where this is false.
+  /// Whether chance may leave one of so many parts empty, in more than one dataset of 2 to the power of 40. Callers
+  /// whose numbers follow a rule may leave one empty where this is false.
   bool allowsEmptyPart(std::size_t parts) const;
 
  private:
