@@ -479,6 +479,22 @@ TEST_F(EvaluateFaults, Files) {
   EXPECT_THAT(result.out, HasSubstr("Error;|2302;|m.model"));
 }
 
+TEST_F(EvaluateFaults, AFileThatIsNotCompleteLeavesAllFilesOfTheRunBefore) {
+  for (const std::string& file : outputs()) writeFile(file, "old");
+  std::filesystem::remove(path("e_report.html"));
+  std::filesystem::create_symlink("/dev/full", path("e_report.html"));
+  evaluate({"Sensitivity=No"});
+  EXPECT_EQ(result.status, 99);
+  EXPECT_THAT(result.out, HasSubstr("Error;|2302;|e_report.html;|vesk-analyze: Unable to write output file"));
+  for (const std::string& file : outputs()) {
+    if (file == "e_report.html") continue;
+    EXPECT_EQ(content(file), "old") << file;
+  }
+  for (const auto& entry : std::filesystem::directory_iterator(path("."))) {
+    EXPECT_EQ(entry.path().string().find(".partial"), std::string::npos) << entry.path();
+  }
+}
+
 TEST_F(EvaluateFaults, AnOutputInThePlaceOfAnInput) {
   std::filesystem::copy_file(path("m.model"), path("e_lift.csv"));
   analyse({"evaluate", "-", "e_lift.csv", "t.bin", "--set", "OutputFileName=e"});

@@ -405,15 +405,14 @@ void EvaluationRun::logResults() const {
 
 void EvaluationRun::finish(const QUVENEnvHandle& env) {
   logResults();
-  const auto write = [&](const std::string& path, void (*writeTo)(const EvaluationReport&, std::ostream&)) {
-    writeOutput(
-        path, [&](std::ostream& out) { writeTo(report, out); }, QUVEN_ENV);
+  const auto output = [&](const std::string& path, void (*writeTo)(const EvaluationReport&, std::ostream&)) {
+    return WrittenOutput{path, [this, writeTo](std::ostream& out) { writeTo(report, out); }};
   };
-  write(parameters.liftFile(), writeLift);
-  write(parameters.qualityFile(), writeQuality);
-  write(parameters.residualsFile(), writeResiduals);
-  write(parameters.sensitivityFile(), writeSensitivity);
-  write(parameters.pageFile(), writePage);
+  const WrittenOutput outputs[] = {
+      output(parameters.liftFile(), writeLift), output(parameters.qualityFile(), writeQuality),
+      output(parameters.residualsFile(), writeResiduals), output(parameters.sensitivityFile(), writeSensitivity),
+      output(parameters.pageFile(), writePage)};
+  writeOutputs(outputs, QUVEN_ENV);
 }
 
 void EvaluationRun::addResults(QUVENXMLTag& results, const QUVENEnvHandle& env) const {
