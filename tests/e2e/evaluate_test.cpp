@@ -339,6 +339,28 @@ TEST_F(Evaluate, ModelsWithoutStagesAreEvaluatedToo) {
   EXPECT_GT(std::count(fields.begin(), fields.end(), "x"), 1);
 }
 
+TEST_F(Evaluate, ThePageWarnsOfPredictionsThatAreNotOnTheScaleOfTheTarget) {
+  const std::string warning = "calibration mean nothing here";
+  const auto pageOf = [&](const std::string& loss, double lowerClass) {
+    std::vector<double> values;
+    for (int i = 0; i < 400; ++i) {
+      const double x = draw();
+      values.insert(values.end(), {x, x + draw() > 0 ? 1 : lowerClass});
+    }
+    table("t.bin", {{"x", "Numeric", "Explanatory"}, {"y", "Numeric", "Target"}}, values);
+    expectTrained({"LossFunction=" + loss});
+    expectEvaluated({"Sensitivity=No"});
+    return content("e_report.html");
+  };
+  for (const char* loss : {"Logistic", "LogisticLink"}) {
+    EXPECT_THAT(pageOf(loss, -1), HasSubstr(warning)) << loss;
+    EXPECT_THAT(pageOf(loss, 0), Not(HasSubstr(warning))) << loss;
+  }
+  EXPECT_THAT(pageOf("SupportVector", -1), Not(HasSubstr(warning)));
+  EXPECT_THAT(pageOf("SupportVector", 0), HasSubstr(warning));
+  EXPECT_THAT(pageOf("Squared", -1), Not(HasSubstr(warning)));
+}
+
 TEST_F(Evaluate, ATableOfOneRecordHasOneRecordInTheFiles) {
   writeTable(Target::Number);
   expectTrained({});

@@ -228,7 +228,26 @@ void EvaluationRun::addEvaluation(const QUVENEnvHandle& env) {
   evaluation = &driver->addScan(std::move(made), QUVEN_ENV);
 }
 
+/// A classification with predictions whose range is not that of the target: their order can be judged, their size
+/// cannot.
+void EvaluationRun::warnOfScale() {
+  FieldCurve ofTarget;
+  addRange(*fieldOf(facts.targetName).getDistribution(), ofTarget);
+  const bool hasNegative = ofTarget.smallest < 0;
+  const char* scales = nullptr;
+  if (isLogistic(lossId) && hasNegative)
+    scales = "the predictions are probabilities, and the target has values below 0";
+  if (isOfTwoClasses(lossId) && !isLogistic(lossId) && !hasNegative) {
+    scales = "the predictions are below 0 for one class, and the target is not";
+  }
+  if (scales == nullptr) return;
+  warnings.push_back(std::string(scales) +
+                     ": rmse, R_squared, R_squared_plain, accuracy_quality, model_quality, residuals and the "
+                     "calibration mean nothing here");
+}
+
 void EvaluationRun::warnOfEvaluation(const QUVENEnvHandle& env) {
+  warnOfScale();
   if (evaluation->getNumNotFinite() == 0) return;
   const std::string text = countText(evaluation->getNumNotFinite()) +
                            " records have predictions that are no finite numbers; they are left out";
