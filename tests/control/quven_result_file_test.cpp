@@ -48,6 +48,18 @@ TEST(QUVENResultFile, TakesThePlaceOfAnOldResult) {
   EXPECT_EQ(folder.read("out"), "new");
 }
 
+TEST(QUVENResultFile, WhenItIsClosedTheOldResultStaysUntilCommit) {
+  const TemporaryFolder folder;
+  folder.write("out", "old");
+  QUVENResultFile file(folder.path("out"));
+  file.getStream() << "new";
+  EXPECT_TRUE(file.close());
+  EXPECT_TRUE(file.close());
+  EXPECT_EQ(folder.read("out"), "old");
+  EXPECT_TRUE(file.commit());
+  EXPECT_EQ(folder.read("out"), "new");
+}
+
 TEST(QUVENResultFile, WithoutAFolderItIsNotOpen) {
   const TemporaryFolder folder;
   QUVENResultFile file(folder.path("missing/out"));

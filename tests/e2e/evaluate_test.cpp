@@ -312,6 +312,21 @@ TEST_F(Evaluate, OfTheRecordsOfTheTestTheSmallestStepIsTaken) {
   EXPECT_TRUE(isSmaller);
 }
 
+TEST_F(Evaluate, TheStepOfTheSensitivityMeetsChosenRecords) {
+  writeTable(Target::Number);
+  expectTrained({});
+  // The places of the chosen records are irregular: of most steps but not of all there are some among them.
+  for (const char* records : {"Test", "HeldOut"}) {
+    for (int most = 1; most <= 6; ++most) {
+      SCOPED_TRACE(std::string(records) + " " + std::to_string(most));
+      expectEvaluated({std::string("Records=") + records, "MaxSensitivityRecords=" + std::to_string(most)});
+      const double points = number(csv("e_sensitivity.csv"), "points", 0);
+      EXPECT_GE(points, 1);
+      EXPECT_LE(points, most);
+    }
+  }
+}
+
 TEST_F(Evaluate, WithoutSensitivityItsFileHasItsHeadLineOnly) {
   writeTable(Target::Number);
   expectTrained({});
@@ -344,6 +359,28 @@ TEST_F(Evaluate, ModelsWithoutStagesAreEvaluatedToo) {
   expectEvaluated({});
   const Strings fields = csv("e_residuals.csv").at("field");
   EXPECT_GT(std::count(fields.begin(), fields.end(), "x"), 1);
+}
+
+TEST_F(Evaluate, ThePageWarnsOfPredictionsThatAreNotOnTheScaleOfTheTarget) {
+  const std::string warning = "calibration mean nothing here";
+  const auto pageOf = [&](const std::string& loss, double lowerClass) {
+    std::vector<double> values;
+    for (int i = 0; i < 400; ++i) {
+      const double x = draw();
+      values.insert(values.end(), {x, x + draw() > 0 ? 1 : lowerClass});
+    }
+    table("t.bin", {{"x", "Numeric", "Explanatory"}, {"y", "Numeric", "Target"}}, values);
+    expectTrained({"LossFunction=" + loss});
+    expectEvaluated({"Sensitivity=No"});
+    return content("e_report.html");
+  };
+  for (const char* loss : {"Logistic", "LogisticLink"}) {
+    EXPECT_THAT(pageOf(loss, -1), Not(HasSubstr(warning))) << loss;  // the class -1 counts as 0
+    EXPECT_THAT(pageOf(loss, 0), Not(HasSubstr(warning))) << loss;
+  }
+  EXPECT_THAT(pageOf("SupportVector", -1), Not(HasSubstr(warning)));
+  EXPECT_THAT(pageOf("SupportVector", 0), HasSubstr(warning));
+  EXPECT_THAT(pageOf("Squared", -1), Not(HasSubstr(warning)));
 }
 
 TEST_F(Evaluate, ATableOfOneRecordHasOneRecordInTheFiles) {
@@ -532,6 +569,22 @@ TEST_F(EvaluateFaults, Files) {
   evaluate({});
   EXPECT_EQ(result.status, 99);
   EXPECT_THAT(result.out, HasSubstr("Error;|2302;|m.model"));
+}
+
+TEST_F(EvaluateFaults, AFileThatIsNotCompleteLeavesAllFilesOfTheRunBefore) {
+  for (const std::string& file : outputs()) writeFile(file, "old");
+  std::filesystem::remove(path("e_report.html"));
+  std::filesystem::create_symlink("/dev/full", path("e_report.html"));
+  evaluate({"Sensitivity=No"});
+  EXPECT_EQ(result.status, 99);
+  EXPECT_THAT(result.out, HasSubstr("Error;|2302;|e_report.html;|vesk-analyze: Unable to write output file"));
+  for (const std::string& file : outputs()) {
+    if (file == "e_report.html") continue;
+    EXPECT_EQ(content(file), "old") << file;
+  }
+  for (const auto& entry : std::filesystem::directory_iterator(path("."))) {
+    EXPECT_EQ(entry.path().string().find(".partial"), std::string::npos) << entry.path();
+  }
 }
 
 TEST_F(EvaluateFaults, AnOutputInThePlaceOfAnInput) {

@@ -229,6 +229,19 @@ TEST_F(QUVENModelSensitivityTest, WhatIsNotFiniteDoesNotCount) {
   EXPECT_TRUE(std::isfinite(scan->getSensitivity(1)));
 }
 
+TEST_F(QUVENModelSensitivityTest, SharesOfASumThatOverflowsAreShares) {
+  trainExample();
+  auto part = partOf({1e200});
+  EXPECT_EQ(part->getSensitivity(1), std::numeric_limits<double>::max());
+  EXPECT_EQ(part->getSensitivity(2), std::numeric_limits<double>::max());
+  EXPECT_EQ(part->endDataScan(QUVEN_ENV), 1);
+  EXPECT_TRUE(part->isNormalized());
+  EXPECT_EQ(part->getSensitivity(1), 0.5);
+  EXPECT_EQ(part->getSensitivity(2), 0.5);
+  EXPECT_EQ(part->getSensitivity(3), 0);  // the model does not read it
+  part.reset(QUVEN_ENV);
+}
+
 TEST_F(QUVENModelSensitivityTest, WithoutFieldsSeesNothing) {
   trainExample(50);
   scan->setFields({}, QUVEN_ENV);

@@ -56,9 +56,13 @@ QUVENResultFile::~QUVENResultFile() {
   fs::remove(writtenPath, error);
 }
 
+bool QUVENResultFile::close() {
+  if (stream.is_open()) stream.close();
+  return opened && !stream.fail();
+}
+
 bool QUVENResultFile::commit() {
-  stream.close();
-  if (!stream) return false;
+  if (!close()) return false;
   std::error_code error;
   if (writtenPath != path) fs::rename(writtenPath, path, error);
   committed = !error;

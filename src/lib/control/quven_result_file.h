@@ -19,6 +19,8 @@ class QUVENResultFile {
   [[nodiscard]] bool isOpen() const { return opened; }
   const std::string& getPath() const { return path; }
   std::ostream& getStream() { return stream; }
+  /// Closes the file, which keeps its temporary name; false when something was not written.
+  [[nodiscard]] bool close();
   /// Closes the file and gives it its name; false when something was not written.
   [[nodiscard]] bool commit();
 

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <numeric>
 #include <sstream>
 
 #include "kernel/quven_data_point.h"
@@ -133,9 +134,12 @@ bool QUVENModelSensitivity::merge(QUVENDataScan* other, const QUVENEnvHandle&) {
 
 int QUVENModelSensitivity::endDataScanPrimitive(const QUVENEnvHandle& env) {
   QUVENScanLog::write(QUVENScanLog::TraceLevel, "entering QUVENModelSensitivity::endDataScanPrimitive", QUVEN_ENV);
-  double sum = 0;
-  for (const double value : ivSenstValVec) sum += value;
-  sum = quvenClampDouble(sum);
+  const auto sumAll = [this] { return std::accumulate(ivSenstValVec.begin(), ivSenstValVec.end(), 0.0); };
+  double sum = sumAll();
+  if (std::isinf(sum)) {  // the shares do not change when all values are made smaller
+    for (double& value : ivSenstValVec) value /= static_cast<double>(ivSenstValVec.getSize());
+    sum = quvenClampDouble(sumAll());
+  }
   normalized = sum > 0;
   if (normalized) {
     for (double& value : ivSenstValVec) value /= sum;

@@ -102,9 +102,10 @@ void CorrelationsRun::addScan(const QUVENEnvHandle& env) {
 }
 
 void CorrelationsRun::finish(const QUVENEnvHandle& env) {
-  writeOutput(
-      parameters.correlationsFile(),
-      [&](std::ostream& out) { writeCorrelations(correlations->getCorrelations(), out); }, QUVEN_ENV);
+  const WrittenOutput outputs[] = {{parameters.correlationsFile(), [&](std::ostream& out) {
+                                      writeCorrelations(correlations->getCorrelations(), out);
+                                    }}};
+  writeOutputs(outputs, QUVEN_ENV);
 }
 
 void CorrelationsRun::addResults(QUVENXMLTag& results, const QUVENEnvHandle& env) const {

@@ -211,7 +211,18 @@ void EvaluationRun::addEvaluation(const QUVENEnvHandle& env) {
   evaluation = &driver->addScan(std::move(made), QUVEN_ENV);
 }
 
+/// The order of margins can be judged beside a target of 0 and 1, their size cannot.
+void EvaluationRun::warnOfScale() {
+  FieldCurve ofTarget;
+  addRange(*fieldOf(facts.targetName).getDistribution(), ofTarget);
+  if (!isOfTwoClasses(lossId) || isLogistic(lossId) || ofTarget.smallest < 0) return;
+  warnings.emplace_back(
+      "the predictions are below 0 for one class, and the target is not: rmse, R_squared, R_squared_plain, "
+      "accuracy_quality, model_quality, residuals and the calibration mean nothing here");
+}
+
 void EvaluationRun::warnOfEvaluation(const QUVENEnvHandle& env) {
+  warnOfScale();
   if (evaluation->getNumNotFinite() == 0) return;
   const std::string text = countText(evaluation->getNumNotFinite()) +
                            " records have predictions that are no finite numbers; they are left out";
@@ -219,21 +230,22 @@ void EvaluationRun::warnOfEvaluation(const QUVENEnvHandle& env) {
   warnings.push_back(text);
 }
 
-/// The smallest step that keeps within the parameter.
+/// The smallest step that keeps within the parameter and meets a chosen record. There is one: the place of the last
+/// chosen record, or, if that is the first record of the table, the number of records.
 std::int64_t EvaluationRun::chooseSensitivityStep() {
   const std::int64_t records = dataset.getNumRecords();
   const std::int64_t most = parameters.maxSensitivityRecords;
   if (channel == 0) return std::max<std::int64_t>((records + most - 1) / most, 1);
   // The records of a channel are not evenly spread, so each step is counted, until one record too many is found.
-  const auto takesTooMany = [&](std::int64_t step) {
+  const auto isUsable = [&](std::int64_t step) {
     std::int64_t found = 0;
     for (std::int64_t record = 0; record < records && found <= most; record += step) {
       if (facts.dealing.channelOf(record) == channel) ++found;
     }
-    return found > most;
+    return found >= 1 && found <= most;
   };
   std::int64_t step = 1;
-  while (takesTooMany(step)) ++step;
+  while (!isUsable(step)) ++step;
   return step;
 }
 
@@ -384,15 +396,14 @@ void EvaluationRun::logResults() const {
 
 void EvaluationRun::finish(const QUVENEnvHandle& env) {
   logResults();
-  const auto write = [&](const std::string& path, void (*writeTo)(const EvaluationReport&, std::ostream&)) {
-    writeOutput(
-        path, [&](std::ostream& out) { writeTo(report, out); }, QUVEN_ENV);
+  const auto output = [&](const std::string& path, void (*writeTo)(const EvaluationReport&, std::ostream&)) {
+    return WrittenOutput{path, [this, writeTo](std::ostream& out) { writeTo(report, out); }};
   };
-  write(parameters.liftFile(), writeLift);
-  write(parameters.qualityFile(), writeQuality);
-  write(parameters.residualsFile(), writeResiduals);
-  write(parameters.sensitivityFile(), writeSensitivity);
-  write(parameters.pageFile(), writePage);
+  const WrittenOutput outputs[] = {
+      output(parameters.liftFile(), writeLift), output(parameters.qualityFile(), writeQuality),
+      output(parameters.residualsFile(), writeResiduals), output(parameters.sensitivityFile(), writeSensitivity),
+      output(parameters.pageFile(), writePage)};
+  writeOutputs(outputs, QUVEN_ENV);
 }
 
 void EvaluationRun::addResults(QUVENXMLTag& results, const QUVENEnvHandle& env) const {

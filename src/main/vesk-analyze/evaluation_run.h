@@ -38,6 +38,7 @@ class EvaluationRun final : public Run {
   void addModel(const QUVENEnvHandle& env);
   void checkRecords(const QUVENEnvHandle& env) const;
   void addEvaluation(const QUVENEnvHandle& env);
+  void warnOfScale();
   void warnOfEvaluation(const QUVENEnvHandle& env);
   std::int64_t chooseSensitivityStep();
   void runSensitivity(const QUVENEnvHandle& env);

@@ -3,6 +3,7 @@
 #include <unistd.h>
 
 #include <filesystem>
+#include <list>
 
 #include "control/quven_result_file.h"
 #include "vesk-common/quven_reports.h"
@@ -72,12 +73,26 @@ void RunFiles::checkNames(const QUVENEnvHandle& env) const {
   checkOutputsDiffer(files, inputs, QUVEN_ENV);
 }
 
-void writeOutput(const std::string& path, const std::function<void(std::ostream& out)>& write,
-                 const QUVENEnvHandle& env) {
-  QUVENResultFile file(path);
-  if (file.isOpen()) write(file.getStream());
-  if (file.isOpen() && file.commit()) return;
-  report_error(OutputUnwritable, path, outputUnwritable, QUVEN_ENV, true);
+void writeOutputs(std::span<const WrittenOutput> outputs, const QUVENEnvHandle& env) {
+  std::string unwritable;
+  {
+    // The report ends the run: what is incomplete is removed before it.
+    std::list<QUVENResultFile> files;
+    for (const WrittenOutput& output : outputs) {
+      QUVENResultFile& file = files.emplace_back(output.path);
+      if (file.isOpen()) output.write(file.getStream());
+      if (!file.close()) {
+        unwritable = output.path;
+        break;
+      }
+    }
+    auto output = outputs.begin();
+    for (auto file = files.begin(); unwritable.empty() && file != files.end(); ++file, ++output) {
+      if (!file->commit()) unwritable = output->path;
+    }
+  }
+  if (unwritable.empty()) return;
+  report_error(OutputUnwritable, unwritable, outputUnwritable, QUVEN_ENV, true);
 }
 
 }  // namespace vesk_analyze

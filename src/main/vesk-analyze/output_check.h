@@ -40,10 +40,15 @@ struct RunFiles {
 
 inline constexpr const char* outputUnwritable = "vesk-analyze: Unable to write output file";
 
-/// Writes a file, which gets its name when it is complete.
-/// Errors: the terminating report 2302 with its name.
-void writeOutput(const std::string& path, const std::function<void(std::ostream& out)>& write,
-                 const QUVENEnvHandle& env);
+struct WrittenOutput {
+  std::string path;
+  std::function<void(std::ostream& out)> write;
+};
+
+/// Writes files. They get their names when all of them are complete, so that a full disk does not mix them with files
+/// of an earlier run.
+/// Errors: the terminating report 2302 with the name of the first that is not complete.
+void writeOutputs(std::span<const WrittenOutput> outputs, const QUVENEnvHandle& env);
 
 }  // namespace vesk_analyze
 

@@ -314,14 +314,13 @@ void TrainingRun::writeReports(const QUVENEnvHandle& env) const {
   const std::vector<InputImportance> importances =
       findImportances(fields, terms, variances, stages, kind->staged != nullptr);
   const TrainingReport report = makeReport(stages, importances);
-  const auto write = [&](const std::string& path, void (*writeTo)(const TrainingReport&, std::ostream&)) {
-    writeOutput(
-        path, [&](std::ostream& out) { writeTo(report, out); }, QUVEN_ENV);
+  const auto output = [&](const std::string& path, void (*writeTo)(const TrainingReport&, std::ostream&)) {
+    return WrittenOutput{path, [&report, writeTo](std::ostream& out) { writeTo(report, out); }};
   };
-  write(parameters.stagesFile(), writeStages);
-  write(parameters.segmentsFile(), writeSegments);
-  write(parameters.fieldsFile(), writeFields);
-  write(parameters.reportFile(), writeReport);
+  const WrittenOutput reports[] = {
+      output(parameters.stagesFile(), writeStages), output(parameters.segmentsFile(), writeSegments),
+      output(parameters.fieldsFile(), writeFields), output(parameters.reportFile(), writeReport)};
+  writeOutputs(reports, QUVEN_ENV);
 }
 
 void TrainingRun::logResults(const QUVENEnvHandle& env) const {
