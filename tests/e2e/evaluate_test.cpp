@@ -383,6 +383,18 @@ TEST_F(Evaluate, ThePageWarnsOfPredictionsThatAreNotOnTheScaleOfTheTarget) {
   EXPECT_THAT(pageOf("Squared", -1), Not(HasSubstr(warning)));
 }
 
+TEST_F(Evaluate, WarnsOfATargetThatTheLossIsNotFor) {
+  writeTable(Target::Class);
+  expectTrained({"LossFunction=LogisticLink"});
+  writeTable(Target::Count);
+  const std::string text = "the target has other values than two of which one is 0 or -1, which this loss is for";
+  expectEvaluated({"Sensitivity=No"});
+  EXPECT_THAT(result.out, HasSubstr(warningLine(2202, "y;|vesk-analyze: " + text)));
+  EXPECT_THAT(content("e_report.html"), HasSubstr("y: " + text));
+  evaluate({"Sensitivity=No"}, 2, {"--strict"});
+  EXPECT_EQ(result.status, 99);
+}
+
 TEST_F(Evaluate, ATableOfOneRecordHasOneRecordInTheFiles) {
   writeTable(Target::Number);
   expectTrained({});

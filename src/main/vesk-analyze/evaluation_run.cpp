@@ -12,6 +12,7 @@
 #include "output_check.h"
 #include "shared_words.h"
 #include "table_run_files.h"
+#include "training_fields.h"
 #include "util/quven_debug.h"
 #include "vesk-common/quven_doubt.h"
 #include "vesk-common/quven_reports.h"
@@ -194,6 +195,16 @@ void EvaluationRun::checkRecords(const QUVENEnvHandle& env) const {
       QUVEN_ENV);
 }
 
+/// A target that the loss is not for is judged all the same.
+void EvaluationRun::warnOfTarget(const QUVENEnvHandle& env) {
+  TrainingFields fields;
+  fields.target = &fieldOf(facts.targetName);
+  checkTarget(fields, lossId, [this, env](const TrainingWarning& warning) {
+    report_doubt(IllegalParameter, warning.subject, "vesk-analyze: " + warning.text, env);
+    warnings.push_back(warning.subject + ": " + warning.text);
+  });
+}
+
 void EvaluationRun::addEvaluation(const QUVENEnvHandle& env) {
   const QUVENFieldNameMap& names = driver->getNames();
   auto made = quvenMake<QUVENModelEvaluation>(QUVEN_ENV);
@@ -286,6 +297,7 @@ void EvaluationRun::work(const QUVENEnvHandle& env) {
   driver->runPasses(QUVEN_ENV);  // distributions
   if (transport.isMaster()) {
     checkRecords(QUVEN_ENV);
+    warnOfTarget(QUVEN_ENV);
     addEvaluation(QUVEN_ENV);
   }
   driver->runPasses(QUVEN_ENV);

@@ -37,6 +37,7 @@ class EvaluationRun final : public Run {
   void openTable(const QUVENEnvHandle& env);
   void addModel(const QUVENEnvHandle& env);
   void checkRecords(const QUVENEnvHandle& env) const;
+  void warnOfTarget(const QUVENEnvHandle& env);
   void addEvaluation(const QUVENEnvHandle& env);
   void warnOfScale();
   void warnOfEvaluation(const QUVENEnvHandle& env);
