@@ -33,7 +33,7 @@ struct Column {
 ///         for a word that is absent, too), and for a line that is too long or holds a fourth word.
 [[nodiscard]] bool read(std::istream& text, std::vector<Column>& columns, const QUVENEnvHandle& env);
 
-/// The same without reports: the result is empty, or says what is wrong. A stream that fails is one of the mistakes.
+/// The same without reports: the result is empty, or describes the mistake. A failed read of the stream is one, too.
 [[nodiscard]] std::string readFrom(std::istream& text, std::vector<Column>& columns);
 
 /// Writes the lines that read takes, one per column. The stream's state tells whether they were written.

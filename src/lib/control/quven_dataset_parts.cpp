@@ -15,7 +15,7 @@ namespace fs = std::filesystem;
 std::string partName(const std::string& dataset, std::size_t number) { return dataset + "." + std::to_string(number); }
 
 bool isFile(const std::string& path) {
-  std::error_code unknown;  // then there is no such file
+  std::error_code unknown;  // an unknown status counts as no such file
   return fs::exists(path, unknown) && !fs::is_directory(path, unknown);
 }
 
@@ -24,7 +24,7 @@ std::size_t countParts(const std::string& dataset) {
   const fs::path folder = fs::path(dataset).parent_path();
   const std::string prefix = fs::path(dataset).filename().string() + ".";
   std::size_t count = 0;
-  std::error_code unreadable;  // such a folder is shown by its first part
+  std::error_code unreadable;  // a folder that cannot be listed has no parts
   for (fs::directory_iterator entry(folder.empty() ? "." : folder, unreadable), end; !unreadable && entry != end;
        entry.increment(unreadable)) {
     const std::string name = entry->path().filename().string();

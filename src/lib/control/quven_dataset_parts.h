@@ -16,8 +16,8 @@ struct QUVENDatasetFiles {
   std::string mistake{};  ///< what is wrong with `wrongFile`
 };
 
-/// Looks for the files of a dataset. A number that no loader run gives to a part, of largestPartitionCount or above, is
-/// not the number of a part.
+/// Looks for the files of a dataset. A number of largestPartitionCount or above is not taken as the number of a part,
+/// because no loader run writes such a part.
 QUVENDatasetFiles quvenFindDatasetFiles(const std::string& name);
 
 #endif  // QUVEN_DATASET_PARTS_H

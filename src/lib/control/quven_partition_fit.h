@@ -5,23 +5,24 @@
 #include <cstdint>
 #include <vector>
 
-/// Finds from the callers in the parts of a dataset how many partitions the loader run had: those whose rule
-/// (partition_of_key) gives every caller the part that it is in.
+/// Finds from the callers in the parts of a dataset how many partitions the loader run had: the number for which
+/// partition_of_key gives every caller the part that it is in.
 ///
-/// The rule sees the remainder of a caller's number only, so a second caller with the same remainder adds no evidence.
+/// partition_of_key depends only on a remainder of the caller's number, so a second caller with the same remainder adds
+/// no evidence.
 class QUVENPartitionFit {
  public:
   QUVENPartitionFit();
 
-  /// Takes a caller of a part, from 0.
+  /// Adds a caller of a part; parts are numbered from 0.
   void add(std::size_t part, double caller);
 
-  /// The number of partitions of the run, `parts` before any other; 0 if the callers do not tell it. A number other
-  /// than `parts` is told only if chance alone gives it with a probability below 2 to the power of -40.
+  /// The number of partitions of the run; 0 if the callers do not determine it. `parts` is preferred: another number is
+  /// returned only if the probability that it fits by chance is below 2 to the power of -40.
   std::size_t getPartitions(std::size_t parts) const;
 
-  /// Whether chance may leave one of so many parts empty, in more than one dataset of 2 to the power of 40. Callers
-  /// whose numbers follow a rule may leave one empty where this is false.
+  /// Whether one of `parts` parts can be empty by chance, with a probability above 2 to the power of -40. If the
+  /// numbers of the callers follow a pattern, a part can be empty although this is false.
   bool allowsEmptyPart(std::size_t parts) const;
 
  private:

@@ -19,7 +19,7 @@ class QUVENResultFile {
   [[nodiscard]] bool isOpen() const { return opened; }
   const std::string& getPath() const { return path; }
   std::ostream& getStream() { return stream; }
-  /// Closes the file, which keeps its temporary name; false when something was not written.
+  /// Closes the file, which keeps its temporary name. False if some of it could not be written.
   [[nodiscard]] bool close();
   /// Closes the file and gives it its name; false when something was not written.
   [[nodiscard]] bool commit();

@@ -112,12 +112,12 @@ class QUVENModel : public QUVENObjectOf<QUVENModel, QUVENDataScan> {
   virtual void finishScoring(const QUVENEnvHandle& env) = 0;
   virtual void scorePoint(QUVENDataPoint& point, const QUVENEnvHandle& env) = 0;
   virtual void scoreChannel(std::int32_t channel, QUVENDataPoint& point, const QUVENEnvHandle& env) = 0;
-  // Scoring in steps, 1..getNumScoringSteps(): when an input of a record has changed, the steps before the first one
-  // that reads it need not be done again. One step here.
+  // Scoring in steps, 1..getNumScoringSteps(): when an input of a record has changed, the steps before the first step
+  // that reads it need not be repeated. By default a model has one step.
   virtual long getNumScoringSteps() const { return 1; }
   /// The first step that reads a field; getNumScoringSteps() + 1 for a field that the model does not read.
   virtual long firstStepReading(const QUVENField* field, const QUVENEnvHandle& env) const;
-  /// Requires: 1 <= step; the result fields of the steps before are those of the present record.
+  /// Requires: 1 <= step; the result fields of the earlier steps are those of the present record.
   virtual void scoreChannelFrom(long step, std::int32_t channel, QUVENDataPoint& point, const QUVENEnvHandle& env);
   virtual void collectFieldsUsed(QUVENModelFieldsUsed& fieldsUsed, const QUVENEnvHandle& env) const = 0;
   /// Passes the usage on to the field, as its purpose unless it has one. A supplementary field gets none: its code is

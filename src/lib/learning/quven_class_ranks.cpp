@@ -16,7 +16,7 @@ constexpr std::size_t mostLastRecords = std::size_t{1} << 16;
 
 void QUVENClassRanks::add(double prediction, bool isPositive, const QUVENEnvHandle& env) {
   lastRecords.emplace_back(prediction, isPositive);
-  // Sorting in costs a walk over the counts, so more records wait when there are many counts.
+  // Sorting in walks over all counts, so with many counts it is done less often.
   if (lastRecords.size() >= std::max(mostLastRecords, static_cast<std::size_t>(getNumPredictions()))) sortIn(QUVEN_ENV);
 }
 

@@ -8,32 +8,33 @@
 #include "util/quven_object_of.h"
 #include "util/quven_xaray.h"
 
-/// How predictions order the records of two classes: the exact area under the ROC curve, from the counts of both
-/// classes at each different prediction.
+/// The exact area under the ROC curve of two classes, computed from the counts of both classes at each distinct
+/// prediction.
 ///
-/// Memory: 24 bytes for each different prediction, and 16 for each of the last records.
+/// Memory: 24 bytes per distinct prediction, and 16 per record that is not sorted in yet.
 /// Source: J. A. Hanley and B. J. McNeil, "The meaning and use of the area under a receiver operating characteristic
 ///         (ROC) curve", 1982.
 class QUVENClassRanks : public QUVENObjectOf<QUVENClassRanks, QUVENObject> {
  public:
   /// Adds a record.
-  /// Requires: a prediction that is not NaN.
+  /// Requires: the prediction is not NaN.
   void add(double prediction, bool isPositive, const QUVENEnvHandle& env);
-  /// Sorts the last records in: before the counts are written, merged or asked for.
+  /// Adds the records since the last call to the sorted counts. Must be called before the counts are written, merged or
+  /// read.
   void sortIn(const QUVENEnvHandle& env);
   /// Adds the counts of another object.
   /// Requires: sortIn of both.
   void merge(const QUVENClassRanks& other, const QUVENEnvHandle& env);
   void clear(const QUVENEnvHandle& env);
 
-  /// The share of the pairs of a positive and a negative record in which the positive one has the larger prediction;
-  /// equal predictions are half a pair. NaN without a pair.
+  /// The share of the pairs of a positive and a negative record in which the positive one has the larger prediction; a
+  /// pair with equal predictions counts half. NaN if a class has no record.
   /// Requires: sortIn.
   double getArea() const;
   long getNumPredictions() const { return ivPredictions.getSize(); }
 
  private:
-  /// Counts at a prediction.
+  /// The counts of both classes at one prediction.
   struct Counts {
     double prediction;
     double positives;
@@ -46,7 +47,7 @@ class QUVENClassRanks : public QUVENObjectOf<QUVENClassRanks, QUVENObject> {
   QUVEN_MEMBER(ivPredictions, QUVENXaRay<double>);
   QUVEN_MEMBER(ivPositives, QUVENXaRay<double>);
   QUVEN_MEMBER(ivNegatives, QUVENXaRay<double>);
-  std::vector<std::pair<double, bool>> lastRecords;  // that are not sorted in; not copied
+  std::vector<std::pair<double, bool>> lastRecords;  // not sorted in yet; not copied
 };
 
 #endif  // QUVEN_CLASS_RANKS_H

@@ -5,52 +5,50 @@
 
 #include "learning/quven_lift_curve.h"
 
-/// How well a model orders and predicts the records of a target: its lift curve beside the best possible one, and the
-/// variance of its errors beside that of the target.
+/// How well a model predicts a target and orders its records: the model's lift curve and the best possible one, the
+/// variance of the model's errors and the variance of the target.
 ///
-/// The object that owns this one adds the records in a pass; no field is read here but in initialize.
+/// The object that owns the lift data adds the records in a pass. Only initialize reads fields.
 class QUVENLiftData : public QUVENObjectOf<QUVENLiftData, QUVENMultiScan> {
  public:
   explicit QUVENLiftData(const QUVENEnvHandle& env) : Members(env) {}
 
-  /// Makes the curves: that of the model is laid out from the distribution of the prediction, the optimum from that of
-  /// the target. A curve has no bin if the distribution of its field has no value. usage: that of the target, see
-  /// QUVENLiftCurve::getRSquared.
+  /// Makes the curves. The bins of the model's curve come from the distribution of the prediction, those of the optimum
+  /// from the distribution of the target. A curve has no bin if the distribution of its field has no value.
+  /// usage: that of the target, see QUVENLiftCurve::getRSquared.
   void initialize(const QUVENNumField& target, const QUVENNumField& prediction, std::int32_t usage,
                   const QUVENEnvHandle& env);
   const std::string& getTargetFieldName() const { return ivTargetFieldName; }
   std::int32_t getDataUsageValue() const { return ivDataUsageValue; }
 
   void updateLiftData(double actual, double predicted, double stdDev, const QUVENEnvHandle& env);
-  /// QUVENLiftCurve::finalizeStats of both curves.
+  /// Calls QUVENLiftCurve::finalizeStats of both curves.
   void finalizeStats(const QUVENEnvHandle& env);
 
   // Null before initialize.
   const QUVENLiftCurve* getModelLiftCurve() const { return ivModelLiftCurvePtr.get(); }
   const QUVENLiftCurve* getOptimumLiftCurve() const { return ivOptimumLiftCurvePtr.get(); }
-  /// The records.
+  /// The number of records.
   double getWts() const { return ivWts; }
-  /// The sum of squared distances of the actual values from their mean. After a merge without the distance between the
-  /// groups.
+  /// The sum of squared distances of the actual values from their mean; after merges, from the mean of their group.
   double getTrivialVar() const { return ivTrivialVar; }
-  /// The sum of squared errors. The first record of each group that was merged adds nothing.
+  /// The sum of squared errors, without the first record of each merged group.
   double getModelVar() const { return ivModelVar; }
-  /// The share of getTrivialVar that is not in getModelVar, from 0 to 1. A model worse than the mean writes a warning
-  /// to the log.
+  /// 1 - getModelVar / getTrivialVar, limited to 0..1. Writes a warning to the log if the model is worse than the mean.
   double getModelQuality(const QUVENEnvHandle& env) const;
-  /// The area above random of the model over that of the optimum, from 0 to 1; QUVENLiftCurve::NoQuality without the
-  /// curves.
+  /// The area above random of the model divided by that of the optimum, limited to 0..1; QUVENLiftCurve::NoQuality
+  /// before initialize.
   double getAreaRatio(const QUVENEnvHandle& env) const;
 
   void beginRecords(const QUVENEnvHandle& env) override;
   void endRecords(const QUVENEnvHandle& env) override;
-  /// The curves have results of their own.
+  /// Merges the sums. The curves merge their own results.
   [[nodiscard]] bool merge(QUVENDataScan* other, const QUVENEnvHandle& env) override;
   bool hasScanResult(const QUVENEnvHandle&) const override { return isScanInProgress(); }
   void writeChildScanResults(QUVENObjWriter& writer, const QUVENKeyword& keyword,
                              const QUVENEnvHandle& env) const override;
   bool changesOnlyItsResults() const override { return true; }
-  // In a scan a handler that reports "Program control should never reach this point": the owner adds the records.
+  // During a scan, a handler that reports "Program control should never reach this point": the owner adds the records.
   UpdateFunction getUpdateFunction(const QUVENEnvHandle& env) const override;
   UpdateFunction getUpdateFunction2(const QUVENEnvHandle& env) const override;
   int beginDataScanPrimitive(const QUVENEnvHandle& env) override;
@@ -72,7 +70,7 @@ class QUVENLiftData : public QUVENObjectOf<QUVENLiftData, QUVENMultiScan> {
   QUVEN_MEMBER(ivWts, double) = 0;
   QUVEN_MEMBER(ivTrivialVar, double) = 0;
   QUVEN_MEMBER(ivModelVar, double) = 0;
-  QUVEN_MEMBER_IF(writerMode == QUVENObjWriter::ScanResults, sumActVal, double) = 0;  // of a pass only
+  QUVEN_MEMBER_IF(writerMode == QUVENObjWriter::ScanResults, sumActVal, double) = 0;  // during a pass
 };
 
 #endif  // QUVEN_LIFT_DATA_H

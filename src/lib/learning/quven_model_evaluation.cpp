@@ -16,10 +16,10 @@ QUVEN_REGISTER(QUVENModelEvaluation);
 namespace {
 
 constexpr long FinalChannel = 1;
-constexpr std::int32_t plainQuality = 3;  // the use of lift data for which R squared has its plain form
+constexpr std::int32_t plainQuality = 3;  // the usage for which R squared has its plain form
 
-/// The bins of a curve that begin at the twentieths, from the smallest: the fractions of a curve are 0.005 apart up to
-/// 0.1 and from 0.9 on, and 0.01 apart between.
+/// The numbers, from the smallest prediction, of the boundaries of a lift curve that are at the fractions 0.05, 0.1,
+/// ... 0.95: the fractions of a curve are 0.005 apart up to 0.1 and from 0.9 on, and 0.01 apart between.
 constexpr long fractionsOfTwentieths[] = {10, 20, 25, 30, 35, 40, 45, 50, 55, 60, 65, 70, 75, 80, 85, 90, 95, 100, 110};
 
 }  // namespace

@@ -8,13 +8,12 @@
 
 class QUVENNumField;
 
-/// Gathers in one pass all that is asked of the predictions of a model beside its sensitivity: lift data, residuals by
-/// groups, mean loss, and the ranks of two classes.
+/// Gathers in one pass everything that judges the predictions of a model, except the sensitivities: lift data,
+/// residuals by groups, mean loss, and the ranks of two classes.
 ///
-/// A record takes part when its target is there and its prediction, on the scale of the target, is finite; other
-/// records are counted. The class -1 of a logistic loss is taken as 0, which its probability is compared with. Each
-/// record counts once, whatever its case weight.
-/// Lifetime: owns what it gathers into; fields are referred to.
+/// A record takes part if its target is not missing and its prediction, on the scale of the target, is finite; the
+/// other records are only counted. The class -1 of a logistic loss counts as 0, because the prediction is a
+/// probability. Each record counts once, whatever its case weight. Lifetime: owns its results; fields are borrowed.
 class QUVENModelEvaluation : public QUVENObjectOf<QUVENModelEvaluation, QUVENMultiScan> {
  public:
   explicit QUVENModelEvaluation(const QUVENEnvHandle& env) : Members(env) {}
@@ -24,12 +23,13 @@ class QUVENModelEvaluation : public QUVENObjectOf<QUVENModelEvaluation, QUVENMul
     QUVENNumField* target;
     QUVENField* prediction;  ///< of the model
     QUVENNumField* scaled;   ///< the prediction on the scale of the target
-    QUVENField* stdDev;      ///< of the model, of the prediction
+    QUVENField* stdDev;      ///< standard deviation of the prediction, of the model
   };
-  /// lossId: that of a loss function. hasTwoClasses: the ranks of the classes are gathered; a target above 0 is
-  /// positive.
+  /// lossId: the loss function of the training. hasTwoClasses: whether the ranks of two classes are gathered; a target
+  /// above 0 is the positive class.
   void setFields(const Fields& fields, std::int32_t lossId, bool hasTwoClasses);
-  /// Lays out the curves and the twentieths of the prediction from the distributions of target and scaled prediction.
+  /// Makes the bins of the curves and the twentieths of the prediction from the distributions of target and scaled
+  /// prediction.
   /// Requires: setFields.
   void layOut(const QUVENEnvHandle& env);
   /// Adds groups by the segments of a test, before the pass. Returns its number.
@@ -46,8 +46,8 @@ class QUVENModelEvaluation : public QUVENObjectOf<QUVENModelEvaluation, QUVENMul
   double getMeanActual() const { return meanOf(ivActuals.getSumPredErr()); }
   /// NaN without a record, as the next.
   double getMeanLoss() const { return meanOf(ivLossSum); }
-  /// 1 - the sum of squared errors over that of the squared distances of the targets from their mean. NaN for a
-  /// constant target.
+  /// 1 minus the sum of squared errors divided by the sum of squared distances of the targets from their mean. NaN for
+  /// a constant target.
   double getRSquared() const;
 
   void beginRecords(const QUVENEnvHandle& env) override;
@@ -60,7 +60,7 @@ class QUVENModelEvaluation : public QUVENObjectOf<QUVENModelEvaluation, QUVENMul
   UpdateFunction getUpdateFunction(const QUVENEnvHandle& env) const override;
   UpdateFunction getUpdateFunction2(const QUVENEnvHandle&) const override { return nullptr; }
   int beginDataScanPrimitive(const QUVENEnvHandle& env) override;
-  /// Derives what the curves say.
+  /// Calls finalizeStats of the lift data.
   int endDataScanPrimitive(const QUVENEnvHandle& env) override;
 
  private:
@@ -80,7 +80,7 @@ class QUVENModelEvaluation : public QUVENObjectOf<QUVENModelEvaluation, QUVENMul
   QUVEN_MEMBER(ivErrors, QUVENLiftCurveBin);   // of all records
   QUVEN_MEMBER(ivActuals, QUVENLiftCurveBin);  // the same with a prediction of 0.0, so the errors are the targets
   QUVEN_MEMBER(ivGroups, QUVENResidualGroups);
-  // Gathered anew in each pass, so what was gathered does not go out to workers.
+  // Gathered anew in each pass, so earlier counts are not sent to workers.
   QUVEN_MEMBER_IF(writerMode != QUVENObjWriter::SaveForWorker, ivClassRanks, QUVENClassRanks);
   QUVEN_STATE(loss, QUVENOwnPtr<QUVENGeneralLoss>);  // from the first pass on
 };

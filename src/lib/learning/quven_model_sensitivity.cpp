@@ -57,8 +57,8 @@ void QUVENModelSensitivity::beginRecords(const QUVENEnvHandle& env) {
   for (long field = 1; field <= ivSenstFields.getSize(); ++field) {
     replacements.push_back({field, model->firstStepReading(ivSenstFields[field], QUVEN_ENV)});
   }
-  // Each replacement is scored from its own first step on: the steps before it are not stale, because the replacements
-  // before it have changed later steps only.
+  // Each replacement is scored from its own first step on. The results of earlier steps are still those of the
+  // unchanged record, because the replacements before it have changed only the same or later steps.
   std::stable_sort(replacements.begin(), replacements.end(),
                    [](const Replacement& a, const Replacement& b) { return a.firstStep > b.firstStep; });
 }
@@ -136,7 +136,7 @@ int QUVENModelSensitivity::endDataScanPrimitive(const QUVENEnvHandle& env) {
   QUVENScanLog::write(QUVENScanLog::TraceLevel, "entering QUVENModelSensitivity::endDataScanPrimitive", QUVEN_ENV);
   const auto sumAll = [this] { return std::accumulate(ivSenstValVec.begin(), ivSenstValVec.end(), 0.0); };
   double sum = sumAll();
-  if (std::isinf(sum)) {  // the shares do not change when all values are made smaller
+  if (std::isinf(sum)) {  // dividing all values by the same number does not change the shares
     for (double& value : ivSenstValVec) value /= static_cast<double>(ivSenstValVec.getSize());
     sum = quvenClampDouble(sumAll());
   }

@@ -6,14 +6,13 @@
 
 /// The errors of predictions by groups of records: by intervals of the prediction, and by the segments of fields.
 ///
-/// Shapes: the intervals of the prediction run 1..getNumIntervals(), interval i holds end i-1 < x <= end i, and the
-/// last
-///         has no end. Splits run 1.., each with the segments of its test.
-/// Lifetime: owns copies of the tests; their fields are referred to.
+/// Shapes:   the intervals of the prediction run 1..getNumIntervals(); interval i holds end i-1 < x <= end i, and the
+///           last interval has no end. Splits run from 1, each with the segments of its test.
+/// Lifetime: owns copies of the tests; their fields are borrowed.
 class QUVENResidualGroups : public QUVENObjectOf<QUVENResidualGroups, QUVENObject> {
  public:
-  /// Adds an end of an interval.
-  /// Requires: not below the one before.
+  /// Adds the end of an interval.
+  /// Requires: end is not below the previous end.
   void addEnd(double end, const QUVENEnvHandle& env);
   long getNumIntervals() const { return ivEnds.getSize() + 1; }
   double getEnd(long interval) const { return ivEnds.at(interval); }
@@ -21,12 +20,13 @@ class QUVENResidualGroups : public QUVENObjectOf<QUVENResidualGroups, QUVENObjec
   long addSplit(const QUVENSplitTest& test, const QUVENEnvHandle& env);
 
   void clear(const QUVENEnvHandle& env);
-  /// Adds the present record to the interval of the prediction and to a segment of each split, that of channel 1.
+  /// Adds the present record to the interval of its prediction and, for each split, to its segment on channel 1.
   void add(double actual, double predicted, const QUVENEnvHandle& env);
-  /// Adds the groups of another object with as many groups, an assertion failure otherwise.
+  /// Adds the groups of another object.
+  /// Errors: a different number of groups is an assertion failure.
   void merge(const QUVENResidualGroups& other);
 
-  // What was gathered. Boundaries, standard deviations and chi squares of these bins are not used.
+  // The results. Boundaries, standard deviations and chi squares of these bins are not used.
   const QUVENLiftCurveBin& getInterval(long interval) const { return ivGroups.at(interval); }
   const QUVENLiftCurveBin& getSegment(long split, std::int32_t segment) const;
 

@@ -4,17 +4,18 @@
 #include "kernel/quven_data_scan.h"
 #include "kernel/quven_field.h"
 
-/// Puts the prediction of a model on the scale of the target into a field of its own, for the scans that judge it.
+/// Converts the prediction of a model to the scale of the target and stores it in a separate field, for the scans that
+/// judge it.
 ///
-/// It gathers nothing and wants no pass: the driver calls scale after the model has scored a record.
-/// Values:   of F, the prediction of channel 1: the probability 1 / (1 + exp(-2 F)) for a logistic loss, exp(F) for a
-///           Poisson loss, F for the others. With a link or without. The field gets NaN where that is infinite.
-/// Lifetime: the fields are referred to.
+/// It has no results and needs no pass: the driver calls scale after the model has scored a record.
+/// Values:   with F the prediction on channel 1: the probability 1 / (1 + exp(-2 F)) for a logistic loss, exp(F) for a
+///           Poisson loss, F for the others; the same for the losses with a link. NaN where the result is infinite.
+/// Lifetime: the fields are borrowed.
 class QUVENScaledPrediction : public QUVENObjectOf<QUVENScaledPrediction, QUVENMultiScan> {
  public:
   explicit QUVENScaledPrediction(const QUVENEnvHandle& env) : Members(env) {}
 
-  /// lossId: that of a loss function.
+  /// lossId: the number of a loss function.
   static double valueOf(std::int32_t lossId, double prediction);
   /// The target that such a value is compared with: 0 for the class -1 of a logistic loss, else the target itself.
   static double actualOf(std::int32_t lossId, double target);

@@ -6,22 +6,22 @@
 
 #include "util/quven_object_of.h"
 
-/// The log of the scans of one environment, and how much they write to it.
+/// The log of the scans of one environment, with its verbosity.
 ///
-/// Lifetime: until the environment ends. Each rank has its own; no stream carries it.
+/// Lifetime: until the environment ends. Each rank has its own; it is not in any stream.
 class QUVENScanLog : public QUVENObjectOf<QUVENScanLog, QUVENObject> {
  public:
-  /// The verbosity from which on the warnings of a scan about single records and results are written.
+  /// From this verbosity on a scan writes its warnings about single records and results.
   static constexpr std::int32_t WarningLevel = 2;
-  /// The verbosity from which on the beginning and the end of a step are written.
+  /// From this verbosity on a scan writes the beginning and the end of its steps.
   static constexpr std::int32_t TraceLevel = 4;
 
   static QUVENScanLog& get(const QUVENEnvHandle& env);
 
-  /// 0 at first.
+  /// 0 until setVerbosity.
   std::int32_t getVerbosity() const { return verbosity; }
   void setVerbosity(std::int32_t level) { verbosity = level; }
-  /// Prints a Log line of a level, if the verbosity of the environment is not below the level.
+  /// Writes a Log line if the verbosity of the environment is at least the level.
   static void write(std::int32_t level, std::string_view text, const QUVENEnvHandle& env);
 
  private:

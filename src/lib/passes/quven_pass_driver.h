@@ -77,7 +77,7 @@ class QUVENPassDriver {
   /// producers of computed fields.
   void setAfterRead(std::function<void(QUVENScanWorld& copy)> action) { afterRead = std::move(action); }
 
-  /// Chooses the records of the coming passes, on every rank alike; null for all.
+  /// Chooses the records of the following passes; null for all. Every rank must set the same rule.
   void setTakesRecord(std::function<bool(std::int64_t recordNumber)> takes) { settings.takesRecord = std::move(takes); }
 
   /// Runs passes until every scan and every field that was added has finished.

@@ -13,8 +13,8 @@ struct QUVENPassSettings {
   std::int32_t numChannels = 1;
   /// Null: every record has channel 0.
   DealChannel dealChannel = nullptr;
-  /// Whether a record, by its number in the dataset, from 0, takes part in passes. Null: every record does. A pass that
-  /// writes rows has all records.
+  /// Whether a record takes part in passes, by its number in the dataset, from 0. Null: every record does. A pass that
+  /// writes rows always takes all records.
   std::function<bool(std::int64_t recordNumber)> takesRecord = nullptr;
   /// Fixed slices of the records that a pass is gathered in; the results are the same bytes on any number of ranks
   /// then. A scan may keep nothing from slice to slice that its stream does not carry. 0: each rank gathers its own
