@@ -362,7 +362,7 @@ TEST_F(Evaluate, ModelsWithoutStagesAreEvaluatedToo) {
 }
 
 TEST_F(Evaluate, ThePageWarnsOfPredictionsThatAreNotOnTheScaleOfTheTarget) {
-  const std::string warning = "calibration mean nothing here";
+  const std::string warning = "calibration have no meaning here";
   const auto pageOf = [&](const std::string& loss, double lowerClass) {
     std::vector<double> values;
     for (int i = 0; i < 400; ++i) {

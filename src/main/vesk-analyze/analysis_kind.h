@@ -30,7 +30,7 @@ struct AnalysisKind {
   std::unique_ptr<Run> (*makeRun)(const AnalyzeOptions& options, const QUVENWorkerTransport& transport,
                                   const QUVENEnvHandle& env);
   const char* exampleDataset = "pairsum.bin";
-  const char* exampleModel = nullptr;  ///< of a sub-command that takes a model before the dataset; null for no model
+  const char* exampleModel = nullptr;      ///< model file in the example; null if the sub-command takes no model
   QUVENParameterSections (*parameters)();  ///< what its parameter file holds
   /// What a parameter file may hold beside that without a warning.
   QUVENParameterSections (*passedOver)();

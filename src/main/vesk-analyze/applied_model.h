@@ -9,7 +9,7 @@
 
 namespace vesk_analyze {
 
-/// What every rank knows of the training of a model.
+/// The facts about the training of a model that every rank has.
 struct ModelFacts {
   QUVENFoldDealing dealing;
   std::int32_t shares = 0;
@@ -24,24 +24,24 @@ struct ModelFacts {
 
 /// A trained model that a run applies to another table.
 ///
-/// The steps are in this order: share; the driver is made with the channels of the training; the table is opened;
-/// takeTrainingFields on rank 0; the driver shares the fields; addTo on rank 0.
-/// Errors:   a file that is no model file is the terminating report 2302 with its name.
-/// Lifetime: release(env) before it ends.
+/// The caller takes these steps in this order: share; make the driver with the channels of the training; open the
+/// table; takeTrainingFields on rank 0; QUVENPassDriver::shareFields; addTo on rank 0.
+/// Errors:   a file that is not a model file is the terminating report 2302 with its name.
+/// Lifetime: the owner calls release(env) before it destroys the object.
 class AppliedModel {
  public:
   AppliedModel(std::string modelPath, const QUVENWorkerTransport& workerTransport, const QUVENEnvHandle& env);
 
-  /// Collective: reads the facts on rank 0, and sets for this environment what they say of unseen values.
+  /// Collective: reads the facts on rank 0 and broadcasts them; sets how this environment treats unseen values.
   const ModelFacts& share(const QUVENEnvHandle& env);
   const ModelFacts& getFacts() const { return facts; }
-  /// On rank 0 all that the file says of the training.
+  /// On rank 0: everything that the file says about the training.
   const QUVENTrainingFacts& getTrainingFacts() const { return file.getFacts(); }
   /// On rank 0, after takeTrainingFields.
   const QUVENFieldNameMap& getTrainingFields() const { return file.getTrainingFields(); }
 
   /// Gives the explanatory columns of the table the categories and bins of the training.
-  /// Errors: a column that is not there or has another type is the terminating report 2302 with its name.
+  /// Errors: a column that is missing from the table or has another type is the terminating report 2302 with its name.
   void takeTrainingFields(const QUVENDataPoint& point, const QUVENEnvHandle& env);
   /// Adds the model's other fields, which the table need not have, and the model as the first scan.
   /// Errors: a column with the name of an output, and a model that is not trained, are terminating reports 2302.

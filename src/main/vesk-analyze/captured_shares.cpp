@@ -15,7 +15,7 @@ CapturedShares::CapturedShares(const EvaluationReport& report, const std::vector
       points.clear();
       return;
     }
-    if (point.records > points.back().records) points.push_back(point);  // not a bin without records
+    if (point.records > points.back().records) points.push_back(point);  // skips bins without records
   }
   if (points.back().records < 1) points.push_back({1, 1});
 }

@@ -7,10 +7,11 @@
 
 namespace vesk_analyze {
 
-/// The share of the target's sum that the first records have, for any share of the records.
+/// The share of the target's sum in the records with the largest predictions, as a function of their share of all
+/// records.
 ///
-/// Between the ends of two bins the share rises on a straight line, as if the actual values of a bin were spread evenly
-/// over its records. The line ends at (1, 1): the records below the lowest boundary have no bin.
+/// Within a bin the share is interpolated linearly, as if the actual values were spread evenly over its records. The
+/// last piece of the line goes to (1, 1), because the records below the lowest boundary have no bin.
 class CapturedShares {
  public:
   struct Point {

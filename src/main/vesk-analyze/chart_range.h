@@ -18,18 +18,18 @@ class ChartRange {
   /// Widens the range to hold the value. Values that are not finite change nothing.
   void include(double value);
 
-  /// Adds a twentieth of the length at both ends, so that shapes at the ends are whole.
+  /// Adds a twentieth of the length at both ends, so that shapes at the ends are not cut.
   void widen();
 
   bool isEmpty() const { return low > high; }
   double getLow() const { return low; }
   double getHigh() const { return high; }
 
-  /// Where a value is between the ends: 0 at the low one, 1 at the high one. Values outside are drawn at the end; in a
-  /// range of one value, and for NaN, the place is the middle.
+  /// The position of a value between the ends: 0 at the low end, 1 at the high end. A value outside of the range has
+  /// the position of the nearer end; NaN, and any value in a range of one value, has the middle.
   double placeOf(double value) const;
 
-  /// Three to eleven round values within the range, or its one value. The texts differ from each other.
+  /// Three to eleven round values within the range, or its single value. All texts are different.
   std::vector<ChartMark> getMarks() const;
 
  private:

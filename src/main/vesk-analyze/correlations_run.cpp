@@ -39,7 +39,7 @@ CorrelationsRun::CorrelationsRun(const AnalyzeOptions& runOptions, const QUVENWo
       parameterFile(*runOptions.kind, runOptions.parameterFile, runOptions.settings, QUVEN_ENV),
       dataset(runOptions.dataset, QUVEN_ENV) {}
 
-/// The channels are set before the first field or scan of the run is made.
+/// Must run before the first field or scan is made, because it sets the channels.
 void CorrelationsRun::makeDriver(const QUVENEnvHandle& env) {
   QUVENFoldDealing dealing = parameters.getDealing();
   shareDealing(dealing, transport);

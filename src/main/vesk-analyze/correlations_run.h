@@ -11,10 +11,10 @@
 
 namespace vesk_analyze {
 
-/// `correlations`: the correlations of the columns of a table with a target and with each other, each column by its
-/// transform.
+/// `correlations`: the correlations of the columns of a table with a target and with each other, after each column is
+/// replaced by its transform.
 ///
-/// Passes: two for the distributions of the columns, those for the transforms, and one for the correlations.
+/// Passes: two for the distributions of the columns, those that make the transforms, and one for the correlations.
 class CorrelationsRun final : public Run {
  public:
   CorrelationsRun(const AnalyzeOptions& runOptions, const QUVENWorkerTransport& workerTransport,

@@ -177,7 +177,7 @@ EvaluationChart drawBars(const std::vector<ResidualRow>& rows) {
   return {picture, {}, {}};
 }
 
-/// Where the segments of a numeric field are on the axis across.
+/// The positions of the segments of a numeric field on the horizontal axis.
 class SegmentPlaces {
  public:
   SegmentPlaces(const FieldCurve& curve, const std::vector<ResidualRow>& rows, const PictureRectangle& place)
@@ -221,10 +221,10 @@ class SegmentPlaces {
   bool toScale = true;
 };
 
-/// The boundaries of segments of equal width, as far as they do not cover each other.
+/// The boundaries of segments of equal width; a text that would overlap the previous one is left out.
 void drawBoundaries(SvgPicture& picture, const SegmentPlaces& places, double base) {
   constexpr double characterWidth = 7;
-  double free = 0;  // right end of the last text
+  double free = 0;  // where the last text ends
   for (std::size_t i = 0; i + 1 < places.getIntervals().size(); ++i) {
     const double x = places.rightOf(i);
     const std::string text = shortNumber(places.getIntervals()[i]->segment.to);

@@ -10,7 +10,7 @@
 
 namespace vesk_analyze {
 
-/// A picture with the words for it.
+/// A picture with its title and texts.
 struct EvaluationChart {
   SvgPicture picture;
   std::string title;
@@ -18,28 +18,27 @@ struct EvaluationChart {
   std::string remark = {};  ///< a sentence under the picture; may be empty
 };
 
-/// A segment in words: "0.5 to 3", "up to 3", the labels of its categories, "missing".
+/// The text for a segment: "0.5 to 3", "up to 3", the labels of its categories, "missing".
 std::string segmentLabel(const DescribedSegment& segment);
 
 /// The captured share of the target's sum against the share of records.
-/// Requires: a usable curve; the optimum is left
-/// out when it is not usable.
+/// Requires: model.isUsable(). The optimum is left out if it is not usable.
 EvaluationChart drawLiftChart(const CapturedShares& model, const CapturedShares& optimum);
 
-/// True when some row has records with finite means: the charts below need such a row.
+/// Whether some row has records with finite means. The charts below require such a row.
 bool canDraw(const std::vector<ResidualRow>& rows);
 
 /// Mean actual against mean predicted value of each twentieth.
 EvaluationChart drawCalibrationChart(const EvaluationReport& report);
 
 /// One bar per row.
-/// Requires: rows that are not empty.
+/// Requires: the rows are not empty.
 EvaluationChart drawSensitivityChart(const std::vector<SensitivityRow>& rows);
 
-/// The mean actual and predicted values of a field's segments: steps over a numeric field, bars for the others.
+/// The mean actual and predicted values of a field's segments: steps for a numeric field, bars for a categorical one.
 ///
-/// A numeric field has a scale of its values, unless a segment with records would be too narrow to be seen: then all
-/// segments have the same width. Missing values are at the right end.
+/// The axis of a numeric field is to scale, unless a segment with records would be too narrow to see; then all segments
+/// have the same width. Missing values are at the right end.
 EvaluationChart drawFieldChart(const FieldCurve& curve, const std::vector<ResidualRow>& rows,
                                const std::string& target);
 

@@ -1,4 +1,4 @@
-// The page of an evaluation: HTML that an XML parser can read as well.
+// Writes the page of an evaluation: HTML that is also well-formed XML.
 
 #include <algorithm>
 #include <cmath>
@@ -21,33 +21,32 @@ struct QualityMeaning {
 };
 
 constexpr QualityMeaning qualityMeanings[] = {
-    {"records", "Records with a target and a finite prediction. All other numbers are of these."},
+    {"records", "Records with a target and a finite prediction. All other numbers are computed from these records."},
     {"area_above_random",
-     "Area between the lift curve and the diagonal, in records times target. It is compared between models of the same "
-     "records only."},
+     "Area between the lift curve and the diagonal, in records times target. Compare it only between models that are "
+     "evaluated on the same records."},
     {"area_ratio",
-     "That area over the area of the optimum: 1 if the predictions order the records as the target does, 0 if by "
-     "chance."},
+     "That area divided by the area of the optimum: 1 if the predictions order the records as the target does, 0 if "
+     "their order is no better than chance."},
     {"rmse",
-     "Root of the mean squared error of the records that have a bin of the lift curve, in the units of the target."},
+     "Square root of the mean squared error of the records in the bins of the lift curve, in units of the target."},
     {"R_squared_plain",
-     "Share of the target's variance that the predictions explain: 1 is exact, 0 is no better than the mean, less is "
-     "worse. This is the one to read."},
+     "Share of the target's variance that the predictions explain: 1 is exact, 0 is no better than the mean, below 0 "
+     "is worse. Read this one rather than R_squared."},
     {"R_squared",
-     "The same as the lift curve gives it: it depends on how the records were shared out, and is often too small."},
+     "The same, computed from the lift curve: it depends on the slices of the records and is often too small."},
     {"accuracy_quality",
-     "1 if the mean errors of neighbouring bins of the lift curve have nothing to do with each other, near 0 if one "
-     "follows from the other. Low values mean that the curve of the predictions has a wrong shape."},
+     "1 minus the absolute correlation of the mean errors of neighbouring bins of the lift curve. Low values mean that "
+     "the errors have a trend: the predictions are too high in some range and too low in another."},
     {"model_quality",
-     "1 less the squared errors over those of the running mean, between 0 and 1. It is near R_squared_plain, and 0 "
-     "where the model is worse than the mean."},
-    {"mean_loss", "Mean of the loss function that the training minimised; less is better."},
+     "Nearly the same as R_squared_plain: computed with the mean of each slice of the records, and 0 if the model is "
+     "worse than the mean."},
+    {"mean_loss", "Mean of the loss function that the training minimised; lower is better."},
     {"auc",
-     "Chance that a record of the upper class has the larger prediction of two records, one of each class: 0.5 is "
-     "chance, 1 is exact."},
+     "Probability that of two records, one of each class, the record of the upper class has the larger prediction: "
+     "0.5 is no better than chance, 1 is a perfect order."},
     {"log_loss",
-     "Mean of the negative logarithm of the probability that the model gave to what happened; less is "
-     "better."},
+     "Mean negative logarithm of the probability that the model gave to the observed class; lower is better."},
 };
 
 const char* meaningOf(const std::string& name) {
@@ -58,7 +57,7 @@ const char* meaningOf(const std::string& name) {
 
 std::string meaningOfChosen(const std::string& chosen) {
   if (chosen == "Test") return "Test: records from which no coefficient was learned";
-  if (chosen == "HeldOut") return "HeldOut: records that trained the final model, but no fold";
+  if (chosen == "HeldOut") return "HeldOut: records that trained the final model, but not the models of the folds";
   if (chosen == "All") return "All: the numbers are too good if the model was trained on this table";
   return chosen;
 }
@@ -171,13 +170,13 @@ class Page {
     } else {
       writeParagraph(
           "The records are ordered by their predictions, the largest first. The lift of the first records is "
-          "their mean target over the mean of all.");
+          "their mean target divided by the mean target of all records.");
       out << "<div class=\"pair\">\n";
       writeChart(drawLiftChart(model, optimum));
       out << "<div>\n";
       writeLiftTable(model, optimum);
-      writeParagraph(
-          "Shares between two bins are on a straight line, as if the target were spread evenly within a bin.", "note");
+      writeParagraph("Within a bin the shares are interpolated, as if the target were spread evenly over its records.",
+                     "note");
       out << "</div>\n</div>\n";
     }
   }
@@ -222,11 +221,11 @@ class Page {
       return;
     }
     writeParagraph(
-        "The records are cut into twentieths by their predictions. Where a point is above the diagonal, the "
-        "model predicts too little.");
+        "The records are divided into twentieths by their predictions. Where a point is above the diagonal, the "
+        "predictions are too low.");
     writeChart(drawCalibrationChart(report));
     writeResidualTable("prediction", report.twentieths);
-    writeParagraph("Means of each twentieth. The residual is the actual value less the predicted one.", "note");
+    writeParagraph("Means of each twentieth. The residual is the actual value minus the predicted value.", "note");
   }
 
   void writeSensitivities() {
@@ -237,9 +236,9 @@ class Page {
       return;
     }
     writeParagraph(
-        "How much the predictions change when an input gets a random value of its distribution in the "
-        "training: mean squared change, as a share of the sum over all inputs. Inputs that say the same "
-        "share it or hide each other.");
+        "How much the predictions change when an input gets a random value from its distribution in the "
+        "training: mean squared change, as a share of the sum over all inputs. Inputs with the same "
+        "information share the sensitivity, or one of them has all of it.");
     const std::vector<SensitivityRow>& all = report.sensitivities;
     const auto numBars = static_cast<std::ptrdiff_t>(std::min(all.size(), mostBars));
     writeChart(drawSensitivityChart({all.begin(), all.begin() + numBars}));
@@ -257,8 +256,8 @@ class Page {
       return;
     }
     writeParagraph(
-        "The mean actual and mean predicted values of the segments that the first stage has of each field. "
-        "Where they differ, the model misses something about the field.");
+        "The mean actual and mean predicted values in the segments into which the first stage divides each field. "
+        "Where they differ, the predictions are too high or too low for these values of the field.");
     out << "<div class=\"pair\">\n";
     for (const FieldCurve& curve : report.curves) writeField(curve);
     out << "</div>\n";

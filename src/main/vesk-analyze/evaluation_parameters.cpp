@@ -26,8 +26,8 @@ QUVENParameterSections EvaluationParameters::sections() {
        .isLegalText = [](const std::string& name) { return name == "All" || name == "Test" || name == "HeldOut"; },
        .errorCode = IllegalParameter,
        .errorText = "vesk-analyze: Records must be All, Test or HeldOut",
-       .meaning =
-           "which records; Test and HeldOut are those that the training kept apart, by their places in its table",
+       .meaning = "which records to evaluate; Test and HeldOut are those that the training kept apart, found by their "
+                  "positions in its table",
        .legalValues = "All, Test or HeldOut"},
       {.key = "Sensitivity",
        .target = quvenParameterTarget<&P::sensitivity>(),
@@ -35,7 +35,7 @@ QUVENParameterSections EvaluationParameters::sections() {
        .isLegalText = [](const std::string& word) { return word == "Yes" || word == "No"; },
        .errorCode = IllegalParameter,
        .errorText = "vesk-analyze: Sensitivity must be Yes or No",
-       .meaning = "whether to find out how much each input matters; it takes a further pass",
+       .meaning = "whether to find out how much each input matters; it takes one more pass",
        .legalValues = "Yes or No"},
       {.key = "MaxSensitivityRecords",
        .target = quvenParameterTarget<&P::maxSensitivityRecords>(),
@@ -43,7 +43,9 @@ QUVENParameterSections EvaluationParameters::sections() {
        .isLegal = [](double value) { return value >= 1; },
        .errorCode = IllegalParameter,
        .errorText = "vesk-analyze: MaxSensitivityRecords must be at least 1",
-       .meaning = "of more records every second, third, .. is taken for the sensitivity",
+       .meaning =
+           "largest number of records for the sensitivity; if there are more, only every k-th record of the table "
+           "is used",
        .legalValues = "an integer from 1"},
       {.key = "OutputFileName",
        .target = quvenParameterTarget<&P::outputFile>(),
@@ -71,7 +73,8 @@ QUVENParameterSections EvaluationParameters::sections() {
        .isLegal = [](double value) { return value >= 0 && value <= 100; },
        .errorCode = IllegalParameter,
        .errorText = "vesk-analyze: VerbosityLevel must be from 0 to 100",
-       .meaning = "from 1 on the quality is logged, from 2 on each record below the lowest boundary of the lift curve",
+       .meaning =
+           "from 1 on the quality is logged, from 2 on also each record below the lowest boundary of a lift curve",
        .legalValues = "an integer from 0 to 100"},
   };
   static constexpr QUVENParameterSection all[] = {{.rows = rows}};

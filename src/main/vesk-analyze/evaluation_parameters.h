@@ -8,7 +8,7 @@
 
 namespace vesk_analyze {
 
-/// The parameters of `evaluate`, as their table fills them.
+/// The parameters of `evaluate`; their table fills the members.
 struct EvaluationParameters {
   std::string records;
   std::string sensitivity;
@@ -21,7 +21,7 @@ struct EvaluationParameters {
   /// Errors: the terminating report of the first parameter that is missing or illegal, after a line for each.
   void read(const QUVENXMLTag& tag, const QUVENEnvHandle& env);
 
-  /// The channel of the records of the training that take part; 0 for all records.
+  /// The channel whose records take part; 0 for all records.
   std::int32_t getChannel() const;
   bool hasSensitivity() const { return sensitivity == "Yes"; }
   std::string liftFile() const { return outputFile + "_lift.csv"; }

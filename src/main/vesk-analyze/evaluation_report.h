@@ -1,7 +1,7 @@
 #ifndef VESK_ANALYZE_EVALUATION_REPORT_H
 #define VESK_ANALYZE_EVALUATION_REPORT_H
 
-// What the files of an evaluation say, free of the classes of models and scans.
+// The contents of the files of an evaluation, independent of the classes of models and scans.
 
 #include <iosfwd>
 #include <limits>
@@ -19,15 +19,15 @@ struct LiftRow {
   double cumRecords = 0;
   double sumPredicted = 0;
   double sumError = 0;   ///< of actual - predicted
-  double cumActual = 0;  ///< of actual values, as predictions plus errors
-  double lift = 0;       ///< mean actual value so far over that of all records; NaN for a mean of 0
+  double cumActual = 0;  ///< sum of the actual values, computed as predictions plus errors
+  double lift = 0;  ///< mean actual value of the bins up to this one, divided by that of all records; NaN if that is 0
   double z = 0;
 };
 
 /// The errors of a group of records.
 struct ResidualRow {
-  std::string field;              ///< empty: a twentieth of the prediction
-  DescribedSegment segment = {};  ///< kind, from, to and categories; nothing else of it
+  std::string field;              ///< empty for a twentieth of the prediction
+  DescribedSegment segment = {};  ///< only kind, from, to and categories are set
   double records = 0;
   double meanActual = std::numeric_limits<double>::quiet_NaN();
   double meanPredicted = std::numeric_limits<double>::quiet_NaN();
@@ -49,7 +49,7 @@ struct QualityNumber {
 /// A field that stage 1 has a transform of.
 struct FieldCurve {
   DescribedTransform transform;
-  double smallest = 0;  ///< of the values in the training; of a numeric field
+  double smallest = 0;  ///< smallest value in the training; numeric fields only
   double largest = 0;
 };
 
@@ -60,10 +60,10 @@ struct EvaluationReport {
   std::string dataset;
   std::string trainedOn;  ///< name of the table
   std::string target;
-  std::string loss;           ///< as in the parameter file of the training
+  std::string loss;           ///< its name in the parameter file of the training
   std::string chosenRecords;  ///< All, Test or HeldOut
   bool isOfTwoClasses = false;
-  double numRecords = 0;  ///< with a target and a finite prediction: those of every table here
+  double numRecords = 0;  ///< with a target and a finite prediction; every table is about these
   double numWithoutTarget = 0;
   double numNotFinite = 0;     ///< with a target, but a prediction that is NaN or infinite
   double numBelowLastBin = 0;  ///< predictions below the lowest boundary of the curve
@@ -75,19 +75,19 @@ struct EvaluationReport {
   std::vector<ResidualRow> segments = {};    ///< field by field, of stage 1
   std::vector<FieldCurve> curves = {};       ///< in the order of the fields in segments
   bool hasSensitivities = false;
-  std::string sensitivityRemark = {};              ///< why there are none, or of how many records they are
+  std::string sensitivityRemark = {};              ///< why there are none, or how many records were used
   std::vector<SensitivityRow> sensitivities = {};  ///< the largest first; of equal ones the earlier input
-  std::vector<DescribedStage> stages = {};         ///< those of the model: rank, alphas and transforms are known
+  std::vector<DescribedStage> stages = {};         ///< rank, alphas and transforms are set
   std::vector<std::string> warnings = {};
 };
 
-/// One row a bin, from the largest predictions.
+/// One row per bin, largest predictions first.
 void writeLift(const EvaluationReport& report, std::ostream& out);
-/// One row a number.
+/// One row per number.
 void writeQuality(const EvaluationReport& report, std::ostream& out);
-/// One row a twentieth of the prediction, then one a segment.
+/// One row per twentieth of the prediction, then one per segment.
 void writeResiduals(const EvaluationReport& report, std::ostream& out);
-/// One row an input.
+/// One row per input.
 void writeSensitivity(const EvaluationReport& report, std::ostream& out);
 /// One page of HTML with pictures in it. It needs no script, no other file and no network.
 void writePage(const EvaluationReport& report, std::ostream& out);

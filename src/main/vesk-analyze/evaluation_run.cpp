@@ -26,7 +26,7 @@ enum Code : int { IllegalParameter = 2202, NoFinitePrediction = 5017 };
 constexpr std::int32_t FinalChannel = 1;
 constexpr std::int32_t MostShares = 64;
 
-/// The scaled prediction is set when the model has scored the record.
+/// Lets the driver compute the scaled prediction after the model has scored a record.
 class ScaledPredictionProtocol final : public QUVENMultiScanProtocol {
  public:
   const QUVENTypeName& getScanClass() const override { return QUVENScaledPrediction::typeName(); }
@@ -36,7 +36,7 @@ class ScaledPredictionProtocol final : public QUVENMultiScanProtocol {
   }
 };
 
-/// The scan of a class in a world, or null.
+/// The first scan of a class in a world, or null.
 template <class Scan>
 Scan* findScan(QUVENScanWorld& world) {
   for (const QUVENOwnPtr<QUVENDataScan>& scan : world.getScans()) {
@@ -77,7 +77,7 @@ std::vector<LiftRow> liftRows(const QUVENLiftCurve* curve) {
   return rows;
 }
 
-/// The ends of what a training has seen of a numeric field.
+/// Sets the smallest and the largest value that a distribution of a numeric field has.
 void addRange(const QUVENNumFieldDist& distribution, FieldCurve& curve) {
   double smallest = QUVENNumFieldBin::HighestValue;
   double largest = QUVENNumFieldBin::LowestValue;
@@ -103,7 +103,7 @@ EvaluationRun::EvaluationRun(const AnalyzeOptions& runOptions, const QUVENWorker
       facts(model.getFacts()),
       dataset(runOptions.dataset, QUVEN_ENV) {}
 
-/// The channels are those of the training, set before the first field or scan of the run is made.
+/// Must run before the first field or scan is made, because it sets the channels, which are those of the training.
 void EvaluationRun::makeDriver(const QUVENEnvHandle& env) {
   model.share(QUVEN_ENV);
   lossId = QUVENGeneralLoss::idOf(facts.loss);
@@ -158,7 +158,8 @@ void EvaluationRun::open(const QUVENEnvHandle& env) {
   shareText(scaledName, transport, QUVEN_ENV);
 }
 
-/// The model, and after it the prediction on the scale of the target, with distributions of both.
+/// Adds the model, then the scan for the prediction on the scale of the target. The driver gathers the distributions of
+/// this prediction and of the target.
 void EvaluationRun::addModel(const QUVENEnvHandle& env) {
   trained = &model.addTo(*driver, QUVEN_ENV);
   const QUVENTrainingFacts& training = model.getTrainingFacts();
@@ -184,7 +185,7 @@ QUVENNumField& EvaluationRun::fieldOf(const std::string& name) const {
   return static_cast<QUVENNumField&>(*driver->getNames().find(name));
 }
 
-/// After the passes for the distributions.
+/// Requires: the passes for the distributions are done.
 void EvaluationRun::checkRecords(const QUVENEnvHandle& env) const {
   const QUVENNumFieldDist& target = *fieldOf(facts.targetName).getDistribution();
   if (target.getValidCount() > 0) return;
@@ -195,7 +196,7 @@ void EvaluationRun::checkRecords(const QUVENEnvHandle& env) const {
       QUVEN_ENV);
 }
 
-/// A target that the loss is not for is judged all the same.
+/// Warns of a target that the loss does not allow; the evaluation continues.
 void EvaluationRun::warnOfTarget(const QUVENEnvHandle& env) {
   TrainingFields fields;
   fields.target = &fieldOf(facts.targetName);
@@ -222,14 +223,14 @@ void EvaluationRun::addEvaluation(const QUVENEnvHandle& env) {
   evaluation = &driver->addScan(std::move(made), QUVEN_ENV);
 }
 
-/// The order of margins can be judged beside a target of 0 and 1, their size cannot.
+/// With a target of 0 and 1 the order of margins is meaningful, but their size is not.
 void EvaluationRun::warnOfScale() {
   FieldCurve ofTarget;
   addRange(*fieldOf(facts.targetName).getDistribution(), ofTarget);
   if (!isOfTwoClasses(lossId) || isLogistic(lossId) || ofTarget.smallest < 0) return;
   warnings.emplace_back(
-      "the predictions are below 0 for one class, and the target is not: rmse, R_squared, R_squared_plain, "
-      "accuracy_quality, model_quality, residuals and the calibration mean nothing here");
+      "the predictions are below 0 for one class, but the target is not: rmse, R_squared, R_squared_plain, "
+      "accuracy_quality, model_quality, residuals and the calibration have no meaning here");
 }
 
 void EvaluationRun::warnOfEvaluation(const QUVENEnvHandle& env) {
@@ -241,13 +242,13 @@ void EvaluationRun::warnOfEvaluation(const QUVENEnvHandle& env) {
   warnings.push_back(text);
 }
 
-/// The smallest step that keeps within the parameter and meets a chosen record. There is one: the place of the last
-/// chosen record, or, if that is the first record of the table, the number of records.
+/// The smallest step for which at least one chosen record, and not more than the parameter allows, is at a multiple of
+/// the step. Such a step exists: the number of the last chosen record, from 0, or the number of records if that is 0.
 std::int64_t EvaluationRun::chooseSensitivityStep() {
   const std::int64_t records = dataset.getNumRecords();
   const std::int64_t most = parameters.maxSensitivityRecords;
   if (channel == 0) return std::max<std::int64_t>((records + most - 1) / most, 1);
-  // The records of a channel are not evenly spread, so each step is counted, until one record too many is found.
+  // The records of a channel are not evenly spread, so the records of each step are counted, up to one too many.
   const auto isUsable = [&](std::int64_t step) {
     std::int64_t found = 0;
     for (std::int64_t record = 0; record < records && found <= most; record += step) {
@@ -272,7 +273,7 @@ void EvaluationRun::runSensitivity(const QUVENEnvHandle& env) {
   driver->setTakesRecord([dealing, chosen, step](std::int64_t record) {
     return record % step == 0 && (chosen == 0 || dealing.channelOf(record) == chosen);
   });
-  // What no stream carries is set in each copy of the live world.
+  // These settings are not in the stream, so they are set in each copy of the live world.
   const auto attach = [this](QUVENScanWorld& world) {
     QUVENModelSensitivity* scan = findScan<QUVENModelSensitivity>(world);
     QUVENModel* scored = findScan<QUVENModel>(world);
@@ -383,12 +384,12 @@ void EvaluationRun::addSegments(EvaluationReport& made, const QUVENEnvHandle& en
 void EvaluationRun::addSensitivities(EvaluationReport& made) const {
   made.hasSensitivities = sensitivity != nullptr && sensitivity->isNormalized();
   if (sensitivity == nullptr) {
-    made.sensitivityRemark = "They were not asked for.";
+    made.sensitivityRemark = "The parameter Sensitivity is No.";
     return;
   }
-  if (!made.hasSensitivities) made.sensitivityRemark = "No input moves the predictions.";
+  if (!made.hasSensitivities) made.sensitivityRemark = "No input changes a prediction.";
   if (made.hasSensitivities && sensitivityStep > 1) {
-    made.sensitivityRemark = "They are of one record in " + std::to_string(sensitivityStep) + ".";
+    made.sensitivityRemark = "One record in " + std::to_string(sensitivityStep) + " was used.";
   }
   for (long i = 1; i <= sensitivity->getFields().getSize(); ++i) {
     made.sensitivities.push_back({.field = sensitivity->getFields()[i]->getName().str(),

@@ -17,8 +17,10 @@ namespace vesk_analyze {
 
 /// `evaluate`: judges the predictions of a model for the records of a table with known targets.
 ///
-/// The table needs the explanatory columns of the training and its target, by name and type; others may be there.
-/// Passes: two for the distributions of target and prediction, one that gathers, and one for the sensitivity.
+/// The table needs the explanatory columns and the target of the training, with the same names and types. It may have
+/// other columns.
+/// Passes: two for the distributions of target and prediction, one for QUVENModelEvaluation, and one for the
+/// sensitivity.
 class EvaluationRun final : public Run {
  public:
   EvaluationRun(const AnalyzeOptions& runOptions, const QUVENWorkerTransport& workerTransport,
@@ -72,7 +74,7 @@ class EvaluationRun final : public Run {
   QUVENModelEvaluation* evaluation = nullptr;
   QUVENModelSensitivity* sensitivity = nullptr;
   std::vector<std::string> warnings;
-  std::int64_t sensitivityStep = 1;  // every so many records
+  std::int64_t sensitivityStep = 1;  // one record in so many takes part
   EvaluationReport report;           // after work
 };
 

@@ -3,8 +3,8 @@
 
 namespace vesk_analyze {
 
-/// The style sheet of an evaluation's page. Blue and orange can be told apart by colour-blind readers, and both are
-/// legible on a light and on a dark page.
+/// The style sheet of an evaluation's page. Colour-blind readers can distinguish blue and orange, and both are legible
+/// on a light and on a dark page.
 inline constexpr const char* evaluationStyle = R"css(
 :root { color-scheme: light dark; --page: #ffffff; --text: #1d2329; --faint: #5b6670; --rule: #d5dbe0;
   --panel: #f5f7f9; --blue: #0072b2; --orange: #d98200; --warn: #fff3d6; }

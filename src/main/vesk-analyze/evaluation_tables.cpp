@@ -1,4 +1,4 @@
-// The tables of an evaluation as CSV.
+// Writes the tables of an evaluation as CSV.
 
 #include <ostream>
 
@@ -11,7 +11,7 @@ namespace vesk_analyze {
 
 namespace {
 
-/// A number of some records: without enough records there is none, and the cell is empty.
+/// Writes a number that is computed from records. The cell is empty if there are too few of them.
 void writeCell(std::ostream& out, double value, bool hasRecords) {
   out << ',' << (hasRecords ? numberText(value) : exactText(value));
 }

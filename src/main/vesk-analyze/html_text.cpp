@@ -19,8 +19,8 @@ struct Character {
   std::uint32_t code = 0;
 };
 
-/// The first character of a text. Bytes that are not UTF-8 are invalid characters of one byte each: too long forms,
-/// surrogates and codes above 0x10FFFF among them.
+/// The first character of a text. A byte that is not UTF-8 is an invalid character of one byte. Overlong forms,
+/// surrogates and codes above 0x10FFFF are not UTF-8.
 Character firstCharacter(std::string_view text) {
   const auto byteAt = [&](std::size_t i) { return static_cast<unsigned char>(text[i]); };
   const unsigned char first = byteAt(0);

@@ -1,7 +1,7 @@
 #ifndef VESK_ANALYZE_HTML_TEXT_H
 #define VESK_ANALYZE_HTML_TEXT_H
 
-// Texts and numbers of a page of HTML.
+// Texts and numbers for an HTML page.
 
 #include <string>
 #include <string_view>
@@ -10,22 +10,23 @@ namespace vesk_analyze {
 
 /// A text that a page can show: valid UTF-8 without control characters.
 ///
-/// Tab, carriage return and line feed become blanks. Each other control character, byte that is not UTF-8, and
-/// character that turns the direction of the text around it becomes U+FFFD.
+/// Tab, carriage return and line feed become blanks. Each other control character, each byte that is not UTF-8, and
+/// each character that changes the direction of the surrounding text becomes U+FFFD.
 std::string cleanText(std::string_view text);
 
-/// A clean text of at most that many characters: of a longer one the first two thirds, "…" and the last third.
+/// Shortens a clean text to numCharacters characters: the first two thirds, "…" and the last third. A text that is not
+/// longer is returned unchanged.
 /// Requires: numCharacters >= 1.
 std::string shortenedText(std::string_view clean, std::size_t numCharacters);
 
 /// A text for the content of an element or for an attribute in double quotes: cleaned, with & < > " ' escaped.
 std::string htmlText(std::string_view text);
 
-/// A number for people: 5 significant digits, 6 from 10000 on; "none" for NaN and for the largest negative double,
-/// which quality numbers have in place of a result; "infinite", "-infinite".
+/// A number to read: 5 significant digits, 6 from 10000 on; "none" for NaN and for the lowest double, the value of a
+/// quality number that cannot be computed; "infinite", "-infinite".
 std::string shortNumber(double value);
 
-/// The same for a number of records, which has all of its digits.
+/// The same for a number of records, with all of its digits.
 std::string countNumber(double value);
 
 /// A share as a percentage, with the sign %.

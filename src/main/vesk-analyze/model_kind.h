@@ -30,7 +30,7 @@ struct StagedModel {
   void (*keep)(QUVENModel& model, const StageCandidate& candidate, const QUVENEnvHandle& env);
   /// The prediction after each stage that is kept.
   std::vector<QUVENField*> (*predictions)(const QUVENModel& model);
-  /// What a trained model knows of its stages, such as one from a file: ranks and step sizes.
+  /// The history that a trained model itself can give, for example after it is read from a file: ranks and step sizes.
   StageHistory (*recall)(const QUVENModel& model);
   /// Why the training stopped, and what was kept: a sentence for people.
   std::string (*outcome)(const QUVENModel& model);
@@ -55,7 +55,7 @@ struct ModelKind {
   /// The stages, those that were dropped too. A model without stages has one.
   std::vector<DescribedStage> (*describe)(const QUVENModel& model, const StageHistory& history,
                                           const QUVENTableLabels& labels, const QUVENEnvHandle& env);
-  /// The transforms of columns that make the first stage, or the model; null for a model without transforms.
+  /// The transforms of columns that make up the first stage, or the whole model; null for a model without transforms.
   std::vector<const QUVENFeatureTransform*> (*firstTransforms)(const QUVENModel& model);
   /// The terms of the prediction; null when it is not a sum of terms.
   std::vector<PredictionTerm> (*terms)(const QUVENModel& model, const QUVENEnvHandle& env);

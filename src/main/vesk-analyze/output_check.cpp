@@ -21,7 +21,7 @@ bool isWritable(const OutputFile& file) {
   const fs::file_status status = fs::status(file.path, unknown);
   if (fs::is_directory(status)) return false;
   const bool isRegular = fs::is_regular_file(status);
-  // A pipe is not opened: its reader would take that for the end.
+  // A pipe is not opened: closing it would be the end of file for its reader.
   if (fs::exists(status) && (!isRegular || !file.isReplaced)) return ::access(file.path.c_str(), W_OK) == 0;
   const QUVENResultFile attempt(file.path);
   return attempt.isOpen();
@@ -76,7 +76,7 @@ void RunFiles::checkNames(const QUVENEnvHandle& env) const {
 void writeOutputs(std::span<const WrittenOutput> outputs, const QUVENEnvHandle& env) {
   std::string unwritable;
   {
-    // The report ends the run: what is incomplete is removed before it.
+    // The report ends the run, so incomplete files are removed before it.
     std::list<QUVENResultFile> files;
     for (const WrittenOutput& output : outputs) {
       QUVENResultFile& file = files.emplace_back(output.path);

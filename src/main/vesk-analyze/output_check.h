@@ -10,22 +10,21 @@
 
 namespace vesk_analyze {
 
-/// Whether each file can be written, before hours of work go into it. Leaves what is there as it is.
+/// Checks before a long run whether each file can be written. Existing files stay unchanged.
 /// Errors: the terminating report 2302 with the name and the words of the analysis.
 void checkOutputsBefore(std::span<const OutputFile> files, const char* words, const QUVENEnvHandle& env);
 
-/// Whether no file that is written takes the place of one that is read, or of another one that is written. Devices and
-/// pipes may be named more than once.
+/// Checks that no output overwrites an input or another output. Devices and pipes may be named more than once.
 /// Errors: the terminating report 2302 with the name of the first that does.
 void checkOutputsDiffer(std::span<const OutputFile> files, std::span<const std::string> inputs,
                         const QUVENEnvHandle& env);
 
-/// Whether the files have come about.
+/// Checks after a run that the files exist.
 /// Errors: the terminating report 2302 with the name of the first that has not.
 void checkOutputsAfter(std::span<const OutputFile> files, const std::string& failedFile, const QUVENEnvHandle& env);
 
-/// The files of a run, which are checked before the first pass: of the results of another run of hours nothing would be
-/// left, nor of a dataset.
+/// The files of a run. They are checked before the first pass: an output must not overwrite an input or the results of
+/// another analysis.
 struct RunFiles {
   std::vector<OutputFile> outputs = {};
   std::string results = {};              ///< the file of --results, empty for none
@@ -45,8 +44,8 @@ struct WrittenOutput {
   std::function<void(std::ostream& out)> write;
 };
 
-/// Writes files. They get their names when all of them are complete, so that a full disk does not mix them with files
-/// of an earlier run.
+/// Writes files under temporary names and renames them when all of them are complete, so that a full disk does not
+/// leave a mixture with files of an earlier run.
 /// Errors: the terminating report 2302 with the name of the first that is not complete.
 void writeOutputs(std::span<const WrittenOutput> outputs, const QUVENEnvHandle& env);
 

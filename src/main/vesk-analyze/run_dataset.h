@@ -21,14 +21,15 @@ class RunDataset {
   /// are.
   /// Errors: the terminating reports of parts that do not belong together, and the reports of the dataset.
   void open(QUVENDataPoint& point, const QUVENWorkerTransport& transport, const QUVENEnvHandle& env);
-  /// The same for a table, on rank 0.
-  /// Errors: a description without columns, and a file that does not hold whole records, are terminating reports 2302.
+  /// Opens the files of a table on rank 0, as open does.
+  /// Errors: a description without columns, and a file that ends inside a record, are terminating reports 2302.
   void openTable(QUVENDataPoint& point, const QUVENWorkerTransport& transport, const QUVENEnvHandle& env);
-  /// Of all files. Requires: openTable.
+  /// The number of records in all files.
+  /// Requires: openTable.
   std::int64_t getNumRecords();
   /// All files that a run reads for it: data and descriptions.
   std::vector<std::string> files() const;
-  /// The same and the labels, for a table.
+  /// For a table: these files and the labels.
   std::vector<std::string> tableFiles() const;
   const std::string& getName() const { return name; }
   QUVENBinaryInputDataset& get() { return *dataset; }

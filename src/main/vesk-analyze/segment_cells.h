@@ -7,8 +7,8 @@
 
 namespace vesk_analyze {
 
-/// The cells kind, from, to and categories of a segment, as every CSV file of segments has them: an infinite end is
-/// empty, and the labels of the categories have | between them.
+/// The cells kind, from, to and categories of a segment, the same in every CSV file of segments: the cell of an
+/// infinite end is empty, and the labels of the categories are separated by |.
 std::string segmentCells(const DescribedSegment& segment);
 
 }  // namespace vesk_analyze

@@ -9,14 +9,14 @@
 
 namespace vesk_analyze {
 
-/// Collective: every rank gets the word of 32 bits that rank 0 has.
+/// Collective: broadcasts a 32-bit value from rank 0.
 template <class Word>
 void shareWord(Word& word, const QUVENWorkerTransport& transport) {
   static_assert(sizeof(Word) == sizeof(std::int32_t));
   word = static_cast<Word>(transport.broadcastWord(static_cast<std::int32_t>(word)));
 }
 
-/// Collective: every rank gets the dealing that rank 0 has.
+/// Collective: broadcasts the dealing from rank 0.
 inline void shareDealing(QUVENFoldDealing& dealing, const QUVENWorkerTransport& transport) {
   shareWord(dealing.testPercent, transport);
   shareWord(dealing.heldOutPercent, transport);
@@ -24,7 +24,7 @@ inline void shareDealing(QUVENFoldDealing& dealing, const QUVENWorkerTransport& 
   shareWord(dealing.seed, transport);
 }
 
-/// Collective: every rank gets the text that rank 0 has.
+/// Collective: broadcasts a text from rank 0.
 inline void shareText(std::string& text, const QUVENWorkerTransport& transport, const QUVENEnvHandle& env) {
   if (transport.isAlone()) return;
   QUVENMemoryBlobIO blob;
@@ -34,7 +34,7 @@ inline void shareText(std::string& text, const QUVENWorkerTransport& transport, 
   blob.deleteMemory(QUVEN_ENV);
 }
 
-/// The same for a list.
+/// Collective: broadcasts a list of texts from rank 0.
 inline void shareTexts(std::vector<std::string>& texts, const QUVENWorkerTransport& transport,
                        const QUVENEnvHandle& env) {
   auto count = static_cast<std::int32_t>(texts.size());

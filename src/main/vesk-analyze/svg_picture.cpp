@@ -10,7 +10,7 @@ namespace vesk_analyze {
 
 namespace {
 
-constexpr double characterWidth = 6.6;  // of a label, about
+constexpr double characterWidth = 6.6;  // of a label, roughly
 
 std::string coordinate(double value) {
   std::array<char, 32> text{};
@@ -26,7 +26,7 @@ std::string attribute(const char* name, std::string_view value) {
   return std::string(" ") + name + "=\"" + htmlText(value) + "\"";
 }
 
-/// The end of the start tag, and the hint as content.
+/// The end of the start tag; with a hint also a title element and the end tag.
 std::string closed(const char* element, std::string_view hint) {
   if (hint.empty()) return "/>\n";
   return "><title>" + htmlText(hint) + "</title></" + element + ">\n";

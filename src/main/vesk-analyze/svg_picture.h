@@ -10,7 +10,7 @@
 
 namespace vesk_analyze {
 
-/// A place in a picture, in its own units: x to the right, y down.
+/// A point in a picture, in the picture's units: x to the right, y down.
 struct PicturePoint {
   double x = 0;
   double y = 0;
@@ -26,10 +26,10 @@ struct PictureRectangle {
   double bottom() const { return top + height; }
 };
 
-/// An inline SVG element, drawn from back to front.
+/// An inline SVG element. Later shapes cover earlier ones.
 ///
-/// Units: about a pixel; the page scales the picture to its column. Colours are those of the classes in the page's
-/// style. Texts are escaped here.
+/// Units: about one pixel; the page scales the picture to the width of its column. The page's style sheet gives each
+/// class its colour. This class escapes all texts.
 /// Requires: finite coordinates.
 class SvgPicture {
  public:
@@ -40,16 +40,16 @@ class SvgPicture {
   double getWidth() const { return pictureWidth; }
   double getHeight() const { return pictureHeight; }
 
-  /// A line through the points; none for fewer than two points.
+  /// A line through the points; nothing for fewer than two points.
   void addLine(const std::vector<PicturePoint>& points, std::string_view classes);
-  /// hint: shown over the shape; none when it is empty.
+  /// hint: the tooltip of the shape; may be empty.
   void addRectangle(const PictureRectangle& shape, std::string_view classes, std::string_view hint = {});
   void addCircle(PicturePoint centre, double radius, std::string_view classes, std::string_view hint = {});
   void addText(PicturePoint base, Anchor anchor, std::string_view text, std::string_view classes = "label",
                std::string_view hint = {});
   /// A text that reads upwards.
   void addTextUpwards(PicturePoint base, std::string_view text);
-  /// A sample of each class beside its meaning, in one row from the left.
+  /// A sample of each class with its meaning to the right, in one row.
   struct LegendEntry {
     std::string classes;
     std::string meaning;
@@ -57,7 +57,7 @@ class SvgPicture {
   };
   void addLegend(PicturePoint leftMiddle, const std::vector<LegendEntry>& entries);
 
-  /// id: unique in the page; the title and the description tell the picture to those who cannot see it.
+  /// id: unique in the page. Title and description are for screen readers.
   void write(std::ostream& out, const std::string& id, std::string_view title, std::string_view description) const;
 
  private:
@@ -76,9 +76,9 @@ class PlotArea {
   PicturePoint pointOf(double x, double y) const { return {xOf(x), yOf(y)}; }
   const PictureRectangle& getPlace() const { return place; }
 
-  /// Grid lines and the texts of the marks on the axis across.
+  /// Grid lines and the texts of the marks of the horizontal axis.
   void drawMarksAcross(SvgPicture& picture) const;
-  /// Grid lines and the texts of the marks on the axis up.
+  /// Grid lines and the texts of the marks of the vertical axis.
   void drawMarksUp(SvgPicture& picture) const;
   void drawTitles(SvgPicture& picture, std::string_view across, std::string_view up) const;
   void drawFrame(SvgPicture& picture) const;

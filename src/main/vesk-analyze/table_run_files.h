@@ -6,8 +6,8 @@
 
 namespace vesk_analyze {
 
-/// Checks the files of a run over a table, on rank 0 before the first pass: whether the outputs can be written and take
-/// the place of nothing that is read. A strict run ends here after a warning of its parameters.
+/// Checks the files of a run over a table, on rank 0 before the first pass: the outputs must be writable and must not
+/// overwrite an input. A strict run ends here if its parameters have given a warning.
 /// Errors: the terminating reports 2302 and 4608.
 void checkTableRunFiles(const AnalyzeOptions& options, const ParameterFile& parameterFile, const RunDataset& dataset,
                         const QUVENWorkerTransport& transport, const QUVENEnvHandle& env);

@@ -38,11 +38,11 @@ struct TrainingFields {
   std::vector<QUVENField*> described() const;
 };
 
-/// Whether a table has a record for each channel.
+/// Checks that a table has at least one record per channel.
 /// Errors: the terminating report 2302 with its name.
 void checkNumRecords(RunDataset& dataset, const QUVENFoldDealing& dealing, const QUVENEnvHandle& env);
 
-/// Asks for the distributions of inputs, target and weights, with the sizes that the parameters say.
+/// Makes the driver gather the distributions of inputs, target and weights, with the sizes that the parameters give.
 void askForDistributions(const TrainingFields& fields, const TrainingParameters& parameters, QUVENPassDriver& driver,
                          const QUVENEnvHandle& env);
 

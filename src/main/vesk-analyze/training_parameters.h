@@ -38,8 +38,8 @@ struct TrainingParameters {
   std::int32_t verbosityLevel = 0;
 
   static QUVENParameterSections sections();
-  /// Those that `correlations` has as well, and its output file. It reads them into an object in which everything else
-  /// is as by default.
+  /// The parameters that `correlations` shares with `train`, and its output file. All other members keep their
+  /// defaults.
   static QUVENParameterSections sectionsOfCorrelations();
   /// Errors: the terminating report of the first parameter that is missing or illegal, after a line for each.
   void read(const QUVENXMLTag& tag, const QUVENEnvHandle& env) { read(tag, sections(), QUVEN_ENV); }
