@@ -55,7 +55,7 @@ class LineSpoiler {
     return lastIsSpoiled ? spoil(line, place) : lineBytes;
   }
 
-  /// Whether the last line that was treated is a spoiled one.
+  /// Whether the last call of treat spoiled its line.
   bool hasSpoiledLast() const { return lastIsSpoiled; }
 
   const BadLineCounts& getCounts() const { return counts; }

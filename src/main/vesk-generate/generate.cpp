@@ -48,7 +48,7 @@ void writeOutcomes(OutcomeGenerator& outcomes, RecordOutput& output) {
   output.close();
 }
 
-/// The files of the records, then that of the outcomes if there is one. The result is the number of bytes of the
+/// Writes the files of the records, then the file of the outcomes if it is wanted. Returns the number of bytes of the
 /// records.
 std::uint64_t writeRecordsAndOutcomes(RecordGenerator& generator, const GenerateOptions& options) {
   const std::vector<std::string> names = recordFileNames(options.output, options.files);

@@ -19,7 +19,7 @@ struct GenerateOptions {
   std::string output;  ///< where the records go; empty: none are written
   std::uint32_t files = 1;
   std::string groupsFile;                      ///< empty: none
-  std::string outcomesFile;                    ///< of the callers; empty: none
+  std::string outcomesFile;                    ///< outcomes of the callers; empty: not written
   std::optional<LoaderParamsSettings> params;  ///< to standard output
   std::optional<TableSettings> table;          ///< a table instead of records, to output
   std::string curveFile;                       ///< of the table; empty: none

@@ -9,7 +9,7 @@ namespace vesk_generate {
 
 namespace {
 
-/// x over x and the mean of all: 0 for 0, one half for the mean.
+/// x / (x + mean), with the mean over all callers: 0 for x = 0, one half for the mean.
 double saturating(std::uint64_t x, std::uint64_t total, std::size_t numCallers) {
   if (x == 0) return 0;
   const double value = static_cast<double>(x);
@@ -18,7 +18,7 @@ double saturating(std::uint64_t x, std::uint64_t total, std::size_t numCallers) 
 
 double logistic(double logOdds) {
   constexpr double e = 2.718281828459045;
-  constexpr double mostLogOdds = 16;  // of powerBySquareRoots
+  constexpr double mostLogOdds = 16;  // limit of powerBySquareRoots
   if (logOdds > 0) return 1 - logistic(-logOdds);
   return 1 / (1 + powerBySquareRoots(e, std::min(-logOdds, mostLogOdds)));
 }

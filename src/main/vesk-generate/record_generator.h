@@ -28,7 +28,7 @@ class RecordGenerator {
   /// Requires: buffer.size() >= lines * lineBytes(), else std::length_error and nothing is written.
   [[nodiscard]] std::size_t fill(std::uint64_t lines, std::span<char> buffer);
 
-  /// From now on counts each record that is not spoiled into the outcomes, which are borrowed.
+  /// Counts each following record that is not spoiled in the outcomes, which are borrowed.
   void countInto(OutcomeGenerator& generator) { outcomes = &generator; }
 
   /// Bytes of a line with its line feed; only a short line, which is a bad one, has fewer.
@@ -52,7 +52,7 @@ class RecordGenerator {
   std::vector<std::uint32_t> durations;  // quantiles
   std::vector<char> blankLine;           // blanks and the line feed
   std::uint64_t recordsMade = 0;
-  OutcomeGenerator* outcomes = nullptr;  // none: nothing is counted
+  OutcomeGenerator* outcomes = nullptr;  // null: records are not counted
 };
 
 }  // namespace vesk_generate

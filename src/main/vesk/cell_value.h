@@ -35,7 +35,7 @@ class CellReader {
   std::set<std::string, std::less<>> missingTexts;
 };
 
-/// A text for a message: in quotes, of one line and not too long.
+/// A text for a message: in quotes, on one line and shortened if it is long.
 std::string shownText(std::string_view text);
 
 }  // namespace vesk

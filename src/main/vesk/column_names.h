@@ -11,14 +11,14 @@ namespace vesk {
 /// The longest name that a line of a dataset's description has room for, in bytes.
 inline constexpr std::size_t LongestColumnName = 976;
 
-/// The most columns of a dataset.
+/// The largest number of columns of a dataset.
 inline constexpr std::size_t MostColumns = 25000;
 
 /// A name as the description and the options of other programs can have it: white space, commas and double quotes
 /// become `_`.
 std::string plainColumnName(std::string_view name);
 
-/// What is wrong with the name of a column, as the end of a sentence; empty for a name that a dataset can have.
+/// The mistake in the name of a column, as the end of a sentence; empty for a name that a dataset can have.
 std::string columnNameMistake(std::string_view name);
 
 /// The names of the columns of a table: plain; C1, C2, ... by their place where there is none; a repeated name gets _2,

@@ -23,7 +23,7 @@ constexpr const char* changed = " was changed while it was read";
   fail(path, std::string(", line ").append(std::to_string(line)).append(": ").append(what));
 }
 
-/// The form of a regular file; the constructors that follow open it.
+/// Returns the form. Refuses a file that is not a regular file before it is opened.
 CsvForm formOfRegularFile(CsvForm form) {
   std::error_code unknown;
   const std::filesystem::file_status status = std::filesystem::status(form.path, unknown);
@@ -35,7 +35,7 @@ CsvForm formOfRegularFile(CsvForm form) {
 
 }  // namespace
 
-/// One reading of the rows of the file; the names of the columns are taken from the first row.
+/// One reading of the rows of the file. The names of the columns come from the first row.
 class CsvFile {
  public:
   explicit CsvFile(const CsvForm& form)
@@ -53,7 +53,7 @@ class CsvFile {
 
   const std::vector<std::string>& getNames() const { return names; }
 
-  /// False at the end of the file.
+  /// Reads the next row; false at the end of the file.
   bool next() {
     if (std::exchange(firstIsWaiting, false)) return true;
     hasRow = reader.next();

@@ -8,11 +8,11 @@
 
 namespace vesk {
 
-/// The files of a dataset: the file of its name, or its parts in their order; the name alone when there is neither.
+/// The files of a dataset: the file of its name, or its parts in ascending order; the name alone if there is neither.
 /// Errors: std::runtime_error that names a missing part, or a part beside the single file.
 std::vector<std::string> datasetFilesOf(const std::string& name);
 
-/// The description of a dataset: NAME.info, or for parts NAME.0.info when there is no other; empty if there is none.
+/// The description of a dataset: NAME.info, or NAME.0.info if only this exists; empty if there is none.
 std::string descriptionPathOf(const std::string& name);
 
 /// The columns of a description.

@@ -26,7 +26,7 @@ class Partner {
   const RightSide& getSide() const { return *side; }
   void startPass() { isInBase.assign(side->getRows().size(), false); }
 
-  /// Writes the cells of a key, or missing values. The result is whether the key is met for the first time.
+  /// Copies the cells of a key, or missing values. Returns whether this is the first record with the key.
   bool takeCells(double key, std::span<double> cells) {
     const std::uint32_t row = side->getRows().find(key);
     if (row == KeyedRows::NoRow) {
@@ -95,7 +95,7 @@ class Join {
     }
   }
 
-  /// Refuses names that a dataset cannot have, and a name that is there twice.
+  /// Refuses a name that a dataset cannot have, and a name that two columns have.
   void takeNames() {
     std::map<std::string, std::string> fileOfName;
     for (const dataset_info::Column& column : base.getColumns()) fileOfName.emplace(column.name, options.base);
@@ -163,7 +163,7 @@ class Join {
     if (wrongKeys++ == 0) firstWrongKey = base.place() + ": " + numberText(key);
   }
 
-  /// Without the text of a code, a key of another text with the same code would be taken for it.
+  /// Refuses a hashed code without a label: without its text, another text with the same code would match it.
   void checkLabel(double key) const {
     if (key < FirstHashedCode) return;  // the code is the text
     if (keyLabels != nullptr && keyLabels->labels.contains(static_cast<std::uint64_t>(key))) return;
@@ -206,7 +206,7 @@ class Join {
   bool isCategoricalKey = false;
   const QUVENTableLabels::Column* keyLabels = nullptr;
   std::vector<Partner> partners;
-  std::uint64_t wrongKeys = 0;  // numbers of the base table that no right side can have
+  std::uint64_t wrongKeys = 0;  // numbers in the key column of the base table that are not keys
   std::string firstWrongKey;
   JoinTable table;
 };

@@ -12,7 +12,7 @@ namespace vesk {
 /// The first whole number whose successor is not exact in a double: 2 to the power 53.
 inline constexpr double KeyLimit = 9007199254740992.0;
 
-/// Codes of categories below it are the texts themselves, see quvenCategoryCode.
+/// A category code below this number is the text itself, read as a number, see quvenCategoryCode.
 inline constexpr double FirstHashedCode = 1e14;
 
 /// Whether a number can be the key of a record: whole, below 2^53 in absolute value, and not the missing value.
@@ -20,7 +20,7 @@ inline bool isKey(double number) {
   return std::fabs(number) < KeyLimit && std::trunc(number) == number && number != dataset_format::missingValue;
 }
 
-/// A number for a message, exact.
+/// The exact text of a number, for a message.
 inline std::string numberText(double number) { return std::string(QUVENCategoryText(number).get()); }
 
 }  // namespace vesk

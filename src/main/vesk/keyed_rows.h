@@ -8,22 +8,22 @@
 
 namespace vesk {
 
-/// Rows of numbers in memory that are found by a key.
+/// Rows of numbers in memory, found by a key.
 ///
-/// Memory per row: 8 bytes for the key, 8 per column, and 6 to 12 bytes of an index with open addressing.
+/// Memory: per row 8 bytes for the key, 8 per column, and 6 to 12 in an index with open addressing.
 class KeyedRows {
  public:
   static constexpr std::uint32_t NoRow = 0xFFFFFFFF;
 
-  /// Requires: the rows are fewer than NoRow.
+  /// Requires: mostRows < NoRow.
   KeyedRows(std::size_t columnCount, std::uint64_t mostRows);
 
   std::uint32_t size() const { return count; }
-  /// Adds a row, which gets the next number from 0. The result is NoRow, or the number of the earlier row of the key;
-  /// nothing is added then.
-  /// Requires: isKey(key), and not more rows than the constructor was told.
+  /// Adds a row; rows are numbered from 0. Returns NoRow, or, if the key already has a row, the number of that row.
+  /// Nothing is added then.
+  /// Requires: isKey(key); size() < mostRows of the constructor.
   std::uint32_t add(double key, std::span<const double> cells);
-  /// The number of the row of a key, or NoRow; any number may be asked for.
+  /// The number of the row of a key, or NoRow. The key may be any number.
   std::uint32_t find(double key) const;
   double keyOf(std::uint32_t row) const { return rows[std::size_t{row} * width]; }
   /// The cells of a row.
@@ -32,7 +32,7 @@ class KeyedRows {
   }
 
  private:
-  /// The slot that has the key or is empty.
+  /// The slot of the key, or the empty slot where it belongs.
   std::size_t slotOf(double key) const;
 
   std::size_t width;  // the key and the cells

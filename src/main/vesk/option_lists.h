@@ -6,7 +6,7 @@
 
 namespace vesk {
 
-/// The items of an option's text, which are separated by commas; an item with a comma is put in double quotes.
+/// The items of an option's text, separated by commas. An item that contains a comma must be in double quotes.
 /// Errors: CLI::ValidationError.
 std::vector<std::string> readList(const std::string& option, const std::string& text);
 

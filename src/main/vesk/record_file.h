@@ -12,10 +12,10 @@ namespace vesk {
 /// Reads the records of a binary file in their order, in blocks of 256 KiB or one record.
 ///
 /// Units: a record is `width` doubles.
-/// Errors: std::runtime_error with the file; one that ends inside a record is refused when its end is reached.
+/// Errors: std::runtime_error with the file. A file that ends inside a record is refused when its end is reached.
 class RecordFile {
  public:
-  /// `recordName` is the word for records in messages.
+  /// `recordName` is the word for a record in messages.
   RecordFile(std::string filePath, std::size_t recordWidth, std::string recordName);
 
   /// The next record, valid until the next call; null at the end.
@@ -26,7 +26,7 @@ class RecordFile {
     ++number;
     return record;
   }
-  /// The number of the record that next() gave last, from 1.
+  /// The number of the last record of next(), from 1.
   std::uint64_t getNumber() const { return number; }
   const std::string& getPath() const { return path; }
 

@@ -57,7 +57,7 @@ class CsvSide : public RightSide {
   }
 
  private:
-  /// The texts of the keys are not kept, so both rows are read again.
+  /// Refuses a second row of a key. The texts of the keys are not kept, so both rows are read again for the message.
   [[noreturn]] void refuseSecond(std::uint32_t earlier, std::uint64_t line) const {
     std::uint64_t earlierLine = 0;
     std::uint64_t lineAgain = 0;

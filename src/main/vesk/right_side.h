@@ -13,7 +13,7 @@
 
 namespace vesk {
 
-/// A file whose columns are joined, and the text before the name of each of them.
+/// A file whose columns are joined, and the prefix of their names.
 struct RightFile {
   std::string path{};
   std::string prefix{};
@@ -24,16 +24,16 @@ struct JoinKey {
   std::string base;  ///< name of the base table, for messages
   std::string name;
   bool isCategorical;
-  const QUVENTableLabels::Column* labels;  ///< of the base table; null if it has none
+  const QUVENTableLabels::Column* labels;  ///< labels of the column in the base table; null if it has none
 };
 
 /// The right side of a join: a CSV file or a table with named columns, in memory, found by its keys.
 ///
-/// Errors: std::runtime_error from every operation, with the file, and the line or record where one is wrong.
+/// Errors: every operation throws std::runtime_error with the file, and with the line or record where one is wrong.
 class RightSide {
  public:
   /// Reads names and labels. A file is a CSV file when its name ends in .csv or when it has no description.
-  /// Lifetime: the labels of the key outlive the side.
+  /// Lifetime: the labels of the key must outlive the right side.
   static std::unique_ptr<RightSide> open(const RightFile& file, const JoinKey& key);
   virtual ~RightSide() = default;
   RightSide(const RightSide&) = delete;
@@ -41,24 +41,25 @@ class RightSide {
 
   const std::string& getPath() const { return file.path; }
   const std::string& getKeyName() const { return keyName; }
-  /// The columns but the key, under their names in the result. Their types are known after load.
+  /// All columns except the key, with their names in the result. Their types are known after load.
   const std::vector<dataset_info::Column>& getColumns() const { return columns; }
-  /// Everything that is read.
+  /// All files that are read.
   virtual std::vector<std::string> getFiles() const = 0;
 
-  /// Reads the rows. `target` is the place, from 0, of a column that becomes the target.
+  /// Reads the rows. `target` is the index, from 0, of the column that becomes the target.
   virtual void load(std::optional<std::size_t> target) = 0;
-  /// After load.
+  /// Requires: load.
   const KeyedRows& getRows() const { return *rows; }
   virtual void addLabels(QUVENTableLabels& labels) const = 0;
-  /// After load: what a person should know, a line each.
+  /// Warnings for the user, one line each.
+  /// Requires: load.
   const std::vector<std::string>& getRemarks() const { return remarks; }
 
  protected:
   RightSide(RightFile rightFile, JoinKey joinKey) : file(std::move(rightFile)), key(std::move(joinKey)) {}
 
-  /// Makes room for the rows.
-  /// Errors: none or too many rows.
+  /// Allocates the rows.
+  /// Errors: no rows, or too many.
   void makeRows(std::uint64_t count);
   std::string newName(const std::string& name) const { return file.prefix + name; }
 

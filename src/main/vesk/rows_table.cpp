@@ -29,7 +29,7 @@ class MergedSums {
   }
 
   bool isAtEnd() const { return waiting.empty(); }
-  /// Reads the row of the lowest key.
+  /// Reads the row with the lowest key.
   void readRow(std::span<double> record, std::span<std::uint64_t> counts) {
     const auto [key, part] = waiting.top();
     waiting.pop();
@@ -42,10 +42,10 @@ class MergedSums {
     files[part]->readRow(record, counts);
     advance(part);
   }
-  /// Refuses parts that are not all the parts of one loader run, as far as the callers tell.
+  /// Refuses parts that are not exactly the parts of one loader run, as far as the callers show it.
   /// Requires: isAtEnd().
   void refuseOtherRun(const std::string& dataset) const {
-    if (files.front()->getPath() == dataset) return;  // not in parts
+    if (files.front()->getPath() == dataset) return;  // a single file
     const std::size_t partitions = fit.getPartitions(files.size());
     if (partitions == 0 || partitions == files.size()) return;
     const bool isMissing = partitions > files.size();
@@ -72,7 +72,7 @@ class MergedSums {
   std::priority_queue<KeyInPart, std::vector<KeyInPart>, std::greater<>> waiting;
 };
 
-/// The positions in ascending order; the key has the place 0 of a record.
+/// The positions in ascending order. Index 0 of a record is the key.
 std::vector<WantedPosition> wantedPositions(const std::vector<SumsColumn>& columns) {
   std::vector<WantedPosition> wanted;
   for (std::size_t c = 0; c < columns.size(); ++c) wanted.push_back({static_cast<double>(columns[c].position), c + 1});

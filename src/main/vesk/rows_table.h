@@ -20,19 +20,19 @@ struct RowsOptions {
   std::vector<SumsColumn> columns{};
 };
 
-/// What became of the sums.
+/// The result of makeRowsTable.
 struct RowsTable {
   std::uint64_t records = 0;
-  std::vector<std::uint64_t> callers{};  ///< per column: how many callers have the position
-  std::uint64_t otherEntries = 0;        ///< at positions without a column
-  std::vector<std::string> remarks{};    ///< what a person should know, a line each
+  std::vector<std::uint64_t> callers{};  ///< per column: number of callers that have its position
+  std::uint64_t otherEntries = 0;        ///< number of entries at positions without a column
+  std::vector<std::string> remarks{};    ///< warnings for the user, one line each
 };
 
-/// Makes a table of the sums of a loader run: one record per caller, in ascending order of the callers, whatever the
-/// number of parts. The first column is the caller; a position that a caller does not have is 0.
+/// Makes a table of the sums of a loader run: one record per caller, in ascending order of the callers. The table does
+/// not depend on the number of parts. The first column is the caller; a position that a caller does not have is 0.
 ///
 /// Memory: 256 KiB per part and one record. The dataset is read once.
-/// Errors: std::runtime_error that names the file, the triple and the caller; nothing is written then.
+/// Errors: std::runtime_error that names the file, the triple and the caller. Then nothing is written.
 RowsTable makeRowsTable(const RowsOptions& options);
 
 }  // namespace vesk

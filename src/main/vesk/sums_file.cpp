@@ -53,7 +53,7 @@ void SumsFile::checkHeader(const double* triple) {
 void SumsFile::readRow(std::span<double> record, std::span<std::uint64_t> counts) {
   const double footerPosition = width + 1;
   double previous = 0;
-  std::size_t next = 0;  // of the wanted positions
+  std::size_t next = 0;  // index of the next wanted position
   while (true) {
     const double* triple = nextInRow();
     const double position = triple[1];
@@ -95,7 +95,8 @@ void SumsFile::checkEntry(double position, double value, double previous) {
     failInRow(place + " of " + name + " comes after position " + numberText(previous) + "; positions ascend");
   }
   if (!std::isfinite(value)) failInRow("the value of " + name + " at " + place + " is not a finite number");
-  // The width of sums counts output 1 of the loader, which is never written. In a table the longest row reaches it.
+  // The width of sums counts output 1 of the loader, which is never written, so no row of sums has this entry. In a
+  // table of contacts the longest row has it.
   failInRow(name + " has an entry at position " + numberText(width) +
             ", the width: the file holds a table of contacts, not sums");
 }
@@ -104,7 +105,7 @@ void SumsFile::fail(const std::string& what) const {
   throw std::runtime_error(triples.getPath() + ", triple " + std::to_string(triples.getNumber()) + ": " + what);
 }
 
-/// A mistake in a row of pair sums is that it is one.
+/// Reports a mistake in a row. If the row is one of pair sums, the message says only that.
 void SumsFile::failInRow(const std::string& what) {
   const std::uint64_t number = triples.getNumber();
   const std::string path = triples.getPath();

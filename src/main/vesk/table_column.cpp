@@ -28,7 +28,7 @@ void TableColumn::look(std::string_view text, const CellValue& cell, std::uint64
     return;
   }
   if (isTargetColumn) lookAtTarget(text);
-  // Programs that write a number with an exponent often round it, and a rounded key is another key.
+  // Programs that write a number with an exponent often round it, and a rounded key is a different key.
   if (wish == Wish::Key && text.find_first_of("eE") != std::string_view::npos) {
     note(firstExponent);
     ++exponents;

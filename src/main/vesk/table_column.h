@@ -46,20 +46,22 @@ class TableColumn {
   dataset_info::Column describe() const;
   std::size_t countCategories() const { return type == Type::TwoTexts ? targetTexts.size() : categories.size(); }
 
-  /// The texts by code that another table has for these categories: a text with the code of another one of them is
-  /// refused by take. Lifetime: the texts outlive the column.
+  /// Sets the texts by code that another table has for these categories. `take` refuses a text whose code belongs to a
+  /// different text there.
+  /// Lifetime: the texts must outlive the column.
   void compareWith(const std::map<std::uint64_t, std::string>& texts) { otherTexts = &texts; }
 
-  /// First reading: takes the cell of a row.
+  /// First reading: adds the cell of a row.
   void look(std::string_view text, const CellValue& cell, std::uint64_t line);
-  /// After the first reading: settles the type. The result is what is wrong with the column.
+  /// After the first reading: decides the type. Returns the mistake of the column, if it has one.
   std::optional<CellMistake> decide();
-  /// After decide: for a column with numbers that became categorical without an option, a text that names its first
-  /// cell that is no number; for numeric keys with an exponent, one that names the first of them. Empty otherwise.
+  /// A warning for the user, or nothing: for a column with numbers that became categorical without an option, it names
+  /// the first cell that is not a number; for numeric keys with an exponent, it names the first of them.
+  /// Requires: decide.
   std::string remark() const;
 
-  /// Second reading: the number of a cell in the dataset. Nothing when the cell cannot be one of the first reading.
-  /// Errors: std::runtime_error that names both texts, when two texts have one code.
+  /// Second reading: the number of a cell in the dataset. Empty if the first reading cannot have seen this cell.
+  /// Errors: std::runtime_error that names both texts, if two texts have the same code.
   std::optional<double> take(std::string_view text, const CellValue& cell);
   /// After the second reading.
   void addLabels(QUVENTableLabels& labels) const;
@@ -81,7 +83,7 @@ class TableColumn {
   Type type = Type::Numeric;
   std::uint64_t missing = 0;
   std::uint64_t numbers = 0;
-  std::uint64_t exponents = 0;  // keys that are written with one
+  std::uint64_t exponents = 0;  // number of keys that are written with an exponent
   std::optional<Place> firstText;
   std::optional<Place> firstNotFinite;
   std::optional<Place> firstWrongKey;

@@ -19,12 +19,12 @@ class OpenResultFile : public QUVENResultFile {
   explicit OpenResultFile(const std::string& name);
 };
 
-/// The three files of a table: NAME, NAME.info and NAME.labels. They appear under their names when all are complete.
+/// The three files of a table: NAME, NAME.info and NAME.labels. They get their final names when all are complete.
 ///
 /// Errors: std::runtime_error with the file and the system's reason, from every operation.
 class TableFiles {
  public:
-  /// Refuses names of which one would take the place of the input.
+  /// Refuses names if one of the files would overwrite the input.
   static void refuseInput(const std::string& name, const std::string& input);
 
   explicit TableFiles(const std::string& name);

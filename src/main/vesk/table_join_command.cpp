@@ -12,7 +12,7 @@ namespace vesk {
 
 namespace {
 
-/// The texts of the options as they were given.
+/// The texts of the options as the user gave them.
 struct RawOptions {
   JoinOptions join;
   std::vector<std::string> with;
@@ -20,11 +20,11 @@ struct RawOptions {
 };
 
 constexpr const char* footer = R"(
-A FILE is a CSV file when its name ends in .csv or when there is no FILE.info; else it is a table with named columns,
-one file or parts. Its key column has the name of --key; in a CSV file without such a column it is the first one.
-The prefix is put before the names of the columns of FILE. The last colon of the text separates it when a plain name
-without . and / follows. A record of BASE whose key FILE does not have gets missing values.
-Written: OUT (all records and columns of BASE, then the columns of each FILE but its key), OUT.info, OUT.labels.
+A FILE is a CSV file if its name ends in .csv or if there is no FILE.info; otherwise it is a table with named columns,
+one file or parts. Its key column has the name of --key; in a CSV file without such a column the first column is the
+key. The prefix is put before the names of the columns of FILE. The last colon separates it if a plain name without .
+and / follows. If FILE does not have the key of a record of BASE, its columns are missing in that record.
+Written: OUT (all records and columns of BASE, then the columns of each FILE except its key), OUT.info, OUT.labels.
 )";
 
 RightFile readFile(const std::string& text) {
@@ -83,7 +83,7 @@ void addOptions(CLI::App& command, Action& action) {
       ->type_name("FILE[:PREFIX]")
       ->expected(1)
       ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
-  command.add_option("--target", raw->target, "The column of OUT to predict; others are targets no more")
+  command.add_option("--target", raw->target, "The column of OUT to predict; it becomes the only target")
       ->type_name("NAME");
   command.footer(footer);
   command.callback([raw, &command, &action] {

@@ -17,7 +17,7 @@ namespace vesk {
 
 namespace {
 
-/// The texts of the options as they were given.
+/// The texts of the options as the user gave them.
 struct RawOptions {
   RowsOptions rows;
   std::string columns;
@@ -25,8 +25,8 @@ struct RawOptions {
 
 constexpr const char* footer = R"(
 IN is a sparse dataset of a vesk-loader run with sums: one file, or the parts IN.0, IN.1, ... The output N of an
-operation in the parameter file is at position N - 1. A position that a caller does not have is 0.
-Written: OUT (one record per caller, ascending), OUT.info (names, types, purposes), OUT.labels (empty table).
+operation in the parameter file is at position N - 1. If a caller does not have a position, its value is 0.
+Written: OUT (one record per caller, in ascending order), OUT.info (names, types, purposes), OUT.labels (no labels).
 )";
 
 constexpr const char* columnsOption = "--columns";

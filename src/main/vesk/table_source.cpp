@@ -16,7 +16,7 @@ namespace vesk {
 
 namespace {
 
-/// Whether the loader writes this description beside a sparse dataset.
+/// Whether this is the description that the loader writes for a sparse dataset.
 bool isOfSparseDataset(const std::vector<dataset_info::Column>& columns) {
   return columns.size() == sparse_format::columns && columns.front().name == "Col1" &&
          columns.front().purpose == dataset_info::LineNumber;
@@ -46,7 +46,7 @@ TableSource::TableSource(const std::string& tableName) : name(tableName), parts(
   files = parts;
   files.push_back(description);
   const std::string labelsPath = QUVENTableLabels::pathOf(name);
-  std::error_code unknown;  // a file that is there and cannot be read is reported below
+  std::error_code unknown;  // a file that exists but cannot be read is reported below
   if (std::filesystem::status(labelsPath, unknown).type() == std::filesystem::file_type::not_found) return;
   files.push_back(labelsPath);
   std::ifstream file(labelsPath, std::ios::binary);

@@ -15,25 +15,25 @@ namespace vesk {
 
 /// A table with named columns that is read once, record by record: one file, or its parts in their order.
 ///
-/// Errors: std::runtime_error with the file, from every operation.
+/// Errors: every operation throws std::runtime_error with the file.
 class TableSource {
  public:
-  /// Reads the description and the labels; a table without the file of labels has none.
+  /// Reads the description and the labels. A table without a file of labels has no labels.
   explicit TableSource(const std::string& tableName);
 
   const std::string& getName() const { return name; }
   const std::vector<dataset_info::Column>& getColumns() const { return columns; }
   const QUVENTableLabels& getLabels() const { return labels; }
-  /// Everything that is read: records, description, labels.
+  /// All files that are read: records, description, labels.
   const std::vector<std::string>& getFiles() const { return files; }
-  /// The place of a column, from 0.
+  /// The index of a column, from 0.
   std::optional<std::size_t> findColumn(const std::string& columnName) const;
 
-  /// The number of records by the sizes of the files; 0 if the system does not tell them.
+  /// The number of records, from the sizes of the files; 0 if the sizes are not known.
   std::uint64_t countRecords() const;
   /// The next record, valid until the next call; null at the end.
   const double* next();
-  /// The file and the number in it of the record that next() gave last, for a message.
+  /// For a message: the file of the last record of next(), and the number of the record in that file.
   std::string place() const;
 
  private:
