@@ -1,4 +1,5 @@
-// What the passes that evaluate a boosted model cost, beside a pass that only scores the records on one channel.
+// The cost of the passes that evaluate a boosted model, compared with a pass that only scores the records on one
+// channel.
 
 #include <benchmark/benchmark.h>
 #include <mpi.h>
@@ -32,7 +33,7 @@ constexpr std::int32_t FinalChannel = 1;
 /// Processor time, because the parts of a ratio are timed one after the other on a machine that may be shared.
 double now() { return static_cast<double>(std::clock()) / CLOCKS_PER_SEC; }
 
-/// A heavy tail, ties and missing values; the target has curves, a step and a product.
+/// Inputs with a heavy tail, ties and missing values; the target is a sum of curves, a step and a product.
 std::vector<double> makeValues() {
   constexpr double missing = -99999.0;
   std::mt19937 random(1);
@@ -112,7 +113,7 @@ class Evaluated {
     driver.addScan(std::move(made), handle());
     return timePass();
   }
-  /// Of every tenth record.
+  /// Seconds of a sensitivity pass over every tenth record.
   double timeSensitivity() {
     auto made = quvenMake<QUVENModelSensitivity>(handle());
     made->setFields(inputs, handle());
@@ -145,7 +146,7 @@ class Evaluated {
   const QUVENTransRegResidualModel& firstStage() const {
     return static_cast<const QUVENTransRegResidualModel&>(*model->getStage(1).getResidualModels().at(1));
   }
-  /// The pass of the last scan, which is dropped afterwards.
+  /// Seconds of the pass of the last scan, which is removed afterwards.
   double timePass() {
     const double start = now();
     driver.runPasses(handle());

@@ -1,5 +1,5 @@
-// A join of a base table of 4 columns with right sides of 6 columns: records of the base a second. The reading of the
-// right side is measured apart, and its memory, for which each run is a process of its own.
+// Joins a base table of 4 columns with right sides of 6 columns: records of the base per second. The time to read the
+// right side is measured separately. So is its memory, with a separate process for each run.
 
 #include <benchmark/benchmark.h>
 #include <sys/resource.h>
@@ -17,7 +17,7 @@
 
 namespace {
 
-constexpr int rightColumns = 6;  // and the key
+constexpr int rightColumns = 6;  // without the key
 
 enum class Form { Csv, Table };
 
@@ -96,7 +96,7 @@ double peakOf(const vesk::JoinOptions& options) {
   const pid_t child = ::fork();
   if (child < 0) std::abort();
   if (child == 0) {
-    // A process of its own program, so that the peak does not include the memory of this one.
+    // A separate program, so that the peak does not include the memory of this process.
     ::execl("/proc/self/exe", "join_bench", "--join", options.base.c_str(), options.output.c_str(),
             options.with.front().path.c_str(), static_cast<char*>(nullptr));
     ::_exit(1);

@@ -1,5 +1,5 @@
-// Sums of a loader run as a table: triples a second from a warm file, in one file and in parts, beside the bound: a
-// copy of the same file in blocks of the same size.
+// Makes a table of the sums of a loader run, from one file and from parts: triples per second with a warm file cache.
+// The bound is a copy of the same file in blocks of the same size.
 
 #include <benchmark/benchmark.h>
 
@@ -14,7 +14,7 @@
 
 namespace {
 
-/// A sums run of callers 1, 2, ..., shared out in turns.
+/// The sums of callers 1, 2, ..., dealt to the parts in turn.
 std::uint64_t writeSums(const BenchFolder& folder, long callers, long positions, long parts) {
   std::uint64_t triples = 0;
   for (long part = 0; part < parts; ++part) {

@@ -8,7 +8,8 @@ namespace vesk_analyze {
 namespace {
 
 TEST(CapturedShares, RiseOnAStraightLineWithinABin) {
-  const EvaluationReport report = sampleEvaluation();  // 100 records with 60 of 100, 260 more with 40, 40 below
+  // The sum of the target is 100: 60 in the first 100 records, 40 in the next 260, 0 in the 40 below the last bin.
+  const EvaluationReport report = sampleEvaluation();
   const CapturedShares shares(report, report.lift);
   ASSERT_TRUE(shares.isUsable());
   EXPECT_EQ(shares.capturedAt(0), 0);
@@ -19,7 +20,7 @@ TEST(CapturedShares, RiseOnAStraightLineWithinABin) {
   EXPECT_EQ(shares.capturedAt(1), 1);
 }
 
-TEST(CapturedShares, PassOverBinsWithoutRecords) {
+TEST(CapturedShares, SkipBinsWithoutRecords) {
   const EvaluationReport report = sampleEvaluation();
   EXPECT_EQ(CapturedShares(report, report.lift).getPoints().size(), 4U);  // the start, two bins and the end
   EXPECT_EQ(CapturedShares(report, report.optimum).getPoints().size(), 3U);

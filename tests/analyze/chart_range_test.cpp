@@ -26,7 +26,7 @@ std::vector<std::string> marksOf(const ChartRange& range) {
   return texts;
 }
 
-TEST(ChartRange, HasTheFiniteValuesOnly) {
+TEST(ChartRange, IncludesOnlyFiniteValues) {
   ChartRange range;
   for (const double value : {infinity, -infinity, std::nan("")}) range.include(value);
   EXPECT_TRUE(range.isEmpty());
@@ -64,7 +64,7 @@ TEST(ChartRange, HasRoundMarks) {
   EXPECT_THAT(marksOf(rangeOf(7, 7)), ElementsAre("7"));
 }
 
-TEST(ChartRange, HasAsManyDigitsAsTellTheMarksApart) {
+TEST(ChartRange, MarksHaveEnoughDigitsToDiffer) {
   EXPECT_THAT(marksOf(rangeOf(1e6, 1e6 + 4)), ElementsAre("1000000", "1000001", "1000002", "1000003", "1000004"));
 }
 

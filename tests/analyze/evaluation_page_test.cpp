@@ -16,7 +16,7 @@ using testing::Not;
 constexpr double infinity = std::numeric_limits<double>::infinity();
 constexpr double noNumber = std::numeric_limits<double>::quiet_NaN();
 
-/// The page, which is well formed, and whose pictures have finite coordinates.
+/// The page of a report. Checks that it is well formed and that its pictures have finite coordinates.
 std::string pageOf(const EvaluationReport& report) {
   std::ostringstream out;
   writePage(report, out);
@@ -71,7 +71,7 @@ TEST(EvaluationPage, HasAPictureOfEachPartAndNeedsNothingElse) {
   for (const char* text : {"url(", "@import", "://"}) EXPECT_THAT(page, Not(HasSubstr(text)));
 }
 
-TEST(EvaluationPage, TellsWhatWasEvaluated) {
+TEST(EvaluationPage, ShowsWhatWasEvaluated) {
   EvaluationReport report = sampleEvaluation();
   report.warnings = {"plan: 2 categories are new"};
   const std::string page = pageOf(report);
@@ -132,8 +132,8 @@ TEST(EvaluationPage, GivesSegmentsTheSameWidthWhereOneWouldBeTooNarrow) {
   EXPECT_THAT(page, HasSubstr(">12.5</text>"));
 }
 
-// Long texts once ran into each other.
-TEST(EvaluationPage, LeavesOutBoundariesForWhichThereIsNoRoom) {
+// Long texts once overlapped.
+TEST(EvaluationPage, LeavesOutBoundariesWithoutRoom) {
   EvaluationReport report = sampleEvaluation();
   report.segments.clear();
   for (int i = 0; i < 10; ++i) {  // 39 units wide each
@@ -176,7 +176,7 @@ TEST(EvaluationPage, EscapesEveryText) {
   }
 }
 
-TEST(EvaluationPage, ShortensLongLabelsAndTellsThemWhole) {
+TEST(EvaluationPage, ShortensLongLabelsAndShowsThemWholeAsHints) {
   EvaluationReport report = sampleEvaluation();
   report.segments[3].segment.categories = {"a label that has more than twenty-four characters"};
   const std::string page = pageOf(report);
@@ -211,7 +211,7 @@ TEST(EvaluationPage, HasNoLiftCurveOfOneBinOrAMeanThatIsNotAbove0) {
   EXPECT_THAT(pageOf(report), HasSubstr("<td class=\"number\">24 %</td><td class=\"number\">none</td>"));
 }
 
-TEST(EvaluationPage, DrawsFieldsWithoutRecordsNotAtAll) {
+TEST(EvaluationPage, DrawsNoFieldsWithoutRecords) {
   EvaluationReport report = sampleEvaluation();
   for (ResidualRow& row : report.segments) row.records = 0;
   report.curves.push_back(fieldCurve("nothing", true, 0, 1));
@@ -226,7 +226,7 @@ TEST(EvaluationPage, DrawsANumericFieldOfMissingValuesAsBars) {
   EXPECT_THAT(pageOf(report), HasSubstr("missing, all other</text>"));
 }
 
-TEST(EvaluationPage, SurvivesNumbersThatAreNoneOrHuge) {
+TEST(EvaluationPage, IsWellFormedWithNumbersThatAreNotFiniteOrHuge) {
   constexpr double largest = std::numeric_limits<double>::max();
   for (const double value : {noNumber, infinity, -infinity, largest, -largest, 5e-324, 0.0, -3.0}) {
     EvaluationReport report = sampleEvaluation();
@@ -248,7 +248,7 @@ TEST(EvaluationPage, SurvivesNumbersThatAreNoneOrHuge) {
   }
 }
 
-TEST(EvaluationPage, HasTheLargestSensitivitiesOfManyInputs) {
+TEST(EvaluationPage, ShowsOnlyTheLargestSensitivitiesOfManyInputs) {
   EvaluationReport report = sampleEvaluation();
   for (int i = 0; i < 40; ++i) report.sensitivities.push_back({"input" + std::to_string(i), 0, 400});
   const std::string page = pageOf(report);
@@ -257,7 +257,7 @@ TEST(EvaluationPage, HasTheLargestSensitivitiesOfManyInputs) {
   EXPECT_THAT(page, Not(HasSubstr(">input28</text>")));
 }
 
-TEST(EvaluationPage, TellsWhyThereIsNoSensitivity) {
+TEST(EvaluationPage, ShowsWhyThereIsNoSensitivity) {
   EvaluationReport report = sampleEvaluation();
   report.hasSensitivities = false;
   report.sensitivityRemark = "The parameter Sensitivity is No.";

@@ -15,7 +15,7 @@ std::string written(Writer write, const EvaluationReport& report) {
   return out.str();
 }
 
-TEST(EvaluationTables, OfLiftHaveARowPerBinAndWordsForWhatIsNoNumber) {
+TEST(EvaluationTables, OfLiftHaveARowPerBinAndWordsForNumbersThatAreNotFinite) {
   EvaluationReport report = sampleEvaluation();
   report.lift.push_back({-0.1, 1, 361, 0.1, -0.1, 100, std::numeric_limits<double>::quiet_NaN(),
                          -std::numeric_limits<double>::infinity()});
@@ -54,7 +54,7 @@ TEST(EvaluationTables, OfResidualsHaveTheTwentiethsAndThenTheSegmentsFieldByFiel
             "\"a \"\"b\"\"\",1,categories,,,x|*,2,0,0,0,0\n");
 }
 
-TEST(EvaluationTables, OfResidualsHaveTheWordNanForMeansOfRecordsThatAreNoNumber) {
+TEST(EvaluationTables, OfResidualsHaveNanForMeansOfRecordsThatAreNotNumbers) {
   EvaluationReport report;
   report.twentieths = {
       residualRow("", {}, 2, std::numeric_limits<double>::quiet_NaN(), 1, std::numeric_limits<double>::quiet_NaN())};
@@ -70,7 +70,7 @@ TEST(EvaluationTables, OfSensitivitiesHaveARowPerInput) {
             "plan,0.1875,400\n");
 }
 
-TEST(EvaluationTables, OfAnEmptyReportAreTheirHeadings) {
+TEST(EvaluationTables, OfAnEmptyReportHaveOnlyTheirHeadings) {
   for (const Writer write : {writeLift, writeQuality, writeResiduals, writeSensitivity}) {
     const std::string text = written(write, {});
     EXPECT_EQ(std::count(text.begin(), text.end(), '\n'), 1) << text;

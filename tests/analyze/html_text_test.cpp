@@ -25,7 +25,7 @@ TEST(HtmlText, ReplacesControlCharacters) {
   EXPECT_EQ(cleanText("a\tb\r\nc"), "a b  c");
   EXPECT_EQ(cleanText(std::string("\0\x01\x1B\x7F", 4)), "\uFFFD\uFFFD\uFFFD\uFFFD");
   EXPECT_EQ(cleanText("\xC2\x85"), "\uFFFD");                  // U+0085
-  EXPECT_EQ(cleanText("\u202Eabc\u2069"), "\uFFFDabc\uFFFD");  // turn the direction of the text
+  EXPECT_EQ(cleanText("\u202Eabc\u2069"), "\uFFFDabc\uFFFD");  // change the direction of the text
   EXPECT_EQ(cleanText("\xEF\xBF\xBE"), "\uFFFD");              // U+FFFE is no character
 }
 
@@ -33,8 +33,8 @@ TEST(HtmlText, ReplacesBytesThatAreNotUtf8) {
   EXPECT_EQ(cleanText("Z\xFCrich"), "Z\uFFFDrich");
   EXPECT_EQ(cleanText("\xC3"), "\uFFFD");                      // cut
   EXPECT_EQ(cleanText("\xE2\x82"), "\uFFFD\uFFFD");            // cut
-  EXPECT_EQ(cleanText("\xC0\xBC"), "\uFFFD\uFFFD");            // a long form of <
-  EXPECT_EQ(cleanText("\xE0\x80\xBC"), "\uFFFD\uFFFD\uFFFD");  // a longer one
+  EXPECT_EQ(cleanText("\xC0\xBC"), "\uFFFD\uFFFD");            // an overlong form of <
+  EXPECT_EQ(cleanText("\xE0\x80\xBC"), "\uFFFD\uFFFD\uFFFD");  // an overlong form of three bytes
   EXPECT_EQ(cleanText("\xED\xA0\x80"), "\uFFFD\uFFFD\uFFFD");  // a surrogate
   EXPECT_EQ(cleanText("\xF4\x90\x80\x80"), "\uFFFD\uFFFD\uFFFD\uFFFD");
   EXPECT_EQ(cleanText("\xFF<"), "\uFFFD<");
@@ -48,7 +48,7 @@ TEST(HtmlText, ShortensInTheMiddleByCharacters) {
   EXPECT_EQ(shortenedText("ab", 1), "…");
 }
 
-TEST(HtmlText, HasFiveOrSixDigitsForPeople) {
+TEST(HtmlText, NumbersHaveFiveOrSixDigits) {
   EXPECT_EQ(shortNumber(0.123456789), "0.12346");
   EXPECT_EQ(shortNumber(1234.5678), "1234.6");
   EXPECT_EQ(shortNumber(123456.7), "123457");
@@ -59,7 +59,7 @@ TEST(HtmlText, HasFiveOrSixDigitsForPeople) {
   EXPECT_EQ(percentText(0.123456), "12.35 %");
 }
 
-TEST(HtmlText, HasWordsForWhatIsNoNumber) {
+TEST(HtmlText, HasWordsForNumbersThatAreNotFinite) {
   EXPECT_EQ(shortNumber(std::numeric_limits<double>::quiet_NaN()), "none");
   EXPECT_EQ(shortNumber(std::numeric_limits<double>::lowest()), "none");
   EXPECT_EQ(shortNumber(infinity), "infinite");

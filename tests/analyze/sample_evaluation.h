@@ -45,7 +45,7 @@ inline FieldCurve fieldCurve(const std::string& field, bool isNumeric, double sm
   return curve;
 }
 
-/// An evaluation of 400 records with a target of mean 0.25, in every part something.
+/// An evaluation of 400 records with a mean target of 0.25. No part of it is empty.
 inline EvaluationReport sampleEvaluation() {
   constexpr double infinity = std::numeric_limits<double>::infinity();
   constexpr double noNumber = std::numeric_limits<double>::quiet_NaN();

@@ -30,7 +30,7 @@ TEST_F(DatasetFiles, AreTheFileOrItsParts) {
   EXPECT_EQ(find().wrongFile, "");
 }
 
-TEST_F(DatasetFiles, TellAPartThatIsMissing) {
+TEST_F(DatasetFiles, ReportAMissingPart) {
   folder.write("d.2", "");
   EXPECT_EQ(find().wrongFile, folder.path("d.0"));
   folder.write("d.0", "");
@@ -38,7 +38,7 @@ TEST_F(DatasetFiles, TellAPartThatIsMissing) {
   EXPECT_EQ(find().mistake, "a part of the dataset is missing");
 }
 
-TEST_F(DatasetFiles, TellAPartBesideTheSingleFile) {
+TEST_F(DatasetFiles, ReportAPartBesideTheSingleFile) {
   folder.write("d", "");
   folder.write("d.99", "");
   EXPECT_EQ(find().wrongFile, folder.path("d.99"));

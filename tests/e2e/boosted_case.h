@@ -7,13 +7,13 @@
 
 namespace vesk_e2e {
 
-/// A table with something for every part of a boosted model.
+/// A table with a structure for every part of a boosted model.
 class BoostedTrain : public TrainCase {
  protected:
   enum class Target { Number, Class, Count };
 
-  /// A curve of x, a step of z, groups of a category, a product; some x are missing, which says something, and some
-  /// targets.
+  /// The target depends on a curve of x, a step of z, groups of a category, a product, and on whether x is missing.
+  /// Some targets are missing as well.
   void writeTable(Target target, int records = 1500) {
     std::vector<double> values;
     for (int i = 0; i < records; ++i) {
@@ -58,7 +58,7 @@ class BoostedTrain : public TrainCase {
   }
 };
 
-/// The reported loss of a record.
+/// The loss of a record, as the training reports it.
 inline double lossOf(const std::string& name, double y, double prediction) {
   const double margin = (y == 0 ? -1 : y) * prediction;
   if (name.starts_with("Logistic")) return std::log(1 + std::exp(-2 * margin));
@@ -67,7 +67,7 @@ inline double lossOf(const std::string& name, double y, double prediction) {
   return (y - prediction) * (y - prediction);
 }
 
-/// What score writes as Predicted_.
+/// The value that score writes in the column Predicted_.
 inline double onTargetScale(const std::string& name, double prediction) {
   if (name.starts_with("Poisson")) return std::exp(prediction);
   if (name.starts_with("Logistic") || name == "SupportVector") return prediction > 0 ? 1 : 0;

@@ -1,5 +1,5 @@
 // From calls to a table: the sums of the loader in partitions, the groups and energies of vesk-analyze and a CSV file
-// of outcomes become one table, compared with what is counted from the calls and read from the files here.
+// of outcomes are joined to one table. The test counts the calls and reads the files itself to compare.
 
 #include <sstream>
 
@@ -73,8 +73,8 @@ class CallTables : public GroupsCase {
   std::vector<Call> calls;
 };
 
-TEST_F(CallTables, HaveWhatTheCallsAndTheFilesSay) {
-  // Sums of each caller, the first output being one that never comes out.
+TEST_F(CallTables, HaveTheValuesOfTheCallsAndTheFiles) {
+  // The sums of each caller. Output 1 is never written.
   load("op Count 2 1; op Count 2 2; op Add 3 3; op Count 3 4 GE 500; NumberOfPartitions 3", "sums");
   ASSERT_TRUE(exists("sums.2"));
   const ProgramRun rows = table({"rows", "sums", "month", "--columns", "3:long,1:calls,2:seconds"});
@@ -173,7 +173,7 @@ TEST_F(CallTables, AreNotMadeOfContacts) {
             "vesk: pairs.info describes a sparse dataset, not a table; vesk table rows makes a table of sums\n");
 }
 
-TEST_F(CallTables, OfSumsWithGapsAreTaken) {
+TEST_F(CallTables, OfSumsWithGapsAreAccepted) {
   load("op Count 2 1; op Add 3 7; op Count 3 9 GE 100000", "sums");
   EXPECT_EQ(table({"rows", "sums", "month", "--columns", "6:seconds"}).status, 0);
   load("op Count 2 1", "sums");
@@ -181,7 +181,7 @@ TEST_F(CallTables, OfSumsWithGapsAreTaken) {
             "vesk: no caller has position 1, column calls\n");
 }
 
-TEST_F(CallTables, LeaveNothingOnADiskWithoutRoom) {
+TEST_F(CallTables, LeaveNoFileOnAFullDisk) {
   load("op Count 2 2; op Add 3 3", "sums");
   limits.fileBytes = 1000;  // of 1152 bytes
   EXPECT_EQ(table({"rows", "sums", "month", "--columns", "1:calls,2:seconds"}).err,

@@ -1,4 +1,4 @@
-// Correlations of columns from outside.
+// Runs the program and compares its correlations with those computed here.
 
 #include <gmock/gmock.h>
 
@@ -19,7 +19,7 @@ class Correlations : public BoostedTrain {
     for (const std::string& setting : settings) arguments.insert(arguments.end(), {"--set", setting});
     analyse(arguments, ranks);
   }
-  /// The rows of the file, by "a,b".
+  /// The correlations of the file, by the pair "a,b".
   std::map<std::string, double> found() const {
     std::istringstream lines(content("c_correlations.csv"));
     std::string line;
@@ -34,7 +34,7 @@ class Correlations : public BoostedTrain {
   }
 };
 
-/// Pearson's, computed record by record.
+/// Pearson's correlation, computed record by record.
 double plainCorrelation(const std::vector<double>& a, const std::vector<double>& b) {
   const auto n = static_cast<double>(a.size());
   double meanA = 0;
@@ -54,8 +54,8 @@ double plainCorrelation(const std::vector<double>& a, const std::vector<double>&
   return ab / std::sqrt(aa * bb);
 }
 
-// A transform of a column of two values is a line through both means, so the correlations are those of the columns but
-// for the sign: a transform rises with the target.
+// The transform of a column with two values is linear, so the correlations are those of the columns except for the
+// sign: a transform always rises with the target.
 TEST_F(Correlations, OfColumnsOfTwoValuesAreThoseOfTheColumns) {
   std::vector<double> values;
   std::vector<double> a;
@@ -78,7 +78,7 @@ TEST_F(Correlations, OfColumnsOfTwoValuesAreThoseOfTheColumns) {
   EXPECT_NEAR(std::fabs(rows.at("a,b")), std::fabs(plainCorrelation(a, b)), 1e-9);
 }
 
-TEST_F(Correlations, ACurveAndACategoryCountAndAConstantDoesNot) {
+TEST_F(Correlations, OfCurvesAndCategoriesAreHighAndOfAConstantZero) {
   std::vector<double> values;
   for (int i = 0; i < 900; ++i) {
     const double x = draw();
@@ -95,7 +95,7 @@ TEST_F(Correlations, ACurveAndACategoryCountAndAConstantDoesNot) {
   ASSERT_EQ(result.status, 0) << result.out << result.err;
   const std::map<std::string, double> rows = found();
   EXPECT_EQ(rows.size(), 6U);
-  EXPECT_GT(rows.at("x,y"), 0.8);  // the line through a parabola has none
+  EXPECT_GT(rows.at("x,y"), 0.8);  // a straight line through a parabola has the correlation 0
   EXPECT_GT(rows.at("group,y"), 0.3);
   EXPECT_EQ(rows.at("constant,y"), 0);
   EXPECT_EQ(rows.at("x,constant"), 0);
@@ -142,7 +142,7 @@ TEST_F(Correlations, Faults) {
   writeNumbers("t.bin", {1, 1, 1, 1, 1});
   expectRefused({}, "t.bin;|vesk-analyze: the dataset has 1 records, too few for 7 channels");
   analyse({"correlations", "-", "t.bin", "--set", "ModelFileName=m"});
-  EXPECT_EQ(result.status, 1);  // no parameter of this command
+  EXPECT_EQ(result.status, 1);  // not a parameter of this command
 }
 
 }  // namespace

@@ -1,4 +1,4 @@
-// Evaluations from outside: what the files say follows from the predictions that score writes.
+// Runs the program and computes the contents of its files again from the predictions that score writes.
 
 #include <gmock/gmock.h>
 
@@ -34,7 +34,7 @@ class Evaluate : public BoostedTrain {
     evaluate(settings, ranks);
     ASSERT_EQ(result.status, 0) << result.out << result.err;
   }
-  /// The records with a target, as score sees them; of a channel, or all.
+  /// The records with a target and their predictions from score; those of one channel, or all.
   std::vector<Record> scoredRecords(const std::string& loss, int channel = 0) {
     expectScored({"--channels", "--keep", "x,y"});
     const CsvColumns rows = csv("p.csv");
@@ -247,7 +247,7 @@ INSTANTIATE_TEST_SUITE_P(All, EvaluateLoss,
 
 // Sensitivity
 
-TEST_F(Evaluate, TheSensitivitiesAreSharesAndZeroForWhatTheModelDoesNotRead) {
+TEST_F(Evaluate, TheSensitivitiesAreSharesAndZeroForInputsThatTheModelDoesNotRead) {
   std::vector<double> values;
   for (int i = 0; i < 800; ++i) {
     const double x = draw();
@@ -267,7 +267,7 @@ TEST_F(Evaluate, TheSensitivitiesAreSharesAndZeroForWhatTheModelDoesNotRead) {
     const CsvColumns rows = csv("e_sensitivity.csv");
     EXPECT_THAT(rows.at("field"), ElementsAre("x", "z", "constant"));
     EXPECT_THAT(rows.at("points"), ElementsAre("800", "800", "800"));
-    // Two draws of x differ by 2 / 3 on the mean of squares, as those of z; the coefficients are 3 and 1.
+    // The mean square difference of two draws is 2 / 3, for x and for z; the coefficients are 3 and 1.
     EXPECT_NEAR(number(rows, "sensitivity", 0), 0.9, 0.03);
     EXPECT_NEAR(number(rows, "sensitivity", 0) + number(rows, "sensitivity", 1), 1, 1e-14);
     EXPECT_EQ(rows.at("sensitivity")[2], "0");
@@ -291,7 +291,7 @@ TEST_F(Evaluate, OfManyRecordsEverySecondOrThirdIsTaken) {
 }
 
 // The chosen records are not evenly spread, so the step is not the quotient of two counts.
-TEST_F(Evaluate, OfTheRecordsOfTheTestTheSmallestStepIsTaken) {
+TEST_F(Evaluate, OfTheTestRecordsTheSmallestStepIsTaken) {
   writeTable(Target::Number);
   expectTrained({});
   expectScored({"--channels"});
@@ -312,10 +312,10 @@ TEST_F(Evaluate, OfTheRecordsOfTheTestTheSmallestStepIsTaken) {
   EXPECT_TRUE(isSmaller);
 }
 
-TEST_F(Evaluate, TheStepOfTheSensitivityMeetsChosenRecords) {
+TEST_F(Evaluate, TheStepOfTheSensitivityFindsChosenRecords) {
   writeTable(Target::Number);
   expectTrained({});
-  // The places of the chosen records are irregular: of most steps but not of all there are some among them.
+  // The positions of the chosen records are irregular: most steps find some of them, but not all steps do.
   for (const char* records : {"Test", "HeldOut"}) {
     for (int most = 1; most <= 6; ++most) {
       SCOPED_TRACE(std::string(records) + " " + std::to_string(most));
@@ -327,14 +327,14 @@ TEST_F(Evaluate, TheStepOfTheSensitivityMeetsChosenRecords) {
   }
 }
 
-TEST_F(Evaluate, WithoutSensitivityItsFileHasItsHeadLineOnly) {
+TEST_F(Evaluate, WithoutSensitivityItsFileHasOnlyItsHeading) {
   writeTable(Target::Number);
   expectTrained({});
   expectEvaluated({"Sensitivity=No"});
   EXPECT_EQ(content("e_sensitivity.csv"), "field,sensitivity,points\n");
 }
 
-TEST_F(Evaluate, AModelWithoutAFieldHasItsOwnErrorLineForTheSensitivity) {
+TEST_F(Evaluate, AModelThatReadsNoFieldGivesAnErrorLineForTheSensitivity) {
   std::vector<double> values;
   for (int i = 0; i < 300; ++i) values.insert(values.end(), {static_cast<double>(i % 7), i % 2 == 0 ? 1.0 : 3.0});
   table("t.bin", {{"x", "Numeric", "Explanatory"}, {"y", "Numeric", "Target"}}, values);
@@ -383,7 +383,7 @@ TEST_F(Evaluate, ThePageWarnsOfPredictionsThatAreNotOnTheScaleOfTheTarget) {
   EXPECT_THAT(pageOf("Squared", -1), Not(HasSubstr(warning)));
 }
 
-TEST_F(Evaluate, WarnsOfATargetThatTheLossIsNotFor) {
+TEST_F(Evaluate, WarnsOfATargetThatTheLossDoesNotAllow) {
   writeTable(Target::Class);
   expectTrained({"LossFunction=LogisticLink"});
   writeTable(Target::Count);
@@ -409,7 +409,7 @@ TEST_F(Evaluate, ATableOfOneRecordHasOneRecordInTheFiles) {
     expectEvaluated({}, ranks);
     EXPECT_EQ(quality().at("records"), 1);
     EXPECT_TRUE(std::isnan(quality().at("R_squared_plain")));
-    EXPECT_EQ(quality().at("model_quality"), 1);  // no error is counted of the first record
+    EXPECT_EQ(quality().at("model_quality"), 1);  // the error of the first record is not counted
     EXPECT_EQ(csv("e_lift.csv").at("cum_records").at(0), "1");
   }
 }
@@ -432,8 +432,8 @@ TEST_F(Evaluate, AConstantTargetHasNoQualityUnlessThePredictionIsRight) {
   EXPECT_TRUE(std::isnan(quality().at("R_squared_plain")));
 }
 
-// A logistic model predicts the probability of a class, so -1 is as good a name of the other class as 0.
-TEST_F(Evaluate, AClassOfMinusOneIsOneOfZero) {
+// A logistic model predicts the probability of the class 1, so it does not matter whether the other class is -1 or 0.
+TEST_F(Evaluate, AClassOfMinusOneCountsAsZero) {
   std::vector<double> values;
   for (int i = 0; i < 600; ++i) {
     const double x = draw();
@@ -512,7 +512,7 @@ TEST_F(Evaluate, RecordsBelowTheLowestBoundaryAreLoggedFromVerbosityTwo) {
   expectEvaluated({"VerbosityLevel=2"});
   long lines = 0;
   for (std::size_t i = result.out.find(line); i != std::string::npos; i = result.out.find(line, i + 1)) ++lines;
-  // The curve of the targets themselves has lowest ones, too.
+  // The curve that is ordered by the target also has records below its lowest boundary.
   EXPECT_GT(lines, below);
   EXPECT_LE(lines, below + 0.006 * quality().at("records"));
 }
@@ -558,7 +558,7 @@ TEST_F(EvaluateFaults, Records) {
   expectRefused({}, 2302, "t.bin", "vesk-analyze: the dataset has no records");
   writeNumbers("t.bin", {1, 1, 1, missing, 1, 1, 1, 1, missing, 1});
   expectRefused({}, 2302, "t.bin", "vesk-analyze: the target is missing in every record");
-  writeNumbers("t.bin", {1, 1, 1, 1, 1});  // not a record that the training would deal to the test
+  writeNumbers("t.bin", {1, 1, 1, 1, 1});  // the training would use no record of it for the test
   expectRefused({"Records=Test"}, 2302, "t.bin", "vesk-analyze: the dataset has no records of Records Test");
   writeNumbers("t.bin", {1, 1, 1, 1, 1, 1});
   evaluate({});
@@ -583,7 +583,7 @@ TEST_F(EvaluateFaults, Files) {
   EXPECT_THAT(result.out, HasSubstr("Error;|2302;|m.model"));
 }
 
-TEST_F(EvaluateFaults, AFileThatIsNotCompleteLeavesAllFilesOfTheRunBefore) {
+TEST_F(EvaluateFaults, AFileThatIsNotCompleteLeavesAllFilesOfTheEarlierRun) {
   for (const std::string& file : outputs()) writeFile(file, "old");
   std::filesystem::remove(path("e_report.html"));
   std::filesystem::create_symlink("/dev/full", path("e_report.html"));
@@ -599,7 +599,7 @@ TEST_F(EvaluateFaults, AFileThatIsNotCompleteLeavesAllFilesOfTheRunBefore) {
   }
 }
 
-TEST_F(EvaluateFaults, AnOutputInThePlaceOfAnInput) {
+TEST_F(EvaluateFaults, AnOutputThatWouldOverwriteAnInput) {
   std::filesystem::copy_file(path("m.model"), path("e_lift.csv"));
   analyse({"evaluate", "-", "e_lift.csv", "t.bin", "--set", "OutputFileName=e"});
   EXPECT_EQ(result.status, 99);

@@ -5,7 +5,7 @@
 #include <cstdint>
 #include <limits>
 
-/// A number of a dataset for one byte of an input: small whole numbers, and the numbers that need care.
+/// The number of a dataset that one byte of an input stands for: small whole numbers and special values.
 inline double fuzzNumber(std::uint8_t byte) {
   constexpr double inf = std::numeric_limits<double>::infinity();
   constexpr std::array<double, 16> special = {std::numeric_limits<double>::quiet_NaN(),

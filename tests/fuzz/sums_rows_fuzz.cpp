@@ -1,6 +1,6 @@
-// Any triples as the sums of a loader run, in one to three files: a table is made that has what a literal reading
-// finds, or they are refused and nothing is written. The first byte chooses the number of files and how long each is;
-// of the others three are a triple.
+// Reads arbitrary triples as the sums of a loader run, in one to three files. Either the table has the values that a
+// literal reading finds, or the files are refused and nothing is written. The first byte chooses the number of files
+// and their lengths; every three of the other bytes are a triple.
 
 #include <algorithm>
 #include <array>
@@ -23,7 +23,7 @@ using Sums = std::map<double, std::map<double, double>>;  // by key and position
 
 bool isWhole(double number) { return std::fabs(number) < 9007199254740992.0 && std::floor(number) == number; }
 
-/// The row that begins with the triple `at`, which moves behind it; nothing for a row that no loader run writes.
+/// Reads the row that begins with the triple `at` and moves `at` after it. Empty for a row that no loader run writes.
 std::optional<std::map<double, double>> rowOf(const Triples& triples, std::size_t& at, double width) {
   const Triple header = triples[at++];
   if (header[1] != 0 || header[2] != width || !isWhole(header[0]) || header[0] == -99999) return std::nullopt;
@@ -41,7 +41,7 @@ std::optional<std::map<double, double>> rowOf(const Triples& triples, std::size_
   return std::nullopt;
 }
 
-/// Nothing when a file is not one of a loader run.
+/// Empty if a file is not one that a loader run writes.
 std::optional<Sums> sumsOf(const std::vector<Triples>& files) {
   Sums sums;
   for (const Triples& triples : files) {

@@ -1,7 +1,7 @@
-// Any base table and any right side, a CSV file or a table: the result has the records of the base and the cells that a
-// search through the right side finds, or the files are refused and nothing is written. The first byte chooses options;
-// the rest is cut at bytes of value 30 into description, labels and numbers of the base, then those of the right side,
-// or its CSV text.
+// Joins an arbitrary base table and right side, a CSV file or a table. Either the result has the records of the base
+// and the cells that a linear search of the right side finds, or the files are refused and nothing is written. The
+// first byte chooses options; bytes of value 30 divide the rest into description, labels and numbers of the base, then
+// those of the right side, or its CSV text.
 
 #include <algorithm>
 #include <optional>
@@ -71,7 +71,7 @@ std::vector<Row> rowsOf(const std::string& bytes, std::size_t width) {
   return rows;
 }
 
-/// The right rows with the key in front.
+/// The rows of the right side, each with its key first.
 std::vector<Row> rightTable(const std::string* sections) {
   const std::vector<dataset_info::Column> columns = columnsOf(sections[0]);
   const std::size_t key = placeOf(columns, "k");
@@ -82,7 +82,7 @@ std::vector<Row> rightTable(const std::string* sections) {
   return rows;
 }
 
-/// The number that a cell must have become in a column of the result.
+/// The number that a cell must have in a column of the result.
 double valueOf(std::string_view text, const dataset_info::Column& column, const QUVENTableLabels& labels) {
   const vesk::CellValue cell = vesk::CellReader({"NA", "NaN", "null", "?"}).read(text);
   if (cell.kind == vesk::CellKind::Missing) return missing;
@@ -114,7 +114,7 @@ std::vector<Row> rightCsv(const std::string& csv, const vesk::JoinTable& table, 
   return rows;
 }
 
-/// All columns of the result by searching the right side for each record.
+/// All columns of the result, by a linear search of the right side for each record.
 std::vector<double> joined(const std::vector<Row>& base, std::size_t key, const std::vector<Row>& right) {
   std::vector<double> result;
   for (const Row& record : base) {

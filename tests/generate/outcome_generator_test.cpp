@@ -40,7 +40,7 @@ std::string outcomesOf(const GeneratorSettings& settings, std::string* records =
   return rows;
 }
 
-/// The outcomes, with what the lines of the records say of each caller, counted anew.
+/// The outcomes, with the numbers of each caller counted from the lines of the records.
 Rows rowsOf(const GeneratorSettings& settings) {
   Rows rows;
   std::string records;
@@ -102,7 +102,7 @@ struct Rate {
     variance += probability * (1 - probability);
   }
   double rate() const { return ones / records; }
-  /// How far the number of ones is from what is expected, in standard deviations.
+  /// The distance of the number of ones from its expectation, in standard deviations.
   double deviation() const { return (ones - expected) / std::sqrt(variance); }
 };
 
@@ -130,7 +130,7 @@ TEST(OutcomeGenerator, HasARowPerCallerByAscendingNumber) {
   EXPECT_EQ(number, 103U);
 }
 
-TEST(OutcomeGenerator, LeavesTheRecordsAsTheyAreAndRepeatsItself) {
+TEST(OutcomeGenerator, LeavesTheRecordsUnchangedAndIsRepeatable) {
   GeneratorSettings settings = groupSettings();
   settings.records = 20000;
   settings.badShares.fill(0.01);
@@ -149,8 +149,8 @@ TEST(OutcomeGenerator, BeforeIsFrequentInAFewGroups) {
     (row.group == 0 ? outside : groups[row.group]).add(row.before, OutcomeGenerator::lowRate);
   }
   EXPECT_LT(std::fabs(outside.deviation()), 4);
-  // Of 10 to 14 members with a rate of 0.02 three or more have `before` in 1 of 200 groups at most, of those with a
-  // rate of 0.4 in 5 of 6 at least.
+  // In a group of 10 to 14 members, three or more members have `before` with a probability of at most 1 / 200 for the
+  // rate 0.02, and of at least 5 / 6 for the rate 0.4.
   const auto high =
       std::count_if(groups.begin(), groups.end(), [](const auto& group) { return group.second.ones > 2; });
   EXPECT_GT(high, 80);
@@ -179,7 +179,7 @@ TEST(OutcomeGenerator, OutcomesDependOnTheUsage) {
   Rate few;
   Rate many;
   for (const auto& [number, row] : rowsOf(groupSettings())) {
-    if (row.share() > 0.02) continue;  // the same share of calls to `before`, nearly 0
+    if (row.share() > 0.02) continue;  // keeps callers whose share of calls to `before` is nearly 0
     if (row.calls <= 3) few.add(row.outcome, 0.5);
     if (row.calls >= 30) many.add(row.outcome, 0.5);
   }
@@ -191,7 +191,7 @@ TEST(OutcomeGenerator, OutcomesDependOnTheContactsOfTheMonthBefore) {
   Rate without;
   Rate with;
   for (const auto& [number, row] : rowsOf(groupSettings())) {
-    if (row.calls < 10 || row.calls > 40) continue;  // about the same usage
+    if (row.calls < 10 || row.calls > 40) continue;  // keeps callers with similar usage
     if (row.share() < 0.02) without.add(row.outcome, 0.5);
     if (row.share() > 0.3) with.add(row.outcome, 0.5);
   }
@@ -200,7 +200,7 @@ TEST(OutcomeGenerator, OutcomesDependOnTheContactsOfTheMonthBefore) {
 }
 
 TEST(OutcomeGenerator, OutcomesDependOnTheLevelOfTheGroup) {
-  // Expected by the formula without the level: groups differ from it more than chance lets them.
+  // The expectation leaves out the level, so groups differ from it by more than chance explains.
   const Rows rows = rowsOf(groupSettings());
   const std::vector<double> logOdds = logOddsOf(rows);
   std::map<std::uint32_t, Rate> groups;
@@ -215,7 +215,7 @@ TEST(OutcomeGenerator, OutcomesDependOnTheLevelOfTheGroup) {
   EXPECT_GT(squares / static_cast<double>(groups.size()), 1.3);
 }
 
-TEST(OutcomeGenerator, OverallRateIsThatOfAnOfferThatFewTakeUp) {
+TEST(OutcomeGenerator, OnlyFewCallersHaveTheOutcome) {
   Rate all;
   for (const auto& [number, row] : rowsOf(groupSettings())) all.add(row.outcome, 0.5);
   EXPECT_GT(all.rate(), 0.05);

@@ -33,7 +33,7 @@ class QUVENClassRanksTest : public testing::Test {
     for (const Record& record : records) ranks.add(record.prediction, record.isPositive, QUVEN_ENV);
     ranks.sortIn(QUVEN_ENV);
   }
-  /// With many equal predictions.
+  /// Random records with many equal predictions.
   static std::vector<Record> records(int count, int seed) {
     std::vector<Record> all;
     for (int i = 0; i < count; ++i) {
@@ -50,7 +50,8 @@ class QUVENClassRanksTest : public testing::Test {
 TEST_F(QUVENClassRanksTest, AreaByHand) {
   QUVENClassRanks ranks;
   fill(ranks, {{0.9, true}, {0.8, false}, {0.7, true}, {0.7, false}, {0.1, false}});
-  // Of 6 pairs: 3 for 0.9; 0.7 has 1 of 0.1, half of 0.7, none of 0.8.
+  // Of the 6 pairs, the positive record at 0.9 wins 3. That at 0.7 wins the one with 0.1, half of the one with 0.7, and
+  // loses the one with 0.8.
   EXPECT_EQ(ranks.getArea(), 4.5 / 6);
   EXPECT_EQ(ranks.getNumPredictions(), 4);
   ranks.destroyPrimitive(QUVEN_ENV);
@@ -64,7 +65,7 @@ TEST_F(QUVENClassRanksTest, AreaOfManyRecordsIsThatOfAllPairs) {
   ranks.destroyPrimitive(QUVEN_ENV);
 }
 
-TEST_F(QUVENClassRanksTest, SidesThatAreMergedHaveTheAreaOfAllRecords) {
+TEST_F(QUVENClassRanksTest, MergedCountsHaveTheAreaOfAllRecords) {
   const std::vector<Record> all = records(500, 2);
   QUVENClassRanks whole;
   fill(whole, all);
@@ -84,7 +85,7 @@ TEST_F(QUVENClassRanksTest, SidesThatAreMergedHaveTheAreaOfAllRecords) {
   for (QUVENClassRanks* ranks : {&whole, &first, &second, &empty}) ranks->destroyPrimitive(QUVEN_ENV);
 }
 
-TEST_F(QUVENClassRanksTest, SortsInWhenManyRecordsHaveCome) {
+TEST_F(QUVENClassRanksTest, SortsInAfterManyRecords) {
   QUVENClassRanks ranks;
   constexpr int count = 200000;
   for (int i = 0; i < count; ++i) ranks.add(i % 1000, i % 1000 >= 500, QUVEN_ENV);

@@ -35,7 +35,7 @@ class QUVENLiftCurveTest : public LinearRegressionTest {
     addBins(*curve, {2, 3, 1});
     update(*curve, example);
   }
-  /// A distribution of a field in two passes.
+  /// Gives a field its distribution in two passes.
   QUVENNumField& distribute(const std::vector<double>& values) {
     QUVENField& field = *x[0];
     field.setSampleFlag(true, QUVEN_ENV);
@@ -84,7 +84,7 @@ class QUVENLiftCurveTest : public LinearRegressionTest {
   static std::string warningOf(const std::string& function) {
     return "Log;|2;|WARNING: QUVENLiftCurve not initialized in function " + function + ";|LogEnd\n";
   }
-  /// Every quality number warns and has the value of a curve without results.
+  /// Checks that every quality number warns and has its value for a curve without results.
   void expectNoQuality(const QUVENLiftCurve& asked) {
     EXPECT_EQ(outputOf(2,
                        [&] {
@@ -149,7 +149,7 @@ TEST_F(QUVENLiftCurveTest, BeginsAPassWithoutRecordsInItsBins) {
   EXPECT_EQ(curve->getSumActVal(), 15);
 }
 
-TEST_F(QUVENLiftCurveTest, ItsOwnHandlerIsNeverCalled) {
+TEST_F(QUVENLiftCurveTest, ItsUpdateFunctionMustNotBeCalled) {
   EXPECT_FALSE(curve->wantsRecords());
   EXPECT_EQ(curve->beginDataScan(QUVEN_ENV), 1);
   EXPECT_TRUE(curve->wantsRecords());
@@ -220,7 +220,7 @@ TEST_F(QUVENLiftCurveTest, MergesBinsExactly) {
   merged.reset(QUVEN_ENV);
 }
 
-TEST_F(QUVENLiftCurveTest, RefusesAnotherNumberOfBins) {
+TEST_F(QUVENLiftCurveTest, MergeRefusesADifferentNumberOfBins) {
   addBins(*curve, {1, 2});
   auto other = make<QUVENLiftCurve>();
   addBins(*other, {1, 2, 3});
@@ -228,7 +228,7 @@ TEST_F(QUVENLiftCurveTest, RefusesAnotherNumberOfBins) {
   other.reset(QUVEN_ENV);
 }
 
-// Sums that overflow are those of a stream, wherever the parts were.
+// Sums that overflow merge in memory as they do after a stream.
 TEST_F(QUVENLiftCurveTest, MergesInfiniteSumsAsAStreamDoes) {
   const std::vector<LiftRecord> records = {{1e200, -1e200, 1e-200}, {-1e308, 1e308, 1e200}};
   const auto gathered = [&] {
@@ -267,7 +267,7 @@ TEST_F(QUVENLiftCurveTest, LaysOutItsBoundariesAtQuantiles) {
   for (int i = 0; i < 5000; ++i) values.push_back(i * 17 % 5000 / 100.0 - 10);
   const QUVENNumField& field = distribute(values);
   curve->initialize(field, QUVEN_ENV);
-  // The same by a walk over the bins of the distribution, from below.
+  // The same quantiles by a literal walk over the bins of the distribution, from below.
   const QUVENNumFieldDist& distribution = *field.getDistribution();
   std::vector<double> expected;
   for (int i = 1; i <= 120; ++i) {
@@ -289,7 +289,7 @@ TEST_F(QUVENLiftCurveTest, LaysOutItsBoundariesAtQuantiles) {
   for (std::size_t i = 0; i < boundaries.size(); ++i) EXPECT_NEAR(boundaries[i], expected.at(i), 1e-9) << i;
   EXPECT_EQ(boundaries.front(), *std::max_element(values.begin(), values.end()));
   EXPECT_TRUE(std::is_sorted(boundaries.rbegin(), boundaries.rend()));
-  // Each bin of a percent has about 50 of the records, and all bins have 99.5 percent of them.
+  // Each bin of one percent has about 50 records, and all bins together have 99.5 percent of the records.
   for (const double value : values) curve->updateLiftCurveStats(0, value, 1, QUVEN_ENV);
   double sum = 0;
   for (const double records : recordsOf(*curve)) sum += records;
@@ -297,7 +297,7 @@ TEST_F(QUVENLiftCurveTest, LaysOutItsBoundariesAtQuantiles) {
   for (long bin = 22; bin <= 101; ++bin) EXPECT_NEAR(curve->getBin(bin).getNumRecords(), 50, 2);
 }
 
-TEST_F(QUVENLiftCurveTest, EqualPredictionsAreOneBinOfMany) {
+TEST_F(QUVENLiftCurveTest, EqualPredictionsAllGoToTheFirstBin) {
   const std::vector<double> values(70, 2.5);
   curve->initialize(distribute(values), QUVEN_ENV);
   EXPECT_EQ(boundariesOf(*curve), std::vector<double>(120, 2.5));
@@ -332,7 +332,7 @@ TEST_F(QUVENLiftCurveTest, AnEmptyDistributionCannotBeLaidOut) {
 
 TEST_F(QUVENLiftCurveTest, ADistributionWhoseBinsAreEmptyCannotBeLaidOut) {
   EXPECT_TRUE(QUVENLiftCurve::canInitialize(distribute({1})));
-  const QUVENNumField& field = distribute({});  // the bin of the value before is still there
+  const QUVENNumField& field = distribute({});  // still has the bin of the earlier value
   EXPECT_EQ(field.getDistribution()->getNumBins(), 1);
   EXPECT_FALSE(QUVENLiftCurve::canInitialize(field));
 }
@@ -432,7 +432,7 @@ TEST_F(QUVENLiftCurveTest, IsFinalizedAgainAfterMoreRecords) {
   other.reset(QUVEN_ENV);
 }
 
-TEST_F(QUVENLiftCurveTest, OfLessThanTwoBinsHasNoQuality) {
+TEST_F(QUVENLiftCurveTest, WithFewerThanTwoBinsHasNoQuality) {
   constexpr const char* warning =
       "Warning;|3417;|Warning: no bins found in QUVENLiftCurve::finalizeStats;|WarningEnd\n";
   for (int bins = 0; bins < 2; ++bins) {

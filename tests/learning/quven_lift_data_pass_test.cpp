@@ -57,7 +57,7 @@ class QUVENLiftDataPassTest : public PassTest {
     }
     write("y Numeric Target\np Numeric Explanatory\n", values);
   }
-  /// Everything that was gathered and made of it, to the last bit.
+  /// All sums and the numbers computed from them, to the last bit.
   std::string gather(std::int32_t slices, MPI_Comm ranks) {
     PassRun run(path, {.numSlices = slices}, ranks);
     QUVENLiftOwner* owner = nullptr;

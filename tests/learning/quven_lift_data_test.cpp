@@ -32,7 +32,7 @@ class QUVENLiftDataTest : public LinearRegressionTest {
   void update(QUVENLiftData& changed, const Pairs& pairs) {
     for (const auto& [actual, predicted] : pairs) changed.updateLiftData(actual, predicted, 0.5, QUVEN_ENV);
   }
-  /// Distributions, curves and records of some pairs.
+  /// Makes distributions and curves, and adds the records, of some pairs.
   void fill(const Pairs& pairs) {
     std::vector<double> actual;
     std::vector<double> predicted;
@@ -62,7 +62,7 @@ TEST_F(QUVENLiftDataTest, AddsUpTheVariancesRecordByRecord) {
   EXPECT_EQ(data->getTrivialVar(), 8);  // 3 / 2 times (5 - 3)^2 more
 }
 
-TEST_F(QUVENLiftDataTest, ModelQualityIsTheShareThatIsNotInTheErrors) {
+TEST_F(QUVENLiftDataTest, ModelQualityIsTheShareOfTheVarianceThatIsPredicted) {
   const auto qualityOf = [&](const Pairs& pairs) {
     auto made = make<QUVENLiftData>();
     update(*made, pairs);
@@ -72,7 +72,7 @@ TEST_F(QUVENLiftDataTest, ModelQualityIsTheShareThatIsNotInTheErrors) {
     return std::pair(quality, run.out);
   };
   EXPECT_EQ(qualityOf({{1, 1}, {3, 2.5}, {2, 2}}), std::pair(0.875, std::string()));
-  // A constant target: 0, but 1 when the predictions are it.
+  // A constant target: 0, but 1 if the predictions are exact.
   EXPECT_EQ(qualityOf({{2, 2}, {2, 3}}), std::pair(0.0, std::string()));
   EXPECT_EQ(qualityOf({{2, 5}, {2, 2}}), std::pair(1.0, std::string()));
   EXPECT_EQ(qualityOf({}), std::pair(1.0, std::string()));
@@ -167,7 +167,7 @@ TEST_F(QUVENLiftDataTest, ResultsOfWorkersMergeIntoTheLiveObject) {
   EXPECT_EQ(data->getOptimumLiftCurve()->getPts(), 300);
   data->finalizeStats(QUVEN_ENV);
   EXPECT_GT(data->getAreaRatio(QUVEN_ENV), 0.9);
-  // The running sum comes back too: the next record is told from the mean of all.
+  // The running sum is merged, too: the next record is compared with the mean of all records.
   double mean = 0;
   for (const auto& pair : pairs) mean += pair.first / 300.0;
   const double before = data->getTrivialVar();
@@ -175,7 +175,7 @@ TEST_F(QUVENLiftDataTest, ResultsOfWorkersMergeIntoTheLiveObject) {
   EXPECT_NEAR(data->getTrivialVar() - before, 301.0 / 300 * 300 * 300, 1e-6);
 }
 
-TEST_F(QUVENLiftDataTest, OnlyStreamsThatAreNoResultsCarryTheCurves) {
+TEST_F(QUVENLiftDataTest, ScanResultsDoNotContainTheCurves) {
   fill({{1, 10}, {2, 30}, {3, 20}});
   data->beginDataScan(QUVEN_ENV);
   for (const std::int32_t mode : {QUVENObjWriter::Save, QUVENObjWriter::SaveForWorker}) {

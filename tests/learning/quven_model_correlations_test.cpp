@@ -47,7 +47,7 @@ class QUVENModelCorrelationsTest : public TransformTest {
     TransformTest::TearDown();
   }
 
-  /// Gives the scan a residual model of y, which is returned for looking at.
+  /// Gives the scan a residual model of y and returns the model for inspection.
   QUVENTransRegResidualModel& addModel(const std::vector<QUVENField*>& inputs) {
     auto model = make<QUVENTransRegResidualModel>();
     for (QUVENField* input : inputs) model->addInput(input, QUVENUsageExplanatory, QUVEN_ENV);
@@ -57,7 +57,7 @@ class QUVENModelCorrelationsTest : public TransformTest {
     scan->setResidualModel(std::move(model));
     return added;
   }
-  /// The records of a pass. Its end is left to the test.
+  /// Shows the records of a pass to the scan. The test ends the pass.
   void showTable() {
     scan->beginRecords(QUVEN_ENV);
     for (const TransformRecord& record : table) {
@@ -138,7 +138,7 @@ TEST_F(QUVENModelCorrelationsTest, TrainsItsModelAtOnceWithDistributions) {
   EXPECT_EQ(scan->endDataScan(QUVEN_ENV), 1);
   EXPECT_EQ(scan->getScanCount(), -3);
   EXPECT_FALSE(scan->wantsRecords());
-  // Only the correlations are left.
+  // The model is gone; only the correlations remain.
   EXPECT_EQ(scan->getResidualModel(), nullptr);
   EXPECT_EQ(names->find(output), nullptr);
   EXPECT_EQ(namesNow(), (std::vector<std::string>{"x", "c", "y"}));
@@ -166,12 +166,12 @@ TEST_F(QUVENModelCorrelationsTest, WaitsTwoPassesForDistributions) {
   }
   EXPECT_EQ(scan->getScanCount(), -3);
   EXPECT_EQ(namesNow(), (std::vector<std::string>{"x", "c", "y"}));
-  // Out of the scan nothing happens.
+  // Outside of a scan nothing happens.
   EXPECT_EQ(scan->endDataScan(QUVEN_ENV), 1);
   EXPECT_EQ(scan->getScanCount(), -3);
 }
 
-// One input of several without bins is enough to wait, and it gets no transform.
+// A single input without bins makes the scan wait for distributions. This input gets no transform.
 TEST_F(QUVENModelCorrelationsTest, LeavesOutInputsWithoutADistribution) {
   gather(table);
   addModel({x, z, c});
@@ -186,7 +186,7 @@ TEST_F(QUVENModelCorrelationsTest, LeavesOutInputsWithoutADistribution) {
   EXPECT_EQ(namesNow(), (std::vector<std::string>{"x", "c", "y"}));
 }
 
-TEST_F(QUVENModelCorrelationsTest, WithoutATransformAreThoseOfTheInputs) {
+TEST_F(QUVENModelCorrelationsTest, WithoutAnyTransformAreThoseOfTheInputs) {
   addModel({z, w});
   scan->beginDataScan(QUVEN_ENV);
   int passes = 0;
@@ -208,7 +208,7 @@ TEST_F(QUVENModelCorrelationsTest, WithoutATransformAreThoseOfTheInputs) {
   EXPECT_EQ(correlation(2, 3), 0);
 }
 
-TEST_F(QUVENModelCorrelationsTest, AConstantTargetHasNone) {
+TEST_F(QUVENModelCorrelationsTest, AConstantTargetHasTheCorrelationZero) {
   for (TransformRecord& record : table) record.y = 1e6 / 3;
   gather(table);
   addModel({x, c});

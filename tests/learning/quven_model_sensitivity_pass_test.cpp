@@ -17,7 +17,7 @@ class QUVENFieldWatch : public QUVENObjectOf<QUVENFieldWatch, QUVENMultiScan> {
   int beginDataScanPrimitive(const QUVENEnvHandle&) override { return 1; }
   int endDataScanPrimitive(const QUVENEnvHandle&) override { return 1; }
 
-  std::vector<QUVENField*> fields;  // in no stream
+  std::vector<QUVENField*> fields;  // not streamed
   std::vector<std::string> records;
 
  private:
@@ -115,8 +115,8 @@ class QUVENModelSensitivityPassTest : public BoostTest {
   }
 };
 
-// Every field of every record is replaced and the whole model scored anew, in a pass that writes rows.
-TEST_F(QUVENModelSensitivityPassTest, IsThatOfScoringTheWholeModelForEachDraw) {
+// The slow check: a pass that writes rows replaces every field of every record and scores the whole model again.
+TEST_F(QUVENModelSensitivityPassTest, EqualsScoringTheWholeModelForEachDraw) {
   for (const int loss : {Squared, LogisticLink}) {
     SCOPED_TRACE("loss " + std::to_string(loss));
     const BoostTable table = tableOf(600, loss);
@@ -165,7 +165,7 @@ TEST_F(QUVENModelSensitivityPassTest, LeavesEveryFieldOfARecordAsItWas) {
   writeTable(table);
   if (!isRank0()) return;
   const auto run = trainStages(table, 0, MPI_COMM_SELF, Squared);
-  // One watch is before the scan in the list, the other one after it.
+  // One watch is before the sensitivity scan in the list, one is after it.
   const QUVENFieldWatch& before = addWatch(*run);
   gather(*run, table, [&] { addWatch(*run); });
   const QUVENXaRay<QUVENOwnPtr<QUVENDataScan>, 0>& scans = run->run.driver.getScans();

@@ -35,7 +35,7 @@ class QUVENModelSensitivityTest : public LinearRegressionTest {
       field.endDistributionPass(QUVEN_ENV);
     }
   }
-  /// Shows a record that the model has scored on channel 1.
+  /// Lets the model score a record on channel 1 and passes it to the scan.
   void show(QUVENModelSensitivity& shown, std::size_t record) {
     scoreRecord(record);
     shown.update(*point, QUVEN_ENV);
@@ -74,7 +74,7 @@ class QUVENModelSensitivityTest : public LinearRegressionTest {
   double predictedNow() { return predicted()->getNumValueOfChannel(1, QUVEN_ENV); }
   static std::uint32_t recordId(std::size_t record) { return static_cast<std::uint32_t>(record); }
 
-  /// A scan that has seen records of which each changes the prediction by a number.
+  /// A scan after records that change the prediction by the given numbers.
   QUVENOwnPtr<QUVENModelSensitivity> partOf(const std::vector<double>& changes) {
     auto part = make<QUVENModelSensitivity>();
     part->setFields({x[0], x[1], x[2]}, QUVEN_ENV);
@@ -119,7 +119,7 @@ TEST_F(QUVENModelSensitivityTest, IsTheMeanSquareOfTheChanges) {
     EXPECT_EQ(scan->getSensitivity(field), means[static_cast<std::size_t>(field - 1)] / sum);
     EXPECT_EQ(scan->getPoints(field), 400);
   }
-  // A new pass begins anew.
+  // A second pass starts from zero.
   scan->beginDataScan(QUVEN_ENV);
   gather(*scan, [](std::size_t i) { return i == 0; });
   EXPECT_EQ(scan->getPoints(1), 1);
@@ -166,7 +166,7 @@ TEST_F(QUVENModelSensitivityTest, ReadsThePredictionAfterTheAction) {
     scan->update(*point, QUVEN_ENV);
     ASSERT_EQ(w->getNumValue(QUVEN_ENV), std::exp(predictedNow() / 4));
   }
-  // Two of the inputs are read by the model; a third call is of the unchanged record.
+  // The model reads two of the inputs; the third call scores the unchanged record.
   EXPECT_EQ(calls, 3 * 400);
   const auto read = [&] { return std::exp(predictedNow() / 4); };
   for (long field = 1; field <= 3; ++field) {
@@ -198,7 +198,7 @@ TEST_F(QUVENModelSensitivityTest, DrawsByTheValueOfTheSampleField) {
   }
 }
 
-TEST_F(QUVENModelSensitivityTest, WhatIsNotFiniteDoesNotCount) {
+TEST_F(QUVENModelSensitivityTest, IgnoresPredictionsAndChangesThatAreNotFinite) {
   trainExample();
   scan->setScoring(
       *model, *w, [this](const QUVENEnvHandle&) { w->setNumValue(reading); }, nullptr);
@@ -229,7 +229,7 @@ TEST_F(QUVENModelSensitivityTest, WhatIsNotFiniteDoesNotCount) {
   EXPECT_TRUE(std::isfinite(scan->getSensitivity(1)));
 }
 
-TEST_F(QUVENModelSensitivityTest, SharesOfASumThatOverflowsAreShares) {
+TEST_F(QUVENModelSensitivityTest, DividesASumThatOverflowsIntoShares) {
   trainExample();
   auto part = partOf({1e200});
   EXPECT_EQ(part->getSensitivity(1), std::numeric_limits<double>::max());

@@ -41,7 +41,7 @@ TEST(QUVENScaledPrediction, SetsItsFieldForARecord) {
     prediction->setNumValue(1000);
     scan->scale(QUVEN_ENV);
     EXPECT_TRUE(std::isnan(scaled->getNumValue(QUVEN_ENV)));
-    EXPECT_EQ(scan->beginDataScan(QUVEN_ENV), 0);  // it wants no pass
+    EXPECT_EQ(scan->beginDataScan(QUVEN_ENV), 0);  // it needs no pass
     EXPECT_FALSE(scan->wantsRecords());
     scan.reset(QUVEN_ENV);
     scaled.reset(QUVEN_ENV);

@@ -5,14 +5,14 @@
 #include <string>
 #include <vector>
 
-/// Numbers as the bytes of a dataset.
+/// The bytes of numbers in a dataset.
 inline std::string bytesOfNumbers(const std::vector<double>& numbers) {
   std::string bytes(numbers.size() * sizeof(double), '\0');
   if (!numbers.empty()) std::memcpy(bytes.data(), numbers.data(), bytes.size());
   return bytes;
 }
 
-/// The whole numbers of a dataset's bytes; a rest at the end is left out.
+/// The numbers in a dataset's bytes. Bytes of an incomplete number at the end are ignored.
 inline std::vector<double> numbersOfBytes(const std::string& bytes) {
   std::vector<double> numbers(bytes.size() / sizeof(double));
   if (!numbers.empty()) std::memcpy(numbers.data(), bytes.data(), numbers.size() * sizeof(double));

@@ -30,7 +30,7 @@ class JoinTableTest : public TableCase {
     folder.write(name + ".info", info);
     if (!labels.empty()) folder.write(name + ".labels", "column,code,label\n" + labels);
   }
-  /// Joins base and out; a name after "--with" is put into the folder.
+  /// Runs the join of base to out. A name after "--with" is taken as a file of the folder.
   int join(const Strings& options) {
     Strings arguments = {"table", "join", folder.path("base"), folder.path("out"), "--key", "id"};
     bool isFile = false;
@@ -71,7 +71,7 @@ TEST_F(JoinTableTest, AddsTheColumnsOfACsvFile) {
   EXPECT_EQ(errText, "");
 }
 
-TEST_F(JoinTableTest, TakesTheFirstColumnForTheKeyWhenNoneHasItsName) {
+TEST_F(JoinTableTest, TakesTheFirstColumnAsTheKeyIfNoneHasItsName) {
   folder.write("r.csv", "NodeNumber,group\n2,7\n");
   EXPECT_EQ(join({"--with", "r.csv:the_"}), 0);
   EXPECT_THAT(numbers("out"), ElementsAre(1, 10, missing, 2, 20, 7, 3, 30, missing));
@@ -146,7 +146,7 @@ TEST_F(JoinTableTest, RefusesOtherTargets) {
   EXPECT_EQ(errText, "vesk: --target: id is the key\n");
 }
 
-TEST_F(JoinTableTest, JoinsARowWithEveryRecordOfItsKey) {
+TEST_F(JoinTableTest, JoinsARowToEveryRecordWithItsKey) {
   const double nan = std::numeric_limits<double>::quiet_NaN();
   writeTable("base", "x Numeric Explanatory\nid Numeric Explanatory\n",
              {10, 3, 20, missing, 30, 3, 40, 1.5, 50, 1e300, 60, nan, 70, 0, 80, -0.0});
@@ -197,7 +197,7 @@ TEST_F(JoinTableTest, CutsThePrefixAtTheLastColonOnly) {
   EXPECT_EQ(errText, "vesk: --with: [:p] has no file\n");
 }
 
-TEST_F(JoinTableTest, TakesAFileWithoutADescriptionForCsv) {
+TEST_F(JoinTableTest, ReadsAFileWithoutADescriptionAsCsv) {
   folder.write("known", "id,a\n1,5\n");
   EXPECT_EQ(join({"--with", "known"}), 0);
   EXPECT_THAT(numbers("out"), ElementsAre(1, 10, 5, 2, 20, missing, 3, 30, missing));
@@ -219,7 +219,7 @@ TEST_F(JoinTableTest, RefusesANameThatIsTaken) {
   EXPECT_THAT(errText, HasSubstr("...' has more than 976 bytes\n"));
 }
 
-TEST_F(JoinTableTest, RefusesKeysOfACsvFileThatAreNone) {
+TEST_F(JoinTableTest, RefusesKeysOfACsvFileThatAreNotValid) {
   const std::string text = " is no key; a key must be a whole number below 2^53";
   expectCsvRefused("id,a\n1,5\n,6\n", "r.csv, line 3: '' of column id" + text);
   expectCsvRefused("id,a\nNA,5\n", "r.csv, line 2: 'NA' of column id" + text);
@@ -238,7 +238,7 @@ TEST_F(JoinTableTest, RefusesKeysThatAreThereTwice) {
   expectRefused("right, record 3: the key 1 is there a second time, first in row 1", {"--with", "right"});
 }
 
-TEST_F(JoinTableTest, RefusesKeysOfATableThatAreNone) {
+TEST_F(JoinTableTest, RefusesKeysOfATableThatAreNotValid) {
   const std::string text = " is no key; a key must be a whole number below 2^53";
   const std::string info = "id Numeric Explanatory\ny Numeric Explanatory\n";
   writeTable("right", info, {1, 5, missing, 6});
@@ -297,7 +297,7 @@ TEST_F(JoinTableTest, RefusesOtherBases) {
   expectRefused("base.info describes a sparse dataset, not a table; vesk table rows makes a table of sums");
 }
 
-TEST_F(JoinTableTest, RemarksOnNumbersOfTheBaseThatAreNoKeys) {
+TEST_F(JoinTableTest, WarnsOfNumbersOfTheBaseThatAreNotKeys) {
   writeTable("base", "id Numeric Explanatory\n", {1, missing, 9007199254740992.0, 1.5});
   EXPECT_EQ(join({"--with", "r.csv"}), 0);
   EXPECT_EQ(
@@ -307,7 +307,7 @@ TEST_F(JoinTableTest, RemarksOnNumbersOfTheBaseThatAreNoKeys) {
   EXPECT_THAT(outText, HasSubstr("  1 records of base have no key\n"));
 }
 
-TEST_F(JoinTableTest, RemarksOnKeysWithAnExponent) {
+TEST_F(JoinTableTest, WarnsOfKeysWithAnExponent) {
   writeTable("base", "id Numeric Explanatory\n", {491512345678, 491512000000, 7});
   folder.write("r.csv", "id,a\n7,1\n4.91512E+11,2\n8e0,1e3\n");
   EXPECT_EQ(join({"--with", "r.csv"}), 0);
@@ -333,7 +333,7 @@ TEST_F(JoinTableTest, RefusesAnOutputThatIsAnInput) {
   EXPECT_EQ(numbers("base").size(), 6U);
 }
 
-// The two texts were found by a search over 100 million.
+// Two texts with the same code, found by a search over 100 million texts.
 TEST_F(JoinTableTest, FindsCategoricalKeysByTheirTexts) {
   const std::string first = "thnsbqhxniwm";
   const std::string second = "vzsvryizhrzh";
@@ -397,7 +397,7 @@ TEST_F(JoinTableTest, FindsTheRowsOfManyKeys) {
   }
 }
 
-TEST_F(JoinTableTest, RemarksOnWhatACsvFileBecame) {
+TEST_F(JoinTableTest, PrintsTheWarningsOfACsvFile) {
   folder.write("r.csv", "id,a,7\n1,5,1\n2,x,1\n");
   EXPECT_EQ(join({"--with", "r.csv:r_"}), 0);
   EXPECT_EQ(errText,
@@ -405,7 +405,7 @@ TEST_F(JoinTableTest, RemarksOnWhatACsvFileBecame) {
             "vesk: r.csv: column r_a is categorical, with 1 cells that are numbers: 'x' in line 3 is not one\n");
 }
 
-TEST_F(JoinTableTest, WantsAKeyAndAFile) {
+TEST_F(JoinTableTest, NeedsAKeyAndAFile) {
   EXPECT_EQ(join({}), 1);
   EXPECT_EQ(errText, "vesk: --with is required\n");
   EXPECT_EQ(run({"table", "join", "base", "out", "--with", "r.csv"}), 1);

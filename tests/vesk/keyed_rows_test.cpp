@@ -13,7 +13,7 @@ TEST(KeyedRows, FindsEachRowByItsKey) {
   const double second[] = {3.5, 4.5};
   EXPECT_EQ(rows.add(7, first), KeyedRows::NoRow);
   EXPECT_EQ(rows.add(-7, second), KeyedRows::NoRow);
-  EXPECT_EQ(rows.add(7, second), 0U);  // there already; nothing is added
+  EXPECT_EQ(rows.add(7, second), 0U);  // the key already has a row; nothing is added
   EXPECT_EQ(rows.size(), 2U);
   EXPECT_EQ(rows.find(7), 0U);
   EXPECT_EQ(rows.find(-7), 1U);
@@ -23,7 +23,7 @@ TEST(KeyedRows, FindsEachRowByItsKey) {
   EXPECT_EQ(rows.cellsOf(1)[0], 3.5);
 }
 
-// Keys at this distance share few slots after one multiplication; the 200,000 took half a minute.
+// A single multiplication maps keys at this distance to few slots; adding 200,000 of them once took half a minute.
 TEST(KeyedRows, TakesKeysAtAnyDistanceInLinearTime) {
   for (const double distance : {1.0, 4096.0, 2971215073.0}) {
     constexpr std::uint32_t count = 200000;

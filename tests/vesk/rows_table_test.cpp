@@ -76,7 +76,7 @@ TEST_F(RowsTableTest, ReplacesAnEarlierTable) {
   EXPECT_THAT(files(), ElementsAre("in", "out", "out.info", "out.labels"));
 }
 
-// A part of a loader run has a width of its own: that of the longest row in it.
+// Each part of a loader run has its own width, that of its longest row.
 TEST_F(RowsTableTest, MergesPartsByTheirCallers) {
   writeNumbers("in.0", join({row(2, 3, {20}), row(7, 3, {70})}));
   writeNumbers("in.1", {});
@@ -109,14 +109,14 @@ TEST_F(RowsTableTest, GivesTheSameBytesForAnyNumberOfParts) {
   EXPECT_EQ(outText, report);
 }
 
-TEST_F(RowsTableTest, RemarksOnPositionsThatNoCallerHas) {
+TEST_F(RowsTableTest, WarnsOfPositionsThatNoCallerHas) {
   writeNumbers("in", row(1, 2, {5}));
   EXPECT_EQ(rows({"--columns", "1:a,9:b"}), 0);
   EXPECT_EQ(errText, "vesk: no caller has position 9, column b\n");
   EXPECT_THAT(numbers("out"), ElementsAre(1, 5, 0));
 }
 
-TEST_F(RowsTableTest, RemarksOnSumsThatMeanMissingValues) {
+TEST_F(RowsTableTest, WarnsOfSumsThatMeanMissingValues) {
   writeNumbers("in", join({row(1, 3, {-99999, 1}), row(2, 3, {3, -99999}), row(3, 3, {-99999})}));
   EXPECT_EQ(rows({"--columns", "1:a"}), 0);
   EXPECT_EQ(errText, "vesk: column a has 2 sums of -99999, which means a missing value in a dataset\n");
@@ -215,7 +215,7 @@ TEST_F(RowsTableTest, RefusesPartsThatDoNotBelongTogether) {
   EXPECT_EQ(errText, "vesk: in.0: a part is beside the single file in; one of them is of another run\n");
 }
 
-TEST_F(RowsTableTest, RefusesPartsOfWhichTheLastIsMissing) {
+TEST_F(RowsTableTest, RefusesPartsWithoutTheLastOne) {
   std::vector<Numbers> parts(3);
   for (int key = 1; key <= 300; ++key) {
     const Numbers triples = row(key, 2, {1});

@@ -15,7 +15,7 @@
 
 namespace vesk {
 
-/// Runs commands of the program in a folder. In texts, the folder is left out of the names of its files.
+/// Runs commands of the program in a folder. The texts that it returns name the files without the folder.
 class TableCase : public ::testing::Test {
  protected:
   using Strings = std::vector<std::string>;
@@ -53,7 +53,7 @@ class TableCase : public ::testing::Test {
     std::ranges::sort(names);
     return names;
   }
-  /// Nothing of the output, nor of one that was begun.
+  /// Checks that there is neither an output nor a temporary file.
   void expectNoOutput() const {
     EXPECT_EQ(outText, "");
     for (const std::string& name : files()) EXPECT_FALSE(name.starts_with("out")) << name;
