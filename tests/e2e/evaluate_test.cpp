@@ -477,7 +477,7 @@ TEST_F(Evaluate, PredictionsThatOverflowAreLeftOutWithAWarning) {
     EXPECT_GT(quality().at("R_squared_plain"), 0.99);
     EXPECT_EQ(csv("e_sensitivity.csv").at("points").at(0), "397");
     EXPECT_THAT(result.out, HasSubstr(warningLine(5017,
-                                                  "t.bin;|vesk-analyze: 3 records have predictions that are no finite "
+                                                  "t.bin;|vesk-analyze: 3 records have predictions that are not finite "
                                                   "numbers; they are left out")));
   }
   evaluate({}, 1, {"--strict"});
@@ -495,7 +495,7 @@ TEST_F(Evaluate, WithoutAFinitePredictionThereIsNoLiftCurve) {
   for (const int ranks : {1, 2}) {
     expectEvaluated({}, ranks);
     EXPECT_THAT(result.out, HasSubstr("Warning;|3417;|Warning: no bins found in QUVENLiftCurve::finalizeStats;|"));
-    EXPECT_THAT(result.out, HasSubstr("100 records have predictions that are no finite numbers"));
+    EXPECT_THAT(result.out, HasSubstr("100 records have predictions that are not finite numbers"));
     EXPECT_EQ(quality().at("records"), 0);
     EXPECT_EQ(content("e_lift.csv"), "bin,boundary,records,cum_records,sum_predicted,sum_error,cum_actual,lift,z\n");
     EXPECT_EQ(content("e_sensitivity.csv"), "field,sensitivity,points\nx,0,0\n");

@@ -5,7 +5,7 @@
 #include <cstdint>
 #include <limits>
 
-/// The number of a dataset that one byte of an input stands for: small whole numbers and special values.
+/// Turns a byte of the fuzzer's input into a number of a dataset: a small whole number or a special value.
 inline double fuzzNumber(std::uint8_t byte) {
   constexpr double inf = std::numeric_limits<double>::infinity();
   constexpr std::array<double, 16> special = {std::numeric_limits<double>::quiet_NaN(),

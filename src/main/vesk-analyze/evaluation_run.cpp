@@ -2,6 +2,8 @@
 
 #include <algorithm>
 #include <cmath>
+#include <tuple>
+#include <utility>
 
 #include "exact_text.h"
 #include "kernel/quven_num_field.h"
@@ -77,8 +79,8 @@ std::vector<LiftRow> liftRows(const QUVENLiftCurve* curve) {
   return rows;
 }
 
-/// Sets the smallest and the largest value that a distribution of a numeric field has.
-void addRange(const QUVENNumFieldDist& distribution, FieldCurve& curve) {
+/// The smallest and the largest value of a distribution; both 0 if it has none.
+std::pair<double, double> rangeOf(const QUVENNumFieldDist& distribution) {
   double smallest = QUVENNumFieldBin::HighestValue;
   double largest = QUVENNumFieldBin::LowestValue;
   for (long b = 1; b <= distribution.getNumBins(); ++b) {
@@ -87,9 +89,8 @@ void addRange(const QUVENNumFieldDist& distribution, FieldCurve& curve) {
     smallest = std::min(smallest, bin.getMinValue());
     largest = std::max(largest, bin.getMaxValue());
   }
-  if (smallest > largest) return;
-  curve.smallest = smallest;
-  curve.largest = largest;
+  if (smallest > largest) return {0, 0};
+  return {smallest, largest};
 }
 
 }  // namespace
@@ -225,9 +226,8 @@ void EvaluationRun::addEvaluation(const QUVENEnvHandle& env) {
 
 /// With a target of 0 and 1 the order of margins is meaningful, but their size is not.
 void EvaluationRun::warnOfScale() {
-  FieldCurve ofTarget;
-  addRange(*fieldOf(facts.targetName).getDistribution(), ofTarget);
-  if (!isOfTwoClasses(lossId) || isLogistic(lossId) || ofTarget.smallest < 0) return;
+  if (!isOfTwoClasses(lossId) || isLogistic(lossId)) return;
+  if (rangeOf(*fieldOf(facts.targetName).getDistribution()).first < 0) return;
   warnings.emplace_back(
       "the predictions are below 0 for one class, but the target is not: rmse, R_squared, R_squared_plain, "
       "accuracy_quality, model_quality, residuals and the calibration have no meaning here");
@@ -237,7 +237,7 @@ void EvaluationRun::warnOfEvaluation(const QUVENEnvHandle& env) {
   warnOfScale();
   if (evaluation->getNumNotFinite() == 0) return;
   const std::string text = countText(evaluation->getNumNotFinite()) +
-                           " records have predictions that are no finite numbers; they are left out";
+                           " records have predictions that are not finite numbers; they are left out";
   report_doubt(NoFinitePrediction, options.dataset, "vesk-analyze: " + text, QUVEN_ENV);
   warnings.push_back(text);
 }
@@ -367,7 +367,9 @@ void EvaluationRun::addSegments(EvaluationReport& made, const QUVENEnvHandle& en
     FieldCurve& curve = made.curves.emplace_back();
     curve.transform = describeTransform(*transform, labels, QUVEN_ENV);
     const QUVENField& field = *model.getTrainingFields().find(curve.transform.field);
-    if (field.isNumeric()) addRange(*static_cast<const QUVENNumField&>(field).getDistribution(), curve);
+    if (field.isNumeric()) {
+      std::tie(curve.smallest, curve.largest) = rangeOf(*static_cast<const QUVENNumField&>(field).getDistribution());
+    }
     const std::vector<QUVENSegmentDescription> found = transform->describeSegments(QUVEN_ENV);
     for (std::size_t i = 0; i < found.size(); ++i) {
       ResidualRow& row = made.segments.emplace_back(residualRow(groups.getSegment(split, found[i].segment)));
