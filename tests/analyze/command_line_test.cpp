@@ -56,6 +56,24 @@ TEST_F(AnalyzeCommandLine, SettingsStayInTheirOrder) {
   EXPECT_EQ(err.str(), "vesk-analyze: --set: \"MaxClusterSize=3\" is not KEY=VALUE with a parameter of diffusion\n");
 }
 
+TEST_F(AnalyzeCommandLine, NetworkAnalysesTakeASizeOfMemory) {
+  for (const char* command : {"diffusion", "groups", "kernel"}) {
+    EXPECT_EQ(read({command, "p.xml", "calls.bin"}), CommandLine::Run);
+    EXPECT_EQ(options.memoryBytes, -1);
+    EXPECT_EQ(read({command, "p.xml", "calls.bin", "--memory", "1.5G"}), CommandLine::Run);
+    EXPECT_EQ(options.memoryBytes, 3LL << 29);
+    EXPECT_EQ(read({command, "--memory=0", "p.xml", "calls.bin"}), CommandLine::Run);
+    EXPECT_EQ(options.memoryBytes, 0);
+    EXPECT_EQ(read({command, "p.xml", "calls.bin", "--memory", "-1"}), CommandLine::Wrong);
+    EXPECT_EQ(read({command, "p.xml", "calls.bin", "--memory", "much"}), CommandLine::Wrong);
+    EXPECT_EQ(err.str(), "vesk-analyze: --memory: \"much\" is not a size such as 500M, 1.5G or 0\n");
+    EXPECT_EQ(read({command, "--help"}), CommandLine::Done);
+    EXPECT_THAT(out.str(), HasSubstr("--memory SIZE"));
+  }
+  EXPECT_EQ(read({"train", "p.xml", "calls.bin", "--memory", "1G"}), CommandLine::Wrong);
+  EXPECT_EQ(read({"score", "m", "calls.bin", "p.csv", "--memory", "1G"}), CommandLine::Wrong);
+}
+
 TEST_F(AnalyzeCommandLine, AnExampleNeedsNoFiles) {
   EXPECT_EQ(read({"diffusion", "--example"}), CommandLine::Done);
   EXPECT_THAT(out.str(), ::testing::StartsWith("<AnalysisParams>\n"));

@@ -5,11 +5,13 @@
 #include <CLI/CLI.hpp>
 #include <chrono>
 #include <memory>
+#include <optional>
 #include <ostream>
 #include <sstream>
 
 #include "parameter_help.h"
 #include "progress_line.h"
+#include "run_memory.h"
 #include "scoring_run.h"
 
 namespace vesk_analyze {
@@ -39,6 +41,20 @@ void addCommonOptions(CLI::App& command, AnalyzeOptions& options) {
   command.add_flag("--timings", options.timings, "A table of the passes and their phases, on standard error");
   command.add_flag("--strict", options.isStrict,
                    "End with status 99 at a warning that the result is not what was asked for");
+}
+
+void addMemory(CLI::App& command, AnalyzeOptions& options) {
+  const auto read = [&options](const std::string& text) {
+    const std::optional<std::int64_t> bytes = readMemorySize(text);
+    if (!bytes) throw CLI::ValidationError("--memory", "\"" + text + "\" is not a size such as 500M, 1.5G or 0");
+    options.memoryBytes = *bytes;
+  };
+  command
+      .add_option_function<std::string>(
+          "--memory", read,
+          "Rows that each rank keeps in memory between passes, such as 500M or 8G, 0 for none; "
+          "if not given, half of the machine's memory divided by the ranks on it")
+      ->type_name("SIZE");
 }
 
 void addScore(CLI::App& app, AnalyzeOptions& options) {
@@ -86,6 +102,8 @@ CommandLine readCommandLine(int argc, const char* const* argv, AnalyzeOptions& o
     command->add_option("DATASET", options.dataset, "The dataset, the name given to vesk-loader or vesk table")
         ->required();
     addCommonOptions(*command, options);
+    const bool isNetworkAnalysis = kind.modelId != 0;
+    if (isNetworkAnalysis) addMemory(*command, options);
     const auto addSetting = [&options, &kind](const std::string& text) {
       if (readSetting(kind, text, options.settings.emplace_back())) return;
       throw CLI::ValidationError("--set", "\"" + text + "\" is not KEY=VALUE with a parameter of " + kind.command);

@@ -23,7 +23,8 @@ struct AnalyzeOptions {
   std::string dataset;
   std::string resultsFile = {};  ///< where the results of a run go as XML, empty for nowhere
   bool timings = false;
-  bool isStrict = false;  ///< a warning that the result is not what was asked for ends the run
+  bool isStrict = false;          ///< a warning that the result is not what was asked for ends the run
+  std::int64_t memoryBytes = -1;  ///< the most that a rank keeps of its rows, 0 for nothing, -1 when it is not given
 
   // Of score.
   std::string modelFile = {};
