@@ -1,8 +1,11 @@
 #include "simple_algorithm/quven_online_histogram_data.h"
 
+#include <algorithm>
+#include <bit>
 #include <cmath>
 #include <limits>
 #include <random>
+#include <span>
 
 #include "groups/literal_histogram.h"
 #include "kernel_tools_fixture.h"
@@ -12,6 +15,93 @@ namespace {
 
 using literal::Bins;
 using ::testing::HasSubstr;
+
+/// The histogram that walks all bins for each new value and moves them one step at a time.
+class WalkingHistogram {
+ public:
+  void setBins(std::size_t count) {
+    limit = count;
+    while (locations.size() > limit) compress();
+  }
+  void add(double value) {
+    std::size_t place = placeOf(value);
+    const auto isThere = [&] { return place < locations.size() && locations[place] == value; };
+    if (isThere()) {
+      counts[place] = sumOf(counts[place], 1);
+      return;
+    }
+    if (locations.size() >= limit) {
+      compress();
+      place = placeOf(value);
+      if (isThere()) {
+        counts[place] = 1;
+        return;
+      }
+    }
+    insertAt(place, value, 1);
+  }
+  void compress() {
+    if (locations.size() < 2) return;
+    const std::size_t low = nearestPair();
+    const double lowCount = counts[low];
+    const double highCount = counts[low + 1];
+    const double mean = (lowCount * locations[low] + highCount * locations[low + 1]) / (lowCount + highCount);
+    const std::int32_t count = sumOf(counts[low], counts[low + 1]);
+    const auto at = static_cast<std::ptrdiff_t>(low);
+    locations.erase(locations.begin() + at, locations.begin() + at + 2);
+    counts.erase(counts.begin() + at, counts.begin() + at + 2);
+    const std::size_t place = placeOf(mean);
+    if (place < locations.size() && locations[place] == mean) {
+      counts[place] = count;
+    } else {
+      insertAt(place, mean, count);
+    }
+  }
+  void merge(const Bins& more) {
+    for (const auto& [location, count] : more) {
+      const std::size_t place = placeOf(location);
+      if (place < locations.size() && locations[place] == location) {
+        counts[place] = sumOf(counts[place], count);
+      } else {
+        insertAt(place, location, count);
+      }
+    }
+    while (locations.size() > limit) compress();
+  }
+  const std::vector<double>& getLocations() const { return locations; }
+  const std::vector<std::int32_t>& getCounts() const { return counts; }
+
+ private:
+  static std::int32_t sumOf(std::int32_t a, std::int32_t b) {
+    return static_cast<std::int32_t>(
+        std::min<std::int64_t>(std::int64_t{a} + b, std::numeric_limits<std::int32_t>::max()));
+  }
+  std::size_t placeOf(double location) const {
+    return static_cast<std::size_t>(std::lower_bound(locations.begin(), locations.end(), location) - locations.begin());
+  }
+  std::size_t nearestPair() const {
+    double gap = std::numeric_limits<double>::infinity();
+    for (std::size_t i = 0; i + 1 < locations.size(); ++i) gap = std::min(gap, locations[i + 1] - locations[i]);
+    for (std::size_t i = 0; i + 1 < locations.size(); ++i) {
+      if (locations[i + 1] - locations[i] == gap) return i;
+    }
+    return 0;  // no gap is a number
+  }
+  void insertAt(std::size_t place, double location, std::int32_t count) {
+    locations.insert(locations.begin() + static_cast<std::ptrdiff_t>(place), location);
+    counts.insert(counts.begin() + static_cast<std::ptrdiff_t>(place), count);
+  }
+
+  std::size_t limit = 1000;
+  std::vector<double> locations;
+  std::vector<std::int32_t> counts;
+};
+
+std::vector<std::uint64_t> bitsOf(std::span<const double> numbers) {
+  std::vector<std::uint64_t> bits;
+  for (const double number : numbers) bits.push_back(std::bit_cast<std::uint64_t>(number));
+  return bits;
+}
 
 class QUVENOnlineHistogramDataTest : public KernelToolsTest {
  protected:
@@ -192,6 +282,107 @@ TEST_F(QUVENOnlineHistogramDataTest, EqualsTheLiteralHistogramOnAnyStream) {
       ASSERT_EQ(bins(), literalHistogram.getBins()) << "value " << i;
     }
   }
+}
+
+TEST_F(QUVENOnlineHistogramDataTest, HasTheBinsOfTheWalkOverAllBinsToTheBit) {
+  constexpr double infinity = std::numeric_limits<double>::infinity();
+  constexpr double denormal = std::numeric_limits<double>::denorm_min();
+  constexpr double largest = std::numeric_limits<double>::max();
+  const std::size_t limits[] = {1, 2, 3, 4, 31, 32, 33, 34, 64, 65, 97, 129, 500, 1000};
+  for (unsigned seed = 1; seed <= 140; ++seed) {
+    std::mt19937_64 random(seed);
+    const auto below = [&](std::uint64_t n) { return random() % n; };
+    const std::size_t limit = limits[seed % std::size(limits)];
+    const unsigned kind = seed / 14 % 10;
+    SCOPED_TRACE("seed " + std::to_string(seed) + ", " + std::to_string(limit) + " bins, values of kind " +
+                 std::to_string(kind));
+    double step = 0;
+    const auto value = [&] {
+      const double uniform = static_cast<double>(random()) / 18446744073709551616.0;
+      switch (kind) {
+        case 0:
+          return uniform;
+        case 1:
+          return static_cast<double>(below(3 * limit));  // ties, means on values
+        case 2:
+          return static_cast<double>(below(2 * limit)) * denormal;  // means that are rounded to a neighbour
+        case 3:
+          return (uniform - 0.5) * largest;  // sums that overflow
+        case 4:
+          return step += 1;  // always above all bins
+        case 5:
+          return step -= 0.25 * static_cast<double>(below(3));
+        case 6:
+          return std::ldexp(uniform - 0.5, static_cast<int>(below(2000)) - 1000);
+        case 7:
+          return 1 + static_cast<double>(below(4 * limit)) * std::numeric_limits<double>::epsilon();
+        case 8:
+          return below(50) == 0 ? (below(2) == 0 ? infinity : -infinity) : uniform;
+        default:
+          return below(400) == 0 ? std::nan("") : static_cast<double>(below(4 * limit)) - 3;
+      }
+    };
+    histogram.reset(QUVEN_ENV);
+    histogram = quvenMake<QUVENOnlineHistogramData>(QUVEN_ENV);
+    WalkingHistogram walking;
+    histogram->setBins(static_cast<std::int32_t>(limit), QUVEN_ENV);
+    walking.setBins(limit);
+    const auto expectSame = [&] {
+      histogram->getBins(x, countsX, QUVEN_ENV);
+      ASSERT_EQ(bitsOf(x.toZeroBased()), bitsOf(walking.getLocations()));
+      ASSERT_EQ(std::vector<std::int32_t>(countsX.begin(), countsX.end()), walking.getCounts());
+    };
+    const std::size_t numValues = 3 * limit + 300;
+    const std::size_t often = limit < 100 ? 1 : 20;
+    for (std::size_t i = 0; i < numValues; ++i) {
+      const double added = value();
+      histogram->add(added, QUVEN_ENV);
+      walking.add(added);
+      if (i % often == 0) {
+        ASSERT_NO_FATAL_FAILURE(expectSame()) << "value " << i;
+      }
+      if (i % 997 == 500) {
+        // Other changes between two additions: one bin less, fewer bins, a merge, a stream.
+        histogram->compress();
+        walking.compress();
+        const std::size_t fewer = std::max<std::size_t>(1, limit - below(3));
+        histogram->setBins(static_cast<std::int32_t>(fewer), QUVEN_ENV);
+        walking.setBins(fewer);
+        Bins more;
+        for (std::uint64_t k = below(20); k > 0; --k) more.emplace_back(value(), 1 + static_cast<int>(below(3)));
+        histogram->getBins(x, countsX, QUVEN_ENV);
+        std::vector<double> locations;
+        std::vector<std::int32_t> counts;
+        split(more, locations, counts);
+        fill(y, locations);
+        fill(countsY, counts);
+        if (kind != 9) {  // NaN takes another place when the bins are entered one by one
+          histogram->merge(x, countsX, y, countsY, QUVEN_ENV);
+          walking.merge(more);
+        }
+        if (kind != 3 && kind != 8) {  // a stream carries no infinite values
+          Histogram copy(QUVEN_ENV);
+          readInto(copy, imageOf(*histogram));
+          histogram.reset(QUVEN_ENV);
+          histogram = std::move(copy);
+        }
+      }
+    }
+    ASSERT_NO_FATAL_FAILURE(expectSame());
+  }
+}
+
+TEST_F(QUVENOnlineHistogramDataTest, ReadIntoAFullHistogramTheBinsOfTheStreamCount) {
+  histogram->setBins(3, QUVEN_ENV);
+  add({1, 2, 40});
+  const std::string image = imageOf(*histogram);
+  Histogram other = quvenMake<QUVENOnlineHistogramData>(QUVEN_ENV);
+  other->setBins(70, QUVEN_ENV);
+  for (int i = 1; i <= 100; ++i) other->add(i * i, QUVEN_ENV);
+  readInto(other, image);
+  other->add(41, QUVEN_ENV);
+  EXPECT_EQ(binsOf(*other), (Bins{{1.5, 2}, {40, 1}, {41, 1}}));
+  QUVEN_DELETE(other);
 }
 
 TEST_F(QUVENOnlineHistogramDataTest, MergesIntoTheFirstPairOfArrays) {
