@@ -2,6 +2,7 @@
 
 #include <mpi.h>
 
+#include <algorithm>
 #include <chrono>
 #include <cmath>
 #include <cstdio>
@@ -301,6 +302,22 @@ bool QUVENBinaryInputDataset::readRecord(QUVENDataPoint& point, const QUVENEnvHa
     for (std::size_t c = 0; c < boundColumns.size(); ++c) setCheckedField(c, record[c], QUVEN_ENV);
   }
   return deliver(point, currentRecord - 1);
+}
+
+std::span<const double> QUVENBinaryInputDataset::readBlock(const QUVENEnvHandle& env) {
+  QUVEN_ASSERT(scanType == QUVENScanType::Slice);
+  if (currentRecord > lastRecord) return {};
+  const double* first = fetchRecord(currentRecord, QUVEN_ENV);
+  if (first == nullptr) return {};
+  const std::int64_t inBlock = getBuffer().getBytesFrom(currentRecord * recordBytes) / recordBytes;
+  const std::int64_t numRecords = std::min(inBlock, lastRecord - currentRecord + 1);
+  currentRecord += numRecords;
+  return {first, static_cast<std::size_t>(numRecords * numColumns)};
+}
+
+bool QUVENBinaryInputDataset::hasNumericColumnsOnly() const {
+  return std::all_of(columnTypes.begin(), columnTypes.end(),
+                     [](std::int32_t type) { return type == dataset_info::Numeric; });
 }
 
 void QUVENBinaryInputDataset::bindColumns(const QUVENDataPoint& point) {

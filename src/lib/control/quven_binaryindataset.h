@@ -2,6 +2,7 @@
 #define QUVEN_BINARYINDATASET_H
 
 #include <cstdint>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -41,6 +42,10 @@ class QUVENBinaryInputDataset : public QUVENObjectOf<QUVENBinaryInputDataset, QU
   /// Errors: a numeric value that is not a number is an Error line (2305) and a fatal report with the file, the record
   ///         and the column, unless such values are allowed.
   bool readRecord(QUVENDataPoint& point, const QUVENEnvHandle& env) override;
+  /// The next records of the mode Slice as the file has them, as many as are in memory in one piece; none at the end.
+  /// Nothing is looked at, and no data point is set.
+  /// Shapes: whole records, one behind the other. They are valid until the next read.
+  std::span<const double> readBlock(const QUVENEnvHandle& env);
   /// The number of the record in the dataset; of the line in SparseQuadruples.
   std::int64_t getRecordNumber() const override { return recordNumber; }
   QUVENOwnPtr<QUVENDataPoint> makeDataPoint(const QUVENEnvHandle& env) const override;
@@ -72,6 +77,7 @@ class QUVENBinaryInputDataset : public QUVENObjectOf<QUVENBinaryInputDataset, QU
   /// -1 without such a column.
   std::int32_t getLineNumberColumn() const { return lineNumberColumn; }
   std::int32_t getTargetColumn() const { return targetColumn; }
+  bool hasNumericColumnsOnly() const;
   std::int64_t getTotalBytes() const { return totalBytes; }
   /// The lines that SparseQuadruples has delivered since setScanType.
   std::int32_t getSparseLines() const { return sparseLines; }

@@ -36,6 +36,9 @@ class QUVENDatasetBuffer {
   /// Requires: the byte is held.
   const char* at(std::int64_t byte) const { return data.get() + (byte - bufferFirstByte); }
 
+  /// The bytes that are held from one on. Requires: the byte is held.
+  std::int64_t getBytesFrom(std::int64_t byte) const { return bufferLastByte + 1 - byte; }
+
   /// Reads the block that starts at a span. It holds what of the span fits into it.
   /// Errors: a fatal report naming the file when it cannot be read or is shorter than it was; "Cannot allocate array
   ///         memory". Nothing is held then.

@@ -117,6 +117,7 @@ QUVENDataScan::UpdateFunction QUVENDataScan::getUpdateFunction2(const QUVENEnvHa
 void QUVENDataScan::beginRecords(const QUVENEnvHandle&) {}
 void QUVENDataScan::endRecords(const QUVENEnvHandle&) {}
 int QUVENDataScan::updateWithoutDataScan(const QUVENEnvHandle&) { return 1; }
+bool QUVENDataScan::updateFromKeptRecords(QUVENKeptRecords&, const QUVENEnvHandle&) { return false; }
 
 int QUVENMultiScan::beginDataScan(const QUVENEnvHandle& env) {
   if (ivScanInProgress != 0) return 1;

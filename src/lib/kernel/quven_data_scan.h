@@ -27,6 +27,13 @@ enum class QUVENScanType : std::int32_t {
   SparseQuadruples = 8
 };
 
+/// What a scan says of a pass over records that it keeps in memory.
+struct QUVENKeptRecords {
+  std::int64_t records = 0;    ///< that the pass has been over
+  std::int64_t bytesRead = 0;  ///< of the file, in the pass that fills the memory
+  double secondsReading = 0;
+};
+
 /// The scans of an environment by their serial numbers.
 ///
 /// There is one in each environment, made on first use. It is never saved or copied.
@@ -127,6 +134,11 @@ class QUVENDataScan : public QUVENObjectOf<QUVENDataScan, QUVENObject> {
   virtual void endRecords(const QUVENEnvHandle& env);
   /// Instead of the records, in a pass for which getScanType is NoPass. Returns 1.
   virtual int updateWithoutDataScan(const QUVENEnvHandle& env);
+
+  /// Instead of the records, if the scan keeps in memory those that this rank would be shown: works over them, says
+  /// what was done, and returns true. False, without an effect, when the scan is to be shown the records of the file;
+  /// the answer is the same on all ranks.
+  virtual bool updateFromKeptRecords(QUVENKeptRecords& done, const QUVENEnvHandle& env);
 
   /// Whether a record changes only what beginRecords empties and merge adds up. A copy of such a scan serves several
   /// slices of the records, and its results reach another copy without a stream. False here.

@@ -119,7 +119,7 @@ void QUVENPassDriver::runSharedPass(QUVENMemoryBlobIO& blob, QUVENPassCounters& 
   }
   outputCache.beginPass(world.collectFinalOutputs());
   if (outputCache.isUsed() && type == QUVENScanType::Slice) pass.useOutputCache(outputCache);
-  if (type != QUVENScanType::NoPass) {
+  if (type != QUVENScanType::NoPass && !takeKeptRecords(pass, counters, QUVEN_ENV)) {
     dataset->setWorker(transport.getRank(), transport.getCount(), QUVEN_ENV);
     dataset->setScanType(type, QUVEN_ENV);
     if (type == QUVENScanType::RandomSample || type == QUVENScanType::SampledLines) {
@@ -235,6 +235,27 @@ QUVENScanType QUVENPassDriver::agreeOnScanType(QUVENRecordPass& pass, const QUVE
     pass.setScanType(i, static_cast<QUVENScanType>(transport.broadcastWord(type)));
   }
   return pass.chooseScanType(QUVEN_ENV);
+}
+
+/// A pass over the records that a scan keeps in memory. False when they are to be read from the file.
+bool QUVENPassDriver::takeKeptRecords(const QUVENRecordPass& pass, QUVENPassCounters& counters,
+                                      const QUVENEnvHandle& env) {
+  using Clock = std::chrono::steady_clock;
+  const auto start = Clock::now();
+  QUVENKeptRecords done;
+  const bool isDone = pass.takeKeptRecords(done, QUVEN_ENV);
+  counters.bytes += done.bytesRead;
+  counters.seconds[QUVENPassCounters::Read] += done.secondsReading;
+  if (!isDone) return false;
+  counters.records += done.records;
+  const double seconds = std::chrono::duration<double>(Clock::now() - start).count();
+  counters.seconds[QUVENPassCounters::Update] += seconds - done.secondsReading;
+  if (observer != nullptr) {
+    observer->beginPass(static_cast<int>(passes.size()), done.records);
+    observer->update(done.records);
+    observer->endPass();
+  }
+  return true;
 }
 
 /// Shows the records of the mode that the dataset is in to an action, which gets the number of each record.

@@ -111,6 +111,7 @@ class QUVENPassDriver {
   void shareState(QUVENMemoryBlobIO& blob, QUVENPassCounters& counters, const QUVENEnvHandle& env);
   void readCopy(QUVENScanWorld& copy, QUVENMemoryBlobIO& blob, const QUVENEnvHandle& env);
   QUVENScanType agreeOnScanType(QUVENRecordPass& pass, const QUVENEnvHandle& env) const;
+  bool takeKeptRecords(const QUVENRecordPass& pass, QUVENPassCounters& counters, const QUVENEnvHandle& env);
   template <class Take>
   void scanRecords(QUVENDataPoint& point, QUVENPassCounters& counters, Take take, const QUVENEnvHandle& env);
   void collectResults(const QUVENRecordPass& pass, QUVENMemoryBlobIO& blob, QUVENPassCounters& counters,

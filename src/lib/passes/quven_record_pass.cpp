@@ -134,6 +134,11 @@ void QUVENRecordPass::computeResults(const QUVENEnvHandle& env) {
   for (const Scorer& scorer : scorers) scorer.protocol->score(*scorer.scan, settings.scoredChannel, point, env);
 }
 
+bool QUVENRecordPass::takeKeptRecords(QUVENKeptRecords& done, const QUVENEnvHandle& env) const {
+  const bool needsEachRecord = hasResults || !gathering.empty() || settings.takesRecord || settings.dealChannel;
+  return readers.size() == 1 && !needsEachRecord && readers.front()->updateFromKeptRecords(done, QUVEN_ENV);
+}
+
 void QUVENRecordPass::end(const QUVENEnvHandle& env) {
   for (const Participant& participant : participants) participant.scan->endRecords(QUVEN_ENV);
 }

@@ -84,6 +84,10 @@ class QUVENRecordPass {
     for (QUVENField* field : gathering) field->updateDistribution(point.getRecordId(), env);
   }
 
+  /// Lets the one reader of the pass work over the records that it keeps in memory. False when the records are to be
+  /// read.
+  bool takeKeptRecords(QUVENKeptRecords& done, const QUVENEnvHandle& env) const;
+
   /// The hook after the records.
   void end(const QUVENEnvHandle& env);
   /// Replaces what is in the blob by the results of the fields and scans that take part.

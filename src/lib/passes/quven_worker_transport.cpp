@@ -38,6 +38,11 @@ std::int32_t QUVENWorkerTransport::broadcastWord(std::int32_t word) const {
   return word;
 }
 
+std::int32_t QUVENWorkerTransport::largestOfAll(std::int32_t word) const {
+  if (!isAlone()) MPI_Allreduce(MPI_IN_PLACE, &word, 1, MPI_INT32_T, MPI_MAX, communicator);
+  return word;
+}
+
 void QUVENWorkerTransport::broadcast(QUVENMemoryBlobIO& blob, const QUVENEnvHandle& env) const {
   if (isAlone()) return;
   std::uint64_t length = blob.getSize();

@@ -14,7 +14,6 @@ QUVEN_REGISTER(QUVENCGAData);
 
 namespace {
 
-constexpr std::int32_t sampleTraceLevel = 5;
 constexpr std::int32_t dumpLevel = 20;
 constexpr const char* endMethod = "endDataScan";
 constexpr const char* finishMethod = "finishIteration";

@@ -65,6 +65,8 @@ class QUVENCGAData : public QUVENObjectOf<QUVENCGAData, QUVENSimpleAlgorithmAbst
   int beginDataScan(std::int32_t numExplanatoryFields, const QUVENEnvHandle& env) override;
   void update(const Vector& dataVec, const Vector& targetVec, SampleNumber sampleNumber,
               const QUVENEnvHandle& env) override;
+  /// Keeps the rows of the dataset from the first pass on that reads records, unless records are traced.
+  std::int64_t updateFromKeptRows(QUVENKeptRows& rows, const QUVENEnvHandle& env) override;
   int endDataScan(const QUVENEnvHandle& env) override;
   int updateWithoutDataScan(const QUVENEnvHandle& env) override;
   int initIteration(const QUVENEnvHandle& env) override;
@@ -81,6 +83,8 @@ class QUVENCGAData : public QUVENObjectOf<QUVENCGAData, QUVENSimpleAlgorithmAbst
   void postReadPrimitive(QUVENObjReader& reader, const QUVENEnvHandle& env) override;
 
  private:
+  static constexpr std::int32_t sampleTraceLevel = 5;
+
   static std::span<const QUVENParameter> ownParameters();
 
   // The kernel edges and the clusters of them.
@@ -93,6 +97,15 @@ class QUVENCGAData : public QUVENObjectOf<QUVENCGAData, QUVENSimpleAlgorithmAbst
 
   // The nodes outside.
   void checkConnectingNode(SampleNumber node, const Vector& row, bool traced, const QUVENEnvHandle& env);
+  /// The cluster that most contacts of a row are in; of several the one that had as many first.
+  struct ClusterVote {
+    std::int32_t best = 0;
+    std::int32_t bestCount = 0;
+  };
+  void countContact(std::int32_t cluster, ClusterVote& vote, const QUVENEnvHandle& env);
+  void endVote(SampleNumber node, const ClusterVote& vote, const QUVENEnvHandle& env);
+  void connectRow(const QUVENKeptRows& rows, std::int64_t row, const std::vector<std::int32_t>& clusters,
+                  const QUVENEnvHandle& env);
   void connectNodes(const QUVENEnvHandle& env);
 
   // The calls inside, a slice of clusters at a time.
@@ -103,6 +116,8 @@ class QUVENCGAData : public QUVENObjectOf<QUVENCGAData, QUVENSimpleAlgorithmAbst
   }
   bool isLastSlice() const { return ivMaxIndRelevantClusters >= ivClusterSizes.getSize(); }
   std::int32_t getCallerCluster(SampleNumber caller);
+  void addEdgesOfRow(const QUVENKeptRows& rows, std::int64_t row, const std::vector<std::int32_t>& clusters,
+                     std::vector<std::int64_t>& lastRowOf, const QUVENEnvHandle& env);
   void addEdges(SampleNumber node, const Vector& row, bool traced, const QUVENEnvHandle& env);
   void buildFinalClusters(const QUVENEnvHandle& env);
   void collectNextSlice(const QUVENEnvHandle& env);

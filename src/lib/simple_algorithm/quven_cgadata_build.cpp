@@ -122,32 +122,34 @@ void QUVENCGAData::flattenNodeMap(const QUVENEnvHandle& env) {
 
 // The nodes outside
 
-void QUVENCGAData::checkConnectingNode(SampleNumber node, const Vector& row, bool traced, const QUVENEnvHandle& env) {
-  if (getCluster(node) != 0) return;
-  std::int32_t best = 0;
-  std::int32_t bestCount = 0;
-  for (const double contact : row) {
-    if (!(contact > 0)) break;
-    const std::int32_t cluster = getCluster(quvenSampleNumber(contact));
-    if (cluster < 1) continue;
-    clusterCounts.autoExtend(cluster, env);
-    const std::int32_t count = ++clusterCounts[cluster];
-    if (count == 1) clustersOfRow.append(cluster, env);
-    if (count > bestCount) {
-      best = cluster;
-      bestCount = count;
-    }
-  }
+void QUVENCGAData::countContact(std::int32_t cluster, ClusterVote& vote, const QUVENEnvHandle& env) {
+  if (cluster < 1) return;
+  clusterCounts.autoExtend(cluster, env);
+  const std::int32_t count = ++clusterCounts[cluster];
+  if (count == 1) clustersOfRow.append(cluster, env);
+  if (count > vote.bestCount) vote = {cluster, count};
+}
+
+void QUVENCGAData::endVote(SampleNumber node, const ClusterVote& vote, const QUVENEnvHandle& env) {
   for (const std::int32_t cluster : clustersOfRow) clusterCounts[cluster] = 0;
   clustersOfRow.setSize(0, env);
-  if (best != 0) {
-    ivNodesToConnect.append(node, env);
-    ivClustersToConnectNodesTo.append(best, env);
+  if (vote.best == 0) return;
+  ivNodesToConnect.append(node, env);
+  ivClustersToConnectNodesTo.append(vote.best, env);
+}
+
+void QUVENCGAData::checkConnectingNode(SampleNumber node, const Vector& row, bool traced, const QUVENEnvHandle& env) {
+  if (getCluster(node) != 0) return;
+  ClusterVote vote;
+  for (const double contact : row) {
+    if (!(contact > 0)) break;
+    countContact(getCluster(quvenSampleNumber(contact)), vote, env);
   }
+  endVote(node, vote, env);
   if (!traced) return;
   std::cout << "checkConnectingNode: node " << node;
-  if (best != 0) {
-    std::cout << " to be connected to cluster " << best << '\n';
+  if (vote.best != 0) {
+    std::cout << " to be connected to cluster " << vote.best << '\n';
   } else {
     std::cout << ", no connecting cluster was found \n";
   }

@@ -92,6 +92,7 @@ void QUVENKernelData::reset(const QUVENEnvHandle& env) {
   ivOtherSamplesMap.deleteMemory(QUVEN_ENV);
   rowsOfMySamples.deleteMemory(QUVEN_ENV);
   ivOutputFileName.clear();
+  comparison.reset();
 }
 
 int QUVENKernelData::beginDataScan(std::int32_t, const QUVENEnvHandle&) { return getStatus() == ReadyForQuery ? 0 : 1; }
@@ -227,6 +228,37 @@ void QUVENKernelData::takeContacts(const Vector& x, const QUVENEnvHandle& env) {
   contacts.setSize(end - contacts.begin(), QUVEN_ENV);
 }
 
+// Kept rows
+
+std::string QUVENKernelData::getReasonForFile() const {
+  if (ivKernelVerbosityLvl > sampleTraceLevel) return "records are traced";
+  const bool comparesContacts = contactFunction() != nullptr && hasSparseKernel() && ivFilterSimilarities != 0;
+  return comparesContacts && !hasSeveralBlocks() ? "" : "the kernel compares more than lists of contacts in one block";
+}
+
+std::int64_t QUVENKernelData::updateFromKeptRows(QUVENKeptRows& rows, const QUVENEnvHandle& env) {
+  const std::string reason = getReasonForFile();
+  if (!rows.isDecided()) rows.loadTable(reason, QUVEN_ENV);
+  if (!rows.isLoaded() || !reason.empty()) return -1;
+  if (getStatus() == InputMySamples) {
+    comparison = std::make_unique<QUVENContactComparison>(rows, *contactFunction());
+    std::int64_t numRecords = 0;
+    for (const std::int64_t row : comparison->getOwnRows()) {
+      ivSamplesOrder.append(rows.getSubscriber(rows.getCaller(row)), QUVEN_ENV);
+      numRecords += rows.getNumRecords(row);
+    }
+    ivSamplesNum = static_cast<std::int32_t>(ivSamplesOrder.getSize());
+    return numRecords;
+  }
+  QUVEN_ASSERT(getStatus() == InputOtherSamples && comparison);
+  for (std::int64_t row = 0; row < rows.getNumRows(); ++row) {
+    ivOtherSamplesOrder.append(rows.getSubscriber(rows.getCaller(row)), QUVEN_ENV);
+  }
+  ivAllSamplesNum = static_cast<std::int32_t>(ivOtherSamplesOrder.getSize());
+  comparison->collect(ivSparsityThreshold, ivSparseKernelMatrix, QUVEN_ENV);
+  return rows.getNumRecords();
+}
+
 // The comparison
 
 std::int32_t QUVENKernelData::rowOfOtherSample(SampleNumber sample, const Vector& target, const QUVENEnvHandle& env) {
@@ -321,8 +353,8 @@ void QUVENKernelData::reportNoValues(const QUVENEnvHandle& env) const {
 void QUVENKernelData::addContactsToHistogram(QUVENOnlineHistogramData& histogram, const QUVENEnvHandle& env) {
   const auto* friends = contactFunction();
   Vector row;
-  std::int64_t numAdded = 0;
-  for (long i = 1; i <= ivSamplesOrder.getSize(); ++i) {
+  std::int64_t numAdded = comparison ? comparison->addOwnPairs(histogram, QUVEN_ENV) : 0;
+  for (long i = 1; i <= ivSamplesOrder.getSize() && !comparison; ++i) {
     const Vector& x = friends != nullptr ? contactsOfMySample(i, row, QUVEN_ENV) : rowOfMySample(i, row, QUVEN_ENV);
     if (hasSparseData() && x.getSize() < 1) continue;
     if (ivKernelFunctionPtr->getCandidates(candidates, x, QUVEN_ENV) != candidatesFound) continue;
@@ -445,7 +477,7 @@ void QUVENKernelData::warnOfNoise(const QUVENEnvHandle& env) const {
 
 int QUVENKernelData::finishIteration(const QUVENEnvHandle& env) {
   if (getStatus() == InputMySamples) {
-    ivKernelFunctionPtr->setSampleIndex(ivSamplesOrder, QUVEN_ENV);
+    if (!comparison) ivKernelFunctionPtr->setSampleIndex(ivSamplesOrder, QUVEN_ENV);
   } else if (getStatus() == InputOtherSamples) {
     if (hasSeveralBlocks()) {
       ivMyInputMatrixPtr = quvenMake<QUVENLabeledMatrix>(QUVEN_ENV);
@@ -460,6 +492,7 @@ int QUVENKernelData::finishIteration(const QUVENEnvHandle& env) {
     }
     ivFirstKernelCol += static_cast<std::int32_t>(ivSamplesOrder.getSize());
     for (const SampleNumber sample : ivSamplesOrder) ivKernelColSampleNumber.append(sample, QUVEN_ENV);
+    comparison.reset();
     ivSamplesNum = 0;
     ivSamplesOrder.setSize(0, QUVEN_ENV);
     rowsOfMySamples.setSize(0, QUVEN_ENV);

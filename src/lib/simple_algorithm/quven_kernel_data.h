@@ -3,9 +3,11 @@
 
 // The kernel analysis: which samples of a dataset are alike, and how much.
 
+#include <memory>
 #include <string>
 
 #include "simple_algorithm/quven_analysis_trace.h"
+#include "simple_algorithm/quven_contact_comparison.h"
 #include "simple_algorithm/quven_kernel_function.h"
 #include "simple_algorithm/quven_labeled_matrix.h"
 #include "simple_algorithm/quven_online_histogram_data.h"
@@ -61,6 +63,8 @@ class QUVENKernelData : public QUVENObjectOf<QUVENKernelData, QUVENSimpleAlgorit
   int beginDataScan(std::int32_t numExplanatoryFields, const QUVENEnvHandle& env) override;
   void update(const Vector& dataVec, const Vector& targetVec, SampleNumber sampleNumber,
               const QUVENEnvHandle& env) override;
+  /// Compares kept rows, if the kernel function works on lists of contacts and pairs are filtered by them.
+  std::int64_t updateFromKeptRows(QUVENKeptRows& rows, const QUVENEnvHandle& env) override;
   int endDataScan(const QUVENEnvHandle& env) override;
   int initIteration(const QUVENEnvHandle& env) override;
   int finishIteration(const QUVENEnvHandle& env) override;
@@ -102,6 +106,8 @@ class QUVENKernelData : public QUVENObjectOf<QUVENKernelData, QUVENSimpleAlgorit
   const Vector& contactsOfMySample(long position, Vector& scratch, const QUVENEnvHandle& env) const;
   /// The value of an own sample and a vector, in this order or the other.
   double valueWith(long position, const Vector& x, SampleNumber sample, const QUVENEnvHandle& env);
+  /// Why the passes go over the file; empty if kept rows do.
+  std::string getReasonForFile() const;
   void takeContacts(const Vector& x, const QUVENEnvHandle& env);
   void addContactsToHistogram(QUVENOnlineHistogramData& histogram, const QUVENEnvHandle& env);
   void addRandomPairsToHistogram(QUVENOnlineHistogramData& histogram, const QUVENEnvHandle& env);
@@ -152,6 +158,9 @@ class QUVENKernelData : public QUVENObjectOf<QUVENKernelData, QUVENSimpleAlgorit
   QUVEN_STATE(candidates, QUVENXaRay<std::int32_t>);
 
   QUVEN_STATE(trace, QUVENAnalysisTrace){"TraceKernel"};
+
+  // Of kept rows, from the first pass to the second; another object does not go on with it.
+  std::unique_ptr<QUVENContactComparison> comparison;
 };
 
 #endif  // QUVEN_KERNEL_DATA_H

@@ -50,11 +50,14 @@ double QUVENKernelFunctionFriends::computeFromContacts(std::span<const double> x
     atX += stepX;
     atY += stepY;
   }
-  const long numX = atX - x.data();
-  const long numY = atY - y.data();
+  return computeFromCounts(static_cast<std::size_t>(common), static_cast<std::size_t>(atX - x.data()),
+                           static_cast<std::size_t>(atY - y.data()));
+}
+
+double QUVENKernelFunctionFriends::computeFromCounts(std::size_t common, std::size_t stepsX, std::size_t stepsY) const {
   const double m11 = static_cast<double>(common);
-  const double m10 = static_cast<double>(numX - common);
-  const double m01 = static_cast<double>(numY - common);
+  const double m10 = static_cast<double>(stepsX - common);
+  const double m01 = static_cast<double>(stepsY - common);
   return informationOf(ivNormalizingFactor - m11 - m01 - m10, m01, m10, m11);
 }
 

@@ -29,6 +29,8 @@ class QUVENKernelFunctionFriends : public QUVENObjectOf<QUVENKernelFunctionFrien
 
   /// The same for indices data whose places with the empty marker are left out already.
   double computeFromContacts(std::span<const double> x, std::span<const double> y) const;
+  /// The same from the outcome of the walk: the common contacts, and those of each list that it has passed.
+  double computeFromCounts(std::size_t common, std::size_t stepsX, std::size_t stepsY) const;
 
   double getNormalizingFactor() const { return ivNormalizingFactor; }
   double getEmptyMarker() const { return ivEmptyMarker; }

@@ -4,6 +4,7 @@
 // What an analysis keeps per node: a dense index for every node number, and columns of values by that index.
 
 #include <algorithm>
+#include <bit>
 #include <cstdint>
 #include <span>
 #include <utility>
@@ -97,6 +98,18 @@ class QUVENNodeColumn {
   [[gnu::always_inline]] void prefetch(long index) const {
     if (1 <= index && index <= values.getSize()) __builtin_prefetch(&values[index], 1);
   }
+  /// A word for each 64 indices, with the bit of an index in the word and at the place of (index - 1).
+  std::span<const std::uint64_t> getPresence() const { return present.toZeroBased(); }
+  /// Makes values of 0 for the bits of another column's presence, and removes all others.
+  void clearTo(std::span<const std::uint64_t> presence, const QUVENEnvHandle& env) {
+    values.setSize(0, QUVEN_ENV);
+    values.setSize(wordBits * static_cast<long>(presence.size()), QUVEN_ENV);
+    present.fromZeroBased(presence, QUVEN_ENV);
+    count = 0;
+    for (const std::uint64_t word : presence) count += std::popcount(word);
+  }
+  /// The values by index - 1. Those that are not there have no meaning.
+  std::span<T> getValues() { return values.toZeroBased(); }
   /// The number of values that are there.
   long getCount() const { return count; }
   bool isEmpty() const { return count == 0; }

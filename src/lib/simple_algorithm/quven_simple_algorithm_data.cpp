@@ -22,6 +22,7 @@ void QUVENSimpleAlgorithmAbstractData::update(const QUVENXaRay<double>&, const Q
 }
 int QUVENSimpleAlgorithmAbstractData::endDataScan(const QUVENEnvHandle& env) { quvenUnreachable(QUVEN_ENV); }
 int QUVENSimpleAlgorithmAbstractData::updateWithoutDataScan(const QUVENEnvHandle& env) { quvenUnreachable(QUVEN_ENV); }
+std::int64_t QUVENSimpleAlgorithmAbstractData::updateFromKeptRows(QUVENKeptRows&, const QUVENEnvHandle&) { return -1; }
 int QUVENSimpleAlgorithmAbstractData::initIteration(const QUVENEnvHandle& env) { quvenUnreachable(QUVEN_ENV); }
 int QUVENSimpleAlgorithmAbstractData::finishIteration(const QUVENEnvHandle& env) { quvenUnreachable(QUVEN_ENV); }
 bool QUVENSimpleAlgorithmAbstractData::isFinished() const { unreachableHere(__func__, __LINE__); }

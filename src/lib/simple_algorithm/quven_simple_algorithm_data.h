@@ -10,6 +10,7 @@
 #include "util/quven_object_of.h"
 #include "util/quven_xaray.h"
 
+class QUVENKeptRows;
 class QUVENXMLTag;
 
 /// The state and the work of an analysis.
@@ -32,6 +33,9 @@ class QUVENSimpleAlgorithmAbstractData : public QUVENObjectOf<QUVENSimpleAlgorit
   /// Once after each pass, on the master: 1 when the analysis has ended.
   virtual int endDataScan(const QUVENEnvHandle& env);
   virtual int updateWithoutDataScan(const QUVENEnvHandle& env);
+  /// In place of the records of a pass: works over kept rows, which it lets read the file in the first pass. Returns
+  /// the number of records that the pass would have been shown, or -1 when they are to be shown. -1 here.
+  virtual std::int64_t updateFromKeptRows(QUVENKeptRows& rows, const QUVENEnvHandle& env);
   virtual int initIteration(const QUVENEnvHandle& env);
   virtual int finishIteration(const QUVENEnvHandle& env);
   /// Whether there is nothing left to do.

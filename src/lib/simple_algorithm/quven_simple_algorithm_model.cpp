@@ -7,6 +7,7 @@
 #include "kernel/quven_data_point.h"
 #include "kernel/quven_sample_number.h"
 #include "simple_algorithm/quven_cgadata.h"
+#include "simple_algorithm/quven_kept_rows.h"
 #include "simple_algorithm/quven_kernel_data.h"
 #include "simple_algorithm/quven_snadata.h"
 #include "util/quven_debug.h"
@@ -118,6 +119,14 @@ void QUVENSimpleAlgorithmModel::updatePoint(QUVENDataPoint& point, const QUVENEn
   QUVEN_ASSERT_CAUSE(lineNumberField != nullptr, "A record without a line number field");
   const std::uint64_t sampleNumber = quvenSampleNumber(lineNumberField->getNumValueOrSingle(selector));
   getData(env).update(ivDataVec, ivTargetVec, sampleNumber, env);
+}
+
+bool QUVENSimpleAlgorithmModel::updateFromKeptRecords(QUVENKeptRecords& done, const QUVENEnvHandle& env) {
+  if (keptRows == nullptr) return false;
+  done.records = getData(QUVEN_ENV).updateFromKeptRows(*keptRows, QUVEN_ENV);
+  done.bytesRead = keptRows->takeBytesRead();
+  done.secondsReading = keptRows->takeSecondsOfReading();
+  return done.records >= 0;
 }
 
 void QUVENSimpleAlgorithmModel::print(std::ostream& out) const {

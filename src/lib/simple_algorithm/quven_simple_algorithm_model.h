@@ -28,6 +28,10 @@ class QUVENSimpleAlgorithmModel : public QUVENObjectOf<QUVENSimpleAlgorithmModel
   /// Errors: a field that is no input, an unknown id: internal errors. Those of the analysis for its parameters.
   void open(std::int32_t modelId, const QUVENXaRay<QUVENField*>& fieldList, const QUVENXMLTag& parameterTag,
             const QUVENEnvHandle& env);
+  /// Lets the analysis keep the rows of its records in memory; null, as at first, for passes over the file. Borrowed. A
+  /// copy of a model has none.
+  void setKeptRows(QUVENKeptRows* rows) { keptRows = rows; }
+
   /// Back to the state after construction.
   void resetModel(const QUVENEnvHandle& env);
 
@@ -53,6 +57,7 @@ class QUVENSimpleAlgorithmModel : public QUVENObjectOf<QUVENSimpleAlgorithmModel
   void beginRecords(const QUVENEnvHandle& env) override { initIteration(env); }
   void endRecords(const QUVENEnvHandle& env) override { finishIteration(env); }
   int updateWithoutDataScan(const QUVENEnvHandle& env) override { return getData(env).updateWithoutDataScan(env); }
+  bool updateFromKeptRecords(QUVENKeptRecords& done, const QUVENEnvHandle& env) override;
   void postReadPrimitive(QUVENObjReader& reader, const QUVENEnvHandle& env) override;
   void copyFromPrimitive(const QUVENObject* source, const QUVENEnvHandle& env) override;
 
@@ -102,6 +107,7 @@ class QUVENSimpleAlgorithmModel : public QUVENObjectOf<QUVENSimpleAlgorithmModel
   Fields explanatoryFields;
   Fields targetFields;
   const QUVENField* lineNumberField = nullptr;
+  QUVENKeptRows* keptRows = nullptr;
 };
 
 #endif  // QUVEN_SIMPLE_ALGORITHM_MODEL_H

@@ -17,8 +17,6 @@ QUVEN_REGISTER(QUVENSNAData);
 
 namespace {
 
-constexpr std::int32_t recordTraceLevel = 30;
-
 enum Code : int {
   HeaderExpected = 4602,
   CallerChanged = 4603,
@@ -38,8 +36,6 @@ std::int64_t countOf(double value) {
   return value >= most ? static_cast<std::int64_t>(most) : value > -most ? static_cast<std::int64_t>(value) : 0;
 }
 
-std::int32_t cutWeight(double weight) { return static_cast<std::int32_t>(countOf(weight)); }
-
 /// A degree that does not fit stays at the end of its range: it is never less for one call more.
 void addTo(std::int32_t& degree, std::int32_t added) {
   if (!__builtin_add_overflow(degree, added, &degree)) return;
@@ -49,6 +45,10 @@ void addTo(std::int32_t& degree, std::int32_t added) {
 void addTo(double& sum, double added) { sum += added; }
 
 }  // namespace
+
+void QUVENSNAData::addWeight(std::int32_t& degree, double weight) {
+  addTo(degree, static_cast<std::int32_t>(countOf(weight)));
+}
 
 void QUVENSNAData::reservedOperation(const QUVENEnvHandle& env) { quvenNotImplemented(QUVEN_ENV); }
 
@@ -140,7 +140,7 @@ void QUVENSNAData::update(const QUVENXaRay<double>& dataVec, const QUVENXaRay<do
       ++ivNum2OutDegreeMap.at(callerIndex, env);
       return enqueue(node, 1, env);
     case ComputeWeightedInOutDeg:
-      addTo(ivNum2WeightedOutDegreeMap.at(callerIndex, env), cutWeight(weight));
+      addWeight(ivNum2WeightedOutDegreeMap.at(callerIndex, env), weight);
       return enqueue(node, weight, env);
     case DiffusionIterationModel1:
       if (callerRowSum < std::numeric_limits<double>::lowest()) {
@@ -174,7 +174,7 @@ void QUVENSNAData::settle(const Arrival& arrival, const QUVENEnvHandle& env) {
   } else if (getState() == ComputeNormalizer) {
     ++ivNum2InDegreeMap.at(index, env);
   } else {
-    addTo(ivNum2WeightedInDegreeMap.at(index, env), cutWeight(arrival.amount));
+    addWeight(ivNum2WeightedInDegreeMap.at(index, env), arrival.amount);
   }
 }
 

@@ -7,6 +7,7 @@
 #include <iosfwd>
 #include <limits>
 #include <string>
+#include <vector>
 
 #include "simple_algorithm/quven_analysis_trace.h"
 #include "simple_algorithm/quven_node_table.h"
@@ -46,6 +47,8 @@ class QUVENSNAData : public QUVENObjectOf<QUVENSNAData, QUVENSimpleAlgorithmAbst
   int beginDataScan(std::int32_t numExplanatoryFields, const QUVENEnvHandle& env) override;
   void update(const QUVENXaRay<double>& dataVec, const QUVENXaRay<double>& targetVec, SampleNumber sampleNumber,
               const QUVENEnvHandle& env) override;
+  /// Keeps the rows of this worker's callers from the first pass on, unless records are traced.
+  std::int64_t updateFromKeptRows(QUVENKeptRows& rows, const QUVENEnvHandle& env) override;
   int endDataScan(const QUVENEnvHandle& env) override;
   int initIteration(const QUVENEnvHandle& env) override;
   int finishIteration(const QUVENEnvHandle& env) override;
@@ -66,6 +69,7 @@ class QUVENSNAData : public QUVENObjectOf<QUVENSNAData, QUVENSimpleAlgorithmAbst
   void writeDataOutputFile(const QUVENEnvHandle& env) const;
 
  private:
+  static constexpr std::int32_t recordTraceLevel = 30;
   enum OutputFormat : std::int32_t { Csv = 1, Tagged = 2 };
   enum MatrixState : std::int32_t { OutsideRecord = 0, InsideRecord = 1 };
 
@@ -90,6 +94,11 @@ class QUVENSNAData : public QUVENObjectOf<QUVENSNAData, QUVENSimpleAlgorithmAbst
   void enqueue(std::uint64_t callee, double amount, const QUVENEnvHandle& env);
   void settle(const Arrival& arrival, const QUVENEnvHandle& env);
   void settleAll(const QUVENEnvHandle& env);
+  static void addWeight(std::int32_t& degree, double weight);
+  // The passes over kept rows.
+  void sumRows(const QUVENKeptRows& rows, const QUVENEnvHandle& env);
+  void sumWeightedDegrees(const QUVENKeptRows& rows, const QUVENEnvHandle& env);
+  void spreadOverRows(QUVENKeptRows& rows, const QUVENEnvHandle& env);
   void finishDiffusionPass(const QUVENEnvHandle& env);
   double sumOfEnergies() const;
   /// The warning 5008 with both sums if the energies do not sum to those of the seeds. Before the result is written.
@@ -173,6 +182,10 @@ class QUVENSNAData : public QUVENObjectOf<QUVENSNAData, QUVENSimpleAlgorithmAbst
   QUVEN_STATE(queueStart, std::size_t) = 0;
 
   QUVEN_STATE(trace, QUVENAnalysisTrace);
+
+  // Of the kept rows; another object does not go on with them.
+  std::vector<std::uint64_t> calleesOfRows;  // a bit for each node that is a callee in them
+  bool weightsAreShares = false;             // of the sum of their row
 };
 
 #endif  // QUVEN_SNADATA_H

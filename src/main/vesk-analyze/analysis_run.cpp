@@ -2,6 +2,7 @@
 
 #include "dataset_check.h"
 #include "parts_check.h"
+#include "run_memory.h"
 #include "simple_algorithm/quven_simple_algorithm_protocol.h"
 #include "vesk-common/quven_reports.h"
 
@@ -65,6 +66,18 @@ void AnalysisRun::open(const QUVENEnvHandle& env) {
   }
   driver.shareFields(QUVEN_ENV);
   if (!transport.isMaster()) openDataset(QUVEN_ENV);
+  keepRows();
+}
+
+void AnalysisRun::keepRows() {
+  rows = std::make_unique<QUVENKeptRows>(dataset.get(), transport, memoryOfRank(options));
+  if (transport.isMaster()) model->setKeptRows(rows.get());
+  // Above rank 0 the model is read from a stream in each pass.
+  driver.setAfterRead([this](QUVENScanWorld& copy) {
+    for (const QUVENOwnPtr<QUVENDataScan>& scan : copy.getScans()) {
+      static_cast<QUVENSimpleAlgorithmModel&>(*scan).setKeptRows(rows.get());
+    }
+  });
 }
 
 void AnalysisRun::finish(const QUVENEnvHandle& env) {

@@ -1,9 +1,12 @@
 #ifndef VESK_ANALYZE_ANALYSIS_RUN_H
 #define VESK_ANALYZE_ANALYSIS_RUN_H
 
+#include <memory>
+
 #include "output_check.h"
 #include "run.h"
 #include "run_dataset.h"
+#include "simple_algorithm/quven_kept_rows.h"
 #include "simple_algorithm/quven_simple_algorithm_model.h"
 
 namespace vesk_analyze {
@@ -29,6 +32,8 @@ class AnalysisRun final : public Run {
 
  private:
   void openDataset(const QUVENEnvHandle& env);
+  /// Lets the analysis keep the rows of the dataset in memory.
+  void keepRows();
   void openModel(const QUVENXMLTag& parameters, const QUVENEnvHandle& env);
 
   const AnalyzeOptions& options;
@@ -38,6 +43,7 @@ class AnalysisRun final : public Run {
   RunDataset dataset;
   QUVENSimpleAlgorithmModel* model = nullptr;  // on rank 0, owned by the driver
   RunFiles files;
+  std::unique_ptr<QUVENKeptRows> rows;
 };
 
 }  // namespace vesk_analyze
