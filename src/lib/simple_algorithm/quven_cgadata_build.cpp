@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <iostream>
+#include <span>
 #include <sstream>
 
 #include "gl/GL_Graph.h"
