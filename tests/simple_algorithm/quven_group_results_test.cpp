@@ -2,6 +2,10 @@
 
 #include <gtest/gtest.h>
 
+#include <bit>
+#include <cmath>
+#include <limits>
+#include <random>
 #include <sstream>
 
 namespace {
@@ -67,6 +71,58 @@ TEST(QUVENGroupResults, TheConfidenceOfALeaderIsFinite) {
   const std::string rows = textOf(quvenWriteNodes, groupWithZeroRanks());
   EXPECT_NE(rows.find("30,7,1,0.6,1,0,3,2,0,0.75,0,1,6e+06,0,0\n"), std::string::npos) << rows;
   EXPECT_NE(rows.find("10,7,1,0.3,2,0.5,1,1,2,0.25,0.75,0,0,1,5e+06\n"), std::string::npos) << rows;
+}
+
+/// A number as a stream writes it by default.
+std::string streamed(double number) {
+  std::ostringstream out;
+  out << number;
+  return out.str();
+}
+
+/// Numbers of any size, those that are rounded to a power of ten, and those that are none.
+TEST(QUVENGroupResults, NumbersAreThoseOfAStream) {
+  constexpr double infinity = std::numeric_limits<double>::infinity();
+  std::vector<double> numbers = {0.0,
+                                 -0.0,
+                                 1.0,
+                                 999999.0,
+                                 999999.4,
+                                 999999.5,
+                                 1e6,
+                                 0.0001,
+                                 0.000099999949,
+                                 0.5,
+                                 1234565.0,
+                                 0.1234565,
+                                 2.5e-7,
+                                 infinity,
+                                 -infinity,
+                                 std::nan(""),
+                                 -std::nan(""),
+                                 std::numeric_limits<double>::max(),
+                                 std::numeric_limits<double>::lowest(),
+                                 std::numeric_limits<double>::denorm_min(),
+                                 std::numeric_limits<double>::min()};
+  std::mt19937_64 random(5);
+  for (int i = 0; i < 20000; ++i) {
+    numbers.push_back(std::bit_cast<double>(random()));
+    numbers.push_back(static_cast<double>(random() % 20000001) / 1e7);
+    numbers.push_back(static_cast<double>(random() % 4000001) * 0.5);
+  }
+  QUVENGroup group = someGroup();
+  for (const double number : numbers) {
+    group.density = number;
+    group.asItStands.ranks = {number, number, 1};
+    const std::string text = streamed(number);
+    ASSERT_EQ(textOf(quvenWriteCluster, group),
+              "7,3," + text + ",1,0.666667," + text + ",1," + text + ",0.5,0.125,4\n");
+    const std::string rows = textOf(quvenWriteNodes, group);
+    ASSERT_EQ(rows.substr(0, rows.find('\n')), "10,7,1," + text + ",2,0.5,1,1,2,0.25,0.75,0,0,1,4");
+    const std::string tagged = textOf(quvenWriteTaggedCluster, group, std::string("x"), QUVENGroupFormat::Compact);
+    ASSERT_NE(tagged.find("<xDensity>" + text + "</xDensity>\n"), std::string::npos) << tagged;
+    ASSERT_NE(tagged.find("<xRanks>" + text + " " + text + " 1</xRanks>\n"), std::string::npos) << tagged;
+  }
 }
 
 TEST(QUVENGroupResults, CoreNodesAreThoseOfIterationZero) {

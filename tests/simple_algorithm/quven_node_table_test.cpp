@@ -44,6 +44,28 @@ TEST_F(QUVENNodeTableTest, GivesDenseIndicesInTheOrderOfAppearance) {
   EXPECT_EQ(std::vector<std::uint32_t>(ascending.begin(), ascending.end()), (std::vector<std::uint32_t>{2, 1, 3}));
 }
 
+TEST_F(QUVENNodeTableTest, OrdersTheNodesThatWereEnteredSinceTheLastOrder) {
+  std::mt19937_64 random(11);
+  std::map<std::uint64_t, std::uint32_t> expected;
+  for (int round = 0; round < 200; ++round) {
+    if (round % 50 == 49) {
+      nodes.clear();
+      expected.clear();
+      EXPECT_EQ(nodes.getSize(), 0);
+    }
+    if (round % 7 == 0) nodes.dropOrder(QUVEN_ENV);
+    for (std::uint64_t i = random() % 12; i > 0; --i) {
+      const std::uint64_t node = random() % (round % 2 == 0 ? 1000 : 100000);
+      expected.emplace(node, static_cast<std::uint32_t>(expected.size() + 1));
+      ASSERT_EQ(nodes.insert(node, QUVEN_ENV), expected.at(node));
+    }
+    std::vector<std::uint32_t> inOrder;
+    for (const auto& [node, index] : expected) inOrder.push_back(index);
+    const auto ascending = nodes.getAscending(QUVEN_ENV);
+    ASSERT_EQ(std::vector<std::uint32_t>(ascending.begin(), ascending.end()), inOrder) << "round " << round;
+  }
+}
+
 TEST_F(QUVENNodeTableTest, KeepsEveryNodeWhileItGrows) {
   for (const unsigned seed : {1U, 2U, 3U}) {
     SCOPED_TRACE(seed);

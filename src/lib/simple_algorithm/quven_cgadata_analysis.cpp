@@ -80,10 +80,14 @@ void QUVENCGAData::analyzeClusters(const QUVENEnvHandle& env) {
       first = end;
       continue;
     }
-    members.deleteMemory(QUVEN_ENV);
+    members.clear();
     edges.clear();
+    GL_Node a = 0;
     for (; first < end; first += 2) {
-      const auto a = static_cast<GL_Node>(members.insert(ivCCEdges.at(first), QUVEN_ENV) - 1);
+      // The edges of a caller follow each other.
+      if (edges.empty() || ivCCEdges.at(first) != ivCCEdges.at(first - 2)) {
+        a = static_cast<GL_Node>(members.insert(ivCCEdges.at(first), QUVEN_ENV) - 1);
+      }
       const auto b = static_cast<GL_Node>(members.insert(ivCCEdges.at(first + 1), QUVEN_ENV) - 1);
       edges.emplace_back(a, b);
     }

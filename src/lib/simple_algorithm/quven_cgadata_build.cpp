@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <iostream>
+#include <span>
 #include <sstream>
 
 #include "gl/GL_Graph.h"
@@ -29,24 +30,39 @@ std::int32_t& counterOf(QUVENXaRay<std::int32_t>& counters, std::int32_t cycle, 
 void QUVENCGAData::collectKernelEdges(const QUVENEnvHandle& env) {
   const Nodes& columns = ivKernelPtr->getKernelColSampleNumbers();
   const Nodes& rows = ivKernelPtr->getOtherSamplesOrder();
-  for (const QUVENSimilarityStore::Cell& cell : ivKernelPtr->getKernelValues(QUVEN_ENV)) {
+  const std::span<const QUVENSimilarityStore::Cell> cells = ivKernelPtr->getKernelValues(QUVEN_ENV);
+  const bool isAnyCovered = ivCoveredNodes.getSize() != 0;
+  long size = ivKernelEdges.getSize();
+  ivKernelEdges.setSize(size + 2 * static_cast<long>(cells.size()), QUVEN_ENV);
+  for (const QUVENSimilarityStore::Cell& cell : cells) {
     const SampleNumber a = columns.at(cell.column);
     const SampleNumber b = rows.at(cell.row);
-    if (a == b || ivCoveredNodes.find(a) != 0 || ivCoveredNodes.find(b) != 0) continue;
-    ivKernelEdges.append(a, QUVEN_ENV);
-    ivKernelEdges.append(b, QUVEN_ENV);
+    if (a == b || (isAnyCovered && (ivCoveredNodes.find(a) != 0 || ivCoveredNodes.find(b) != 0))) continue;
+    ivKernelEdges[++size] = a;
+    ivKernelEdges[++size] = b;
   }
+  ivKernelEdges.setSize(size, QUVEN_ENV);
   ivKernelPtr->reset(QUVEN_ENV);
 }
 
 void QUVENCGAData::buildInitialClusters(const QUVENEnvHandle& env) {
   // Nodes are numbered as they are met, of each pair the second one first.
+  constexpr long slotsAhead = 16;  // elements of the array, two per pair
+  constexpr long nodesAhead = 8;
   QUVENNodeIndex met;
   std::vector<GL_Edge> edges;
   edges.reserve(static_cast<std::size_t>(ivKernelEdges.getSize() / 2));
+  GL_Node a = 0;
   for (long i = 1; i < ivKernelEdges.getSize(); i += 2) {
+    if (i + slotsAhead < ivKernelEdges.getSize()) {
+      met.prefetch(ivKernelEdges[i + 1 + slotsAhead]);
+      met.prefetchNode(ivKernelEdges[i + 1 + nodesAhead]);
+    }
     const auto b = static_cast<GL_Node>(met.insert(ivKernelEdges[i + 1], QUVEN_ENV) - 1);
-    const auto a = static_cast<GL_Node>(met.insert(ivKernelEdges[i], QUVEN_ENV) - 1);
+    // The pairs of a column follow each other.
+    if (i == 1 || ivKernelEdges[i] != ivKernelEdges[i - 2]) {
+      a = static_cast<GL_Node>(met.insert(ivKernelEdges[i], QUVEN_ENV) - 1);
+    }
     edges.emplace_back(a, b);
   }
   std::vector<std::vector<GL_Node>> clusters;
@@ -112,11 +128,13 @@ void QUVENCGAData::warnOfFullClusters(std::int64_t numNodes, const QUVENEnvHandl
 }
 
 void QUVENCGAData::flattenNodeMap(const QUVENEnvHandle& env) {
-  ivNodesBuffer.setSize(0, QUVEN_ENV);
-  ivCCBuffer.setSize(0, QUVEN_ENV);
-  for (const std::uint32_t index : nodes.getAscending(QUVEN_ENV)) {
-    ivNodesBuffer.append(nodes.getNode(index), QUVEN_ENV);
-    ivCCBuffer.append(ivNodeToCCMap.get(index), QUVEN_ENV);
+  const std::span<const std::uint32_t> ascending = nodes.getAscending(QUVEN_ENV);
+  ivNodesBuffer.setSize(static_cast<long>(ascending.size()), QUVEN_ENV);
+  ivCCBuffer.setSize(static_cast<long>(ascending.size()), QUVEN_ENV);
+  long i = 0;
+  for (const std::uint32_t index : ascending) {
+    ivNodesBuffer[++i] = nodes.getNode(index);
+    ivCCBuffer[i] = ivNodeToCCMap.get(index);
   }
 }
 
@@ -249,8 +267,10 @@ void QUVENCGAData::buildFinalClusters(const QUVENEnvHandle& env) {
   // The edges of each relevant cluster side by side, in the order of their coming.
   std::vector<long> numEdgesOf(static_cast<std::size_t>(last - first + 1), 0);
   std::vector<std::int32_t> clusterOf(static_cast<std::size_t>(numEdges), 0);
+  std::int32_t cluster = 0;
   for (long e = 0; e < numEdges; ++e) {
-    const std::int32_t cluster = getCluster(ivCCEdges[2 * e + 1]);
+    // The edges of a caller follow each other.
+    if (e == 0 || ivCCEdges[2 * e + 1] != ivCCEdges[2 * e - 1]) cluster = getCluster(ivCCEdges[2 * e + 1]);
     if (!isRelevant(cluster)) continue;
     clusterOf[static_cast<std::size_t>(e)] = cluster;
     ++numEdgesOf[static_cast<std::size_t>(cluster - first)];
@@ -276,9 +296,9 @@ void QUVENCGAData::buildFinalClusters(const QUVENEnvHandle& env) {
   Nodes edges;
   edges.setSize(2 * numKept, QUVEN_ENV);
   for (long e = 0; e < numEdges; ++e) {
-    const std::int32_t cluster = clusterOf[static_cast<std::size_t>(e)];
-    if (cluster == 0) continue;
-    const long place = 2 * places[static_cast<std::size_t>(cluster - first)]++;
+    const std::int32_t edgeCluster = clusterOf[static_cast<std::size_t>(e)];
+    if (edgeCluster == 0) continue;
+    const long place = 2 * places[static_cast<std::size_t>(edgeCluster - first)]++;
     edges[place + 1] = ivCCEdges[2 * e + 1];
     edges[place + 2] = ivCCEdges[2 * e + 2];
   }

@@ -1,13 +1,52 @@
 #include "simple_algorithm/quven_group_results.h"
 
 #include <algorithm>
-#include <map>
+#include <charconv>
+#include <concepts>
 #include <ostream>
+#include <string_view>
 
 namespace {
 
+/// The text of a group, formatted as a whole and written at once.
+class Text {
+ public:
+  template <std::integral Integer>
+  Text& add(Integer value) {
+    if constexpr (std::same_as<Integer, bool>) {
+      return add(value ? '1' : '0');
+    } else {
+      return addNumber(value);
+    }
+  }
+  Text& add(double value) {
+    constexpr int digits = 6;  // the default precision of a stream, which the files have
+    return addNumber(value, std::chars_format::general, digits);
+  }
+  Text& add(char character) {
+    text.push_back(character);
+    return *this;
+  }
+  Text& add(std::string_view more) {
+    text.append(more);
+    return *this;
+  }
+  void write(std::ostream& out) const { out.write(text.data(), static_cast<std::streamsize>(text.size())); }
+
+ private:
+  template <class Number, class... Format>
+  Text& addNumber(Number value, Format... format) {
+    char number[32];  // an integer has at most 20 characters, a double of six digits at most 13
+    text.append(number, std::to_chars(number, number + sizeof number, value, format...).ptr);
+    return *this;
+  }
+
+  std::string text;
+};
+
 /// What a row says of one member.
 struct Member {
+  std::uint64_t node = 0;
   std::int32_t iteration = 0;
   double rank1 = 0;
   std::size_t order1 = 0;
@@ -19,20 +58,34 @@ struct Member {
   double weightedOutDegree = 0;
 };
 
-std::map<std::uint64_t, Member> membersOf(const QUVENGroup& group) {
-  std::map<std::uint64_t, Member> members;
-  for (std::size_t k = 0; k < group.getSize(); ++k) {
-    Member& a = members[group.asItStands.nodes[k]];
-    a.iteration = group.iterations[k];
-    a.rank1 = group.asItStands.ranks[k];
-    a.order1 = k + 1;
-    a.outDegree = group.asItStands.degrees[k];
-    a.weightedOutDegree = group.asItStands.weightedDegrees[k];
-    Member& b = members[group.linksReversed.nodes[k]];
-    b.rank2 = group.linksReversed.ranks[k];
-    b.order2 = k + 1;
-    b.inDegree = group.linksReversed.degrees[k];
-    b.weightedInDegree = group.linksReversed.weightedDegrees[k];
+/// The places of a ranking, from 0, in ascending order of their nodes.
+std::vector<std::size_t> placesByNode(const QUVENGroupRanking& ranking) {
+  std::vector<std::size_t> places(ranking.nodes.size());
+  for (std::size_t k = 0; k < places.size(); ++k) places[k] = k;
+  std::sort(places.begin(), places.end(),
+            [&](std::size_t a, std::size_t b) { return ranking.nodes[a] < ranking.nodes[b]; });
+  return places;
+}
+
+/// The members in ascending order of their numbers.
+std::vector<Member> membersOf(const QUVENGroup& group) {
+  const std::vector<std::size_t> places1 = placesByNode(group.asItStands);
+  const std::vector<std::size_t> places2 = placesByNode(group.linksReversed);
+  std::vector<Member> members(group.getSize());
+  for (std::size_t i = 0; i < members.size(); ++i) {
+    Member& member = members[i];
+    const std::size_t a = places1[i];
+    member.node = group.asItStands.nodes[a];
+    member.iteration = group.iterations[a];
+    member.rank1 = group.asItStands.ranks[a];
+    member.order1 = a + 1;
+    member.outDegree = group.asItStands.degrees[a];
+    member.weightedOutDegree = group.asItStands.weightedDegrees[a];
+    const std::size_t b = places2[i];  // of the same node: both rankings have the same nodes
+    member.rank2 = group.linksReversed.ranks[b];
+    member.order2 = b + 1;
+    member.inDegree = group.linksReversed.degrees[b];
+    member.weightedInDegree = group.linksReversed.weightedDegrees[b];
   }
   return members;
 }
@@ -43,24 +96,24 @@ double confidence(std::size_t order, double rank, const QUVENGroupRanking& ranki
   return order == 1 ? rank / (ranking.ranks.back() + againstZero) : 0;
 }
 
-void writeRatio(std::ostream& out, const QUVENGroupRanking& ranking) {
+void addRatio(Text& text, const QUVENGroupRanking& ranking) {
   if (ranking.ranks.back() == 0) {
-    out << "Inf";
+    text.add("Inf");
   } else {
-    out << ranking.ranks.front() / ranking.ranks.back();
+    text.add(ranking.ranks.front() / ranking.ranks.back());
   }
 }
 
 class Tags {
  public:
-  Tags(std::ostream& stream, const std::string& tagPrefix) : out(stream), prefix(tagPrefix) {}
+  Tags(Text& itsText, const std::string& tagPrefix) : text(itsText), prefix(tagPrefix) {}
 
-  void start(const char* name) { out << '<' << prefix << name << '>'; }
-  void end(const char* name) { out << "</" << prefix << name << ">\n"; }
+  void start(const char* name) { text.add('<').add(prefix).add(name).add('>'); }
+  void end(const char* name) { text.add("</").add(prefix).add(name).add(">\n"); }
   template <class T>
   void leaf(const char* name, const T& value) {
     start(name);
-    out << value;
+    text.add(value);
     end(name);
   }
   template <class T>
@@ -68,7 +121,7 @@ class Tags {
     start(name);
     const char* separator = "";
     for (const T& value : values) {
-      out << separator << value;
+      text.add(separator).add(value);
       separator = " ";
     }
     end(name);
@@ -77,12 +130,12 @@ class Tags {
     leaf(largest, values.ranks.front());
     leaf(smallest, values.ranks.back());
     start(ratio);
-    writeRatio(out, values);
+    addRatio(text, values);
     end(ratio);
   }
 
  private:
-  std::ostream& out;
+  Text& text;
   const std::string& prefix;
 };
 
@@ -101,23 +154,27 @@ void quvenWriteClusterHeader(std::ostream& out) {
 void quvenWriteNodeHeader(std::ostream& out) { out << quvenNodeFileHeader << '\n'; }
 
 void quvenWriteCluster(std::ostream& out, const QUVENGroup& group) {
-  out << group.number << ',' << group.getSize() << ',' << group.density << ',' << group.kernelDensity << ','
-      << group.getCoreNodesFraction();
+  Text row;
+  row.add(group.number).add(',').add(group.getSize()).add(',').add(group.density).add(',').add(group.kernelDensity);
+  row.add(',').add(group.getCoreNodesFraction());
   for (const QUVENGroupRanking* ranking : {&group.asItStands, &group.linksReversed}) {
-    out << ',' << ranking->ranks.front() << ',' << ranking->ranks.back() << ',';
-    writeRatio(out, *ranking);
+    row.add(',').add(ranking->ranks.front()).add(',').add(ranking->ranks.back()).add(',');
+    addRatio(row, *ranking);
   }
-  out << '\n';
+  row.add('\n').write(out);
 }
 
 void quvenWriteNodes(std::ostream& out, const QUVENGroup& group) {
-  for (const auto& [node, member] : membersOf(group)) {
-    out << node << ',' << group.number << ',' << (member.iteration == 0) << ',' << member.rank1 << ',' << member.order1
-        << ',' << member.rank2 << ',' << member.order2 << ',' << member.inDegree << ',' << member.outDegree << ','
-        << member.weightedInDegree << ',' << member.weightedOutDegree << ',' << (member.order1 == 1) << ','
-        << confidence(member.order1, member.rank1, group.asItStands) << ',' << (member.order2 == 1) << ','
-        << confidence(member.order2, member.rank2, group.linksReversed) << '\n';
+  Text rows;
+  for (const Member& member : membersOf(group)) {
+    rows.add(member.node).add(',').add(group.number).add(',').add(member.iteration == 0).add(',');
+    rows.add(member.rank1).add(',').add(member.order1).add(',').add(member.rank2).add(',').add(member.order2).add(',');
+    rows.add(member.inDegree).add(',').add(member.outDegree).add(',');
+    rows.add(member.weightedInDegree).add(',').add(member.weightedOutDegree).add(',');
+    rows.add(member.order1 == 1).add(',').add(confidence(member.order1, member.rank1, group.asItStands)).add(',');
+    rows.add(member.order2 == 1).add(',').add(confidence(member.order2, member.rank2, group.linksReversed)).add('\n');
   }
+  rows.write(out);
 }
 
 void quvenWriteTaggedStart(std::ostream& out, const std::string& tagPrefix, const std::string& outputNamespace) {
@@ -126,9 +183,10 @@ void quvenWriteTaggedStart(std::ostream& out, const std::string& tagPrefix, cons
 
 void quvenWriteTaggedCluster(std::ostream& out, const QUVENGroup& group, const std::string& tagPrefix,
                              QUVENGroupFormat format) {
-  Tags tags(out, tagPrefix);
+  Text text;
+  Tags tags(text, tagPrefix);
   tags.start("Cluster");
-  out << '\n';
+  text.add('\n');
   tags.leaf("Number", group.number);
   tags.leaf("Size", group.getSize());
   tags.leaf("Density", group.density);
@@ -144,11 +202,11 @@ void quvenWriteTaggedCluster(std::ostream& out, const QUVENGroup& group, const s
     tags.list("Iterations", group.iterations);
   } else {
     tags.start("Nodes");
-    out << '\n';
-    for (const auto& [node, member] : membersOf(group)) {
+    text.add('\n');
+    for (const Member& member : membersOf(group)) {
       tags.start("Node");
-      out << '\n';
-      tags.leaf("Number", node);
+      text.add('\n');
+      tags.leaf("Number", member.node);
       tags.leaf("Rank", member.rank1);
       tags.leaf("RankLinksReversed", member.rank2);
       tags.leaf("RankOrder", member.order1);
@@ -159,6 +217,7 @@ void quvenWriteTaggedCluster(std::ostream& out, const QUVENGroup& group, const s
     tags.end("Nodes");
   }
   tags.end("Cluster");
+  text.write(out);
 }
 
 void quvenWriteTaggedEnd(std::ostream& out, const std::string& tagPrefix) {

@@ -22,7 +22,7 @@ struct QUVENGroup {
   double density = 0;
   double kernelDensity = 0;
   QUVENGroupRanking asItStands;          ///< type 1: degrees are those of outgoing links
-  QUVENGroupRanking linksReversed;       ///< type 2: of the same nodes; degrees are those of incoming links
+  QUVENGroupRanking linksReversed;       ///< type 2: of exactly the same nodes; degrees are those of incoming links
   std::vector<std::int32_t> iterations;  ///< in the order of type 1: in which a node was connected; 0 for a core node
 
   std::size_t getSize() const { return asItStands.nodes.size(); }

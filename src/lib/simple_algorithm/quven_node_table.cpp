@@ -19,7 +19,6 @@ long QUVENNodeIndex::insertNew(Node node, const QUVENEnvHandle& env) {
   std::uint64_t slot = homeOf(node);
   while (slots[static_cast<long>(slot) + 1] != 0) slot = (slot + 1) & mask();
   slots[static_cast<long>(slot) + 1] = static_cast<std::uint32_t>(nodes.getSize());
-  order.setSize(0, QUVEN_ENV);
   return nodes.getSize();
 }
 
@@ -39,11 +38,22 @@ void QUVENNodeIndex::growSlots(const QUVENEnvHandle& env) {
 
 std::span<const std::uint32_t> QUVENNodeIndex::getAscending(const QUVENEnvHandle& env) const {
   if (order.getSize() != nodes.getSize()) {
+    // The nodes that were entered since the last call come after the others, and are merged with them.
+    const long numOrdered = order.getSize();
+    const auto isBefore = [this](std::uint32_t a, std::uint32_t b) { return nodes[a] < nodes[b]; };
     order.setSizeCapacity(nodes.getSize(), nodes.getSize(), QUVEN_ENV);
-    for (long i = 1; i <= order.getSize(); ++i) order[i] = static_cast<std::uint32_t>(i);
-    std::sort(order.begin(), order.end(), [this](std::uint32_t a, std::uint32_t b) { return nodes[a] < nodes[b]; });
+    for (long i = numOrdered + 1; i <= order.getSize(); ++i) order[i] = static_cast<std::uint32_t>(i);
+    std::sort(order.begin() + numOrdered, order.end(), isBefore);
+    std::inplace_merge(order.begin(), order.begin() + numOrdered, order.end(), isBefore);
   }
   return order.toZeroBased();
+}
+
+void QUVENNodeIndex::clear() {
+  const QUVENEnvHandle env(static_cast<QUVENEnv*>(nullptr), __FILE__, __LINE__, __func__);
+  nodes.setSize(0, QUVEN_ENV);
+  order.setSize(0, QUVEN_ENV);
+  std::fill(slots.begin(), slots.end(), 0);
 }
 
 void QUVENNodeIndex::copyFrom(const QUVENNodeIndex& other, const QUVENEnvHandle& env) {

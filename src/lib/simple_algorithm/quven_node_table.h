@@ -56,6 +56,8 @@ class QUVENNodeIndex {
 
   /// Gives back the order; it is made anew when it is asked for.
   void dropOrder(const QUVENEnvHandle& env) { order.deleteMemory(QUVEN_ENV); }
+  /// Removes all nodes; the memory stays.
+  void clear();
   void copyFrom(const QUVENNodeIndex& other, const QUVENEnvHandle& env);
   void swap(QUVENNodeIndex& other) noexcept;
   void deleteMemory(const QUVENEnvHandle& env);
