@@ -28,8 +28,9 @@ TEST(MemorySize, IsANumberWithOrWithoutALetter) {
 }
 
 TEST(MemorySize, IsNoOtherText) {
-  for (const char* text : {"", "G", "-1", "-1G", "+1G", "1.5", "1 G", "1GB", "1P", "x", "1e3", "1e3M", "nanG", "infM",
-                           ".5G", "9223372036854775808", "8388608T", "1.2.3G", " 1", "0x10"}) {
+  for (const char* text : {"",         "G",      "-1",  "-1G",  "+1G",  "1.5",  "1 G", "1GB",
+                           "1P",       "x",      "1e3", "1e3M", "nanG", "infM", ".5G", "9223372036854775808",
+                           "8388608T", "1.2.3G", " 1",  "0x10"}) {
     EXPECT_EQ(readMemorySize(text), std::nullopt) << text;
   }
 }
