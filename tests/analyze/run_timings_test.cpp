@@ -62,8 +62,7 @@ TEST_F(TimingsFile, IsWrittenWholeOrNotAtAll) {
     const CapturedRun run =
         capturedRun([&] { writeTimingsFile(path, "groups", "calls", timings, transport, QUVEN_ENV); });
     EXPECT_TRUE(run.threwLibraryException);
-    EXPECT_TRUE(run.out.starts_with("Error;|2302;|" + path +
-                                    ";|vesk-analyze: Unable to write timings file;|ErrorEnd"))
+    EXPECT_TRUE(run.out.starts_with("Error;|2302;|" + path + ";|vesk-analyze: Unable to write timings file;|ErrorEnd"))
         << run.out;
   }
 }
