@@ -56,6 +56,34 @@ TEST_F(AnalyzeCommandLine, SettingsStayInTheirOrder) {
   EXPECT_EQ(err.str(), "vesk-analyze: --set: \"MaxClusterSize=3\" is not KEY=VALUE with a parameter of diffusion\n");
 }
 
+TEST_F(AnalyzeCommandLine, TimingsAreATableOrAFile) {
+  const auto expect = [&](std::vector<const char*> arguments, bool isTable, const std::string& file) {
+    EXPECT_EQ(read(std::move(arguments)), CommandLine::Run) << err.str();
+    EXPECT_EQ(options.timings, isTable);
+    EXPECT_EQ(options.timingsFile, file);
+    EXPECT_EQ(options.dataset, "calls.bin");
+  };
+  expect({"groups", "p.xml", "calls.bin"}, false, "");
+  expect({"groups", "--timings", "p.xml", "calls.bin"}, true, "");
+  expect({"groups", "--timings=json", "t.json", "p.xml", "calls.bin"}, false, "t.json");
+  expect({"groups", "p.xml", "calls.bin", "--timings=json", "t.json"}, false, "t.json");
+  expect({"train", "p.xml", "--timings", "calls.bin", "--timings=json", "t.json"}, true, "t.json");
+  expect({"score", "m", "calls.bin", "p.csv", "--timings=json", "t.json"}, false, "t.json");
+  expect({"correlations", "--", "--timings=json", "calls.bin"}, false, "");
+  EXPECT_EQ(options.parameterFile, "--timings=json");
+  const auto expectWrong = [&](const std::vector<const char*>& arguments) {
+    EXPECT_EQ(read(arguments), CommandLine::Wrong) << ::testing::PrintToString(arguments);
+    EXPECT_THAT(err.str(), HasSubstr("--timings"));
+    EXPECT_THAT(err.str(), ::testing::Not(HasSubstr("--timings-json")));
+  };
+  expectWrong({"groups", "p.xml", "calls.bin", "--timings=json"});
+  expectWrong({"groups", "p.xml", "calls.bin", "--timings=xml", "t.xml"});
+  expectWrong({"--timings=json", "t.json", "groups", "p.xml", "calls.bin"});
+  EXPECT_EQ(read({"groups", "--help"}), CommandLine::Done);
+  EXPECT_THAT(out.str(), HasSubstr("--timings=json TEXT"));
+  EXPECT_THAT(out.str(), ::testing::Not(HasSubstr("--timings-json")));
+}
+
 TEST_F(AnalyzeCommandLine, NetworkAnalysesTakeASizeOfMemory) {
   for (const char* command : {"diffusion", "groups", "kernel"}) {
     EXPECT_EQ(read({command, "p.xml", "calls.bin"}), CommandLine::Run);

@@ -96,6 +96,26 @@ TEST_F(OutputCheck, AFileThatFailedIsNamedFirst) {
   EXPECT_EQ(after({file("b")}, folder.path("a")), missing("a"));
 }
 
+TEST_F(OutputCheck, FilesOfTheRunAreOutputsToo) {
+  const std::string in = folder.write("in", "rows");
+  const auto writableReport = [&](const RunFiles& files) {
+    return reportOf([&] { files.checkWritable("some words", QUVEN_ENV); });
+  };
+  const auto namesReport = [&](const RunFiles& files) { return reportOf([&] { files.checkNames(QUVEN_ENV); }); };
+  const RunFiles good{.outputs = {file("o")}, .results = folder.path("r"), .timings = folder.path("t"), .inputs = {in}};
+  EXPECT_EQ(writableReport(good), "");
+  EXPECT_EQ(namesReport(good), "");
+  const std::string lost = folder.path("missing/t");
+  EXPECT_EQ(writableReport({.results = lost}),
+            "Error;|2302;|" + lost + ";|vesk-analyze: Unable to write results file;|ErrorEnd");
+  EXPECT_EQ(writableReport({.timings = lost}),
+            "Error;|2302;|" + lost + ";|vesk-analyze: Unable to write timings file;|ErrorEnd");
+  EXPECT_EQ(namesReport({.timings = in, .inputs = {in}}),
+            "Error;|2302;|" + in + ";|vesk-analyze: the output would take the place of what is read;|ErrorEnd");
+  EXPECT_EQ(namesReport({.results = folder.path("t"), .timings = folder.path("t")}),
+            "Error;|2302;|" + folder.path("t") + ";|vesk-analyze: two outputs have one name;|ErrorEnd");
+}
+
 /// What each analysis writes, by its parameters.
 class AnalysisOutputs : public OutputCheck {
  protected:

@@ -140,9 +140,36 @@ TEST_F(AnalyzeRun, WritesTheResultsOfTheRunAndItsTimings) {
   EXPECT_THAT(content("run.xml"), HasSubstr("    <Warnings>\n      <Count>0</Count>\n    </Warnings>\n"));
   EXPECT_THAT(result.err, HasSubstr("seconds of worker 0\n"));
   EXPECT_THAT(result.err, HasSubstr("seconds of worker 1\n"));
-  EXPECT_THAT(result.err, HasSubstr("read     update  transport      merge        end"));
+  EXPECT_THAT(result.err, HasSubstr("read     update  transport      merge        end     Mrec/s    MB read\n"));
+  EXPECT_THAT(result.err, HasSubstr("\npeak memory: "));
+  EXPECT_THAT(result.err, HasSubstr("\nmost time: "));
   // Report lines stand alone on standard output.
   EXPECT_THAT(result.out, Not(HasSubstr("seconds")));
+}
+
+TEST_F(AnalyzeRun, WritesTheTimingsOfAllRanksToOneFile) {
+  writeNumbers("calls.bin", rows(1, 50));
+  for (const int workers : {1, 3}) {
+    diffusion(workers, {"--timings=json", "t.json"});
+    EXPECT_EQ(result.status, 0) << result.out;
+    EXPECT_THAT(content("t.json"), HasSubstr("\"command\": \"diffusion\",\n  \"dataset\": \"calls.bin\",\n"));
+    for (int rank = 0; rank < 4; ++rank) {
+      const auto ofRank = HasSubstr("{\"rank\": " + std::to_string(rank) + ", \"seconds\": ");
+      if (rank < workers) {
+        EXPECT_THAT(content("t.json"), ofRank);
+      } else {
+        EXPECT_THAT(content("t.json"), Not(ofRank));
+      }
+    }
+    EXPECT_THAT(result.err, Not(HasSubstr("seconds")));
+  }
+  diffusion(2, {"--timings=json", "no/t.json"});
+  EXPECT_EQ(result.status, 99);
+  EXPECT_THAT(result.out, HasSubstr("Error;|2302;|no/t.json;|vesk-analyze: Unable to write timings file;|"));
+  EXPECT_FALSE(exists("energy.csv"));
+  diffusion(2, {"--timings=json", "energy.csv"});
+  EXPECT_EQ(result.status, 99);
+  EXPECT_THAT(result.out, HasSubstr("Error;|2302;|energy.csv;|vesk-analyze: two outputs have one name;|"));
 }
 
 TEST_F(AnalyzeRun, AnUnknownParameterIsNamed) {

@@ -243,9 +243,15 @@ TEST_F(Train, TheExampleWorks) {
   EXPECT_TRUE(exists("churn_report.txt"));
   EXPECT_THAT(content("run.xml"), HasSubstr("<NumFolds>5</NumFolds>"));
   EXPECT_THAT(content("run.xml"), HasSubstr("<Analysis>train</Analysis>"));
-  analyse({"score", "churn.model", "t.bin", "p.csv", "--results", "run.xml"});
+  analyse({"score", "churn.model", "t.bin", "p.csv", "--results", "run.xml", "--timings=json", "run.json"});
   EXPECT_EQ(result.status, 0) << result.out << result.err;
   EXPECT_THAT(content("run.xml"), HasSubstr("<Analysis>score</Analysis>"));
+  EXPECT_THAT(content("run.json"), HasSubstr("\"command\": \"score\""));
+  for (const std::string file : {"t.bin", "run.xml"}) {
+    analyse({"score", "churn.model", "t.bin", "p.csv", "--results", "run.xml", "--timings=json", file});
+    EXPECT_EQ(result.status, 99);
+    EXPECT_THAT(result.out, HasSubstr("Error;|2302;|" + file + ";|vesk-analyze: "));
+  }
 }
 
 TEST_F(Train, TheResultsFileDescribesALinearModel) {

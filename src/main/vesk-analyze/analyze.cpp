@@ -3,15 +3,19 @@
 #include <unistd.h>
 
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <chrono>
 #include <memory>
 #include <optional>
 #include <ostream>
+#include <span>
 #include <sstream>
+#include <string_view>
 
 #include "parameter_help.h"
 #include "progress_line.h"
 #include "run_memory.h"
+#include "run_timings.h"
 #include "scoring_run.h"
 
 namespace vesk_analyze {
@@ -35,10 +39,38 @@ std::string footerWithExample(const AnalysisKind& kind) {
          kind.exampleDataset + " --timings\n";
 }
 
+// CLI11 does not know --timings=json FILE, a flag whose value decides whether a file follows. The command line is read
+// with another name in its place; help and messages have the documented one.
+constexpr std::string_view timingsFileOption = "--timings=json";
+constexpr const char* timingsFileName = "--timings-json";
+
+std::vector<const char*> withTimingsFileName(int argc, const char* const* argv) {
+  std::vector<const char*> arguments(argv, argv + argc);
+  const auto is = [](std::string_view word) { return [word](const char* argument) { return argument == word; }; };
+  const auto endOfOptions = std::find_if(arguments.begin(), arguments.end(), is("--"));
+  std::replace_if(arguments.begin(), endOfOptions, is(timingsFileOption), timingsFileName);
+  return arguments;
+}
+
+std::string withTimingsFileOption(std::string text) {
+  const std::string_view name = timingsFileName;
+  const std::size_t place = text.find(name);
+  if (place != std::string::npos) text.replace(place, name.size(), timingsFileOption);
+  return text;
+}
+
+class HelpFormatter final : public CLI::Formatter {
+ public:
+  std::string make_option_name(const CLI::Option* option, bool isPositional) const override {
+    return withTimingsFileOption(CLI::Formatter::make_option_name(option, isPositional));
+  }
+};
+
 /// What every sub-command takes.
 void addCommonOptions(CLI::App& command, AnalyzeOptions& options) {
   command.add_option("--results", options.resultsFile, "Write parameters and counters of the run to this XML file");
   command.add_flag("--timings", options.timings, "A table of the passes and their phases, on standard error");
+  command.add_option(timingsFileName, options.timingsFile, "Write the same of all ranks to this JSON file");
   command.add_flag("--strict", options.isStrict,
                    "End with status 99 at a warning that the result is not what was asked for");
 }
@@ -87,6 +119,7 @@ CommandLine readCommandLine(int argc, const char* const* argv, AnalyzeOptions& o
                             std::ostream& err) {
   CLI::App app("Runs an analysis over a dataset of vesk-loader, or learns from a table and applies what was learned.",
                "vesk-analyze");
+  app.formatter(std::make_shared<HelpFormatter>());
   app.set_version_flag("--version", "vesk-analyze " VESK_VERSION);
   app.footer(footerWithExample(analysisKinds().front()));
   app.require_subcommand(1);
@@ -124,14 +157,14 @@ CommandLine readCommandLine(int argc, const char* const* argv, AnalyzeOptions& o
   }
   addScore(app, options);
   try {
-    app.parse(argc, argv);
+    app.parse(argc, withTimingsFileName(argc, argv).data());
     return CommandLine::Run;
   } catch (const CLI::ParseError& error) {
     if (error.get_exit_code() == 0) {
       app.exit(error, out, err);  // --help or --version
       return CommandLine::Done;
     }
-    err << "vesk-analyze: " << error.what() << '\n';
+    err << "vesk-analyze: " << withTimingsFileOption(error.what()) << '\n';
     return CommandLine::Wrong;
   }
 }
@@ -150,16 +183,21 @@ void runAnalysis(const AnalyzeOptions& options, std::ostream& err) {
   run->getDriver().setObserver(&progress);
   run->work(QUVEN_ENV);
   if (transport.isMaster()) run->finish(QUVEN_ENV);
+  const std::span<const QUVENPassCounters> passes = run->getDriver().getPasses();
+  const double seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - begin).count();
   if (transport.isMaster() && !options.resultsFile.empty()) {
-    const double seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - begin).count();
-    const RunSummary summary{run->getCommand(),           options.dataset, transport.getCount(), start, seconds,
-                             run->getDriver().getPasses()};
+    const RunSummary summary{run->getCommand(), options.dataset, transport.getCount(), start, seconds, passes};
     const auto addOwn = [&](QUVENXMLTag& results) { run->addResults(results, QUVEN_ENV); };
     writeRunResults(options.resultsFile, summary, addOwn, QUVEN_ENV);
   }
+  QUVENRunTimings timings{.rank = transport.getRank(), .seconds = seconds, .passes = passes};
+  timings.measureProcess();
+  if (!options.timingsFile.empty()) {
+    writeTimingsFile(options.timingsFile, run->getCommand(), options.dataset, timings, transport, QUVEN_ENV);
+  }
   if (options.timings) {
     std::ostringstream table;  // in one piece, beside those of the other workers
-    quvenPrintTimings(run->getDriver().getPasses(), transport.getRank(), table);
+    quvenPrintTimings(timings, table);
     err << table.str() << std::flush;
   }
   run->release(QUVEN_ENV);

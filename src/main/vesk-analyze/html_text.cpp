@@ -7,39 +7,11 @@
 #include <limits>
 #include <vector>
 
+#include "utf8_text.h"
+
 namespace vesk_analyze {
 
 namespace {
-
-constexpr std::string_view replacement = "\xEF\xBF\xBD";  // U+FFFD
-
-struct Character {
-  std::size_t numBytes = 1;
-  bool isValid = false;
-  std::uint32_t code = 0;
-};
-
-/// The first character of a text. A byte that is not UTF-8 is an invalid character of one byte. Overlong forms,
-/// surrogates and codes above 0x10FFFF are not UTF-8.
-Character firstCharacter(std::string_view text) {
-  const auto byteAt = [&](std::size_t i) { return static_cast<unsigned char>(text[i]); };
-  const unsigned char first = byteAt(0);
-  if (first < 0x80) return {1, true, first};
-  const std::size_t numBytes = first >= 0xF0 && first < 0xF8   ? 4
-                               : first >= 0xE0 && first < 0xF0 ? 3
-                               : first >= 0xC0 && first < 0xE0 ? 2
-                                                               : 0;
-  if (numBytes == 0 || numBytes > text.size()) return {};
-  std::uint32_t code = first & (0xFFU >> (numBytes + 1));
-  for (std::size_t i = 1; i < numBytes; ++i) {
-    if ((byteAt(i) & 0xC0U) != 0x80U) return {};
-    code = code << 6U | (byteAt(i) & 0x3FU);
-  }
-  static constexpr std::array<std::uint32_t, 5> smallestCodes{0, 0, 0x80, 0x800, 0x10000};
-  const bool isSurrogate = code >= 0xD800 && code <= 0xDFFF;
-  if (code < smallestCodes[numBytes] || code > 0x10FFFF || isSurrogate) return {};
-  return {numBytes, true, code};
-}
 
 bool isShown(std::uint32_t code) {
   const bool isControl = code < 0x20 || (code >= 0x7F && code < 0xA0);
@@ -59,7 +31,7 @@ std::string printed(const char* format, double value) {
 std::string cleanText(std::string_view text) {
   std::string clean;
   while (!text.empty()) {
-    const Character character = firstCharacter(text);
+    const Utf8Character character = firstUtf8Character(text);
     const bool isBlank =
         character.isValid && (character.code == '\t' || character.code == '\n' || character.code == '\r');
     if (isBlank) {
@@ -67,7 +39,7 @@ std::string cleanText(std::string_view text) {
     } else if (character.isValid && isShown(character.code)) {
       clean += text.substr(0, character.numBytes);
     } else {
-      clean += replacement;
+      clean += utf8Replacement;
     }
     text.remove_prefix(character.numBytes);
   }
@@ -76,7 +48,7 @@ std::string cleanText(std::string_view text) {
 
 std::string shortenedText(std::string_view clean, std::size_t numCharacters) {
   std::vector<std::size_t> begins;  // of the characters
-  for (std::size_t place = 0; place < clean.size(); place += firstCharacter(clean.substr(place)).numBytes) {
+  for (std::size_t place = 0; place < clean.size(); place += firstUtf8Character(clean.substr(place)).numBytes) {
     begins.push_back(place);
   }
   if (begins.size() <= numCharacters) return std::string(clean);

@@ -62,14 +62,19 @@ void checkOutputsAfter(std::span<const OutputFile> files, const std::string& fai
 
 void RunFiles::checkWritable(const char* words, const QUVENEnvHandle& env) const {
   checkOutputsBefore(outputs, words, QUVEN_ENV);
-  if (results.empty()) return;
-  const OutputFile file[] = {{results}};
-  checkOutputsBefore(file, "vesk-analyze: Unable to write results file", QUVEN_ENV);
+  const auto checkOne = [&](const std::string& path, const char* itsWords) {
+    const OutputFile file[] = {{path}};
+    if (!path.empty()) checkOutputsBefore(file, itsWords, QUVEN_ENV);
+  };
+  checkOne(results, resultsUnwritable);
+  checkOne(timings, timingsUnwritable);
 }
 
 void RunFiles::checkNames(const QUVENEnvHandle& env) const {
   std::vector<OutputFile> files = outputs;
-  if (!results.empty()) files.push_back({results});
+  for (const std::string& path : {results, timings}) {
+    if (!path.empty()) files.push_back({path});
+  }
   checkOutputsDiffer(files, inputs, QUVEN_ENV);
 }
 

@@ -28,6 +28,7 @@ void checkOutputsAfter(std::span<const OutputFile> files, const std::string& fai
 struct RunFiles {
   std::vector<OutputFile> outputs = {};
   std::string results = {};              ///< the file of --results, empty for none
+  std::string timings = {};              ///< the file of --timings=json, empty for none
   std::vector<std::string> inputs = {};  ///< everything that is read
 
   void addInputs(const std::vector<std::string>& files) { inputs.insert(inputs.end(), files.begin(), files.end()); }
@@ -38,6 +39,8 @@ struct RunFiles {
 };
 
 inline constexpr const char* outputUnwritable = "vesk-analyze: Unable to write output file";
+inline constexpr const char* resultsUnwritable = "vesk-analyze: Unable to write results file";
+inline constexpr const char* timingsUnwritable = "vesk-analyze: Unable to write timings file";
 
 struct WrittenOutput {
   std::string path;

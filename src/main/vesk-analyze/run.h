@@ -21,8 +21,9 @@ struct AnalyzeOptions {
   std::string parameterFile;
   std::vector<ParameterSetting> settings = {};  ///< in place of what the parameter file says
   std::string dataset;
-  std::string resultsFile = {};  ///< where the results of a run go as XML, empty for nowhere
-  bool timings = false;
+  std::string resultsFile = {};   ///< where the results of a run go as XML, empty for nowhere
+  bool timings = false;           ///< a table of the passes on standard error
+  std::string timingsFile = {};   ///< where the timings of all ranks go as JSON, empty for nowhere
   bool isStrict = false;          ///< a warning that the result is not what was asked for ends the run
   std::int64_t memoryBytes = -1;  ///< the most that a rank keeps of its rows, 0 for nothing, -1 when it is not given
 

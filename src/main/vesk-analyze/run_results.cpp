@@ -5,6 +5,7 @@
 
 #include "control/quven_XML_handler.h"
 #include "control/quven_result_file.h"
+#include "output_check.h"
 #include "vesk-common/quven_reports.h"
 #include "vesk-common/quven_warning_list.h"
 
@@ -61,7 +62,7 @@ void writeRunResults(const std::string& path, const RunSummary& run,
   if (file.isOpen()) top.write(file.getStream(), 0, QUVEN_ENV);
   tree.reset(QUVEN_ENV);
   if (!file.isOpen() || !file.commit()) {
-    report_error(fileUnusable, path, "vesk-analyze: Unable to write results file", QUVEN_ENV, true);
+    report_error(fileUnusable, path, resultsUnwritable, QUVEN_ENV, true);
   }
 }
 

@@ -56,7 +56,10 @@ void ScoringRun::openTable(const QUVENEnvHandle& env) {
 }
 
 void ScoringRun::checkOutputs(const QUVENEnvHandle& env) const {
-  RunFiles files{.outputs = {{options.outputFile}}, .results = options.resultsFile, .inputs = dataset.tableFiles()};
+  RunFiles files{.outputs = {{options.outputFile}},
+                 .results = options.resultsFile,
+                 .timings = options.timingsFile,
+                 .inputs = dataset.tableFiles()};
   files.inputs.push_back(options.modelFile);
   files.checkWritable(outputUnwritable, QUVEN_ENV);
   files.checkNames(QUVEN_ENV);
