@@ -1,7 +1,7 @@
-// Diffusion and groups over networks of three shapes, all passes from memory, beside bounds by hand: a network with heavy
-// tails, one whose rows have about 20 callees, and the same with one row of 100,000. The counters are nanoseconds of CPU
-// time per record of each pass, CPU seconds of the steps without records, and the longest row. Items are pairs, of
-// diffusion pairs times steps.
+// Diffusion and groups over networks of three shapes, all passes from memory, beside bounds by hand: a network with
+// heavy tails, one whose rows have about 20 callees, and the same with one row of 100,000. The counters are nanoseconds
+// of CPU time per record of each pass, CPU seconds of the steps without records, and the longest row. Items are pairs,
+// of diffusion pairs times steps.
 
 #include <benchmark/benchmark.h>
 
@@ -127,8 +127,10 @@ void BM_Diffusion(benchmark::State& state) {
   for (auto _ : state) {
     Passes passes(network);
     passes.folder.write("seeds", std::string("1\n60000\n120000\n"));
-    passes.open("<Seed>" + passes.folder.path("seeds") + "</Seed>\n<SpreadCoefficient>0.5</SpreadCoefficient>\n"
-                "<EndConditionValue>1e-300</EndConditionValue>\n<MaxNumIterations>" + std::to_string(numSteps) + "</MaxNumIterations>\n",
+    passes.open("<Seed>" + passes.folder.path("seeds") +
+                    "</Seed>\n<SpreadCoefficient>0.5</SpreadCoefficient>\n"
+                    "<EndConditionValue>1e-300</EndConditionValue>\n<MaxNumIterations>" +
+                    std::to_string(numSteps) + "</MaxNumIterations>\n",
                 [](QUVENSNAData& data, const QUVENXMLTag& tag, const std::string& file, const QUVENEnvHandle& env) {
                   data.open(tag, file, QUVEN_ENV);
                 });
@@ -166,14 +168,15 @@ void BM_Groups(benchmark::State& state) {
   };
   for (auto _ : state) {
     Passes passes(network);
-    passes.open("<OutputFormat>CSV</OutputFormat>\n<MaxClusterSize>100</MaxClusterSize>\n<KernelParams>\n"
-                "<KernelType>Friends</KernelType>\n<FilterSimilarities>1</FilterSimilarities>\n"
-                "<isSparseData>1</isSparseData>\n<IsSparseKernel>1</IsSparseKernel>\n"
-                "<SparsityLevel>0.5</SparsityLevel>\n<NormalizingFactor>" + std::to_string(numSubscribers) +
-                    "</NormalizingFactor>\n</KernelParams>\n",
-                [](QUVENCGAData& data, const QUVENXMLTag& tag, const std::string&, const QUVENEnvHandle& env) {
-                  data.open(tag, QUVEN_ENV);
-                });
+    passes.open(
+        "<OutputFormat>CSV</OutputFormat>\n<MaxClusterSize>100</MaxClusterSize>\n<KernelParams>\n"
+        "<KernelType>Friends</KernelType>\n<FilterSimilarities>1</FilterSimilarities>\n"
+        "<isSparseData>1</isSparseData>\n<IsSparseKernel>1</IsSparseKernel>\n"
+        "<SparsityLevel>0.5</SparsityLevel>\n<NormalizingFactor>" +
+            std::to_string(numSubscribers) + "</NormalizingFactor>\n</KernelParams>\n",
+        [](QUVENCGAData& data, const QUVENXMLTag& tag, const std::string&, const QUVENEnvHandle& env) {
+          data.open(tag, QUVEN_ENV);
+        });
     passes.run(showRow, nameOf, state.counters);
     if (!passes.data->getFailedFile().empty()) state.SkipWithError("a file is not written");
     if (passes.data->getClusterSizes().getSize() == 0) state.SkipWithError("no group is found");

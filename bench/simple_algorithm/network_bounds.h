@@ -1,8 +1,8 @@
 #ifndef BENCH_SIMPLE_ALGORITHM_NETWORK_BOUNDS_H
 #define BENCH_SIMPLE_ALGORITHM_NETWORK_BOUNDS_H
 
-// The least work of the network analyses, by hand over arrays: nothing is read, checked or looked up, and nothing of the
-// library is used.
+// The least work of the network analyses, by hand over arrays: nothing is read, checked or looked up, and nothing of
+// the library is used.
 
 #include <algorithm>
 #include <cstdint>

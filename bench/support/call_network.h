@@ -33,7 +33,8 @@ struct CallNetwork {
   /// The records of a sparse dataset of these rows, with headers and footers.
   std::size_t getNumRecords() const { return getNumPairs() + 2 * getNumSubscribers(); }
 
-  /// Appends the row of the next subscriber; a callee that is there more than once is one pair with the sum of its calls.
+  /// Appends the row of the next subscriber; a callee that is there more than once is one pair with the sum of its
+  /// calls.
   void addRow(std::vector<std::uint32_t> made) {
     std::sort(made.begin(), made.end());
     for (const std::uint32_t callee : made) {

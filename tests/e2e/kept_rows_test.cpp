@@ -181,17 +181,17 @@ TEST_F(KeptRows, ATableThatIsNotRegularIsReadInEachPass) {
   const std::vector<double> good = tableRows(
       {{1, {2, 3, 4}}, {2, {1, 3, 4}}, {3, {1, 2, 4}}, {4, {1, 2, 3}}, {11, {12, 13}}, {12, {11, 13}}, {13, {11}}});
   const std::vector<std::pair<std::size_t, double>> damages = {
-      {0, 13},                  // a caller that comes again
-      {4, 2},                   // a position that is left out
-      {5, 4.5},                 // a contact that is no integer
-      {5, -4},                  // one below 0
-      {5, -99999},              // one that is missing
-      {5, 0},                   // none
-      {2, 0.5},                 // a width that is no integer
-      {1, 1},                   // a row without a header
-      {good.size() - 1, 3},     // a footer with a value
-      {good.size() - 2, 0},     // a row without a footer
-      {3, 1e300},               // an entry of another caller
+      {0, 13},               // a caller that comes again
+      {4, 2},                // a position that is left out
+      {5, 4.5},              // a contact that is no integer
+      {5, -4},               // one below 0
+      {5, -99999},           // one that is missing
+      {5, 0},                // none
+      {2, 0.5},              // a width that is no integer
+      {1, 1},                // a row without a header
+      {good.size() - 1, 3},  // a footer with a value
+      {good.size() - 2, 0},  // a row without a footer
+      {3, 1e300},            // an entry of another caller
   };
   int numAnalysed = 0;  // others are refused
   for (const auto& [place, value] : damages) {
@@ -211,10 +211,21 @@ TEST_F(KeptRows, ATableThatIsNotRegularIsReadInEachPass) {
 
 TEST_F(KeptRows, PairSumsThatAreNotRegularAreReadInEachPass) {
   const std::vector<double> good = pairSums({{1, {2, 3, 4}}, {2, {1}}, {3, {}}, {4, {2, 9}}, {20, {1}}});
-  const std::vector<std::pair<std::size_t, double>> damages = {
-      {0, 4},        {1, 5},    {2, 2},    {2, 2.5}, {4, -3},     {4, 2.5}, {4, 0},
-      {5, -99999},   {5, 1e308}, {8, 1e308}, {14, 7},  {12, 7},     {3, 2},   {good.size() - 1, 7789},
-      {good.size() - 2, 3}};
+  const std::vector<std::pair<std::size_t, double>> damages = {{0, 4},
+                                                               {1, 5},
+                                                               {2, 2},
+                                                               {2, 2.5},
+                                                               {4, -3},
+                                                               {4, 2.5},
+                                                               {4, 0},
+                                                               {5, -99999},
+                                                               {5, 1e308},
+                                                               {8, 1e308},
+                                                               {14, 7},
+                                                               {12, 7},
+                                                               {3, 2},
+                                                               {good.size() - 1, 7789},
+                                                               {good.size() - 2, 3}};
   for (const auto& [place, value] : damages) {
     std::vector<double> records = good;
     records[place] = value;

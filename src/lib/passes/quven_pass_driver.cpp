@@ -308,7 +308,6 @@ void QUVENPassDriver::scanRecords(QUVENDataPoint& point, QUVENPassCounters& coun
 void QUVENPassDriver::collectResults(const QUVENRecordPass& pass, QUVENMemoryBlobIO& blob, QUVENPassCounters& counters,
                                      const QUVENEnvHandle& env) {
   if (transport.isAlone()) return;
-  const int numHelpers = transport.getCount() - 1;
   const auto receive = [&](int rank, QUVENMemoryBlobIO& stream) {
     const QUVENPhaseTimer timer(counters, QUVENPassCounters::Transport);
     transport.receive(rank, stream, QUVEN_ENV);
@@ -321,22 +320,16 @@ void QUVENPassDriver::collectResults(const QUVENRecordPass& pass, QUVENMemoryBlo
     return;
   }
   pass.writeResults(blob, QUVEN_ENV);
-  const int position = transport.getRank() - 1;
-  for (int step = 1; step < numHelpers; step *= 2) {
-    if (position % (2 * step) != 0) {
-      transport.send(transport.getRank() - step, blob);
-      return;
-    }
-    if (position + step >= numHelpers) continue;
+  const auto take = [&](int rank) {
     QUVENMemoryBlobIO other;
-    receive(transport.getRank() + step, other);
+    receive(rank, other);
     {
       const QUVENPhaseTimer timer(counters, QUVENPassCounters::Merge);
-      quvenMergeResultStreams(blob, other, QUVEN_ENV);
+      quvenMergeResultStreams(blob, other, env);
     }
-    other.deleteMemory(QUVEN_ENV);
-  }
-  transport.send(0, blob);
+    other.deleteMemory(env);
+  };
+  transport.climbTree(take, [&](int rank) { transport.send(rank, blob); });
 }
 
 void QUVENPassDriver::endPass(QUVENRecordPass& pass, QUVENPassCounters& counters, const QUVENEnvHandle& env) {

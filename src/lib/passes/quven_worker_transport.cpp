@@ -1,6 +1,8 @@
 #include "passes/quven_worker_transport.h"
 
 #include <algorithm>
+#include <functional>
+#include <vector>
 
 namespace {
 
@@ -57,6 +59,32 @@ void QUVENWorkerTransport::broadcast(QUVENMemoryBlobIO& blob, const QUVENEnvHand
   forEachPart(blob.resize(length, QUVEN_ENV),
               [this](char* part, int size) { MPI_Bcast(part, size, MPI_CHAR, 0, communicator); });
   blob.rewind();
+}
+
+void QUVENWorkerTransport::broadcastBytes(std::span<std::byte> bytes) const {
+  if (isAlone()) return;
+  forEachPart(bytes, [this](std::byte* part, int size) { MPI_Bcast(part, size, MPI_BYTE, 0, communicator); });
+}
+
+void QUVENWorkerTransport::sumAboveMaster(std::span<double> values) const {
+  const auto receiveFrom = [this](int fromRank, std::span<double> received) {
+    forEachPart(std::as_writable_bytes(received), [=, this](std::byte* part, int size) {
+      MPI_Recv(part, size, MPI_BYTE, fromRank, 0, communicator, MPI_STATUS_IGNORE);
+    });
+  };
+  if (isAlone()) return;
+  if (isMaster()) return receiveFrom(1, values);
+  std::vector<double> other;
+  const auto take = [&](int fromRank) {
+    other.resize(values.size());
+    receiveFrom(fromRank, other);
+    std::transform(values.begin(), values.end(), other.begin(), values.begin(), std::plus<>());
+  };
+  climbTree(take, [&](int toRank) {
+    forEachPart(std::as_bytes(values), [=, this](const std::byte* part, int size) {
+      MPI_Send(part, size, MPI_BYTE, toRank, 0, communicator);
+    });
+  });
 }
 
 void QUVENWorkerTransport::send(int toRank, const QUVENMemoryBlobIO& blob) const {

@@ -3,7 +3,9 @@
 
 #include <mpi.h>
 
+#include <cstddef>
 #include <cstdint>
+#include <span>
 
 #include "util/quven_blob_io.h"
 
@@ -27,12 +29,35 @@ class QUVENWorkerTransport {
   /// Collective: broadcasts the bytes of rank 0, to be read from the beginning. The streams of the other ranks are
   /// replaced.
   void broadcast(QUVENMemoryBlobIO& blob, const QUVENEnvHandle& env) const;
+  /// Collective: replaces the values of the other ranks by those of rank 0. Shapes: as many on each rank.
+  template <class Value>
+  void broadcast(std::span<Value> values) const {
+    broadcastBytes(std::as_writable_bytes(values));
+  }
+  /// Collective: rank 0 gets the sums of the values of all ranks above it, which are added up a tree of neighbours as
+  /// results are merged. The values of the others are used up.
+  /// Shapes: as many on each rank.
+  void sumAboveMaster(std::span<double> values) const;
+  /// What a rank does to bring its part of a result to rank 0, when the parts of the ranks above 0 are put together up
+  /// a tree of neighbours: in each pair the lower rank takes in what the higher rank has, in the end rank 1 sends all
+  /// to rank 0. Called on ranks above 0.
+  template <class Take, class Send>
+  void climbTree(Take takeFrom, Send sendTo) const {
+    const int position = rank - 1;
+    for (int step = 1; step < count - 1; step *= 2) {
+      if (position % (2 * step) != 0) return sendTo(rank - step);
+      if (position + step < count - 1) takeFrom(rank + step);
+    }
+    sendTo(0);
+  }
   void send(int toRank, const QUVENMemoryBlobIO& blob) const;
   void receive(int fromRank, QUVENMemoryBlobIO& blob, const QUVENEnvHandle& env) const;
   /// Collective: returns when every rank has called it.
   void waitForAll() const;
 
  private:
+  void broadcastBytes(std::span<std::byte> bytes) const;
+
   MPI_Comm communicator;
   int rank = 0;
   int count = 1;

@@ -101,7 +101,8 @@ void QUVENKeptRows::reportChoice(Outcome outcome, const std::string& reason) con
     } else if (outcome == Outcome::Irregular) {
       text += ", because they are not all regular";
     } else {
-      text += "; in memory they would need about " + megabytes(bytesNeeded) + " on a rank, of " + megabytes(memoryLimit);
+      text +=
+          "; in memory they would need about " + megabytes(bytesNeeded) + " on a rank, of " + megabytes(memoryLimit);
     }
   }
   report_log(1, text);
@@ -235,6 +236,10 @@ void QUVENKeptRows::orderNodes(QUVENNodeIndex& nodes, const QUVENEnvHandle& env)
     subscribers[place] = nodes.getNode(ascending[place]);
   }
   nodes.deleteMemory(QUVEN_ENV);
-  for (Node& node : callers) node = places[node];
-  for (Node& node : contacts) node = places[node];
+  renumber(places);
+}
+
+void QUVENKeptRows::renumber(std::span<const Node> numbers) {
+  for (Node& node : callers) node = numbers[node];
+  for (Node& node : contacts) node = numbers[node];
 }

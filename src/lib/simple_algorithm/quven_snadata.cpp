@@ -229,6 +229,7 @@ int QUVENSNAData::finishIteration(const QUVENEnvHandle& env) {
       ivModel1FreshEnergyMap.deleteMemory(QUVEN_ENV);
       ivModel1FreshEnergyMap.swap(ivModel1ReceivedEnergyMap);
       ivModel1FreshEnergyMap.scale(ivSpreadCoefficient);
+      if (energiesTravelApart && quvenWorkerRank() == 0) addEnergiesOfOthers(QUVEN_ENV);
       trace.progress("Finished an iteration of diffusion model 1", method, ivModel1NumIterations);
       return 1;
   }

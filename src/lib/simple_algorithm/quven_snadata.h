@@ -99,6 +99,9 @@ class QUVENSNAData : public QUVENObjectOf<QUVENSNAData, QUVENSimpleAlgorithmAbst
   void sumRows(const QUVENKeptRows& rows, const QUVENEnvHandle& env);
   void sumWeightedDegrees(const QUVENKeptRows& rows, const QUVENEnvHandle& env);
   void spreadOverRows(QUVENKeptRows& rows, const QUVENEnvHandle& env);
+  void agreeOnNodes(QUVENKeptRows& rows);
+  void spreadWithOthers(QUVENKeptRows& rows, const QUVENEnvHandle& env);
+  void addEnergiesOfOthers(const QUVENEnvHandle& env);
   void finishDiffusionPass(const QUVENEnvHandle& env);
   double sumOfEnergies() const;
   /// The warning 5008 with both sums if the energies do not sum to those of the seeds. Before the result is written.
@@ -186,6 +189,10 @@ class QUVENSNAData : public QUVENObjectOf<QUVENSNAData, QUVENSimpleAlgorithmAbst
   // Of the kept rows; another object does not go on with them.
   std::vector<std::uint64_t> calleesOfRows;  // a bit for each node that is a callee in them
   bool weightsAreShares = false;             // of the sum of their row
+  // On several ranks energies are arrays, by the nodes of rank 0, that travel beside the stream.
+  bool energiesTravelApart = false;
+  std::vector<double> spreading;
+  std::vector<double> received;  // of a rank above 0, or of all of them on rank 0
 };
 
 #endif  // QUVEN_SNADATA_H

@@ -30,7 +30,8 @@ void QUVENSNAData::writePrimitive(QUVENObjWriter& writer, const QUVENEnvHandle& 
       writeColumn(QUVEN_KWD(ivWeightedOutDegree), QUVEN_KWD(ivWeightedOutDegreeSamples), ivNum2WeightedOutDegreeMap);
       return;
     case DiffusionIterationModel1:
-      writeColumn(QUVEN_KWD(ivModel1FreshEnergies), QUVEN_KWD(ivModel1FreshEnergiesSamples), ivModel1FreshEnergyMap);
+      writeColumn(QUVEN_KWD(ivModel1FreshEnergies), QUVEN_KWD(ivModel1FreshEnergiesSamples),
+                  energiesTravelApart ? none : ivModel1FreshEnergyMap);
       return;
   }
   quvenNotImplemented(QUVEN_ENV);
