@@ -1,5 +1,9 @@
 // The passes of the group analysis over rows in memory.
 
+#include <algorithm>
+#include <functional>
+#include <utility>
+
 #include "simple_algorithm/quven_cgadata.h"
 #include "simple_algorithm/quven_kept_rows.h"
 
@@ -42,10 +46,16 @@ void QUVENCGAData::addEdgesOfRow(const QUVENKeptRows& rows, std::int64_t row, co
   const QUVENKeptRows::Node caller = rows.getCaller(row);
   const std::int32_t cluster = clusters[caller];
   if (!isInSlice(cluster)) return;
-  for (const QUVENKeptRows::Node contact : rows.getContacts(row)) {
-    if (contact == caller || clusters[contact] != cluster || lastRowOf[contact] == row) continue;
-    lastRowOf[contact] = row;
-    ivCCEdges.append(rows.getSubscriber(caller), env);
-    ivCCEdges.append(rows.getSubscriber(contact), env);
+  const std::span<const QUVENKeptRows::Node> contacts = rows.getContacts(row);
+  // In an ascending row without repeats every contact is new.
+  const bool mayRepeat = std::adjacent_find(contacts.begin(), contacts.end(), std::greater_equal<>()) != contacts.end();
+  const SampleNumber number = rows.getSubscriber(caller);
+  for (const QUVENKeptRows::Node contact : contacts) {
+    if (contact == caller || clusters[contact] != cluster) continue;
+    if (mayRepeat && std::exchange(lastRowOf[contact], row) == row) continue;
+    const long size = ivCCEdges.getSize();
+    ivCCEdges.autoExtend(size + 2, env);
+    ivCCEdges[size + 1] = number;
+    ivCCEdges[size + 2] = rows.getSubscriber(contact);
   }
 }

@@ -6,7 +6,7 @@ namespace {
 
 using Contacts = std::span<const QUVENKeptRows::Node>;
 
-constexpr unsigned bitsOfRemembered = 15;
+constexpr unsigned bitsOfRemembered = 10;
 constexpr std::uint64_t noKey = ~std::uint64_t{0};
 /// Rows whose lengths differ by more than this are compared by searching the contacts of the one in the other.
 constexpr std::size_t searchedRatio = 8;
