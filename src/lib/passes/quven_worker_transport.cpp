@@ -1,8 +1,6 @@
 #include "passes/quven_worker_transport.h"
 
 #include <algorithm>
-#include <functional>
-#include <vector>
 
 namespace {
 
@@ -66,24 +64,14 @@ void QUVENWorkerTransport::broadcastBytes(std::span<std::byte> bytes) const {
   forEachPart(bytes, [this](std::byte* part, int size) { MPI_Bcast(part, size, MPI_BYTE, 0, communicator); });
 }
 
-void QUVENWorkerTransport::sumAboveMaster(std::span<double> values) const {
-  const auto receiveFrom = [this](int fromRank, std::span<double> received) {
-    forEachPart(std::as_writable_bytes(received), [=, this](std::byte* part, int size) {
-      MPI_Recv(part, size, MPI_BYTE, fromRank, 0, communicator, MPI_STATUS_IGNORE);
-    });
-  };
-  if (isAlone()) return;
-  if (isMaster()) return receiveFrom(1, values);
-  std::vector<double> other;
-  const auto take = [&](int fromRank) {
-    other.resize(values.size());
-    receiveFrom(fromRank, other);
-    std::transform(values.begin(), values.end(), other.begin(), values.begin(), std::plus<>());
-  };
-  climbTree(take, [&](int toRank) {
-    forEachPart(std::as_bytes(values), [=, this](const std::byte* part, int size) {
-      MPI_Send(part, size, MPI_BYTE, toRank, 0, communicator);
-    });
+void QUVENWorkerTransport::sendBytes(int toRank, std::span<const std::byte> bytes) const {
+  forEachPart(bytes,
+              [=, this](const std::byte* part, int size) { MPI_Send(part, size, MPI_BYTE, toRank, 0, communicator); });
+}
+
+void QUVENWorkerTransport::receiveBytes(int fromRank, std::span<std::byte> bytes) const {
+  forEachPart(bytes, [=, this](std::byte* part, int size) {
+    MPI_Recv(part, size, MPI_BYTE, fromRank, 0, communicator, MPI_STATUS_IGNORE);
   });
 }
 

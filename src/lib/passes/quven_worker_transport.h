@@ -6,6 +6,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <span>
+#include <vector>
 
 #include "util/quven_blob_io.h"
 
@@ -29,15 +30,43 @@ class QUVENWorkerTransport {
   /// Collective: broadcasts the bytes of rank 0, to be read from the beginning. The streams of the other ranks are
   /// replaced.
   void broadcast(QUVENMemoryBlobIO& blob, const QUVENEnvHandle& env) const;
-  /// Collective: replaces the values of the other ranks by those of rank 0. Shapes: as many on each rank.
+  /// Collective: replaces the values of the other ranks by those of rank 0, as many as it has.
   template <class Value>
-  void broadcast(std::span<Value> values) const {
-    broadcastBytes(std::as_writable_bytes(values));
+  void broadcast(std::vector<Value>& values) const {
+    std::uint64_t size = values.size();
+    broadcastBytes(std::as_writable_bytes(std::span(&size, 1)));
+    values.resize(size);
+    broadcastBytes(std::as_writable_bytes(std::span(values)));
   }
-  /// Collective: rank 0 gets the sums of the values of all ranks above it, which are added up a tree of neighbours as
-  /// results are merged. The values of the others are used up.
-  /// Shapes: as many on each rank.
-  void sumAboveMaster(std::span<double> values) const;
+  /// Collective: rank 0 gets the values of all ranks above it, which are put together up a tree of neighbours as
+  /// results are merged. Those of the others are used up.
+  /// Shapes: as many on each rank. combine(value, other) is what a pair becomes.
+  template <class Value, class Combine>
+  void combineAboveMaster(std::vector<Value>& values, Combine combine) const {
+    if (isAlone()) return;
+    if (isMaster()) return receiveBytes(1, std::as_writable_bytes(std::span(values)));
+    std::vector<Value> other;
+    const auto take = [&](int fromRank) {
+      other.resize(values.size());
+      receiveBytes(fromRank, std::as_writable_bytes(std::span(other)));
+      for (std::size_t i = 0; i < values.size(); ++i) values[i] = combine(values[i], other[i]);
+    };
+    climbTree(take, [&](int toRank) { sendBytes(toRank, std::as_bytes(std::span(values))); });
+  }
+  /// Sends values to a rank that receives them.
+  template <class Value>
+  void send(int toRank, const std::vector<Value>& values) const {
+    const std::uint64_t size = values.size();
+    sendBytes(toRank, std::as_bytes(std::span(&size, 1)));
+    sendBytes(toRank, std::as_bytes(std::span(values)));
+  }
+  template <class Value>
+  void receive(int fromRank, std::vector<Value>& values) const {
+    std::uint64_t size = 0;
+    receiveBytes(fromRank, std::as_writable_bytes(std::span(&size, 1)));
+    values.resize(size);
+    receiveBytes(fromRank, std::as_writable_bytes(std::span(values)));
+  }
   /// What a rank does to bring its part of a result to rank 0, when the parts of the ranks above 0 are put together up
   /// a tree of neighbours: in each pair the lower rank takes in what the higher rank has, in the end rank 1 sends all
   /// to rank 0. Called on ranks above 0.
@@ -57,6 +86,8 @@ class QUVENWorkerTransport {
 
  private:
   void broadcastBytes(std::span<std::byte> bytes) const;
+  void sendBytes(int toRank, std::span<const std::byte> bytes) const;
+  void receiveBytes(int fromRank, std::span<std::byte> bytes) const;
 
   MPI_Comm communicator;
   int rank = 0;

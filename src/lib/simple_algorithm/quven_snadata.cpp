@@ -36,15 +36,14 @@ std::int64_t countOf(double value) {
   return value >= most ? static_cast<std::int64_t>(most) : value > -most ? static_cast<std::int64_t>(value) : 0;
 }
 
+}  // namespace
+
 /// A degree that does not fit stays at the end of its range: it is never less for one call more.
-void addTo(std::int32_t& degree, std::int32_t added) {
+void QUVENSNAData::addTo(std::int32_t& degree, std::int32_t added) {
   if (!__builtin_add_overflow(degree, added, &degree)) return;
   using Limits = std::numeric_limits<std::int32_t>;
   degree = added > 0 ? Limits::max() : Limits::min();
 }
-void addTo(double& sum, double added) { sum += added; }
-
-}  // namespace
 
 void QUVENSNAData::addWeight(std::int32_t& degree, double weight) {
   addTo(degree, static_cast<std::int32_t>(countOf(weight)));
@@ -229,7 +228,7 @@ int QUVENSNAData::finishIteration(const QUVENEnvHandle& env) {
       ivModel1FreshEnergyMap.deleteMemory(QUVEN_ENV);
       ivModel1FreshEnergyMap.swap(ivModel1ReceivedEnergyMap);
       ivModel1FreshEnergyMap.scale(ivSpreadCoefficient);
-      if (energiesTravelApart && quvenWorkerRank() == 0) addEnergiesOfOthers(QUVEN_ENV);
+      if (columnsTravelApart && quvenWorkerRank() == 0) addEnergiesOfOthers(QUVEN_ENV);
       trace.progress("Finished an iteration of diffusion model 1", method, ivModel1NumIterations);
       return 1;
   }

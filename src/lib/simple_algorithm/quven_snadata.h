@@ -14,6 +14,8 @@
 #include "simple_algorithm/quven_parameters.h"
 #include "simple_algorithm/quven_simple_algorithm_data.h"
 
+class QUVENWorkerTransport;
+
 /// Diffusion over the rows of a pair sum dataset.
 ///
 /// Pass 1 sums the weights of each caller and counts degrees, pass 2 sums the weighted degrees, each further pass moves
@@ -94,12 +96,17 @@ class QUVENSNAData : public QUVENObjectOf<QUVENSNAData, QUVENSimpleAlgorithmAbst
   void enqueue(std::uint64_t callee, double amount, const QUVENEnvHandle& env);
   void settle(const Arrival& arrival, const QUVENEnvHandle& env);
   void settleAll(const QUVENEnvHandle& env);
+  static void addTo(std::int32_t& degree, std::int32_t added);
+  static void addTo(double& sum, double added) { sum += added; }
   static void addWeight(std::int32_t& degree, double weight);
   // The passes over kept rows.
   void sumRows(const QUVENKeptRows& rows, const QUVENEnvHandle& env);
   void sumWeightedDegrees(const QUVENKeptRows& rows, const QUVENEnvHandle& env);
   void spreadOverRows(QUVENKeptRows& rows, const QUVENEnvHandle& env);
-  void agreeOnNodes(QUVENKeptRows& rows);
+  void agreeOnNodes(QUVENKeptRows& rows, const QUVENEnvHandle& env);
+  template <class T, class IsThere>
+  void addFromOthers(Column<T>& column, const QUVENWorkerTransport& transport, IsThere isThere,
+                     const QUVENEnvHandle& env);
   void spreadWithOthers(QUVENKeptRows& rows, const QUVENEnvHandle& env);
   void addEnergiesOfOthers(const QUVENEnvHandle& env);
   void finishDiffusionPass(const QUVENEnvHandle& env);
@@ -189,8 +196,8 @@ class QUVENSNAData : public QUVENObjectOf<QUVENSNAData, QUVENSimpleAlgorithmAbst
   // Of the kept rows; another object does not go on with them.
   std::vector<std::uint64_t> calleesOfRows;  // a bit for each node that is a callee in them
   bool weightsAreShares = false;             // of the sum of their row
-  // On several ranks energies are arrays, by the nodes of rank 0, that travel beside the stream.
-  bool energiesTravelApart = false;
+  // On several ranks columns are arrays by the nodes of rank 0, which travel beside the stream.
+  bool columnsTravelApart = false;
   std::vector<double> spreading;
   std::vector<double> received;  // of a rank above 0, or of all of them on rank 0
 };

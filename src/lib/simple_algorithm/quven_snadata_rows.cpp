@@ -1,6 +1,9 @@
 // The passes of a diffusion analysis over rows in memory. They add in the order of the records, so that every sum has
 // the bits of a pass over the file.
 
+#include <algorithm>
+#include <functional>
+
 #include "simple_algorithm/quven_kept_rows.h"
 #include "simple_algorithm/quven_snadata.h"
 #include "util/quven_debug.h"
@@ -8,6 +11,14 @@
 namespace {
 
 constexpr std::size_t lookAhead = 16;
+constexpr std::size_t bitsOfWord = 64;
+
+/// In the order of the records, as a pass over them adds.
+double sumOf(std::span<const double> weights) {
+  double sum = 0;
+  for (const double weight : weights) sum += weight;
+  return sum;
+}
 
 /// Adds what every callee receives. Amounts are by node, from 1.
 template <class EnergyOf>
@@ -25,7 +36,9 @@ void spread(const QUVENKeptRows& rows, EnergyOf energyOf, double* amounts) {
 std::int64_t QUVENSNAData::updateFromKeptRows(QUVENKeptRows& rows, const QUVENEnvHandle& env) {
   if (!rows.isDecided()) {
     const bool isTraced = ivVerbosityLvl > recordTraceLevel;
-    rows.load(QUVENKeptRows::Form::PairSums, nodes, isTraced ? "records are traced" : "", QUVEN_ENV);
+    const bool isKept =
+        rows.load(QUVENKeptRows::Form::PairSums, nodes, isTraced ? "records are traced" : "", QUVEN_ENV);
+    if (isKept && !rows.getTransport().isAlone()) agreeOnNodes(rows, QUVEN_ENV);
   }
   if (!rows.isLoaded()) return -1;
   switch (getState()) {
@@ -34,8 +47,6 @@ std::int64_t QUVENSNAData::updateFromKeptRows(QUVENKeptRows& rows, const QUVENEn
       break;
     case ComputeWeightedInOutDeg:
       sumWeightedDegrees(rows, QUVEN_ENV);
-      energiesTravelApart = !rows.getTransport().isAlone();
-      if (energiesTravelApart) rowSumsTravel = 0;  // every rank has those of its rows by now
       break;
     case DiffusionIterationModel1:
       spreadOverRows(rows, QUVEN_ENV);
@@ -46,17 +57,89 @@ std::int64_t QUVENSNAData::updateFromKeptRows(QUVENKeptRows& rows, const QUVENEn
   return rows.getNumRecords();
 }
 
+/// The nodes of all ranks become those of rank 0. The ranks above it number the nodes of their rows alike, and need no
+/// index any more.
+void QUVENSNAData::agreeOnNodes(QUVENKeptRows& rows, const QUVENEnvHandle& env) {
+  const QUVENWorkerTransport& transport = rows.getTransport();
+  const auto prefetch = [this](const std::vector<std::uint64_t>& subscribers, std::size_t i) {
+    if (i + lookAhead < subscribers.size()) nodes.prefetch(subscribers[i + lookAhead]);
+  };
+  const auto listNodes = [this] {
+    std::vector<std::uint64_t> subscribers(static_cast<std::size_t>(nodes.getSize()));
+    for (std::size_t i = 0; i < subscribers.size(); ++i) subscribers[i] = nodes.getNode(static_cast<long>(i) + 1);
+    return subscribers;
+  };
+  columnsTravelApart = true;
+  rowSumsTravel = 0;  // every rank has those of its rows
+  std::vector<std::uint64_t> subscribers;
+  if (transport.isMaster()) {
+    for (int rank = 1; rank < transport.getCount(); ++rank) {
+      transport.receive(rank, subscribers);
+      for (std::size_t i = 0; i < subscribers.size(); ++i) {
+        prefetch(subscribers, i);
+        nodes.insert(subscribers[i], env);
+      }
+    }
+    subscribers = listNodes();
+  } else {
+    transport.send(0, listNodes());
+  }
+  transport.broadcast(subscribers);
+  spreading.resize(subscribers.size());
+  received.resize(subscribers.size());
+  if (transport.isMaster()) return;
+  std::vector<QUVENKeptRows::Node> numbers(static_cast<std::size_t>(nodes.getSize()) + 1);
+  for (std::size_t i = 0; i < subscribers.size(); ++i) {
+    prefetch(subscribers, i);
+    numbers[static_cast<std::size_t>(nodes.find(subscribers[i]))] = static_cast<QUVENKeptRows::Node>(i + 1);
+  }
+  rows.renumber(numbers);
+  nodes.deleteMemory(QUVEN_ENV);
+}
+
+/// Adds the columns of the other ranks to that of rank 0. Above rank 0 the column is empty then. A node for which
+/// isThere(node, value of the others) holds is in the column afterwards.
+template <class T, class IsThere>
+void QUVENSNAData::addFromOthers(Column<T>& column, const QUVENWorkerTransport& transport, IsThere isThere,
+                                 const QUVENEnvHandle& env) {
+  if (transport.isAlone()) return;
+  std::vector<T> values(spreading.size());
+  const auto nodeOf = [](std::size_t i) { return static_cast<long>(i) + 1; };
+  for (std::size_t i = 0; !transport.isMaster() && i < values.size(); ++i) values[i] = column.get(nodeOf(i));
+  transport.combineAboveMaster(values, [](T value, T other) {
+    addTo(value, other);
+    return value;
+  });
+  if (!transport.isMaster()) return column.clear();
+  for (std::size_t i = 0; i < values.size(); ++i) {
+    if (isThere(nodeOf(i), values[i])) addTo(column.at(nodeOf(i), env), values[i]);
+  }
+}
+
 void QUVENSNAData::sumRows(const QUVENKeptRows& rows, const QUVENEnvHandle& env) {
   for (std::int64_t row = 0; row < rows.getNumRows(); ++row) {
     const long caller = rows.getCaller(row);
-    double& sum = ivNum2RowSumMap.at(caller, env);
-    for (const double weight : rows.getWeights(row)) sum += weight;
+    ivNum2RowSumMap.at(caller, env) = sumOf(rows.getWeights(row));
     const std::span<const QUVENKeptRows::Node> callees = rows.getContacts(row);
     if (!callees.empty()) ivNum2OutDegreeMap.at(caller, env) = static_cast<std::int32_t>(callees.size());
     for (const QUVENKeptRows::Node callee : callees) ++ivNum2InDegreeMap.at(callee, env);
   }
   calleesOfRows.assign(ivNum2InDegreeMap.getPresence().begin(), ivNum2InDegreeMap.getPresence().end());
   weightsAreShares = false;
+
+  const QUVENWorkerTransport& transport = rows.getTransport();
+  std::vector<std::uint64_t> callers((spreading.size() + bitsOfWord - 1) / bitsOfWord);
+  const std::span<const std::uint64_t> own = ivNum2RowSumMap.getPresence();
+  std::copy_n(own.begin(), std::min(own.size(), callers.size()), callers.begin());
+  transport.combineAboveMaster(callers, std::bit_or<>());
+  const auto isCaller = [&](long node, double) {
+    const auto place = static_cast<std::size_t>(node - 1);
+    return (callers[place / bitsOfWord] >> (place % bitsOfWord) & 1) != 0;
+  };
+  const auto hasDegree = [](long, std::int32_t degree) { return degree != 0; };
+  addFromOthers(ivNum2RowSumMap, transport, isCaller, QUVEN_ENV);
+  addFromOthers(ivNum2OutDegreeMap, transport, hasDegree, QUVEN_ENV);
+  addFromOthers(ivNum2InDegreeMap, transport, hasDegree, QUVEN_ENV);
 }
 
 void QUVENSNAData::sumWeightedDegrees(const QUVENKeptRows& rows, const QUVENEnvHandle& env) {
@@ -70,44 +153,27 @@ void QUVENSNAData::sumWeightedDegrees(const QUVENKeptRows& rows, const QUVENEnvH
       addWeight(ivNum2WeightedInDegreeMap.at(callees[i], env), weights[i]);
     }
   }
+  const QUVENWorkerTransport& transport = rows.getTransport();
+  const auto calls = [this](long node, std::int32_t) { return ivNum2OutDegreeMap.has(node); };
+  const auto isCalled = [this](long node, std::int32_t) { return ivNum2InDegreeMap.has(node); };
+  addFromOthers(ivNum2WeightedOutDegreeMap, transport, calls, QUVEN_ENV);
+  addFromOthers(ivNum2WeightedInDegreeMap, transport, isCalled, QUVEN_ENV);
 }
 
 void QUVENSNAData::spreadOverRows(QUVENKeptRows& rows, const QUVENEnvHandle& env) {
   if (!weightsAreShares) {
     for (std::int64_t row = 0; row < rows.getNumRows(); ++row) {
-      const double sum = ivNum2RowSumMap.get(rows.getCaller(row));
-      for (double& weight : rows.getWeights(row)) weight /= sum;
+      const std::span<double> weights = rows.getWeights(row);
+      const double sum = sumOf(weights);
+      for (double& weight : weights) weight /= sum;
     }
     weightsAreShares = true;
-    if (energiesTravelApart) agreeOnNodes(rows);
   }
-  if (energiesTravelApart) return spreadWithOthers(rows, QUVEN_ENV);
+  if (columnsTravelApart) return spreadWithOthers(rows, QUVEN_ENV);
   ivModel1ReceivedEnergyMap.clearTo(calleesOfRows, QUVEN_ENV);
   double* const amounts = ivModel1ReceivedEnergyMap.getValues().data() - 1;  // nodes run from 1
   spread(
       rows, [this](long caller) { return ivModel1PrevFreshEnergies.get(caller); }, amounts);
-}
-
-/// Rank 0 tells its nodes. The ranks above it number those of their rows alike, and have the energies of all.
-void QUVENSNAData::agreeOnNodes(QUVENKeptRows& rows) {
-  const QUVENWorkerTransport& transport = rows.getTransport();
-  std::vector<std::uint64_t> subscribers(1, static_cast<std::uint64_t>(nodes.getSize()));
-  transport.broadcast(std::span(subscribers));
-  subscribers.resize(subscribers.front());
-  spreading.resize(subscribers.size());
-  received.resize(subscribers.size());
-  for (std::size_t i = 0; transport.isMaster() && i < subscribers.size(); ++i) {
-    subscribers[i] = nodes.getNode(static_cast<long>(i) + 1);
-  }
-  transport.broadcast(std::span(subscribers));
-  if (transport.isMaster()) return;
-  std::vector<QUVENKeptRows::Node> numbers(static_cast<std::size_t>(nodes.getSize()) + 1);
-  for (std::size_t i = 0; i < subscribers.size(); ++i) {
-    if (i + lookAhead < subscribers.size()) nodes.prefetch(subscribers[i + lookAhead]);
-    const long node = nodes.find(subscribers[i]);
-    if (node != 0) numbers[static_cast<std::size_t>(node)] = static_cast<QUVENKeptRows::Node>(i + 1);
-  }
-  rows.renumber(numbers);
 }
 
 void QUVENSNAData::spreadWithOthers(QUVENKeptRows& rows, const QUVENEnvHandle& env) {
@@ -115,7 +181,7 @@ void QUVENSNAData::spreadWithOthers(QUVENKeptRows& rows, const QUVENEnvHandle& e
   for (std::size_t i = 0; transport.isMaster() && i < spreading.size(); ++i) {
     spreading[i] = ivModel1PrevFreshEnergies.get(static_cast<long>(i) + 1);
   }
-  transport.broadcast(std::span(spreading));
+  transport.broadcast(spreading);
   const auto energyOf = [this](long caller) { return spreading[static_cast<std::size_t>(caller - 1)]; };
   if (transport.isMaster()) {
     ivModel1ReceivedEnergyMap.clearTo(calleesOfRows, QUVEN_ENV);
@@ -125,7 +191,7 @@ void QUVENSNAData::spreadWithOthers(QUVENKeptRows& rows, const QUVENEnvHandle& e
     spread(rows, energyOf, received.data() - 1);
     for (double& amount : received) amount *= ivSpreadCoefficient;
   }
-  transport.sumAboveMaster(received);
+  transport.combineAboveMaster(received, std::plus<>());
 }
 
 /// On rank 0, behind its own pass. Those who have received something are the callees of all rows.

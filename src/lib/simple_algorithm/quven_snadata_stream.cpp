@@ -31,7 +31,7 @@ void QUVENSNAData::writePrimitive(QUVENObjWriter& writer, const QUVENEnvHandle& 
       return;
     case DiffusionIterationModel1:
       writeColumn(QUVEN_KWD(ivModel1FreshEnergies), QUVEN_KWD(ivModel1FreshEnergiesSamples),
-                  energiesTravelApart ? none : ivModel1FreshEnergyMap);
+                  columnsTravelApart ? none : ivModel1FreshEnergyMap);
       return;
   }
   quvenNotImplemented(QUVEN_ENV);
