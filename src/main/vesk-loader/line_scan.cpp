@@ -60,12 +60,16 @@ LineScan::LineScan(LoaderTables& tables_, const LoaderSettings& settings_, const
       datesAreTested(usable_cutoff(settings_, scope_) != 0.0),
       fields(settings_.fieldStarts, settings_.fieldEnds),
       lineCounter(lineCounter_),
+      verbosityLevel(verbosity()),
       valueCount(values_of_record(tables_, plan)),
       values(batchSize * valueCount) {}
 
-const FieldText& LineScan::checkedField(std::int32_t index) const {
+void LineScan::requireField(std::int32_t index) const {
   if (index < 0 || static_cast<std::size_t>(index) >= fields.size()) throw exception_loader();
-  return fields[static_cast<std::size_t>(index)];
+}
+
+bool LineScan::isSample() const {
+  return verbosityLevel == traceEveryLine || (verbosityLevel > 1 && lineCounter % sampleInterval == 0);
 }
 
 void LineScan::logSampleLine(const std::string& path, const Line& line) const {
@@ -74,7 +78,7 @@ void LineScan::logSampleLine(const std::string& path, const Line& line) const {
 }
 
 void LineScan::scanLine(const std::string& path, const Line& line) {
-  sample = verbosity() == traceEveryLine || (verbosity() > 1 && lineCounter % sampleInterval == 0);
+  sample = isSample();
   if (sample) logSampleLine(path, line);
   if (firstLineLength == 0) {
     firstLineLength = line.length;
@@ -105,15 +109,18 @@ void LineScan::scanLine(const std::string& path, const Line& line) {
 bool LineScan::belongsToPartition() {
   const bool keyIsCut = plan.keyField >= 0 && static_cast<std::size_t>(plan.keyField) < fields.cutCount();
   if (!keyIsCut && fields.cutCount() < fields.size()) return scope.partition == 0;
-  const FieldText& field = checkedField(plan.keyField);
+  requireField(plan.keyField);
+  const auto field = static_cast<std::size_t>(plan.keyField);
   // The key counts here before the blank test, so it may be anything.
-  const bool isWord = fields.findWord(static_cast<std::size_t>(plan.keyField));
-  const double key = isWord ? read_double(field) : read_double_by_library(field.text());
+  FieldText word;
+  const double key = fields.findWord(field, word) ? read_double(word) : read_double_by_library(fields.text(field));
   return partitionTest.partitionOf(key) == scope.partition;
 }
 
+// The value that no operation uses is read for the trace alone, or to find that its field does not exist.
 std::int32_t LineScan::readMultiplicity() const {
   if (plan.multiplicityField < 1) return 1;  // the very first field is none
+  if (!plan.usesMultiplicity && plan.fieldsExist && !sample) return 1;
   const std::int32_t multiplicity = std::max(read_integer(checkedField(plan.multiplicityField)), 1);
   return plan.tableRun ? std::min(multiplicity, settings.cyclicTableSize) : multiplicity;
 }
@@ -155,9 +162,11 @@ void LineScan::scanPlainOperations() {
   }
   if (sample) report_log(1, format_text("--- caller ID = %g", key));
   if (plan.operations.empty()) return;
-  for (const PlannedOperation& operation : plan.operations) {
-    const FieldText& input = checkedField(operation.input);
-    if (sample) traceOperation(operation, read_double(input), multiplicity);
+  if (sample || !plan.fieldsExist) {
+    for (const PlannedOperation& operation : plan.operations) {
+      const double value = fieldValue(operation.input);
+      if (sample) traceOperation(operation, value, multiplicity);
+    }
   }
   double* const record = pendingValues();
   for (std::size_t i = 0; i < plan.valueInputs.size(); ++i) record[i] = fieldValue(plan.valueInputs[i]);

@@ -47,9 +47,14 @@ class LineScan {
     std::uint32_t row;
   };
 
-  const FieldText& checkedField(std::int32_t index) const;
+  FieldText checkedField(std::int32_t index) const {
+    if (!plan.fieldsExist) requireField(index);
+    return fields[static_cast<std::size_t>(index)];
+  }
+  void requireField(std::int32_t index) const;
   double fieldValue(std::int32_t index) const { return read_double(checkedField(index)); }
 
+  bool isSample() const;
   void logSampleLine(const std::string& path, const Line& line) const;
   bool belongsToPartition();
   std::int32_t readMultiplicity() const;
@@ -77,7 +82,8 @@ class LineScan {
   FixedFields fields;
   std::uint32_t& lineCounter;
   std::size_t firstLineLength = 0;
-  bool sample = false;  // the current line is traced
+  const std::int32_t verbosityLevel;  // the same for the whole scan
+  bool sample = false;                // the current line is traced
 
   std::array<Pending, batchSize> pending{};
   std::size_t pendingCount = 0;

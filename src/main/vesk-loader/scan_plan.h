@@ -54,6 +54,7 @@ struct ScanPlan {
   explicit ScanPlan(const LoaderSettings& settings);
 
   bool tableRun = false;
+  bool fieldsExist = false;                  ///< every field that the settings name is one of the line's
   std::vector<PlannedOperation> operations;  ///< those that this kind of run carries out, in order
   std::uint32_t sumCount = 0;                ///< sums that a row of a plain run has at least
 
@@ -61,9 +62,11 @@ struct ScanPlan {
   std::vector<std::int32_t> valueInputs;
   std::int32_t keyField;
   std::int32_t dateField;
-  std::int32_t multiplicityField;
+  std::int32_t multiplicityField;  ///< 0 is none as well
+  bool usesMultiplicity = false;   ///< an operation uses the value
 
  private:
+  bool allFieldsExist(const LoaderSettings& settings) const;
   std::uint32_t indexOfInput(std::int32_t field);
 };
 
