@@ -32,19 +32,25 @@ std::size_t values_of_record(const LoaderTables& tables, const ScanPlan& plan) {
   return plan.tableRun ? tables.keys->entryWidth() : plan.valueInputs.size();
 }
 
-// What a record adds to a sum. Throws exception_loader for an operation that has none.
-double summand(const PlannedOperation& operation, const double* record, std::int32_t multiplicity) {
-  switch (operation.row.effect) {
-    case Effect::AddValue:
-      return record[operation.value];
-    case Effect::AddMultiplicity:
-      return multiplicity;
-    case Effect::AppendEntry:
-    case Effect::AppendPayload:
-    case Effect::WeighPair:
+// Calls `use` with the condition as a test of a record's number. A condition that always holds reads no value.
+template <class Value, class Use>
+void with_condition(const Condition& condition, const Value& value, const Use& use) {
+  const double threshold = condition.threshold;
+  switch (condition.comparison) {
+    case Comparison::EQ:
+      return use([&](std::size_t i) { return value(i) == threshold; });
+    case Comparison::LE:
+      return use([&](std::size_t i) { return value(i) <= threshold; });
+    case Comparison::GE:
+      return use([&](std::size_t i) { return value(i) >= threshold; });
+    case Comparison::GT:
+      return use([&](std::size_t i) { return value(i) > threshold; });
+    case Comparison::LT:
+      return use([&](std::size_t i) { return value(i) < threshold; });
+    case Comparison::Always:
       break;
   }
-  throw exception_loader();
+  use([](std::size_t) { return true; });
 }
 
 }  // namespace
@@ -199,18 +205,21 @@ void LineScan::tracePairSum(double callee) {
 void LineScan::push(double key, std::int32_t multiplicity) {
   const std::uint64_t hash = hash_id(key);
   tables.keys->prefetchSlot(hash);
+  if (pendingCount >= slotDelay) tables.keys->prefetchRow(pending[pendingCount - slotDelay].keyHash);
   pending[pendingCount] = {key, hash, lineCounter, multiplicity, 0};
   if (++pendingCount == batchSize) applyBatch();
 }
 
 void LineScan::applyBatch() {
   const std::uint32_t linesRead = lineCounter;
-  for (std::size_t i = 0; i < pendingCount; ++i) tables.keys->prefetchRow(pending[i].keyHash);
+  for (std::size_t i = pendingCount - std::min(pendingCount, slotDelay); i < pendingCount; ++i) {
+    tables.keys->prefetchRow(pending[i].keyHash);
+  }
   // If memory ends below, the line that is named is the one whose record could not be stored.
   for (std::size_t i = 0; i < pendingCount; ++i) {
     lineCounter = pending[i].line;
     pending[i].row = tables.keys->findOrInsert(pending[i].key, pending[i].keyHash);
-    tables.keys->prefetchEntry(pending[i].row);
+    if (plan.tableRun) tables.keys->prefetchEntry(pending[i].row);
   }
   if (plan.tableRun) {
     applyTable();
@@ -232,18 +241,48 @@ void LineScan::applyTable() {
 }
 
 void LineScan::applySums() {
-  const double* record = values.data();
-  for (std::size_t i = 0; i < pendingCount; ++i, record += valueCount) {
+  if (plan.sumCount == 0) return;  // no operation has a sum: the rows stay as they are
+  std::array<double*, batchSize> rows;
+  for (std::size_t i = 0; i < pendingCount; ++i) {
     lineCounter = pending[i].line;
-    if (plan.sumCount == 0) continue;  // no operation has a sum: the row stays as it is
-    double* const sums = tables.keys->sums(pending[i].row, plan.sumCount);
-    for (const PlannedOperation& operation : plan.operations) {
-      if (operation.condition.comparison != Comparison::Always && !operation.condition.holds(record[operation.value])) {
-        continue;
-      }
-      sums[operation.output] += summand(operation, record, pending[i].multiplicity);
-    }
+    rows[i] = tables.keys->sums(pending[i].row, plan.sumCount);
   }
+  if (plan.outputsAreDistinct) {
+    for (const PlannedOperation& operation : plan.operations) addToSums(operation, rows.data(), 0, pendingCount);
+    return;
+  }
+  // Two operations add to one sum: then the order of the records decides about the rounding.
+  for (std::size_t i = 0; i < pendingCount; ++i) {
+    for (const PlannedOperation& operation : plan.operations) addToSums(operation, rows.data(), i, i + 1);
+  }
+}
+
+// Carries out one operation for some of the pending records, whose sums `rows` holds.
+void LineScan::addToSums(const PlannedOperation& operation, double* const* rows, std::size_t first, std::size_t end) {
+  const double* const inputs = values.data() + operation.value;
+  const auto value = [&](std::size_t i) { return inputs[i * valueCount]; };
+  const auto addAll = [&](const auto& summand) {
+    with_condition(operation.condition, value, [&](const auto& holds) {
+      for (std::size_t i = first; i < end; ++i) {
+        double& sum = rows[i][operation.output];
+        // Whether a condition holds cannot be foreseen, so the sum is chosen and not branched to.
+        const double old = sum;
+        const double added = old + summand(i);
+        sum = holds(i) ? added : old;
+      }
+    });
+  };
+  switch (operation.row.effect) {
+    case Effect::AddValue:
+      return addAll(value);
+    case Effect::AddMultiplicity:
+      return addAll([&](std::size_t i) -> double { return pending[i].multiplicity; });
+    case Effect::AppendEntry:
+    case Effect::AppendPayload:
+    case Effect::WeighPair:
+      break;
+  }
+  throw exception_loader();  // the operation has no sum
 }
 
 void LineScan::applyPairs() {

@@ -36,7 +36,8 @@ class LineScan {
   void finish() { applyBatch(); }
 
  private:
-  static constexpr std::size_t batchSize = 64;
+  static constexpr std::size_t batchSize = 128;
+  static constexpr std::size_t slotDelay = 16;  // records after which the slot of a key has arrived
 
   // One accepted record of a plain run, or one accepted entry of a table run.
   struct Pending {
@@ -70,6 +71,7 @@ class LineScan {
   void applyBatch();
   void applyTable();
   void applySums();
+  void addToSums(const PlannedOperation& operation, double* const* rows, std::size_t first, std::size_t end);
   void applyPairs();
 
   LoaderTables& tables;

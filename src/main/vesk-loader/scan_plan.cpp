@@ -38,6 +38,10 @@ ScanPlan::ScanPlan(const LoaderSettings& settings)
         Condition::fromSettings(settings.operationConditions[i], settings.operationThresholds[i])};
     if (addsToSum(row.effect)) {
       operation.output = static_cast<std::uint32_t>(settings.operationOutputs[i]);
+      outputsAreDistinct =
+          outputsAreDistinct && std::none_of(operations.begin(), operations.end(), [&](const auto& other) {
+            return addsToSum(other.row.effect) && other.output == operation.output;
+          });
       sumCount = std::max(sumCount, operation.output + 1);
     }
     const bool usesValue = row.needsValue || operation.condition.comparison != Comparison::Always;

@@ -58,6 +58,8 @@ struct ScanPlan {
   std::vector<PlannedOperation> operations;  ///< those that this kind of run carries out, in order
   std::uint32_t sumCount = 0;                ///< sums that a row of a plain run has at least
 
+  bool outputsAreDistinct = true;  ///< no two operations add to the same sum
+
   /// Plain run: the fields whose values the operations use, each once. A Count that always counts uses none.
   std::vector<std::int32_t> valueInputs;
   std::int32_t keyField;
