@@ -1,6 +1,7 @@
 #include "line_scan.h"
 
 #include <algorithm>
+#include <bit>
 #include <cinttypes>
 #include <cstdio>
 #include <limits>
@@ -123,6 +124,14 @@ bool LineScan::belongsToPartition() {
   return partitionTest.partitionOf(key) == scope.partition;
 }
 
+void LineScan::push(double key, std::int32_t multiplicity) {
+  const std::uint64_t hash = hash_id(key);
+  tables.keys->prefetchSlot(hash);
+  if (pendingCount >= slotDelay) tables.keys->prefetchRow(pending[pendingCount - slotDelay].keyHash);
+  pending[pendingCount] = {key, hash, lineCounter, multiplicity, 0};
+  if (++pendingCount == batchSize) applyBatch();
+}
+
 // The value that no operation uses is read for the trace alone, or to find that its field does not exist.
 std::int32_t LineScan::readMultiplicity() const {
   if (plan.multiplicityField < 1) return 1;  // the very first field is none
@@ -202,14 +211,6 @@ void LineScan::tracePairSum(double callee) {
   print_line(format_text("line %u, caller %g called %g dur %g", lineCounter, key, callee, weight));
 }
 
-void LineScan::push(double key, std::int32_t multiplicity) {
-  const std::uint64_t hash = hash_id(key);
-  tables.keys->prefetchSlot(hash);
-  if (pendingCount >= slotDelay) tables.keys->prefetchRow(pending[pendingCount - slotDelay].keyHash);
-  pending[pendingCount] = {key, hash, lineCounter, multiplicity, 0};
-  if (++pendingCount == batchSize) applyBatch();
-}
-
 void LineScan::applyBatch() {
   const std::uint32_t linesRead = lineCounter;
   for (std::size_t i = pendingCount - std::min(pendingCount, slotDelay); i < pendingCount; ++i) {
@@ -265,10 +266,10 @@ void LineScan::addToSums(const PlannedOperation& operation, double* const* rows,
     with_condition(operation.condition, value, [&](const auto& holds) {
       for (std::size_t i = first; i < end; ++i) {
         double& sum = rows[i][operation.output];
-        // Whether a condition holds cannot be foreseen, so the sum is chosen and not branched to.
-        const double old = sum;
-        const double added = old + summand(i);
-        sum = holds(i) ? added : old;
+        // Whether a condition holds cannot be foreseen, so the sum is chosen by a mask and not branched to.
+        const auto old = std::bit_cast<std::uint64_t>(sum);
+        const auto added = std::bit_cast<std::uint64_t>(sum + summand(i));
+        sum = std::bit_cast<double>(old ^ ((old ^ added) & (std::uint64_t{0} - std::uint64_t{holds(i)})));
       }
     });
   };

@@ -67,7 +67,7 @@ class LineScan {
 
   /// The values of the next pending record; it counts once push is called.
   double* pendingValues() { return values.data() + pendingCount * valueCount; }
-  void push(double key, std::int32_t multiplicity);
+  [[gnu::always_inline]] inline void push(double key, std::int32_t multiplicity);
   void applyBatch();
   void applyTable();
   void applySums();

@@ -18,8 +18,7 @@ struct SeparatorMask {
   std::uint64_t notBlanks = 0;  ///< comma or tab
 };
 
-/// 8 characters at a time in a 64-bit word. Requires: 1 to 64 characters; those up to the next multiple of 8 can be
-/// read.
+/// 8 characters at a time in a 64-bit word. Requires: 1 to 64 characters; 64 can be read.
 inline SeparatorMask separators_by_words(const char* text, std::uint32_t length) {
   constexpr std::uint64_t ones = 0x0101010101010101ULL;
   constexpr std::uint64_t low = 0x7F * ones;
@@ -43,19 +42,25 @@ inline SeparatorMask separators_by_words(const char* text, std::uint32_t length)
 
 #ifdef __SSE2__
 
-/// 16 characters at a time. Requires: 1 to 64 characters; those up to the next multiple of 16 can be read.
+/// 16 characters at a time. Requires: 1 to 64 characters; 64 can be read.
 inline SeparatorMask separators_by_vectors(const char* text, std::uint32_t length) {
   const __m128i blank = _mm_set1_epi8(' ');
   const __m128i comma = _mm_set1_epi8(',');
   const __m128i tab = _mm_set1_epi8('\t');
   SeparatorMask mask;
-  for (std::uint32_t i = 0; i < length; i += 16) {
-    const __m128i part = _mm_loadu_si128(reinterpret_cast<const __m128i*>(text + i));
+  const auto take = [&](unsigned place) {
+    const __m128i part = _mm_loadu_si128(reinterpret_cast<const __m128i*>(text + place));
     const __m128i other = _mm_or_si128(_mm_cmpeq_epi8(part, comma), _mm_cmpeq_epi8(part, tab));
-    const auto notBlanks = static_cast<std::uint32_t>(_mm_movemask_epi8(other));
-    const auto blanks = static_cast<std::uint32_t>(_mm_movemask_epi8(_mm_cmpeq_epi8(part, blank)));
-    mask.all |= static_cast<std::uint64_t>(notBlanks | blanks) << i;
-    mask.notBlanks |= static_cast<std::uint64_t>(notBlanks) << i;
+    const __m128i any = _mm_or_si128(other, _mm_cmpeq_epi8(part, blank));
+    mask.all |= std::uint64_t{static_cast<std::uint32_t>(_mm_movemask_epi8(any))} << place;
+    mask.notBlanks |= std::uint64_t{static_cast<std::uint32_t>(_mm_movemask_epi8(other))} << place;
+  };
+  // The length is the same for most calls, and the shifts are constants.
+  take(0);
+  if (length > 16) take(16);
+  if (length > 32) {
+    take(32);
+    take(48);
   }
   return mask;
 }
