@@ -187,6 +187,45 @@ TEST(KeyTable, SumsBeginAtZeroAndGrow) {
   EXPECT_EQ(read(table, row).values, (Doubles{0, 5, 0, 0}));
 }
 
+// Rows of every number of sums in tables that expect another number, replaced and extended in turn.
+TEST(KeyTable, SumsAreThoseOfALiteralTableWhateverNumberIsExpected) {
+  std::mt19937_64 random(31);
+  for (const std::uint32_t expected : {0U, 1U, 2U, 3U, 8U, 16U, 17U, 4000000U}) {
+    KeyTable table({0, false, 0, expected});
+    std::map<double, Doubles> literal;
+    for (int round = 0; round < 20000; ++round) {
+      const double key = static_cast<double>(1 + random() % 300);
+      const std::uint32_t row = table.findOrInsert(key);
+      Doubles& sums = literal[key];
+      const auto count = static_cast<std::uint32_t>(random() % 20);
+      if (random() % 10 == 0) {
+        RowColumns columns;
+        for (std::uint32_t i = 0; i < count; ++i) columns.values.push_back(static_cast<double>(random() % 1000));
+        if (random() % 4 == 0) columns.dates = {20200101};  // an irregular row
+        table.assign(row, columns);
+        sums = columns.values;
+        continue;
+      }
+      if (sums.size() < count) sums.resize(count);
+      double* const place = table.sums(row, count);
+      for (std::uint32_t i = 0; i < count; ++i) {
+        const auto summand = static_cast<double>(random() % 1000);
+        place[i] += summand;
+        sums[i] += summand;
+      }
+    }
+    ASSERT_EQ(table.size(), literal.size());
+    for (const auto& [key, sums] : literal) {
+      const std::uint32_t row = table.findOrInsert(key);
+      EXPECT_EQ(read(table, row).values, sums);
+      EXPECT_EQ(table.length(row), sums.size());
+      if (table.irregularRow(row) != nullptr) continue;
+      const auto span = table.sumsOfRow(row);
+      EXPECT_EQ(Doubles(span.begin(), span.end()), sums);
+    }
+  }
+}
+
 TEST(KeyTable, SumsOfARowThatCarriesDatesGrowToo) {
   KeyTable table({0, true, 0});
   RowColumns row;

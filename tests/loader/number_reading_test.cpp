@@ -19,15 +19,41 @@ class OneField {
       : text(std::string(64, '7') + text_ + std::string(64, '7')),
         fields({0}, {static_cast<std::int32_t>(text_.size()) - 1}) {
     fields.split_fixed_fields({text.data() + 64, text_.size()});
-    isWord = fields.findWord(0);
+    isWord = fields.findWords();
+    FieldText alone;
+    EXPECT_EQ(fields.findWord(0, alone), isWord) << '[' << text_ << ']';
   }
   bool isWord = false;
-  const FieldText& field() const { return fields[0]; }
+  FieldText field() const { return fields[0]; }
 
  private:
   std::string text;
   FixedFields fields;
 };
+
+// A token of digits with one character changed now and then, behind characters that do not belong to it.
+TEST(ReadDigits, BothFormsReadTokensOfEveryLength) {
+  std::mt19937_64 random(17);
+  for (std::size_t length = 1; length <= 16; ++length) {
+    for (int round = 0; round < 3000; ++round) {
+      std::string text(64, static_cast<char>(random()));
+      std::string token;
+      for (std::size_t i = 0; i < length; ++i) token += static_cast<char>('0' + random() % 10);
+      if (round % 3 == 0) token[random() % length] = static_cast<char>(random());
+      text += token;
+      const bool isNumber = token.find_first_not_of("0123456789") == std::string::npos;
+      const char* const end = text.data() + text.size();
+      std::uint64_t value = 0;
+      ASSERT_EQ(read_digits_by_words(end, length, value), isNumber) << '[' << token << ']';
+      EXPECT_TRUE(!isNumber || value == std::stoull(token)) << '[' << token << ']';
+#ifdef __SSE2__
+      value = 0;
+      ASSERT_EQ(read_digits_by_vectors(end, length, value), isNumber) << '[' << token << ']';
+      EXPECT_TRUE(!isNumber || value == std::stoull(token)) << '[' << token << ']';
+#endif
+    }
+  }
+}
 
 void expectLibraryValues(const std::string& text) {
   const OneField one(text);

@@ -228,6 +228,36 @@ TEST_F(RecordScan, AddsAndCountsByPosition) {
   EXPECT_FALSE(statistics().tableRun);
 }
 
+// A sum of 1e16 swallows a 1, and a sum of ones does not: another order of the additions gives another sum.
+TEST_F(RecordScan, AddsTwoFieldsToOneSumInTheOrderOfTheRecords) {
+  settings = plainSettings();
+  addOperation(settings, "Add", 1, 2);
+  addOperation(settings, "Add", 3, 2, "GT", 0);
+  std::string lines;
+  double byRecord = 0.0;
+  double byOperation = 3.0;
+  for (int i = 0; i < 3; ++i) {
+    lines += record("1", "1", "20200101", "1e16");
+    byRecord += 1.0;
+    byRecord += 1e16;
+    byOperation += 1e16;
+  }
+  scan(lines);
+  EXPECT_EQ(row(1), (Doubles{0, 0, byRecord}));
+  EXPECT_NE(byRecord, byOperation);
+}
+
+TEST_F(RecordScan, CountsWithoutAnyValue) {
+  settings = plainSettings();
+  settings.multiplicityField = 3;
+  addOperation(settings, "Count", 1, 1);
+  std::string lines;
+  for (int i = 0; i < 1000; ++i) lines += record(std::to_string(1 + i % 7), "40", "20200101", "2");
+  scan(lines);
+  EXPECT_EQ(row(1), (Doubles{0, 286}));
+  EXPECT_EQ(row(7), (Doubles{0, 284}));
+}
+
 TEST_F(RecordScan, MakesTheRowOfAPlainRunBeforeTheCondition) {
   settings = plainSettings();
   addOperation(settings, "Add", 1, 2, "GT", 1000);

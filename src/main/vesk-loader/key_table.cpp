@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <bit>
+#include <cstring>
 #include <new>
 
 #include "key_order.h"
@@ -12,6 +13,7 @@ namespace {
 
 constexpr std::size_t firstSlotBits = 10;
 constexpr std::uint32_t smallestPiece = 4;
+constexpr std::uint32_t mostSumCells = 16;  // rows of more sums are rare, and a row without sums is to stay short
 
 // The capacity and the link of a piece are kept in cells of the arena beside its entries.
 std::uint64_t capacity(const double* piece) { return std::bit_cast<std::uint64_t>(piece[0]); }
@@ -30,6 +32,8 @@ void RowColumns::clear(std::size_t payloadCount) {
 KeyTable::KeyTable(const Shape& shape_)
     : shape(shape_),
       width(1 + (shape_.dates ? 1 : 0) + shape_.payloadCount),
+      sumCells(shape_.sumCount <= mostSumCells ? std::max(shape_.sumCount, 1U) : 1),
+      rowBytes(shape_.tableSize > 0 ? sizeof(TableRow) : sizeof(Row) + sumCells * sizeof(double)),
       slots(std::size_t{1} << firstSlotBits),
       mask(slots.size() - 1),
       shift(64 - firstSlotBits) {}
@@ -45,16 +49,18 @@ std::uint32_t KeyTable::insert(double key, std::uint64_t hash, std::size_t slot)
     for (slot = hash >> shift; slots[slot].rowPlusOne != 0;) slot = (slot + 1) & mask;
   }
   if (rowCount == UINT32_MAX - 1) throw std::bad_alloc();  // row numbers are 32-bit
-  if ((rowCount & (slabRows - 1)) == 0) slabs.push_back(std::make_unique_for_overwrite<Row[]>(slabRows));
+  if ((rowCount & (slabRows - 1)) == 0) {
+    slabs.emplace_back(slabRows * rowBytes, slabs.empty() ? PageMemory::largePage : 0);
+  }
   const std::uint32_t row = rowCount++;
-  at(row) = {key, nullptr, nullptr, 0, 0};
+  at(row) = {key, 0, 0};  // what follows is zero
   slots[slot] = {row + 1, tagOf(hash)};
   return row;
 }
 
 void KeyTable::growSlots() {
-  std::vector<Slot> larger(slots.size() * 2);
-  slots.swap(larger);
+  slots.release();  // the rows hold all that the slots are made from
+  slots = PageArray<Slot>(std::size_t{mask + 1} * 2);
   mask = slots.size() - 1;
   --shift;
   for (std::uint32_t row = 0; row < rowCount; ++row) {
@@ -73,7 +79,7 @@ double* KeyTable::newPiece(std::uint32_t entryCount) {
   return piece;
 }
 
-void KeyTable::makeRoom(Row& row) {
+void KeyTable::makeRoom(TableRow& row) {
   double* piece = nullptr;
   if (row.next == nullptr) {
     piece = newPiece(std::min(smallestPiece, shape.tableSize));
@@ -97,11 +103,17 @@ double* KeyTable::extendSums(std::uint32_t row, std::uint32_t count) {
     if (values.size() < count) values.resize(count, 0.0);
     return values.data();
   }
-  double* const larger = arena.allocate(count);
-  std::copy_n(target.first, target.count, larger);
+  const double* const sums = sumsOf(target);
+  const bool sumsFollow = target.room == 0;
+  if (!sumsFollow && target.count >= count) return std::bit_cast<double*>(*cells(target));
+  double* const larger = sumsFollow && count <= sumCells ? cells(target) : arena.allocate(count);
+  if (larger != sums) std::copy_n(sums, target.count, larger);
   std::fill(larger + target.count, larger + count, 0.0);
-  target.first = target.next = larger;
   target.count = count;
+  if (larger != cells(target)) {
+    *cells(target) = std::bit_cast<double>(larger);
+    target.room = 1;
+  }
   return larger;
 }
 
@@ -142,9 +154,14 @@ void KeyTable::read(std::uint32_t row, RowColumns& columns) const {
   }
   if (shape.tableSize == 0) {
     columns.clear(0);
-    columns.values.assign(source.first, source.first + source.count);
+    const double* const sums = sumsOf(source);
+    columns.values.assign(sums, sums + source.count);
     return;
   }
+  readEntries(tableRow(row), columns);
+}
+
+void KeyTable::readEntries(const TableRow& source, RowColumns& columns) const {
   columns.clear(shape.payloadCount);
   columns.values.resize(source.count);
   if (shape.dates) columns.dates.resize(source.count);
@@ -179,7 +196,7 @@ bool KeyTable::isRegular(const RowColumns& columns) const {
 }
 
 // Whether the pieces that a row has can hold `count` entries and keep the rules of a ring.
-bool KeyTable::piecesFit(const Row& row, std::uint32_t count) const {
+bool KeyTable::piecesFit(const TableRow& row, std::uint32_t count) const {
   std::uint64_t total = 0;
   for (const double* piece = row.first; piece != nullptr; piece = link(piece + 1 + capacity(piece) * width)) {
     total += capacity(piece);
@@ -188,24 +205,24 @@ bool KeyTable::piecesFit(const Row& row, std::uint32_t count) const {
 }
 
 void KeyTable::assign(std::uint32_t row, const RowColumns& columns) {
-  Row& target = at(row);
-  if (isIrregular(target)) {
+  if (isIrregular(at(row))) {
     irregular.erase(row);
-    target.first = target.next = nullptr;
-    target.count = target.room = 0;
+    const double key = at(row).key;
+    std::memset(placeOf(row), 0, rowBytes);
+    at(row).key = key;
   }
   if (!isRegular(columns)) {
     irregular[row] = columns;
-    target.next = &irregularMark;
-    target.room = 0;
+    at(row).count = irregularCount;
+    at(row).room = shape.tableSize > 0 ? 0 : 1;  // the short way to append or to add is closed
     return;
   }
-  const auto count = static_cast<std::uint32_t>(columns.values.size());
   if (shape.tableSize == 0) {
-    target.count = 0;
-    if (count > 0) std::copy_n(columns.values.data(), count, extendSums(row, count));
+    assignSums(row, columns.values);
     return;
   }
+  TableRow& target = tableRow(row);
+  const auto count = static_cast<std::uint32_t>(columns.values.size());
   if (!piecesFit(target, count)) target.first = count > 0 ? newPiece(count) : nullptr;
   target.count = count;
   target.next = nullptr;
@@ -222,6 +239,12 @@ void KeyTable::assign(std::uint32_t row, const RowColumns& columns) {
   }
 }
 
+void KeyTable::assignSums(std::uint32_t row, const std::vector<double>& values) {
+  at(row).count = at(row).room = 0;
+  if (!values.empty())
+    std::copy(values.begin(), values.end(), extendSums(row, static_cast<std::uint32_t>(values.size())));
+}
+
 std::vector<std::uint32_t> KeyTable::rowsInOrder() const {
   std::vector<OrderedRow> order(rowCount);
   for (std::uint32_t row = 0; row < rowCount; ++row) order[row] = {ordered_bits(at(row).key), row};
@@ -235,15 +258,17 @@ void KeyTable::prefetchAhead(const std::vector<std::uint32_t>& order, std::size_
   constexpr std::size_t stages = 5;       // the row and its first four pieces: a row of up to 32 entries
   constexpr std::size_t stageLength = 4;  // rows that are made while a stage is on its way
   constexpr std::size_t lineDoubles = 8;
-  const std::size_t pieceDoubles = shape.tableSize == 0 ? 1 : (smallestPiece * width + 2) * 2;
+  const std::size_t pieceDoubles = (smallestPiece * width + 2) * 2;
   for (std::size_t stage = 0; stage < stages; ++stage) {
     const std::size_t ahead = place + (stages - stage) * stageLength;
     if (ahead >= order.size()) continue;
-    const Row& row = at(order[ahead]);
     if (stage == 0) {
-      __builtin_prefetch(&row);
+      __builtin_prefetch(placeOf(order[ahead]));
+      __builtin_prefetch(placeOf(order[ahead]) + rowBytes - 1);
       continue;
     }
+    if (shape.tableSize == 0) break;
+    const TableRow& row = tableRow(order[ahead]);
     const double* const piece = findPiece(row, stage - 1);
     if (piece == nullptr) continue;
     for (std::size_t i = 0; i < pieceDoubles; i += lineDoubles) __builtin_prefetch(piece + i);
@@ -251,15 +276,14 @@ void KeyTable::prefetchAhead(const std::vector<std::uint32_t>& order, std::size_
 }
 
 // A piece of a row by its number from 0; null if there is none. The pieces before it are read.
-const double* KeyTable::findPiece(const Row& row, std::size_t number) const {
-  if (shape.tableSize == 0) return number == 0 ? row.first : nullptr;
+const double* KeyTable::findPiece(const TableRow& row, std::size_t number) const {
   const double* piece = row.first;
   for (; number > 0 && piece != nullptr; --number) piece = link(piece + 1 + capacity(piece) * width);
   return piece;
 }
 
 std::size_t KeyTable::bytesInUse() const {
-  return slots.size() * sizeof(Slot) + slabs.size() * slabRows * sizeof(Row) + arena.bytesInUse();
+  return slots.size() * sizeof(Slot) + rowCount * rowBytes + arena.bytesInUse();
 }
 
 }  // namespace vesk_loader

@@ -3,13 +3,15 @@
 
 // The tables of one partition that are keyed by the caller: find or insert, append, sum, ordered visit.
 
+#include <bit>
 #include <cstdint>
-#include <memory>
+#include <span>
 #include <unordered_map>
 #include <vector>
 
 #include "arena.h"
 #include "number_hash.h"
+#include "page_memory.h"
 
 namespace vesk_loader {
 
@@ -30,9 +32,12 @@ struct RowColumns {
 /// Rows are numbered densely in order of first appearance; the ordered visit sorts the numbers by key.
 /// A table run (tableSize > 0) appends entries and lets the oldest fall out; a plain run adds to sums by position.
 ///
-/// Memory: 32 bytes a caller, 8 bytes a slot at 5/16 to 5/8 load, 8 bytes a value, date or payload, and 16 bytes for
-///         each piece of a row. A row doubles, from 4 entries on, and never grows beyond the table size.
-/// Cost:   find or insert: one probe of a slot and one row; append: one more place. No allocation for most entries.
+/// Memory: 8 bytes a slot at 5/16 to 5/8 load. Table run: 32 bytes a caller, 8 bytes a value, date or payload, and 16
+///         bytes for each piece of a row; a row doubles, from 4 entries on, and never grows beyond the table size.
+///         Plain run: 16 bytes a caller and 8 bytes a sum, at least one; a row with more sums than the settings name
+///         has them elsewhere.
+/// Cost:   find or insert: one probe of a slot and one row, in which a plain run has its sums; append: one more place.
+///         No allocation for most entries.
 /// Errors: std::bad_alloc when memory ends; the table is then good for nothing but its destruction.
 class KeyTable {
  public:
@@ -40,6 +45,7 @@ class KeyTable {
     std::uint32_t tableSize = 0;     ///< most entries a row; 0 in a plain or pair sum run
     bool dates = false;              ///< a date field is configured
     std::uint32_t payloadCount = 0;  ///< payload inputs
+    std::uint32_t sumCount = 0;      ///< plain run: sums that most rows have
   };
 
   explicit KeyTable(const Shape& shape);
@@ -69,9 +75,13 @@ class KeyTable {
   [[gnu::always_inline]] void prefetchSlot(std::uint64_t hash) const { __builtin_prefetch(&slots[hash >> shift]); }
   [[gnu::always_inline]] void prefetchRow(std::uint64_t hash) const {
     const Slot slot = slots[hash >> shift];
-    if (slot.rowPlusOne != 0) __builtin_prefetch(&at(slot.rowPlusOne - 1), 1);
+    if (slot.rowPlusOne == 0) return;
+    const char* const row = placeOf(slot.rowPlusOne - 1);
+    __builtin_prefetch(row, 1);
+    __builtin_prefetch(row + rowBytes - 1, 1);
   }
-  [[gnu::always_inline]] void prefetchEntry(std::uint32_t row) const { __builtin_prefetch(at(row).next, 1); }
+  /// Table run only.
+  [[gnu::always_inline]] void prefetchEntry(std::uint32_t row) const { __builtin_prefetch(tableRow(row).next, 1); }
 
   /// Doubles an entry: the value, the date if configured, the payloads.
   std::uint32_t entryWidth() const { return width; }
@@ -79,7 +89,7 @@ class KeyTable {
   /// Table run: appends an entry of entryWidth() doubles `times` times; beyond the table size the oldest falls out for
   /// each one added.
   void append(std::uint32_t row, const double* entry, std::uint32_t times) {
-    Row& target = at(row);
+    TableRow& target = tableRow(row);
     for (std::uint32_t i = 0; i < times; ++i) {
       if (target.room == 0) {
         if (isIrregular(target)) {
@@ -98,7 +108,7 @@ class KeyTable {
   /// Plain run: the row's sums, at least `count` of them; new ones are 0.0. Valid until the next call.
   double* sums(std::uint32_t row, std::uint32_t count) {
     Row& target = at(row);
-    return !isIrregular(target) && target.count >= count ? target.first : extendSums(row, count);
+    return target.room == 0 && target.count >= count ? cells(target) : extendSums(row, count);
   }
 
   /// Copies a row out, oldest entry first. The columns' memory is used again.
@@ -111,8 +121,19 @@ class KeyTable {
   /// Room in `scratch` for the longest row that view copies: view allocates nothing afterwards.
   void reserveForViews(RowColumns& scratch) const;
 
+  /// The columns of a row that the table holds as such; null for all other rows.
+  const RowColumns* irregularRow(std::uint32_t row) const {
+    return isIrregular(at(row)) ? &irregular.at(row) : nullptr;
+  }
+
+  /// Plain run: the sums of a row that is not irregular.
+  std::span<const double> sumsOfRow(std::uint32_t row) const { return {sumsOf(at(row)), at(row).count}; }
+
   /// Replaces a row. Columns of different lengths are kept as they are.
   void assign(std::uint32_t row, const RowColumns& columns);
+
+  /// Frees the memory that finds a key. Nothing is looked up or inserted afterwards.
+  void endLookups() { slots.release(); }
 
   /// The rows in ascending order of their keys.
   std::vector<std::uint32_t> rowsInOrder() const;
@@ -124,15 +145,20 @@ class KeyTable {
   std::size_t bytesInUse() const;
 
  private:
+  // Begins each row. In a table run it is a TableRow; in a plain run `sumCells` sums follow, or in their place a
+  // pointer to the sums of a row that has more.
+  struct Row {
+    double key;
+    std::uint32_t count;  // irregularCount: the row is in `irregular`
+    std::uint32_t room;   // table run: free places of the current piece; plain run: 0 if the sums follow
+  };
+
   // A piece of a row lies in the arena as [capacity in entries][entries][next piece]. While a row is shorter than
   // the table it fills its pieces from the first on; once full, its pieces are a ring and together hold exactly
   // `count` entries, the oldest at the place of the next one.
-  struct Row {
-    double key;
-    double* first;  // table run: the first piece; plain run: the sums
+  struct TableRow : Row {
+    double* first;  // the first piece
     double* next;   // place of the next entry; at the end of a piece that is the link to the next piece
-    std::uint32_t count;
-    std::uint32_t room;  // free places of the current piece; plain run: unused
   };
 
   struct Slot {
@@ -140,37 +166,53 @@ class KeyTable {
     std::uint32_t tag = 0;
   };
 
-  static constexpr std::uint32_t slabBits = 14;
+  // With rows of a multiple of 8 bytes a slab is a whole number of large pages.
+  static constexpr std::uint32_t slabBits = 18;
   static constexpr std::uint32_t slabRows = 1U << slabBits;
+  static constexpr std::uint32_t irregularCount = UINT32_MAX;
 
   static std::uint32_t tagOf(std::uint64_t hash) { return static_cast<std::uint32_t>(hash); }
 
-  Row& at(std::uint32_t row) { return slabs[row >> slabBits][row & (slabRows - 1)]; }
-  const Row& at(std::uint32_t row) const { return slabs[row >> slabBits][row & (slabRows - 1)]; }
+  char* placeOf(std::uint32_t row) const {
+    return static_cast<char*>(slabs[row >> slabBits].data()) + std::size_t{row & (slabRows - 1)} * rowBytes;
+  }
+  Row& at(std::uint32_t row) { return *reinterpret_cast<Row*>(placeOf(row)); }
+  const Row& at(std::uint32_t row) const { return *reinterpret_cast<const Row*>(placeOf(row)); }
+  TableRow& tableRow(std::uint32_t row) { return *reinterpret_cast<TableRow*>(placeOf(row)); }
+  const TableRow& tableRow(std::uint32_t row) const { return *reinterpret_cast<const TableRow*>(placeOf(row)); }
 
-  // An irregular row lives in `irregular`; its Row only says so.
-  bool isIrregular(const Row& row) const { return row.next == &irregularMark; }
+  // Plain run: what follows the row.
+  static double* cells(Row& row) { return reinterpret_cast<double*>(&row + 1); }
+  static const double* cells(const Row& row) { return reinterpret_cast<const double*>(&row + 1); }
+  static const double* sumsOf(const Row& row) {
+    return row.room == 0 ? cells(row) : std::bit_cast<const double*>(*cells(row));
+  }
+
+  static bool isIrregular(const Row& row) { return row.count == irregularCount; }
 
   std::uint32_t insert(double key, std::uint64_t hash, std::size_t slot);
   void growSlots();
-  void makeRoom(Row& row);
+  void makeRoom(TableRow& row);
+  void readEntries(const TableRow& source, RowColumns& columns) const;
   double* newPiece(std::uint32_t capacity);
   double* extendSums(std::uint32_t row, std::uint32_t count);
   void appendIrregular(std::uint32_t row, const double* entry);
+  void assignSums(std::uint32_t row, const std::vector<double>& values);
   bool isRegular(const RowColumns& columns) const;
-  const double* findPiece(const Row& row, std::size_t number) const;
-  bool piecesFit(const Row& row, std::uint32_t count) const;
+  const double* findPiece(const TableRow& row, std::size_t number) const;
+  bool piecesFit(const TableRow& row, std::uint32_t count) const;
 
   Shape shape;
   std::uint32_t width;
-  std::vector<Slot> slots;
+  std::uint32_t sumCells;  // plain run: cells of a row
+  std::size_t rowBytes;
+  PageArray<Slot> slots;
   std::size_t mask;
   unsigned shift;
   std::uint32_t rowCount = 0;
-  std::vector<std::unique_ptr<Row[]>> slabs;
+  std::vector<PageMemory> slabs;
   Arena arena;
   std::unordered_map<std::uint32_t, RowColumns> irregular;
-  mutable double irregularMark = 0.0;  // only its address is used
 };
 
 }  // namespace vesk_loader

@@ -26,7 +26,7 @@ class LineReader {
 
   /// Characters that a line must stay below.
   static constexpr std::size_t lineLimit = 10000;
-  static constexpr std::size_t blockSize = std::size_t{1} << 20;
+  static constexpr std::size_t blockSize = std::size_t{1} << 18;
   static constexpr std::size_t margin = 64;
 
   /// Blocks of another size than blockSize are for tests; at least 1.

@@ -1,6 +1,7 @@
 #include "line_scan.h"
 
 #include <algorithm>
+#include <bit>
 #include <cinttypes>
 #include <cstdio>
 #include <limits>
@@ -32,19 +33,25 @@ std::size_t values_of_record(const LoaderTables& tables, const ScanPlan& plan) {
   return plan.tableRun ? tables.keys->entryWidth() : plan.valueInputs.size();
 }
 
-// What a record adds to a sum. Throws exception_loader for an operation that has none.
-double summand(const PlannedOperation& operation, const double* record, std::int32_t multiplicity) {
-  switch (operation.row.effect) {
-    case Effect::AddValue:
-      return record[operation.value];
-    case Effect::AddMultiplicity:
-      return multiplicity;
-    case Effect::AppendEntry:
-    case Effect::AppendPayload:
-    case Effect::WeighPair:
+// Calls `use` with the condition as a test of a record's number. A condition that always holds reads no value.
+template <class Value, class Use>
+void with_condition(const Condition& condition, const Value& value, const Use& use) {
+  const double threshold = condition.threshold;
+  switch (condition.comparison) {
+    case Comparison::EQ:
+      return use([&](std::size_t i) { return value(i) == threshold; });
+    case Comparison::LE:
+      return use([&](std::size_t i) { return value(i) <= threshold; });
+    case Comparison::GE:
+      return use([&](std::size_t i) { return value(i) >= threshold; });
+    case Comparison::GT:
+      return use([&](std::size_t i) { return value(i) > threshold; });
+    case Comparison::LT:
+      return use([&](std::size_t i) { return value(i) < threshold; });
+    case Comparison::Always:
       break;
   }
-  throw exception_loader();
+  use([](std::size_t) { return true; });
 }
 
 }  // namespace
@@ -60,12 +67,16 @@ LineScan::LineScan(LoaderTables& tables_, const LoaderSettings& settings_, const
       datesAreTested(usable_cutoff(settings_, scope_) != 0.0),
       fields(settings_.fieldStarts, settings_.fieldEnds),
       lineCounter(lineCounter_),
+      verbosityLevel(verbosity()),
       valueCount(values_of_record(tables_, plan)),
       values(batchSize * valueCount) {}
 
-const FieldText& LineScan::checkedField(std::int32_t index) const {
+void LineScan::requireField(std::int32_t index) const {
   if (index < 0 || static_cast<std::size_t>(index) >= fields.size()) throw exception_loader();
-  return fields[static_cast<std::size_t>(index)];
+}
+
+bool LineScan::isSample() const {
+  return verbosityLevel == traceEveryLine || (verbosityLevel > 1 && lineCounter % sampleInterval == 0);
 }
 
 void LineScan::logSampleLine(const std::string& path, const Line& line) const {
@@ -74,7 +85,7 @@ void LineScan::logSampleLine(const std::string& path, const Line& line) const {
 }
 
 void LineScan::scanLine(const std::string& path, const Line& line) {
-  sample = verbosity() == traceEveryLine || (verbosity() > 1 && lineCounter % sampleInterval == 0);
+  sample = isSample();
   if (sample) logSampleLine(path, line);
   if (firstLineLength == 0) {
     firstLineLength = line.length;
@@ -105,15 +116,26 @@ void LineScan::scanLine(const std::string& path, const Line& line) {
 bool LineScan::belongsToPartition() {
   const bool keyIsCut = plan.keyField >= 0 && static_cast<std::size_t>(plan.keyField) < fields.cutCount();
   if (!keyIsCut && fields.cutCount() < fields.size()) return scope.partition == 0;
-  const FieldText& field = checkedField(plan.keyField);
+  requireField(plan.keyField);
+  const auto field = static_cast<std::size_t>(plan.keyField);
   // The key counts here before the blank test, so it may be anything.
-  const bool isWord = fields.findWord(static_cast<std::size_t>(plan.keyField));
-  const double key = isWord ? read_double(field) : read_double_by_library(field.text());
+  FieldText word;
+  const double key = fields.findWord(field, word) ? read_double(word) : read_double_by_library(fields.text(field));
   return partitionTest.partitionOf(key) == scope.partition;
 }
 
+void LineScan::push(double key, std::int32_t multiplicity) {
+  const std::uint64_t hash = hash_id(key);
+  tables.keys->prefetchSlot(hash);
+  if (pendingCount >= slotDelay) tables.keys->prefetchRow(pending[pendingCount - slotDelay].keyHash);
+  pending[pendingCount] = {key, hash, lineCounter, multiplicity, 0};
+  if (++pendingCount == batchSize) applyBatch();
+}
+
+// The value that no operation uses is read for the trace alone, or to find that its field does not exist.
 std::int32_t LineScan::readMultiplicity() const {
   if (plan.multiplicityField < 1) return 1;  // the very first field is none
+  if (!plan.usesMultiplicity && plan.fieldsExist && !sample) return 1;
   const std::int32_t multiplicity = std::max(read_integer(checkedField(plan.multiplicityField)), 1);
   return plan.tableRun ? std::min(multiplicity, settings.cyclicTableSize) : multiplicity;
 }
@@ -155,9 +177,11 @@ void LineScan::scanPlainOperations() {
   }
   if (sample) report_log(1, format_text("--- caller ID = %g", key));
   if (plan.operations.empty()) return;
-  for (const PlannedOperation& operation : plan.operations) {
-    const FieldText& input = checkedField(operation.input);
-    if (sample) traceOperation(operation, read_double(input), multiplicity);
+  if (sample || !plan.fieldsExist) {
+    for (const PlannedOperation& operation : plan.operations) {
+      const double value = fieldValue(operation.input);
+      if (sample) traceOperation(operation, value, multiplicity);
+    }
   }
   double* const record = pendingValues();
   for (std::size_t i = 0; i < plan.valueInputs.size(); ++i) record[i] = fieldValue(plan.valueInputs[i]);
@@ -187,21 +211,16 @@ void LineScan::tracePairSum(double callee) {
   print_line(format_text("line %u, caller %g called %g dur %g", lineCounter, key, callee, weight));
 }
 
-void LineScan::push(double key, std::int32_t multiplicity) {
-  const std::uint64_t hash = hash_id(key);
-  tables.keys->prefetchSlot(hash);
-  pending[pendingCount] = {key, hash, lineCounter, multiplicity, 0};
-  if (++pendingCount == batchSize) applyBatch();
-}
-
 void LineScan::applyBatch() {
   const std::uint32_t linesRead = lineCounter;
-  for (std::size_t i = 0; i < pendingCount; ++i) tables.keys->prefetchRow(pending[i].keyHash);
+  for (std::size_t i = pendingCount - std::min(pendingCount, slotDelay); i < pendingCount; ++i) {
+    tables.keys->prefetchRow(pending[i].keyHash);
+  }
   // If memory ends below, the line that is named is the one whose record could not be stored.
   for (std::size_t i = 0; i < pendingCount; ++i) {
     lineCounter = pending[i].line;
     pending[i].row = tables.keys->findOrInsert(pending[i].key, pending[i].keyHash);
-    tables.keys->prefetchEntry(pending[i].row);
+    if (plan.tableRun) tables.keys->prefetchEntry(pending[i].row);
   }
   if (plan.tableRun) {
     applyTable();
@@ -223,18 +242,48 @@ void LineScan::applyTable() {
 }
 
 void LineScan::applySums() {
-  const double* record = values.data();
-  for (std::size_t i = 0; i < pendingCount; ++i, record += valueCount) {
+  if (plan.sumCount == 0) return;  // no operation has a sum: the rows stay as they are
+  std::array<double*, batchSize> rows;
+  for (std::size_t i = 0; i < pendingCount; ++i) {
     lineCounter = pending[i].line;
-    if (plan.sumCount == 0) continue;  // no operation has a sum: the row stays as it is
-    double* const sums = tables.keys->sums(pending[i].row, plan.sumCount);
-    for (const PlannedOperation& operation : plan.operations) {
-      if (operation.condition.comparison != Comparison::Always && !operation.condition.holds(record[operation.value])) {
-        continue;
-      }
-      sums[operation.output] += summand(operation, record, pending[i].multiplicity);
-    }
+    rows[i] = tables.keys->sums(pending[i].row, plan.sumCount);
   }
+  if (plan.outputsAreDistinct) {
+    for (const PlannedOperation& operation : plan.operations) addToSums(operation, rows.data(), 0, pendingCount);
+    return;
+  }
+  // Two operations add to one sum: then the order of the records decides about the rounding.
+  for (std::size_t i = 0; i < pendingCount; ++i) {
+    for (const PlannedOperation& operation : plan.operations) addToSums(operation, rows.data(), i, i + 1);
+  }
+}
+
+// Carries out one operation for some of the pending records, whose sums `rows` holds.
+void LineScan::addToSums(const PlannedOperation& operation, double* const* rows, std::size_t first, std::size_t end) {
+  const double* const inputs = values.data() + operation.value;
+  const auto value = [&](std::size_t i) { return inputs[i * valueCount]; };
+  const auto addAll = [&](const auto& summand) {
+    with_condition(operation.condition, value, [&](const auto& holds) {
+      for (std::size_t i = first; i < end; ++i) {
+        double& sum = rows[i][operation.output];
+        // Whether a condition holds cannot be foreseen, so the sum is chosen by a mask and not branched to.
+        const auto old = std::bit_cast<std::uint64_t>(sum);
+        const auto added = std::bit_cast<std::uint64_t>(sum + summand(i));
+        sum = std::bit_cast<double>(old ^ ((old ^ added) & (std::uint64_t{0} - std::uint64_t{holds(i)})));
+      }
+    });
+  };
+  switch (operation.row.effect) {
+    case Effect::AddValue:
+      return addAll(value);
+    case Effect::AddMultiplicity:
+      return addAll([&](std::size_t i) -> double { return pending[i].multiplicity; });
+    case Effect::AppendEntry:
+    case Effect::AppendPayload:
+    case Effect::WeighPair:
+      break;
+  }
+  throw exception_loader();  // the operation has no sum
 }
 
 void LineScan::applyPairs() {

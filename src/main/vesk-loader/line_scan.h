@@ -36,7 +36,8 @@ class LineScan {
   void finish() { applyBatch(); }
 
  private:
-  static constexpr std::size_t batchSize = 64;
+  static constexpr std::size_t batchSize = 128;
+  static constexpr std::size_t slotDelay = 16;  // records after which the slot of a key has arrived
 
   // One accepted record of a plain run, or one accepted entry of a table run.
   struct Pending {
@@ -47,9 +48,14 @@ class LineScan {
     std::uint32_t row;
   };
 
-  const FieldText& checkedField(std::int32_t index) const;
+  FieldText checkedField(std::int32_t index) const {
+    if (!plan.fieldsExist) requireField(index);
+    return fields[static_cast<std::size_t>(index)];
+  }
+  void requireField(std::int32_t index) const;
   double fieldValue(std::int32_t index) const { return read_double(checkedField(index)); }
 
+  bool isSample() const;
   void logSampleLine(const std::string& path, const Line& line) const;
   bool belongsToPartition();
   std::int32_t readMultiplicity() const;
@@ -61,10 +67,11 @@ class LineScan {
 
   /// The values of the next pending record; it counts once push is called.
   double* pendingValues() { return values.data() + pendingCount * valueCount; }
-  void push(double key, std::int32_t multiplicity);
+  [[gnu::always_inline]] inline void push(double key, std::int32_t multiplicity);
   void applyBatch();
   void applyTable();
   void applySums();
+  void addToSums(const PlannedOperation& operation, double* const* rows, std::size_t first, std::size_t end);
   void applyPairs();
 
   LoaderTables& tables;
@@ -77,7 +84,8 @@ class LineScan {
   FixedFields fields;
   std::uint32_t& lineCounter;
   std::size_t firstLineLength = 0;
-  bool sample = false;  // the current line is traced
+  const std::int32_t verbosityLevel;  // the same for the whole scan
+  bool sample = false;                // the current line is traced
 
   std::array<Pending, batchSize> pending{};
   std::size_t pendingCount = 0;

@@ -1,5 +1,7 @@
 #include "loader_tables.h"
 
+#include "scan_plan.h"
+
 namespace vesk_loader {
 
 LoaderTables LoaderTables::create(const LoaderSettings& settings) {
@@ -9,6 +11,7 @@ LoaderTables LoaderTables::create(const LoaderSettings& settings) {
   shape.tableSize = settings.cyclicTableSize > 0 ? static_cast<std::uint32_t>(settings.cyclicTableSize) : 0;
   shape.dates = settings.dateField != -1;
   shape.payloadCount = static_cast<std::uint32_t>(settings.payloadInputs.size());
+  shape.sumCount = ScanPlan(settings).sumCount;
   tables.keys = std::make_unique<KeyTable>(shape);
   if (settings.pairSumFlag != 0) tables.pairs = std::make_unique<PairSumTable>();
   return tables;

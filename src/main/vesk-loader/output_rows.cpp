@@ -13,17 +13,18 @@ namespace {
 constexpr std::size_t readAhead = 8;         // rows whose memory is fetched before they are made
 constexpr std::size_t insertionLength = 32;  // rows up to this length are sorted in place
 
-void insertion_sort(std::vector<double>& row, std::vector<std::uint32_t>& permutation) {
+bool has_nan(const std::vector<double>& row) {
+  return std::any_of(row.begin(), row.end(), [](double value) { return value != value; });
+}
+
+// Sorts a short row in place; the permutation, if there is one, is changed along with it.
+void insertion_sort(std::vector<double>& row, std::uint32_t* permutation) {
   for (std::size_t i = 1; i < row.size(); ++i) {
     const double value = row[i];
-    const std::uint32_t place = permutation[i];
     std::size_t j = i;
-    for (; j > 0 && row[j - 1] > value; --j) {
-      row[j] = row[j - 1];
-      permutation[j] = permutation[j - 1];
-    }
+    for (; j > 0 && row[j - 1] > value; --j) row[j] = row[j - 1];
     row[j] = value;
-    permutation[j] = place;
+    if (permutation != nullptr) std::rotate(permutation + j, permutation + i, permutation + i + 1);
   }
 }
 
@@ -52,10 +53,10 @@ void sort(std::vector<double>& row, std::vector<std::uint32_t>& permutation) {
   try {
     permutation.resize(row.size());
     std::iota(permutation.begin(), permutation.end(), 0U);
-    if (std::any_of(row.begin(), row.end(), [](double value) { return value != value; })) {
+    if (has_nan(row)) {
       bubble_sort(row, permutation);
     } else if (row.size() <= insertionLength) {
-      insertion_sort(row, permutation);
+      insertion_sort(row, permutation.data());
     } else {
       merge_sort(row, permutation);
     }
@@ -68,6 +69,7 @@ void sort(std::vector<double>& row, std::vector<std::uint32_t>& permutation) {
 
 OutputRows::OutputRows(LoaderTables& tables_, bool sortTables_) : tables(tables_), sortTables(sortTables_) {
   if (tables.pairs != nullptr) tables.pairs->order(tables.keys->size());
+  tables.keys->endLookups();
   rows = tables.keys->rowsInOrder();
 }
 
@@ -97,7 +99,11 @@ OutputRows::Result OutputRows::makeTableRow(std::uint32_t number, OutputRow& row
   tables.keys->read(number, columns);
   if (columns.values.empty()) return Result::Skipped;
   if (sortTables) {
-    sort(columns.values, permutation);
+    if (columns.payloads.empty() && columns.values.size() <= insertionLength && !has_nan(columns.values)) {
+      insertion_sort(columns.values, nullptr);  // nothing follows the permutation
+    } else {
+      sort(columns.values, permutation);
+    }
     for (auto& payload : columns.payloads) {
       if (payload.size() != permutation.size()) return Result::ReorderFailed;
       column.resize(payload.size());
@@ -112,10 +118,13 @@ OutputRows::Result OutputRows::makeTableRow(std::uint32_t number, OutputRow& row
 
 // Position 0, which Output 1 addresses, goes to the process file but never to the output. On purpose.
 OutputRows::Result OutputRows::makePlainRow(std::uint32_t number, OutputRow& row) {
-  tables.keys->read(number, columns);
-  row.values = columns.values;
+  if (const RowColumns* const irregular = tables.keys->irregularRow(number)) {
+    row.values = irregular->values;
+    row.payloads = irregular->payloads;
+  } else {
+    row.values = tables.keys->sumsOfRow(number);
+  }
   if (!row.values.empty()) row.values = row.values.subspan(1);
-  row.payloads = columns.payloads;
   return Result::Row;
 }
 

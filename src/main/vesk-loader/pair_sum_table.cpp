@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <numeric>
+#include <utility>
 
 namespace vesk_loader {
 
@@ -25,8 +26,7 @@ double& PairSumTable::insert(std::uint32_t row, double callee, std::uint64_t has
 }
 
 void PairSumTable::grow() {
-  std::vector<Slot> smaller(slots.size() * 2);
-  slots.swap(smaller);
+  const PageArray<Slot> smaller = std::exchange(slots, PageArray<Slot>(slots.size() * 2));
   mask = slots.size() - 1;
   --shift;
   // Slots follow the top bits of the hash, so the old slots are taken over almost in order of the new ones.
@@ -56,7 +56,7 @@ void PairSumTable::order(std::uint32_t rowCount) {
   for (const Slot& slot : slots) {
     if (slot.rowPlusOne != 0) ordered[places[slot.rowPlusOne - 1]++] = {slot.callee, slot.weight};
   }
-  std::vector<Slot>().swap(slots);
+  slots.release();
   const auto ascending = [](const CalleeWeight& a, const CalleeWeight& b) {
     return ordered_bits(a.callee) < ordered_bits(b.callee);
   };

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "number_hash.h"
+#include "page_memory.h"
 
 namespace vesk_loader {
 
@@ -71,7 +72,7 @@ class PairSumTable {
   double& insert(std::uint32_t row, double callee, std::uint64_t hash, std::size_t slot);
   void grow();
 
-  std::vector<Slot> slots;
+  PageArray<Slot> slots;
   std::size_t mask;
   unsigned shift;
   std::size_t pairCount = 0;

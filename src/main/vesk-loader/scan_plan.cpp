@@ -38,12 +38,30 @@ ScanPlan::ScanPlan(const LoaderSettings& settings)
         Condition::fromSettings(settings.operationConditions[i], settings.operationThresholds[i])};
     if (addsToSum(row.effect)) {
       operation.output = static_cast<std::uint32_t>(settings.operationOutputs[i]);
+      outputsAreDistinct =
+          outputsAreDistinct && std::none_of(operations.begin(), operations.end(), [&](const auto& other) {
+            return addsToSum(other.row.effect) && other.output == operation.output;
+          });
       sumCount = std::max(sumCount, operation.output + 1);
     }
     const bool usesValue = row.needsValue || operation.condition.comparison != Comparison::Always;
     if (!tableRun && usesValue) operation.value = indexOfInput(operation.input);
+    usesMultiplicity = usesMultiplicity || (multiplicityField >= 1 && row.effect != Effect::AddValue);
     operations.push_back(operation);
   }
+  fieldsExist = allFieldsExist(settings);
+}
+
+bool ScanPlan::allFieldsExist(const LoaderSettings& settings) const {
+  const auto exists = [&settings](std::int32_t field) {
+    return field >= 0 && static_cast<std::size_t>(field) < settings.fieldStarts.size();
+  };
+  const std::vector<std::int32_t>& payloads = settings.payloadInputs;
+  return exists(keyField) && (dateField == -1 || exists(dateField)) &&
+         (multiplicityField < 1 || exists(multiplicityField)) &&
+         std::all_of(operations.begin(), operations.end(),
+                     [&](const auto& planned) { return exists(planned.input); }) &&
+         std::all_of(payloads.begin(), payloads.end(), exists);
 }
 
 std::uint32_t ScanPlan::indexOfInput(std::int32_t field) {

@@ -54,16 +54,21 @@ struct ScanPlan {
   explicit ScanPlan(const LoaderSettings& settings);
 
   bool tableRun = false;
+  bool fieldsExist = false;                  ///< every field that the settings name is one of the line's
   std::vector<PlannedOperation> operations;  ///< those that this kind of run carries out, in order
   std::uint32_t sumCount = 0;                ///< sums that a row of a plain run has at least
+
+  bool outputsAreDistinct = true;  ///< no two operations add to the same sum
 
   /// Plain run: the fields whose values the operations use, each once. A Count that always counts uses none.
   std::vector<std::int32_t> valueInputs;
   std::int32_t keyField;
   std::int32_t dateField;
-  std::int32_t multiplicityField;
+  std::int32_t multiplicityField;  ///< 0 is none as well
+  bool usesMultiplicity = false;   ///< an operation uses the value
 
  private:
+  bool allFieldsExist(const LoaderSettings& settings) const;
   std::uint32_t indexOfInput(std::int32_t field);
 };
 
