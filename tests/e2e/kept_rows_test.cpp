@@ -177,6 +177,16 @@ TEST_F(KeptRows, Diffusion) {
   }
 }
 
+TEST_F(KeptRows, AHundredPassesOnFourRanks) {
+  writeFile("diffusion.xml",
+            "<AnalysisParams>\n<Seed>seeds</Seed>\n<OutputFileName>energy.csv</OutputFileName>\n"
+            "<EndConditionValue>1e-300</EndConditionValue>\n<MaxNumIterations>98</MaxNumIterations>\n"
+            "</AnalysisParams>\n");
+  writeNumbers("calls.bin", pairSums(network(12, Lists::Ascending)));
+  expectSame("diffusion", 4);
+  EXPECT_THAT(result.out, HasSubstr("Diffusion Model 1, Iteration 98 diffVal = "));
+}
+
 TEST_F(KeptRows, ATableThatIsNotRegularIsReadInEachPass) {
   const std::vector<double> good = tableRows(
       {{1, {2, 3, 4}}, {2, {1, 3, 4}}, {3, {1, 2, 4}}, {4, {1, 2, 3}}, {11, {12, 13}}, {12, {11, 13}}, {13, {11}}});

@@ -17,10 +17,9 @@ class QUVENBinaryInputDataset;
 /// one array of these numbers.
 ///
 /// Only regular rows are kept: a header, entries and a footer of one caller, no caller twice, all subscribers positive
-/// integers below 2^53; in a table the positions run 1, 2, 3 ... and contacts are positive; in a pair sum the weights
-/// of a caller are finite and have a finite sum other than 0. Whatever else a dataset holds, passes over the file
-/// report or treat in their own way. Shapes:     rows run from 0, in the order of the file. Node numbers are those of a
-/// QUVENNodeIndex, from 1; after
+/// integers below 2^53. In a table the positions run 1, 2, 3 and so on. In a pair sum the weights of a caller are
+/// finite, and so is their sum, which is not 0. Passes over the file deal with all other rows.
+/// Shapes:     rows run from 0, in the order of the file. Nodes are the indices of a QUVENNodeIndex, from 1; after
 ///             orderNodes they ascend with the subscribers.
 /// Memory:     4 bytes a contact, 8 a weight, 12 a row, beside the index of the nodes.
 /// Collective: load.
