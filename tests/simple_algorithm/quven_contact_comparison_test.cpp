@@ -120,7 +120,8 @@ class QUVENContactComparisonTest : public KeptRowsTest {
     ASSERT_EQ(comparison.getOwnRows().size(), all.size());
     const auto pairs = pairsOf(all);
     std::int64_t numAdded = 0;
-    const Bins bins = binsOf(numBins, [&](auto& histogram) { numAdded = comparison.addOwnPairs(histogram, QUVEN_ENV); });
+    const Bins bins =
+        binsOf(numBins, [&](auto& histogram) { numAdded = comparison.addOwnPairs(histogram, QUVEN_ENV); });
     EXPECT_EQ(numAdded, static_cast<std::int64_t>(pairs.size()));
     EXPECT_EQ(bins, binsOf(numBins, [&](auto& histogram) {
                 for (const auto& [row, candidate] : pairs) {
@@ -184,7 +185,8 @@ TEST_F(QUVENContactComparisonTest, CountsAllShortLists) {
 TEST_F(QUVENContactComparisonTest, CountsRowsOfAllRatiosOfLengths) {
   std::mt19937_64 random(8);
   for (const std::size_t shorter : {1UL, 2UL, 5UL}) {
-    for (const std::size_t longer : {7 * shorter, 8 * shorter - 1, 8 * shorter, 8 * shorter + 1, 9 * shorter, 30 * shorter}) {
+    for (const std::size_t longer :
+         {7 * shorter, 8 * shorter - 1, 8 * shorter, 8 * shorter + 1, 9 * shorter, 30 * shorter}) {
       for (int round = 0; round < 12; ++round) {
         Rows all{{1, {}}, {2, {}}};
         const std::uint64_t range = round % 2 == 0 ? 2 * longer : longer + 3;
@@ -253,7 +255,8 @@ TEST_F(QUVENContactComparisonTest, AKernelHasTheSameValuesAsFromItsRecords) {
       EXPECT_TRUE(fromRows->isFinished());
       EXPECT_EQ(run.out, said);
       EXPECT_EQ(fromRows->getSparsityThreshold(), fromRecords->getSparsityThreshold());
-      EXPECT_EQ(numbersOf(*fromRows, "ivKernelHistogramLocations"), numbersOf(*fromRecords, "ivKernelHistogramLocations"));
+      EXPECT_EQ(numbersOf(*fromRows, "ivKernelHistogramLocations"),
+                numbersOf(*fromRecords, "ivKernelHistogramLocations"));
       EXPECT_EQ(numbersOf(*fromRows, "ivKernelHistogramCounts"), numbersOf(*fromRecords, "ivKernelHistogramCounts"));
       EXPECT_EQ(keptBy(*fromRows), keptBy(*fromRecords));
       EXPECT_FALSE(keptBy(*fromRows).empty());
@@ -267,7 +270,8 @@ TEST_F(QUVENContactComparisonTest, AKernelHasTheSameValuesAsFromItsRecords) {
 /// A kernel that cannot compare kept rows reads none.
 TEST_F(QUVENContactComparisonTest, OtherKernelsAreShownTheirRecords) {
   write(recordsOf(Form::Table, {{1, {{2}}}, {2, {{1}}}}));
-  for (const Keys& keys : {Keys{{"FilterSimilarities", "0"}}, Keys{{"EmptyMarker", "1"}}, Keys{{"KernelVerbosity", "6"}}}) {
+  for (const Keys& keys :
+       {Keys{{"FilterSimilarities", "0"}}, Keys{{"EmptyMarker", "1"}}, Keys{{"KernelVerbosity", "6"}}}) {
     rows = std::make_unique<QUVENKeptRows>(dataset, *transport, NoLimit);
     Data data = open(keys);
     run = capturedRun([&] {
