@@ -81,11 +81,7 @@ TEST_F(QUVENWorkerTransportTest, TheTreeIsThatOfTheRanksAbove0) {
     int sentTo;
   };
   const std::vector<std::vector<Place>> places = {
-      {},
-      {{{}, 0}},
-      {{{2}, 0}, {{}, 1}},
-      {{{2, 3}, 0}, {{}, 1}, {{}, 1}},
-      {{{2, 3}, 0}, {{}, 1}, {{4}, 1}, {{}, 3}},
+      {}, {{{}, 0}}, {{{2}, 0}, {{}, 1}}, {{{2, 3}, 0}, {{}, 1}, {{}, 1}}, {{{2, 3}, 0}, {{}, 1}, {{4}, 1}, {{}, 3}},
   };
   if (isRank0() || static_cast<std::size_t>(count) > places.size()) return;
   const Place& expected = places[static_cast<std::size_t>(count - 1)][static_cast<std::size_t>(rank - 1)];
