@@ -12,13 +12,12 @@
 #include "control/quven_binaryindataset.h"
 #include "kernel/quven_data_point.h"
 #include "kernel/quven_num_field.h"
-#include "kernel_tools_fixture.h"
+#include "kernel_data_fixture.h"
 #include "simple_algorithm/quven_kept_rows.h"
 #include "support/mpi_run.h"
-#include "support/temporary_folder.h"
 #include "util/quven_env_aux.h"
 
-class KeptRowsTest : public KernelToolsTest {
+class KeptRowsTest : public KernelDataTest {
  protected:
   using Form = QUVENKeptRows::Form;
   static constexpr std::int64_t NoLimit = std::int64_t{1} << 40;
@@ -52,7 +51,7 @@ class KeptRowsTest : public KernelToolsTest {
     close();
     environment.getAux().deleteMemory(QUVEN_ENV);
     MPI_Barrier(MPI_COMM_WORLD);
-    KernelToolsTest::TearDown();
+    KernelDataTest::TearDown();
   }
   void close() {
     nodes.deleteMemory(QUVEN_ENV);
@@ -130,6 +129,7 @@ class KeptRowsTest : public KernelToolsTest {
     }
     return own;
   }
+  using KernelDataTest::keptBy;
   /// The rows in memory, by a function that gives the subscriber of a node.
   template <class SubscriberOf>
   Rows keptBy(Form form, SubscriberOf subscriberOf) const {
@@ -161,7 +161,6 @@ class KeptRowsTest : public KernelToolsTest {
   }
   static std::string rowsLog(const std::string& text) { return log(1, "Rows: " + text); }
 
-  TemporaryFolder folder;
   std::string path;
   std::unique_ptr<QUVENWorkerTransport> transport;
   QUVENBinaryInputDataset dataset;

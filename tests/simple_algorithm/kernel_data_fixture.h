@@ -82,7 +82,7 @@ class KernelDataTest : public KernelToolsTest {
   using Lines = std::vector<literal::Line>;
 
   void TearDown() override {
-    row.deleteMemory(QUVEN_ENV);
+    shownRow.deleteMemory(QUVEN_ENV);
     target.deleteMemory(QUVEN_ENV);
     KernelToolsTest::TearDown();
   }
@@ -111,15 +111,15 @@ class KernelDataTest : public KernelToolsTest {
   }
 
   void record(QUVENKernelData& data, const literal::Line& line) {
-    fill(row, {literal::seen(line.x1), literal::seen(line.x2)});
-    data.update(row, target, quvenSampleNumber(line.caller), QUVEN_ENV);
+    fill(shownRow, {literal::seen(line.x1), literal::seen(line.x2)});
+    data.update(shownRow, target, quvenSampleNumber(line.caller), QUVEN_ENV);
   }
   void records(QUVENKernelData& data, const Lines& lines) {
     for (const literal::Line& line : lines) record(data, line);
   }
   void dense(QUVENKernelData& data, std::uint64_t sample, const std::vector<double>& values) {
-    fill(row, values);
-    data.update(row, target, sample, QUVEN_ENV);
+    fill(shownRow, values);
+    data.update(shownRow, target, sample, QUVEN_ENV);
   }
 
   /// One pass on a single worker.
@@ -202,7 +202,7 @@ class KernelDataTest : public KernelToolsTest {
   }
 
   TemporaryFolder folder;
-  Vector row;
+  Vector shownRow;
   Vector target;
 
  private:

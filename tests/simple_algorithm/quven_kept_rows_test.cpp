@@ -28,8 +28,8 @@ class QUVENKeptRowsTest : public KeptRowsTest {
       Row& row = result.emplace_back(Row{caller, {}});
       for (std::size_t i = random() % (longest + 1); i > 0; --i) {
         const std::uint64_t big = (std::uint64_t{1} << 53) - 1 - random() % 5;
-        row.entries.push_back({random() % 10 == 0 ? big : 1 + random() % (8 * numRows),
-                               static_cast<double>(1 + random() % 1000) / 8});
+        row.entries.push_back(
+            {random() % 10 == 0 ? big : 1 + random() % (8 * numRows), static_cast<double>(1 + random() % 1000) / 8});
       }
     }
     return result;
@@ -179,7 +179,8 @@ TEST_F(QUVENKeptRowsTest, WhatEveryRowHas) {
     // Without the header, without the footer, and cut by the end.
     for (const std::size_t missing : {0, 4}) {
       std::vector<double> records = fourRows(form);
-      records.erase(records.begin() + static_cast<long>(3 * missing), records.begin() + static_cast<long>(3 * missing + 3));
+      records.erase(records.begin() + static_cast<long>(3 * missing),
+                    records.begin() + static_cast<long>(3 * missing + 3));
       write(records);
       EXPECT_THAT(logOf(form), HasSubstr(irregularEnd)) << missing;
     }
@@ -247,8 +248,7 @@ TEST_F(QUVENKeptRowsTest, ColumnsOfAnotherShapeAreNotRegular) {
   }
   std::vector<double> wider = records;
   wider.resize(records.size() / 3 * 4);
-  write(wider, {},
-        "A Numeric LineNumber\nB Numeric Explanatory\nC Numeric Explanatory\nD Numeric Explanatory\n");
+  write(wider, {}, "A Numeric LineNumber\nB Numeric Explanatory\nC Numeric Explanatory\nD Numeric Explanatory\n");
   EXPECT_THAT(logOf(Form::Table), HasSubstr(irregularEnd));
 }
 

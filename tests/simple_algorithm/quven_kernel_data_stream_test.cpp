@@ -215,7 +215,7 @@ TEST_F(QUVENKernelDataStreamTest, AMergeHoldsAThousandBins) {
 }
 
 TEST_F(QUVENKernelDataStreamTest, WithoutMemoryNothingIsLeftBehind) {
-  fill(row, {0, 0});  // is there before and after
+  fill(shownRow, {0, 0});  // is there before and after
   const std::int64_t before = environment.getBytesInUse();
   const auto failuresOf = [&](const Keys& keys, auto&& action) {
     int failures = 0;
