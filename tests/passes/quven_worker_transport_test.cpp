@@ -3,6 +3,7 @@
 #include "passes/quven_worker_transport.h"
 
 #include <cmath>
+#include <functional>
 #include <numeric>
 #include <random>
 
@@ -55,7 +56,7 @@ TEST_F(QUVENWorkerTransportTest, SumsUpTheTreeOfNeighbours) {
       std::vector<Values> byRank;
       for (int ofRank = 0; ofRank < count; ++ofRank) byRank.push_back(valuesOf(ofRank, size, seed));
       Values values = byRank[static_cast<std::size_t>(rank)];
-      transport.sumAboveMaster(values);
+      transport.combineAboveMaster(values, std::plus<>());
       if (!isRank0()) continue;
       if (count == 1) {
         EXPECT_EQ(values, byRank[0]);
@@ -91,18 +92,33 @@ TEST_F(QUVENWorkerTransportTest, TheTreeIsThatOfTheRanksAbove0) {
 
 TEST_F(QUVENWorkerTransportTest, BroadcastsTheValuesOfRank0) {
   for (const std::size_t size : {0U, 1U, 100000U}) {
-    std::vector<std::uint64_t> numbers(size, static_cast<std::uint64_t>(rank));
-    std::vector<double> values(size, rank);
+    std::vector<std::uint64_t> numbers(static_cast<std::size_t>(rank) * 3, 7);  // replaced, whatever their number is
+    std::vector<double> values;
     if (isRank0()) {
+      numbers.resize(size);
+      values.resize(size);
       std::iota(numbers.begin(), numbers.end(), std::uint64_t{1} << 60);
       std::iota(values.begin(), values.end(), 0.5);
     }
-    transport.broadcast(std::span(numbers));
-    transport.broadcast(std::span(values));
+    transport.broadcast(numbers);
+    transport.broadcast(values);
+    ASSERT_EQ(numbers.size(), size);
+    ASSERT_EQ(values.size(), size);
     for (std::size_t i = 0; i < size; ++i) {
       ASSERT_EQ(numbers[i], (std::uint64_t{1} << 60) + i);
       ASSERT_EQ(values[i], static_cast<double>(i) + 0.5);
     }
+  }
+}
+
+TEST_F(QUVENWorkerTransportTest, SendsValuesToRank0) {
+  for (int ofRank = 1; ofRank < count; ++ofRank) {
+    const std::vector<std::uint64_t> numbers(static_cast<std::size_t>(ofRank - 1) * 1000, 5U + ofRank);
+    if (rank == ofRank) transport.send(0, numbers);
+    if (!isRank0()) continue;
+    std::vector<std::uint64_t> received(17, 1);
+    transport.receive(ofRank, received);
+    EXPECT_EQ(received, numbers);
   }
 }
 
