@@ -84,7 +84,7 @@ QUVENContactComparison::List QUVENContactComparison::listOf(Contacts contacts) {
 
 /// Marks the contacts of a list and finds the own samples among them, each once.
 void QUVENContactComparison::markAndFindCandidates(const List& list) {
-  if (++lastMark == 0) {  // the numbers have run out
+  if (++lastMark == 0) {  // all marks have been used
     std::fill(marks.begin(), marks.end(), 0);
     lastMark = 1;
   }

@@ -193,7 +193,7 @@ void QUVENSNAData::spreadWithOthers(QUVENKeptRows& rows, const QUVENEnvHandle& e
   transport.combineAboveMaster(received, std::plus<>());
 }
 
-/// On rank 0, behind its own pass. Those who have received something are the callees of all rows.
+/// Called on rank 0 after its own rows have been spread. The nodes that receive energy are the callees of all ranks.
 void QUVENSNAData::addEnergiesOfOthers(const QUVENEnvHandle& env) {
   for (long node = 1; node <= nodes.getSize(); ++node) {
     if (!ivNum2InDegreeMap.has(node)) continue;
