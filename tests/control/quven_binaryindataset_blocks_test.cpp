@@ -75,8 +75,8 @@ TEST_F(QUVENBinaryInputDatasetBlocksTest, AreTheRecordsOfTheSlice) {
 }
 
 TEST_F(QUVENBinaryInputDatasetBlocksTest, GoOverTheEndsOfParts) {
-  for (const std::vector<std::size_t>& parts : std::vector<std::vector<std::size_t>>{
-           {1, 2, 3}, {0, 5, 0, 0, 4, 0}, {8333, 1, 300}, {9000, 20, 0, 100}, {10}}) {
+  for (const std::vector<std::size_t>& parts :
+       std::vector<std::vector<std::size_t>>{{1, 2, 3}, {0, 5, 0, 0, 4, 0}, {8333, 1, 300}, {9000, 20, 0, 100}, {10}}) {
     std::size_t numRecords = 0;
     for (const std::size_t records : parts) numRecords += records;
     const literal::Dataset data = datasetOf(3, numRecords);

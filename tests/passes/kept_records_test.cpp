@@ -36,8 +36,8 @@ QUVEN_REGISTER(QUVENPassKeeper);
 
 namespace {
 
-using testing::ElementsAre;
 using testing::Each;
+using testing::ElementsAre;
 
 /// Notes what the driver shows of its passes.
 struct NotedPasses : QUVENPassObserver {

@@ -357,4 +357,15 @@ TEST_F(QUVENKeptRowsWorkersTest, ALimitThatOneRankExceedsIsThatOfAll) {
   EXPECT_EQ(rows->getNumRows(), 0);
 }
 
+TEST_F(QUVENKeptRowsWorkersTest, TheLogHasTheNeedOfTheRankThatNeedsMost) {
+  // All contacts are those of one caller, who is dealt to rank 1 if there is one.
+  Rows all{{1, {}}};
+  for (std::uint64_t i = 1; i <= 100000; ++i) all[0].entries.push_back({1 + i});
+  write(recordsOf(Form::PairSums, all));
+  EXPECT_FALSE(load(Form::PairSums, 1000000));
+  if (!transport->isMaster()) return;
+  EXPECT_EQ(run.out, rowsLog(std::string("read from the file in each pass, 2.4 MB; in memory they would need about ") +
+                             (transport->isAlone() ? "1.2" : "1.0") + " MB on a rank, of 1.0 MB"));
+}
+
 }  // namespace

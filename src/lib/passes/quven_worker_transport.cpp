@@ -38,9 +38,9 @@ std::int32_t QUVENWorkerTransport::broadcastWord(std::int32_t word) const {
   return word;
 }
 
-std::int32_t QUVENWorkerTransport::largestOfAll(std::int32_t word) const {
-  if (!isAlone()) MPI_Allreduce(MPI_IN_PLACE, &word, 1, MPI_INT32_T, MPI_MAX, communicator);
-  return word;
+std::int64_t QUVENWorkerTransport::largestOfAll(std::int64_t number) const {
+  if (!isAlone()) MPI_Allreduce(MPI_IN_PLACE, &number, 1, MPI_INT64_T, MPI_MAX, communicator);
+  return number;
 }
 
 void QUVENWorkerTransport::broadcast(QUVENMemoryBlobIO& blob, const QUVENEnvHandle& env) const {

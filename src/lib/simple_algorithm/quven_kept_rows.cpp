@@ -48,6 +48,8 @@ bool QUVENKeptRows::load(Form form, QUVENNodeIndex& nodes, const std::string& re
     outcome = read(form, nodes, QUVEN_ENV);
     // The rows are kept on all ranks or on none: in some passes the ranks read the file together.
     outcome = static_cast<Outcome>(transport.largestOfAll(static_cast<std::int32_t>(outcome)));
+    // Rank 0 reports what the largest share would have needed, which may be that of another rank.
+    if (outcome == Outcome::TooLarge) bytesNeeded = transport.largestOfAll(bytesNeeded);
   }
   if (outcome == Outcome::NotWanted) bytesNeeded = expectedBytes(form);
   if (outcome != Outcome::Kept) drop();
