@@ -74,9 +74,16 @@ const std::string readFailed =
 const std::string dropFailed = "Error;|1360;|drop_old_entries: Unexpected memory exception";
 
 TEST_F(LoaderMemoryRun, TheScanAndTheOutputReportThatMemoryRanOut) {
-  manyRecords();
-  parameters("fields 1-7 8-8; Key 1; Output Sparse; CyclicTableSize 10; op CyclicAdd 2");
-  EXPECT_THAT(sweep(), ::testing::ElementsAre(scanFailed, outputFailed));
+  // The output needs a copy of the longest row, which is more than what it gives back before.
+  lineCount = 1000000;
+  std::string bytes;
+  for (int line = 1; line <= lineCount; ++line) {
+    const std::string key = line <= 20000 ? std::to_string(line) : "1";
+    bytes += key + std::string(7 - key.size(), ' ') + "5\n";
+  }
+  writeFile("in/a", bytes);
+  parameters("fields 1-7 8-8; Key 1; Output Sparse; CyclicTableSize 2000000; op CyclicAdd 2");
+  EXPECT_THAT(sweep(), ::testing::ElementsAre(sortFailed, scanFailed, outputFailed));
 }
 
 TEST_F(LoaderMemoryRun, TheSortOfALongRowReportsIt) {
@@ -104,6 +111,10 @@ TEST_F(LoaderMemoryRun, TheProcessFileIsReadUntilMemoryRunsOut) {
     for (int i = 1; i <= 10; ++i) numbers.insert(numbers.end(), {double(i), i > 8 ? 20120302.0 : 20110302.0});
     numbers.insert(numbers.end(), {-2, -1});
   }
+  // Young and old entries of one caller: the rest of them is a row of its own until the old one is given back.
+  numbers.push_back(100001);
+  for (int i = 1; i <= 500000; ++i) numbers.insert(numbers.end(), {double(i), i % 8 != 0 ? 20120302.0 : 20110302.0});
+  numbers.insert(numbers.end(), {-2, -1});
   writeNumbers("process", numbers);
   records("a", {"1      5 20120302"});
   lineCount = 1;
