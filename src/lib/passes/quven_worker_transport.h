@@ -27,6 +27,7 @@ class QUVENWorkerTransport {
   std::int32_t broadcastWord(std::int32_t word) const;
   /// Collective: the largest of one integer of each rank.
   std::int32_t largestOfAll(std::int32_t word) const;
+  std::int64_t largestOfAll(std::int64_t number) const;
   /// Collective: broadcasts the bytes of rank 0, to be read from the beginning. The streams of the other ranks are
   /// replaced.
   void broadcast(QUVENMemoryBlobIO& blob, const QUVENEnvHandle& env) const;
