@@ -191,17 +191,18 @@ TEST_F(KeptRows, ATableThatIsNotRegularIsReadInEachPass) {
   const std::vector<double> good = tableRows(
       {{1, {2, 3, 4}}, {2, {1, 3, 4}}, {3, {1, 2, 4}}, {4, {1, 2, 3}}, {11, {12, 13}}, {12, {11, 13}}, {13, {11}}});
   const std::vector<std::pair<std::size_t, double>> damages = {
-      {0, 13},               // a caller that comes again
-      {4, 2},                // a position that is left out
-      {5, 4.5},              // a contact that is no integer
-      {5, -4},               // one below 0
-      {5, -99999},           // one that is missing
-      {5, 0},                // none
-      {2, 0.5},              // a width that is no integer
-      {1, 1},                // a row without a header
-      {good.size() - 1, 3},  // a footer with a value
-      {good.size() - 2, 0},  // a row without a footer
-      {3, 1e300},            // an entry of another caller
+      {0, 13},                       // a caller that comes again
+      {4, 2},                        // a position that is left out
+      {5, 4.5},                      // a contact that is no integer
+      {5, -4},                       // one below 0
+      {5, -99999},                   // one that is missing
+      {5, 0},                        // none
+      {2, 0.5},                      // a width that is no integer
+      {1, 1},                        // a row without a header
+      {good.size() - 1, 3},          // a footer with a value
+      {good.size() - 2, 0},          // a row without a footer
+      {good.size() - 2, 134217729},  // a footer after more places than a row may have
+      {3, 1e300},                    // an entry of another caller
   };
   int numAnalysed = 0;  // others are refused
   for (const auto& [place, value] : damages) {
@@ -248,6 +249,16 @@ TEST_F(KeptRows, PairSumsThatAreNotRegularAreReadInEachPass) {
   }
 }
 
+TEST_F(KeptRows, OfEnergiesThatAreLostThatOfTheLowestSubscriberIsReported) {
+  std::vector<double> records{1, 0, 3, 1, 9, 1e308, 1, 3, -1e308, 1, 4, 1, 1, 0, 7788};
+  records.insert(records.end(), {9, 0, 43, 9, 8, 1e308, 9, 7, -1e308, 9, 6, 1});
+  for (double callee = 20; callee < 60; ++callee) records.insert(records.end(), {9, callee, 1});
+  records.insert(records.end(), {9, 0, 7788, 7, 0, 0, 7, 0, 7788});
+  writeNumbers("calls.bin", records);
+  EXPECT_THAT(expectSame("diffusion", 1), StartsWith("Log;|1;|Rows: kept in memory, "));
+  EXPECT_THAT(result.out, HasSubstr("Error;|4606;|7;|"));
+}
+
 TEST_F(KeptRows, TheLogSaysWhichWayWasTaken) {
   writeNumbers("calls.bin", pairSums(network(8, Lists::Ascending)));
   const std::int64_t bytes = static_cast<std::int64_t>(std::filesystem::file_size(path("calls.bin")));
@@ -263,11 +274,11 @@ TEST_F(KeptRows, TheLogSaysWhichWayWasTaken) {
 TEST_F(KeptRows, TracedRecordsAreReadInEachPass) {
   tags["VerbosityLevel"] = "6";
   table(network(9, Lists::Ascending));
-  EXPECT_THAT(expectSame("groups", 1), HasSubstr(", because records are traced;|LogEnd"));
+  EXPECT_THAT(expectSame("groups", 1), HasSubstr(", because records are traced; in memory they would need about "));
   tags["VerbosityLevel"] = "5";
   EXPECT_THAT(expectSame("groups", 1), StartsWith("Log;|1;|Rows: kept in memory, "));
   kernelTags["KernelVerbosity"] = "6";
-  EXPECT_THAT(expectSame("groups", 1), HasSubstr(", because records are traced;|LogEnd"));
+  EXPECT_THAT(expectSame("groups", 1), HasSubstr(", because records are traced; in memory they would need about "));
 }
 
 TEST_F(KeptRows, OtherKernelsReadTheirRecordsInEachPass) {
@@ -276,7 +287,7 @@ TEST_F(KeptRows, OtherKernelsReadTheirRecordsInEachPass) {
     const Tags before = kernelTags;
     kernelTags[key] = value;
     EXPECT_THAT(expectSame("groups", 1),
-                HasSubstr(", because the kernel compares more than lists of contacts in one block;|LogEnd"))
+                HasSubstr(", because the kernel compares more than lists of contacts in one block; in memory they"))
         << key;
     kernelTags = before;
   }

@@ -200,7 +200,9 @@ TEST_F(QUVENKeptRowsTest, WhatARowOfATableHas) {
   expectKept(Form::Table, 0, 2, 3);
   expectIrregular(Form::Table, 4, 1, 3);
   expectIrregular(Form::Table, 4, 1, 0);
-  expectKept(Form::Table, 4, 1, 6);  // any position behind the places of the row ends it
+  // Any position after the places of the row ends it, up to the largest that the kernel takes from the file.
+  for (const double position : {6.0, 134217728.0}) expectKept(Form::Table, 4, 1, position);
+  for (const double position : {134217729.0, 1e300, infinity}) expectIrregular(Form::Table, 4, 1, position);
   for (const double position : {0.0, 1.0, 3.0, 1.5, -1.0, 5.0, notANumber, -99999.0}) {
     expectIrregular(Form::Table, 2, 1, position);
   }
@@ -210,9 +212,11 @@ TEST_F(QUVENKeptRowsTest, WhatARowOfATableHas) {
   for (const double contact : {1.0, 2.0, twoTo53 - 1}) expectKept(Form::Table, 2, 2, contact);
   for (const double value : {1.0, -1.0, 7788.0, notANumber, -99999.0}) expectIrregular(Form::Table, 4, 2, value);
   expectKept(Form::Table, 4, 2, -0.0);
-  // As many places as a row may have.
-  write(recordsOf(Form::Table, {{1, {{2}}}}, 134217728));
+  // As many places as a row with a footer may have.
+  write(recordsOf(Form::Table, {{1, {{2}}}}, 134217727));
   EXPECT_THAT(logOf(Form::Table), HasSubstr("kept in memory"));
+  write(recordsOf(Form::Table, {{1, {{2}}}}, 134217728));
+  EXPECT_THAT(logOf(Form::Table), HasSubstr(irregularEnd));
 }
 
 TEST_F(QUVENKeptRowsTest, WhatARowOfPairSumsHas) {
@@ -293,7 +297,8 @@ TEST_F(QUVENKeptRowsTest, TheLogSaysWhichWayWasTaken) {
   EXPECT_EQ(run.out, rowsLog("read from the file in each pass, 4.8 MB; in memory they would need about 0.8 MB on a "
                              "rank, of 0.3 MB"));
   EXPECT_FALSE(load(Form::Table, NoLimit, "records are traced"));
-  EXPECT_EQ(run.out, rowsLog("read from the file in each pass, 4.8 MB, because records are traced"));
+  EXPECT_EQ(run.out, rowsLog("read from the file in each pass, 4.8 MB, because records are traced; in memory they "
+                             "would need about 0.8 MB on a rank"));
   EXPECT_EQ(rows->takeBytesRead(), 0);
   EXPECT_EQ(nodes.getSize(), 0);
 
@@ -344,6 +349,23 @@ TEST_F(QUVENKeptRowsWorkersTest, ARowThatOneRankRefusesIsKeptByNone) {
     all.push_back(all.back());  // a caller that comes again
     write(recordsOf(Form::PairSums, all));
     EXPECT_FALSE(load(Form::PairSums));
+  }
+}
+
+TEST_F(QUVENKeptRowsWorkersTest, TheLogSaysWhatTheRankNeedsThatNeedsMost) {
+  // 500 rows of the highest rank, one of each other rank.
+  const auto count = static_cast<std::uint64_t>(transport->getCount());
+  Rows all;
+  for (std::uint64_t caller = count; caller < 2 * count; ++caller) all.push_back({caller, {{1}}});
+  for (std::uint64_t i = 3; i < 503; ++i) {
+    Row& row = all.emplace_back(Row{i * count - 1, {}});
+    for (std::uint64_t callee = 1; callee <= 200; ++callee) row.entries.push_back({callee});
+  }
+  write(recordsOf(Form::PairSums, all));
+  EXPECT_FALSE(load(Form::PairSums, 1000000));  // the rank reads until it is above the limit
+  EXPECT_EQ(run.out.empty(), !transport->isMaster());
+  if (transport->isMaster()) {
+    EXPECT_THAT(run.out, testing::ContainsRegex("they would need about 1[.][0-2] MB on a rank, of 1[.]0 MB"));
   }
 }
 

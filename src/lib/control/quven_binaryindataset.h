@@ -43,8 +43,8 @@ class QUVENBinaryInputDataset : public QUVENObjectOf<QUVENBinaryInputDataset, QU
   ///         and the column, unless such values are allowed.
   bool readRecord(QUVENDataPoint& point, const QUVENEnvHandle& env) override;
   /// The next records of the mode Slice as the file has them, as many as are in memory in one piece; none at the end.
-  /// Nothing is looked at, and no data point is set.
-  /// Shapes: whole records, one behind the other. They are valid until the next read.
+  /// Values are not checked, and no data point is set.
+  /// Shapes: whole records, one after the other. They are valid until the next read.
   std::span<const double> readBlock(const QUVENEnvHandle& env);
   /// The number of the record in the dataset; of the line in SparseQuadruples.
   std::int64_t getRecordNumber() const override { return recordNumber; }

@@ -38,9 +38,9 @@ class QUVENWorkerTransport {
     values.resize(size);
     broadcastBytes(std::as_writable_bytes(std::span(values)));
   }
-  /// Collective: rank 0 gets the values of all ranks above it, which are put together up a tree of neighbours as
-  /// results are merged. Those of the others are used up.
-  /// Shapes: as many on each rank. combine(value, other) is what a pair becomes.
+  /// Collective: the values of rank 0 are replaced by those of all ranks above it, combined in the tree and order in
+  /// which results are merged. The values of the ranks above 0 are overwritten.
+  /// Shapes: as many on each rank. combine(value, other) gives the combination of a lower and a higher rank's value.
   template <class Value, class Combine>
   void combineAboveMaster(std::vector<Value>& values, Combine combine) const {
     if (isAlone()) return;
@@ -67,9 +67,9 @@ class QUVENWorkerTransport {
     values.resize(size);
     receiveBytes(fromRank, std::as_writable_bytes(std::span(values)));
   }
-  /// What a rank does to bring its part of a result to rank 0, when the parts of the ranks above 0 are put together up
-  /// a tree of neighbours: in each pair the lower rank takes in what the higher rank has, in the end rank 1 sends all
-  /// to rank 0. Called on ranks above 0.
+  /// The share of a rank above 0 in combining the parts of all these ranks in a tree: in each pair the lower rank takes
+  /// the higher one's part with takeFrom(rank), which that rank sends with sendTo(rank). Rank 1 sends the whole to
+  /// rank 0.
   template <class Take, class Send>
   void climbTree(Take takeFrom, Send sendTo) const {
     const int position = rank - 1;

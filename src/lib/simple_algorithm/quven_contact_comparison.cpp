@@ -96,8 +96,8 @@ void QUVENContactComparison::markAndFindCandidates(const List& list) {
   }
 }
 
-/// Compares a row with each own sample among its contacts. Their lists are all over the memory: they are fetched some
-/// candidates ahead.
+/// Compares a row with each own sample among its contacts. The lists of the samples are scattered in memory, so they
+/// are prefetched a few candidates ahead.
 template <class Action>
 void QUVENContactComparison::compare(const List& list, Action action) {
   constexpr std::size_t listsAhead = 8;
@@ -130,14 +130,14 @@ QUVENContactComparison::Steps QUVENContactComparison::walk(const List& listX, co
 
 QUVENContactComparison::Steps QUVENContactComparison::walkMarked(Contacts x, Contacts y) const {
   if (y.empty()) return {};
-  // The walk ends behind the lower of the two last contacts.
-  const auto placeBehind = [](Contacts contacts, Node node) {
+  // The walk ends after the lower of the two last contacts.
+  const auto placeAfter = [](Contacts contacts, Node node) {
     const bool isWhole = contacts.back() <= node;
     return isWhole
                ? contacts.size()
                : static_cast<std::size_t>(std::upper_bound(contacts.begin(), contacts.end(), node) - contacts.begin());
   };
-  Steps steps{0, placeBehind(x, y.back()), placeBehind(y, x.back())};
+  Steps steps{0, placeAfter(x, y.back()), placeAfter(y, x.back())};
   for (const Node contact : y.first(steps.inY)) {
     steps.common += static_cast<std::size_t>(marks[contact] == lastMark);
   }

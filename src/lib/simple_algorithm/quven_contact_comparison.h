@@ -13,7 +13,7 @@
 #include "simple_algorithm/quven_similarity_store.h"
 
 /// Compares rows with the rows of their contacts, as the passes of the kernel do record by record: a row with each own
-/// sample among its contacts, in the order in which the contacts first stand in the row.
+/// sample among its contacts, in the order in which the contacts first occur in the row.
 ///
 /// The counts of two rows are those of a walk through both that steps in the lower one and ends when one has run out.
 /// They do not depend on how they are found, so neither does a similarity.

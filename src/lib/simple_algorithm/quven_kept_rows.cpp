@@ -98,14 +98,11 @@ void QUVENKeptRows::reportChoice(Outcome outcome, const std::string& reason) con
            " on this rank; from the file a pass would read " + pass;
   } else {
     text = "Rows: read from the file in each pass, " + pass;
-    if (outcome == Outcome::NotWanted) {
-      text += ", because " + reason;
-    } else if (outcome == Outcome::Irregular) {
-      text += ", because they are not all regular";
-    } else {
-      text +=
-          "; in memory they would need about " + megabytes(bytesNeeded) + " on a rank, of " + megabytes(memoryLimit);
-    }
+    if (outcome == Outcome::Irregular) text += ", because they are not all regular";
+    if (outcome == Outcome::NotWanted) text += ", because " + reason;
+    if (outcome != Outcome::Irregular)
+      text += "; in memory they would need about " + megabytes(bytesNeeded) + " on a rank";
+    if (outcome == Outcome::TooLarge) text += ", of " + megabytes(memoryLimit);
   }
   report_log(1, text);
 }
@@ -189,7 +186,8 @@ bool QUVENKeptRows::take(Form form, std::span<const double> records, QUVENNodeIn
         blockContacts.push_back(subscriberOf(value));
         continue;
       }
-      if (!(position > rowWidth) || value != sparse_format::footerValue) return false;
+      const bool isAfterPlaces = position > rowWidth && position <= QUVENSparseRows::MaxPosition;
+      if (!isAfterPlaces || value != sparse_format::footerValue) return false;
     } else if (position != 0) {
       if (!isSubscriber(position) || !std::isfinite(value) || value == dataset_format::missingValue) return false;
       if (static_cast<double>(++rowSize) > rowWidth) return false;

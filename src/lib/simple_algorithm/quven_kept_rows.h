@@ -21,7 +21,7 @@ class QUVENBinaryInputDataset;
 /// finite, and so is their sum, which is not 0. Passes over the file deal with all other rows.
 /// Shapes:     rows run from 0, in the order of the file. Nodes are the indices of a QUVENNodeIndex, from 1; after
 ///             orderNodes they ascend with the subscribers.
-/// Memory:     4 bytes a contact, 8 a weight, 12 a row, beside the index of the nodes.
+/// Memory:     4 bytes a contact, 8 a weight, 12 a row, and the index of the nodes.
 /// Collective: load.
 class QUVENKeptRows {
  public:
@@ -43,12 +43,13 @@ class QUVENKeptRows {
   bool load(Form form, QUVENNodeIndex& nodes, const std::string& reason, const QUVENEnvHandle& env);
   /// The same for the rows of a table, with the nodes in order.
   bool loadTable(const std::string& reason, const QUVENEnvHandle& env);
-  /// Whether the first pass has been here, and with what outcome.
+  /// Whether the rows are in memory.
   bool isLoaded() const { return state == Kept; }
+  /// Whether load has been called, so that it is known for all passes of the run.
   bool isDecided() const { return state != Undecided; }
   /// Renumbers the nodes so that they ascend with the subscribers, and keeps the subscribers in place of the index.
   void orderNodes(QUVENNodeIndex& nodes, const QUVENEnvHandle& env);
-  /// Gives the nodes other numbers: that of a node is at its place, from 1. No two become one.
+  /// Replaces each node by numbers[node]. Element 0 is not used. No two nodes get the same number.
   void renumber(std::span<const Node> numbers);
   const QUVENWorkerTransport& getTransport() const { return transport; }
   /// Gives back all memory.
@@ -56,7 +57,7 @@ class QUVENKeptRows {
 
   std::int64_t getNumRows() const { return static_cast<std::int64_t>(callers.size()); }
   std::int64_t getNumContacts() const { return static_cast<std::int64_t>(contacts.size()); }
-  /// The records of the file that the rows have been: an entry each, a header and a footer.
+  /// The number of records of these rows in the file: one per entry, and a header and a footer per row.
   std::int64_t getNumRecords() const { return getNumContacts() + 2 * getNumRows(); }
   Node getCaller(std::int64_t row) const { return callers[static_cast<std::size_t>(row)]; }
   std::span<const Node> getContacts(std::int64_t row) const { return partOf(std::span(contacts), row); }
@@ -73,8 +74,9 @@ class QUVENKeptRows {
     return transport.isAlone() || isDealtTo(getSubscriber(getCaller(row)), transport);
   }
 
-  /// The bytes read from the file since the last call, and the seconds of reading them and numbering the nodes.
+  /// The bytes read from the file since the last call.
   std::int64_t takeBytesRead();
+  /// The seconds since the last call in which rows were read and nodes numbered.
   double takeSecondsOfReading();
 
  private:

@@ -25,7 +25,8 @@ class QUVENKernelFunctionFriends;
 /// below which the wanted share of values falls. Pass 2 compares every sample with the worker's own and keeps the
 /// values at or above the cutoff. With several blocks of own samples the two passes take turns.
 /// Shapes:   columns are own samples, rows are all samples in the order of pass 2, both from 1.
-/// Memory:   for each own sample 8 bytes a contact and about 50 besides, 16 bytes a kept value.
+/// Memory:   16 bytes a kept value; over the file 8 bytes a contact of own samples and about 50 an own sample, over
+///           kept rows those and what QUVENContactComparison takes.
 /// Errors:   the terminating reports 2202 to 2204 for parameters, 3503 when there is no value at all for the
 ///           histogram, 3502 for a pass that does not fit the state.
 class QUVENKernelData : public QUVENObjectOf<QUVENKernelData, QUVENSimpleAlgorithmAbstractData> {
@@ -159,7 +160,7 @@ class QUVENKernelData : public QUVENObjectOf<QUVENKernelData, QUVENSimpleAlgorit
 
   QUVEN_STATE(trace, QUVENAnalysisTrace){"TraceKernel"};
 
-  // Of kept rows, from the first pass to the second; another object does not go on with it.
+  // Only with kept rows, from the first pass to the end of the second. Neither copied nor streamed.
   std::unique_ptr<QUVENContactComparison> comparison;
 };
 

@@ -267,6 +267,7 @@ void QUVENSNAData::merge(QUVENSimpleAlgorithmAbstractData* otherData, const QUVE
 
 void QUVENSNAData::finishDiffusionPass(const QUVENEnvHandle& env) {
   double largest = 0;
+  long lost = 0;  // of the nodes whose energy is no number, the one with the lowest subscriber
   for (long i = 1; i <= nodes.getSize(); ++i) {
     // A node passes on only what it can give: one without callees keeps all that it has.
     const bool passesOn = ivNum2OutDegreeMap.get(i) >= 1;
@@ -275,12 +276,13 @@ void QUVENSNAData::finishDiffusionPass(const QUVENEnvHandle& env) {
     const double previous = total;
     double next = previous + ivModel1FreshEnergyMap.get(i);
     if (passesOn) next -= ivSpreadCoefficient * ivModel1PrevFreshEnergies.get(i);
-    if (!std::isfinite(next)) {
-      report_error(EnergyLost, std::to_string(nodes.getNode(i)),
-                   "QUVENSNAData::endDataScan: the energy of a subscriber is no number", QUVEN_ENV, true);
-    }
+    if (!std::isfinite(next) && (lost == 0 || nodes.getNode(i) < nodes.getNode(lost))) lost = i;
     largest = std::max(largest, std::fabs(next - previous));
     total = next;
+  }
+  if (lost != 0) {
+    report_error(EnergyLost, std::to_string(nodes.getNode(lost)),
+                 "QUVENSNAData::endDataScan: the energy of a subscriber is no number", QUVEN_ENV, true);
   }
   ivDiffVal = largest;
   std::ostringstream text;

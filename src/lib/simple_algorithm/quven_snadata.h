@@ -23,7 +23,7 @@ class QUVENWorkerTransport;
 /// the largest change of a total is at most the end condition, or the passes are used up.
 /// Units:    weights and energies have none; a seed has 1 for each time it is named. Weighted degrees sum the weights
 ///           cut to integers, up to the largest 32-bit one.
-/// Memory:   below 100 bytes a node, nothing a pair.
+/// Memory:   below 100 bytes a node; nothing a pair over the file, the kept rows otherwise.
 /// Errors:   the terminating reports 4602 to 4604 for rows out of order, 4605 for a caller whose weights sum to 0 or to
 ///           no number, 4606 for an energy that is none.
 /// Output:   a CSV file, a row a node in ascending order. It appears under its name when it is complete.
@@ -193,7 +193,7 @@ class QUVENSNAData : public QUVENObjectOf<QUVENSNAData, QUVENSimpleAlgorithmAbst
 
   QUVEN_STATE(trace, QUVENAnalysisTrace);
 
-  // Of the kept rows; another object does not go on with them.
+  // Only with kept rows. Neither copied nor streamed.
   std::vector<std::uint64_t> calleesOfRows;  // a bit for each node that is a callee in them
   bool weightsAreShares = false;             // of the sum of their row
   // On several ranks columns are arrays by the nodes of rank 0, which travel beside the stream.

@@ -57,8 +57,8 @@ std::int64_t QUVENSNAData::updateFromKeptRows(QUVENKeptRows& rows, const QUVENEn
   return rows.getNumRecords();
 }
 
-/// The nodes of all ranks become those of rank 0. The ranks above it number the nodes of their rows alike, and need no
-/// index any more.
+/// Enters the nodes of all ranks into the index of rank 0. The ranks above 0 take its numbers for their rows and free
+/// their own index, which no later pass reads.
 void QUVENSNAData::agreeOnNodes(QUVENKeptRows& rows, const QUVENEnvHandle& env) {
   const QUVENWorkerTransport& transport = rows.getTransport();
   const auto prefetch = [this](const std::vector<std::uint64_t>& subscribers, std::size_t i) {

@@ -105,7 +105,8 @@ class KeyTable {
     }
   }
 
-  /// Plain run: the row's sums, at least `count` of them; new ones are 0.0. Valid until the next call.
+  /// Plain run: the row's sums, at least `count` of them; new ones are 0.0. Valid until more sums of this row are asked
+  /// for, or the row is assigned.
   double* sums(std::uint32_t row, std::uint32_t count) {
     Row& target = at(row);
     return target.room == 0 && target.count >= count ? cells(target) : extendSums(row, count);
