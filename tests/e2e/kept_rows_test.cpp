@@ -181,6 +181,7 @@ TEST_F(KeptRows, AHundredPassesOnFourRanks) {
   writeFile("diffusion.xml",
             "<AnalysisParams>\n<Seed>seeds</Seed>\n<OutputFileName>energy.csv</OutputFileName>\n"
             "<EndConditionValue>1e-300</EndConditionValue>\n<MaxNumIterations>98</MaxNumIterations>\n"
+            "<SpreadCoefficient>0.99</SpreadCoefficient>\n"
             "</AnalysisParams>\n");
   writeNumbers("calls.bin", pairSums(network(12, Lists::Ascending)));
   expectSame("diffusion", 4);
