@@ -20,14 +20,14 @@ double sumOf(std::span<const double> weights) {
   return sum;
 }
 
-/// Adds what every callee receives. Amounts are by node, from 1.
+/// Adds what every callee receives. The amount of a node is at node - 1.
 template <class EnergyOf>
 void spread(const QUVENKeptRows& rows, EnergyOf energyOf, double* amounts) {
   for (std::int64_t row = 0; row < rows.getNumRows(); ++row) {
     const double energy = energyOf(rows.getCaller(row));
     const std::span<const QUVENKeptRows::Node> callees = rows.getContacts(row);
     const double* const shares = rows.getWeights(row).data();
-    for (std::size_t i = 0; i < callees.size(); ++i) amounts[callees[i]] += shares[i] * energy;
+    for (std::size_t i = 0; i < callees.size(); ++i) amounts[std::size_t{callees[i]} - 1] += shares[i] * energy;
   }
 }
 
@@ -171,7 +171,7 @@ void QUVENSNAData::spreadOverRows(QUVENKeptRows& rows, const QUVENEnvHandle& env
   }
   if (columnsTravelApart) return spreadWithOthers(rows, QUVEN_ENV);
   ivModel1ReceivedEnergyMap.clearTo(calleesOfRows, QUVEN_ENV);
-  double* const amounts = ivModel1ReceivedEnergyMap.getValues().data() - 1;  // nodes run from 1
+  double* const amounts = ivModel1ReceivedEnergyMap.getValues().data();
   spread(
       rows, [this](long caller) { return ivModel1PrevFreshEnergies.get(caller); }, amounts);
 }
@@ -185,10 +185,10 @@ void QUVENSNAData::spreadWithOthers(QUVENKeptRows& rows, const QUVENEnvHandle& e
   const auto energyOf = [this](long caller) { return spreading[static_cast<std::size_t>(caller - 1)]; };
   if (transport.isMaster()) {
     ivModel1ReceivedEnergyMap.clearTo(calleesOfRows, QUVEN_ENV);
-    spread(rows, energyOf, ivModel1ReceivedEnergyMap.getValues().data() - 1);
+    spread(rows, energyOf, ivModel1ReceivedEnergyMap.getValues().data());
   } else {
     std::fill(received.begin(), received.end(), 0.0);
-    spread(rows, energyOf, received.data() - 1);
+    spread(rows, energyOf, received.data());
     for (double& amount : received) amount *= ivSpreadCoefficient;
   }
   transport.combineAboveMaster(received, std::plus<>());
