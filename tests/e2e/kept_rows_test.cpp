@@ -250,6 +250,16 @@ TEST_F(KeptRows, PairSumsThatAreNotRegularAreReadInEachPass) {
   }
 }
 
+TEST_F(KeptRows, DiffusionWhereNobodyOrNobodyOfRank0Calls) {
+  for (const auto& contacts : {Contacts{{1, {}}, {2, {}}}, Contacts{{1, {3}}, {3, {1, 5}}}}) {
+    writeNumbers("calls.bin", pairSums(contacts));
+    for (const int workers : {1, 2, 3}) {
+      EXPECT_THAT(expectSame("diffusion", workers), StartsWith("Log;|1;|Rows: kept in memory, "));
+      EXPECT_EQ(result.status, 0) << result.err;
+    }
+  }
+}
+
 TEST_F(KeptRows, OfEnergiesThatAreLostThatOfTheLowestSubscriberIsReported) {
   std::vector<double> records{1, 0, 3, 1, 9, 1e308, 1, 3, -1e308, 1, 4, 1, 1, 0, 7788};
   records.insert(records.end(), {9, 0, 43, 9, 8, 1e308, 9, 7, -1e308, 9, 6, 1});

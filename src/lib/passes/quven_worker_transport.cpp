@@ -43,11 +43,6 @@ std::int64_t QUVENWorkerTransport::largestOfAll(std::int64_t number) const {
   return number;
 }
 
-std::int64_t QUVENWorkerTransport::largestOfAll(std::int64_t number) const {
-  if (!isAlone()) MPI_Allreduce(MPI_IN_PLACE, &number, 1, MPI_INT64_T, MPI_MAX, communicator);
-  return number;
-}
-
 void QUVENWorkerTransport::broadcast(QUVENMemoryBlobIO& blob, const QUVENEnvHandle& env) const {
   if (isAlone()) return;
   std::uint64_t length = blob.getSize();

@@ -20,7 +20,7 @@ double sumOf(std::span<const double> weights) {
   return sum;
 }
 
-/// Adds what every callee receives. Shapes: the amount of a node is at its place - 1.
+/// Adds what every callee receives. The amount of a node is at node - 1.
 template <class EnergyOf>
 void spread(const QUVENKeptRows& rows, EnergyOf energyOf, std::span<double> amounts) {
   for (std::int64_t row = 0; row < rows.getNumRows(); ++row) {
