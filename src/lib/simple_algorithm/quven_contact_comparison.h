@@ -76,8 +76,8 @@ class QUVENContactComparison {
   std::vector<std::int32_t> sampleOf;        // by node: the own sample, or 0
   std::vector<List> samples;                 // by own sample - 1
   std::vector<std::uint32_t> marks;          // by node: the last mark that it got
-  std::uint32_t lastMark = 0;                // of the row at hand
-  std::vector<std::int32_t> candidates;      // of the row at hand
+  std::uint32_t lastMark = 0;                // of the current row
+  std::vector<std::int32_t> candidates;      // of the current row
   std::vector<double> exchangedValues;       // of the pairs of own samples, in the order of addOwnPairs
   std::vector<Remembered> rememberedValues;  // by a hash of the counts
 };

@@ -206,7 +206,7 @@ bool QUVENKeptRows::take(Form form, std::span<const double> records, QUVENNodeIn
   return true;
 }
 
-/// Enters the contacts of the block at hand into the index. Their places in it are fetched some contacts ahead.
+/// Enters the contacts of the current block into the index. Their places in it are prefetched.
 void QUVENKeptRows::numberContacts(QUVENNodeIndex& nodes, const QUVENEnvHandle& env) {
   constexpr std::size_t slotsAhead = 24;
   constexpr std::size_t nodesAhead = 12;

@@ -113,7 +113,7 @@ class QUVENKeptRows {
   std::vector<std::uint64_t> subscribers;  // by node
 
   // While the file is read.
-  std::vector<std::uint64_t> blockContacts;  // of the block at hand, not yet numbered
+  std::vector<std::uint64_t> blockContacts;  // of the current block, not yet numbered
   double rowCaller = 0;
   double rowWidth = 0;
   double rowSum = 0;
