@@ -25,8 +25,8 @@
 /// Units:    a node is a subscriber's number. Clusters are numbered from 1; pairs stand flat in arrays: a, b, a, b.
 /// Memory:   the kernel's, then 16 bytes a pair of alike subscribers, some 30 a node of a cluster, and 16 a call inside
 ///           a cluster of the slice.
-/// Errors:   the terminating reports 2202 and 2204 for parameters, 2304 for the kernel values file, those of the
-/// kernel. Output:   two CSV files, which appear under their names when they are complete.
+/// Errors:   the terminating reports 2202 and 2204 for parameters, 2304 for the kernel values file, and the kernel's.
+/// Output:   two CSV files, which appear under their names when they are complete.
 class QUVENCGAData : public QUVENObjectOf<QUVENCGAData, QUVENSimpleAlgorithmAbstractData> {
  public:
   enum State : std::int32_t {

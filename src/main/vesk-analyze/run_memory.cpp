@@ -20,7 +20,7 @@ constexpr std::int64_t noLimit = std::numeric_limits<std::int64_t>::max();
 
 bool isDigit(char letter) { return letter >= '0' && letter <= '9'; }
 
-/// The power of 1024 that a letter stands for, 0 for any other letter.
+/// The power of 1024 for one of the letters K, M, G and T in either case, 0 for any other letter.
 int powerOf(char letter) {
   constexpr std::string_view upper = "KMGT";
   constexpr std::string_view lower = "kmgt";

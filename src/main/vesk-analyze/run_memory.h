@@ -10,7 +10,7 @@ namespace vesk_analyze {
 struct AnalyzeOptions;
 
 /// Reads a size as it is given on the command line: bytes, or a number with or without a fraction before K, M, G or T,
-/// which stand for powers of 1024. Small letters mean the same. A fraction of a byte is dropped.
+/// which stand for powers of 1024, in either case. A fraction of a byte is dropped.
 /// Returns: bytes; no value for any other text, and for sizes from 2^63 on.
 std::optional<std::int64_t> readMemorySize(const std::string& text);
 
