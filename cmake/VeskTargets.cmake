@@ -8,10 +8,11 @@ if(VESK_WERROR)
   target_compile_options(vesk_options INTERFACE -Werror)
 endif()
 
-# vesk_add_program(name): src/main/<name>/*.cpp without main.cpp becomes the library <name>_lib,
-# which tests link; main.cpp becomes the program.
+# vesk_add_program(name): the sources of src/main/<name> and of the folders in it, without main.cpp, become the library
+# <name>_lib, which tests link; main.cpp becomes the program.
 function(vesk_add_program name)
-  file(GLOB sources CONFIGURE_DEPENDS ${CMAKE_CURRENT_SOURCE_DIR}/${name}/*.cpp)
+  file(GLOB sources CONFIGURE_DEPENDS ${CMAKE_CURRENT_SOURCE_DIR}/${name}/*.cpp
+       ${CMAKE_CURRENT_SOURCE_DIR}/${name}/*/*.cpp)
   list(FILTER sources EXCLUDE REGEX "/main\\.cpp$")
   set(library "${name}_lib")
   add_library(${library} STATIC ${sources})

@@ -6,6 +6,8 @@ packages=(
   g++ cmake ninja-build git
   clang libclang-rt-14-dev clang-format
   libgtest-dev libgmock-dev libbenchmark-dev libcli11-dev
+  libssl-dev zlib1g-dev libzstd-dev libsqlite3-dev nlohmann-json3-dev
+  gzip zstd sqlite3 python3-numpy
   mpich libmpich-dev
 )
 

@@ -12,8 +12,8 @@
 #include <string>
 #include <vector>
 
-#include "join_table.h"
 #include "support/bench_folder.h"
+#include "table/join_table.h"
 
 namespace {
 

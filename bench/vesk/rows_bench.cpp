@@ -9,8 +9,8 @@
 #include <string>
 #include <vector>
 
-#include "rows_table.h"
 #include "support/bench_folder.h"
+#include "table/rows_table.h"
 
 namespace {
 

@@ -9,8 +9,8 @@
 #include "control/quven_csv_reader.h"
 #include "control/quven_dataset_info.h"
 #include "control/quven_file_formats.h"
-#include "csv_table.h"
 #include "fuzz_support.h"
+#include "table/csv_table.h"
 
 namespace {
 

@@ -12,8 +12,8 @@
 
 #include "fuzz_numbers.h"
 #include "fuzz_support.h"
-#include "rows_table.h"
 #include "support/binary_numbers.h"
+#include "table/rows_table.h"
 
 namespace {
 

@@ -9,12 +9,12 @@
 #include <stdexcept>
 #include <vector>
 
-#include "cell_value.h"
 #include "control/quven_csv_reader.h"
 #include "fuzz_numbers.h"
 #include "fuzz_support.h"
-#include "join_table.h"
 #include "support/binary_numbers.h"
+#include "table/cell_value.h"
+#include "table/join_table.h"
 
 namespace {
 

@@ -1,4 +1,4 @@
-#include "cell_value.h"
+#include "table/cell_value.h"
 
 #include <gtest/gtest.h>
 

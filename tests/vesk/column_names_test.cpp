@@ -1,4 +1,4 @@
-#include "column_names.h"
+#include "table/column_names.h"
 
 #include <gmock/gmock.h>
 

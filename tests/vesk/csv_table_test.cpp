@@ -1,4 +1,4 @@
-#include "csv_table.h"
+#include "table/csv_table.h"
 
 #include <gmock/gmock.h>
 #include <unistd.h>

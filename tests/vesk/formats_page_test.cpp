@@ -2,8 +2,8 @@
 
 #include "support/formats_page.h"
 
-#include "csv_table.h"
 #include "support/temporary_folder.h"
+#include "table/csv_table.h"
 
 TEST(FormatsPage, ShowsATableWithNamedColumns) {
   const auto blocks = page_blocks();

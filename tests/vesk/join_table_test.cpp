@@ -1,4 +1,4 @@
-#include "join_table.h"
+#include "table/join_table.h"
 
 #include <cstdint>
 #include <limits>

@@ -1,4 +1,4 @@
-#include "keyed_rows.h"
+#include "table/keyed_rows.h"
 
 #include <gtest/gtest.h>
 

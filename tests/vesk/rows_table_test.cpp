@@ -1,4 +1,4 @@
-#include "rows_table.h"
+#include "table/rows_table.h"
 
 #include <limits>
 #include <random>

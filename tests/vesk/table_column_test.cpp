@@ -1,4 +1,4 @@
-#include "table_column.h"
+#include "table/table_column.h"
 
 #include <gtest/gtest.h>
 

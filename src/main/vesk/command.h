@@ -3,6 +3,8 @@
 
 #include <functional>
 #include <iosfwd>
+#include <stdexcept>
+#include <string>
 
 namespace CLI {
 class App;
@@ -11,12 +13,32 @@ class App;
 namespace vesk {
 
 /// What the chosen command does. Results go to `out`, remarks to `err`.
-/// Errors: any std::exception; its text becomes the one line of the program, with the status 99.
+/// Errors: any std::exception; its text becomes the one line of the program, with the status of a
+///         CommandFailure, otherwise 99.
 using Action = std::function<void(std::ostream& out, std::ostream& err)>;
 
-/// A command of the program: `vesk GROUP NAME`.
+/// The exit statuses of the program.
+enum class Status {
+  Done = 0,
+  Usage = 1,    ///< the command line is wrong
+  Refused = 2,  ///< nothing is wrong with the data, but the state does not allow it: loaded already, other settings
+  Data = 3,     ///< the input or the parameter file is wrong
+  Failed = 99
+};
+
+/// Ends a command with a status of its own; the text becomes the one line of the program.
+class CommandFailure : public std::runtime_error {
+ public:
+  CommandFailure(Status endStatus, const std::string& text) : std::runtime_error(text), status(endStatus) {}
+  Status getStatus() const { return status; }
+
+ private:
+  Status status;
+};
+
+/// A command of the program: `vesk GROUP NAME`, or `vesk NAME` for a command without a group.
 struct Command {
-  const char* group;
+  const char* group;  ///< "" for none
   const char* name;
   const char* summary;
   /// Adds the options to the command. When the command was chosen, its callback sets the action.

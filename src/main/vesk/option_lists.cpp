@@ -3,8 +3,8 @@
 #include <CLI/CLI.hpp>
 #include <sstream>
 
-#include "column_names.h"
 #include "control/quven_csv_reader.h"
+#include "table/column_names.h"
 
 namespace vesk {
 

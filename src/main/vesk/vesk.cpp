@@ -14,14 +14,12 @@ namespace vesk {
 
 namespace {
 
-constexpr int wrongCommandLine = 1;
-constexpr int failedRun = 99;
-
 constexpr CommandGroup groups[] = {{"table", "Makes datasets from tables with named columns"}};
 constexpr const Command* commands[] = {&tableCsvCommand, &tableRowsCommand, &tableJoinCommand};
 
 constexpr const char* footer = R"(
-Exit status: 0 when the command has ended, 99 when it failed, 1 when the command line is wrong.
+Exit status: 0 when the command has ended, 1 when the command line is wrong, 2 when the state refuses the run, 3 when the
+input or a parameter file is wrong, 99 when the command failed.
 
 Examples:
   vesk table csv customers.csv customers.bin --target churn --drop phone_number
@@ -29,9 +27,9 @@ Examples:
   vesk table join month.bin all.bin --key caller --with customers.bin:known_
 )";
 
-int report(std::ostream& err, int status, const std::string& text) {
+int report(std::ostream& err, Status status, const std::string& text) {
   err << "vesk: " << text << '\n';
-  return status;
+  return static_cast<int>(status);
 }
 
 void addCommands(CLI::App& app, Action& action) {
@@ -43,7 +41,8 @@ void addCommands(CLI::App& app, Action& action) {
     groupsByName[group.name] = added;
   }
   for (const Command* command : commands) {
-    CLI::App* added = groupsByName.at(command->group)->add_subcommand(command->name, command->summary);
+    CLI::App* parent = *command->group == '\0' ? &app : groupsByName.at(command->group);
+    CLI::App* added = parent->add_subcommand(command->name, command->summary);
     command->addOptions(*added, action);
   }
 }
@@ -59,18 +58,20 @@ int runVesk(int argc, const char* const* argv, std::ostream& out, std::ostream& 
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& error) {
-    if (error.get_exit_code() != 0) return report(err, wrongCommandLine, error.what());
+    if (error.get_exit_code() != 0) return report(err, Status::Usage, error.what());
     app.exit(error, out, err);  // --help or --version
     action = [](std::ostream&, std::ostream&) {};
   }
   try {
     action(out, err);
     if (!out.flush()) throw std::runtime_error("cannot write to standard output");
-    return 0;
+    return static_cast<int>(Status::Done);
+  } catch (const CommandFailure& failure) {
+    return report(err, failure.getStatus(), failure.what());
   } catch (const std::bad_alloc&) {
-    return report(err, failedRun, "not enough memory");
+    return report(err, Status::Failed, "not enough memory");
   } catch (const std::exception& error) {
-    return report(err, failedRun, error.what());
+    return report(err, Status::Failed, error.what());
   }
 }
 

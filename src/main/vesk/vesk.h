@@ -5,7 +5,7 @@
 
 namespace vesk {
 
-/// The whole program. The result is the exit status: 0, 1 when the command line is wrong, 99 when the command failed.
+/// The whole program. The result is the exit status, see Status in command.h.
 ///
 /// Errors: every failure is one line on `err`.
 int runVesk(int argc, const char* const* argv, std::ostream& out, std::ostream& err);

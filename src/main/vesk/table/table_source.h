@@ -9,7 +9,7 @@
 
 #include "control/quven_dataset_info.h"
 #include "control/quven_table_labels.h"
-#include "record_file.h"
+#include "table/record_file.h"
 
 namespace vesk {
 

@@ -1,4 +1,4 @@
-#include "join_table.h"
+#include "table/join_table.h"
 
 #include <algorithm>
 #include <map>
@@ -6,12 +6,12 @@
 #include <stdexcept>
 #include <utility>
 
-#include "cell_value.h"
-#include "column_names.h"
 #include "control/quven_file_formats.h"
-#include "key_value.h"
-#include "table_files.h"
-#include "table_source.h"
+#include "table/cell_value.h"
+#include "table/column_names.h"
+#include "table/key_value.h"
+#include "table/table_files.h"
+#include "table/table_source.h"
 
 namespace vesk {
 

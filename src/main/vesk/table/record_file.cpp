@@ -1,4 +1,4 @@
-#include "record_file.h"
+#include "table/record_file.h"
 
 #include <algorithm>
 #include <cerrno>

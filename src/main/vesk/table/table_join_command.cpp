@@ -4,9 +4,9 @@
 #include <string>
 #include <vector>
 
-#include "column_names.h"
 #include "command.h"
-#include "join_table.h"
+#include "table/column_names.h"
+#include "table/join_table.h"
 
 namespace vesk {
 

@@ -8,7 +8,7 @@
 
 #include "control/quven_dataset_info.h"
 #include "control/quven_table_labels.h"
-#include "right_side.h"
+#include "table/right_side.h"
 
 namespace vesk {
 

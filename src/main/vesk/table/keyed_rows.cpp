@@ -1,8 +1,8 @@
-#include "keyed_rows.h"
+#include "table/keyed_rows.h"
 
 #include <bit>
 
-#include "key_value.h"
+#include "table/key_value.h"
 
 namespace vesk {
 

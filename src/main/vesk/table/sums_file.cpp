@@ -1,10 +1,10 @@
-#include "sums_file.h"
+#include "table/sums_file.h"
 
 #include <cmath>
 #include <stdexcept>
 
 #include "control/quven_file_formats.h"
-#include "key_value.h"
+#include "table/key_value.h"
 
 namespace vesk {
 

@@ -1,4 +1,4 @@
-#include "table_source.h"
+#include "table/table_source.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -8,9 +8,9 @@
 #include <stdexcept>
 #include <system_error>
 
-#include "column_names.h"
 #include "control/quven_file_formats.h"
-#include "dataset_files.h"
+#include "table/column_names.h"
+#include "table/dataset_files.h"
 
 namespace vesk {
 

@@ -5,10 +5,10 @@
 #include <string>
 #include <vector>
 
-#include "column_names.h"
 #include "command.h"
-#include "csv_table.h"
 #include "option_lists.h"
+#include "table/column_names.h"
+#include "table/csv_table.h"
 
 namespace vesk {
 

@@ -1,4 +1,4 @@
-#include "csv_columns.h"
+#include "table/csv_columns.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -8,8 +8,8 @@
 #include <system_error>
 #include <utility>
 
-#include "column_names.h"
 #include "control/quven_csv_reader.h"
+#include "table/column_names.h"
 
 namespace vesk {
 

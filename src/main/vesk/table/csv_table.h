@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "table_column.h"
+#include "table/table_column.h"
 
 namespace vesk {
 

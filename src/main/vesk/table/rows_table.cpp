@@ -1,4 +1,4 @@
-#include "rows_table.h"
+#include "table/rows_table.h"
 
 #include <algorithm>
 #include <functional>
@@ -9,10 +9,10 @@
 
 #include "control/quven_file_formats.h"
 #include "control/quven_partition_fit.h"
-#include "dataset_files.h"
-#include "key_value.h"
-#include "sums_file.h"
-#include "table_files.h"
+#include "table/dataset_files.h"
+#include "table/key_value.h"
+#include "table/sums_file.h"
+#include "table/table_files.h"
 
 namespace vesk {
 

@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "record_file.h"
+#include "table/record_file.h"
 
 namespace vesk {
 

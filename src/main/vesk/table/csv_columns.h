@@ -11,7 +11,7 @@
 #include <utility>
 #include <vector>
 
-#include "table_column.h"
+#include "table/table_column.h"
 
 namespace vesk {
 

@@ -1,4 +1,4 @@
-#include "dataset_files.h"
+#include "table/dataset_files.h"
 
 #include <cerrno>
 #include <filesystem>

@@ -9,7 +9,7 @@
 
 #include "control/quven_dataset_info.h"
 #include "control/quven_table_labels.h"
-#include "keyed_rows.h"
+#include "table/keyed_rows.h"
 
 namespace vesk {
 

@@ -1,14 +1,14 @@
-#include "right_side.h"
+#include "table/right_side.h"
 
 #include <algorithm>
 #include <stdexcept>
 #include <utility>
 
-#include "cell_value.h"
-#include "csv_columns.h"
-#include "dataset_files.h"
-#include "key_value.h"
-#include "table_source.h"
+#include "table/cell_value.h"
+#include "table/csv_columns.h"
+#include "table/dataset_files.h"
+#include "table/key_value.h"
+#include "table/table_source.h"
 
 namespace vesk {
 

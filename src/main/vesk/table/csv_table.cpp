@@ -1,12 +1,12 @@
-#include "csv_table.h"
+#include "table/csv_table.h"
 
 #include <algorithm>
 #include <stdexcept>
 #include <utility>
 
-#include "column_names.h"
-#include "csv_columns.h"
-#include "table_files.h"
+#include "table/column_names.h"
+#include "table/csv_columns.h"
+#include "table/table_files.h"
 
 namespace vesk {
 

@@ -7,11 +7,11 @@
 #include <string>
 #include <vector>
 
-#include "column_names.h"
 #include "command.h"
-#include "key_value.h"
 #include "option_lists.h"
-#include "rows_table.h"
+#include "table/column_names.h"
+#include "table/key_value.h"
+#include "table/rows_table.h"
 
 namespace vesk {
 

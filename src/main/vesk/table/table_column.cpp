@@ -1,11 +1,11 @@
-#include "table_column.h"
+#include "table/table_column.h"
 
 #include <algorithm>
 #include <stdexcept>
 #include <utility>
 
 #include "control/quven_file_formats.h"
-#include "key_value.h"
+#include "table/key_value.h"
 
 namespace vesk {
 

@@ -1,4 +1,4 @@
-#include "table_files.h"
+#include "table/table_files.h"
 
 #include <array>
 #include <cerrno>

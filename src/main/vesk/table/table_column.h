@@ -9,9 +9,9 @@
 #include <unordered_map>
 #include <vector>
 
-#include "cell_value.h"
 #include "control/quven_dataset_info.h"
 #include "control/quven_table_labels.h"
+#include "table/cell_value.h"
 
 namespace vesk {
 

@@ -1,0 +1,130 @@
+#include "files/descriptor.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <stdexcept>
+#include <utility>
+
+namespace vesk_files {
+
+namespace {
+
+[[noreturn]] void fail(const std::string& path, const std::string& what) {
+  throw std::runtime_error(systemFailure(path, what));
+}
+
+int openOrFail(const std::string& path, int flags, unsigned permissions, const char* what) {
+  int descriptor = -1;
+  do {
+    descriptor = ::open(path.c_str(), flags | O_CLOEXEC, permissions);
+  } while (descriptor < 0 && errno == EINTR);
+  if (descriptor < 0) fail(path, what);
+  return descriptor;
+}
+
+std::string folderOf(const std::string& path) {
+  const std::size_t slash = path.find_last_of('/');
+  if (slash == std::string::npos) return ".";
+  return slash == 0 ? "/" : path.substr(0, slash);
+}
+
+}  // namespace
+
+std::string systemFailure(const std::string& path, const std::string& what) {
+  return path + ": cannot " + what + ": " + std::strerror(errno);
+}
+
+Descriptor::Descriptor(int descriptor_, std::string name_) : descriptor(descriptor_), name(std::move(name_)) {}
+
+Descriptor::~Descriptor() {
+  if (descriptor >= 0) ::close(descriptor);
+}
+
+Descriptor::Descriptor(Descriptor&& other) noexcept
+    : descriptor(std::exchange(other.descriptor, -1)), name(std::move(other.name)) {}
+
+Descriptor& Descriptor::operator=(Descriptor&& other) noexcept {
+  std::swap(descriptor, other.descriptor);
+  std::swap(name, other.name);
+  return *this;
+}
+
+Descriptor Descriptor::openToRead(const std::string& path) {
+  return {openOrFail(path, O_RDONLY, 0, "open the file"), path};
+}
+
+Descriptor Descriptor::openToWrite(const std::string& path, unsigned permissions) {
+  return {openOrFail(path, O_WRONLY | O_CREAT | O_TRUNC | O_NOFOLLOW, permissions, "open the file for writing"), path};
+}
+
+std::size_t Descriptor::read(char* data, std::size_t size) const {
+  while (true) {
+    const ssize_t count = ::read(descriptor, data, size);
+    if (count >= 0) return static_cast<std::size_t>(count);
+    if (errno != EINTR) fail(name, "read");
+  }
+}
+
+void Descriptor::write(std::string_view bytes) const {
+  while (!bytes.empty()) {
+    const ssize_t count = ::write(descriptor, bytes.data(), bytes.size());
+    if (count < 0 && errno == EINTR) continue;
+    if (count < 0) fail(name, "write");
+    bytes.remove_prefix(static_cast<std::size_t>(count));
+  }
+}
+
+void Descriptor::sync() const {
+  if (::fsync(descriptor) != 0) fail(name, "write to the disk");
+}
+
+void Descriptor::close() {
+  if (::close(std::exchange(descriptor, -1)) != 0) fail(name, "close");
+}
+
+std::uint64_t Descriptor::sizeBytes() const {
+  struct stat status {};
+  if (::fstat(descriptor, &status) != 0) fail(name, "read the size");
+  return static_cast<std::uint64_t>(status.st_size);
+}
+
+std::string readWholeFile(const std::string& path, std::uint64_t limitBytes) {
+  const Descriptor file = Descriptor::openToRead(path);
+  std::string content;
+  std::string block(std::size_t{1} << 16, '\0');
+  while (const std::size_t size = file.read(block.data(), block.size())) {
+    content.append(block, 0, size);
+    if (content.size() > limitBytes) {
+      throw std::runtime_error(path + ": more than " + std::to_string(limitBytes) + " bytes");
+    }
+  }
+  return content;
+}
+
+void replaceFile(const std::string& path, std::string_view content, unsigned permissions) {
+  const std::string temporary = path + ".new" + std::to_string(::getpid());
+  try {
+    Descriptor file = Descriptor::openToWrite(temporary, permissions);
+    file.write(content);
+    file.sync();
+    file.close();
+    if (::rename(temporary.c_str(), path.c_str()) != 0) fail(path, "replace");
+  } catch (...) {
+    ::unlink(temporary.c_str());
+    throw;
+  }
+  syncFolder(folderOf(path));
+}
+
+void syncFolder(const std::string& path) {
+  const Descriptor folder(openOrFail(path, O_RDONLY | O_DIRECTORY, 0, "open the folder"), path);
+  folder.sync();
+}
+
+}  // namespace vesk_files
