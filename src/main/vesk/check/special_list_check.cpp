@@ -1,0 +1,57 @@
+#include "check/special_list_check.h"
+
+#include <cerrno>
+#include <cmath>
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+#include <utility>
+#include <vector>
+
+#include "check/tag_values.h"
+
+namespace vesk {
+
+namespace {
+
+// The loader's own rule: decimal notation only.
+bool parseNumber(const std::string& word, double& number) {
+  if (word.find_first_not_of("0123456789+-.eE") != std::string::npos) return false;
+  char* end = nullptr;
+  number = std::strtod(word.c_str(), &end);
+  return end == word.c_str() + word.size() && std::isfinite(number);
+}
+
+}  // namespace
+
+std::string readSpecialList(const std::string& path, vesk_loader::SpecialList& list) {
+  list.clear();
+  std::error_code error;
+  const auto status = std::filesystem::status(path, error);
+  if (!std::filesystem::exists(status)) return path + " does not exist";
+  // A device or a pipe may have no end.
+  if (!std::filesystem::is_regular_file(status)) return path + " is no regular file";
+  errno = 0;
+  std::ifstream file(path);
+  if (!file) return path + " cannot be opened: " + std::strerror(errno);
+  std::vector<double> numbers;
+  std::size_t lineNumber = 0;
+  for (std::string line; std::getline(file, line);) {
+    ++lineNumber;
+    std::istringstream words(line);
+    for (std::string word; words >> word;) {
+      double number = 0.0;
+      if (!parseNumber(word, number)) {
+        return path + ":" + std::to_string(lineNumber) + ": " + inBrackets(word) + " is no decimal number";
+      }
+      numbers.push_back(number);
+    }
+  }
+  if (file.bad()) return path + " cannot be read";
+  list.assign(std::move(numbers));
+  return "";
+}
+
+}  // namespace vesk
