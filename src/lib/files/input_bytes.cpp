@@ -67,8 +67,8 @@ struct InputBytes::State {
   State& operator=(const State&) = delete;
 
   [[noreturn]] void fail(const std::string& what) const {
-    throw std::runtime_error(file.getName() + ": " + what + ", near byte " + std::to_string(stored - available + used) +
-                             " of the file");
+    throw DamagedContent(file.getName() + ": " + what + ", near byte " + std::to_string(stored - available + used) +
+                         " of the file");
   }
 
   // Reads on behind what is left of the block. False at the end of the file.

@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <stdexcept>
 #include <string>
 
 #include "files/descriptor.h"
@@ -15,11 +16,17 @@ enum class Compression { None, Gzip, Zstd };
 /// "plain", "gzip", "zstd".
 const char* nameOf(Compression compression);
 
+/// What a compressed file holds cannot be read.
+class DamagedContent : public std::runtime_error {
+ public:
+  using std::runtime_error::runtime_error;
+};
+
 /// The bytes that a file holds: a compressed file is recognised by its first bytes and read as its content. Members of
 /// a gzip file and frames of a zstd file that follow each other are read as one.
 ///
-/// Errors: every operation throws std::runtime_error with the file's name; a compressed file that is damaged or ends
-/// too early, or that is followed by other bytes, is one.
+/// Errors: every operation throws std::runtime_error with the file's name; DamagedContent for a compressed file that is
+///         damaged or ends too early, or that is followed by other bytes.
 class InputBytes {
  public:
   /// "-" is standard input.
