@@ -117,10 +117,9 @@ std::string whyOtherForm(const DateCounts& counts, std::int32_t format, std::opt
   if (day) {
     const std::uint64_t near = countNear(counts, format, *day);
     const std::uint64_t otherNear = countNear(counts, otherForm(format), *day);
-    if (reads(otherNear, 0.9) && !reads(near, 0.1)) {
-      return sentence(format, range(own), "near " + isoText(*day));
-    }
-    return "";
+    // Such as 20200101 is the same day in both forms.
+    if (reads(otherNear, 0.9) && !reads(near, 0.6)) return sentence(format, range(own), range(other));
+    if (reads(near, 0.9)) return "";
   }
   // A few days in a row, read in the wrong form, are one day of each of some months.
   constexpr std::size_t leastDays = 3;

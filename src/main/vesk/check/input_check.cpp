@@ -33,8 +33,9 @@ std::string countOf(std::uint64_t count, const std::string& word) {
 
 class SampleCheck {
  public:
-  SampleCheck(const CheckedParameters& parameters, const InputSample& readSample, const RecordDates& recordDates)
-      : settings(parameters.settings), sample(readSample), dates(recordDates) {}
+  SampleCheck(const CheckedParameters& parameters, const InputSample& readSample, const RecordDates& recordDates,
+              double mostRefusedShare)
+      : settings(parameters.settings), sample(readSample), dates(recordDates), mostRefused(mostRefusedShare) {}
 
   std::vector<ParameterFinding> findAll() {
     findInFiles();
@@ -105,14 +106,15 @@ class SampleCheck {
   void findNarrow(std::size_t field, const std::string& side, const EdgeSamples& edge) {
     const FieldSamples& samples = sample.fields[field];
     const std::uint64_t numbers = samples.of(WordKind::Plain);
-    if (edge.digits < fewLines || !isShare(edge.digits, numbers, 0.02) || !isShare(edge.shortRuns, edge.digits, 0.9))
+    if (numbers < fewLines || edge.digits < fewLines || !isShare(edge.digits, numbers, 0.02) ||
+        !isShare(edge.shortRuns, edge.digits, 0.9))
       return;
     if (edge.detached * 100 > numbers || isWholeDate(field)) return;
     // Digits stand beside the field only when it is full: they are the rest of its number.
     const bool goOn = edge.apart >= fewLines;
     // A number that always fills the field, with digits beside it that vary as those of numbers do.
     const auto different = std::ranges::count_if(edge.values, [](std::uint64_t count) { return count > 0; });
-    const bool vary = isShare(edge.digits, numbers, 0.9) && different >= 6 &&
+    const bool vary = isShare(edge.digits, numbers, 0.8) && different >= 6 &&
                       !isShare(*std::ranges::max_element(edge.values), edge.digits, 0.4);
     const std::string lines = std::to_string(edge.digits) + " of " + countOf(numbers, "line");
     if (goOn || vary) {
@@ -153,7 +155,7 @@ class SampleCheck {
     if (counts.getLines() > 0 && isShare(counts.getOthers(), counts.getLines(), 0.5)) {
       const std::string_view notation = notationOf(counts.getFirstOther());
       error(field + ": " + inBrackets(printable(counts.getFirstOther())) + " is no date of eight digits" +
-            (notation.empty() ? "" : "; these are " + std::string(notation)) + ". vesk convert writes dates that fit");
+            (notation.empty() ? "" : "; these are " + std::string(notation) + ", which vesk convert reads"));
       return;
     }
     const DateReading first = readDates(counts, DayFirst);
@@ -166,7 +168,8 @@ class SampleCheck {
       return;
     }
     if (dates.format == NoDates) {
-      if (settings.dateHorizon >= 0) remark(field + ": without a form of the dates, DateHorizon is not used");
+      if (settings.dateHorizon >= 0 && counts.getLines() > 0)
+        remark(field + ": without a form of the dates, DateHorizon is not used");
       return;
     }
     const std::string why = whyOtherForm(counts, dates.format, runDay(dates));
@@ -197,11 +200,11 @@ class SampleCheck {
                        std::to_string(example.line);
     if (example.field != Refusal::WholeLine) text += ": " + describeField(settings, example.field);
     text.append(" ").append(inBrackets(printable(example.text))).append(advice);
+    const std::string lines = countOf(sample.lines, "line");
     if (sample.accepted == 0) {
-      error("none of " + countOf(sample.lines, "line") + " would be loaded. Most often " + text);
-    } else if (isShare(refused, sample.lines, 0.05)) {
-      remark(std::to_string(refused) + " of " + countOf(sample.lines, "line") + " would not be loaded. Most often " +
-             text);
+      error("none of " + lines + " would be loaded. Most often " + text);
+    } else if (static_cast<double>(refused) > mostRefused * static_cast<double>(sample.lines)) {
+      error(std::to_string(refused) + " of " + lines + " would not be loaded. Most often " + text);
     }
   }
 
@@ -226,6 +229,7 @@ class SampleCheck {
   const vesk_loader::LoaderSettings& settings;
   const InputSample& sample;
   RecordDates dates;
+  double mostRefused;  // the share of lines that may be refused
   bool hasHeader = false;
   std::vector<ParameterFinding> findings;
 };
@@ -241,14 +245,15 @@ std::string describeField(const vesk_loader::LoaderSettings& settings, std::size
 }
 
 std::vector<ParameterFinding> findInSample(const CheckedParameters& parameters, const InputSample& sample,
-                                           const RecordDates& dates) {
-  return SampleCheck(parameters, sample, dates).findAll();
+                                           const RecordDates& dates, double mostRefused) {
+  return SampleCheck(parameters, sample, dates, mostRefused).findAll();
 }
 
 std::vector<ParameterFinding> checkInput(const CheckedParameters& parameters, const std::vector<InputFile>& files,
                                          const RecordDates& dates, std::uint64_t lines) {
   const InputSample sample = sampleInput(parameters.settings, files, dates, lines);
-  std::vector<ParameterFinding> findings = findInSample(parameters, sample, dates);
+  // How many lines may be refused is up to the run, which sees all of them.
+  std::vector<ParameterFinding> findings = findInSample(parameters, sample, dates, 1.0);
   std::erase_if(findings, [](const ParameterFinding& finding) { return !finding.isError; });
   return findings;
 }

@@ -14,7 +14,7 @@ namespace vesk {
 /// What is wrong with the lines of a sample, or worth to be said of them. Errors are what leads to a run that loads
 /// nothing or something else than what stands in the records.
 std::vector<ParameterFinding> findInSample(const CheckedParameters& parameters, const InputSample& sample,
-                                           const RecordDates& dates);
+                                           const RecordDates& dates, double mostRefused = 0.05);
 
 /// The errors in the first lines of the files: a header line, UTF-16, a file that cannot be read, a field that ends
 /// before its numbers do, dates of the other form, no line that would be loaded.

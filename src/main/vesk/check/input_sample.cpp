@@ -1,5 +1,7 @@
 #include "check/input_sample.h"
 
+#include <unistd.h>
+
 #include <algorithm>
 #include <bit>
 #include <memory>
@@ -29,6 +31,12 @@ bool looksSeparated(std::string_view line) {
   return count(',') >= 2 || count(';') >= 2 || count('\t') >= 1 || count('|') >= 2;
 }
 
+/// Whether a plain file ends without a line end.
+bool lacksLineFeed(const vesk_files::Descriptor& file, std::uint64_t bytes) {
+  char last = '\n';
+  return bytes > 0 && ::pread(file.get(), &last, 1, static_cast<off_t>(bytes - 1)) == 1 && last != '\n';
+}
+
 class InputSampler {
  public:
   InputSampler(const vesk_loader::LoaderSettings& loaderSettings, const RecordDates& recordDates)
@@ -48,9 +56,11 @@ class InputSampler {
     read.file = file;
     try {
       vesk_files::Descriptor open = openInput(file);
+      const bool isCut = lacksLineFeed(open, file.bytes);
       vesk_files::InputBytes bytes(std::move(open));
       read.compression = bytes.getCompression();
       readLines(RecordLines(std::move(bytes), printable(file.path)), mostLines, read);
+      if (read.compression == vesk_files::Compression::None) read.lacksEnd = isCut;
     } catch (const std::exception& failure) {
       read.failure = failure.what();
     }
