@@ -16,8 +16,9 @@ using vesk_files::DatasetKind;
 
 TEST(KindMistake, SaysWhatIsThereWhatIsNeededAndWhatToChange) {
   const CardNeeds groups{"groups", DatasetKind::TableSorted};
-  const std::string change = "set CyclicTableSize, use an operation CyclicAdd, and set Output to Sparse, in the "
-                             "loader's parameter file";
+  const std::string change =
+      "set CyclicTableSize, use an operation CyclicAdd, and set Output to Sparse, in the "
+      "loader's parameter file";
   EXPECT_EQ(kindMistake(DatasetKind::TableSorted, groups), "");
   EXPECT_EQ(kindMistake(DatasetKind::TableUnsorted, groups),
             "the dataset holds a table with unsorted rows, and groups needs a table with sorted rows; set "

@@ -73,7 +73,8 @@ class DatasetCards : public CardCase {
     const std::string needed = command == "diffusion" ? "pair sums" : "a table with sorted rows";
     for (const int ranks : {1, 2, 3}) {
       expectRefusedBy(ranks, "d.bin",
-                      "the dataset holds " + content + ", and " + command + " needs " + needed + "; " + change, command);
+                      "the dataset holds " + content + ", and " + command + " needs " + needed + "; " + change,
+                      command);
     }
   }
 };
@@ -138,8 +139,9 @@ TEST_F(DatasetCards, OfAPayloadFileAreRefused) {
   writeFile("d.bin_payload_1.info", content("d.bin.info"));
   analyse(2, "groups", {}, "d.bin_payload_1");
   EXPECT_EQ(result.status, 99);
-  EXPECT_THAT(result.out, HasSubstr("Error;|2302;|d.bin_payload_1;|vesk-analyze: the dataset holds payloads of a table, "
-                                    "and groups needs a table with sorted rows; name the dataset itself"));
+  EXPECT_THAT(result.out,
+              HasSubstr("Error;|2302;|d.bin_payload_1;|vesk-analyze: the dataset holds payloads of a table, "
+                        "and groups needs a table with sorted rows; name the dataset itself"));
 }
 
 TEST_F(DatasetCards, FindAFileThatWasCutBetweenTwoRows) {
@@ -148,8 +150,9 @@ TEST_F(DatasetCards, FindAFileThatWasCutBetweenTwoRows) {
   const std::string bytes = content("d.bin");
   // A row has a header, three callees and a footer.
   writeFile("d.bin", bytes.substr(0, bytes.size() - 5 * 24));
-  expectRefused("d.bin", "the file has 23880 bytes and its card says 24000; it was cut or changed, or is of another "
-                         "run; the card is of run 2026-11-21-1;|ErrorEnd");
+  expectRefused("d.bin",
+                "the file has 23880 bytes and its card says 24000; it was cut or changed, or is of another "
+                "run; the card is of run 2026-11-21-1;|ErrorEnd");
 }
 
 TEST_F(DatasetCards, FindAChangedDescription) {
@@ -200,7 +203,8 @@ TEST_F(DatasetCards, NameTheRankThatSeesOtherFiles) {
       const std::string rankFolder = path("node" + std::to_string(rank));
       std::filesystem::create_directories(rankFolder);
       for (const char* name : {"seeds", "diffusion.xml", "d.bin.info"}) {
-        std::filesystem::copy_file(path(name), rankFolder + "/" + name, std::filesystem::copy_options::overwrite_existing);
+        std::filesystem::copy_file(path(name), rankFolder + "/" + name,
+                                   std::filesystem::copy_options::overwrite_existing);
       }
       if (rank == 0) {
         std::filesystem::copy_file(path("d.card.json"), rankFolder + "/d.card.json",
@@ -270,7 +274,9 @@ TEST_F(DatasetCards, AreNamedInTheResults) {
   analyse(2, "diffusion", {"--results", "run.xml"});
   ASSERT_EQ(result.status, 0) << result.out;
   const std::string hash = vesk_files::sha256OfFile(path("d.card.json"));
-  const auto spaced = [](const std::string& tag, const std::string& value) { return "<" + tag + ">" + value + "</" + tag + ">"; };
+  const auto spaced = [](const std::string& tag, const std::string& value) {
+    return "<" + tag + ">" + value + "</" + tag + ">";
+  };
   EXPECT_THAT(content("run.xml"), HasSubstr(spaced("Run", "2026-11-21-1")));
   EXPECT_THAT(content("run.xml"), HasSubstr(spaced("Sha256", hash)));
   EXPECT_THAT(content("run.xml"), HasSubstr(spaced("Verified", "0")));
@@ -304,7 +310,8 @@ TEST_F(DatasetCards, OfDenseRecordsAreAcceptedByCorrelations) {
   writeCardOf("d.bin", DatasetKind::PairSum);
   analyse(2, "correlations");
   EXPECT_EQ(result.status, 99);
-  EXPECT_THAT(result.out, HasSubstr("the dataset holds pair sums, and correlations needs a table with named columns; "));
+  EXPECT_THAT(result.out,
+              HasSubstr("the dataset holds pair sums, and correlations needs a table with named columns; "));
 }
 
 }  // namespace

@@ -18,8 +18,8 @@ struct CardNeeds {
 
 /// The card that a run has used.
 struct UsedCard {
-  std::string run;         ///< the loader run that wrote the dataset
-  std::string sha256;      ///< of the text of the card, which holds the hashes of the files
+  std::string run;     ///< the loader run that wrote the dataset
+  std::string sha256;  ///< of the text of the card, which holds the hashes of the files
   bool isVerified = false;
 };
 

@@ -52,6 +52,7 @@ struct CommandGroup {
   const char* summary;
 };
 
+extern const Command exportCommand;
 extern const Command tableCsvCommand;
 extern const Command tableJoinCommand;
 extern const Command tableRowsCommand;
