@@ -100,8 +100,7 @@ TEST_F(ExportTest, OfATableHasOneLinePerContact) {
 TEST_F(ExportTest, OfPairSumsHasTheWeights) {
   sparse("p.bin", pairs);
   expectExported("p.bin", {}, "caller,callee,weight\n1,30,2.5\n1,50,1\n2,7,4\n");
-  expectExported("p.bin", {"--wide"},
-                 "caller,callee_1,weight_1,callee_2,weight_2\n1,30,2.5,50,1\n2,7,4,,\n");
+  expectExported("p.bin", {"--wide"}, "caller,callee_1,weight_1,callee_2,weight_2\n1,30,2.5,50,1\n2,7,4,,\n");
 }
 
 TEST_F(ExportTest, OfSumsHasThePositions) {

@@ -21,9 +21,11 @@ constexpr std::size_t blockBytes = std::size_t{1} << 16;
 
 void appendNumber(std::string& text, double number) {
   std::array<char, 32> digits{};
-  const bool isWhole = std::fabs(number) < KeyLimit && std::trunc(number) == number && !(number == 0 && std::signbit(number));
-  const auto end = isWhole ? std::to_chars(digits.data(), digits.data() + digits.size(), static_cast<std::int64_t>(number))
-                           : std::to_chars(digits.data(), digits.data() + digits.size(), number);
+  const bool isWhole =
+      std::fabs(number) < KeyLimit && std::trunc(number) == number && !(number == 0 && std::signbit(number));
+  const auto end = isWhole
+                       ? std::to_chars(digits.data(), digits.data() + digits.size(), static_cast<std::int64_t>(number))
+                       : std::to_chars(digits.data(), digits.data() + digits.size(), number);
   text.append(digits.data(), end.ptr);
 }
 
@@ -34,7 +36,8 @@ DelimitedOutput::DelimitedOutput(std::ostream& output, std::string outputName, c
 
 void DelimitedOutput::addText(std::string_view cell) {
   beginCell();
-  const bool isPlain = cell.find(separator) == std::string_view::npos && cell.find_first_of("\"\r\n") == std::string_view::npos &&
+  const bool isPlain = cell.find(separator) == std::string_view::npos &&
+                       cell.find_first_of("\"\r\n") == std::string_view::npos &&
                        (cell.empty() || (cell.front() != ' ' && cell.back() != ' '));
   if (isPlain) {
     line += cell;

@@ -9,7 +9,8 @@
 
 namespace vesk {
 
-/// Appends the shortest text that reads back as the number; a whole number below 2^53 in absolute value is digits alone.
+/// Appends the shortest text that reads back as the number; a whole number below 2^53 in absolute value is digits
+/// alone.
 void appendNumber(std::string& text, double number);
 
 /// Lines of cells with a separator between them, written in blocks.

@@ -33,16 +33,17 @@ void run(const ExportOptions& options, std::ostream& out) {
 void addOptions(CLI::App& command, Action& action) {
   auto options = std::make_shared<ExportOptions>();
   command.add_option("DATASET", options->dataset, "The dataset")->required()->type_name("FILE");
-  command.add_option("-o,--output", options->output, "The file to write; with the ending .tsv, tabs are between the cells")
+  command
+      .add_option("-o,--output", options->output, "The file to write; with the ending .tsv, tabs are between the cells")
       ->type_name("FILE")
       ->capture_default_str();
   command.add_flag("--wide", options->isWide, "One line per caller");
   command.add_flag("--tsv", options->hasTabs, "Tabs between the cells");
-  command.add_flag("--verify", options->verifies, "Compare the SHA-256 of the files with the card, not their sizes alone");
+  command.add_flag("--verify", options->verifies,
+                   "Compare the SHA-256 of the files with the card, not their sizes alone");
   command.footer(footer);
-  command.callback([options, &action] {
-    action = [options](std::ostream& out, std::ostream&) { run(*options, out); };
-  });
+  command.callback(
+      [options, &action] { action = [options](std::ostream& out, std::ostream&) { run(*options, out); }; });
 }
 
 }  // namespace

@@ -169,7 +169,8 @@ Exported exportTo(const ExportOptions& options, std::ostream& standardOutput) {
   }
   for (const std::string& input : files.inputs) {
     if (quvenIsSameFile(options.output, input)) {
-      throw CommandFailure(Status::Usage, "the output " + options.output + " would take the place of the input " + input);
+      throw CommandFailure(Status::Usage,
+                           "the output " + options.output + " would take the place of the input " + input);
     }
   }
   std::unique_ptr<OpenResultFile> file;

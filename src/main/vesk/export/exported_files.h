@@ -16,9 +16,9 @@ enum class ExportKind { Table, PairSum, Sums, Payload, Dense };
 struct ExportedFiles {
   ExportKind kind = ExportKind::Dense;
   bool isSparse = false;
-  std::vector<std::string> parts{};                  ///< the binary files in their order
-  std::vector<std::string> inputs{};                 ///< all files that are read
-  std::vector<dataset_info::Column> columns{};       ///< of a dataset that is not sparse
+  std::vector<std::string> parts{};             ///< the binary files in their order
+  std::vector<std::string> inputs{};            ///< all files that are read
+  std::vector<dataset_info::Column> columns{};  ///< of a dataset that is not sparse
   QUVENTableLabels labels{};
 };
 

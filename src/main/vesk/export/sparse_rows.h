@@ -62,9 +62,8 @@ class SparseRows {
 /// Errors: std::runtime_error with the file.
 std::optional<SparseForm> findSparseForm(const std::string& path);
 
-/// Whether a file of rows with positions is a table of contacts or its payloads, and not sums: only a table has an entry
-/// at the position `width`. Reads the file up to that entry.
-/// Errors: as SparseRows.
+/// Whether a file of rows with positions is a table of contacts or its payloads, and not sums: only a table has an
+/// entry at the position `width`. Reads the file up to that entry. Errors: as SparseRows.
 bool hasEntryAtWidth(const std::string& path);
 
 }  // namespace vesk
