@@ -54,6 +54,7 @@ struct CommandGroup {
 
 extern const Command dayCommand;
 extern const Command checkCommand;
+extern const Command exportCommand;
 extern const Command tableCsvCommand;
 extern const Command tableJoinCommand;
 extern const Command tableRowsCommand;
