@@ -38,7 +38,8 @@ bool isDigits(std::string_view text) {
 
 Json toJson(const std::vector<CardFile>& files) {
   Json list = Json::array();
-  for (const CardFile& file : files) list.push_back({{"name", file.name}, {"bytes", file.bytes}, {"sha256", file.sha256}});
+  for (const CardFile& file : files)
+    list.push_back({{"name", file.name}, {"bytes", file.bytes}, {"sha256", file.sha256}});
   return list;
 }
 

@@ -42,7 +42,8 @@ std::string cardPath(const std::string& datasetPath);
 /// The text of a card, as JSON with one line a member.
 std::string writeCard(const DatasetCard& card);
 
-/// Errors: std::runtime_error with `name` and what is wrong: no JSON, a missing or foreign member, a name that leads out of the
+/// Errors: std::runtime_error with `name` and what is wrong: no JSON, a missing or foreign member, a name that leads
+/// out of the
 ///         folder, a hash or a size that is none.
 DatasetCard readCard(const std::string& text, const std::string& name);
 
