@@ -8,10 +8,10 @@
 namespace vesk_generate {
 namespace {
 
-using testing::linesOf;
-using testing::TemporaryFolder;
 using ::testing::HasSubstr;
+using testing::linesOf;
 using ::testing::MatchesRegex;
+using testing::TemporaryFolder;
 
 GeneratorSettings smallSettings() {
   GeneratorSettings settings;
@@ -92,8 +92,8 @@ TEST(CsvRecords, SpoilsAShareAndLeavesTheOtherRowsAlone) {
 TEST(CsvRecords, EachFileHasTheHeader) {
   const TemporaryFolder folder;
   const std::string path = folder.path("calls.csv");
-  const char* const arguments[] = {"vesk-generate", "--csv", "--csv-bad", "0", "-n", "10", "--files", "2", "-o",
-                                   path.c_str()};
+  const char* const arguments[] = {"vesk-generate", "--csv", "--csv-bad", "0",         "-n", "10",
+                                   "--files",       "2",     "-o",        path.c_str()};
   std::ostringstream out;
   std::ostringstream err;
   ASSERT_EQ(runGenerate(10, arguments, out, err), 0) << err.str();

@@ -76,8 +76,7 @@ void CsvRecords::addRow(std::string& text) {
 void CsvRecords::addTime(std::string& text, std::uint64_t day) {
   const bool isUtc = random.below(4) > 0;
   const std::uint64_t local = random.below(secondsOfDay) + (isUtc ? 0 : 3600);
-  const std::chrono::year_month_day date =
-      firstDay + std::chrono::days(static_cast<int>(day + local / secondsOfDay));
+  const std::chrono::year_month_day date = firstDay + std::chrono::days(static_cast<int>(day + local / secondsOfDay));
   addNumber(text, static_cast<std::uint64_t>(static_cast<int>(date.year())), 4);
   text += '-';
   addNumber(text, static_cast<unsigned>(date.month()), 2);

@@ -12,7 +12,8 @@ namespace vesk_generate {
 
 /// The records of a generator as rows of a CSV file such as a billing system exports.
 ///
-/// Columns: caller, callee, start, duration, calls, note. A subscriber has one text, +49151 and the number with at least
+/// Columns: caller, callee, start, duration, calls, note. A subscriber has one text, +49151 and the number with at
+/// least
 ///          eight digits; every seventh one is in quotes and has blanks. The start is an ISO 8601 time, in UTC or
 ///          with the offset +01:00; its UTC date is the day of the record. Durations are seconds
 ///          or h:mm:ss. Some notes have commas, quotes and line feeds.

@@ -52,6 +52,8 @@ struct CommandGroup {
   const char* summary;
 };
 
+extern const Command convertCommand;
+extern const Command idsCommand;
 extern const Command tableCsvCommand;
 extern const Command tableJoinCommand;
 extern const Command tableRowsCommand;
