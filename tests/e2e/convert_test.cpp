@@ -23,8 +23,8 @@ class ConvertRun : public ::testing::Test {
     return runProgram(program, arguments, folder.path(), limits);
   }
   Strings convertArguments(const std::string& input, const std::string& output, const Strings& more = {}) const {
-    Strings arguments = {"convert", input, "-o", output, "--caller", "caller", "--callee", "callee", "--time", "start",
-                         "--duration", "duration", "--count", "calls"};
+    Strings arguments = {"convert", input,    "-o",    output,       "--caller", "caller",  "--callee",
+                         "callee",  "--time", "start", "--duration", "duration", "--count", "calls"};
     arguments.insert(arguments.end(), more.begin(), more.end());
     return arguments;
   }
@@ -33,7 +33,8 @@ class ConvertRun : public ::testing::Test {
     return run("vesk", convertArguments(input, output, more), limits);
   }
   void generate(int records) {
-    ASSERT_EQ(run("vesk-generate", {"-n", std::to_string(records), "-c", "500", "--csv", "-q", "-o", "calls.csv"}).status, 0);
+    ASSERT_EQ(
+        run("vesk-generate", {"-n", std::to_string(records), "-c", "500", "--csv", "-q", "-o", "calls.csv"}).status, 0);
   }
   /// The files whose names contain ".partial".
   std::set<std::string> partialFiles() const {
@@ -50,7 +51,8 @@ class ConvertRun : public ::testing::Test {
 
 // The CSV file of the generator and its fixed-column lines give the same network, but for the names of the subscribers.
 TEST_F(ConvertRun, GivesTheLoaderTheSameCalls) {
-  ASSERT_EQ(run("vesk-generate", {"-n", "3000", "-c", "200", "--csv", "--csv-bad", "0", "-q", "-o", "calls.csv"}).status, 0);
+  ASSERT_EQ(
+      run("vesk-generate", {"-n", "3000", "-c", "200", "--csv", "--csv-bad", "0", "-q", "-o", "calls.csv"}).status, 0);
   ASSERT_EQ(run("vesk-generate", {"-n", "3000", "-c", "200", "-q", "-o", "plain"}).status, 0);
   const ProgramRun converted = convert("calls.csv", "calls", {"--ids", "ids.map"});
   ASSERT_EQ(converted.status, 0) << converted.err;
@@ -70,7 +72,8 @@ TEST_F(ConvertRun, GivesTheLoaderTheSameCalls) {
   for (const auto& [plain, number] : numbers) different.insert(number);
   EXPECT_EQ(different.size(), numbers.size());
   for (const char* parameters : {"calls.xml", "calls.pairs.xml", "calls.sums.xml"}) {
-    const ProgramRun loaded = run("vesk-loader", {"datafile", "./calls", parameters, "none", "out.bin", "2", "20203001"});
+    const ProgramRun loaded =
+        run("vesk-loader", {"datafile", "./calls", parameters, "none", "out.bin", "2", "20203001"});
     EXPECT_EQ(loaded.status, 0);
     EXPECT_THAT(loaded.out, HasSubstr("3000 lines scanned, no problem found")) << parameters;
   }
@@ -82,10 +85,12 @@ TEST_F(ConvertRun, KeepsIdsThroughAnAnalysis) {
   ASSERT_EQ(convert("calls.csv", "calls", {"--ids", "ids.map"}).status, 0);
   ASSERT_EQ(run("vesk-loader", {"datafile", "./calls", "calls.pairs.xml", "none", "pairs.bin", "0"}).status, 0);
   folder.write("seeds.txt", "0x2\n");
-  ASSERT_EQ(run("vesk", {"ids", "ids.map", "--to-numbers", "seeds.txt", "--no-header", "--column", "1", "-o", "seeds"}).status, 0);
+  ASSERT_EQ(run("vesk", {"ids", "ids.map", "--to-numbers", "seeds.txt", "--no-header", "--column", "1", "-o", "seeds"})
+                .status,
+            0);
   EXPECT_EQ(folder.read("seeds"), "4503599627370498\n");
-  const ProgramRun analysis = run("vesk-analyze", {"diffusion", "-", "pairs.bin", "--set", "Seed=seeds", "--set",
-                                                   "OutputFileName=energy.csv"});
+  const ProgramRun analysis =
+      run("vesk-analyze", {"diffusion", "-", "pairs.bin", "--set", "Seed=seeds", "--set", "OutputFileName=energy.csv"});
   ASSERT_EQ(analysis.status, 0) << analysis.out;
   const ProgramRun texts = run("vesk", {"ids", "ids.map", "--to-text", "energy.csv", "--column", "Number"});
   EXPECT_EQ(texts.status, 0) << texts.err;
@@ -99,9 +104,12 @@ TEST_F(ConvertRun, KeepsIdsThroughAnAnalysis) {
 TEST_F(ConvertRun, ReadsCompressedFilesAndStandardInput) {
   generate(2000);
   ASSERT_EQ(convert("calls.csv", "a", {"--ids", "ids.map"}).status, 0);
-  ASSERT_EQ(run("/bin/sh", {"-c", "gzip -k calls.csv && cat calls.csv.gz | " + std::string(VESK_BIN_DIR) +
-                                      "/vesk convert - -o b --caller caller --callee callee --time start --duration duration"
-                                      " --count calls --ids ids.map > report"}).status, 0);
+  ASSERT_EQ(
+      run("/bin/sh", {"-c", "gzip -k calls.csv && cat calls.csv.gz | " + std::string(VESK_BIN_DIR) +
+                                "/vesk convert - -o b --caller caller --callee callee --time start --duration duration"
+                                " --count calls --ids ids.map > report"})
+          .status,
+      0);
   EXPECT_EQ(folder.read("a"), folder.read("b"));
   EXPECT_THAT(folder.read("report"), HasSubstr("  standard input: 2000 rows, gzip, delimiter ,\n"));
   const std::string gzip = folder.read("calls.csv.gz");
@@ -127,7 +135,7 @@ TEST_F(ConvertRun, SaysWhatIsWrong) {
   EXPECT_EQ(convert("calls.csv", "no/out", {"--ids", "m"}).status, 99);
   EXPECT_FALSE(std::filesystem::exists(folder.path("out")));
   EXPECT_FALSE(std::filesystem::exists(folder.path("m")));
-  EXPECT_THAT(run("vesk", {"convert", "--help"}).out, HasSubstr("counts for")) << "the rule for time zones";
+  EXPECT_THAT(run("vesk", {"convert", "--help"}).out, HasSubstr("get their date in UTC")) << "the rule for time zones";
   EXPECT_THAT(run("vesk", {"convert", "--help"}).out, HasSubstr("Example:\n  vesk convert calls.csv.gz -o in/calls"));
 }
 
@@ -193,7 +201,8 @@ TEST_F(ConvertRun, SharesAMapBetweenProcesses) {
   for (int p = 0; p < processes; ++p) {
     std::string text = "caller,callee,start,duration,calls\n";
     for (int i = 0; i < rows; ++i) {
-      text += "c" + std::to_string((i + 1000 * p) % 5000) + ",d" + std::to_string(p) + "x" + std::to_string(i) + ",2020-01-01,1,1\n";
+      text += "c" + std::to_string((i + 1000 * p) % 5000) + ",d" + std::to_string(p) + "x" + std::to_string(i) +
+              ",2020-01-01,1,1\n";
     }
     folder.write("in" + std::to_string(p), text);
   }

@@ -24,7 +24,8 @@ TEST(CallValues, ReadsPlainIds) {
   EXPECT_EQ(readPlainId("1"), 1U);
   EXPECT_EQ(readPlainId("0"), 0U);
   EXPECT_EQ(readPlainId("9007199254740992"), LargestPlainId);
-  for (const char* text : {"", "9007199254740993", "01", "+1", "-1", "1 2", "1.0", "1e3", "0x1F", "99999999999999999999"}) {
+  for (const char* text :
+       {"", "9007199254740993", "01", "+1", "-1", "1 2", "1.0", "1e3", "0x1F", "99999999999999999999"}) {
     EXPECT_EQ(readPlainId(text), std::nullopt) << text;
   }
 }
@@ -33,8 +34,8 @@ TEST(CallValues, TakesCleanTextForAMap) {
   for (const char* text : {"+49 151", "0x1F", "\xC3\xA9", "\xE2\x82\xAC", "\xF0\x9F\x93\x9E", "\xED\x9F\xBF"}) {
     EXPECT_EQ(mistakeInIdText(text), Cause::None) << text;
   }
-  for (const char* text : {"a\nb", "\x7F", "\x80", "\xC0\x80", "\xC3", "\xE0\x80\x80", "\xED\xA0\x80", "\xF4\x90\x80\x80",
-                           "\xF5\x80\x80\x80", "\xE2\x82"}) {
+  for (const char* text : {"a\nb", "\x7F", "\x80", "\xC0\x80", "\xC3", "\xE0\x80\x80", "\xED\xA0\x80",
+                           "\xF4\x90\x80\x80", "\xF5\x80\x80\x80", "\xE2\x82"}) {
     EXPECT_EQ(mistakeInIdText(text), Cause::IdBytes) << text;
   }
   EXPECT_EQ(mistakeInIdText(std::string(200, 'a')), Cause::None);
@@ -43,14 +44,15 @@ TEST(CallValues, TakesCleanTextForAMap) {
 }
 
 TEST(CallValues, ReadsIsoTimes) {
-  for (const char* text : {"2020-02-29", "2020-02-29T23:59", "2020-02-29 23:59:60", "2020-02-29T00:00:00.123", "20200229",
-                           "2020-02-29T00:00:00,5", "2020-02-29T12:00:00Z", "2020-02-29T12:00:00 +0100", "20200229T120000Z",
-                           "20200229120000", "2020-02-29T12:00+01", "20200229T1200"}) {
+  for (const char* text : {"2020-02-29", "2020-02-29T23:59", "2020-02-29 23:59:60", "2020-02-29T00:00:00.123",
+                           "20200229", "2020-02-29T00:00:00,5", "2020-02-29T12:00:00Z", "2020-02-29T12:00:00 +0100",
+                           "20200229T120000Z", "20200229120000", "2020-02-29T12:00+01", "20200229T1200"}) {
     EXPECT_EQ(date(text), "20200229") << text;
   }
-  for (const char* text : {"2020-2-29", "2020-02-29x", "2020-02-29T", "2020-02-29T24:00", "2020-02-29T12:60", "29.02.2020",
-                           "2020-02-29T12", "2020-02-29T12:00+", "2020-02-29T12:00+16:00", "2020-02-29T12:00:00.", "x",
-                           "2020-0229", "202002-29", "2020-02-29T12:00:00+01:0", "2020-02-29T12:00ZZ", "2020", "1234567"}) {
+  for (const char* text :
+       {"2020-2-29", "2020-02-29x", "2020-02-29T", "2020-02-29T24:00", "2020-02-29T12:60", "29.02.2020",
+        "2020-02-29T12", "2020-02-29T12:00+", "2020-02-29T12:00+16:00", "2020-02-29T12:00:00.", "x", "2020-0229",
+        "202002-29", "2020-02-29T12:00:00+01:0", "2020-02-29T12:00ZZ", "2020", "1234567"}) {
     EXPECT_EQ(date(text), noForm) << text;
   }
   EXPECT_EQ(date("2019-02-29"), noDay);
@@ -106,8 +108,8 @@ TEST(CallValues, ReadsDurations) {
   EXPECT_EQ(duration("12.5"), "12.5");
   EXPECT_EQ(duration("1:02:03"), "3723");
   EXPECT_EQ(duration("100:00:00.25"), "360000.25");
-  for (const char* text : {"", "-1", "1:02", "1:2:3:4", "1:60:00", "1:00:60", "::", "1e3", "5s", "1.", ".5", "1,5", "n/a",
-                           "0x10", "9999999999"}) {
+  for (const char* text : {"", "-1", "1:02", "1:2:3:4", "1:60:00", "1:00:60", "::", "1e3", "5s", "1.", ".5", "1,5",
+                           "n/a", "0x10", "9999999999"}) {
     EXPECT_EQ(duration(text), "!") << text;
   }
 }

@@ -55,7 +55,8 @@ TEST_F(ConvertTest, WritesFixedColumns) {
   options.duration = "d";
   options.count = "n";
   options.payloads = {"cell id"};
-  const ConvertResult result = convert("cell id,n,d,t,b,a\n7.5,2,0:01:40,2020-02-29T01:00:00+02:00,9007199254740992,1\n");
+  const ConvertResult result =
+      convert("cell id,n,d,t,b,a\n7.5,2,0:01:40,2020-02-29T01:00:00+02:00,9007199254740992,1\n");
   EXPECT_EQ(folder.read("out"),
             "               1 9007199254740992 20200228          100          2                      7.5\n");
   EXPECT_EQ(result.records, 1U);
@@ -80,12 +81,13 @@ TEST_F(ConvertTest, WritesFixedColumns) {
   EXPECT_THAT(folder.read("out.pairs.xml"),
               HasSubstr("  <MultiplicityField>5</MultiplicityField>\n"
                         "  <Operation1><OpName>PairSum</OpName><Input>2</Input></Operation1>\n</LoaderParams>\n"));
-  EXPECT_THAT(folder.read("out.sums.xml"),
-              HasSubstr("  <Operation1><OpName>Count</OpName><Input>2</Input><Output>2</Output></Operation1>\n"
-                        "  <Operation2><OpName>Add</OpName><Input>4</Input><Output>3</Output></Operation2>\n"
-                        "  <Operation3><OpName>Count</OpName><Input>4</Input><Output>4</Output><Condition>GE</Condition>"
-                        "<Threshold>300</Threshold></Operation3>\n"
-                        "  <Operation4><OpName>Add</OpName><Input>6</Input><Output>5</Output></Operation4>\n"));
+  EXPECT_THAT(
+      folder.read("out.sums.xml"),
+      HasSubstr("  <Operation1><OpName>Count</OpName><Input>2</Input><Output>2</Output></Operation1>\n"
+                "  <Operation2><OpName>Add</OpName><Input>4</Input><Output>3</Output></Operation2>\n"
+                "  <Operation3><OpName>Count</OpName><Input>4</Input><Output>4</Output><Condition>GE</Condition>"
+                "<Threshold>300</Threshold></Operation3>\n"
+                "  <Operation4><OpName>Add</OpName><Input>6</Input><Output>5</Output></Operation4>\n"));
   struct stat status {};
   ASSERT_EQ(::stat(options.output.c_str(), &status), 0);
   EXPECT_EQ(status.st_mode & 0007, 0U);
@@ -129,13 +131,13 @@ TEST_F(ConvertTest, CountsBadRowsByCauseAndRejectsThem) {
                           "1 a quote that is not closed", "1 a: 0 stands for no subscriber", "1 b: empty",
                           "1 b: above 2^53: use --ids", "1 t: not a time of a known form"));
   EXPECT_EQ(folder.read("rejects"),
-            "file,line,byte,cause,field,text\n" +  //
-                in() + ",3,21,too few cells,,\"1,2\"\n" +           //
+            "file,line,byte,cause,field,text\n" +          //
+                in() + ",3,21,too few cells,,\"1,2\"\n" +  //
                 in() + ",4,25,not a plain number: use --ids,a,+1\n" + in() +
                 ",5,41,not a plain number: use --ids,a,+2\n" + in() + ",7,73,empty,b,\n" + in() +
-                ",9,88,too many cells,,\"1,2,2020-01-01,4\"\n" + in() +
-                ",10,105,0 stands for no subscriber,a,0\n" + in() + ",11,120,above 2^53: use --ids,b,9007199254740993\n" +
-                in() + ",12,150,not a time of a known form,t,2020-02-30?x\n" + in() +
+                ",9,88,too many cells,,\"1,2,2020-01-01,4\"\n" + in() + ",10,105,0 stands for no subscriber,a,0\n" +
+                in() + ",11,120,above 2^53: use --ids,b,9007199254740993\n" + in() +
+                ",12,150,not a time of a known form,t,2020-02-30?x\n" + in() +
                 ",14,169,a quote that is not closed,,\"1,\"\"2,2020-01-01\"\n");
 }
 
@@ -173,7 +175,9 @@ TEST_F(ConvertTest, RefusesColumnsThatAreNotThere) {
 }
 
 TEST_F(ConvertTest, RefusesOtherTextThanCsv) {
-  EXPECT_EQ(refusal("\xFF\xFE" "a\n"), "3 " + in() + " is UTF-16 text; make it UTF-8");
+  EXPECT_EQ(refusal("\xFF\xFE"
+                    "a\n"),
+            "3 " + in() + " is UTF-16 text; make it UTF-8");
   EXPECT_EQ(refusal("a,b;c\n1,2\n"),
             "3 " + in() + ": the first line has as many of one delimiter as of another; use --delimiter");
   options.delimiter = ',';
@@ -186,7 +190,8 @@ TEST_F(ConvertTest, RefusesAnOutputThatIsAnInput) {
   EXPECT_EQ(refusal("a,b\n1,2\n"), "1 the output " + in() + " would take the place of the input " + in());
   options.output = folder.path("x");
   options.rejects = folder.path("x.sums.xml");
-  EXPECT_EQ(refusal("a,b\n1,2\n"), "1 " + folder.path("x.sums.xml") + " and " + folder.path("x.sums.xml") + " are the same file");
+  EXPECT_EQ(refusal("a,b\n1,2\n"),
+            "1 " + folder.path("x.sums.xml") + " and " + folder.path("x.sums.xml") + " are the same file");
   options.rejects.clear();
   options.idMap = in();
   EXPECT_THAT(refusal("a,b\n1,2\n"), StartsWith("1 the output "));

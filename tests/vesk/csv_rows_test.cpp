@@ -45,7 +45,8 @@ Strings rowsOf(const std::string& text, char delimiter = ',', std::size_t pieceB
     if (rows.getFault() != RowFault::None) {
       row += "!" + wordOf(rows.getFault()) + "[" + std::string(rows.getLineText()) + "]";
     } else {
-      for (std::size_t i = 0; i < rows.getCells().size(); ++i) row.append(i == 0 ? ":" : "|").append(rows.getCells()[i]);
+      for (std::size_t i = 0; i < rows.getCells().size(); ++i)
+        row.append(i == 0 ? ":" : "|").append(rows.getCells()[i]);
     }
     result.push_back(row);
   }
@@ -121,7 +122,9 @@ TEST(CsvRows, ReadsMoreThanABlock) {
   std::string text;
   const int count = 60000;
   for (int i = 0; i < count; ++i) {
-    text += std::to_string(i) + (i % 3 == 0 ? ",\"a\"\"b\"\r\n" : i % 3 == 1 ? ",\"c\nd\"\n" : ",plain text of a row\n");
+    text += std::to_string(i) + (i % 3 == 0   ? ",\"a\"\"b\"\r\n"
+                                 : i % 3 == 1 ? ",\"c\nd\"\n"
+                                              : ",plain text of a row\n");
   }
   CsvRows rows(pieces(text, 1 << 20));
   for (int i = 0; i < count; ++i) {

@@ -29,8 +29,8 @@ void BadRows::add(const BadRow& row) {
   }
   if (!keepsRows || group.count > most) return;
   fileText += quvenCsvCell(row.file) + "," + std::to_string(row.line) + "," + std::to_string(row.byte) + "," +
-              quvenCsvCell(wordsOf(row.cause)) + "," + quvenCsvCell(row.field) + "," + quvenCsvCell(printable(row.text)) +
-              "\n";
+              quvenCsvCell(wordsOf(row.cause)) + "," + quvenCsvCell(row.field) + "," +
+              quvenCsvCell(printable(row.text)) + "\n";
 }
 
 std::vector<BadRows::Group> BadRows::getGroups() const {

@@ -33,7 +33,7 @@ class BadRows {
   std::uint64_t getCount() const { return total; }
 
   struct Group {
-    std::string words;    ///< "FIELD: CAUSE" or "CAUSE"
+    std::string words;  ///< "FIELD: CAUSE" or "CAUSE"
     std::uint64_t count = 0;
     std::string example;  ///< "FILE, line N: [TEXT]"
   };

@@ -169,8 +169,8 @@ Cause readUnix(std::string_view text, std::int64_t perSecond, const TimeZoneRule
   std::int64_t number = 0;
   const char* const end = text.data() + text.size();
   const auto [stop, error] = std::from_chars(text.data(), end, number);
-  const bool isNumber = error == std::errc{} && isDigit(text.front()) &&
-                        (stop == end || (*stop == '.' && areDigits({stop + 1, end})));
+  const bool isNumber =
+      error == std::errc{} && isDigit(text.front()) && (stop == end || (*stop == '.' && areDigits({stop + 1, end})));
   if (!isNumber) return Cause::TimeForm;
   const std::int64_t seconds = number / perSecond;
   constexpr std::int64_t tooLate = 5000000000;  // in the year 2128

@@ -51,8 +51,8 @@ enum class TimeForm { Auto, Iso, UnixSeconds, UnixMilliseconds, YearMonthDay, Ye
 
 /// Whose date a time gets.
 struct TimeZoneRule {
-  bool asWritten = false;           ///< the date that is written, whatever its zone
-  std::int32_t offsetMinutes = 0;   ///< of the zone of the dates, east of UTC; 0 for UTC
+  bool asWritten = false;          ///< the date that is written, whatever its zone
+  std::int32_t offsetMinutes = 0;  ///< of the zone of the dates, east of UTC; 0 for UTC
 };
 
 /// Reads a time as a date, yyyymmdd. A time without zone has the date that is written; one with a zone and a unix time

@@ -8,11 +8,11 @@
 
 #include "command.h"
 #include "control/quven_result_file.h"
+#include "convert/record_columns.h"
+#include "convert/source_columns.h"
 #include "csv/column_choice.h"
 #include "csv/csv_rows.h"
 #include "csv/output_file.h"
-#include "convert/record_columns.h"
-#include "convert/source_columns.h"
 #include "files/descriptor.h"
 #include "files/input_bytes.h"
 #include "ids/id_table.h"
@@ -83,7 +83,8 @@ void refuseSharedFiles(const ConvertOptions& options) {
   }
 }
 
-/// Ids of lines whose numbers are still to be found in the table: many at a time, so that the fetches from memory overlap.
+/// Ids of lines whose numbers are still to be found in the table: many at a time, so that the fetches from memory
+/// overlap.
 class PendingIds {
  public:
   static constexpr std::size_t MostIds = 128;
@@ -212,8 +213,8 @@ class Conversion {
     for (std::size_t i = 0; i < fields.size(); ++i) {
       const std::string_view cell = trimmed(cells[cellOf[i]]);
       char* const begin = block.data() + lineBegin + fields[i].first;
-      const Cause cause = i < mapped.size() ? putId(cell, begin + fields[i].width, mapped[i])
-                                            : putField(fields[i], cell, begin, date);
+      const Cause cause =
+          i < mapped.size() ? putId(cell, begin + fields[i].width, mapped[i]) : putField(fields[i], cell, begin, date);
       if (cause == Cause::None) continue;
       block.resize(lineBegin);
       return reject(cause, names[i], cell);
@@ -270,12 +271,14 @@ class Conversion {
     if (cell.empty()) return Cause::Empty;
     const std::optional<std::uint64_t> plain = readPlainId(cell);
     if (plain == 0) return Cause::IdZero;
-    const bool staysItself = plain && (map == nullptr || (options.mappedIds == MappedIds::Texts && *plain < FirstMappedId));
+    const bool staysItself =
+        plain && (map == nullptr || (options.mappedIds == MappedIds::Texts && *plain < FirstMappedId));
     if (staysItself) {
       putNumberBefore(end, *plain);
       return Cause::None;
     }
-    if (map == nullptr) return std::ranges::all_of(cell, isDigitOfNumber) && cell.front() != '0' ? Cause::IdTooLarge : Cause::IdNoNumber;
+    if (map == nullptr)
+      return std::ranges::all_of(cell, isDigitOfNumber) && cell.front() != '0' ? Cause::IdTooLarge : Cause::IdNoNumber;
     mapped = cell;
     return mistakeInIdText(cell);
   }
@@ -325,7 +328,7 @@ class Conversion {
   std::vector<std::size_t> cellOf;  // index of the cell, by field
   std::vector<std::string> names;   // of the columns, by field
   std::string seconds;
-  std::string block;  // lines that are not written yet
+  std::string block;   // lines that are not written yet
   PendingIds pending;  // in the block
 };
 

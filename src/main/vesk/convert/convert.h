@@ -62,8 +62,10 @@ struct ConvertResult {
 /// The output appears under its name when it is complete, after its parameter files, the reject file and the new ids;
 /// without success there is no output, and a map has no new ids. The reject file is also written when there are too
 /// many bad rows. The output and the reject file are readable by owner and group.
-/// Errors: CommandFailure with Status::Data when more than maxBad of the rows are bad or none is good, for a column that
-///         a file does not have and for other files than CSV; what IdMap refuses; std::runtime_error for other failures.
+/// Errors: CommandFailure with Status::Data when more than maxBad of the rows are bad or none is good, for a column
+/// that
+///         a file does not have and for other files than CSV; what IdMap refuses; std::runtime_error for other
+///         failures.
 ConvertResult convertCalls(const ConvertOptions& options);
 
 }  // namespace vesk

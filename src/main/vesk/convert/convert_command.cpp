@@ -30,7 +30,7 @@ struct RawOptions {
 
 constexpr const char* footer = R"(
 COL is a name of the header or a number from 1. Plain files, gzip and zstd are read as what they hold; - is standard input.
-A time with a zone and a unix time count for their date in UTC; --time-zone +01:00 takes the date of that zone, --time-zone
+A time with a zone and a unix time get their date in UTC; --time-zone +01:00 takes the date of that zone, --time-zone
 as-written the date that is written. A time without zone keeps its date. Eight digits are yyyymmdd unless --time-format says
 ydm. Durations are seconds or h:m:s.
 Ids that are plain numbers from 1 to 2^53 stay themselves. Other ids (+49151..., 0049..., 0x1F, names) need --ids MAP, an
@@ -51,12 +51,10 @@ char readDelimiter(const std::string& text) {
 }
 
 TimeForm readTimeForm(const std::string& text) {
-  static const std::map<std::string, TimeForm> forms = {{"auto", TimeForm::Auto},
-                                                        {"iso", TimeForm::Iso},
-                                                        {"unix", TimeForm::UnixSeconds},
-                                                        {"unix-ms", TimeForm::UnixMilliseconds},
-                                                        {"ymd", TimeForm::YearMonthDay},
-                                                        {"ydm", TimeForm::YearDayMonth}};
+  static const std::map<std::string, TimeForm> forms = {
+      {"auto", TimeForm::Auto},        {"iso", TimeForm::Iso},
+      {"unix", TimeForm::UnixSeconds}, {"unix-ms", TimeForm::UnixMilliseconds},
+      {"ymd", TimeForm::YearMonthDay}, {"ydm", TimeForm::YearDayMonth}};
   const auto place = forms.find(text);
   if (place != forms.end()) return place->second;
   throw CLI::ValidationError("--time-format", "[" + text + "] is none of auto, iso, unix, unix-ms, ymd, ydm");
@@ -146,7 +144,7 @@ void printReport(const ConvertOptions& options, const ConvertResult& result, std
 void addOptions(CLI::App& command, Action& action) {
   auto raw = std::make_shared<RawOptions>();
   ConvertOptions& convert = raw->convert;
-  command.add_option("IN", convert.inputs, "The CSV files")->required()->type_name("FILE...");
+  command.add_option("IN", convert.inputs, "The CSV files")->required()->type_name("FILE");
   command.add_option("-o,--output", convert.output, "The records to write")->required()->type_name("OUT");
   command.add_option("--caller", convert.caller, "The column of the caller")->required()->type_name("COL");
   command.add_option("--callee", convert.callee, "The column of the callee")->required()->type_name("COL");

@@ -75,9 +75,9 @@ std::string RecordColumns::beginParameters() const {
   std::string text = "<LoaderParams>\n";
   for (std::size_t i = 0; i < fields.size(); ++i) {
     const RecordField& field = fields[i];
-    text += tagLine("Field" + std::to_string(i + 1),
-                    tag("Name", field.name) + tag("Type", "Numeric") + tag("Start", std::to_string(field.first + 1)) +
-                        tag("End", std::to_string(field.first + field.width)));
+    text += tagLine("Field" + std::to_string(i + 1), tag("Name", field.name) + tag("Type", "Numeric") +
+                                                         tag("Start", std::to_string(field.first + 1)) +
+                                                         tag("End", std::to_string(field.first + field.width)));
   }
   return text + tagLine("Key", 1) + tagLine("Output", "Sparse");
 }

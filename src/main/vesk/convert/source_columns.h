@@ -6,8 +6,8 @@
 #include <vector>
 
 #include "convert/convert.h"
-#include "csv/csv_rows.h"
 #include "convert/record_columns.h"
+#include "csv/csv_rows.h"
 
 namespace vesk {
 

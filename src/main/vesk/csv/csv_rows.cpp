@@ -124,7 +124,8 @@ RowFault CsvRows::parseQuoted(std::size_t& place, std::uint64_t& lines) {
     const char* from = block.data() + begin + place;
     const std::size_t available = std::min(end - begin - place, MaxQuotedBytes);
     const void* quote = std::memchr(from, '"', available);
-    const std::size_t count = quote == nullptr ? available : static_cast<std::size_t>(static_cast<const char*>(quote) - from);
+    const std::size_t count =
+        quote == nullptr ? available : static_cast<std::size_t>(static_cast<const char*>(quote) - from);
     lines += static_cast<std::uint64_t>(std::count(from, from + count, '\n'));
     place += count;
     if (quote == nullptr) continue;
@@ -142,7 +143,8 @@ RowFault CsvRows::parseQuoted(std::size_t& place, std::uint64_t& lines) {
     places.push_back({pieceBegin, pieceEnd - pieceBegin, false});
   }
   while (hasMore(place) && isBlank(block[begin + place])) ++place;
-  if (hasMore(place) && block[begin + place] == '\r' && (!hasMore(place + 1) || block[begin + place + 1] == '\n')) ++place;
+  if (hasMore(place) && block[begin + place] == '\r' && (!hasMore(place + 1) || block[begin + place + 1] == '\n'))
+    ++place;
   return RowFault::None;
 }
 

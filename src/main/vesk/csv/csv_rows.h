@@ -17,9 +17,9 @@ enum class RowFault { None, UnclosedQuote, TextAfterQuote, TooLong };
 ///
 /// Cells are separated by the delimiter. Blanks and tabs around a cell are not part of it. In a cell in double quotes a
 /// double quote is written twice, and delimiters and line feeds are text; a quote inside a cell without quotes is text.
-/// A row ends with LF, with CR LF, or with the end of the text. Empty lines are passed over and counted, a UTF-8 mark at
-/// the beginning is passed over. Source: RFC 4180, but for the blanks around cells and quotes inside plain cells.
-/// A row with a fault loses its first line only: reading goes on with the next line, so that a quote that is not closed
+/// A row ends with LF, with CR LF, or with the end of the text. Empty lines are passed over and counted, a UTF-8 mark
+/// at the beginning is passed over. Source: RFC 4180, but for the blanks around cells and quotes inside plain cells. A
+/// row with a fault loses its first line only: reading goes on with the next line, so that a quote that is not closed
 /// costs one line. A quote is not closed when the end of the text or MaxQuotedBytes come before the closing one.
 ///
 /// QUVENCsvReader ends at the first mistake and reads results of our own programs; this reader goes on, knows the byte

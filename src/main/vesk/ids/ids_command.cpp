@@ -83,6 +83,7 @@ void addOptions(CLI::App& command, Action& action) {
 
 }  // namespace
 
-const Command idsCommand = {"", "ids", "The map of ids that are no plain numbers: counts them, puts them back", &addOptions};
+const Command idsCommand = {"", "ids", "The map of ids that are no plain numbers: counts them, puts them back",
+                            &addOptions};
 
 }  // namespace vesk
