@@ -35,8 +35,7 @@ class DayCase : public ::testing::Test {
     return tableTags(3) + "<Operation2><OpName>CyclicAddPayload</OpName><Input>4</Input></Operation2>\n";
   }
   static std::string pairTags(const std::string& more = "") {
-    return "<Output>Sparse</Output>\n" + more +
-           "<Operation1><OpName>PairSum</OpName><Input>2</Input></Operation1>\n";
+    return "<Output>Sparse</Output>\n" + more + "<Operation1><OpName>PairSum</OpName><Input>2</Input></Operation1>\n";
   }
   static std::string sumTags(const std::string& output = "Sparse") {
     return "<Output>" + output +

@@ -1,5 +1,5 @@
-// Runs that are killed, or whose disk is full, at every call that changes a file and at any moment: the state is the one
-// before or the one after, whole, and the next run goes on from it.
+// Runs that are killed, or whose disk is full, at every call that changes a file and at any moment: the state is the
+// one before or the one after, whole, and the next run goes on from it.
 
 #include <gmock/gmock.h>
 #include <sys/prctl.h>

@@ -19,8 +19,9 @@ const std::string rejectsHeader = "file,line,byte,cause,field,columns,text\n";
 
 TEST_F(DayRecordsTest, TellsAllCausesApart) {
   folder.write("special", "9");
-  folder.write("p.xml", layout(tableTags(3, "<SpecialList><File>special</File><OpName>Exclude</OpName></SpecialList>\n") +
-                               "<Operation2><OpName>CyclicAddPayload</OpName><Input>4</Input></Operation2>\n"));
+  folder.write("p.xml",
+               layout(tableTags(3, "<SpecialList><File>special</File><OpName>Exclude</OpName></SpecialList>\n") +
+                      "<Operation2><OpName>CyclicAddPayload</OpName><Input>4</Input></Operation2>\n"));
   const std::string good = line(1, 5, "20200105", 60);
   folder.write("in1/calls", good + "   1   5202\n" + "   1    20200105  60\n" + "   1  5520200105 6 0\n" +
                                 "   1   520200105 6,0\n" + "   1 5\t520200105  60\n" + "   1  xy20200105  60\n" +
@@ -31,18 +32,19 @@ TEST_F(DayRecordsTest, TellsAllCausesApart) {
                                 std::string("   1   5\0 0200105  60\n", 21) + "\n" + good + "   1   52020010");
   const ProgramRun run = firstDay({"--max-bad", "90%"});
   EXPECT_EQ(run.status, 0) << run.err;
-  EXPECT_EQ(folder.read("st/current/rejects.csv"),
-            rejectsHeader + "calls,2,21,short line,Seconds,17-20,   1   5202\n" +
-                "calls,3,33,blank field,Callee,5-8,    \n" + "calls,4,54,blank inside a field,Seconds,17-20, 6 0\n" +
-                "calls,5,75,comma or tab inside a field,Seconds,17-20,\" 6,0\"\n" +
-                "calls,6,96,comma or tab inside a field,Callee,5-8, 5\t5\n" + "calls,7,117,not a number,Callee,5-8,  xy\n" +
-                "calls,8,138,not a number,Callee,5-8, 0x9\n" + "calls,9,159,not a number,Callee,5-8, 1e2\n" +
-                "calls,10,180,not a number,Callee,5-8, 3.5\n" + "calls,11,201,caller not above 0,Caller,1-4,   0\n" +
-                "calls,12,222,caller not above 0,Caller,1-4,  -3\n" + "calls,13,243,no such date,Date,9-16,20201305\n" +
-                "calls,14,264,no such date,Date,9-16,20200230\n" + "calls,15,285,after the day,Date,9-16,20200109\n" +
-                "calls,16,306,before the horizon,Date,9-16,20191201\n" + "calls,17,327,-1 or -2,Seconds,17-20,  -1\n" +
-                "calls,18,348,restricted,Callee,5-8,   9\n" + "calls,19,369,long line,,," + std::string(200, '1') + "\n" +
-                "calls,20,10370,not text,,,   1   5\\x00 0200105  60\n" + "calls,22,10413,cut line,,,   1   52020010\n");
+  EXPECT_EQ(
+      folder.read("st/current/rejects.csv"),
+      rejectsHeader + "calls,2,21,short line,Seconds,17-20,   1   5202\n" + "calls,3,33,blank field,Callee,5-8,    \n" +
+          "calls,4,54,blank inside a field,Seconds,17-20, 6 0\n" +
+          "calls,5,75,comma or tab inside a field,Seconds,17-20,\" 6,0\"\n" +
+          "calls,6,96,comma or tab inside a field,Callee,5-8, 5\t5\n" + "calls,7,117,not a number,Callee,5-8,  xy\n" +
+          "calls,8,138,not a number,Callee,5-8, 0x9\n" + "calls,9,159,not a number,Callee,5-8, 1e2\n" +
+          "calls,10,180,not a number,Callee,5-8, 3.5\n" + "calls,11,201,caller not above 0,Caller,1-4,   0\n" +
+          "calls,12,222,caller not above 0,Caller,1-4,  -3\n" + "calls,13,243,no such date,Date,9-16,20201305\n" +
+          "calls,14,264,no such date,Date,9-16,20200230\n" + "calls,15,285,after the day,Date,9-16,20200109\n" +
+          "calls,16,306,before the horizon,Date,9-16,20191201\n" + "calls,17,327,-1 or -2,Seconds,17-20,  -1\n" +
+          "calls,18,348,restricted,Callee,5-8,   9\n" + "calls,19,369,long line,,," + std::string(200, '1') + "\n" +
+          "calls,20,10370,not text,,,   1   5\\x00 0200105  60\n" + "calls,22,10413,cut line,,,   1   52020010\n");
   EXPECT_EQ(run.out,
             "2020-01-07: 1 file, 22 lines, 3 loaded, 19 refused (86.36 %)\n"
             "  not a number                4 (18.18 %)\n"
@@ -71,7 +73,8 @@ TEST_F(DayRecordsTest, WritesAFewRejectsACauseAndCountsAll) {
   folder.write("in1/calls", lines);
   ProgramRun run = firstDay({"--max-bad", "0.9", "--rejects", "r.csv", "--rejects-max", "2"});
   EXPECT_EQ(run.status, 0) << run.err;
-  EXPECT_EQ(folder.read("r.csv"), rejectsHeader + "calls,2,21,short line,Date,9-16,short\ncalls,3,27,short line,Date,9-16,short\n");
+  EXPECT_EQ(folder.read("r.csv"),
+            rejectsHeader + "calls,2,21,short line,Date,9-16,short\ncalls,3,27,short line,Date,9-16,short\n");
   EXPECT_THAT(run.out, HasSubstr("  short line                  9 (90.00 %)\n"));
   EXPECT_FALSE(folder.has("st/current/rejects.csv"));
   EXPECT_THAT(run.out, HasSubstr("refused lines: r.csv\n"));
@@ -87,9 +90,10 @@ TEST_F(DayRecordsTest, TooManyRefusedLinesLoadNothing) {
   folder.write("in2/calls", lines + "   1  a520200108  60\n" + "   1  b520200108  60\n" + "short\n");
   ProgramRun run = day("in2", "2020-01-08");
   EXPECT_EQ(run.status, 3);
-  EXPECT_EQ(run.err,
-            "vesk: 3 of 22 lines (13.64 %) cannot be loaded, more than --max-bad 5.00 %; the most frequent cause is "
-            "\"not a number\" (2 lines), as in calls line 20, field Callee in columns 5-8: [  a5]; nothing was loaded\n");
+  EXPECT_EQ(
+      run.err,
+      "vesk: 3 of 22 lines (13.64 %) cannot be loaded, more than --max-bad 5.00 %; the most frequent cause is "
+      "\"not a number\" (2 lines), as in calls line 20, field Callee in columns 5-8: [  a5]; nothing was loaded\n");
   EXPECT_EQ(current(), "2020-01-07.1");
   EXPECT_THAT(folder.read("st/last-failed/rejects.csv"), HasSubstr("calls,20,399,not a number,Callee,5-8,  a5\n"));
   EXPECT_EQ(day("in2", "2020-01-08", {"--max-bad", "13.7%"}).status, 0);
@@ -97,10 +101,11 @@ TEST_F(DayRecordsTest, TooManyRefusedLinesLoadNothing) {
 
 TEST_F(DayRecordsTest, NoGoodLineLoadsNothing) {
   folder.write("in1/calls", "a\nb\n");
-  const ProgramRun run = firstDay({"--max-bad", "100%"});
+  const ProgramRun run = firstDay({"--max-bad", "100%", "--no-check"});
   EXPECT_EQ(run.status, 3);
-  EXPECT_THAT(run.err, HasSubstr("vesk: none of the 2 lines can be loaded; the most frequent cause is \"short line\" (2 lines), "
-                                 "as in calls line 1, field Callee in columns 5-8: [a]; nothing was loaded\n"));
+  EXPECT_THAT(run.err,
+              HasSubstr("vesk: none of the 2 lines can be loaded; the most frequent cause is \"short line\" (2 lines), "
+                        "as in calls line 1, field Callee in columns 5-8: [a]; nothing was loaded\n"));
 }
 
 TEST_F(DayRecordsTest, AHorizonThatEmptiesTheStateLoadsNothing) {
@@ -109,9 +114,10 @@ TEST_F(DayRecordsTest, AHorizonThatEmptiesTheStateLoadsNothing) {
   folder.write("in2/calls", line(1, 5, "20200301", 1));
   const ProgramRun run = day("in2", "2020-03-01");
   EXPECT_EQ(run.status, 3);
-  EXPECT_EQ(run.err,
-            "vesk: 3 of the 3 entries of the state are older than the horizon of 30 days before 2020-03-01; nothing was "
-            "loaded. Check --date and --record-dates; --force drops them\n");
+  EXPECT_EQ(
+      run.err,
+      "vesk: 3 of the 3 entries of the state are older than the horizon of 30 days before 2020-03-01; nothing was "
+      "loaded. Check --date and --record-dates; --force drops them\n");
   EXPECT_EQ(current(), "2020-01-07.1");
   EXPECT_EQ(day("in2", "2020-03-01", {"--force"}).status, 0);
 }
@@ -168,7 +174,9 @@ TEST_F(DayRecordsTest, MarksReturnsAndMissingLineEndsLoseNothing) {
 }
 
 TEST_F(DayRecordsTest, Utf16IsNamed) {
-  folder.write("in1/calls", std::string("\xFF\xFE" "1\0", 4));
+  folder.write("in1/calls", std::string("\xFF\xFE"
+                                        "1\0",
+                                        4));
   const ProgramRun run = firstDay();
   EXPECT_EQ(run.status, 3);
   EXPECT_EQ(run.err, "vesk: in1/calls: UTF-16 text; convert it to UTF-8 first\n");
@@ -180,7 +188,8 @@ TEST_F(DayRecordsTest, AVeryLongLineIsOneRefusedLine) {
   folder.write("in1/calls", records + std::string(std::size_t{40} << 20, '7') + "\n" + line(4, 4, "20200107", 4));
   const ProgramRun run = firstDay({"--max-bad", "20%"});
   EXPECT_EQ(run.status, 0) << run.err;
-  EXPECT_THAT(run.out, HasSubstr("5 lines, 4 loaded, 1 refused (20.00 %)\n  long line                   1 (20.00 %)\n"));
+  EXPECT_THAT(run.out,
+              HasSubstr("5 lines, 4 loaded, 1 refused (20.00 %)\n  long line                   1 (20.00 %)\n"));
 }
 
 TEST_F(DayRecordsTest, ManySmallFilesAreReadInTheOrderOfTheirNames) {
@@ -220,8 +229,10 @@ TEST_F(DayRecordsTest, AFileThatChangesWhileItIsReadIsNotLoaded) {
 // ---- sums that the state cannot hold
 
 TEST_F(DayRecordsTest, SumsThatDoNotReadBackAreNotLoaded) {
-  folder.write("p.xml", layout("<Output>Sparse</Output><Operation1><OpName>Add</OpName><Input>4</Input><Output>1</Output></Operation1>"
-                               "<Operation2><OpName>Add</OpName><Input>4</Input><Output>2</Output></Operation2>"));
+  folder.write(
+      "p.xml",
+      layout("<Output>Sparse</Output><Operation1><OpName>Add</OpName><Input>4</Input><Output>1</Output></Operation1>"
+             "<Operation2><OpName>Add</OpName><Input>4</Input><Output>2</Output></Operation2>"));
   folder.write("in1/calls", line(1, 5, "20200105", -1) + line(1, 5, "20200105", -1));
   const ProgramRun run = day("in1", "2020-01-07", {"--new"});
   EXPECT_NE(run.status, 0);
@@ -254,12 +265,13 @@ TEST_F(DayRecordsTest, StateAndDatasetAreThoseOfTheLoader) {
     for (int d = 1; d <= 3; ++d) {
       const std::string input = "in" + std::to_string(d);
       std::filesystem::create_directory(folder.path(input));
-      ASSERT_EQ(runProgram("vesk-generate",
-                           {"-q", "-n", "3000", "-c", "200", "--days", "5", "--start-date", "2020-01-0" + std::to_string(d),
-                            "--seed", std::to_string(d), "--bad", "all=0.03", "-o", input + "/calls"},
-                           folder.path())
-                    .status,
-                0);
+      ASSERT_EQ(
+          runProgram("vesk-generate",
+                     {"-q", "-n", "3000", "-c", "200", "--days", "5", "--start-date", "2020-01-0" + std::to_string(d),
+                      "--seed", std::to_string(d), "--bad", "all=0.03", "-o", input + "/calls"},
+                     folder.path())
+              .status,
+          0);
       std::vector<std::string> more = {"--max-bad", "10%"};
       if (d == 1) more.insert(more.end(), {"--new", "--record-dates", hasDates ? "ymd" : "none"});
       const ProgramRun run = day(input, "2020-01-1" + std::to_string(d), more);

@@ -79,7 +79,9 @@ TEST_F(DayTest, RefusesADayThatIsLoaded) {
   const ProgramRun run = day("in2", "2020-01-07");
   EXPECT_EQ(run.status, 2);
   EXPECT_THAT(run.err, StartsWith("vesk: the day 2020-01-07 is in the state: loaded "));
-  EXPECT_THAT(run.err, HasSubstr(" as generation 2020-01-07.1 from calls, line 1 of ledger.jsonl; --redo takes it back first\n"));
+  EXPECT_THAT(
+      run.err,
+      HasSubstr(" as generation 2020-01-07.1 from calls, line 1 of ledger.jsonl; --redo takes it back first\n"));
   EXPECT_EQ(process(), before);
 }
 
@@ -98,7 +100,8 @@ TEST_F(DayTest, RefusesRecordsThatAreLoadedUnderAnyName) {
   folder.write("in2/other", folder.read("in1/calls"));
   ProgramRun run = day("in2", "2020-01-08");
   EXPECT_EQ(run.status, 2);
-  EXPECT_THAT(run.err, StartsWith("vesk: other: the same records were loaded already under the name calls: day 2020-01-07, "));
+  EXPECT_THAT(run.err,
+              StartsWith("vesk: other: the same records were loaded already under the name calls: day 2020-01-07, "));
   ASSERT_EQ(runProgram("/bin/gzip", {folder.path("in2/other")}, folder.path()).status, 0);
   run = day("in2", "2020-01-08");
   EXPECT_EQ(run.status, 2);
@@ -143,7 +146,9 @@ TEST_F(DayTest, RedoOfADayBeforeTheLastIsRefused) {
   ASSERT_EQ(day("in2", "2020-01-08").status, 0);
   const ProgramRun run = day("in1", "2020-01-07", {"--redo"});
   EXPECT_EQ(run.status, 2);
-  EXPECT_THAT(run.err, HasSubstr("the day 2020-01-07 cannot be taken back: later days were loaded after it, the last one 2020-01-08"));
+  EXPECT_THAT(
+      run.err,
+      HasSubstr("the day 2020-01-07 cannot be taken back: later days were loaded after it, the last one 2020-01-08"));
 }
 
 TEST_F(DayTest, FailedRedoLeavesTheDay) {
@@ -194,10 +199,14 @@ TEST_F(DayTest, OtherSettingsAreRefusedTagByTag) {
       {"partitions", tableTags(3), tableTags(3, "<NumberOfPartitions>2</NumberOfPartitions>\n"),
        "NumberOfPartitions: 1 in the state, 2 now"},
       {"payload", tableTags(3), payloadTags(), "Payload1: none in the state, Seconds now"},
-      {"kind", tableTags(3), pairTags(), "CyclicTableSize: 3 in the state, 0 now; DateField: Date in the state, none now"},
-      {"dates", "<CyclicTableSize>3</CyclicTableSize><Output>Sparse</Output><Operation1><OpName>CyclicAdd</OpName><Input>2</Input></Operation1>",
+      {"kind", tableTags(3), pairTags(),
+       "CyclicTableSize: 3 in the state, 0 now; DateField: Date in the state, none now"},
+      {"dates",
+       "<CyclicTableSize>3</CyclicTableSize><Output>Sparse</Output><Operation1><OpName>CyclicAdd</OpName><Input>2</"
+       "Input></Operation1>",
        tableTags(3), "DateField: none in the state, Date now"},
-      {"pair sum to table", pairTags(), tableTags(3), "Operation1: PairSum of Callee in the state, CyclicAdd of Callee now"},
+      {"pair sum to table", pairTags(), tableTags(3),
+       "Operation1: PairSum of Callee in the state, CyclicAdd of Callee now"},
       {"sums", sumTags(), pairTags(), "Operation1: Count of Callee to output 2 in the state, PairSum of Callee now"},
   };
   for (const SettingsChange& change : changes) {
@@ -209,7 +218,9 @@ TEST_F(DayTest, OtherSettingsAreRefusedTagByTag) {
     folder.write("p.xml", layout(change.after));
     const ProgramRun run = day("in2", "2020-01-08", {"--record-dates", "ymd"});
     EXPECT_EQ(run.status, 2);
-    EXPECT_THAT(run.err, StartsWith("vesk: the state was made with other settings, and its numbers would change their meaning. "));
+    EXPECT_THAT(
+        run.err,
+        StartsWith("vesk: the state was made with other settings, and its numbers would change their meaning. "));
     EXPECT_THAT(run.err, HasSubstr(change.difference));
     EXPECT_EQ(current(), before);
   }

@@ -1,7 +1,9 @@
-// A library that is loaded before a program's own (LD_PRELOAD) and lets one of its calls that change files fail. Environment:
+// A library that is loaded before a program's own (LD_PRELOAD) and lets one of its calls that change files fail.
+// Environment:
 //   WRITE_FAULT_PROGRAM  the name of the program that it works in; others run as ever
 //   WRITE_FAULT_AT       the number of the call, from 1, over all calls that change files
-//   WRITE_FAULT_HOW      kill: the process is killed in its place; full: ENOSPC; short: a write takes half of the bytes,
+//   WRITE_FAULT_HOW      kill: the process is killed in its place; full: ENOSPC; short: a write takes half of the
+//   bytes,
 //                        the next one fails; stuck: nothing in folders can be removed
 //   WRITE_FAULT_COUNT    a file that gets the number of calls at the end of the process
 
@@ -47,9 +49,7 @@ Fault nextCall(bool isWrite) {
   return Fault::Fail;
 }
 
-bool isStuck() {
-  return isChosenProgram() && std::strcmp(std::getenv("WRITE_FAULT_HOW"), "stuck") == 0;
-}
+bool isStuck() { return isChosenProgram() && std::strcmp(std::getenv("WRITE_FAULT_HOW"), "stuck") == 0; }
 
 int failed() {
   errno = ENOSPC;

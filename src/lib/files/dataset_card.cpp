@@ -52,10 +52,9 @@ bool isUtf8(const std::string& text) {
 
 Json toJson(const std::vector<CardFile>& files) {
   Json list = Json::array();
-  for (const CardFile& file : files)
-    list.push_back({{"name", file.name}, {"bytes", file.bytes}, {"sha256", file.sha256}});
   for (const CardFile& file : files) {
     if (!isUtf8(file.name)) throw std::runtime_error("the name of a file of the dataset is not UTF-8: " + file.name);
+    list.push_back({{"name", file.name}, {"bytes", file.bytes}, {"sha256", file.sha256}});
   }
   return list;
 }

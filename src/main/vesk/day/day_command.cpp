@@ -70,9 +70,10 @@ void requireOutputName(const std::string& name) {
   const bool isTaken = name == ProcessName || name == "run" || name == "rejects" || name == "records" ||
                        name == "parameters" || name == "loader";
   if (name.empty() || name.size() > 100 || name.find_first_not_of(allowed) != std::string::npos || isTaken) {
-    throw CLI::ValidationError("--output", "[" + name +
-                                               "] is no name for a dataset: letters, digits, _ and -, no ending, and none of "
-                                               "the names that a generation has");
+    throw CLI::ValidationError("--output",
+                               "[" + name +
+                                   "] is no name for a dataset: letters, digits, _ and -, no ending, and none of "
+                                   "the names that a generation has");
   }
 }
 
@@ -109,8 +110,8 @@ void listState(const std::string& path, std::ostream& out) {
     }
     const bool isCurrent = line.generation == state.getCurrent();
     out << (isCurrent ? "* " : "  ") << line.generation << "  " << counted(line.inputs.size(), "file") << ", "
-        << counted(line.lines, "line") << ", " << grouped(line.accepted) << " loaded; " << counted(line.callers, "caller")
-        << ", " << grouped(line.entries) << " entries; " << line.finished
+        << counted(line.lines, "line") << ", " << grouped(line.accepted) << " loaded; "
+        << counted(line.callers, "caller") << ", " << grouped(line.entries) << " entries; " << line.finished
         << (state.has(line.generation) ? "" : "; not kept") << '\n';
   }
 }
@@ -134,7 +135,8 @@ void setPermissions() { ::umask(027); }
 
 void chooseAction(const std::shared_ptr<RawOptions>& raw, Action& action) {
   if (!raw->list.empty()) {
-    if (!raw->places.empty() || !raw->rollback.empty()) throw CLI::ValidationError("--list", "goes with no other argument");
+    if (!raw->places.empty() || !raw->rollback.empty())
+      throw CLI::ValidationError("--list", "goes with no other argument");
     action = [raw](std::ostream& out, std::ostream&) { listState(raw->list, out); };
     return;
   }
@@ -186,12 +188,14 @@ void addOptions(CLI::App& command, Action& action) {
   command.add_option("--wait", day.waitSeconds, "Seconds to wait for a run that has the state")
       ->type_name("SECONDS")
       ->check(CLI::Range(0.0, 1e9));
-  command.add_option("--rejects", day.rejects, "File for the refused lines; without it in the generation")->type_name("FILE");
+  command.add_option("--rejects", day.rejects, "File for the refused lines; without it in the generation")
+      ->type_name("FILE");
   command.add_option("--rejects-max", day.rejectsMax, "Refused lines of each cause that are written")
       ->type_name("N")
       ->capture_default_str();
   command.add_option("--json", day.json, "Write the report of the run, also of one that is refused")->type_name("FILE");
-  command.add_option("--list", raw->list, "Show the ledger of a state and the generations that are kept")->type_name("STATE");
+  command.add_option("--list", raw->list, "Show the ledger of a state and the generations that are kept")
+      ->type_name("STATE");
   command.add_option("--rollback", raw->rollback, "Make the generation of a date current")->type_name("YYYY-MM-DD");
   command.footer(footer);
   command.callback([raw, &action] { chooseAction(raw, action); });

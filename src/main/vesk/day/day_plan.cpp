@@ -74,7 +74,8 @@ DayBase chooseBase(const StateFolder& state, const DayOptions& options) {
     base.latest = base.days.front();
   }
   const std::string date = options.date.iso();
-  const auto same = std::find_if(base.days.begin(), base.days.end(), [&](const LedgerLine* day) { return day->date == date; });
+  const auto same =
+      std::find_if(base.days.begin(), base.days.end(), [&](const LedgerLine* day) { return day->date == date; });
   if (same != base.days.end()) {
     const LedgerLine& day = **same;
     if (!options.redo) {
@@ -107,9 +108,10 @@ std::string chooseRecordDates(const DayOptions& options, const vesk_loader::Load
     const auto found = before.find("--record-dates");
     if (found != before.end()) return found->second;
   }
-  throw CommandFailure(Status::Usage,
-                       "--record-dates is missing: the parameter file has a DateField; say ymd (20261121), ydm (20262111), "
-                       "or none if dates are not to be considered");
+  throw CommandFailure(
+      Status::Usage,
+      "--record-dates is missing: the parameter file has a DateField; say ymd (20261121), ydm (20262111), "
+      "or none if dates are not to be considered");
 }
 
 int dateFormatOf(const std::string& recordDates) {
@@ -124,7 +126,8 @@ RecordDates datesOf(const vesk_loader::LoaderSettings& settings, const std::stri
   if (settings.dateField < 0 || dates.format == 0) return dates;
   dates.lastDay = day.plusDays(1).number();  // a file of a day can hold the first calls of the next one
   if (settings.dateHorizon != -1) {
-    dates.cutoff = vesk_loader::compute_cutoff_date(day.loaderNumber(), static_cast<std::uint32_t>(settings.dateHorizon));
+    dates.cutoff =
+        vesk_loader::compute_cutoff_date(day.loaderNumber(), static_cast<std::uint32_t>(settings.dateHorizon));
   }
   return dates;
 }
@@ -143,7 +146,8 @@ void requireNewInputs(const std::vector<LedgerInput>& inputs, const DayBase& bas
     if (input.lines == 0) continue;
     const auto [other, isNew] = names.emplace(input.contentSha256, input.name);
     if (!isNew) {
-      refuse("the input has the same records twice, as " + printable(other->second) + " and as " + printable(input.name));
+      refuse("the input has the same records twice, as " + printable(other->second) + " and as " +
+             printable(input.name));
     }
     const LedgerInput* before = nullptr;
     const LedgerLine* const day = findContent(base, input.contentSha256, before);

@@ -16,13 +16,13 @@ namespace vesk {
 
 /// What a run starts from.
 struct DayBase {
-  std::string generation;              ///< "": from nothing
+  std::string generation;               ///< "": from nothing
   std::vector<const LedgerLine*> days;  ///< that it holds, the newest first
   const LedgerLine* latest = nullptr;   ///< the newest day of the state, also one that is taken back; null: none
 };
 
-/// The generation to which the day is added. Errors: CommandFailure (Refused) when the day was loaded, or a later one; the text
-/// names the line of the ledger.
+/// The generation to which the day is added. Errors: CommandFailure (Refused) when the day was loaded, or a later one;
+/// the text names the line of the ledger.
 DayBase chooseBase(const StateFolder& state, const DayOptions& options);
 
 /// The form of the record dates: that of the command line or of the state. Errors: CommandFailure (Usage) without one.

@@ -18,7 +18,7 @@ struct DayReport {
   std::string state;    ///< folder
   LedgerLine line;      ///< as far as the run came
   std::vector<std::string> remarks;
-  std::string rejects;  ///< path of the refused lines, "" for none
+  std::string rejects;                      ///< path of the refused lines, "" for none
   std::vector<vesk_files::CardFile> files;  ///< those of the state and of the dataset
 
   /// JSON with the members status, message, state, rejects, remarks, files and ledger.

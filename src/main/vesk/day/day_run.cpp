@@ -15,6 +15,7 @@
 #include <stdexcept>
 #include <thread>
 
+#include "check/input_check.h"
 #include "check/parameter_check.h"
 #include "counted.h"
 #include "day/day_plan.h"
@@ -40,6 +41,7 @@ using vesk_files::Descriptor;
 
 namespace {
 
+constexpr std::uint64_t checkedLines = 10000;
 constexpr double mostOfStateDropped = 0.5;
 constexpr std::uint64_t loaderLineLimit = std::uint64_t{1} << 32;  // its counters have 32 bits
 constexpr std::uint64_t parameterLimitBytes = std::uint64_t{1} << 24;
@@ -158,6 +160,7 @@ class DayRun {
     requireSameSettings(report.line.settings, base);
     dates = datesOf(settings(), recordDates, options.date);
     requireNewFiles(files, base, state->getLedger());
+    if (options.check) showFindings(checkInput(parameters, files, dates, checkedLines));
     requireRoom();
     names = std::make_unique<GenerationFiles>(settings(), options.output);
   }
@@ -212,8 +215,8 @@ class DayRun {
     pipe.remove();
   }
 
-  // Follows the loader: a partition's process file is complete when its dataset is begun, and the dataset when its description
-  // is there.
+  // Follows the loader: a partition's process file is complete when its dataset is begun, and the dataset when its
+  // description is there.
   std::vector<PartitionCheck> checkPartitions(const std::atomic<bool>& loaderHasEnded) const {
     std::vector<PartitionCheck> found;
     for (std::size_t p = 0; p < names->partitions(); ++p) {
@@ -259,16 +262,17 @@ class DayRun {
       requireStored(folder, stored, counts.files.back());
     }
     report.line.droppedByHorizon = counts.tooOld;
-    const bool isMost =
-        static_cast<double>(counts.tooOld) > mostOfStateDropped * static_cast<double>(counts.entries);
+    const bool isMost = static_cast<double>(counts.tooOld) > mostOfStateDropped * static_cast<double>(counts.entries);
     if (!isMost || options.force) return;
     dataError(grouped(counts.tooOld) + " of the " + grouped(counts.entries) +
               " entries of the state are older than the horizon of " + std::to_string(settings().dateHorizon) +
-              " days before " + options.date.iso() + "; nothing was loaded. Check --date and --record-dates; --force drops them");
+              " days before " + options.date.iso() +
+              "; nothing was loaded. Check --date and --record-dates; --force drops them");
   }
 
   void requireStored(const std::string& folder, const std::vector<CardFile>& stored, const CardFile& found) const {
-    const auto known = std::find_if(stored.begin(), stored.end(), [&](const CardFile& file) { return file.name == found.name; });
+    const auto known =
+        std::find_if(stored.begin(), stored.end(), [&](const CardFile& file) { return file.name == found.name; });
     if (known != stored.end() && known->bytes == found.bytes && known->sha256 == found.sha256) return;
     throw std::runtime_error(folder + "/" + found.name + ": not what the run of " + base.days.front()->date +
                              " has written; --rollback goes back to a day before");
@@ -281,10 +285,11 @@ class DayRun {
     FeedProgress progress(err, ::isatty(STDERR_FILENO) == 1, bytes * names->partitions());
     const auto pass = [&](std::size_t partition, RejectFile* file) {
       pipe.open(loader);
-      FeedResult result = feed.run([&](std::string_view lines) { pipe.write(lines); }, file,
-                                   [&](std::uint64_t readBytes, std::uint64_t readLines) {
-                                     progress.show(bytes * partition + readBytes, report.line.lines * partition + readLines);
-                                   });
+      FeedResult result =
+          feed.run([&](std::string_view lines) { pipe.write(lines); }, file,
+                   [&](std::uint64_t readBytes, std::uint64_t readLines) {
+                     progress.show(bytes * partition + readBytes, report.line.lines * partition + readLines);
+                   });
       pipe.close();
       return result;
     };
@@ -304,7 +309,8 @@ class DayRun {
     line.restricted = result.restricted;
     for (std::size_t i = 0; i < CauseCount; ++i) {
       const auto cause = static_cast<Cause>(i);
-      if (cause != Cause::Restricted && rejects.count(cause) > 0) line.refused[std::string(nameOf(cause))] = rejects.count(cause);
+      if (cause != Cause::Restricted && rejects.count(cause) > 0)
+        line.refused[std::string(nameOf(cause))] = rejects.count(cause);
     }
     for (const std::string& text : result.remarks) remark(text);
     requireNewInputs(line.inputs, base, state->getLedger());
@@ -333,7 +339,8 @@ class DayRun {
   static void requireSame(const FeedResult& first, const FeedResult& other) {
     for (std::size_t i = 0; i < first.inputs.size(); ++i) {
       if (first.inputs[i].sha256 != other.inputs[i].sha256) {
-        dataError(printable(first.inputs[i].name) + ": the file changed while it was read; run again when it is complete");
+        dataError(printable(first.inputs[i].name) +
+                  ": the file changed while it was read; run again when it is complete");
       }
     }
   }

@@ -24,7 +24,8 @@ FeedProgress::~FeedProgress() {
 }
 
 std::string FeedProgress::text(std::uint64_t bytes, std::uint64_t totalBytes, std::uint64_t lines, double seconds) {
-  const double share = totalBytes == 0 ? 1.0 : std::min(1.0, static_cast<double>(bytes) / static_cast<double>(totalBytes));
+  const double share =
+      totalBytes == 0 ? 1.0 : std::min(1.0, static_cast<double>(bytes) / static_cast<double>(totalBytes));
   const double rate = seconds > 0.0 ? static_cast<double>(lines) / seconds : 0.0;
   const double left = share > 0.0 ? seconds * (1.0 - share) / share : 0.0;
   const auto wholeSeconds = static_cast<unsigned>(left + 0.5);

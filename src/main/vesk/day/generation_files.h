@@ -10,7 +10,8 @@
 
 namespace vesk {
 
-/// The names of the files that a loader run leaves in a generation. A run with one partition has no numbers in its names.
+/// The names of the files that a loader run leaves in a generation. A run with one partition has no numbers in its
+/// names.
 class GenerationFiles {
  public:
   /// Lifetime: keeps a reference to the settings.

@@ -15,7 +15,8 @@ struct RoomEstimate {
   std::uint64_t disk = 0;
 };
 
-/// From the last run of the state: its peak memory and its files, grown as much as the input is larger than it was then.
+/// From the last run of the state: its peak memory and its files, grown as much as the input is larger than it was
+/// then.
 RoomEstimate estimateRoom(const LedgerLine& lastDay, std::uint64_t inputBytes);
 
 /// Memory that a process can still take: of the machine, of its control group and by its limit of address space.

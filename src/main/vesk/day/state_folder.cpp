@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <chrono>
+#include <csignal>
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
@@ -35,6 +36,7 @@ constexpr const char* ledgerName = "ledger.jsonl";
 constexpr const char* failedName = "last-failed";
 constexpr const char* lockName = ".lock";
 constexpr const char* workStart = ".work-";
+constexpr double graceSeconds = 5.0;
 constexpr unsigned folderPermissions = 0750;
 constexpr unsigned filePermissions = 0640;
 
@@ -93,6 +95,13 @@ std::string readRegular(const std::string& path) {
   return vesk_files::readWholeFile(path);
 }
 
+// The process that has written itself into the lock, 0 for none.
+pid_t holderOf(int descriptor) {
+  std::string text(20, '\0');
+  const ssize_t size = ::pread(descriptor, text.data(), text.size(), 0);
+  return size > 0 ? static_cast<pid_t>(std::atoll(text.c_str())) : 0;
+}
+
 }  // namespace
 
 StateFolder::StateFolder(std::string folder) : path(std::move(folder)) {
@@ -148,20 +157,21 @@ void StateFolder::lock(double waitSeconds) {
   const int descriptor = ::open(name.c_str(), O_RDWR | O_CREAT | O_NOFOLLOW | O_CLOEXEC, filePermissions);
   if (descriptor < 0) throw std::runtime_error(vesk_files::systemFailure(name, "open the lock"));
   lockFile = Descriptor(descriptor, name);
-  const auto deadline = std::chrono::steady_clock::now() + std::chrono::duration<double>(waitSeconds);
+  const auto start = std::chrono::steady_clock::now();
   while (::flock(descriptor, LOCK_EX | LOCK_NB) != 0) {
     if (errno != EWOULDBLOCK && errno != EINTR) throw std::runtime_error(vesk_files::systemFailure(name, "lock"));
     StopSignal::check();
-    if (std::chrono::steady_clock::now() >= deadline) {
-      std::string holder(64, '\0');
-      const ssize_t size = ::pread(descriptor, holder.data(), holder.size(), 0);
-      holder.resize(size > 0 ? static_cast<std::size_t>(size) : 0);
-      refuse(path + ": another run works on this state" + (holder.empty() ? "" : " (" + printable(holder) + ")") +
-             "; --wait SECONDS waits for its end");
+    const std::chrono::duration<double> waited = std::chrono::steady_clock::now() - start;
+    const pid_t holder = holderOf(descriptor);
+    // The child of a run that was killed can hold the lock for a moment longer.
+    const bool isGone = holder > 0 && ::kill(holder, 0) != 0 && errno == ESRCH;
+    if (waited.count() >= std::max(waitSeconds, isGone ? graceSeconds : 0.0)) {
+      refuse(path + ": another run works on this state (process " + std::to_string(holder) +
+             "); --wait SECONDS waits for its end");
     }
-    std::this_thread::sleep_for(std::chrono::milliseconds(100));
+    std::this_thread::sleep_for(std::chrono::milliseconds(50));
   }
-  const std::string holder = "process " + std::to_string(::getpid());
+  const std::string holder = std::to_string(::getpid());
   if (::ftruncate(descriptor, 0) != 0 || ::pwrite(descriptor, holder.data(), holder.size(), 0) < 0) {
     throw std::runtime_error(vesk_files::systemFailure(name, "write"));
   }

@@ -1,6 +1,7 @@
 #include "records/line_examiner.h"
 
 #include <algorithm>
+#include <charconv>
 #include <cmath>
 #include <string>
 #include <string_view>
@@ -12,7 +13,7 @@ namespace vesk {
 namespace {
 
 constexpr std::string_view separators = " ,\t\n";
-constexpr double largestId = 9007199254740992.0;  // 2^53: above it two ids can be one double
+constexpr std::uint64_t largestId = std::uint64_t{1} << 53;  // above it two ids can be one double
 
 bool isDigit(char c) { return c >= '0' && c <= '9'; }
 
@@ -31,6 +32,16 @@ bool isPlainDecimal(std::string_view word) {
     }
   }
   return digits > 0 && points <= 1;
+}
+
+// Requires: a plain decimal. Looks at the digits: the double of a number above the limit can be the limit.
+bool isAboveLargestId(std::string_view word) {
+  if (word.front() == '+' || word.front() == '-') word.remove_prefix(1);
+  word = word.substr(0, word.find('.'));
+  if (word.empty()) return false;
+  std::uint64_t number = 0;
+  const auto [end, error] = std::from_chars(word.data(), word.data() + word.size(), number);
+  return error != std::errc() || number > largestId;
 }
 
 std::uint32_t daysOfMonth(std::uint32_t year, std::uint32_t month) {
@@ -117,7 +128,7 @@ std::optional<Cause> LineExaminer::readNumber(const UsedField& used, double& val
   if (field.wordLength - 1 < 16 &&
       vesk_loader::read_digits(field.begin + field.wordStart + field.wordLength, field.wordLength, digits)) {
     value = static_cast<double>(digits);
-    return used.isWhole && value > largestId ? std::optional(Cause::NumberTooLarge) : std::nullopt;
+    return used.isWhole && digits > largestId ? std::optional(Cause::NumberTooLarge) : std::nullopt;
   }
   const std::string_view text = field.text();
   const std::size_t first = text.find_first_not_of(separators);
@@ -127,7 +138,7 @@ std::optional<Cause> LineExaminer::readNumber(const UsedField& used, double& val
   value = vesk_loader::read_double_by_library(word);
   if (!std::isfinite(value)) return Cause::NumberTooLarge;
   if (!used.isWhole) return std::nullopt;
-  if (std::abs(value) > largestId) return Cause::NumberTooLarge;
+  if (isAboveLargestId(word)) return Cause::NumberTooLarge;
   return value == std::floor(value) ? std::nullopt : std::optional(Cause::NotANumber);
 }
 
