@@ -38,6 +38,11 @@ TEST_F(AnalyzeCommandLine, EveryAnalysisIsACommand) {
   EXPECT_EQ(read({"groups", "p.xml", "calls.bin", "--timings", "--results", "run.xml"}), CommandLine::Run);
   EXPECT_EQ(options.resultsFile, "run.xml");
   EXPECT_TRUE(options.timings);
+  EXPECT_FALSE(options.verifies);
+  EXPECT_EQ(read({"groups", "p.xml", "calls.bin", "--verify"}), CommandLine::Run);
+  EXPECT_TRUE(options.verifies);
+  EXPECT_EQ(read({"score", "m", "table.bin", "out.csv", "--verify"}), CommandLine::Run);
+  EXPECT_TRUE(options.verifies);
 }
 
 TEST_F(AnalyzeCommandLine, SettingsStayInTheirOrder) {

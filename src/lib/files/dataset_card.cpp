@@ -1,9 +1,13 @@
 #include "files/dataset_card.h"
 
+#include <algorithm>
 #include <array>
+#include <initializer_list>
 #include <nlohmann/json.hpp>
+#include <set>
 #include <stdexcept>
 
+#include "files/printable.h"
 #include "files/sha256.h"
 
 namespace vesk_files {
@@ -29,18 +33,38 @@ DatasetKind kindOf(const std::string& name) {
   for (const auto& [kind, text] : kindNames) {
     if (text == name) return kind;
   }
-  throw std::runtime_error("[" + name + "] is no kind of a dataset");
+  throw std::runtime_error("[" + printable(name) + "] is no kind of a dataset");
 }
 
 bool isDigits(std::string_view text) {
   return !text.empty() && text.find_first_not_of("0123456789") == std::string_view::npos;
 }
 
+/// Whether JSON can hold the text as it is.
+bool isUtf8(const std::string& text) {
+  try {
+    static_cast<void>(Json(text).dump());
+    return true;
+  } catch (const Json::exception&) {
+    return false;
+  }
+}
+
 Json toJson(const std::vector<CardFile>& files) {
   Json list = Json::array();
   for (const CardFile& file : files)
     list.push_back({{"name", file.name}, {"bytes", file.bytes}, {"sha256", file.sha256}});
+  for (const CardFile& file : files) {
+    if (!isUtf8(file.name)) throw std::runtime_error("the name of a file of the dataset is not UTF-8: " + file.name);
+  }
   return list;
+}
+
+void checkMembers(const Json& object, std::initializer_list<std::string_view> known) {
+  for (const auto& [name, value] : object.items()) {
+    if (std::find(known.begin(), known.end(), name) != known.end()) continue;
+    throw std::runtime_error("the member [" + printable(name) + "] is not known");
+  }
 }
 
 const Json& member(const Json& object, const char* name) {
@@ -67,12 +91,13 @@ std::vector<CardFile> filesOf(const Json& object, const char* name) {
   std::vector<CardFile> files;
   for (const Json& entry : list) {
     if (!entry.is_object()) throw std::runtime_error(std::string("the member ") + name + " holds no file");
+    checkMembers(entry, {"name", "bytes", "sha256"});
     CardFile file{textOf(entry, "name"), countOf(entry, "bytes"), textOf(entry, "sha256")};
     if (file.name.empty() || file.name == "." || file.name == ".." || file.name.find('/') != std::string::npos ||
         file.name.find('\0') != std::string::npos) {
-      throw std::runtime_error("[" + file.name + "] is no name of a file in the card's folder");
+      throw std::runtime_error("[" + printable(file.name) + "] is no name of a file in the card's folder");
     }
-    if (!isSha256(file.sha256)) throw std::runtime_error("the hash of " + file.name + " is none");
+    if (!isSha256(file.sha256)) throw std::runtime_error("the hash of " + printable(file.name) + " is none");
     files.push_back(std::move(file));
   }
   return files;
@@ -81,6 +106,7 @@ std::vector<CardFile> filesOf(const Json& object, const char* name) {
 DatasetCard cardOf(const Json& json) {
   if (!json.is_object()) throw std::runtime_error("the text is no JSON object");
   if (textOf(json, "format") != formatName) throw std::runtime_error("the format is not that of this version");
+  checkMembers(json, {"format", "kind", "run", "version", "records", "callers", "parts", "companions", "settings"});
   DatasetCard card;
   card.kind = kindOf(textOf(json, "kind"));
   card.run = textOf(json, "run");
@@ -90,9 +116,18 @@ DatasetCard cardOf(const Json& json) {
   card.parts = filesOf(json, "parts");
   card.companions = filesOf(json, "companions");
   if (card.parts.empty()) throw std::runtime_error("there are no parts");
+  std::set<std::string> names;
+  for (const std::vector<CardFile>* files : {&card.parts, &card.companions}) {
+    for (const CardFile& file : *files) {
+      if (!names.insert(file.name).second) throw std::runtime_error(printable(file.name) + " is listed twice");
+    }
+  }
   const Json& settings = member(json, "settings");
   if (!settings.is_object()) throw std::runtime_error("the member settings is no object");
-  for (const auto& [name, value] : settings.items()) card.settings[name] = textOf(settings, name.c_str());
+  for (const auto& [name, value] : settings.items()) {
+    if (!value.is_string()) throw std::runtime_error("the setting [" + printable(name) + "] is no text");
+    card.settings[name] = value.get<std::string>();
+  }
   return card;
 }
 

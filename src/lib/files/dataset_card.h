@@ -39,7 +39,9 @@ struct DatasetCard {
 /// DIR/NAME.payload_1.card.json.
 std::string cardPath(const std::string& datasetPath);
 
-/// The text of a card, as JSON with one line a member.
+/// The text of a card, as JSON with one line per member. In the run, version and settings, bytes that are not UTF-8 are
+/// replaced by U+FFFD.
+/// Errors: std::runtime_error for a name of a file that is not UTF-8, because the card would list another file.
 std::string writeCard(const DatasetCard& card);
 
 /// Errors: std::runtime_error with `name` and what is wrong: no JSON, a missing or foreign member, a name that leads

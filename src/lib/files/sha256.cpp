@@ -49,8 +49,9 @@ std::string Sha256::finish() {
   return text;
 }
 
-std::string sha256OfFile(const std::string& path) {
-  const Descriptor file = Descriptor::openToRead(path);
+std::string sha256OfFile(const std::string& path) { return sha256Of(Descriptor::openToRead(path)); }
+
+std::string sha256Of(const Descriptor& file) {
   Sha256 hash;
   std::vector<char> block(std::size_t{1} << 20);
   while (const std::size_t size = file.read(block.data(), block.size())) hash.update(block.data(), size);

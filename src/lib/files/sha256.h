@@ -7,6 +7,8 @@
 
 namespace vesk_files {
 
+class Descriptor;
+
 /// SHA-256 of bytes that arrive in pieces.
 class Sha256 {
  public:
@@ -28,6 +30,9 @@ class Sha256 {
 
 /// The hash of a file's bytes. Errors: std::runtime_error with the file's name.
 std::string sha256OfFile(const std::string& path);
+
+/// The hash of what is left to read of an open file.
+std::string sha256Of(const Descriptor& file);
 
 std::string sha256OfText(const std::string& text);
 

@@ -8,6 +8,7 @@
 #include <string_view>
 #include <vector>
 
+#include "files/dataset_card.h"
 #include "passes/quven_worker_transport.h"
 #include "simple_algorithm/quven_parameters.h"
 #include "simple_algorithm/quven_simple_algorithm_data.h"
@@ -34,6 +35,9 @@ struct AnalysisKind {
   QUVENParameterSections (*parameters)();  ///< what its parameter file holds
   /// What a parameter file may hold beside that without a warning.
   QUVENParameterSections (*passedOver)();
+
+  /// The kind that the card of its dataset must have.
+  vesk_files::DatasetKind datasetKind = vesk_files::DatasetKind::Dense;
 
   // Of the network analyses alone.
   std::int32_t modelId = 0;      ///< what the model opens

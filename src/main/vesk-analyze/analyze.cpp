@@ -12,6 +12,7 @@
 #include <sstream>
 #include <string_view>
 
+#include "dataset_card_check.h"
 #include "parameter_help.h"
 #include "progress_line.h"
 #include "run_memory.h"
@@ -73,6 +74,8 @@ void addCommonOptions(CLI::App& command, AnalyzeOptions& options) {
   command.add_option(timingsFileName, options.timingsFile, "Write the same of all ranks to this JSON file");
   command.add_flag("--strict", options.isStrict,
                    "End with status 99 at a warning that the result is not what was asked for");
+  command.add_flag("--verify", options.verifies,
+                   "Compare the SHA-256 of the dataset's files with its card, not their sizes alone");
 }
 
 void addMemory(CLI::App& command, AnalyzeOptions& options) {
@@ -178,6 +181,10 @@ void runAnalysis(const AnalyzeOptions& options, std::ostream& err) {
   QUVENEnv* env = &environment;
   const QUVENWorkerTransport transport;
   const std::unique_ptr<Run> run = options.makeRun(options, transport, QUVEN_ENV);
+  const CardNeeds needs{run->getCommand(),
+                        options.kind == nullptr ? vesk_files::DatasetKind::Dense : options.kind->datasetKind,
+                        options.verifies};
+  const std::optional<UsedCard> card = checkDatasetCard(options.dataset, needs, transport, QUVEN_ENV);
   run->open(QUVEN_ENV);
   ProgressLine progress(err, transport.isMaster() && ::isatty(STDERR_FILENO) != 0);
   run->getDriver().setObserver(&progress);
@@ -186,7 +193,7 @@ void runAnalysis(const AnalyzeOptions& options, std::ostream& err) {
   const std::span<const QUVENPassCounters> passes = run->getDriver().getPasses();
   const double seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - begin).count();
   if (transport.isMaster() && !options.resultsFile.empty()) {
-    const RunSummary summary{run->getCommand(), options.dataset, transport.getCount(), start, seconds, passes};
+    const RunSummary summary{run->getCommand(), options.dataset, transport.getCount(), start, seconds, passes, card};
     const auto addOwn = [&](QUVENXMLTag& results) { run->addResults(results, QUVEN_ENV); };
     writeRunResults(options.resultsFile, summary, addOwn, QUVEN_ENV);
   }

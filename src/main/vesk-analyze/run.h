@@ -25,6 +25,7 @@ struct AnalyzeOptions {
   bool timings = false;           ///< a table of the passes on standard error
   std::string timingsFile = {};   ///< where the timings of all ranks go as JSON, empty for nowhere
   bool isStrict = false;          ///< a warning that the result is not what was asked for ends the run
+  bool verifies = false;          ///< the hashes of the dataset's files are compared with those of its card
   std::int64_t memoryBytes = -1;  ///< the most that a rank keeps of its rows, 0 for nothing, -1 when it is not given
 
   // Of score.

@@ -4,6 +4,7 @@
 
 #include "control/quven_table_labels.h"
 #include "dataset_check.h"
+#include "files/dataset_card.h"
 #include "parts_check.h"
 #include "vesk-common/quven_reports.h"
 
@@ -52,6 +53,8 @@ std::vector<std::string> RunDataset::files() const {
     all.push_back(part + ".info");
   }
   all.push_back(name + ".info");
+  // A card that does not exist is no input: an output may have its name.
+  if (const std::string card = vesk_files::cardPath(name); exists(card)) all.push_back(card);
   return all;
 }
 

@@ -27,7 +27,7 @@ class RunDataset {
   /// The number of records in all files.
   /// Requires: openTable.
   std::int64_t getNumRecords();
-  /// All files that a run reads for it: data and descriptions.
+  /// All files that a run reads for it: data, descriptions and the card.
   std::vector<std::string> files() const;
   /// For a table: these files and the labels.
   std::vector<std::string> tableFiles() const;

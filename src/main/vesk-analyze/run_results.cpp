@@ -34,6 +34,11 @@ void addRunResults(QUVENXMLTag& results, const RunSummary& run, const QUVENEnvHa
   set("Version", VESK_VERSION);
   set("Analysis", run.analysis);
   set("Dataset", run.dataset);
+  if (run.card) {
+    set("DatasetCard/Run", run.card->run);
+    set("DatasetCard/Sha256", run.card->sha256);
+    set("DatasetCard/Verified", run.card->isVerified ? 1 : 0);
+  }
   set("Ranks", run.ranks);
   set("Start", utcText(run.start));
   set("Seconds", run.seconds);

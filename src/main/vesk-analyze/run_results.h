@@ -3,10 +3,12 @@
 
 #include <chrono>
 #include <functional>
+#include <optional>
 #include <span>
 #include <string>
 
 #include "control/quven_XML_tag.h"
+#include "dataset_card_check.h"
 #include "passes/quven_pass_counters.h"
 
 namespace vesk_analyze {
@@ -19,10 +21,11 @@ struct RunSummary {
   std::chrono::system_clock::time_point start;
   double seconds = 0;                         ///< since the start
   std::span<const QUVENPassCounters> passes;  ///< those of rank 0
+  std::optional<UsedCard> card = {};          ///< nothing for a dataset without a card
 };
 
-/// Adds the branch "Run" to the results: version, analysis, dataset, number of ranks, start in UTC, seconds, the passes
-/// of rank 0 with their records and the seconds of their phases, and the warnings of rank 0.
+/// Adds the branch "Run" to the results: version, analysis, dataset with its card, number of ranks, start in UTC,
+/// seconds, the passes of rank 0 with their records and the seconds of their phases, and the warnings of rank 0.
 void addRunResults(QUVENXMLTag& results, const RunSummary& run, const QUVENEnvHandle& env);
 
 /// Writes the results of a run to an XML file: what an action adds below AnalysisResults, and the branch "Run".

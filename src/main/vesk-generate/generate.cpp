@@ -7,6 +7,7 @@
 #include <string>
 #include <variant>
 
+#include "csv_records.h"
 #include "generate_options.h"
 #include "record_generator.h"
 #include "record_output.h"
@@ -61,6 +62,27 @@ std::uint64_t writeRecordsAndOutcomes(RecordGenerator& generator, const Generate
   return bytes;
 }
 
+/// Writes the rows as CSV, each file with the header. Returns the number of bytes.
+std::uint64_t writeCsv(RecordGenerator& generator, CsvRecords& rows, const GenerateOptions& options) {
+  constexpr std::size_t blockBytes = std::size_t{1} << 20;
+  const auto write = [&rows](std::uint64_t records, RecordOutput& output) {
+    std::uint64_t bytes = 0;
+    std::string block = CsvRecords::header;
+    const auto flushBlock = [&] {
+      output.write(block);
+      bytes += block.size();
+      block.clear();
+    };
+    for (; records > 0; --records) {
+      rows.addRow(block);
+      if (block.size() >= blockBytes) flushBlock();
+    }
+    flushBlock();
+    return bytes;
+  };
+  return writeFiles(generator.recordsLeft(), recordFileNames(options.output, options.files), write);
+}
+
 void writeCurve(const std::string& path) {
   RecordOutput output(path);
   output.write(plantedCurveText());
@@ -107,6 +129,14 @@ void run(const GenerateOptions& options, std::ostream& out, std::ostream& err) {
   RecordGenerator generator(options.generator);
   if (!options.groupsFile.empty()) writeGroups(generator.getNetwork(), options.groupsFile);
   if (options.output.empty()) return;
+  if (options.isCsv) {
+    CsvRecords rows(generator, options.generator, options.csvBadShare);
+    const std::uint64_t bytes = writeCsv(generator, rows, options);
+    if (options.quiet) return;
+    printSummary(generator, options, bytes, err);
+    err << "bad rows: " << rows.getBadRows() << "\n";
+    return;
+  }
   const std::uint64_t bytes = writeRecordsAndOutcomes(generator, options);
   if (!options.quiet) printSummary(generator, options, bytes, err);
 }

@@ -24,6 +24,9 @@ Example: a million calls with planted groups, the parameter file, the loader.
   vesk-generate -n 1000000 -c 20000 --group-count 500 -o in/calls --groups groups.txt
   vesk-generate --params table > table.xml
   vesk-loader in table.xml none out.bin 2 20203001
+
+Example: the same calls as a CSV file that vesk convert reads.
+  vesk-generate -n 1000000 -c 20000 --group-count 500 --csv -o calls.csv
 )";
 
 constexpr const char* tableFooter = R"(
@@ -114,6 +117,13 @@ void addOutputOptions(CLI::App& app, GenerateOptions& options) {
       ->group(group);
   app.add_option("--files", options.files, "Number of files, PATH.1, PATH.2 ...; the records are shared out in order")
       ->check(CLI::Range(1, 100000).description(""))
+      ->capture_default_str()
+      ->group(group);
+  app.add_flag("--csv", options.isCsv,
+               "The same calls as a CSV file that needs cleaning: header, + numbers, ISO times, quotes, bad rows")
+      ->group(group);
+  app.add_option("--csv-bad", options.csvBadShare, "Share of bad rows of --csv")
+      ->check(CLI::Range(0.0, 1.0).description(""))
       ->capture_default_str()
       ->group(group);
   app.add_option("--groups", options.groupsFile, "Write the planted groups: a line each, number and members")
@@ -231,6 +241,14 @@ void checkTable(const GenerateOptions& options) {
   }
 }
 
+/// Options of the fixed columns, which say nothing about CSV, and the other way round.
+void checkCsv(const CLI::App& app, bool isCsv) {
+  if (!isCsv && app.count("--csv-bad") > 0) throw std::invalid_argument("--csv-bad needs --csv");
+  for (const char* option : {"--bad", "--layout", "--date-form", "--outcomes"}) {
+    if (isCsv && app.count(option) > 0) throw std::invalid_argument(std::string(option) + " does not go with --csv");
+  }
+}
+
 void checkOutputs(const GenerateOptions& options) {
   if (options.output.empty() && options.groupsFile.empty() && !options.params) {
     throw std::invalid_argument("nothing to do: give --output, --groups or --params");
@@ -275,6 +293,7 @@ std::variant<GenerateOptions, int> parseGenerateOptions(int argc, const char* co
     }
     readGeneratorTexts(raw, options.generator);
     if (params->count() > 0) options.params = readParamsTexts(raw);
+    checkCsv(app, options.isCsv);
     checkOutputs(options);
     checkSettings(options.generator);
   } catch (const CLI::ParseError& error) {

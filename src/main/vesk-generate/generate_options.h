@@ -18,6 +18,8 @@ struct GenerateOptions {
   GeneratorSettings generator;
   std::string output;  ///< where the records go; empty: none are written
   std::uint32_t files = 1;
+  bool isCsv = false;                          ///< the records as CSV in place of fixed columns
+  double csvBadShare = 0.01;                   ///< share of the rows of CSV that have a mistake
   std::string groupsFile;                      ///< empty: none
   std::string outcomesFile;                    ///< outcomes of the callers; empty: not written
   std::optional<LoaderParamsSettings> params;  ///< to standard output

@@ -26,7 +26,7 @@ constexpr std::uint64_t splitMix64(std::uint64_t& state) {
 
 /// The streams of random numbers of one seed, independent of each other: a further draw on one moves none of the
 /// others. The values are part of what a seed means and never change.
-enum class RandomStream : std::uint64_t { Network = 1, Records = 2, BadLines = 3, Table = 4, Outcomes = 5 };
+enum class RandomStream : std::uint64_t { Network = 1, Records = 2, BadLines = 3, Table = 4, Outcomes = 5, Csv = 6 };
 
 /// The generator xoshiro256**: 256 bits of state, period 2^256 - 1.
 ///

@@ -44,23 +44,26 @@ std::size_t RecordGenerator::fill(std::uint64_t lines, std::span<char> buffer) {
   return static_cast<std::size_t>(place - buffer.data());
 }
 
-std::size_t RecordGenerator::writeLine(char* line) {
+CallRecord RecordGenerator::draw() {
   const CallNetwork::Call call = network.draw(random);
   const std::uint64_t day = drawDay();
   const std::uint64_t bits = random.next();
+  ++recordsMade;
+  return {call, day, durations[bits % durationSlices], drawMultiplicity(bits / durationSlices)};
+}
 
+std::size_t RecordGenerator::writeLine(char* line) {
+  const CallRecord record = draw();
   std::memcpy(line, blankLine.data(), blankLine.size());
   const RecordLayout& layout = settings.layout;
-  putNumberBefore(line + layout.caller.last, call.caller);
-  putNumberBefore(line + layout.callee.last, call.callee);
-  std::memcpy(line + layout.date.last - sizeof(DateText), dates[day].data(), sizeof(DateText));
-  const std::uint32_t duration = durations[bits % durationSlices];
-  const std::uint32_t multiplicity = drawMultiplicity(bits / durationSlices);
-  putNumberBefore(line + layout.duration.last, duration);
-  putNumberBefore(line + layout.multiplicity.last, multiplicity);
-  ++recordsMade;
+  putNumberBefore(line + layout.caller.last, record.call.caller);
+  putNumberBefore(line + layout.callee.last, record.call.callee);
+  std::memcpy(line + layout.date.last - sizeof(DateText), dates[record.day].data(), sizeof(DateText));
+  putNumberBefore(line + layout.duration.last, record.duration);
+  putNumberBefore(line + layout.multiplicity.last, record.multiplicity);
   const std::size_t lineLength = spoiler.treat(line);
-  if (outcomes != nullptr && !spoiler.hasSpoiledLast()) outcomes->addRecord(call, duration, multiplicity);
+  if (outcomes != nullptr && !spoiler.hasSpoiledLast())
+    outcomes->addRecord(record.call, record.duration, record.multiplicity);
   return lineLength;
 }
 

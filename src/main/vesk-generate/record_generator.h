@@ -15,6 +15,14 @@
 
 namespace vesk_generate {
 
+/// A call of the network with what is drawn for it.
+struct CallRecord {
+  CallNetwork::Call call;
+  std::uint64_t day;       ///< from 0
+  std::uint32_t duration;  ///< seconds
+  std::uint32_t multiplicity;
+};
+
 /// Makes the records of the settings as lines of text, one after the other.
 ///
 /// Cost: the network's memory and nothing else; no allocation after construction.
@@ -27,6 +35,11 @@ class RecordGenerator {
   ///
   /// Requires: buffer.size() >= lines * lineBytes(), else std::length_error and nothing is written.
   [[nodiscard]] std::size_t fill(std::uint64_t lines, std::span<char> buffer);
+
+  /// Draws the next record without its line. It counts in no outcomes and is never spoiled.
+  ///
+  /// Requires: recordsLeft() > 0.
+  CallRecord draw();
 
   /// Counts each following record that is not spoiled in the outcomes, which are borrowed.
   void countInto(OutcomeGenerator& generator) { outcomes = &generator; }

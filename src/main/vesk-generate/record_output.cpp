@@ -94,15 +94,14 @@ std::vector<std::string> recordFileNames(const std::string& output, std::uint32_
   return names;
 }
 
-std::uint64_t writeRecordFiles(RecordGenerator& generator, const std::vector<std::string>& names) {
-  const std::uint64_t records = generator.recordsLeft();
+std::uint64_t writeFiles(std::uint64_t records, const std::vector<std::string>& names, const WriteRecords& write) {
   const std::uint64_t each = records / names.size();
   const std::uint64_t longer = records % names.size();  // the first files take one record more
   std::uint64_t bytesWritten = 0;
   for (std::size_t file = 0; file < names.size(); ++file) {
     try {
       RecordOutput output(names[file]);
-      bytesWritten += writeRecords(generator, each + (file < longer ? 1 : 0), output);
+      bytesWritten += write(each + (file < longer ? 1 : 0), output);
       output.close();
     } catch (...) {
       std::for_each(names.begin(), names.begin() + static_cast<std::ptrdiff_t>(file), removeRegularFile);
@@ -110,6 +109,12 @@ std::uint64_t writeRecordFiles(RecordGenerator& generator, const std::vector<std
     }
   }
   return bytesWritten;
+}
+
+std::uint64_t writeRecordFiles(RecordGenerator& generator, const std::vector<std::string>& names) {
+  return writeFiles(generator.recordsLeft(), names, [&generator](std::uint64_t records, RecordOutput& output) {
+    return writeRecords(generator, records, output);
+  });
 }
 
 }  // namespace vesk_generate

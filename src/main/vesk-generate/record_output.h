@@ -3,6 +3,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <span>
 #include <string>
 #include <vector>
@@ -37,9 +38,15 @@ class RecordOutput {
 /// on, with zeros in front so that the names sort. In an existing directory the files are called "calls".
 std::vector<std::string> recordFileNames(const std::string& output, std::uint32_t files);
 
-/// Writes all records that are left to the files, shared out evenly and in order. The result is the number of bytes.
+/// Writes `records` records to an output. Returns the number of bytes.
+using WriteRecords = std::function<std::uint64_t(std::uint64_t records, RecordOutput& output)>;
+
+/// Shares the records out evenly and in order to the files. The result is the number of bytes.
 ///
 /// Errors: std::runtime_error as RecordOutput; the regular files written before the failing one are removed as well.
+std::uint64_t writeFiles(std::uint64_t records, const std::vector<std::string>& names, const WriteRecords& write);
+
+/// The same with all records that are left as fixed-column lines.
 std::uint64_t writeRecordFiles(RecordGenerator& generator, const std::vector<std::string>& names);
 
 }  // namespace vesk_generate

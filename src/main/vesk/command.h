@@ -52,7 +52,11 @@ struct CommandGroup {
   const char* summary;
 };
 
+extern const Command dayCommand;
 extern const Command checkCommand;
+extern const Command exportCommand;
+extern const Command convertCommand;
+extern const Command idsCommand;
 extern const Command tableCsvCommand;
 extern const Command tableJoinCommand;
 extern const Command tableRowsCommand;

@@ -15,7 +15,7 @@ namespace vesk {
 namespace {
 
 constexpr CommandGroup groups[] = {{"table", "Makes datasets from tables with named columns"}};
-constexpr const Command* commands[] = {&checkCommand, &tableCsvCommand, &tableRowsCommand, &tableJoinCommand};
+constexpr const Command* commands[] = {&dayCommand, &tableCsvCommand, &tableRowsCommand, &tableJoinCommand, &checkCommand, &exportCommand, &convertCommand, &idsCommand};
 
 constexpr const char* footer = R"(
 Exit status: 0 when the command has ended, 1 when the command line is wrong, 2 when the state refuses the run, 3 when the
@@ -26,6 +26,7 @@ Examples:
   vesk table csv customers.csv customers.bin --target churn --drop phone_number
   vesk table rows sums.bin month.bin --columns 1:calls,2:seconds
   vesk table join month.bin all.bin --key caller --with customers.bin:known_
+  vesk export pairs.bin -o pairs.csv
 )";
 
 int report(std::ostream& err, Status status, const std::string& text) {

@@ -29,15 +29,16 @@ std::optional<CalendarDay> CalendarDay::parse(const std::string& text) {
     const bool isDash = i == 4 || i == 7;
     if (isDash ? text[i] != '-' : text[i] < '0' || text[i] > '9') return std::nullopt;
   }
-  const std::chrono::year_month_day date = std::chrono::year(std::stoi(text.substr(0, 4))) /
-                                           std::stoi(text.substr(5, 2)) / std::stoi(text.substr(8, 2));
+  const std::chrono::year_month_day date =
+      std::chrono::year(std::stoi(text.substr(0, 4))) / std::stoi(text.substr(5, 2)) / std::stoi(text.substr(8, 2));
   if (!date.ok() || static_cast<int>(date.year()) < 1000) return std::nullopt;
   return CalendarDay(date);
 }
 
 std::string CalendarDay::iso() const {
   std::array<char, 32> text{};
-  const int length = std::snprintf(text.data(), text.size(), "%04u-%02u-%02u", yearOf(date), monthOf(date), dayOf(date));
+  const int length =
+      std::snprintf(text.data(), text.size(), "%04u-%02u-%02u", yearOf(date), monthOf(date), dayOf(date));
   return {text.data(), static_cast<std::size_t>(length)};
 }
 

@@ -117,7 +117,7 @@ LedgerInput InputFeed::feedFile(const InputFile& file, LineExaminer& examiner, c
   if (lines.hasMark()) result.remarks.push_back(name + ": the byte order mark was passed over");
   if (hasReturns) result.remarks.push_back(name + ": the carriage returns before the line feeds were left out");
   if (isUnfinished) result.remarks.push_back(name + ": the last line has no line end");
-  if (input.accepted == 0) result.remarks.push_back(name + ": no line of the file was accepted");
+  if (input.accepted == 0 && input.lines > 0) result.remarks.push_back(name + ": no line of the file was accepted");
   return input;
 }
 

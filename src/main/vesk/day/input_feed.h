@@ -21,8 +21,9 @@ struct FeedResult {
   std::vector<LedgerInput> inputs;  ///< in the order of the list
   std::uint64_t lines = 0;
   std::uint64_t accepted = 0;
-  std::uint64_t restricted = 0;      ///< entries left out by the special list
-  std::vector<std::string> remarks;  ///< byte order marks, carriage returns, missing line ends, files without a good line
+  std::uint64_t restricted = 0;  ///< entries left out by the special list
+  std::vector<std::string>
+      remarks;  ///< byte order marks, carriage returns, missing line ends, files without a good line
 };
 
 /// Reads the input and gives the lines that are to be loaded on, whole, each with a line feed.

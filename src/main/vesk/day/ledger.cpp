@@ -70,9 +70,9 @@ class Members {
 };
 
 Json toJson(const LedgerInput& input) {
-  return {{"name", input.name},   {"bytes", input.bytes},
+  return {{"name", input.name},     {"bytes", input.bytes},
           {"sha256", input.sha256}, {"content_sha256", input.contentSha256},
-          {"lines", input.lines}, {"accepted", input.accepted}};
+          {"lines", input.lines},   {"accepted", input.accepted}};
 }
 
 LedgerInput inputOf(const Json& json) {
@@ -185,7 +185,8 @@ Ledger::Ledger(const std::string& text, const std::string& name) {
     try {
       lines.push_back(readLedgerLine(text.substr(start, feed - start)));
     } catch (const std::runtime_error& error) {
-      throw std::runtime_error(name + ": line " + std::to_string(lines.size() + 1) + " cannot be used: " + error.what());
+      throw std::runtime_error(name + ": line " + std::to_string(lines.size() + 1) +
+                               " cannot be used: " + error.what());
     }
     start = feed + 1;
   }

@@ -1,6 +1,9 @@
 #include "day/process_rows.h"
 
+#include <chrono>
 #include <stdexcept>
+#include <thread>
+#include <utility>
 
 namespace vesk {
 
@@ -12,8 +15,19 @@ constexpr double recordEnd = -1.0;
 
 }  // namespace
 
-NumberStream::NumberStream(const std::string& path)
-    : file(vesk_files::Descriptor::openToRead(path)), block(blockNumbers) {}
+NumberStream::NumberStream(const std::string& path, IsWritten isWritten)
+    : file(vesk_files::Descriptor::openToRead(path)), fileIsWritten(std::move(isWritten)), block(blockNumbers) {}
+
+// 0 at the end of the finished file only.
+std::size_t NumberStream::readOn(char* data, std::size_t size) {
+  while (true) {
+    // Asked first: what was written before the answer is there to be read.
+    const bool isComplete = !fileIsWritten || fileIsWritten();
+    const std::size_t count = file.read(data, size);
+    if (count > 0 || isComplete) return count;
+    std::this_thread::sleep_for(std::chrono::milliseconds(1));
+  }
+}
 
 bool NumberStream::refill() {
   blockStart += available * sizeof(double);
@@ -22,13 +36,19 @@ bool NumberStream::refill() {
   auto* const data = reinterpret_cast<char*>(block.data());
   const std::size_t room = block.size() * sizeof(double);
   while (bytes < room) {
-    const std::size_t size = file.read(data + bytes, room - bytes);
+    const std::size_t size = readOn(data + bytes, room - bytes);
     if (size == 0) break;
+    hash.update(data + bytes, size);
     bytes += size;
   }
   if (bytes % sizeof(double) != 0) throw std::runtime_error(file.getName() + ": the last number is cut");
   available = bytes / sizeof(double);
   return available > 0;
+}
+
+vesk_files::CardFile NumberStream::describe() {
+  const std::string& path = file.getName();
+  return {path.substr(path.find_last_of('/') + 1), blockStart, hash.finish()};
 }
 
 ProcessRows::ProcessRows(const std::string& path, const ProcessShape& rowShape) : numbers(path), shape(rowShape) {}

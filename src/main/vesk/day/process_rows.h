@@ -3,19 +3,26 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <string>
 #include <vector>
 
+#include "files/dataset_card.h"
 #include "files/descriptor.h"
 #include "files/sha256.h"
 
 namespace vesk {
 
-/// The doubles of a file one after the other.
+/// Whether the writer of a file has finished it.
+using IsWritten = std::function<bool()>;
+
+/// The doubles of a file one after the other, and its hash. The file may still be growing: at its end the stream waits
+/// until more is there or the file is written.
 /// Errors: std::runtime_error with the file's name, for a size that is no multiple of 8 as well.
 class NumberStream {
  public:
-  explicit NumberStream(const std::string& path);
+  /// Without `isWritten` the file is complete.
+  explicit NumberStream(const std::string& path, IsWritten isWritten = nullptr);
 
   /// False at the end of the file.
   bool next(double& number) {
@@ -27,10 +34,16 @@ class NumberStream {
   std::uint64_t byte() const { return blockStart + position * sizeof(double); }
   const std::string& getName() const { return file.getName(); }
 
+  /// Name without its folder, size and hash. Requires: next has returned false. To be called once.
+  vesk_files::CardFile describe();
+
  private:
   bool refill();
+  std::size_t readOn(char* data, std::size_t size);
 
   vesk_files::Descriptor file;
+  IsWritten fileIsWritten;
+  vesk_files::Sha256 hash;
   std::vector<double> block;
   std::size_t position = 0;
   std::size_t available = 0;
@@ -61,6 +74,9 @@ class ProcessRows {
 
   /// False at the end.
   bool next(ProcessRow& row);
+
+  /// Of the file, as NumberStream has it.
+  vesk_files::CardFile describe() { return numbers.describe(); }
 
  private:
   [[noreturn]] void fail(const std::string& what) const;

@@ -16,8 +16,8 @@ class LoaderEnded : public std::runtime_error {
   LoaderEnded() : std::runtime_error("the loader ended before it had read all records") {}
 };
 
-/// The one record file that the loader sees: a named pipe, so that exactly those lines are loaded that were examined and
-/// hashed here, in the order of the input. The loader opens it once for each partition.
+/// The one record file that the loader sees: a named pipe, so that exactly those lines are loaded that were examined
+/// and hashed here, in the order of the input. The loader opens it once for each partition.
 ///
 /// Errors: LoaderEnded; CommandFailure on a stop signal; std::runtime_error when a system call fails.
 class RecordPipe {
@@ -27,8 +27,8 @@ class RecordPipe {
 
   const std::string& getFolder() const { return folder; }
 
-  /// Waits until the loader reads from the pipe, and puts another pipe in its place for the next partition: an end that is
-  /// closed must never be taken up by the reader of the partition before.
+  /// Waits until the loader reads from the pipe, and puts another pipe in its place for the next partition: an end that
+  /// is closed must never be taken up by the reader of the partition before.
   void open(LoaderProcess& loader);
   void write(std::string_view bytes);
   void close() { end = vesk_files::Descriptor(); }

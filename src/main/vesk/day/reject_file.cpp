@@ -58,7 +58,8 @@ void RejectFile::add(const std::string& name, const RecordLine& record, const Re
   pending += ',';
   appendCell(pending, field);
   pending += ',' + columns + ',';
-  appendCell(pending, text);
+  // Readers of CSV files stop at a NUL.
+  appendCell(pending, text.find('\0') == std::string_view::npos ? std::string(text) : printable(text));
   pending += '\n';
   if (pending.size() < blockBytes) return;
   file.write(pending);

@@ -14,8 +14,9 @@
 
 namespace vesk {
 
-/// Refused lines as a CSV file: file,line,byte,cause,field,columns,text. Line and columns count from 1, the byte from 0 in the
-/// content of the file. The text is that of the field, or the start of the line where the cause is about the whole line.
+/// Refused lines as a CSV file: file,line,byte,cause,field,columns,text. Line and columns count from 1, the byte from 0
+/// in the content of the file. The text is that of the field, or the start of the line where the cause is about the
+/// whole line.
 ///
 /// Errors: std::runtime_error when writing fails.
 class RejectFile {

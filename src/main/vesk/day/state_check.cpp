@@ -22,8 +22,8 @@ std::string numberText(double number) {
 // Compares one file of the dataset with what its rows should be.
 class ExpectedRows {
  public:
-  ExpectedRows(const std::string& path, const vesk_loader::LoaderSettings& settings_)
-      : numbers(path),
+  ExpectedRows(const std::string& path, const vesk_loader::LoaderSettings& settings_, const IsWritten& isWritten)
+      : numbers(path, isWritten),
         settings(settings_),
         isTable(settings_.cyclicTableSize > 0),
         isPairSum(settings_.pairSumFlag != 0) {}
@@ -55,6 +55,9 @@ class ExpectedRows {
   }
 
   std::uint64_t recordCount() const { return records; }
+
+  /// Requires: finish has returned.
+  vesk_files::CardFile describe() { return numbers.describe(); }
 
  private:
   [[noreturn]] void fail(const std::string& what) const {
@@ -131,6 +134,7 @@ StateCounts& StateCounts::operator+=(const StateCounts& other) {
   callers += other.callers;
   entries += other.entries;
   tooOld += other.tooOld;
+  files.insert(files.end(), other.files.begin(), other.files.end());
   return *this;
 }
 
@@ -149,16 +153,17 @@ StateCounts countState(const std::string& path, const ProcessShape& shape,
     if (!cutoff) continue;
     for (const double date : row.dates) counts.tooOld += cutoff->isBefore(date) ? 1 : 0;
   }
+  counts.files.push_back(rows.describe());
   return counts;
 }
 
 PartitionCheck checkPartition(const std::string& process, const std::string& dataset,
-                              const vesk_loader::LoaderSettings& settings) {
+                              const vesk_loader::LoaderSettings& settings, const IsWritten& isWritten) {
   ProcessRows rows(process, shapeOf(settings));
-  ExpectedRows main(dataset, settings);
+  ExpectedRows main(dataset, settings, isWritten);
   std::vector<std::unique_ptr<ExpectedRows>> payloads;
   for (std::size_t p = 1; p <= settings.payloadInputs.size(); ++p) {
-    payloads.push_back(std::make_unique<ExpectedRows>(dataset + "_payload_" + std::to_string(p), settings));
+    payloads.push_back(std::make_unique<ExpectedRows>(dataset + "_payload_" + std::to_string(p), settings, isWritten));
   }
   const bool isPairSum = settings.pairSumFlag != 0;
   const bool isSorted = settings.cyclicTableSize > 0 && settings.sortCyclicTable;
@@ -187,8 +192,13 @@ PartitionCheck checkPartition(const std::string& process, const std::string& dat
       payloads[p]->take(row.key, row.payloads[p].data(), row.payloads[p].size(), nullptr);
     }
   }
+  check.state.files.push_back(rows.describe());
   main.finish();
-  for (const auto& payload : payloads) payload->finish();
+  check.files.push_back(main.describe());
+  for (const auto& payload : payloads) {
+    payload->finish();
+    check.files.push_back(payload->describe());
+  }
   check.callers = check.state.callers;
   check.records = main.recordCount();
   return check;

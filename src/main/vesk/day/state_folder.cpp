@@ -11,13 +11,13 @@
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
-#include <nlohmann/json.hpp>
 #include <set>
 #include <stdexcept>
 #include <thread>
 #include <utility>
 
 #include "command.h"
+#include "day/day_report.h"
 #include "day/stop_signal.h"
 #include "printable.h"
 
@@ -76,8 +76,8 @@ void removeTree(const std::string& path) {
 }
 
 bool isOwnName(const std::string& name) {
-  static const std::set<std::string> names = {generationsName, currentName, nextLinkName, ledgerName, failedName,
-                                              lockName};
+  static const std::set<std::string> names = {generationsName, currentName, nextLinkName,
+                                              ledgerName,      failedName,  lockName};
   return names.contains(name) || name.starts_with(workStart);
 }
 
@@ -116,19 +116,30 @@ StateFolder StateFolder::forRun(const std::string& path, bool isNew, double wait
   if (!fs::is_directory(path)) refuse(printable(path) + ": the state is no folder");
   for (const std::string& name : namesIn(state.path)) {
     if (!isOwnName(name)) {
-      refuse(printable(path) + ": holds " + printable(name) + ", which is no part of a state; choose a folder of its own");
+      refuse(printable(path) + ": holds " + printable(name) +
+             ", which is no part of a state; choose a folder of its own");
     }
   }
   state.lock(waitSeconds);
   state.readContent();
   const bool hasState = !state.current.empty();
   if (!hasState && !state.ledger.getLines().empty()) {
-    refuse(state.path + ": the link current is missing; vesk day --rollback DATE " + state.path + " makes a generation current");
+    refuse(state.path + ": the link current is missing; vesk day --rollback DATE " + state.path +
+           " makes a generation current");
   }
   if (!hasState && !isNew) refuse(state.path + ": the folder holds no state yet; a first run says --new");
   if (hasState && isNew) {
     refuse(state.path + ": there is a state already, of " + state.current + "; leave --new away to go on with it");
   }
+  return state;
+}
+
+StateFolder StateFolder::forRollback(const std::string& path, double waitSeconds) {
+  StateFolder state(path);
+  if (!fs::is_directory(path)) refuse(printable(path) + ": there is no such state folder");
+  if (kindOf(state.path + "/" + ledgerName) == Kind::Nothing) refuse(printable(path) + ": the folder holds no state");
+  state.lock(waitSeconds);
+  state.readContent();
   return state;
 }
 
@@ -222,8 +233,8 @@ std::vector<std::string> StateFolder::recover() {
     // The run was killed between the rename of the link and its line in the ledger.
     const std::string report = folderOf(current) + "/" + RunReportName;
     try {
-      const auto json = nlohmann::ordered_json::parse(readRegular(report));
-      LedgerLine line = readLedgerLine(json.at("ledger").dump());
+      requireKind(report, Kind::File, "a file");
+      const LedgerLine line = readStoredReport(report).line;
       if (line.generation != current) throw std::runtime_error("it is of another generation");
       appendToLedger(line);
     } catch (const std::exception& error) {
@@ -234,7 +245,8 @@ std::vector<std::string> StateFolder::recover() {
   for (const std::string& name : namesOfGenerations()) {
     if (name == current || ledger.findDay(name) != nullptr) continue;
     removeTree(path + "/" + generationsName + "/" + name);
-    found.push_back("a run before this one ended before its commit; its generation " + printable(name) + " was removed");
+    found.push_back("a run before this one ended before its commit; its generation " + printable(name) +
+                    " was removed");
   }
   if (!current.empty()) {
     try {
@@ -269,8 +281,10 @@ std::string StateFolder::nextName(const CalendarDay& date) const {
 
 std::string StateFolder::makeWork() {
   std::string name = path + "/" + workStart + "XXXXXX";
-  if (::mkdtemp(name.data()) == nullptr) throw std::runtime_error(vesk_files::systemFailure(path, "make a folder in it"));
-  if (::chmod(name.c_str(), folderPermissions) != 0) throw std::runtime_error(vesk_files::systemFailure(name, "open to the group"));
+  if (::mkdtemp(name.data()) == nullptr)
+    throw std::runtime_error(vesk_files::systemFailure(path, "make a folder in it"));
+  if (::chmod(name.c_str(), folderPermissions) != 0)
+    throw std::runtime_error(vesk_files::systemFailure(name, "open to the group"));
   return name;
 }
 
@@ -278,7 +292,8 @@ void StateFolder::makeCurrent(const std::string& generation) {
   const std::string next = path + "/" + nextLinkName;
   const std::string target = std::string(generationsName) + "/" + generation;
   ::unlink(next.c_str());
-  if (::symlink(target.c_str(), next.c_str()) != 0) throw std::runtime_error(vesk_files::systemFailure(next, "make the link"));
+  if (::symlink(target.c_str(), next.c_str()) != 0)
+    throw std::runtime_error(vesk_files::systemFailure(next, "make the link"));
   renameOrFail(next, path + "/" + currentName);
   current = generation;
 }

@@ -20,7 +20,8 @@ namespace vesk {
 ///   .lock
 /// A generation becomes current by the rename of the link, so at any moment one whole generation is current.
 ///
-/// Errors: CommandFailure, Refused where the user decides, otherwise Failed; std::runtime_error when a system call fails.
+/// Errors: CommandFailure, Refused where the user decides, otherwise Failed; std::runtime_error when a system call
+/// fails.
 class StateFolder {
  public:
   /// Reads the folder without a lock, for a list.
@@ -29,8 +30,11 @@ class StateFolder {
   /// Opens and locks the folder; `isNew`: makes it. Waits up to `waitSeconds` for a run that has the lock.
   static StateFolder forRun(const std::string& path, bool isNew, double waitSeconds);
 
+  /// Opens and locks a folder that has a state, also one whose link `current` is missing.
+  static StateFolder forRollback(const std::string& path, double waitSeconds);
+
   /// Puts away what runs before have left behind. Returns what was found, one sentence each.
-  /// Requires: forRun.
+  /// Requires: forRun or forRollback.
   std::vector<std::string> recover();
 
   const std::string& getPath() const { return path; }

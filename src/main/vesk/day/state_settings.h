@@ -8,8 +8,8 @@
 
 namespace vesk {
 
-/// The settings on which the meaning of a state depends, by their tags: the kind of run, what an entry holds, how the callers are
-/// spread over partitions. Fields are named by their names, so that other columns are no other setting.
+/// The settings on which the meaning of a state depends, by their tags: the kind of run, what an entry holds, how the
+/// callers are spread over partitions. Fields are named by their names, so that other columns are no other setting.
 /// `recordDates` is the form of the record dates: ymd, ydm or none.
 std::map<std::string, std::string> stateSettings(const vesk_loader::LoaderSettings& settings,
                                                  const std::string& recordDates);

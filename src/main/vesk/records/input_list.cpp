@@ -42,7 +42,8 @@ InputFile entryOf(const std::string& folder, const std::string& name) {
   struct stat status {};
   if (::lstat(path.c_str(), &status) != 0) refuseBySystem(path, "cannot read what it is");
   if (S_ISLNK(status.st_mode)) refuse(path, "a symbolic link; put the file itself into the input");
-  if (S_ISDIR(status.st_mode)) refuse(path, "a folder inside the input; give it as an input of its own, or move it away");
+  if (S_ISDIR(status.st_mode))
+    refuse(path, "a folder inside the input; give it as an input of its own, or move it away");
   if (!S_ISREG(status.st_mode)) refuse(path, "no regular file; move it out of the input");
   return describe(path, name, status);
 }

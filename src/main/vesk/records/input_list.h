@@ -21,7 +21,8 @@ struct InputFile {
 
 /// The record files of an input in the order of their names as bytes: the regular files of a folder, or one file.
 ///
-/// Errors: CommandFailure (Data) with the name: nothing is there, the folder is empty, or it holds another thing than regular
+/// Errors: CommandFailure (Data) with the name: nothing is there, the folder is empty, or it holds another thing than
+/// regular
 ///         files. A symbolic link inside the folder is one of those; the input itself may be one.
 std::vector<InputFile> listInput(const std::string& path);
 

@@ -14,13 +14,13 @@ namespace vesk {
 
 /// What the dates of records mean.
 struct RecordDates {
-  std::int32_t format = 0;       ///< of the loader: 0 not considered, 1 yyyyddmm, 2 yyyymmdd
-  double cutoff = 0.0;           ///< yyyyddmm; 0: no date is too old
-  std::uint32_t lastDay = 0;     ///< yyyymmdd, the last one that a record may have; 0: any
+  std::int32_t format = 0;    ///< of the loader: 0 not considered, 1 yyyyddmm, 2 yyyymmdd
+  double cutoff = 0.0;        ///< yyyyddmm; 0: no date is too old
+  std::uint32_t lastDay = 0;  ///< yyyymmdd, the last one that a record may have; 0: any
 };
 
-/// Decides whether a line is loaded. It refuses every line that the loader would omit, and those of which the loader would
-/// read something else than what stands there.
+/// Decides whether a line is loaded. It refuses every line that the loader would omit, and those of which the loader
+/// would read something else than what stands there.
 ///
 /// Lifetime: keeps a reference to the settings.
 class LineExaminer {
@@ -40,7 +40,7 @@ class LineExaminer {
   // A field whose number the run uses.
   struct UsedField {
     std::size_t field = 0;
-    bool isWhole = false;     // an id or a multiplicity
+    bool isWhole = false;  // an id or a multiplicity
     bool isCaller = false;
     bool isDate = false;      // a day of the calendar
     bool isReserved = false;  // -1 and -2 are separators beside it in the state

@@ -23,7 +23,8 @@ struct RecordLine {
 
 /// The lines of one record file, plain or compressed. A UTF-8 byte order mark is passed over.
 ///
-/// Errors: CommandFailure (Data) for UTF-16 text, std::runtime_error for damaged compressed files and when reading fails.
+/// Errors: CommandFailure (Data) for UTF-16 text, std::runtime_error for damaged compressed files and when reading
+/// fails.
 class RecordLines {
  public:
   /// Blocks of another size are for tests; at least 1.
