@@ -185,6 +185,17 @@ TEST_F(CheckInput, NoLineThatWouldBeLoaded) {
                                                                   ":1: Field4 (Seconds, columns 90-95)")));
 }
 
+TEST_F(CheckInput, AFileThatDoesNotBelongThere) {
+  folder.write("in/b", "notes on the calls\nof this week\n");
+  EXPECT_THAT(errorsOf(lines(1, 9999, 100)), IsEmpty());
+  const InputSample sample = sampleInput(parameters.settings, listInput(folder.path("in")), dates, 10000);
+  const auto findings = findInSample(parameters, sample, dates);
+  ASSERT_FALSE(findings.empty());
+  EXPECT_EQ(findings[0].text,
+            folder.path("in/b") + ": none of its lines would be loaded; does it belong to the input?");
+  EXPECT_TRUE(findings[0].isError);
+}
+
 TEST_F(CheckInput, SeparatedLines) {
   std::string text;
   for (int i = 0; i < 100; ++i) text += "4915123,4915" + std::to_string(100 + i) + ",20200115,12\n";

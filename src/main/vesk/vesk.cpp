@@ -23,6 +23,7 @@ Exit status: 0 when the command has ended, 1 when the command line is wrong, 2 w
 input or a parameter file is wrong, 99 when the command failed.
 
 Examples:
+  vesk check table.xml in --record-dates ymd
   vesk table csv customers.csv customers.bin --target churn --drop phone_number
   vesk table rows sums.bin month.bin --columns 1:calls,2:seconds
   vesk table join month.bin all.bin --key caller --with customers.bin:known_

@@ -145,17 +145,19 @@ class ReportWriter {
 
   void writeFields() {
     heading("Fields");
-    text += "   no name            columns    blank   number        smallest         largest  longest  use\n";
+    text += "  no name           columns   blank  number        smallest         largest longest  use\n";
     for (std::size_t i = 0; i < sample.fields.size(); ++i) {
       const FieldSamples& field = sample.fields[i];
       const std::string columns = format_text("%d-%d", settings.fieldStarts[i] + 1, settings.fieldEnds[i] + 1);
       const std::string smallest = field.numbers > 0 ? format_text("%.15g", field.smallest) : "-";
       const std::string largest = field.numbers > 0 ? format_text("%.15g", field.largest) : "-";
-      text +=
-          format_text("  %3zu %-14.14s %9s %8s %8s %15s %15s %8zu  %s\n", i + 1,
-                      printable(settings.fieldNames[i]).c_str(), columns.c_str(),
-                      share(field.blanks, field.lines).c_str(), share(field.of(WordKind::Plain), field.lines).c_str(),
-                      smallest.c_str(), largest.c_str(), field.longest, usesOf(i).c_str());
+      text += wrapped(
+          format_text("  %2zu %-12.12s %9s %7s %7s %15s %15s %7zu  ", i + 1, printable(settings.fieldNames[i]).c_str(),
+                      columns.c_str(), share(field.blanks, field.lines).c_str(),
+                      share(field.of(WordKind::Plain), field.lines).c_str(), smallest.c_str(), largest.c_str(),
+                      field.longest) +
+              usesOf(i),
+          6);
       std::string samples = "such as";
       for (const std::string& one : field.samples) samples += " [" + printable(one) + "]";
       if (!field.samples.empty()) text += wrapped("      " + samples, 6);
@@ -201,7 +203,9 @@ class ReportWriter {
     const auto day = dayOf(static_cast<std::uint32_t>(result.dates.cutoff), DayFirst);
     line("cutoff " + (day ? isoText(*day) : format_text("%.0f", result.dates.cutoff)) +
          format_text(", %d days before %s: ", settings.dateHorizon, result.dayText.c_str()) +
-         share(sample.beforeCutoff, counts.getLines()) + " of the lines lie before it");
+         format_text("%llu of %llu lines (", static_cast<unsigned long long>(sample.beforeCutoff),
+                     static_cast<unsigned long long>(counts.getLines())) +
+         share(sample.beforeCutoff, counts.getLines()) + ") lie before it");
   }
 
   void writeLines() {
@@ -254,8 +258,9 @@ class ReportWriter {
          (estimate.fullCallerBytes > 0 ? ", with a full table " + bytesText(estimate.fullCallerBytes) : ""));
     line("memory: " + rangeText(estimate.memory, bytesText));
     line("disk: state " + rangeText(estimate.state, bytesText) + ", dataset " + rangeText(estimate.dataset, bytesText));
-    line("time: about " + format_text(estimate.seconds < 10 ? "%.1f" : "%.0f", estimate.seconds) +
-         " s of the loader on one core");
+    const double seconds = estimate.seconds;
+    const std::string time = seconds < 0.1 ? "less than 0.1" : format_text("about %.*f", seconds < 10 ? 1 : 0, seconds);
+    line("time: " + time + " s of the loader on one core");
   }
 
   void writeFindings() {

@@ -90,6 +90,11 @@ class SampleCheck {
     }
     findInFiles(
         false, [](const FileSample& file) { return file.failure.empty() && file.lines == 0; }, "holds no line");
+    if (sample.accepted > 0) {
+      findInFiles(
+          mostRefused < 1.0, [](const FileSample& file) { return file.lines > 0 && file.accepted == 0; },
+          "none of its lines would be loaded; does it belong to the input?");
+    }
     findInFiles(
         false, [](const FileSample& file) { return file.compression != vesk_files::Compression::None; },
         "compressed; vesk day reads it, vesk-loader alone does not");

@@ -89,9 +89,8 @@ class InputSampler {
       if (!record.hasEnd) read.lacksEnd = true;
       addLine(record, read);
     }
-    // Where all lines are words, the first one is no other than they are.
-    constexpr std::uint64_t shareOfWords = 10;
-    if (read.headerLike * shareOfWords > read.lines) read.header.clear();
+    // A header has lines of numbers below it.
+    if (read.numberLines == 0 || read.numberLines * 2 < read.lines - 1) read.header.clear();
     read.hasMark = reader.hasMark();
     read.storedBytes = reader.getBytes().storedBytes();
   }
@@ -103,15 +102,14 @@ class InputSampler {
     }
     const std::string_view line(record.line.text, record.line.length);
     if (looksSeparated(line)) ++read.lineCommas;
-    if (isHeader(line)) {
-      if (record.number == 1) {
-        read.header = line;
-        return;
-      }
-      ++read.headerLike;
+    const Words words = countWords(line);
+    if (words.numbers >= 2) ++read.numberLines;
+    if (record.number == 1 && words.numbers == 0 && words.texts >= 2) {
+      read.header = line;
+    } else {
+      fields.add(line);
+      addDate(line);
     }
-    fields.add(line);
-    addDate(line);
     if (!examiner) {
       keepLine(line, otherLines);
       return;
@@ -132,16 +130,23 @@ class InputSampler {
     if (lines.size() < shownLines) lines.emplace_back(line);
   }
 
-  /// Whether the fields hold no number, and at least two of them letters.
-  bool isHeader(std::string_view line) const {
-    std::size_t words = 0;
+  struct Words {
+    std::size_t numbers = 0;
+    std::size_t texts = 0;  ///< with a letter
+  };
+
+  Words countWords(std::string_view line) const {
+    Words words;
     for (std::size_t i = 0; i < settings.fieldStarts.size(); ++i) {
       const std::string_view word = fields.wordOf(line, i);
       if (word.empty()) continue;
-      if (kindOf(word) != WordKind::Text) return false;
-      if (hasLetter(word)) ++words;
+      if (kindOf(word) != WordKind::Text) {
+        ++words.numbers;
+      } else if (hasLetter(word)) {
+        ++words.texts;
+      }
     }
-    return words >= 2;
+    return words;
   }
 
   void addDate(std::string_view line) {

@@ -25,14 +25,14 @@ struct FileSample {
   std::uint64_t contentBytes = 0;  ///< of these lines with their ends
   std::uint64_t storedBytes = 0;   ///< of the file that were read for them
   std::uint64_t accepted = 0;
-  bool isWhole = false;          ///< the file has no more lines
-  bool hasMark = false;          ///< a UTF-8 byte order mark
-  std::uint64_t returns = 0;     ///< lines that end with CR LF
-  bool lacksEnd = false;         ///< the last line has no line end
-  std::uint64_t lineCommas = 0;  ///< lines with at least two commas or semicolons, or with a tab
-  std::string header;            ///< the first line, if it is a header
-  std::uint64_t headerLike = 0;  ///< further lines that hold words only
-  std::string failure;           ///< why the reading ended before
+  bool isWhole = false;           ///< the file has no more lines
+  bool hasMark = false;           ///< a UTF-8 byte order mark
+  std::uint64_t returns = 0;      ///< lines that end with CR LF
+  bool lacksEnd = false;          ///< the last line has no line end
+  std::uint64_t lineCommas = 0;   ///< lines with at least two commas or semicolons, or with a tab
+  std::string header;             ///< the first line, if it is a header
+  std::uint64_t numberLines = 0;  ///< lines with a number in two fields
+  std::string failure;            ///< why the reading ended before
 };
 
 /// The first line that was refused for one cause.

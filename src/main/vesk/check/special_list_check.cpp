@@ -24,6 +24,18 @@ bool parseNumber(const std::string& word, double& number) {
   return end == word.c_str() + word.size() && std::isfinite(number);
 }
 
+/// The line, from 1, of a word of the file, counted from 0.
+std::size_t lineOfWord(const std::string& path, std::size_t wanted) {
+  std::ifstream file(path);
+  std::size_t number = 0;
+  std::size_t words = 0;
+  for (std::string line; words <= wanted && std::getline(file, line); ++number) {
+    std::istringstream text(line);
+    for (std::string word; text >> word;) ++words;
+  }
+  return number;
+}
+
 }  // namespace
 
 std::string readSpecialList(const std::string& path, vesk_loader::SpecialList& list) {
@@ -37,17 +49,13 @@ std::string readSpecialList(const std::string& path, vesk_loader::SpecialList& l
   std::ifstream file(path);
   if (!file) return path + " cannot be opened: " + std::strerror(errno);
   std::vector<double> numbers;
-  std::size_t lineNumber = 0;
-  for (std::string line; std::getline(file, line);) {
-    ++lineNumber;
-    std::istringstream words(line);
-    for (std::string word; words >> word;) {
-      double number = 0.0;
-      if (!parseNumber(word, number)) {
-        return path + ":" + std::to_string(lineNumber) + ": " + inBrackets(word) + " is no decimal number";
-      }
-      numbers.push_back(number);
+  for (std::string word; file >> word;) {
+    double number = 0.0;
+    if (!parseNumber(word, number)) {
+      return path + ":" + std::to_string(lineOfWord(path, numbers.size())) + ": " + inBrackets(word) +
+             " is no decimal number";
     }
+    numbers.push_back(number);
   }
   if (file.bad()) return path + " cannot be read";
   list.assign(std::move(numbers));
