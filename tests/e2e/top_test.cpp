@@ -33,24 +33,32 @@ class TopRun : public ::testing::Test {
 // From a CSV file to the list, by the programs that a user runs. The ids of the list are those of the CSV file, and the
 // order is that of the energies.
 TEST_F(TopRun, MakesAListOfACsvFile) {
-  ASSERT_EQ(run("vesk-generate", {"-n", "20000", "-c", "600", "--group-count", "40", "--csv", "-q", "-o", "calls.csv"}).status, 0);
-  const ProgramRun converted = run("vesk", {"convert", "calls.csv", "-o", "calls", "--caller", "caller", "--callee", "callee",
-                                            "--time", "start", "--count", "calls", "--ids", "ids.map"});
+  ASSERT_EQ(run("vesk-generate", {"-n", "20000", "-c", "600", "--group-count", "40", "--csv", "-q", "-o", "calls.csv"})
+                .status,
+            0);
+  const ProgramRun converted = run("vesk", {"convert", "calls.csv", "-o", "calls", "--caller", "caller", "--callee",
+                                            "callee", "--time", "start", "--count", "calls", "--ids", "ids.map"});
   ASSERT_EQ(converted.status, 0) << converted.err;
   ASSERT_EQ(run("vesk-loader", {"datafile", "./calls", "calls.xml", "none", "table.bin", "2", "20203001"}).status, 0);
   ASSERT_EQ(run("vesk-loader", {"datafile", "./calls", "calls.pairs.xml", "none", "pairs.bin", "0"}).status, 0);
   folder.write("seeds.txt", "+4915100000001\n\"+49 151 0000 0007\"\n+4915100000003\n");
-  ASSERT_EQ(run("vesk", {"ids", "ids.map", "--to-numbers", "seeds.txt", "--no-header", "--column", "1", "-o", "seeds"}).status, 0);
+  ASSERT_EQ(run("vesk", {"ids", "ids.map", "--to-numbers", "seeds.txt", "--no-header", "--column", "1", "-o", "seeds"})
+                .status,
+            0);
   ASSERT_EQ(run("vesk-analyze", {"diffusion", "-", "pairs.bin", "--strict", "--set", "Seed=seeds", "--set",
-                                 "OutputFileName=energy.csv"}).status, 0);
-  folder.write("groups.xml",
-               "<AnalysisParams><OutputFileName>found</OutputFileName><OutputFormat>CSV</OutputFormat>"
-               "<MaxClusterSize>15</MaxClusterSize><KernelParams><KernelType>Friends</KernelType>"
-               "<FilterSimilarities>1</FilterSimilarities><isSparseData>1</isSparseData><IsSparseKernel>1</IsSparseKernel>"
-               "<SparsityLevel>0.7</SparsityLevel><NormalizingFactor>600</NormalizingFactor></KernelParams></AnalysisParams>\n");
+                                 "OutputFileName=energy.csv"})
+                .status,
+            0);
+  folder.write(
+      "groups.xml",
+      "<AnalysisParams><OutputFileName>found</OutputFileName><OutputFormat>CSV</OutputFormat>"
+      "<MaxClusterSize>15</MaxClusterSize><KernelParams><KernelType>Friends</KernelType>"
+      "<FilterSimilarities>1</FilterSimilarities><isSparseData>1</isSparseData><IsSparseKernel>1</IsSparseKernel>"
+      "<SparsityLevel>0.7</SparsityLevel><NormalizingFactor>600</NormalizingFactor></KernelParams></AnalysisParams>\n");
   ASSERT_EQ(run("vesk-analyze", {"groups", "groups.xml", "table.bin"}).status, 0);
-  const ProgramRun top = run("vesk", {"top", "energy.csv", "--groups", "found_1.nodes.csv", "--seeds", "seeds.txt", "--dataset",
-                                      "pairs.bin", "--ids", "ids.map", "-n", "50", "--per-group", "3", "-o", "list.csv"});
+  const ProgramRun top =
+      run("vesk", {"top", "energy.csv", "--groups", "found_1.nodes.csv", "--seeds", "seeds.txt", "--dataset",
+                   "pairs.bin", "--ids", "ids.map", "-n", "50", "--per-group", "3", "-o", "list.csv"});
   ASSERT_EQ(top.status, 0) << top.err;
   EXPECT_EQ(top.err, "");
   EXPECT_THAT(top.out, StartsWith("list.csv: 50 of 600 subscribers; 3 of 3 seeds are among them\n"));
@@ -83,7 +91,8 @@ TEST_F(TopRun, SaysWhatIsMissing) {
   const ProgramRun run1 = run("vesk", {"top", "e.csv", "--seeds", "s"});
   EXPECT_EQ(run1.status, 0);
   EXPECT_EQ(run1.out, "rank,id,energy,lift,group,leader_1,leader_2,seed_contacts\n1,2,2,2,,,,\n");
-  EXPECT_EQ(run1.err, "vesk: seed_contacts is empty: --dataset with the pair sums of the diffusion is needed to count them\n");
+  EXPECT_EQ(run1.err,
+            "vesk: seed_contacts is empty: --dataset with the pair sums of the diffusion is needed to count them\n");
   EXPECT_EQ(run("vesk", {"top", "e.csv", "--per-group", "3"}).status, 1);
   EXPECT_EQ(run("vesk", {"top", "e.csv", "--dataset", "d"}).status, 1);
   EXPECT_EQ(run("vesk", {"top", "e.csv", "--by", "size"}).status, 1);

@@ -33,7 +33,8 @@ class TopListTest : public ::testing::Test {
         folder.write("n.csv", "NodeNumber,GroupNumber,IsCoreNode,IsGroupLeaderType1,IsGroupLeaderType2\n" + rows);
   }
   void writePairs(const std::vector<double>& numbers) {
-    options.dataset = folder.write("pairs", {reinterpret_cast<const char*>(numbers.data()), numbers.size() * sizeof(double)});
+    options.dataset =
+        folder.write("pairs", {reinterpret_cast<const char*>(numbers.data()), numbers.size() * sizeof(double)});
   }
   std::vector<std::uint64_t> ids() const {
     std::vector<std::uint64_t> result;
@@ -94,7 +95,8 @@ TEST_F(TopListTest, NamesGroupsAndLeadersAndLimitsMembers) {
 TEST_F(TopListTest, CountsContactsAmongTheSeeds) {
   options.seeds = folder.write("s", "4\n7\n");
   const double mark = 7788;
-  writePairs({1, 0, 2, 1, 4, 1, 1, 7, 3, 1, 0, mark, 2, 0, 1, 2, 2, 1, 2, 0, mark, 7, 0, 2, 7, 1, 5, 7, 2, 1, 7, 0, mark});
+  writePairs(
+      {1, 0, 2, 1, 4, 1, 1, 7, 3, 1, 0, mark, 2, 0, 1, 2, 2, 1, 2, 0, mark, 7, 0, 2, 7, 1, 5, 7, 2, 1, 7, 0, mark});
   EXPECT_EQ(list(),
             "rank,id,energy,lift,group,leader_1,leader_2,seed_contacts\n"
             "1,1,0.5,0.25,,,,2\n2,2,0.25,0.025,,,,1\n3,3,0.25,,,,,0\n");
@@ -125,7 +127,8 @@ TEST_F(TopListTest, WritesIdsOfAMap) {
     for (const char* text : {"+49", "a, \"b\""}) map.addToTable(table, text);
     map.save(table, MappedIds::Texts);
   }
-  folder.write("e.csv", "Number,DA_DiffusedEnergy,WeightedInDegree\n5,1,1\n4503599627370496,2,1\n4503599627370497,3,1\n");
+  folder.write("e.csv",
+               "Number,DA_DiffusedEnergy,WeightedInDegree\n5,1,1\n4503599627370496,2,1\n4503599627370497,3,1\n");
   EXPECT_EQ(list(),
             "rank,id,energy,lift,group,leader_1,leader_2,seed_contacts\n"
             "1,\"a, \"\"b\"\"\",3,3,,,,\n2,+49,2,2,,,,\n3,5,1,1,,,,\n");
@@ -135,7 +138,8 @@ TEST_F(TopListTest, WritesIdsOfAMap) {
   EXPECT_EQ(refusal(), "3 " + folder.path("s") + ", line 1: [+48] is no plain number and no id of " + options.idMap);
   options.seeds.clear();
   folder.write("e.csv", "Number,DA_DiffusedEnergy,WeightedInDegree\n4503599627379999,2,1\n");
-  EXPECT_EQ(refusal(), "3 " + options.idMap + " does not have the number 4503599627379999; it is the map of other data");
+  EXPECT_EQ(refusal(),
+            "3 " + options.idMap + " does not have the number 4503599627379999; it is the map of other data");
 }
 
 TEST_F(TopListTest, RefusesBadFiles) {
@@ -159,7 +163,8 @@ TEST_F(TopListTest, RefusesBadFiles) {
     EXPECT_THAT(refusal(), HasSubstr("3 " + options.energy + ", line 2: ")) << row;
   }
   folder.write("e.csv", "");
-  EXPECT_EQ(refusal(), "3 " + options.energy + " has no column Number; it must be the OutputFileName of vesk-analyze diffusion");
+  EXPECT_EQ(refusal(),
+            "3 " + options.energy + " has no column Number; it must be the OutputFileName of vesk-analyze diffusion");
   options.output = options.energy;
   folder.write("e.csv", "Number,DA_DiffusedEnergy,WeightedInDegree\n1,1,1\n");
   EXPECT_EQ(refusal(), "1 the output " + options.energy + " would take the place of " + options.energy);

@@ -53,7 +53,10 @@ void addCommands(CLI::App& app, Action& action) {
 }  // namespace
 
 int runVesk(int argc, const char* const* argv, std::ostream& out, std::ostream& err) {
-  CLI::App app("The system's program for people: prepares calls for the loader, lists of subscribers, and tables for the models.", "vesk");
+  CLI::App app(
+      "The system's program for people: prepares calls for the loader, lists of subscribers, and tables for the "
+      "models.",
+      "vesk");
   app.set_version_flag("--version", "vesk " VESK_VERSION);
   app.footer(footer);
   Action action;

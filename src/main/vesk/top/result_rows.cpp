@@ -11,7 +11,10 @@
 namespace vesk {
 
 ResultRows::ResultRows(const std::string& path, const std::vector<std::string>& columns, const std::string& source)
-    : file(path), names(columns), bytes(path), rows([this](char* data, std::size_t size) { return bytes.read(data, size); }) {
+    : file(path),
+      names(columns),
+      bytes(path),
+      rows([this](char* data, std::size_t size) { return bytes.read(data, size); }) {
   const bool hasHeader = rows.next() && rows.getFault() == RowFault::None;
   const std::vector<std::string_view> headings = hasHeader ? rows.getCells() : std::vector<std::string_view>{};
   width = headings.size();
@@ -35,7 +38,8 @@ bool ResultRows::next() {
 
 std::uint64_t ResultRows::getWhole(std::size_t column) const {
   const std::optional<std::uint64_t> number = readPlainId(cellOf(column));
-  if (!number) refuse(names[column] + " is no whole number up to 2^53: [" + std::string(cellOf(column).substr(0, 40)) + "]");
+  if (!number)
+    refuse(names[column] + " is no whole number up to 2^53: [" + std::string(cellOf(column).substr(0, 40)) + "]");
   return *number;
 }
 

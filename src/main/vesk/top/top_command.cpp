@@ -47,8 +47,8 @@ void addOptions(CLI::App& command, Action& action) {
       ->check(CLI::PositiveNumber.description(""))
       ->capture_default_str();
   command.add_option("--by", options->order, "energy or lift")
-      ->transform(CLI::CheckedTransformer(std::map<std::string, TopOrder>{{"energy", TopOrder::Energy},
-                                                                          {"lift", TopOrder::Lift}})
+      ->transform(CLI::CheckedTransformer(
+                      std::map<std::string, TopOrder>{{"energy", TopOrder::Energy}, {"lift", TopOrder::Lift}})
                       .description(""))
       ->default_str("energy")
       ->type_name("ORDER");
@@ -60,9 +60,8 @@ void addOptions(CLI::App& command, Action& action) {
   dataset->needs("--seeds");
   withSeeds->needs("--seeds");
   command.footer(footer);
-  command.callback([options, &action] {
-    action = [options](std::ostream& out, std::ostream& err) { run(*options, out, err); };
-  });
+  command.callback(
+      [options, &action] { action = [options](std::ostream& out, std::ostream& err) { run(*options, out, err); }; });
 }
 
 }  // namespace

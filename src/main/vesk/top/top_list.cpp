@@ -63,7 +63,8 @@ Ids readSeeds(const TopOptions& options, IdMap* map) {
     if (!id && map != nullptr) id = map->findId(cell);
     if (!id || *id == 0) {
       refuse(place + "[" + std::string(cell.substr(0, 40)) + "] is no " +
-             (map == nullptr ? "plain number; ids of another form need --ids" : "plain number and no id of " + options.idMap));
+             (map == nullptr ? "plain number; ids of another form need --ids"
+                             : "plain number and no id of " + options.idMap));
     }
     seeds.insert(*id);
   }
@@ -89,7 +90,8 @@ Groups readGroups(const std::string& path) {
   while (rows.next()) {
     const std::uint64_t id = rows.getWhole(0);
     const std::uint64_t group = rows.getWhole(1);
-    if (!groups.groupOf.emplace(id, group).second) rows.refuse("subscriber " + std::to_string(id) + " has a second group");
+    if (!groups.groupOf.emplace(id, group).second)
+      rows.refuse("subscriber " + std::to_string(id) + " has a second group");
     Groups::Leaders& leaders = groups.leaders[group];
     if (rows.getWhole(2) == 1) leaders.ofType1 = id;
     if (rows.getWhole(3) == 1) leaders.ofType2 = id;
@@ -214,7 +216,8 @@ void writeTop(const TopOptions& options, const TopResult& result, std::ostream& 
     if (!id) return "";
     if (map == nullptr || *id < FirstMappedId) return std::to_string(*id);
     const std::optional<std::string_view> text = map->findText(*id);
-    if (!text) refuse(options.idMap + " does not have the number " + std::to_string(*id) + "; it is the map of other data");
+    if (!text)
+      refuse(options.idMap + " does not have the number " + std::to_string(*id) + "; it is the map of other data");
     return csvCell(*text, ',');
   };
   const auto countText = [](const std::optional<std::uint64_t>& count) { return count ? std::to_string(*count) : ""; };
@@ -222,8 +225,8 @@ void writeTop(const TopOptions& options, const TopResult& result, std::ostream& 
   std::uint64_t rank = 0;
   for (const TopRow& row : result.rows) {
     text += std::to_string(++rank) + "," + idText(row.id) + "," + numberText(row.energy, "%.9g") + "," +
-            (row.lift ? numberText(*row.lift, "%.6g") : "") + "," + countText(row.group) + "," + idText(row.leader1) + "," +
-            idText(row.leader2) + "," + countText(row.seedContacts) + "\n";
+            (row.lift ? numberText(*row.lift, "%.6g") : "") + "," + countText(row.group) + "," + idText(row.leader1) +
+            "," + idText(row.leader2) + "," + countText(row.seedContacts) + "\n";
   }
   if (options.output.empty()) {
     standardOutput << text;
