@@ -1,5 +1,5 @@
-// Any bytes as a map of ids: it is refused in one line, or its texts have different numbers from 2^52 on, and a new text
-// that is added is there when the map is read again.
+// Any bytes as a map of ids: it is refused in one line, or its texts have different numbers from 2^52 on, and a new
+// text that is added is there when the map is read again.
 
 #include <set>
 #include <stdexcept>
