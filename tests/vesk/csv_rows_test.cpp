@@ -87,6 +87,14 @@ TEST(CsvRows, LosesOneLineByABadQuote) {
   EXPECT_THAT(rowsOf("a,\""), ElementsAre("1@0!unclosed[a,\"]"));
 }
 
+// Two quotes that are not closed, at the ends of two lines, would make one sound row of all lines between them.
+TEST(CsvRows, FindsRowsInsideAQuote) {
+  EXPECT_THAT(rowsOf("1,2,\"x\n3,4,y\n5,6,\"\n7,8,z\n"),
+              ElementsAre("1@0!unclosed[1,2,\"x]", "2@7:3|4|y", "3@13!unclosed[5,6,\"]", "4@19:7|8|z"));
+  EXPECT_THAT(rowsOf("1,2,\"x\n3,4,\"\n"), ElementsAre("1@0!unclosed[1,2,\"x]", "2@7!unclosed[3,4,\"]"));
+  EXPECT_THAT(rowsOf("1,2,\"x, y, z\nwell, then\n\"\n"), ElementsAre("1@0:1|2|x, y, z\nwell, then\n"));
+}
+
 TEST(CsvRows, LimitsQuotesAndRows) {
   const std::string full(CsvRows::MaxQuotedBytes - 2, 'x');
   EXPECT_EQ(rowsOf("\"" + full + "\",b\n").at(0).size(), full.size() + 6);

@@ -15,8 +15,7 @@ namespace vesk {
 namespace {
 
 constexpr CommandGroup groups[] = {{"table", "Makes datasets from tables with named columns"}};
-constexpr const Command* commands[] = {&dayCommand,   &tableCsvCommand, &tableRowsCommand, &tableJoinCommand,
-                                       &checkCommand, &exportCommand,   &convertCommand,   &idsCommand};
+constexpr const Command* commands[] = {&dayCommand, &tableCsvCommand, &tableRowsCommand, &tableJoinCommand, &checkCommand, &exportCommand, &convertCommand, &idsCommand, &topCommand};
 
 constexpr const char* footer = R"(
 Exit status: 0 when the command has ended, 1 when the command line is wrong, 2 when the state refuses the run, 3 when the
@@ -24,6 +23,8 @@ input or a parameter file is wrong, 99 when the command failed.
 
 Examples:
   vesk check table.xml in --record-dates ymd
+  vesk convert calls.csv -o in/calls --caller caller --callee callee --time start --ids ids.map
+  vesk top energy.csv --groups found_1.nodes.csv --seeds seeds.txt --ids ids.map -o list.csv
   vesk table csv customers.csv customers.bin --target churn --drop phone_number
   vesk table rows sums.bin month.bin --columns 1:calls,2:seconds
   vesk table join month.bin all.bin --key caller --with customers.bin:known_
@@ -53,7 +54,10 @@ void addCommands(CLI::App& app, Action& action) {
 }  // namespace
 
 int runVesk(int argc, const char* const* argv, std::ostream& out, std::ostream& err) {
-  CLI::App app("The system's program for people: prepares tables for the models.", "vesk");
+  CLI::App app(
+      "The system's program for people: prepares calls for the loader, lists of subscribers, and tables for the "
+      "models.",
+      "vesk");
   app.set_version_flag("--version", "vesk " VESK_VERSION);
   app.footer(footer);
   Action action;

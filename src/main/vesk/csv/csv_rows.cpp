@@ -80,16 +80,34 @@ bool CsvRows::next() {
   std::uint64_t lines = 0;
   fault = parseRow(place, lines);
   takeLineText();
+  if (fault == RowFault::None) {
+    for (const Cell& cell : places) {
+      cells.emplace_back((cell.isCopy ? copies.data() : block.data() + begin) + cell.begin, cell.size);
+    }
+    if (lines > 1 && hasRowInCell()) fault = RowFault::UnclosedQuote;
+  }
   if (fault != RowFault::None) {
+    cells.clear();
     skipLine();
     return true;
-  }
-  for (const Cell& cell : places) {
-    cells.emplace_back((cell.isCopy ? copies.data() : block.data() + begin) + cell.begin, cell.size);
   }
   begin += place;
   line += lines;
   return true;
+}
+
+/// Whether a line of a cell, after its first one, has as many delimiters as the row.
+bool CsvRows::hasRowInCell() const {
+  const auto delimiters = static_cast<std::ptrdiff_t>(cells.size()) - 1;
+  if (delimiters == 0) return false;
+  for (const std::string_view cell : cells) {
+    for (std::size_t feed = cell.find('\n'); feed != std::string_view::npos; feed = cell.find('\n', feed + 1)) {
+      const std::string_view rest = cell.substr(feed + 1);
+      const std::string_view inner = rest.substr(0, rest.find('\n'));
+      if (std::ranges::count(inner, delimiter) >= delimiters) return true;
+    }
+  }
+  return false;
 }
 
 /// Takes the cells up to the line end, which belongs to the row.

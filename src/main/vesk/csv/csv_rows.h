@@ -20,7 +20,9 @@ enum class RowFault { None, UnclosedQuote, TextAfterQuote, TooLong };
 /// A row ends with LF, with CR LF, or with the end of the text. Empty lines are passed over and counted, a UTF-8 mark
 /// at the beginning is passed over. Source: RFC 4180, but for the blanks around cells and quotes inside plain cells. A
 /// row with a fault loses its first line only: reading goes on with the next line, so that a quote that is not closed
-/// costs one line. A quote is not closed when the end of the text or MaxQuotedBytes come before the closing one.
+/// costs one line. A quote is not closed when the end of the text or MaxQuotedBytes come before the closing one, or
+/// when its cell has a line, after its first one, with as many delimiters as the whole row: two such quotes would
+/// otherwise make one row of all rows between them.
 ///
 /// QUVENCsvReader ends at the first mistake and reads results of our own programs; this reader goes on, knows the byte
 /// of each row, and reads 200 MB/s and more.
@@ -69,6 +71,7 @@ class CsvRows {
   RowFault parseRow(std::size_t& place, std::uint64_t& lines);
   RowFault parseQuoted(std::size_t& place, std::uint64_t& lines);
   RowFault parsePlain(std::size_t& place);
+  bool hasRowInCell() const;
   void takeLineText();
   void skipLine();
 

@@ -1,0 +1,42 @@
+#ifndef VESK_RESULT_ROWS_H
+#define VESK_RESULT_ROWS_H
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "csv/csv_rows.h"
+#include "files/input_bytes.h"
+
+namespace vesk {
+
+/// The rows of a result of an analysis: CSV with a comma and a header.
+///
+/// Errors: CommandFailure with Status::Data, the file and the line, from every operation.
+class ResultRows {
+ public:
+  /// Takes the header, in which all the columns must be. `source` says in a message where such a file comes from.
+  ResultRows(const std::string& path, const std::vector<std::string>& columns, const std::string& source);
+
+  /// Takes the next row; false at the end.
+  bool next();
+  /// A cell of the row by the index of its column in the constructor's list.
+  std::uint64_t getWhole(std::size_t column) const;
+  /// A finite number.
+  double getNumber(std::size_t column) const;
+  [[noreturn]] void refuse(const std::string& why) const;
+
+ private:
+  std::string_view cellOf(std::size_t column) const { return rows.getCells()[places[column]]; }
+
+  std::string file;
+  std::vector<std::string> names;
+  vesk_files::InputBytes bytes;
+  CsvRows rows;
+  std::vector<std::size_t> places;
+  std::size_t width = 0;
+};
+
+}  // namespace vesk
+
+#endif  // VESK_RESULT_ROWS_H
