@@ -60,15 +60,18 @@ TEST(RoomTest, GrowsWithTheInput) {
 
 TEST(LoaderLogTest, ErrorsWarningsAndCounts) {
   const TemporaryFolder folder;
-  const std::string log = folder.write(
-      "log",
-      "Warning;|1371;|-3;2;|read_process_file: negative caller id -3, line 2;|WarningEnd\n"
-      "Log;|1;|Stats for file: a\n7 lines are scanned, 3 omitted (1 date, 0 negative callers, 2 parsing, 0 space in the middle)\n"
-      "  operation 0: 0 problem cdrs, 0 restricted numbers ;|LogEnd\n"
-      "Log;|1;|Stats for file: a\n12 lines scanned, no problem found \n;|LogEnd\n"
-      "Error;|1201;|p;|write_process_file, Cannot open file p;|ErrorEnd\nError;|1303;|Error writing process file ;|ErrorEnd\n");
+  const std::string log =
+      folder.write("log",
+                   "Warning;|1371;|-3;2;|read_process_file: negative caller id -3, line 2;|WarningEnd\n"
+                   "Log;|1;|Stats for file: a\n7 lines are scanned, 3 omitted (1 date, 0 negative callers, 2 parsing, "
+                   "0 space in the middle)\n"
+                   "  operation 0: 0 problem cdrs, 0 restricted numbers ;|LogEnd\n"
+                   "Log;|1;|Stats for file: a\n12 lines scanned, no problem found \n;|LogEnd\n"
+                   "Error;|1201;|p;|write_process_file, Cannot open file p;|ErrorEnd\nError;|1303;|Error writing "
+                   "process file ;|ErrorEnd\n");
   const LoaderReports reports = readLoaderLog(log);
-  EXPECT_THAT(reports.errors, ElementsAre("1201: write_process_file, Cannot open file p", "1303: Error writing process file "));
+  EXPECT_THAT(reports.errors,
+              ElementsAre("1201: write_process_file, Cannot open file p", "1303: Error writing process file "));
   EXPECT_THAT(reports.warnings, ElementsAre("1371: read_process_file: negative caller id -3, line 2"));
   EXPECT_EQ(reports.linesScanned, 19U);
   EXPECT_EQ(reports.linesOmitted, 3U);
@@ -143,8 +146,10 @@ TEST_F(StateCheckTest, PayloadsMoveWithTheirEntries) {
   folder.write("d.bin_payload_1", bytesOf({1, 0, 2, 1, 1, 20, 1, 2, 10, 1, 3, 0}));
   const std::vector<double> dataset = {1, 0, 2, 1, 1, 3, 1, 2, 9, 1, 3, 0};
   EXPECT_EQ(check({1, 9, 3, -2, 10, 20, -2, -1}, dataset), "1 callers, 2 entries, 4 records");
-  EXPECT_EQ(check({1, 9, 3, -2, 20, 10, -2, -1}, dataset), "d.bin_payload_1: near byte 48, caller 1: 20 stands where the state has 10");
-  EXPECT_EQ(check({1, 9, 3, -2, 20, -2, -1}, dataset), "process: record 1, byte 48: a payload column is not as long as the entries");
+  EXPECT_EQ(check({1, 9, 3, -2, 20, 10, -2, -1}, dataset),
+            "d.bin_payload_1: near byte 48, caller 1: 20 stands where the state has 10");
+  EXPECT_EQ(check({1, 9, 3, -2, 20, -2, -1}, dataset),
+            "process: record 1, byte 48: a payload column is not as long as the entries");
 }
 
 TEST(GenerationFilesTest, NamesOfARunInParts) {
@@ -153,8 +158,8 @@ TEST(GenerationFilesTest, NamesOfARunInParts) {
   settings.payloadInputs = {3};
   settings.sparse = 1;
   const GenerationFiles names(settings, "d");
-  EXPECT_THAT(names.all(), ElementsAre("process.0", "process.1", "d.bin.0", "d.bin.0.info", "d.bin.0_payload_1", "d.bin.1",
-                                       "d.bin.1.info", "d.bin.1_payload_1"));
+  EXPECT_THAT(names.all(), ElementsAre("process.0", "process.1", "d.bin.0", "d.bin.0.info", "d.bin.0_payload_1",
+                                       "d.bin.1", "d.bin.1.info", "d.bin.1_payload_1"));
   EXPECT_EQ(names.cardName(0), "d.card.json");
   EXPECT_EQ(names.cardName(1), "d.payload_1.card.json");
   EXPECT_EQ(names.cardName(1), vesk_files::cardPath("d.bin.1_payload_1"));

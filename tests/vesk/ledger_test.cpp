@@ -85,8 +85,9 @@ TEST(LedgerTest, EveryWrongMemberIsNamed) {
 
 TEST(LedgerTest, GenerationsHaveADateAndANumber) {
   for (const char* name : {"2026-11-21.1", "2026-11-21.999999999"}) EXPECT_TRUE(isGenerationName(name)) << name;
-  for (const char* name : {"", ".", "..", "2026-11-21", "2026-11-21.", "2026-11-21.0", "2026-11-21.01", "2026-02-30.1",
-                           "2026-11-21.1/", "2026-11-21.1.2", "2026-11-21.-1", "2026-11-21.1234567890", "x2026-11-21.1"}) {
+  for (const char* name :
+       {"", ".", "..", "2026-11-21", "2026-11-21.", "2026-11-21.0", "2026-11-21.01", "2026-02-30.1", "2026-11-21.1/",
+        "2026-11-21.1.2", "2026-11-21.-1", "2026-11-21.1234567890", "x2026-11-21.1"}) {
     EXPECT_FALSE(isGenerationName(name)) << name;
   }
 }
@@ -123,8 +124,8 @@ TEST(CalendarDayTest, ReadsIsoDatesOnly) {
   EXPECT_EQ(CalendarDay::parse("2020-03-01")->loaderNumber(), 20200103U);
   EXPECT_EQ(CalendarDay::parse("2019-12-31")->plusDays(1).iso(), "2020-01-01");
   EXPECT_EQ(CalendarDay::parse("2020-03-01")->plusDays(-1).iso(), "2020-02-29");
-  for (const char* text : {"", "20200101", "2020-1-1", "2020-13-01", "2019-02-29", "2020-01-00", "2020/01/01", "0999-01-01",
-                           "2020-01-01 ", "+020-01-01", "2020-01-0x"}) {
+  for (const char* text : {"", "20200101", "2020-1-1", "2020-13-01", "2019-02-29", "2020-01-00", "2020/01/01",
+                           "0999-01-01", "2020-01-01 ", "+020-01-01", "2020-01-0x"}) {
     EXPECT_FALSE(CalendarDay::parse(text)) << text;
   }
 }

@@ -54,15 +54,17 @@ std::string causeOf(const LoaderSettings& settings, const RecordDates& dates, co
   const PaddedLine padded(text);
   const std::optional<Refusal> refusal = examiner.examine(padded.line);
   if (!refusal) return "";
-  return std::string(nameOf(refusal->cause)) + (refusal->field == Refusal::WholeLine ? "" : " " + settings.fieldNames[refusal->field]);
+  return std::string(nameOf(refusal->cause)) +
+         (refusal->field == Refusal::WholeLine ? "" : " " + settings.fieldNames[refusal->field]);
 }
 
 constexpr RecordDates ymd{2, 20190812.0, 20200108};
 
 TEST(LineExaminerTest, AcceptsWhatStandsThere) {
   const LoaderSettings settings = tableSettings();
-  for (const char* text : {"   1   520200105  60", "1   5   20200105 60", "  +1  +520200105  60", " 1.0   520200105  60",
-                           "   1  5,20200105  60", "   1   020200105  60", "   1  -520200105  60", "   1   520200108  60"}) {
+  for (const char* text :
+       {"   1   520200105  60", "1   5   20200105 60", "  +1  +520200105  60", " 1.0   520200105  60",
+        "   1  5,20200105  60", "   1   020200105  60", "   1  -520200105  60", "   1   520200108  60"}) {
     EXPECT_EQ(causeOf(settings, ymd, text), "") << text;
   }
 }

@@ -51,21 +51,28 @@ TEST_P(RecordLinesTest, LinesHaveTheirNumbersAndBytes) {
 }
 
 TEST_P(RecordLinesTest, PassesOverAMark) {
-  EXPECT_EQ(read("\xEF\xBB\xBF" "a\n"), (std::vector<ReadLine>{{"a", 1, 3, ""}}));
+  EXPECT_EQ(read("\xEF\xBB\xBF"
+                 "a\n"),
+            (std::vector<ReadLine>{{"a", 1, 3, ""}}));
   EXPECT_TRUE(hasMark);
   EXPECT_EQ(read("\xEF\xBB"), (std::vector<ReadLine>{{"\xEF\xBB", 1, 0, " no end"}}));
 }
 
 TEST_P(RecordLinesTest, LongLinesAreKeptByTheirStart) {
   const std::string start(256, 'x');
-  EXPECT_EQ(read(std::string(9999, 'x') + "\na\n"), (std::vector<ReadLine>{{std::string(9999, 'x'), 1, 0, ""}, {"a", 2, 10000, ""}}));
-  EXPECT_EQ(read(std::string(10000, 'x') + "\na\n"), (std::vector<ReadLine>{{start, 1, 0, " long"}, {"a", 2, 10001, ""}}));
-  EXPECT_EQ(read(std::string(30000, 'x') + "\na\n"), (std::vector<ReadLine>{{start, 1, 0, " long"}, {"a", 2, 30001, ""}}));
-  EXPECT_EQ(read("a\n" + std::string(20000, 'x')), (std::vector<ReadLine>{{"a", 1, 0, ""}, {start, 2, 2, " no end long"}}));
+  EXPECT_EQ(read(std::string(9999, 'x') + "\na\n"),
+            (std::vector<ReadLine>{{std::string(9999, 'x'), 1, 0, ""}, {"a", 2, 10000, ""}}));
+  EXPECT_EQ(read(std::string(10000, 'x') + "\na\n"),
+            (std::vector<ReadLine>{{start, 1, 0, " long"}, {"a", 2, 10001, ""}}));
+  EXPECT_EQ(read(std::string(30000, 'x') + "\na\n"),
+            (std::vector<ReadLine>{{start, 1, 0, " long"}, {"a", 2, 30001, ""}}));
+  EXPECT_EQ(read("a\n" + std::string(20000, 'x')),
+            (std::vector<ReadLine>{{"a", 1, 0, ""}, {start, 2, 2, " no end long"}}));
 }
 
 TEST_P(RecordLinesTest, NamesBinaryLines) {
-  EXPECT_EQ(read(std::string("a\0b\nc\n", 6)), (std::vector<ReadLine>{{std::string("a\0b", 3), 1, 0, " binary"}, {"c", 2, 4, ""}}));
+  EXPECT_EQ(read(std::string("a\0b\nc\n", 6)),
+            (std::vector<ReadLine>{{std::string("a\0b", 3), 1, 0, " binary"}, {"c", 2, 4, ""}}));
 }
 
 TEST_P(RecordLinesTest, RefusesUtf16) {

@@ -15,7 +15,9 @@ namespace vesk {
 namespace {
 
 constexpr CommandGroup groups[] = {{"table", "Makes datasets from tables with named columns"}};
-constexpr const Command* commands[] = {&dayCommand, &tableCsvCommand, &tableRowsCommand, &tableJoinCommand, &checkCommand, &exportCommand, &convertCommand, &idsCommand, &topCommand};
+constexpr const Command* commands[] = {&dayCommand,       &tableCsvCommand, &tableRowsCommand,
+                                       &tableJoinCommand, &checkCommand,    &exportCommand,
+                                       &convertCommand,   &idsCommand,      &topCommand};
 
 constexpr const char* footer = R"(
 Exit status: 0 when the command has ended, 1 when the command line is wrong, 2 when the state refuses the run, 3 when the

@@ -120,24 +120,25 @@ class DayRun {
   }
 
   void readParameters() {
-    parameterText = vesk_files::readWholeFile(options.parameters, parameterLimitBytes);
+    try {
+      parameterText = vesk_files::readWholeFile(options.parameters, parameterLimitBytes);
+    } catch (const std::runtime_error& error) {
+      dataError(error.what());
+    }
     parameters = checkParameters(parameterText, options.parameters);
-    showFindings(parameters.findings);
+    requireNoErrors(parameters.findings, printable(options.parameters));
   }
 
   // Findings that are errors end the run.
-  void showFindings(const std::vector<ParameterFinding>& findings) {
-    std::size_t errors = 0;
-    std::string first;
+  void requireNoErrors(const std::vector<ParameterFinding>& findings, const std::string& name) {
+    std::vector<std::string> errors;
     for (const ParameterFinding& finding : findings) {
-      if (!finding.isError) continue;
-      if (errors++ == 0) {
-        first = finding.text;
-      } else {
-        remark(finding.text);
-      }
+      if (finding.isError) errors.push_back(finding.text);
     }
-    if (errors > 0) dataError(first + (errors == 1 ? "" : " (and " + counted(errors - 1, "more error") + ")"));
+    if (errors.empty()) return;
+    if (errors.size() == 1) dataError(errors.front());
+    for (const std::string& text : errors) remark(text);
+    dataError(counted(errors.size(), "error") + " in " + name + "; nothing was loaded");
   }
 
   void listFiles() {
@@ -160,7 +161,10 @@ class DayRun {
     requireSameSettings(report.line.settings, base);
     dates = datesOf(settings(), recordDates, options.date);
     requireNewFiles(files, base, state->getLedger());
-    if (options.check) showFindings(checkInput(parameters, files, dates, checkedLines));
+    if (options.check) {
+      requireNoErrors(checkInput(parameters, files, dates, checkedLines),
+                      "the first lines of " + printable(options.input));
+    }
     requireRoom();
     names = std::make_unique<GenerationFiles>(settings(), options.output);
   }
