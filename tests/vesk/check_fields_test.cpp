@@ -62,6 +62,7 @@ TEST(CheckFields, EdgesSeeDigitsOfNoField) {
   sampler.add("     12388");   // a blank field
   sampler.add("  123456788");  // covered columns end the run
   const EdgeSamples& after = sampler.getFields()[0].after;
+  EXPECT_EQ(after.full, 3U);
   EXPECT_EQ(after.digits, 2U);
   EXPECT_EQ(after.shortRuns, 2U);
   EXPECT_EQ(after.values[4], 2U);

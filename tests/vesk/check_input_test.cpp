@@ -129,7 +129,26 @@ TEST_F(CheckInput, UnlistedColumnsBesideAFieldAreNoError) {
   };
   EXPECT_THAT(errorsOf(withCode(1, 999999, "7")), IsEmpty());
   EXPECT_THAT(errorsOf(withCode(491500000000, 491599999999, "7")), IsEmpty());
+  // A flag before a callee that fills its field in nearly all lines.
+  std::string flags;
+  for (int i = 0; i < 5000; ++i) {
+    flags += "491512345678" + std::string(random() % 20 == 0 ? "1" : " ") +
+             padded(i % 100 == 0 ? 91512345678 : 491512345678, 12) + " 20200115 " + padded(random() % 900 + 1, 5) +
+             "\n";
+  }
+  EXPECT_THAT(errorsOf(flags), IsEmpty());
+  // Minutes after a callee that always fills its field; their first digit is one of six.
+  std::string minutes;
+  for (int i = 0; i < 500; ++i) {
+    minutes += "491512345678 " + std::to_string(491512345678 + random() % 90000) + std::to_string(random() % 6) +
+               "7 20200115 " + padded(random() % 900 + 1, 4) + "\n";
+  }
+  columns[2] = {29, 36};
+  columns[3] = {38, 41};
+  read();
+  EXPECT_THAT(errorsOf(minutes), IsEmpty());
   // The time of day follows the date.
+  columns[2] = {27, 34};
   columns[3] = {42, 46};
   read();
   std::string text;

@@ -9,6 +9,7 @@ namespace {
 
 constexpr std::size_t sliceColumns = 90;
 constexpr std::size_t mostColumns = 360;
+constexpr std::size_t mostRows = 8;  // of bars of fields that overlap
 
 std::string barOf(std::size_t number, std::size_t width) {
   const std::string digits = std::to_string(number);
@@ -28,6 +29,7 @@ std::vector<std::string> drawBars(const vesk_loader::LoaderSettings& settings, s
     const std::size_t width = std::min(last, columns - 1) - first + 1;
     const auto isFree = [&](const std::string& row) { return row.find_first_not_of(' ', first) >= first + width; };
     auto row = std::ranges::find_if(rows, isFree);
+    if (row == rows.end() && rows.size() == mostRows) continue;
     if (row == rows.end()) row = rows.insert(rows.end(), std::string(columns, ' '));
     row->replace(first, width, barOf(field + 1, width));
   }

@@ -121,7 +121,9 @@ void FieldSampler::addEdges(std::string_view line, const Columns& range, FieldSa
     const std::size_t beside = inside + step;
     const bool isOpen = isOutside(beside);
     if (inside >= line.size() || line[inside] == ' ') ++(isOpen ? edge.detached : edge.apart);
-    if (!isOpen || !isDigit(line[inside])) return;
+    if (inside >= line.size() || !isDigit(line[inside])) return;
+    ++edge.full;
+    if (!isOpen) return;
     std::size_t run = 1;
     while (run <= longestRun && isOutside(beside + run * step)) ++run;
     ++edge.digits;

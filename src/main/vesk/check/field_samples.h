@@ -19,11 +19,12 @@ WordKind kindOf(std::string_view word);
 
 /// The columns beside one edge of a field that belong to no field.
 struct EdgeSamples {
-  std::uint64_t digits = 0;                ///< lines in which the column beside the field and that inside it are digits
+  std::uint64_t full = 0;                  ///< lines with a digit inside the edge
+  std::uint64_t digits = 0;                ///< of these, lines with a digit beside the edge, too
   std::uint64_t shortRuns = 0;             ///< of these, lines in which at most 3 digits of no field follow
   std::array<std::uint64_t, 10> values{};  ///< of the digit beside the field
-  std::uint64_t detached = 0;              ///< lines with a digit beside the field and a blank inside it
-  std::uint64_t apart = 0;                 ///< lines with a blank inside it and no digit beside it
+  std::uint64_t detached = 0;              ///< lines with a blank inside the edge and a digit beside it
+  std::uint64_t apart = 0;                 ///< lines with a blank inside the edge and no digit beside it
 };
 
 /// What is seen of one field in many lines.

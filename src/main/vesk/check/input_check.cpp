@@ -15,6 +15,7 @@ namespace {
 
 // Below this many lines the digits beside a field say nothing.
 constexpr std::uint64_t fewLines = 20;
+constexpr double leastExpected = 10;
 
 bool isShare(std::uint64_t part, std::uint64_t whole, double share) {
   return static_cast<double>(part) >= share * static_cast<double>(whole);
@@ -114,12 +115,14 @@ class SampleCheck {
     if (numbers < fewLines || edge.digits < fewLines || !isShare(edge.digits, numbers, 0.02) ||
         !isShare(edge.shortRuns, edge.digits, 0.9))
       return;
-    if (edge.detached * 100 > numbers || isWholeDate(field)) return;
-    // Digits stand beside the field only when it is full: they are the rest of its number.
-    const bool goOn = edge.apart >= fewLines;
+    if (isWholeDate(field)) return;
+    // Were the digits a column of their own, as many lines would have them where the field is not full.
+    const double share = static_cast<double>(edge.digits) / static_cast<double>(edge.full);
+    const double expected = share * static_cast<double>(edge.apart + edge.detached);
+    const bool goOn = expected >= leastExpected && static_cast<double>(edge.detached) <= expected / 10;
     // A number that always fills the field, with digits beside it that vary as those of numbers do.
     const auto different = std::ranges::count_if(edge.values, [](std::uint64_t count) { return count > 0; });
-    const bool vary = isShare(edge.digits, numbers, 0.8) && different >= 6 &&
+    const bool vary = edge.detached * 100 <= numbers && isShare(edge.digits, numbers, 0.8) && different >= 7 &&
                       !isShare(*std::ranges::max_element(edge.values), edge.digits, 0.4);
     const std::string lines = std::to_string(edge.digits) + " of " + countOf(numbers, "line");
     if (goOn || vary) {

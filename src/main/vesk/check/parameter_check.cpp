@@ -53,7 +53,7 @@ class ParameterChecker {
   }
 
  private:
-  std::size_t find(std::string_view name) const { return values.find(top, name); }
+  std::size_t find(const std::string& name) const { return values.find(top, name); }
 
   void collectTexts(std::size_t tag, const std::string& path) {
     // Known tags are two levels deep; what lies deeper is reported with the tag above it.

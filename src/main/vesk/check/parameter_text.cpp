@@ -1,6 +1,6 @@
 #include "check/parameter_text.h"
 
-#include <set>
+#include <string_view>
 #include <utility>
 
 #include "kernel/quven_string_manip.h"
@@ -128,15 +128,16 @@ class TextReader {
     if (!current().text.empty()) {
       fail(place, "the tag <" + name + "> comes after a text; is the end of " + ofLine(current()) + " missing?");
     }
-    if (!names.emplace(open, name).second) {
+    if (const std::size_t other = tree.find(open, name); other != ParameterTree::None) {
       fail(place, "a second tag <" + name + "> in the same tag; the first is in line " +
-                      std::to_string(tree.tags[tree.find(open, name)].place.line));
+                      std::to_string(tree.tags[other].place.line));
     }
     ParameterTag tag;
     tag.name = name;
     tag.place = place;
     tag.parent = open;
     current().children.push_back(tree.tags.size());
+    tree.index[{open, name}] = tree.tags.size();
     open = tree.tags.size();
     tree.tags.push_back(std::move(tag));
     endStartTag(place);
@@ -197,7 +198,6 @@ class TextReader {
   std::size_t open = 0;  // the innermost open tag
   std::size_t hasText = ParameterTree::None;
   bool isEmptyTag = false;
-  std::set<std::pair<std::size_t, std::string>> names;
 };
 
 bool isWide(std::string_view text) {
@@ -206,11 +206,9 @@ bool isWide(std::string_view text) {
 
 }  // namespace
 
-std::size_t ParameterTree::find(std::size_t parent, std::string_view name) const {
-  for (const std::size_t child : tags[parent].children) {
-    if (tags[child].name == name) return child;
-  }
-  return None;
+std::size_t ParameterTree::find(std::size_t parent, const std::string& name) const {
+  const auto place = index.find({parent, name});
+  return place == index.end() ? None : place->second;
 }
 
 ParameterText readParameterText(const std::string& text) {

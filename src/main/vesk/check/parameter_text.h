@@ -2,9 +2,10 @@
 #define VESK_CHECK_PARAMETER_TEXT_H
 
 #include <cstddef>
+#include <map>
 #include <optional>
 #include <string>
-#include <string_view>
+#include <utility>
 #include <vector>
 
 namespace vesk {
@@ -31,9 +32,10 @@ struct ParameterTree {
   static constexpr std::size_t None = static_cast<std::size_t>(-1);
 
   std::vector<ParameterTag> tags;
+  std::map<std::pair<std::size_t, std::string>, std::size_t> index;  ///< by parent and name
 
   /// The index of the child of that name, or None.
-  std::size_t find(std::size_t parent, std::string_view name) const;
+  std::size_t find(std::size_t parent, const std::string& name) const;
 };
 
 /// What ends the reading of a text.

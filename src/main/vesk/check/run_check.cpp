@@ -58,7 +58,7 @@ class RunChecker {
   }
 
  private:
-  std::size_t find(std::string_view name) const { return values.find(top, name); }
+  std::size_t find(const std::string& name) const { return values.find(top, name); }
 
   void readOperations() {
     std::size_t number = 1;

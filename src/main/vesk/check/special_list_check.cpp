@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "check/tag_values.h"
+#include "printable.h"
 
 namespace vesk {
 
@@ -52,7 +53,7 @@ std::string readSpecialList(const std::string& path, vesk_loader::SpecialList& l
   for (std::string word; file >> word;) {
     double number = 0.0;
     if (!parseNumber(word, number)) {
-      return path + ":" + std::to_string(lineOfWord(path, numbers.size())) + ": " + inBrackets(word) +
+      return path + ":" + std::to_string(lineOfWord(path, numbers.size())) + ": " + inBrackets(printable(word)) +
              " is no decimal number";
     }
     numbers.push_back(number);

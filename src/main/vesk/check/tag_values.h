@@ -20,7 +20,7 @@ class TagValues {
   TagValues(const ParameterTree& readTree, std::string fileName) : tree(readTree), name(std::move(fileName)) {}
 
   const ParameterTag& operator[](std::size_t tag) const { return tree.tags[tag]; }
-  std::size_t find(std::size_t parent, std::string_view tagName) const { return tree.find(parent, tagName); }
+  std::size_t find(std::size_t parent, const std::string& tagName) const { return tree.find(parent, tagName); }
   /// The names from below LoaderParams on, with "/" between them.
   std::string pathOf(std::size_t tag) const;
 
