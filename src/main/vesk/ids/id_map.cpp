@@ -280,7 +280,13 @@ std::optional<std::vector<std::uint64_t>> IdMap::save(const IdTable& table, Mapp
 
 std::uint64_t IdMap::count() { return static_cast<std::uint64_t>(number("SELECT count(*) FROM ids")); }
 
+/// Without a transaction each lookup would lock the file and look for changes.
+void IdMap::beginLookups() {
+  if (sqlite3_get_autocommit(database) != 0) run("BEGIN");
+}
+
 std::optional<std::string_view> IdMap::findText(std::uint64_t id) {
+  beginLookups();
   if (!textById) textById = prepare("SELECT text FROM ids WHERE id = ?");
   check(sqlite3_reset(textById.get()));
   check(sqlite3_bind_int64(textById.get(), 1, static_cast<sqlite3_int64>(id)));
@@ -293,6 +299,7 @@ std::optional<std::string_view> IdMap::findText(std::uint64_t id) {
 }
 
 std::optional<std::uint64_t> IdMap::findId(std::string_view text) {
+  beginLookups();
   if (!idByText) idByText = prepare("SELECT id FROM ids WHERE text = ?");
   check(sqlite3_reset(idByText.get()));
   check(sqlite3_bind_text(idByText.get(), 1, text.data(), static_cast<int>(text.size()), SQLITE_TRANSIENT));
