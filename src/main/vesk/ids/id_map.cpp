@@ -8,7 +8,6 @@
 #include <algorithm>
 #include <cerrno>
 #include <limits>
-#include <new>
 #include <stdexcept>
 #include <utility>
 
@@ -96,9 +95,7 @@ void IdMap::fail(int code) const {
     case SQLITE_TOOBIG:
     case SQLITE_FORMAT:
       refuseFile(path, reason);
-    case SQLITE_NOMEM:
-      throw std::bad_alloc();
-    default:
+    default:  // SQLITE_NOMEM too, which is also the answer to some damaged schemas
       throw std::runtime_error(path + ": the map of ids: " + reason);
   }
 }
