@@ -201,10 +201,19 @@ TEST_F(ConvertTest, RefusesAnOutputThatIsAnInput) {
 TEST_F(ConvertTest, RefusesTheSameInputTwice) {
   const std::string one = folder.write("1", "a,b\n1,2\n");
   const std::string two = folder.write("2", "a,b\n1,2\n");
-  options.inputs = {one, one};
-  EXPECT_THROW(convertCalls(options), CommandFailure);
-  options.inputs = {one, two};
-  EXPECT_THROW(convertCalls(options), CommandFailure);
+  std::filesystem::create_hard_link(one, folder.path("link"));
+  const auto refusalOf = [&](const std::vector<std::string>& inputs) -> std::string {
+    options.inputs = inputs;
+    try {
+      convertCalls(options);
+    } catch (const CommandFailure& failure) {
+      return failure.what();
+    }
+    return "";
+  };
+  EXPECT_EQ(refusalOf({one, one}), one + " is given twice");
+  EXPECT_EQ(refusalOf({one, folder.path("link")}), folder.path("link") + " is given twice");
+  EXPECT_EQ(refusalOf({one, two}), two + " holds the same bytes as " + one);
   folder.write("2", "b,a\n1,2\n");
   EXPECT_EQ(convertCalls(options).records, 2U);
   EXPECT_EQ(folder.read("out"), "               1                2\n               2                1\n");

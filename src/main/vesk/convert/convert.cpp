@@ -1,10 +1,15 @@
 #include "convert/convert.h"
 
+#include <sys/stat.h>
+
 #include <algorithm>
 #include <array>
 #include <cstdio>
 #include <cstring>
 #include <memory>
+#include <set>
+#include <unordered_map>
+#include <utility>
 
 #include "command.h"
 #include "control/quven_result_file.h"
@@ -73,13 +78,13 @@ void refuseSharedFiles(const ConvertOptions& options) {
       }
     }
   }
-  for (std::size_t i = 0; i < options.inputs.size(); ++i) {
-    for (std::size_t j = 0; j < i; ++j) {
-      if (options.inputs[i] == options.inputs[j] ||
-          (options.inputs[i] != "-" && quvenIsSameFile(options.inputs[i], options.inputs[j]))) {
-        refuse(options.inputs[i] + " is given twice");
-      }
-    }
+  std::set<std::string> names;
+  std::set<std::pair<dev_t, ino_t>> files;
+  for (const std::string& input : options.inputs) {
+    struct stat status {};
+    const bool isKnown = input != "-" && ::stat(input.c_str(), &status) == 0;
+    const bool isNew = names.insert(input).second && (!isKnown || files.emplace(status.st_dev, status.st_ino).second);
+    if (!isNew) refuse(input + " is given twice");
   }
 }
 
@@ -188,11 +193,8 @@ class Conversion {
 
   /// The same day twice would double every sum.
   void refuseEqualContent(const std::string& hash, const std::string& name) {
-    for (std::size_t i = 0; i < hashes.size(); ++i) {
-      if (hashes[i] == hash) refuse(name + " holds the same bytes as " + result.inputs[i].name);
-    }
-    hashes.resize(result.inputs.size() - 1);
-    hashes.push_back(hash);
+    const auto [place, isNew] = inputByHash.emplace(hash, name);
+    if (!isNew) refuse(name + " holds the same bytes as " + place->second);
   }
 
   void takeRow(const CsvRows& rows, const std::string& file) {
@@ -321,7 +323,7 @@ class Conversion {
   std::unique_ptr<IdMap> map;
   IdTable ids;
   RecordColumns columns;
-  std::vector<std::string> hashes;  // of the inputs before; empty for one without rows
+  std::unordered_map<std::string, std::string> inputByHash;  // inputs with rows, by the hash of their content
 
   // Of the input that is read.
   std::size_t width = 0;

@@ -1,4 +1,5 @@
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <array>
 #include <charconv>
 #include <cstdio>
@@ -113,7 +114,9 @@ void printReport(const ConvertOptions& options, const ConvertResult& result, std
   out << options.output << ": " << result.records << " records of " << result.rows << " rows";
   if (result.firstDate != 0) out << ", dates " << isoDate(result.firstDate) << " to " << isoDate(result.lastDate);
   out << '\n';
-  for (const ConvertedInput& input : result.inputs) {
+  constexpr std::size_t mostInputs = 20;
+  for (std::size_t i = 0; i < std::min(mostInputs, result.inputs.size()); ++i) {
+    const ConvertedInput& input = result.inputs[i];
     out << "  " << input.name << ": " << input.rows << " rows, " << input.compression << ", delimiter ";
     if (input.delimiter == '\t') {
       out << "tab";
@@ -123,6 +126,7 @@ void printReport(const ConvertOptions& options, const ConvertResult& result, std
     if (input.emptyLines > 0) out << ", " << input.emptyLines << " empty lines";
     out << '\n';
   }
+  if (result.inputs.size() > mostInputs) out << "  and " << result.inputs.size() - mostInputs << " further files\n";
   if (!options.idMap.empty()) {
     out << "ids: " << options.idMap << (result.hasNewMap ? " is new" : " knew " + std::to_string(result.knownIds))
         << ", " << result.addedIds << " added\n";

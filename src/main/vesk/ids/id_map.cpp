@@ -8,7 +8,6 @@
 #include <algorithm>
 #include <cerrno>
 #include <limits>
-#include <new>
 #include <stdexcept>
 #include <utility>
 
@@ -96,9 +95,7 @@ void IdMap::fail(int code) const {
     case SQLITE_TOOBIG:
     case SQLITE_FORMAT:
       refuseFile(path, reason);
-    case SQLITE_NOMEM:
-      throw std::bad_alloc();
-    default:
+    default:  // SQLITE_NOMEM too, which is also the answer to some damaged schemas
       throw std::runtime_error(path + ": the map of ids: " + reason);
   }
 }
@@ -280,7 +277,13 @@ std::optional<std::vector<std::uint64_t>> IdMap::save(const IdTable& table, Mapp
 
 std::uint64_t IdMap::count() { return static_cast<std::uint64_t>(number("SELECT count(*) FROM ids")); }
 
+/// Without a transaction each lookup would lock the file and look for changes.
+void IdMap::beginLookups() {
+  if (sqlite3_get_autocommit(database) != 0) run("BEGIN");
+}
+
 std::optional<std::string_view> IdMap::findText(std::uint64_t id) {
+  beginLookups();
   if (!textById) textById = prepare("SELECT text FROM ids WHERE id = ?");
   check(sqlite3_reset(textById.get()));
   check(sqlite3_bind_int64(textById.get(), 1, static_cast<sqlite3_int64>(id)));
@@ -293,6 +296,7 @@ std::optional<std::string_view> IdMap::findText(std::uint64_t id) {
 }
 
 std::optional<std::uint64_t> IdMap::findId(std::string_view text) {
+  beginLookups();
   if (!idByText) idByText = prepare("SELECT id FROM ids WHERE text = ?");
   check(sqlite3_reset(idByText.get()));
   check(sqlite3_bind_text(idByText.get(), 1, text.data(), static_cast<int>(text.size()), SQLITE_TRANSIENT));

@@ -55,6 +55,8 @@ class IdMap {
   /// The number of texts in the map. Requires: the map is not new; here and below.
   std::uint64_t count();
   /// The text of a number; empty if there is none. Valid until the next call.
+  /// The first lookup begins a read transaction, which lasts as long as the object: all lookups see one state of the
+  /// map. Requires: save is not called afterwards.
   std::optional<std::string_view> findText(std::uint64_t id);
   /// The number of a text.
   std::optional<std::uint64_t> findId(std::string_view text);
@@ -76,6 +78,7 @@ class IdMap {
   void checkSchema() const;
   void checkMapped(MappedIds mapped) const;
   void create(MappedIds mapped);
+  void beginLookups();
   template <class Take>
   void readSince(std::int64_t id, const Take& take) const;
 
