@@ -1,4 +1,4 @@
-// The worked example of the README prints what the README says.
+// The worked examples of the README and of the page of the loader print what the pages say.
 
 #include <gtest/gtest.h>
 
@@ -17,8 +17,8 @@ struct Block {
   std::string text;
 };
 
-std::vector<Block> readme_blocks() {
-  std::ifstream page(std::string(VESK_SOURCE_DIR) + "/README.md");
+std::vector<Block> blocksOf(const std::string& name) {
+  std::ifstream page(std::string(VESK_SOURCE_DIR) + "/" + name);
   std::vector<Block> blocks;
   bool inside = false;
   for (std::string line; std::getline(page, line);) {
@@ -32,29 +32,41 @@ std::vector<Block> readme_blocks() {
   return blocks;
 }
 
-TEST(Readme, ExamplePrintsWhatItSays) {
-  const std::vector<Block> blocks = readme_blocks();
-  ASSERT_GE(blocks.size(), 3U);
-  ASSERT_EQ(blocks[0].language, "sh");
+/// Runs the first block of a page in an empty folder and compares what it prints with the second, which is shortened: its
+/// pieces between the "..." lines come in this order. Gives what is printed after them.
+std::string runExample(const std::vector<Block>& blocks) {
   const TemporaryFolder folder;
   folder.write("example.sh", blocks[0].text);
   const std::string command =
       "cd " + folder.path() + " && PATH=" + VESK_BIN_DIR + ":$PATH sh -e example.sh > printed 2> complaints";
   EXPECT_EQ(std::system(command.c_str()), 0);
   EXPECT_EQ(folder.read("complaints"), "");
-  std::string printed = folder.read("printed");
-
-  // The report is shown shortened: its pieces between the "..." lines come in this order.
+  const std::string printed = folder.read("printed");
   std::istringstream shown(blocks[1].text);
   std::size_t position = 0;
   for (std::string line; std::getline(shown, line);) {
     if (line == "...") continue;
     const std::size_t found = printed.find(line + "\n", position);
-    ASSERT_NE(found, std::string::npos) << line;
+    if (found == std::string::npos) {
+      ADD_FAILURE() << line << " is not printed:\n" << printed;
+      return "";
+    }
     position = found + line.size() + 1;
   }
+  return printed.substr(position);
+}
+
+TEST(Readme, ExamplePrintsWhatItSays) {
+  const std::vector<Block> blocks = blocksOf("README.md");
+  ASSERT_GE(blocks.size(), 2U);
+  EXPECT_EQ(runExample(blocks), "");
+}
+
+TEST(LoaderPage, ExamplePrintsWhatItSays) {
+  const std::vector<Block> blocks = blocksOf("docs/loader.md");
+  ASSERT_GE(blocks.size(), 3U);
   // What vesk-inspect prints is shown whole.
-  EXPECT_EQ(printed.substr(position), blocks[2].text);
+  EXPECT_EQ(runExample(blocks), blocks[2].text);
 }
 
 }  // namespace

@@ -24,6 +24,11 @@ constexpr std::string_view gzipMark("\x1F\x8B", 2);
 constexpr std::string_view zstdMark("\x28\xB5\x2F\xFD", 4);
 constexpr int gzipWindow = 15 + 16;  // the largest window, and the gzip header
 
+// A frame without content, as parallel compressors put before a frame.
+bool isSkippableFrame(std::string_view start) {
+  return start.size() >= 4 && (static_cast<unsigned char>(start[0]) & 0xF0) == 0x50 && start.substr(1, 3) == "\x2A\x4D\x18";
+}
+
 Descriptor openInput(const std::string& path) {
   if (path != "-") return Descriptor::openToRead(path);
   const int copy = ::dup(STDIN_FILENO);
@@ -53,7 +58,7 @@ struct InputBytes::State {
     if (start.substr(0, gzipMark.size()) == gzipMark) {
       compression = Compression::Gzip;
       if (inflateInit2(&gzip, gzipWindow) != Z_OK) throw std::bad_alloc();
-    } else if (start.substr(0, zstdMark.size()) == zstdMark) {
+    } else if (start.substr(0, zstdMark.size()) == zstdMark || isSkippableFrame(start)) {
       compression = Compression::Zstd;
       zstd = ZSTD_createDStream();
       if (zstd == nullptr) throw std::bad_alloc();
@@ -173,7 +178,7 @@ InputBytes::~InputBytes() = default;
 InputBytes::InputBytes(InputBytes&&) noexcept = default;
 InputBytes& InputBytes::operator=(InputBytes&&) noexcept = default;
 
-std::size_t InputBytes::read(char* data, std::size_t size) { return state->read(data, size); }
+std::size_t InputBytes::read(char* data, std::size_t size) { return size == 0 ? 0 : state->read(data, size); }
 Compression InputBytes::getCompression() const { return state->compression; }
 std::uint64_t InputBytes::storedBytes() const { return state->stored; }
 
