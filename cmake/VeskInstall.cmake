@@ -14,3 +14,4 @@ install(FILES ${CMAKE_BINARY_DIR}/veskConfig.cmake ${CMAKE_BINARY_DIR}/veskConfi
         DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/vesk)
 file(GLOB man_pages CONFIGURE_DEPENDS ${CMAKE_SOURCE_DIR}/docs/man/*.1)
 install(FILES ${man_pages} DESTINATION ${CMAKE_INSTALL_MANDIR}/man1)
+install(FILES ${CMAKE_SOURCE_DIR}/python/vesk.py DESTINATION ${CMAKE_INSTALL_DATADIR}/vesk)
