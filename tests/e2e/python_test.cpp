@@ -60,7 +60,8 @@ class PythonModule : public CardCase {
     return result.out;
   }
   std::string failureOf(const std::string& call) {
-    return runScript("try:\n  vesk." + call + "\n  print('no failure')\nexcept vesk.VeskError as error:\n  print(error)\n");
+    return runScript("try:\n  vesk." + call +
+                     "\n  print('no failure')\nexcept vesk.VeskError as error:\n  print(error)\n");
   }
   /// The columns of the dataset are those that the program exports.
   void expectAsExported(const std::string& dataset, const std::string& kind) {
@@ -68,7 +69,9 @@ class PythonModule : public CardCase {
     ASSERT_EQ(result.status, 0) << result.err;
     const std::string out = runScript(
         "import numpy as np\n"
-        "dataset = vesk.read_dataset('" + dataset + "')\n"
+        "dataset = vesk.read_dataset('" +
+        dataset +
+        "')\n"
         "mine, exported = vesk.columns(dataset), vesk.read_results('exported.csv')\n"
         "assert list(mine) == list(exported), (list(mine), list(exported))\n"
         "for name in mine:\n"
@@ -102,8 +105,9 @@ TEST_F(PythonModule, ReadsParts) {
   expectAsExported("p.bin", "pair-sum");
   writeCardOf("p.bin", DatasetKind::PairSum, 3);
   expectAsExported("p.bin", "pair-sum");
-  EXPECT_EQ(runScript("print(vesk.read_card('p.bin')['run'], len(vesk.read_dataset('p.bin', verify=True)['callers']))\n"),
-            "2026-11-21-1 200\n");
+  EXPECT_EQ(
+      runScript("print(vesk.read_card('p.bin')['run'], len(vesk.read_dataset('p.bin', verify=True)['callers']))\n"),
+      "2026-11-21-1 200\n");
   changeBit("p.bin.1");
   EXPECT_EQ(failureOf("read_dataset('p.bin', verify=True)"),
             "p.bin.1: the SHA-256 of the file is not that of its card\n");
@@ -115,20 +119,23 @@ TEST_F(PythonModule, ReadsParts) {
 
 TEST_F(PythonModule, HasTheRowsOfCallers) {
   load("Output Sparse; op PairSum 2");
-  EXPECT_EQ(runScript("d = vesk.read_dataset('d.bin')\n"
-                      "a, b = d['offsets'][1:3]\n"
-                      "print(d['callers'][1], d['callees'][a:b], d['weights'][a:b], d['callers'].dtype, len(d['offsets']))\n"),
-            "2 [1 3 4] [1. 1. 1.] int64 201\n");
+  EXPECT_EQ(
+      runScript(
+          "d = vesk.read_dataset('d.bin')\n"
+          "a, b = d['offsets'][1:3]\n"
+          "print(d['callers'][1], d['callees'][a:b], d['weights'][a:b], d['callers'].dtype, len(d['offsets']))\n"),
+      "2 [1 3 4] [1. 1. 1.] int64 201\n");
 }
 
 TEST_F(PythonModule, ReadsTablesWithLabels) {
   writeFile("in.csv", "months,plan,left\n12.5,basic,no\n,family,yes\n3,\"a, b\",no\n7,,yes\n");
   ASSERT_EQ(runOther("vesk", {"table", "csv", "in.csv", "t.bin", "--target", "left"}).status, 0);
   expectAsExported("t.bin", "dense");
-  EXPECT_EQ(runScript("d = vesk.read_dataset('t.bin')\nprint(d['names'], d['types'], d['purposes'])\n"
-                      "print(d['records'][:, 0], vesk.columns(d)['plan'])\n"),
-            "['months', 'plan', 'left'] ['Numeric', 'Categorical', 'Numeric'] ['Explanatory', 'Explanatory', 'Target']\n"
-            "[12.5  nan  3.   7. ] ['basic' 'family' 'a, b' None]\n");
+  EXPECT_EQ(
+      runScript("d = vesk.read_dataset('t.bin')\nprint(d['names'], d['types'], d['purposes'])\n"
+                "print(d['records'][:, 0], vesk.columns(d)['plan'])\n"),
+      "['months', 'plan', 'left'] ['Numeric', 'Categorical', 'Numeric'] ['Explanatory', 'Explanatory', 'Target']\n"
+      "[12.5  nan  3.   7. ] ['basic' 'family' 'a, b' None]\n");
 }
 
 TEST_F(PythonModule, RefusesDatasetsThatAreNone) {
@@ -136,8 +143,7 @@ TEST_F(PythonModule, RefusesDatasetsThatAreNone) {
   EXPECT_EQ(failureOf("read_dataset('none.bin')"), "none.bin: there is no such dataset\n");
   const std::string bytes = content("d.bin");
   writeFile("d.bin", bytes + "x");
-  EXPECT_EQ(failureOf("read_dataset('d.bin')"),
-            "d.bin: 24001 bytes are no whole number of records of 24 bytes\n");
+  EXPECT_EQ(failureOf("read_dataset('d.bin')"), "d.bin: 24001 bytes are no whole number of records of 24 bytes\n");
   writeFile("d.bin", bytes.substr(0, bytes.size() - 24));
   EXPECT_EQ(failureOf("read_dataset('d.bin')"), "d.bin, triple 999, caller 200: the row has no footer\n");
   writeFile("d.bin", bytes.substr(24));
@@ -162,10 +168,10 @@ TEST_F(PythonModule, RefusesFilesThatDifferFromTheirCard) {
   EXPECT_EQ(failureOf("read_dataset('d.bin')"), "d.bin: the file is missing, and the dataset's card lists it\n");
   std::filesystem::create_symlink("elsewhere", path("d.bin"));
   EXPECT_EQ(failureOf("read_dataset('d.bin')"), "d.bin: a symbolic link; it is not followed\n");
-  for (const auto& [card, mistake] :
-       {std::pair("", "the card is no JSON text"), std::pair("[]", "the card cannot be used: the text is no JSON object"),
-        std::pair("{\"format\": \"vesk dataset card 1\", \"x\\ny\": 1}",
-                  "the card cannot be used: the member [x?y] is not known")}) {
+  for (const auto& [card, mistake] : {std::pair("", "the card is no JSON text"),
+                                      std::pair("[]", "the card cannot be used: the text is no JSON object"),
+                                      std::pair("{\"format\": \"vesk dataset card 1\", \"x\\ny\": 1}",
+                                                "the card cannot be used: the member [x?y] is not known")}) {
     writeFile("d.card.json", card);
     EXPECT_EQ(failureOf("read_dataset('d.bin')"), std::string("d.card.json: ") + mistake + "\n");
   }
@@ -277,8 +283,9 @@ TEST_F(PythonPage, DuckDbReadsThem) {
   if (program.empty() && !hasModule("duckdb")) GTEST_SKIP() << "there is no duckdb";
   writeFile("script.sql", blocksOfPage().at("sql duckdb"));
   if (program.empty()) {
-    const std::string out = runScript("import duckdb\nfor text in open('script.sql').read().split(';'):\n"
-                                      "  if text.strip(): print(duckdb.execute(text).fetchall())\n");
+    const std::string out = runScript(
+        "import duckdb\nfor text in open('script.sql').read().split(';'):\n"
+        "  if text.strip(): print(duckdb.execute(text).fetchall())\n");
     EXPECT_THAT(out, HasSubstr("[('pairs', 600, 600)]\n"));
     return;
   }
