@@ -136,7 +136,7 @@ TEST_F(DatasetCardCheck, RefusesACardThatCannotBeUsed) {
 TEST_F(DatasetCardCheck, KeepsNoControlCharacterOfTheRun) {
   card.run = "a\nb";
   folder.write("d.card.json", vesk_files::writeCard(card));
-  EXPECT_EQ(check()->run, "a?b");
+  EXPECT_EQ(check()->run, "a\\x0Ab");
 }
 
 }  // namespace

@@ -17,8 +17,9 @@ using ::testing::IsEmpty;
 /// The words offered for a command line whose last word is being written.
 std::vector<std::string> offered(const std::string& words, int place) {
   const TemporaryFolder folder;
-  const std::string script = "source " VESK_SOURCE_DIR "/completions/vesk.bash; COMP_WORDS=(" VESK_BIN_DIR "/vesk " + words +
-                             "); COMP_CWORD=" + std::to_string(place) + "; _vesk; printf '%s\\n' \"${COMPREPLY[@]}\"";
+  const std::string script = "source " VESK_SOURCE_DIR "/completions/vesk.bash; COMP_WORDS=(" VESK_BIN_DIR "/vesk " +
+                             words + "); COMP_CWORD=" + std::to_string(place) +
+                             "; _vesk; printf '%s\\n' \"${COMPREPLY[@]}\"";
   const ProgramRun run = runProgram("/bin/bash", {"-c", script}, folder.path());
   EXPECT_EQ(run.err, "");
   std::istringstream lines(run.out);

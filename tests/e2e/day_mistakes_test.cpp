@@ -58,12 +58,15 @@ TEST_F(DayMistakesTest, ParametersThatMeanSomethingElse) {
                           "MultiplicityFeild: did you mean MultiplicityField?");
   expectParametersRefused("<Input>2</Input>", "<Input>2</Input><Condition>GTE</Condition><Threshold>5</Threshold>",
                           "Operation1/Condition: [GTE] is none of EQ, LE, GE, GT, LT, NoCondition");
-  expectParametersRefused("<CyclicTableSize>3<", "<CyclicTableSize>-5<", "CyclicTableSize: [-5] is not from 0 to 2147483647");
+  expectParametersRefused("<CyclicTableSize>3<", "<CyclicTableSize>-5<",
+                          "CyclicTableSize: [-5] is not from 0 to 2147483647");
   expectParametersRefused("<DateHorizon>30<", "<DateHorizon>one month<", "DateHorizon: [one month] is no whole number");
   expectParametersRefused("<Start>1<", "<Start>0<", "Field1/Start: [0] is not from 1 to ");
-  expectParametersRefused("<Start>5</Start><End>8<", "<Start>8</Start><End>5<", "Field2/End: column 5 lies before Start, 8");
-  expectParametersRefused("<Start>17</Start><End>20<", "<Start>40</Start><End>44<",
-                          "none of 200 lines would be loaded. Most often short line: in1/calls:1: Field4 (Seconds, columns 40-44)");
+  expectParametersRefused("<Start>5</Start><End>8<", "<Start>8</Start><End>5<",
+                          "Field2/End: column 5 lies before Start, 8");
+  expectParametersRefused(
+      "<Start>17</Start><End>20<", "<Start>40</Start><End>44<",
+      "none of 200 lines would be loaded. Most often short line: in1/calls:1: Field4 (Seconds, columns 40-44)");
   expectParametersRefused("<Key>1<", "<Key>9<", "Key: there is no Field9; the file has 4 fields");
   expectParametersRefused("<Input>2<", "<Input>9<", "there is no Field9; the file has 4 fields");
   expectParametersRefused("<DateField>3<", "<DateField>4<", "Field4 (Seconds, columns 17-20): [");
@@ -75,7 +78,8 @@ TEST_F(DayMistakesTest, ParametersThatMeanSomethingElse) {
 TEST_F(DayMistakesTest, MissingNumbersInNames) {
   folder.write("p.xml", [&] {
     std::string text = layout(tableTags(3));
-    for (std::size_t place; (place = text.find("Operation1")) != std::string::npos;) text.replace(place, 10, "Operation2");
+    for (std::size_t place; (place = text.find("Operation1")) != std::string::npos;)
+      text.replace(place, 10, "Operation2");
     return text;
   }());
   expectRefused(firstDay(), "Operation2: not read, because there is no Operation1");
@@ -103,14 +107,16 @@ TEST_F(DayMistakesTest, RecordsInOtherForms) {
                      "The lines look like CSV, which vesk convert reads");
   expectLinesRefused([](const std::string& l) { return l.substr(0, 8) + "15778" + l.substr(13); },
                      "is no day of the calendar in either form");
-  expectLinesRefused([](const std::string& l) { return l.substr(0, 4) + " " + l.substr(4); }, "of 200 lines would be loaded");
+  expectLinesRefused([](const std::string& l) { return l.substr(0, 4) + " " + l.substr(4); },
+                     "of 200 lines would be loaded");
 }
 
 TEST_F(DayMistakesTest, DatesOfAnotherFormOrTime) {
   expectRefused(day("in1", "2020-01-07", {"--record-dates", "ydm", "--new"}), "give --record-dates ymd");
   // Old records and the day of today.
   expectRefused(day("in1", "2026-11-23", {"--record-dates", "ymd", "--new"}),
-                "none of 200 lines would be loaded. Most often before the horizon: in1/calls:1: Field3 (Date, columns 9-16) [2020010");
+                "none of 200 lines would be loaded. Most often before the horizon: in1/calls:1: Field3 (Date, columns "
+                "9-16) [2020010");
   expectLinesRefused([](const std::string& l) { return l.substr(0, 8) + "20991305" + l.substr(16); }, "20991305");
 }
 

@@ -32,8 +32,8 @@ std::vector<Block> blocksOf(const std::string& name) {
   return blocks;
 }
 
-/// Runs the first block of a page in an empty folder and compares what it prints with the second, which is shortened: its
-/// pieces between the "..." lines come in this order. Gives what is printed after them.
+/// Runs the first block of a page in an empty folder and compares what it prints with the second, which is shortened:
+/// its pieces between the "..." lines come in this order. Gives what is printed after them.
 std::string runExample(const std::vector<Block>& blocks) {
   const TemporaryFolder folder;
   folder.write("example.sh", blocks[0].text);

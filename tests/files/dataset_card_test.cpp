@@ -119,17 +119,17 @@ TEST_F(DatasetCardTest, RefusesMissingMembersAndThoseOfAnotherType) {
     if (given != "object") expectUnusable(changed([&](Json& json) { json[member] = Json::object(); }), mistake);
   }
   expectUnusable(changed([](Json& json) { json["more"] = 1; }), "the member [more] is not known");
-  expectUnusable(changed([](Json& json) { json["m\nore"] = 1; }), "the member [m?ore] is not known");
+  expectUnusable(changed([](Json& json) { json["m\nore"] = 1; }), "the member [m\\x0Aore] is not known");
 }
 
 TEST_F(DatasetCardTest, RefusesOtherFormatsAndKinds) {
   expectUnusable(changed([](Json& json) { json["format"] = "vesk dataset card 2"; }),
                  "the format is not that of this version");
   expectUnusable(changed([](Json& json) { json["kind"] = "table"; }), "[table] is no kind of a dataset");
-  expectUnusable(changed([](Json& json) { json["kind"] = "a\nb"; }), "[a?b] is no kind of a dataset");
+  expectUnusable(changed([](Json& json) { json["kind"] = "a\nb"; }), "[a\\x0Ab] is no kind of a dataset");
   expectUnusable(changed([](Json& json) { json["settings"]["Output"] = 1; }), "the setting [Output] is no text");
   expectUnusable(changed([](Json& json) { json["settings"][std::string("a\0b", 3)] = 1; }),
-                 "the setting [a?b] is no text");
+                 "the setting [a\\x00b] is no text");
 }
 
 TEST_F(DatasetCardTest, RefusesFilesThatAreNone) {
@@ -158,7 +158,7 @@ TEST_F(DatasetCardTest, RefusesNamesThatLeadOutOfTheFolder) {
                      "[" + name + "] is no name of a file in the card's folder");
     }
     expectUnusable(changed([&](Json& json) { json[list][0]["name"] = std::string("a\0b", 3); }),
-                   "[a?b] is no name of a file in the card's folder");
+                   "[a\\x00b] is no name of a file in the card's folder");
   }
 }
 

@@ -136,6 +136,17 @@ TEST_F(InputBytesTest, MembersThatFollowEachOtherAreReadAsOne) {
   }
 }
 
+TEST_F(InputBytesTest, FramesWithoutContentArePassedOver) {
+  const std::string skippable(
+      "\x57\x2A\x4D\x18\x03\x00\x00\x00"
+      "abc",
+      11);
+  EXPECT_EQ(contentOf(skippable + zstdOf("ab\n") + skippable + zstdOf("cd\n")), "ab\ncd\n");
+  EXPECT_EQ(InputBytes(folder.path("in")).getCompression(), Compression::Zstd);
+  EXPECT_EQ(contentOf(skippable), "");
+  EXPECT_THAT(failureOf(skippable.substr(0, 9)), HasSubstr("the zstd data ends too early"));
+}
+
 TEST_F(InputBytesTest, APackedFileInAPackedFileStaysPacked) {
   EXPECT_EQ(contentOf(gzipOf(zstdOf("x"))), zstdOf("x"));
   EXPECT_EQ(contentOf(zstdOf(gzipOf("x"))), gzipOf("x"));

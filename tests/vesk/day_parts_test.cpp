@@ -11,7 +11,7 @@
 #include "day/loader_process.h"
 #include "day/room.h"
 #include "day/state_check.h"
-#include "printable.h"
+#include "files/printable.h"
 #include "support/binary_numbers.h"
 #include "support/temporary_folder.h"
 
@@ -32,8 +32,8 @@ TEST(DayTextTest, NumbersAndNames) {
   EXPECT_EQ(bytesText(1000), "1.0 kB");
   EXPECT_EQ(bytesText(999999), "1.0 MB");
   EXPECT_EQ(bytesText(1234567890), "1.2 GB");
-  EXPECT_EQ(printable("a\nb\x7F\x1B"), "a\\x0Ab\\x7F\\x1B");
-  EXPECT_EQ(printable("\xC3\xA4"), "\xC3\xA4");
+  EXPECT_EQ(vesk_files::printable("a\nb\x7F\x1B"), "a\\x0Ab\\x7F\\x1B");
+  EXPECT_EQ(vesk_files::printable("\xC3\xA4"), "\xC3\xA4");
 }
 
 TEST(FeedProgressTest, TellsShareRateAndRest) {

@@ -26,7 +26,8 @@ constexpr int gzipWindow = 15 + 16;  // the largest window, and the gzip header
 
 // A frame without content, as parallel compressors put before a frame.
 bool isSkippableFrame(std::string_view start) {
-  return start.size() >= 4 && (static_cast<unsigned char>(start[0]) & 0xF0) == 0x50 && start.substr(1, 3) == "\x2A\x4D\x18";
+  return start.size() >= 4 && (static_cast<unsigned char>(start[0]) & 0xF0) == 0x50 &&
+         start.substr(1, 3) == "\x2A\x4D\x18";
 }
 
 Descriptor openInput(const std::string& path) {

@@ -14,8 +14,8 @@
 #include "command.h"
 #include "day/calendar_day.h"
 #include "files/descriptor.h"
+#include "files/printable.h"
 #include "loader_dates.h"  // of vesk-loader
-#include "printable.h"
 
 namespace vesk {
 
@@ -45,7 +45,8 @@ Example:
 
 std::string readParameters(const std::string& path) {
   if (std::filesystem::is_directory(path)) {
-    throw CommandFailure(Status::Data, printable(path) + ": a folder; the parameter file comes first, then the input");
+    throw CommandFailure(Status::Data,
+                         vesk_files::printable(path) + ": a folder; the parameter file comes first, then the input");
   }
   constexpr std::uint64_t largest = std::uint64_t{1} << 24;
   try {
@@ -116,7 +117,7 @@ void run(const CheckOptions& options, std::ostream& out) {
   CheckResult result;
   result.parameterName = options.parameters;
   result.inputName = options.input;
-  result.parameters = checkParameters(readParameters(options.parameters), printable(options.parameters));
+  result.parameters = checkParameters(readParameters(options.parameters), vesk_files::printable(options.parameters));
   result.findings = result.parameters.findings;
   checkRecords(options, result);
   out << writeCheckReport(result);

@@ -7,8 +7,8 @@
 #include "check/column_ruler.h"
 #include "check/input_check.h"
 #include "check/run_estimate.h"
+#include "files/printable.h"
 #include "loader_common.h"  // of vesk-loader
-#include "printable.h"
 
 namespace vesk {
 
@@ -89,7 +89,7 @@ class ReportWriter {
   void line(const std::string& content) { text += wrapped("  " + content, 4); }
 
   void writeParameters() {
-    heading("Parameters: " + printable(result.parameterName));
+    heading("Parameters: " + vesk_files::printable(result.parameterName));
     if (settings.cyclicTableSize > 0) {
       line(format_text("table run, the last %d calls of a caller", settings.cyclicTableSize));
     } else {
@@ -109,7 +109,7 @@ class ReportWriter {
   }
 
   void writeInput() {
-    heading("Input: " + printable(result.inputName));
+    heading("Input: " + vesk_files::printable(result.inputName));
     double bytes = 0.0;
     std::uint64_t compressed = 0;
     for (const FileSample& file : sample.files) {
@@ -152,14 +152,14 @@ class ReportWriter {
       const std::string smallest = field.numbers > 0 ? format_text("%.15g", field.smallest) : "-";
       const std::string largest = field.numbers > 0 ? format_text("%.15g", field.largest) : "-";
       text += wrapped(
-          format_text("  %2zu %-12.12s %9s %7s %7s %15s %15s %7zu  ", i + 1, printable(settings.fieldNames[i]).c_str(),
-                      columns.c_str(), share(field.blanks, field.lines).c_str(),
-                      share(field.of(WordKind::Plain), field.lines).c_str(), smallest.c_str(), largest.c_str(),
-                      field.longest) +
+          format_text("  %2zu %-12.12s %9s %7s %7s %15s %15s %7zu  ", i + 1,
+                      vesk_files::printable(settings.fieldNames[i]).c_str(), columns.c_str(),
+                      share(field.blanks, field.lines).c_str(), share(field.of(WordKind::Plain), field.lines).c_str(),
+                      smallest.c_str(), largest.c_str(), field.longest) +
               usesOf(i),
           6);
       std::string samples = "such as";
-      for (const std::string& one : field.samples) samples += " [" + printable(one) + "]";
+      for (const std::string& one : field.samples) samples += " [" + vesk_files::printable(one) + "]";
       if (!field.samples.empty()) text += wrapped("      " + samples, 6);
       writeKinds(field);
     }
@@ -217,10 +217,10 @@ class ReportWriter {
       if (sample.refused[cause] == 0) continue;
       const RefusedExample& example = sample.examples[cause];
       std::string content = format_text("%llu ", static_cast<unsigned long long>(sample.refused[cause]));
-      content.append(nameOf(static_cast<Cause>(cause))).append(": ").append(printable(example.file));
+      content.append(nameOf(static_cast<Cause>(cause))).append(": ").append(vesk_files::printable(example.file));
       content += format_text(":%llu", static_cast<unsigned long long>(example.line));
       if (example.field != Refusal::WholeLine) content += ": " + describeField(settings, example.field);
-      line(content + " [" + printable(example.text) + "]");
+      line(content + " [" + vesk_files::printable(example.text) + "]");
     }
   }
 

@@ -6,8 +6,8 @@
 #include <utility>
 
 #include "check/tag_values.h"
+#include "files/printable.h"
 #include "files/sha256.h"
-#include "printable.h"
 
 namespace vesk {
 
@@ -72,7 +72,7 @@ class SampleCheck {
     std::uint64_t count = 0;
     std::string first;
     for (const FileSample& file : sample.files) {
-      if (holds(file) && count++ == 0) first = printable(file.file.path);
+      if (holds(file) && count++ == 0) first = vesk_files::printable(file.file.path);
     }
     if (count == 0) return;
     std::string whole = first + ": " + text;
@@ -87,7 +87,7 @@ class SampleCheck {
       hasHeader = true;
       findInFiles(
           true, [](const FileSample& other) { return !other.header.empty(); },
-          "line 1 is a header, " + inBrackets(printable(file.header)) + "; remove it");
+          "line 1 is a header, " + inBrackets(vesk_files::printable(file.header)) + "; remove it");
     }
     findInFiles(
         false, [](const FileSample& file) { return file.failure.empty() && file.lines == 0; }, "holds no line");
@@ -162,7 +162,7 @@ class SampleCheck {
     const std::string field = describeField(settings, static_cast<std::size_t>(settings.dateField));
     if (counts.getLines() > 0 && isShare(counts.getOthers(), counts.getLines(), 0.5)) {
       const std::string_view notation = notationOf(counts.getFirstOther());
-      error(field + ": " + inBrackets(printable(counts.getFirstOther())) + " is no date of eight digits" +
+      error(field + ": " + inBrackets(vesk_files::printable(counts.getFirstOther())) + " is no date of eight digits" +
             (notation.empty() ? "" : "; these are " + std::string(notation) + ", which vesk convert reads"));
       return;
     }
@@ -204,10 +204,10 @@ class SampleCheck {
     const bool separated = isSeparated();
     const std::string advice = separated ? ". The lines look like CSV, which vesk convert reads" : "";
     const RefusedExample& example = sample.examples[most];
-    std::string text = std::string(nameOf(static_cast<Cause>(most))) + ": " + printable(example.file) + ":" +
-                       std::to_string(example.line);
+    std::string text = std::string(nameOf(static_cast<Cause>(most))) + ": " + vesk_files::printable(example.file) +
+                       ":" + std::to_string(example.line);
     if (example.field != Refusal::WholeLine) text += ": " + describeField(settings, example.field);
-    text.append(" ").append(inBrackets(printable(example.text))).append(advice);
+    text.append(" ").append(inBrackets(vesk_files::printable(example.text))).append(advice);
     const std::string lines = countOf(sample.lines, "line");
     if (sample.accepted == 0) {
       error("none of " + lines + " would be loaded. Most often " + text);
@@ -278,7 +278,10 @@ std::vector<ParameterFinding> findEqualInputs(const std::vector<InputFile>& file
     for (const InputFile* file : equal) {
       const auto [place, isNew] = byHash.emplace(vesk_files::sha256OfFile(file->path), file);
       if (isNew) continue;
-      findings.push_back({true, printable(file->path) + ": holds the same as " + printable(place->second->path), 0, 0});
+      findings.push_back(
+          {true,
+           vesk_files::printable(file->path) + ": holds the same as " + vesk_files::printable(place->second->path), 0,
+           0});
     }
   }
   return findings;

@@ -9,10 +9,10 @@
 #include <string_view>
 #include <utility>
 
+#include "files/printable.h"
 #include "loader_dates.h"  // of vesk-loader
 #include "number_reading.h"
 #include "operations.h"
-#include "printable.h"
 #include "records/record_lines.h"
 #include "scan_plan.h"
 
@@ -59,7 +59,7 @@ class InputSampler {
       const bool isCut = lacksLineFeed(open, file.bytes);
       vesk_files::InputBytes bytes(std::move(open));
       read.compression = bytes.getCompression();
-      readLines(RecordLines(std::move(bytes), printable(file.path)), mostLines, read);
+      readLines(RecordLines(std::move(bytes), vesk_files::printable(file.path)), mostLines, read);
       if (read.compression == vesk_files::Compression::None) read.lacksEnd = isCut;
     } catch (const std::exception& failure) {
       read.failure = failure.what();

@@ -11,7 +11,7 @@
 #include <vector>
 
 #include "check/tag_values.h"
-#include "printable.h"
+#include "files/printable.h"
 
 namespace vesk {
 
@@ -53,8 +53,8 @@ std::string readSpecialList(const std::string& path, vesk_loader::SpecialList& l
   for (std::string word; file >> word;) {
     double number = 0.0;
     if (!parseNumber(word, number)) {
-      return path + ":" + std::to_string(lineOfWord(path, numbers.size())) + ": " + inBrackets(printable(word)) +
-             " is no decimal number";
+      return path + ":" + std::to_string(lineOfWord(path, numbers.size())) + ": " +
+             inBrackets(vesk_files::printable(word)) + " is no decimal number";
     }
     numbers.push_back(number);
   }

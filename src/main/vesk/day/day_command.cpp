@@ -15,7 +15,7 @@
 #include "day/state_folder.h"
 #include "day/stop_signal.h"
 #include "files/descriptor.h"
-#include "printable.h"
+#include "files/printable.h"
 
 namespace vesk {
 
@@ -127,7 +127,7 @@ void rollbackState(const RawOptions& raw, std::ostream& out, std::ostream& err) 
   }
   if (generation == state.getCurrent()) throw CommandFailure(Status::Refused, generation + " is current already");
   state.rollback(generation, utcNow());
-  out << "generation " << generation << " is current: " << printable(state.getPath()) << "/current\n";
+  out << "generation " << generation << " is current: " << vesk_files::printable(state.getPath()) << "/current\n";
 }
 
 // Files of a state are for their owner and the group.

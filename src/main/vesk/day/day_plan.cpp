@@ -8,9 +8,9 @@
 
 #include "command.h"
 #include "day/state_settings.h"
+#include "files/printable.h"
 #include "files/sha256.h"
 #include "loader_dates.h"
-#include "printable.h"
 
 namespace vesk {
 
@@ -26,7 +26,7 @@ std::string whenLoaded(const LedgerLine& day, const Ledger& ledger) {
   const auto index = static_cast<std::size_t>(&day - lines.data());
   std::string names;
   for (std::size_t i = 0; i < day.inputs.size() && i < 3; ++i) {
-    names += (i == 0 ? "" : ", ") + printable(day.inputs[i].name);
+    names += (i == 0 ? "" : ", ") + vesk_files::printable(day.inputs[i].name);
   }
   if (day.inputs.size() > 3) names += ", ...";
   return "loaded " + day.finished + " as generation " + day.generation + " from " + names + ", line " +
@@ -46,8 +46,8 @@ const LedgerLine* findContent(const DayBase& base, const std::string& hash, cons
 
 [[noreturn]] void refuseLoaded(const std::string& name, const LedgerInput& before, const LedgerLine& day,
                                const Ledger& ledger) {
-  const std::string other = before.name == name ? "" : " under the name " + printable(before.name);
-  refuse(printable(name) + ": the same records were loaded already" + other + ": day " + day.date + ", " +
+  const std::string other = before.name == name ? "" : " under the name " + vesk_files::printable(before.name);
+  refuse(vesk_files::printable(name) + ": the same records were loaded already" + other + ": day " + day.date + ", " +
          whenLoaded(day, ledger));
 }
 
@@ -146,8 +146,8 @@ void requireNewInputs(const std::vector<LedgerInput>& inputs, const DayBase& bas
     if (input.lines == 0) continue;
     const auto [other, isNew] = names.emplace(input.contentSha256, input.name);
     if (!isNew) {
-      refuse("the input has the same records twice, as " + printable(other->second) + " and as " +
-             printable(input.name));
+      refuse("the input has the same records twice, as " + vesk_files::printable(other->second) + " and as " +
+             vesk_files::printable(input.name));
     }
     const LedgerInput* before = nullptr;
     const LedgerLine* const day = findContent(base, input.contentSha256, before);
@@ -172,8 +172,10 @@ void requireSeparatePaths(const DayOptions& options) {
   const fs::path state = resolved(options.state);
   const fs::path input = resolved(options.input);
   const auto usage = [](const std::string& text) { throw CommandFailure(Status::Usage, text); };
-  if (isInside(input, state)) usage("the input " + printable(options.input) + " is inside the state folder");
-  if (isInside(state, input)) usage("the state folder " + printable(options.state) + " is inside the input");
+  if (isInside(input, state))
+    usage("the input " + vesk_files::printable(options.input) + " is inside the state folder");
+  if (isInside(state, input))
+    usage("the state folder " + vesk_files::printable(options.state) + " is inside the input");
   const std::pair<const char*, const std::string&> outputs[] = {{"--rejects", options.rejects},
                                                                 {"--json", options.json}};
   for (const auto& [option, name] : outputs) {
@@ -191,7 +193,8 @@ void requireSeparatePaths(const DayOptions& options) {
 void requireOtherFile(const std::string& rejects, const std::vector<InputFile>& files) {
   for (const InputFile& file : files) {
     if (!rejects.empty() && isSameFile(rejects, file)) {
-      throw CommandFailure(Status::Usage, "--rejects: would replace the record file " + printable(file.path));
+      throw CommandFailure(Status::Usage,
+                           "--rejects: would replace the record file " + vesk_files::printable(file.path));
     }
   }
 }

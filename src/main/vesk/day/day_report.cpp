@@ -11,7 +11,7 @@
 #include "counted.h"
 #include "day/room.h"
 #include "files/descriptor.h"
-#include "printable.h"
+#include "files/printable.h"
 
 namespace vesk {
 
@@ -100,9 +100,9 @@ void printDay(std::ostream& out, const DayReport& report, int horizonDays) {
     out << "; " << grouped(line.droppedByHorizon) << " were older than the horizon of " << horizonDays << " days";
   }
   out << '\n';
-  out << "generation " << line.generation << " is current: " << printable(report.state) << "/current, "
+  out << "generation " << line.generation << " is current: " << vesk_files::printable(report.state) << "/current, "
       << bytesText(line.stateBytes) << '\n';
-  if (refused > 0) out << "refused lines: " << printable(report.rejects) << '\n';
+  if (refused > 0) out << "refused lines: " << vesk_files::printable(report.rejects) << '\n';
 }
 
 }  // namespace vesk

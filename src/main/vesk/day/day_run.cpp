@@ -31,8 +31,8 @@
 #include "day/state_settings.h"
 #include "day/stop_signal.h"
 #include "files/descriptor.h"
+#include "files/printable.h"
 #include "files/sha256.h"
-#include "printable.h"
 
 namespace vesk {
 
@@ -126,7 +126,7 @@ class DayRun {
       dataError(error.what());
     }
     parameters = checkParameters(parameterText, options.parameters);
-    requireNoErrors(parameters.findings, printable(options.parameters));
+    requireNoErrors(parameters.findings, vesk_files::printable(options.parameters));
   }
 
   // Findings that are errors end the run.
@@ -163,7 +163,7 @@ class DayRun {
     requireNewFiles(files, base, state->getLedger());
     if (options.check) {
       requireNoErrors(checkInput(parameters, files, dates, checkedLines),
-                      "the first lines of " + printable(options.input));
+                      "the first lines of " + vesk_files::printable(options.input));
     }
     requireRoom();
     names = std::make_unique<GenerationFiles>(settings(), options.output);
@@ -343,7 +343,7 @@ class DayRun {
   static void requireSame(const FeedResult& first, const FeedResult& other) {
     for (std::size_t i = 0; i < first.inputs.size(); ++i) {
       if (first.inputs[i].sha256 != other.inputs[i].sha256) {
-        dataError(printable(first.inputs[i].name) +
+        dataError(vesk_files::printable(first.inputs[i].name) +
                   ": the file changed while it was read; run again when it is complete");
       }
     }
@@ -368,9 +368,10 @@ class DayRun {
   std::string whyLoaderFailed(const LoaderEnd& end, const LoaderReports& reports) const {
     std::string why = "the loader ended with status " + std::to_string(end.status);
     if (end.status > 128) why = "the loader was ended by signal " + std::to_string(end.status - 128);
-    if (!reports.errors.empty()) why += ": " + printable(reports.errors.front());
+    if (!reports.errors.empty()) why += ": " + vesk_files::printable(reports.errors.front());
     constexpr std::uint64_t little = 1 << 20;
-    if (availableDisk(options.state) < little) why += "; the disk of " + printable(options.state) + " is full";
+    if (availableDisk(options.state) < little)
+      why += "; the disk of " + vesk_files::printable(options.state) + " is full";
     return why;
   }
 

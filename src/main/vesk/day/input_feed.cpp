@@ -10,7 +10,7 @@
 #include "day/reject_file.h"
 #include "day/stop_signal.h"
 #include "files/input_bytes.h"
-#include "printable.h"
+#include "files/printable.h"
 #include "records/record_lines.h"
 
 namespace vesk {
@@ -72,7 +72,7 @@ LedgerInput InputFeed::feedFile(const InputFile& file, LineExaminer& examiner, c
                                 const Progress& progress, FeedResult& result) const {
   vesk_files::Descriptor open = openInput(file);
   const vesk_files::Descriptor kept(::dup(open.get()), open.getName());
-  RecordLines lines(vesk_files::InputBytes(std::move(open)), printable(file.path));
+  RecordLines lines(vesk_files::InputBytes(std::move(open)), vesk_files::printable(file.path));
   LineBlock block(sink);
   RecordLine record;
   LedgerInput input;
@@ -113,7 +113,7 @@ LedgerInput InputFeed::feedFile(const InputFile& file, LineExaminer& examiner, c
   input.sha256 = std::move(hashes.stored);
   input.contentSha256 = std::move(hashes.content);
   input.lines = record.number;
-  const std::string name = printable(file.name);
+  const std::string name = vesk_files::printable(file.name);
   if (lines.hasMark()) result.remarks.push_back(name + ": the byte order mark was passed over");
   if (hasReturns) result.remarks.push_back(name + ": the carriage returns before the line feeds were left out");
   if (isUnfinished) result.remarks.push_back(name + ": the last line has no line end");

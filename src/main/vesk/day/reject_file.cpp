@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "printable.h"
+#include "files/printable.h"
 
 namespace vesk {
 
@@ -47,9 +47,9 @@ void RejectFile::add(const std::string& name, const RecordLine& record, const Re
   }
   text = text.substr(0, shownOfText);
   if (counts[cause] == 1) {
-    examples[cause] = printable(name) + " line " + std::to_string(record.number);
-    if (!field.empty()) examples[cause] += ", field " + printable(field) + " in columns " + columns;
-    examples[cause] += ": [" + printable(text) + "]";
+    examples[cause] = vesk_files::printable(name) + " line " + std::to_string(record.number);
+    if (!field.empty()) examples[cause] += ", field " + vesk_files::printable(field) + " in columns " + columns;
+    examples[cause] += ": [" + vesk_files::printable(text) + "]";
   }
   if (counts[cause] > mostPerCause) return;
   appendCell(pending, name);
@@ -59,7 +59,7 @@ void RejectFile::add(const std::string& name, const RecordLine& record, const Re
   appendCell(pending, field);
   pending += ',' + columns + ',';
   // Readers of CSV files stop at a NUL.
-  appendCell(pending, text.find('\0') == std::string_view::npos ? std::string(text) : printable(text));
+  appendCell(pending, text.find('\0') == std::string_view::npos ? std::string(text) : vesk_files::printable(text));
   pending += '\n';
   if (pending.size() < blockBytes) return;
   file.write(pending);

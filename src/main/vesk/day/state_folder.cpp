@@ -20,7 +20,7 @@
 #include "command.h"
 #include "day/day_report.h"
 #include "day/stop_signal.h"
-#include "printable.h"
+#include "files/printable.h"
 
 namespace vesk {
 
@@ -110,22 +110,22 @@ StateFolder::StateFolder(std::string folder) : path(std::move(folder)) {
 
 StateFolder StateFolder::forReading(const std::string& path) {
   StateFolder state(path);
-  if (!fs::is_directory(path)) refuse(printable(path) + ": there is no such state folder");
+  if (!fs::is_directory(path)) refuse(vesk_files::printable(path) + ": there is no such state folder");
   state.readContent();
-  if (state.current.empty()) refuse(printable(path) + ": the folder holds no state");
+  if (state.current.empty()) refuse(vesk_files::printable(path) + ": the folder holds no state");
   return state;
 }
 
 StateFolder StateFolder::forRun(const std::string& path, bool isNew, double waitSeconds) {
   StateFolder state(path);
   if (!fs::exists(path)) {
-    if (!isNew) refuse(printable(path) + ": there is no such state folder; a first run says --new");
+    if (!isNew) refuse(vesk_files::printable(path) + ": there is no such state folder; a first run says --new");
     makeFolder(state.path);
   }
-  if (!fs::is_directory(path)) refuse(printable(path) + ": the state is no folder");
+  if (!fs::is_directory(path)) refuse(vesk_files::printable(path) + ": the state is no folder");
   for (const std::string& name : namesIn(state.path)) {
     if (!isOwnName(name)) {
-      refuse(printable(path) + ": holds " + printable(name) +
+      refuse(vesk_files::printable(path) + ": holds " + vesk_files::printable(name) +
              ", which is no part of a state; choose a folder of its own");
     }
   }
@@ -145,8 +145,9 @@ StateFolder StateFolder::forRun(const std::string& path, bool isNew, double wait
 
 StateFolder StateFolder::forRollback(const std::string& path, double waitSeconds) {
   StateFolder state(path);
-  if (!fs::is_directory(path)) refuse(printable(path) + ": there is no such state folder");
-  if (kindOf(state.path + "/" + ledgerName) == Kind::Nothing) refuse(printable(path) + ": the folder holds no state");
+  if (!fs::is_directory(path)) refuse(vesk_files::printable(path) + ": there is no such state folder");
+  if (kindOf(state.path + "/" + ledgerName) == Kind::Nothing)
+    refuse(vesk_files::printable(path) + ": the folder holds no state");
   state.lock(waitSeconds);
   state.readContent();
   return state;
@@ -185,7 +186,7 @@ std::string StateFolder::readCurrent() const {
   const std::string target = fs::read_symlink(name);
   const std::string start = std::string(generationsName) + "/";
   if (!target.starts_with(start) || !isGenerationName(target.substr(start.size()))) {
-    fail(name + ": leads to " + printable(target) + ", which is no generation of this state");
+    fail(name + ": leads to " + vesk_files::printable(target) + ", which is no generation of this state");
   }
   const std::string generation = target.substr(start.size());
   if (!has(generation)) fail(name + ": leads to " + generation + ", which is not there");
@@ -255,7 +256,7 @@ std::vector<std::string> StateFolder::recover() {
   for (const std::string& name : namesOfGenerations()) {
     if (name == current || ledger.findDay(name) != nullptr) continue;
     removeTree(path + "/" + generationsName + "/" + name);
-    found.push_back("a run before this one ended before its commit; its generation " + printable(name) +
+    found.push_back("a run before this one ended before its commit; its generation " + vesk_files::printable(name) +
                     " was removed");
   }
   if (!current.empty()) {

@@ -10,7 +10,7 @@
 #include <memory>
 
 #include "command.h"
-#include "printable.h"
+#include "files/printable.h"
 
 namespace vesk {
 
@@ -21,7 +21,7 @@ struct CloseFolder {
 };
 
 [[noreturn]] void refuse(const std::string& path, const std::string& what) {
-  throw CommandFailure(Status::Data, printable(path) + ": " + what);
+  throw CommandFailure(Status::Data, vesk_files::printable(path) + ": " + what);
 }
 
 [[noreturn]] void refuseBySystem(const std::string& path, const std::string& what) {
@@ -81,7 +81,7 @@ vesk_files::Descriptor openInput(const InputFile& file) {
   // What was a regular file can be a pipe by now: opening must not wait for its other end.
   const int descriptor = ::open(file.path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
   if (descriptor < 0) refuseBySystem(file.path, "cannot open the record file");
-  vesk_files::Descriptor open(descriptor, printable(file.path));
+  vesk_files::Descriptor open(descriptor, vesk_files::printable(file.path));
   requireUnchanged(file, open);
   return open;
 }

@@ -1,11 +1,13 @@
-#include "printable.h"
+#include "files/printable.h"
 
-namespace vesk {
+namespace vesk_files {
 
 std::string printable(std::string_view text) {
+  constexpr std::size_t mostBytes = 300;
   constexpr char digits[] = "0123456789ABCDEF";
   std::string result;
   for (const char c : text) {
+    if (result.size() >= mostBytes) return result + "...";
     const auto code = static_cast<unsigned char>(c);
     if (code >= 32 && code != 127) {
       result += c;
@@ -18,4 +20,4 @@ std::string printable(std::string_view text) {
   return result;
 }
 
-}  // namespace vesk
+}  // namespace vesk_files
