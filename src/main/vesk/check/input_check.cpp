@@ -86,8 +86,8 @@ class SampleCheck {
       if (file.header.empty() || hasHeader) continue;
       hasHeader = true;
       findInFiles(
-          true, [](const FileSample& other) { return !other.header.empty(); },
-          "line 1 is a header, " + inBrackets(vesk_files::printable(file.header)) + "; remove it");
+          false, [](const FileSample& other) { return !other.header.empty(); },
+          "line 1 is a header, " + inBrackets(vesk_files::printable(file.header)) + "; it is refused as a bad line");
     }
     findInFiles(
         false, [](const FileSample& file) { return file.failure.empty() && file.lines == 0; }, "holds no line");
