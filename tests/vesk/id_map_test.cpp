@@ -100,6 +100,15 @@ TEST_F(IdMapTest, TwoNewMapsBecomeOne) {
   EXPECT_EQ(numbers->at(0), FirstMappedId + 1);
 }
 
+// A kill in the transaction that makes a map leaves a file with a journal, of which SQLite makes an empty database.
+TEST_F(IdMapTest, TakesAnEmptyDatabaseForANewMap) {
+  sql("CREATE TABLE x(y); DROP TABLE x");
+  ASSERT_GT(std::filesystem::file_size(path), 0U);
+  EXPECT_TRUE(IdMap(path).isNew());
+  EXPECT_FALSE(add({"a"}));
+  EXPECT_EQ(idOf("a"), FirstMappedId);
+}
+
 TEST_F(IdMapTest, RefusesOtherSettings) {
   add({"a"});
   EXPECT_EQ(refusal(MappedIds::All),

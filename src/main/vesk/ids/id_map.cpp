@@ -51,8 +51,10 @@ IdMap::IdMap(std::string mapPath) : path(std::move(mapPath)) {
   open();
   try {
     run("BEGIN");  // so that all checks see one state of the file
-    checkSchema();
+    const bool hasNothing = isEmptyDatabase();
+    if (!hasNothing) checkSchema();
     run("COMMIT");
+    if (hasNothing) sqlite3_close(std::exchange(database, nullptr));
   } catch (...) {
     sqlite3_close(std::exchange(database, nullptr));
     throw;
@@ -122,6 +124,11 @@ bool IdMap::step(const Statement& statement) const {
 std::int64_t IdMap::number(const char* sql) const {
   const Statement statement = prepare(sql);
   return step(statement) ? sqlite3_column_int64(statement.get(), 0) : 0;
+}
+
+/// A process that was killed while it made the map leaves such a file.
+bool IdMap::isEmptyDatabase() const {
+  return number("SELECT count(*) FROM sqlite_schema") == 0 && number("PRAGMA application_id") == 0;
 }
 
 /// Refuses every schema but that of create: a trigger or a generated column would run with our statements.
@@ -246,8 +253,7 @@ std::optional<std::vector<std::uint64_t>> IdMap::save(const IdTable& table, Mapp
   }
   run("PRAGMA cache_size = -524288");  // KiB: the index on the texts is written in random order
   run("BEGIN IMMEDIATE");              // an exception leaves it open, and closing the file takes it back
-  const bool isEmpty = number("SELECT count(*) FROM sqlite_schema") == 0 && number("PRAGMA application_id") == 0;
-  if (isEmpty && largestLoaded == 0) create(mapped);
+  if (isEmptyDatabase() && largestLoaded == 0) create(mapped);
   checkSchema();
   checkMapped(mapped);
   if (static_cast<std::uint64_t>(number("SELECT max(id) FROM ids")) < largestLoaded) {

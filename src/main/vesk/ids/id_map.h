@@ -29,7 +29,7 @@ enum class MappedIds { Texts = 1, All = 2 };
 ///         std::runtime_error for a failed read or write.
 class IdMap {
  public:
-  /// Opens a map. `isNew` tells whether the file is missing or empty; then nothing is opened.
+  /// Opens a map. A file that is missing or empty, or a database without content, is a new map and is not kept open.
   explicit IdMap(std::string mapPath);
   ~IdMap();
   IdMap(const IdMap&) = delete;
@@ -75,6 +75,7 @@ class IdMap {
   Statement prepare(const char* sql) const;
   bool step(const Statement& statement) const;
   std::int64_t number(const char* sql) const;
+  bool isEmptyDatabase() const;
   void checkSchema() const;
   void checkMapped(MappedIds mapped) const;
   void create(MappedIds mapped);
