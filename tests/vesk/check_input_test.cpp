@@ -168,15 +168,17 @@ TEST_F(CheckInput, FewLinesSayNothingOfTheWidth) {
 
 TEST_F(CheckInput, AHeaderLineIsARemark) {
   const std::string header = "      Caller       Callee     Date  Secs\n";
-  EXPECT_THAT(remarksOf(header + lines(1, 9999)),
-              Contains(folder.path("in/a") +
-                       ": line 1 is a header, [      Caller       Callee     Date  Secs]; it is refused as a bad line"));
+  EXPECT_THAT(
+      remarksOf(header + lines(1, 9999)),
+      Contains(folder.path("in/a") +
+               ": line 1 is a header, [      Caller       Callee     Date  Secs]; it is refused as a bad line"));
   EXPECT_THAT(errors(), IsEmpty());
   folder.write("in/b", header + lines(1, 9999));
   EXPECT_THAT(remarksOf(header + lines(1, 9999)), Contains(HasSubstr("bad line (and 1 more file)")));
   folder.write("in/b", lines(1, 9999));
   // A caller that is a word is a bad line, and no header.
-  EXPECT_THAT(remarksOf("         abc          abc 20200115    12\n" + lines(1, 9999)), Not(Contains(HasSubstr("header"))));
+  EXPECT_THAT(remarksOf("         abc          abc 20200115    12\n" + lines(1, 9999)),
+              Not(Contains(HasSubstr("header"))));
 }
 
 TEST_F(CheckInput, LinesOfWordsAreNoHeaders) {

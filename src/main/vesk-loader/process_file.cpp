@@ -164,12 +164,12 @@ class ProcessFileWriter {
   BlockWriter file;
 };
 
-void keep_from_date(RowColumns& columns, double cutoffDate, std::uint32_t dateFormat) {
+void keep_from_date(RowColumns& columns, const CutoffTest& cutoff) {
   RowColumns kept;
   kept.clear(columns.payloads.size());
   for (std::size_t i = 0; i < columns.values.size(); ++i) {
     const bool dated = i < columns.dates.size();
-    if (dated && date_is_before(columns.dates[i], cutoffDate, dateFormat) != 0) continue;
+    if (dated && cutoff.isBefore(columns.dates[i])) continue;
     kept.values.push_back(columns.values[i]);
     if (dated) kept.dates.push_back(columns.dates[i]);
     for (std::size_t column = 0; column < columns.payloads.size(); ++column) {
@@ -224,7 +224,7 @@ int drop_old_entries(LoaderTables& tables, double cutoffDate, std::uint32_t date
       for (const auto& payload : columns.payloads) changes = changes || payload.size() > columns.values.size();
       for (const double date : columns.dates) changes = changes || cutoff.isBefore(date);
       if (!changes) continue;
-      keep_from_date(columns, cutoffDate, dateFormat);
+      keep_from_date(columns, cutoff);
       tables.keys->assign(row, columns);
     }
     return 1;

@@ -9,6 +9,7 @@
 #include <string>
 
 #include "command.h"
+#include "files/input_bytes.h"
 
 namespace vesk {
 
@@ -77,6 +78,8 @@ int runVesk(int argc, const char* const* argv, std::ostream& out, std::ostream& 
     return static_cast<int>(Status::Done);
   } catch (const CommandFailure& failure) {
     return report(err, failure.getStatus(), failure.what());
+  } catch (const vesk_files::DamagedContent& damage) {
+    return report(err, Status::Data, damage.what());
   } catch (const std::bad_alloc&) {
     return report(err, Status::Failed, "not enough memory");
   } catch (const std::exception& error) {

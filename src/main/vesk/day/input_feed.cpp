@@ -80,30 +80,24 @@ LedgerInput InputFeed::feedFile(const InputFile& file, LineExaminer& examiner, c
   bool hasReturns = false;
   bool isUnfinished = false;
   std::size_t lengthBefore = 0;
-  try {
-    while (lines.next(record)) {
-      hasReturns |= record.hasReturn;
-      isUnfinished = !record.hasEnd;
-      const std::optional<Refusal> refusal = refusalOf(record, lengthBefore, examiner);
-      lengthBefore = record.line.length;
-      if (refusal) {
-        if (rejects != nullptr) rejects->add(file.name, record, *refusal);
-      } else {
-        ++input.accepted;
-        block.add(record.line);
-        result.restricted += examiner.getRestricted().size();
-        if (rejects != nullptr) {
-          for (const Refusal& entry : examiner.getRestricted()) rejects->add(file.name, record, entry);
-        }
+  while (lines.next(record)) {
+    hasReturns |= record.hasReturn;
+    isUnfinished = !record.hasEnd;
+    const std::optional<Refusal> refusal = refusalOf(record, lengthBefore, examiner);
+    lengthBefore = record.line.length;
+    if (refusal) {
+      if (rejects != nullptr) rejects->add(file.name, record, *refusal);
+    } else {
+      ++input.accepted;
+      block.add(record.line);
+      result.restricted += examiner.getRestricted().size();
+      if (rejects != nullptr) {
+        for (const Refusal& entry : examiner.getRestricted()) rejects->add(file.name, record, entry);
       }
-      if (record.number % progressLines != 0) continue;
-      StopSignal::check();
-      progress(lines.getBytes().storedBytes(), record.number);
     }
-  } catch (const CommandFailure&) {
-    throw;
-  } catch (const vesk_files::DamagedContent& error) {
-    throw CommandFailure(Status::Data, error.what());
+    if (record.number % progressLines != 0) continue;
+    StopSignal::check();
+    progress(lines.getBytes().storedBytes(), record.number);
   }
   block.flush();
   requireUnchanged(file, kept);

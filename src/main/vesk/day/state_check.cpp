@@ -4,7 +4,6 @@
 #include <array>
 #include <cstdio>
 #include <memory>
-#include <numeric>
 #include <stdexcept>
 
 namespace vesk {
@@ -116,11 +115,14 @@ class ExpectedRows {
   double caller = 0.0;
 };
 
-// The order in which the output shows the entries of a row: equal values keep their order.
+// The order in which the output shows the entries of a row: equal values keep their order. Rows are short.
 void sortPlaces(const std::vector<double>& values, std::vector<std::size_t>& places) {
   places.resize(values.size());
-  std::iota(places.begin(), places.end(), std::size_t{0});
-  std::stable_sort(places.begin(), places.end(), [&](std::size_t a, std::size_t b) { return values[a] < values[b]; });
+  for (std::size_t i = 0; i < values.size(); ++i) {
+    std::size_t place = i;
+    for (; place > 0 && values[places[place - 1]] > values[i]; --place) places[place] = places[place - 1];
+    places[place] = i;
+  }
 }
 
 void reorder(const std::vector<double>& values, const std::vector<std::size_t>& places, std::vector<double>& result) {

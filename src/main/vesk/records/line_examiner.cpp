@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <charconv>
 #include <cmath>
+#include <limits>
 #include <string>
 #include <string_view>
 
@@ -89,6 +90,11 @@ void LineExaminer::planFields() {
   // The very first field is no multiplicity.
   if (settings.multiplicityField >= 1) use(settings.multiplicityField).isWhole = true;
   if (settings.dateField >= 0) use(settings.dateField).isDate = dates.format != 0;
+  for (UsedField& used : usedFields) {
+    if (used.isDate || used.isRestricted) continue;
+    used.goodFrom = used.isCaller ? 1 : 0;
+    used.goodTo = used.isWhole ? largestId : std::numeric_limits<std::uint64_t>::max();
+  }
 }
 
 std::optional<Refusal> LineExaminer::examine(const vesk_loader::Line& line) {
@@ -96,10 +102,20 @@ std::optional<Refusal> LineExaminer::examine(const vesk_loader::Line& line) {
   if (!fields.split_fixed_fields(line)) return Refusal{Cause::ShortLine, fields.cutCount()};
   if (!fields.findWords()) return findSpacing(line);
   for (const UsedField& used : usedFields) {
-    double value = 0.0;
-    std::optional<Cause> cause = readNumber(used, value);
+    const vesk_loader::FieldText field = fields[used.field];
+    std::uint64_t digits = 0;
+    // Nearly every field: at most 16 digits without a sign.
+    const bool isDigits =
+        field.wordLength - 1 < 16 &&
+        vesk_loader::read_digits(field.begin + field.wordStart + field.wordLength, field.wordLength, digits);
+    if (isDigits && digits >= used.goodFrom && digits <= used.goodTo) continue;
+    if (isDigits && used.isDate && digits == lastGoodDate) continue;
+    double value = static_cast<double>(digits);
+    std::optional<Cause> cause = isDigits ? std::nullopt : readNumber(used, field, value);
+    if (isDigits && used.isWhole && digits > largestId) cause = Cause::NumberTooLarge;
     if (!cause) cause = judge(used, value);
     if (cause) return Refusal{*cause, used.field};
+    if (isDigits && used.isDate) lastGoodDate = digits;
   }
   return std::nullopt;
 }
@@ -122,14 +138,9 @@ std::optional<Refusal> LineExaminer::findSpacing(const vesk_loader::Line& line) 
   return Refusal{Cause::Blank};  // not reached: one of the fields is not one word
 }
 
-std::optional<Cause> LineExaminer::readNumber(const UsedField& used, double& value) const {
-  const vesk_loader::FieldText field = fields[used.field];
-  std::uint64_t digits = 0;
-  if (field.wordLength - 1 < 16 &&
-      vesk_loader::read_digits(field.begin + field.wordStart + field.wordLength, field.wordLength, digits)) {
-    value = static_cast<double>(digits);
-    return used.isWhole && digits > largestId ? std::optional(Cause::NumberTooLarge) : std::nullopt;
-  }
+// A number in another form than digits alone.
+std::optional<Cause> LineExaminer::readNumber(const UsedField& used, const vesk_loader::FieldText& field,
+                                              double& value) {
   const std::string_view text = field.text();
   const std::size_t first = text.find_first_not_of(separators);
   if (text.substr(0, first).find(',') != std::string_view::npos) return Cause::InnerSeparator;  // reads as 0
@@ -144,11 +155,8 @@ std::optional<Cause> LineExaminer::readNumber(const UsedField& used, double& val
 
 std::optional<Cause> LineExaminer::judge(const UsedField& used, double value) {
   if (used.isDate) {
-    if (value != lastDate) {
-      lastVerdict = judgeDate(value);
-      lastDate = value;
-    }
-    if (lastVerdict) return lastVerdict;
+    const std::optional<Cause> cause = judgeDate(value);
+    if (cause) return cause;
   }
   if (used.isCaller && value < 1.0) return Cause::CallerNotPositive;
   if (used.isReserved && (value == -1.0 || value == -2.0)) return Cause::ReservedNumber;

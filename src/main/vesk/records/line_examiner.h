@@ -45,12 +45,15 @@ class LineExaminer {
     bool isDate = false;      // a day of the calendar
     bool isReserved = false;  // -1 and -2 are separators beside it in the state
     bool isRestricted = false;
+    // Digits in this range need no further look.
+    std::uint64_t goodFrom = 1;
+    std::uint64_t goodTo = 0;
   };
 
   UsedField& use(std::int32_t field);
   void planFields();
   std::optional<Refusal> findSpacing(const vesk_loader::Line& line) const;
-  std::optional<Cause> readNumber(const UsedField& used, double& value) const;
+  static std::optional<Cause> readNumber(const UsedField& used, const vesk_loader::FieldText& field, double& value);
   std::optional<Cause> judge(const UsedField& used, double value);
   std::optional<Cause> judgeDate(double value) const;
 
@@ -60,8 +63,7 @@ class LineExaminer {
   vesk_loader::FixedFields fields;
   std::vector<UsedField> usedFields;
   std::vector<Refusal> restricted;
-  double lastDate = -1.0;  // the verdict on the date before: days come in runs
-  std::optional<Cause> lastVerdict;
+  std::uint64_t lastGoodDate = 0;  // days come in runs
 };
 
 }  // namespace vesk
