@@ -26,6 +26,25 @@ load() {
   "$bin/vesk-loader" "$@" > "$log"
 }
 
+step "from a CSV file to a state: convert, check, a day that is loaded once"
+mkdir door
+run "$bin/vesk-generate" -q -n 200000 -c 5000 --group-count 300 --csv -o door/calls.csv
+run "$bin/vesk" convert door/calls.csv -o door/calls --ids door/ids.map --rejects door/bad_rows.csv \
+  --caller caller --callee callee --time start --duration duration --count calls
+run "$bin/vesk" check door/calls.pairs.xml door/calls > door/check.log
+run "$bin/vesk" day door/calls.pairs.xml door/calls door/pairs --date 2020-01-30 --new
+echo "the same day again:"
+status=0
+run "$bin/vesk" day door/calls.pairs.xml door/calls door/pairs --date 2020-01-30 || status=$?
+[ "$status" -eq 2 ]
+run "$bin/vesk" day --list door/pairs
+awk -F, 'NR == 2 { print $2 }' door/calls.csv > door/seeds.txt
+run "$bin/vesk" ids door/ids.map --to-numbers door/seeds.txt --no-header --column 1 -o door/seeds.numbers
+echo "+ vesk-analyze diffusion - door/pairs/current/dataset.bin ... > door/diffusion.log"
+"$bin/vesk-analyze" diffusion - door/pairs/current/dataset.bin --strict --set Seed=door/seeds.numbers \
+  --set OutputFileName=door/energy.csv > door/diffusion.log
+run "$bin/vesk" top door/energy.csv --seeds door/seeds.txt --dataset door/pairs/current/dataset.bin --ids door/ids.map -n 5
+
 step "a month of calls up to 30 January, and the calls of 5 February"
 run "$bin/vesk-generate" -n 1000000 -c 50000 --group-count 1000 --groups groups.txt --bad all=0.001 -o day1/calls
 run "$bin/vesk-generate" -n 50000 -c 50000 --group-count 1000 --start-date 2020-02-05 --days 1 --seed 2 -o day2/calls
@@ -225,6 +244,7 @@ run "$bin/vesk-inspect" stream sums.stream | sed -n 1,12p
 step "done; everything lies in build/demo"
 ls -l | awk 'NR > 1 { printf "%12s  %s\n", $5, $9 }'
 cat <<'NOTE'
+door/              a CSV file, its records, the state of a day, ids and energy
 day1/, day2/       record files            table.process     the tables, for the next day's run
 *.xml              parameter files         *.log             the loader's report lines
 day2.bin           dataset of the tables   pairsum.bin       dataset of the pairs

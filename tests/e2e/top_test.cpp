@@ -85,6 +85,17 @@ TEST_F(TopRun, MakesAListOfACsvFile) {
   EXPECT_GT(contacts, 10);
 }
 
+TEST_F(TopRun, AHyphenIsStandardOutput) {
+  folder.write("energy.csv", "Number,DA_DiffusedEnergy,WeightedInDegree\n1,0.5,1\n2,0.25,2\n");
+  const ProgramRun plain = run("vesk", {"top", "energy.csv"});
+  EXPECT_EQ(plain.status, 0) << plain.err;
+  EXPECT_THAT(plain.out, StartsWith("rank,id,energy,lift"));
+  EXPECT_EQ(run("vesk", {"top", "energy.csv", "-o", "-"}).out, plain.out);
+  EXPECT_FALSE(folder.has("-"));
+  EXPECT_EQ(run("vesk", {"convert", "energy.csv", "-o", "-", "--caller", "1", "--callee", "2"}).status, 1);
+  EXPECT_FALSE(folder.has("-"));
+}
+
 TEST_F(TopRun, SaysWhatIsMissing) {
   folder.write("e.csv", "Number,DA_DiffusedEnergy,WeightedInDegree\n1,1,1\n2,2,1\n");
   folder.write("s", "1\n");

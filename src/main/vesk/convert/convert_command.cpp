@@ -174,6 +174,8 @@ void addOptions(CLI::App& command, Action& action) {
   command.footer(footer);
   command.callback([raw, &command, &action] {
     readTexts(*raw, command);
+    if (raw->convert.output == "-")
+      throw CLI::ValidationError("-o", "the records need a file, the parameter files stand beside it");
     action = [raw](std::ostream& out, std::ostream&) { printReport(raw->convert, convertCalls(raw->convert), out); };
   });
 }

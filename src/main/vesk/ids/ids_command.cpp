@@ -72,11 +72,12 @@ void addOptions(CLI::App& command, Action& action) {
   command.add_option("--to-numbers", raw->toNumbers, "A CSV file in which ids become their numbers")->type_name("FILE");
   command.add_option("--column", raw->columns, "Its columns with ids: names, or numbers from 1")->type_name("COL,..");
   command.add_flag("--no-header", raw->noHeader, "Its first row is a record; columns are numbers");
-  command.add_option("-o,--output", raw->texts.output, "The file to write; otherwise standard output")
+  command.add_option("-o,--output", raw->texts.output, "The file to write; otherwise, and for -, standard output")
       ->type_name("FILE");
   command.footer(footer);
   command.callback([raw, &action] {
     readTexts(*raw);
+    if (raw->texts.output == "-") raw->texts.output.clear();
     action = [raw](std::ostream& out, std::ostream& err) { run(*raw, out, err); };
   });
 }

@@ -55,13 +55,16 @@ void addOptions(CLI::App& command, Action& action) {
   CLI::Option* perGroup = command.add_option("--per-group", options->perGroup, "Most members of a group in the list")
                               ->check(CLI::PositiveNumber.description(""));
   CLI::Option* withSeeds = command.add_flag("--with-seeds", options->withSeeds, "List seeds as well");
-  command.add_option("-o,--output", options->output, "The list; otherwise standard output")->type_name("OUT");
+  command.add_option("-o,--output", options->output, "The list; otherwise, and for -, standard output")
+      ->type_name("OUT");
   perGroup->needs("--groups");
   dataset->needs("--seeds");
   withSeeds->needs("--seeds");
   command.footer(footer);
-  command.callback(
-      [options, &action] { action = [options](std::ostream& out, std::ostream& err) { run(*options, out, err); }; });
+  command.callback([options, &action] {
+    if (options->output == "-") options->output.clear();
+    action = [options](std::ostream& out, std::ostream& err) { run(*options, out, err); };
+  });
 }
 
 }  // namespace
