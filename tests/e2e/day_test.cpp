@@ -6,7 +6,9 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <fstream>
 #include <nlohmann/json.hpp>
+#include <thread>
 
 #include "day_case.h"
 
@@ -321,6 +323,47 @@ TEST_F(DayTest, TheLockKeepsASecondRunOut) {
   EXPECT_EQ(run.status, 2);
   ::close(lock);
   EXPECT_EQ(day("in2", "2020-01-08").status, 0);
+}
+
+TEST_F(DayTest, OfTwoRunsAtOnceOneLoadsTheDay) {
+  writeFirstDay();
+  writeSecondDay();
+  ASSERT_EQ(firstDay().status, 0);
+  for (int round = 0; round < 5; ++round) {
+    ProgramRun runs[2];
+    {
+      std::thread other([&] { runs[1] = day("in2", "2020-01-08", {"--wait", "60"}); });
+      runs[0] = day("in2", "2020-01-08", {"--wait", "60"});
+      other.join();
+    }
+    EXPECT_THAT((std::vector<int>{runs[0].status, runs[1].status}), ::testing::UnorderedElementsAre(0, 2))
+        << runs[0].err << runs[1].err;
+    ASSERT_EQ(vesk({"day", "--rollback", "2020-01-07", "st"}).status, 0);
+  }
+}
+
+TEST_F(DayTest, AFileThatIsOpenStaysWhatItIs) {
+  writeFirstDay();
+  writeSecondDay();
+  ASSERT_EQ(firstDay().status, 0);
+  const std::string before = dataset();
+  std::ifstream open(folder.path("st/current/dataset.bin"), std::ios::binary);
+  ASSERT_EQ(day("in2", "2020-01-08", {"--keep", "1"}).status, 0);
+  EXPECT_FALSE(folder.has("st/generations/2020-01-07.1"));
+  EXPECT_EQ((std::string{std::istreambuf_iterator<char>(open), std::istreambuf_iterator<char>()}), before);
+}
+
+TEST_F(DayTest, AWrongUmaskMakesNoFilesForOthers) {
+  writeFirstDay();
+  const mode_t mask = ::umask(0);
+  const ProgramRun run = firstDay();
+  ::umask(mask);
+  ASSERT_EQ(run.status, 0);
+  for (const auto& entry : std::filesystem::recursive_directory_iterator(folder.path("st"))) {
+    struct stat status {};
+    ASSERT_EQ(::lstat(entry.path().c_str(), &status), 0);
+    EXPECT_TRUE(S_ISLNK(status.st_mode) || (status.st_mode & 027) == 0) << entry.path();
+  }
 }
 
 // ---- names that lead elsewhere
