@@ -19,8 +19,8 @@ struct RecordDates {
   std::uint32_t lastDay = 0;  ///< yyyymmdd, the last one that a record may have; 0: any
 };
 
-/// Decides whether a line is loaded. It refuses every line that the loader would omit, and those of which the loader
-/// would read something else than what stands there.
+/// Decides whether a line is loaded. It refuses every line that the loader would omit, and every line of which the
+/// loader would read another number than is written.
 ///
 /// Lifetime: keeps a reference to the settings.
 class LineExaminer {

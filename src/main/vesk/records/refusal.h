@@ -14,7 +14,7 @@ enum class Cause {
   Binary,          ///< holds a NUL
   Blank,           ///< a field is blank
   InnerBlank,      ///< a field is more than one word
-  InnerSeparator,  ///< a comma or a tab stands inside a field
+  InnerSeparator,  ///< a comma or a tab inside a field
   NotANumber,      ///< a field that is used is no decimal number, or an id is no whole number
   NumberTooLarge,  ///< an id is above 2^53
   ReservedNumber,  ///< -1 or -2 where the state uses it as a separator
