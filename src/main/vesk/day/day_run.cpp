@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <cerrno>
 #include <chrono>
 #include <future>
 #include <limits>
@@ -50,21 +51,19 @@ constexpr std::uint64_t parameterLimitBytes = std::uint64_t{1} << 24;
 
 // Copies a file of the generation before; a file system that can share the blocks does so.
 void copyFile(const std::string& from, const std::string& to) {
-  const int source = ::open(from.c_str(), O_RDONLY | O_NOFOLLOW | O_CLOEXEC);
-  if (source < 0) throw std::runtime_error(vesk_files::systemFailure(from, "open the file"));
-  const Descriptor in(source, from);
+  const Descriptor in = Descriptor::openRegular(from);
   const Descriptor out = Descriptor::openToWrite(to, 0640);
-  struct stat status {};
-  if (::fstat(source, &status) != 0 || !S_ISREG(status.st_mode)) throw std::runtime_error(from + ": no regular file");
-  for (auto left = static_cast<std::uint64_t>(status.st_size); left > 0;) {
-    const ssize_t count = ::copy_file_range(source, nullptr, out.get(), nullptr, left, 0);
-    if (count <= 0) throw std::runtime_error(vesk_files::systemFailure(to, "copy the state to it"));
+  for (std::uint64_t left = in.sizeBytes(); left > 0;) {
+    const ssize_t count = ::copy_file_range(in.get(), nullptr, out.get(), nullptr, left, 0);
+    if (count < 0 && errno == EINTR) continue;
+    if (count < 0) throw std::runtime_error(vesk_files::systemFailure(to, "copy the state to it"));
+    if (count == 0) throw std::runtime_error(from + ": became shorter while it was copied");
     left -= static_cast<std::uint64_t>(count);
   }
 }
 
 CardFile describeFile(const std::string& folder, const std::string& name) {
-  const Descriptor file = Descriptor::openToRead(folder + "/" + name);
+  const Descriptor file = Descriptor::openRegular(folder + "/" + name);
   return {name, file.sizeBytes(), vesk_files::sha256Of(file)};
 }
 
