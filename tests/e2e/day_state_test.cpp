@@ -117,8 +117,7 @@ TEST_F(DayStateTest, OtherThingsAmongTheGenerationsAreNotRemoved) {
   fs::copy(folder.path("st/generations/2020-01-07.1"), folder.path("st/generations/2020-01-07.1.copy"));
   const ProgramRun run = loadDay(9);
   EXPECT_EQ(run.status, 2);
-  EXPECT_EQ(run.err,
-            "vesk: st/generations holds 2020-01-07.1.copy, which is no generation; move it away\n");
+  EXPECT_EQ(run.err, "vesk: st/generations holds 2020-01-07.1.copy, which is no generation; move it away\n");
   EXPECT_TRUE(hasGeneration("2020-01-07.1.copy/process"));
 }
 
