@@ -75,7 +75,7 @@ TEST(LoaderLogTest, ErrorsWarningsAndCounts) {
                    "Log;|1;|Stats for file: a\n12 lines scanned, no problem found \n;|LogEnd\n"
                    "Error;|1201;|p;|write_process_file, Cannot open file p;|ErrorEnd\nError;|1303;|Error writing "
                    "process file ;|ErrorEnd\n");
-  const LoaderReports reports = readLoaderLog(log);
+  const LoaderReports reports = readLoaderLog(log, "a");
   EXPECT_THAT(reports.errors,
               ElementsAre("1201: write_process_file, Cannot open file p", "1303: Error writing process file "));
   EXPECT_THAT(reports.warnings, ElementsAre("1371: read_process_file: negative caller id -3, line 2"));

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <filesystem>
 #include <set>
+#include <string_view>
 
 #include "command.h"
 #include "day/state_settings.h"
@@ -141,6 +142,17 @@ void requireSameSettings(const std::map<std::string, std::string>& settings, con
 }
 
 void requireNewInputs(const std::vector<LedgerInput>& inputs, const DayBase& base, const Ledger& ledger) {
+  // Ten thousand files a day make millions of hashes, so those of the ledger are looked at once.
+  std::set<std::string_view> loaded;
+  std::set<std::string_view> now;
+  for (const LedgerInput& input : inputs) now.insert(input.contentSha256);
+  for (const LedgerLine* const day : base.days) {
+    for (const LedgerInput& input : day->inputs) {
+      for (const std::string_view hash : {std::string_view(input.sha256), std::string_view(input.contentSha256)}) {
+        if (now.contains(hash)) loaded.insert(hash);
+      }
+    }
+  }
   std::map<std::string, std::string> names;
   for (const LedgerInput& input : inputs) {
     if (input.lines == 0) continue;
@@ -149,6 +161,7 @@ void requireNewInputs(const std::vector<LedgerInput>& inputs, const DayBase& bas
       refuse("the input has the same records twice, as " + vesk_files::printable(other->second) + " and as " +
              vesk_files::printable(input.name));
     }
+    if (!loaded.contains(input.contentSha256)) continue;
     const LedgerInput* before = nullptr;
     const LedgerLine* const day = findContent(base, input.contentSha256, before);
     if (day != nullptr) refuseLoaded(input.name, *before, *day, ledger);

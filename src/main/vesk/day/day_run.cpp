@@ -148,6 +148,7 @@ class DayRun {
   void openState() {
     state = std::make_unique<StateFolder>(StateFolder::forRun(options.state, options.isNew, options.waitSeconds));
     for (const std::string& found : state->recover()) remark(found);
+    listFiles();  // files can have come and gone while the run waited for the lock
   }
 
   void chooseStart() {
@@ -204,10 +205,10 @@ class DayRun {
       checking = std::async(std::launch::async, [&] { return checkPartitions(loaderHasEnded); });
       feedAll(pipe, loader, rejects);
       pipe.close();
-      finishLoader(loader);
+      finishLoader(loader, pipe);
     } catch (const LoaderEnded& ended) {
       loaderHasEnded = true;
-      finishLoader(loader);
+      finishLoader(loader, pipe);
       throw std::runtime_error(ended.what());
     } catch (...) {
       loaderHasEnded = true;  // what the check then finds is a consequence
@@ -302,6 +303,20 @@ class DayRun {
     for (std::size_t partition = 1; partition < names->partitions(); ++partition) {
       requireSame(first, pass(partition, nullptr));
     }
+    requireSameFiles();
+  }
+
+  // A file that came while the others were read is not in this day.
+  void requireSameFiles() const {
+    const std::vector<InputFile> now = listInput(options.input);
+    for (const InputFile& file : now) {
+      if (!std::ranges::binary_search(files, file.name, {}, &InputFile::name))
+        dataError(vesk_files::printable(file.path) + ": came while the input was read; run again when it is complete");
+    }
+    if (now.size() != files.size()) {
+      dataError(vesk_files::printable(options.input) +
+                ": files went away while the input was read; run again when it is complete");
+    }
   }
 
   void take(const FeedResult& result, const RejectFile& rejects) {
@@ -348,10 +363,10 @@ class DayRun {
     }
   }
 
-  void finishLoader(LoaderProcess& loader) {
+  void finishLoader(LoaderProcess& loader, const RecordPipe& pipe) {
     const LoaderEnd end = loader.wait();
     report.line.peakMemoryBytes = end.peakMemoryBytes;
-    const LoaderReports reports = readLoaderLog(inWork(LoaderLogName));
+    const LoaderReports reports = readLoaderLog(inWork(LoaderLogName), pipe.getPath());
     if (end.status != 0) throw std::runtime_error(whyLoaderFailed(end, reports));
     const std::uint64_t passes = names->partitions();
     if (reports.linesOmitted != 0 || reports.linesScanned != report.line.accepted % loaderLineLimit * passes) {
