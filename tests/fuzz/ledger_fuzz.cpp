@@ -32,8 +32,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   try {
     const vesk::Ledger ledger(text, "ledger");
     REQUIRE(ledger.wholeBytes() <= size && ledger.hasCutLine() == (ledger.wholeBytes() < size));
-    REQUIRE(ledger.getLines().size() ==
-            static_cast<std::size_t>(std::count(text.begin(), text.end(), '\n')));
+    REQUIRE(ledger.getLines().size() == static_cast<std::size_t>(std::count(text.begin(), text.end(), '\n')));
     for (const vesk::LedgerLine& line : ledger.getLines()) {
       REQUIRE(vesk::isGenerationName(line.generation) && line.generation.starts_with(line.date + "."));
       REQUIRE(line.parent.empty() || vesk::isGenerationName(line.parent));

@@ -1,6 +1,6 @@
-// Any bytes as a record file, under settings that the first bytes choose: its lines do not depend on the blocks in which
-// they are read; of those that the examiner accepts the loader omits none, and reads every number that it uses as it is
-// written.
+// Any bytes as a record file, under settings that the first bytes choose: its lines do not depend on the blocks in
+// which they are read; of those that the examiner accepts the loader omits none, and reads every number that it uses as
+// it is written.
 
 #include <algorithm>
 #include <array>
@@ -44,9 +44,10 @@ LoaderSettings settingsOf(ByteChoices& choices) {
   const std::uint32_t operations = kind == 1 ? 1 : 1 + choices.below(3);
   for (std::uint32_t i = 0; i < operations; ++i) {
     constexpr std::array<const char*, 6> conditions = {"NoCondition", "EQ", "LE", "GE", "GT", "LT"};
-    settings.operationNames.emplace_back(kind == 0   ? "CyclicAdd"
-                                         : kind == 1 ? "PairSum"
-                                                     : choices.below(2) == 1 ? "Add" : "Count");
+    settings.operationNames.emplace_back(kind == 0               ? "CyclicAdd"
+                                         : kind == 1             ? "PairSum"
+                                         : choices.below(2) == 1 ? "Add"
+                                                                 : "Count");
     settings.operationInputs.push_back(field());
     settings.operationOutputs.push_back(static_cast<std::int32_t>(choices.below(3)));
     settings.operationConditions.emplace_back(conditions[choices.below(conditions.size())]);
