@@ -3,9 +3,11 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdint>
 #include <filesystem>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "support/program_run.h"
@@ -93,6 +95,17 @@ class DayCase : public ::testing::Test {
     }
     std::sort(names.begin(), names.end());
     return names;
+  }
+
+  /// Waits until a run has listed its input and has begun to read it.
+  void waitForWork() const {
+    const auto hasWork = [this] {
+      if (!folder.has("st")) return false;
+      const std::vector<std::string> names = namesInState();
+      return std::any_of(names.begin(), names.end(),
+                         [](const std::string& name) { return name.starts_with(".work-"); });
+    };
+    while (!hasWork()) std::this_thread::yield();
   }
 
   TemporaryFolder folder;

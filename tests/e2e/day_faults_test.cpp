@@ -197,7 +197,7 @@ TEST_F(DayFaultsTest, MemoryLimitsLeaveTheState) {
 }
 
 TEST_F(DayFaultsTest, AGenerationThatCannotBeRemovedIsARemark) {
-  const std::string stuck = folder.path("st/generations/2020-01-07.1");
+  const std::string stuck = folder.path("st/.old-2020-01-07.1");
   ProgramRun run;
   {
     const WriteFault fault("vesk", 0, "stuck", folder.path("count"));
@@ -207,6 +207,7 @@ TEST_F(DayFaultsTest, AGenerationThatCannotBeRemovedIsARemark) {
   EXPECT_THAT(run.err, HasSubstr("2020-01-07.1: cannot remove: "));
   EXPECT_EQ(current(), "2020-01-08.1");
   EXPECT_TRUE(std::filesystem::exists(stuck));
+  EXPECT_FALSE(folder.has("st/generations/2020-01-07.1")) << "what is left of it is no generation";
 }
 
 }  // namespace

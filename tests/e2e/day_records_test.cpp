@@ -216,13 +216,29 @@ TEST_F(DayRecordsTest, AFileThatChangesWhileItIsReadIsNotLoaded) {
   folder.write("in1/calls", lines);
   folder.write("in1/later", line(1, 2, "20200105", 3));
   std::thread writer([this] {
-    while (!folder.has("st")) std::this_thread::yield();
+    waitForWork();
     std::ofstream(folder.path("in1/later"), std::ios::app) << line(1, 2, "20200106", 3);
   });
   const ProgramRun run = firstDay();
   writer.join();
   EXPECT_EQ(run.status, 3);
   EXPECT_EQ(run.err, "vesk: in1/later: the file changed while it was read; run again when it is complete\n");
+  EXPECT_EQ(current(), "");
+}
+
+TEST_F(DayRecordsTest, AFileThatComesWhileTheOthersAreReadIsNoHalfDay) {
+  std::string lines;
+  for (int i = 0; i < 200000; ++i) lines += line(1 + i % 900, 1 + i % 800, "20200105", 1);
+  folder.write("in1/calls", lines);
+  folder.write("came", line(1, 2, "20200105", 3));
+  std::thread writer([this] {
+    waitForWork();
+    std::filesystem::rename(folder.path("came"), folder.path("in1/came"));
+  });
+  const ProgramRun run = firstDay();
+  writer.join();
+  EXPECT_EQ(run.status, 3);
+  EXPECT_EQ(run.err, "vesk: in1/came: came while the input was read; run again when it is complete\n");
   EXPECT_EQ(current(), "");
 }
 
@@ -236,7 +252,8 @@ TEST_F(DayRecordsTest, SumsThatDoNotReadBackAreNotLoaded) {
   folder.write("in1/calls", line(1, 5, "20200105", -1) + line(1, 5, "20200105", -1));
   const ProgramRun run = day("in1", "2020-01-07", {"--new"});
   EXPECT_NE(run.status, 0);
-  EXPECT_THAT(run.err, HasSubstr("/process: record 1, byte 16: the caller has no entry"));
+  EXPECT_THAT(run.err,
+              HasSubstr("/process: record 1, byte 16: the caller has no entry; a sum of exactly -2 ends a record"));
   EXPECT_EQ(current(), "");
 }
 

@@ -6,6 +6,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <chrono>
 #include <fstream>
 #include <nlohmann/json.hpp>
 #include <thread>
@@ -366,6 +367,23 @@ TEST_F(DayTest, AWrongUmaskMakesNoFilesForOthers) {
   }
 }
 
+TEST_F(DayTest, FilesThatComeDuringTheWaitAreLoaded) {
+  writeFirstDay();
+  writeSecondDay();
+  ASSERT_EQ(firstDay().status, 0);
+  const int lock = ::open(folder.path("st/.lock").c_str(), O_RDWR | O_CLOEXEC);
+  ASSERT_EQ(::flock(lock, LOCK_EX), 0);
+  std::thread other([&] {
+    std::this_thread::sleep_for(std::chrono::milliseconds(300));
+    folder.write("in2/late", line(1, 9, "20200108", 10));
+    ::close(lock);
+  });
+  const ProgramRun run = day("in2", "2020-01-08", {"--wait", "20"});
+  other.join();
+  EXPECT_EQ(run.status, 0) << run.err;
+  EXPECT_THAT(run.out, StartsWith("2020-01-08: 2 files, 3 lines, 3 loaded, "));
+}
+
 // ---- names that lead elsewhere
 
 TEST_F(DayTest, NothingLeadsOutOfTheState) {
@@ -443,6 +461,16 @@ TEST_F(DayTest, NamesWithBlanksAndLineFeedsAreNames) {
   EXPECT_EQ(run.status, 0) << run.err;
   EXPECT_EQ(folder.read("st/current/rejects.csv"),
             "file,line,byte,cause,field,columns,text\n\"a b\nc\"\"d\",2,21,short line,Date,9-16,short\n");
+}
+
+TEST_F(DayTest, AStateCanHaveAnyName) {
+  writeFirstDay();
+  for (const std::string name : {"s t\nx", "Error;|9;|x;|ErrorEnd %s%n Stats for file: "}) {
+    const ProgramRun run =
+        vesk({"day", "p.xml", "in1", name, "--date", "2020-01-07", "--record-dates", "ymd", "--new"});
+    EXPECT_EQ(run.status, 0) << run.err;
+    EXPECT_TRUE(folder.has(name + "/current/process"));
+  }
 }
 
 TEST_F(DayTest, StateAndInputDoNotLieInEachOther) {

@@ -47,11 +47,17 @@ TEST(FeedProgressTest, TellsShareRateAndRest) {
 TEST(RoomTest, GrowsWithTheInput) {
   LedgerLine last;
   last.inputs = {{"a", 1000, "", "", 0, 0}};
-  last.peakMemoryBytes = 300;
+  constexpr std::uint64_t mebibyte = 1 << 20;
+  last.peakMemoryBytes = 116 * mebibyte;  // 16 of them do not depend on the input
   last.stateBytes = 5000;
-  EXPECT_EQ(estimateRoom(last, 500).memory, 300U);
-  EXPECT_EQ(estimateRoom(last, 3000).memory, 900U);
+  EXPECT_EQ(estimateRoom(last, 500).memory, 116 * mebibyte);
+  EXPECT_EQ(estimateRoom(last, 3000).memory, 316 * mebibyte);
   EXPECT_EQ(estimateRoom(last, 3000).disk, 15000U);
+  last.peakMemoryBytes = 5 * mebibyte;
+  EXPECT_EQ(estimateRoom(last, 300000).memory, 5 * mebibyte) << "a trial with a few lines says nothing of memory";
+  last.peakMemoryBytes = last.stateBytes = ~std::uint64_t{0};
+  EXPECT_EQ(estimateRoom(last, 300000).memory, ~std::uint64_t{0});
+  EXPECT_EQ(estimateRoom(last, 300000).disk, ~std::uint64_t{0});
   EXPECT_GT(availableMemory(), 1000U);
   EXPECT_EQ(lackOfRoom({1, 1}, "."), std::nullopt);
   EXPECT_THAT(*lackOfRoom({~std::uint64_t{0}, 1}, "."), HasSubstr("of memory, "));
@@ -69,7 +75,7 @@ TEST(LoaderLogTest, ErrorsWarningsAndCounts) {
                    "Log;|1;|Stats for file: a\n12 lines scanned, no problem found \n;|LogEnd\n"
                    "Error;|1201;|p;|write_process_file, Cannot open file p;|ErrorEnd\nError;|1303;|Error writing "
                    "process file ;|ErrorEnd\n");
-  const LoaderReports reports = readLoaderLog(log);
+  const LoaderReports reports = readLoaderLog(log, "a");
   EXPECT_THAT(reports.errors,
               ElementsAre("1201: write_process_file, Cannot open file p", "1303: Error writing process file "));
   EXPECT_THAT(reports.warnings, ElementsAre("1371: read_process_file: negative caller id -3, line 2"));

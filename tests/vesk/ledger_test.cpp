@@ -77,6 +77,9 @@ TEST(LedgerTest, EveryWrongMemberIsNamed) {
   bad["settings"]["CyclicTableSize"] = "21";
   EXPECT_EQ(refusalOf(bad.dump()), "the hash of the settings is not that of the settings");
   bad = good;
+  bad["finished"] = "2026-11-22T01:02:0\x1B";
+  EXPECT_EQ(refusalOf(bad.dump()), "the member finished is no time");
+  bad = good;
   bad["lines"] = -1;
   EXPECT_EQ(refusalOf(bad.dump()), "the member lines is no count");
   EXPECT_EQ(refusalOf("{"), "it is no JSON text");

@@ -103,6 +103,28 @@ TEST(LineExaminerTest, IdsAreExactInADouble) {
   EXPECT_EQ(callee("12345678901234567"), "number above 2^53 Callee");
   EXPECT_EQ(callee("99999999999999999999"), "number above 2^53 Callee");
   EXPECT_EQ(callee("-9007199254740993"), "number above 2^53 Callee");
+  EXPECT_EQ(callee("9007199254740992.5"), "not a number Callee") << "its double is whole";
+  EXPECT_EQ(callee("1.00000000000000001"), "not a number Callee");
+  EXPECT_EQ(callee("12.00"), "");
+}
+
+TEST(LineExaminerTest, MultiplicitiesAreThoseThatTheLoaderCounts) {
+  LoaderSettings settings = tableSettings();
+  settings.fieldStarts = {0, 4, 8, 16};
+  settings.fieldEnds = {3, 7, 15, 27};
+  settings.multiplicityField = 3;
+  settings.payloadInputs.clear();
+  const auto multiplicity = [&](const std::string& text) {
+    return causeOf(settings, ymd, "   1   520200105" + std::string(12 - text.size(), ' ') + text);
+  };
+  EXPECT_EQ(multiplicity("2147483648"), "") << "a table takes as many entries as it holds";
+  settings.cyclicTableSize = 0;
+  settings.dateField = -1;
+  settings.operationNames = {"Count"};
+  EXPECT_EQ(multiplicity("2147483647"), "");
+  EXPECT_EQ(multiplicity("2147483648"), "multiplicity above 2^31 - 1 Seconds");
+  EXPECT_EQ(multiplicity("1.5"), "not a number Seconds");
+  EXPECT_EQ(multiplicity("0"), "");
 }
 
 TEST(LineExaminerTest, DatesAreDaysOfTheCalendar) {

@@ -59,6 +59,15 @@ Descriptor Descriptor::openToRead(const std::string& path) {
   return {openOrFail(path, O_RDONLY, 0, "open the file"), path};
 }
 
+Descriptor Descriptor::openRegular(const std::string& path) {
+  // Without O_NONBLOCK the opening of a pipe would wait for its other end.
+  Descriptor file(openOrFail(path, O_RDONLY | O_NOFOLLOW | O_NONBLOCK, 0, "open the file"), path);
+  struct stat status {};
+  if (::fstat(file.get(), &status) != 0) fail(path, "read what it is");
+  if (!S_ISREG(status.st_mode)) throw std::runtime_error(path + ": no regular file");
+  return file;
+}
+
 Descriptor Descriptor::openToWrite(const std::string& path, unsigned permissions) {
   return {openOrFail(path, O_WRONLY | O_CREAT | O_TRUNC | O_NOFOLLOW, permissions, "open the file for writing"), path};
 }
@@ -95,13 +104,16 @@ std::uint64_t Descriptor::sizeBytes() const {
 }
 
 std::string readWholeFile(const std::string& path, std::uint64_t limitBytes) {
-  const Descriptor file = Descriptor::openToRead(path);
+  return readWhole(Descriptor::openToRead(path), limitBytes);
+}
+
+std::string readWhole(const Descriptor& file, std::uint64_t limitBytes) {
   std::string content;
   std::string block(std::size_t{1} << 16, '\0');
   while (const std::size_t size = file.read(block.data(), block.size())) {
     content.append(block, 0, size);
     if (content.size() > limitBytes) {
-      throw std::runtime_error(path + ": more than " + std::to_string(limitBytes) + " bytes");
+      throw std::runtime_error(file.getName() + ": more than " + std::to_string(limitBytes) + " bytes");
     }
   }
   return content;

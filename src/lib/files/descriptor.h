@@ -25,6 +25,8 @@ class Descriptor {
   Descriptor& operator=(const Descriptor&) = delete;
 
   static Descriptor openToRead(const std::string& path);
+  /// Opens a regular file. A symbolic link, a pipe or a device is an error before its first byte is read.
+  static Descriptor openRegular(const std::string& path);
   /// Makes a new file or replaces the content of an old one; does not follow a symbolic link at `path`.
   static Descriptor openToWrite(const std::string& path, unsigned permissions = 0666);
 
@@ -48,6 +50,9 @@ class Descriptor {
 
 /// The content of a file. A file of more than `limitBytes` is an error.
 std::string readWholeFile(const std::string& path, std::uint64_t limitBytes = std::uint64_t{1} << 30);
+
+/// The same for a file that is open, from its position on.
+std::string readWhole(const Descriptor& file, std::uint64_t limitBytes = std::uint64_t{1} << 30);
 
 /// Writes a file so that at any moment the old or the new content is there: a temporary file beside it is written,
 /// synced and renamed, then the folder is synced. A failure removes the temporary file.

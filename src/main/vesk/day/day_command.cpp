@@ -80,8 +80,14 @@ void requireOutputName(const std::string& name) {
 void runAndReport(const DayOptions& options, std::ostream& out, std::ostream& err) {
   requireSeparatePaths(options);
   DayReport report;
+  // The status tells of the state, and the report comes after it: what hinders the report is a remark.
   const auto writeJson = [&] {
-    if (!options.json.empty()) vesk_files::replaceFile(options.json, report.json());
+    if (options.json.empty()) return;
+    try {
+      vesk_files::replaceFile(options.json, report.json());
+    } catch (const std::exception& error) {
+      err << "vesk: " << error.what() << "; there is no report of this run\n";
+    }
   };
   const auto writeFailure = [&](Status status, const char* message) {
     report.status = status;
@@ -126,7 +132,7 @@ void rollbackState(const RawOptions& raw, std::ostream& out, std::ostream& err) 
                                               raw.places.front() + " shows those that are");
   }
   if (generation == state.getCurrent()) throw CommandFailure(Status::Refused, generation + " is current already");
-  state.rollback(generation, utcNow());
+  for (const std::string& text : state.rollback(generation)) err << "vesk: " << text << '\n';
   out << "generation " << generation << " is current: " << vesk_files::printable(state.getPath()) << "/current\n";
 }
 

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <filesystem>
 #include <set>
+#include <string_view>
 
 #include "command.h"
 #include "day/state_settings.h"
@@ -42,6 +43,21 @@ const LedgerLine* findContent(const DayBase& base, const std::string& hash, cons
     }
   }
   return nullptr;
+}
+
+// Those of the hashes that an input of the state has. Ten thousand files a day make millions of hashes in the ledger,
+// so they are passed over once.
+std::set<std::string_view> loadedOf(const std::set<std::string_view>& hashes, const DayBase& base) {
+  std::set<std::string_view> loaded;
+  for (const LedgerLine* const day : base.days) {
+    for (const LedgerInput& input : day->inputs) {
+      for (const std::string_view hash : {std::string_view(input.sha256), std::string_view(input.contentSha256)}) {
+        const auto found = hashes.find(hash);
+        if (found != hashes.end()) loaded.insert(*found);
+      }
+    }
+  }
+  return loaded;
 }
 
 [[noreturn]] void refuseLoaded(const std::string& name, const LedgerInput& before, const LedgerLine& day,
@@ -141,6 +157,9 @@ void requireSameSettings(const std::map<std::string, std::string>& settings, con
 }
 
 void requireNewInputs(const std::vector<LedgerInput>& inputs, const DayBase& base, const Ledger& ledger) {
+  std::set<std::string_view> hashes;
+  for (const LedgerInput& input : inputs) hashes.insert(input.contentSha256);
+  const std::set<std::string_view> loaded = loadedOf(hashes, base);
   std::map<std::string, std::string> names;
   for (const LedgerInput& input : inputs) {
     if (input.lines == 0) continue;
@@ -149,6 +168,7 @@ void requireNewInputs(const std::vector<LedgerInput>& inputs, const DayBase& bas
       refuse("the input has the same records twice, as " + vesk_files::printable(other->second) + " and as " +
              vesk_files::printable(input.name));
     }
+    if (!loaded.contains(input.contentSha256)) continue;
     const LedgerInput* before = nullptr;
     const LedgerLine* const day = findContent(base, input.contentSha256, before);
     if (day != nullptr) refuseLoaded(input.name, *before, *day, ledger);
@@ -160,11 +180,19 @@ void requireNewFiles(const std::vector<InputFile>& files, const DayBase& base, c
   for (const LedgerLine* const day : base.days) {
     for (const LedgerInput& input : day->inputs) sizes.insert(input.bytes);
   }
+  std::vector<std::pair<const InputFile*, std::string>> candidates;
   for (const InputFile& file : files) {
     if (file.bytes == 0 || !sizes.contains(file.bytes)) continue;
+    candidates.emplace_back(&file, vesk_files::sha256Of(openInput(file)));
+  }
+  std::set<std::string_view> hashes;
+  for (const auto& [file, hash] : candidates) hashes.insert(hash);
+  const std::set<std::string_view> loaded = loadedOf(hashes, base);
+  for (const auto& [file, hash] : candidates) {
+    if (!loaded.contains(hash)) continue;
     const LedgerInput* before = nullptr;
-    const LedgerLine* const day = findContent(base, vesk_files::sha256Of(openInput(file)), before);
-    if (day != nullptr) refuseLoaded(file.name, *before, *day, ledger);
+    const LedgerLine* const day = findContent(base, hash, before);
+    if (day != nullptr) refuseLoaded(file->name, *before, *day, ledger);
   }
 }
 

@@ -18,6 +18,7 @@ namespace vesk {
 namespace {
 
 constexpr int causeWidth = 28;
+constexpr int deepestReport = 16;  // a hostile one must not exhaust the stack
 
 void printRow(std::ostream& out, const std::string& name, const std::string& value) {
   out << "  " << name << std::string(causeWidth > name.size() ? causeWidth - name.size() : 1, ' ') << value << '\n';
@@ -47,7 +48,12 @@ std::string DayReport::json() const {
 
 StoredReport readStoredReport(const std::string& path) {
   try {
-    const auto json = nlohmann::ordered_json::parse(vesk_files::readWholeFile(path));
+    const auto limitDepth = [](int depth, nlohmann::ordered_json::parse_event_t, nlohmann::ordered_json&) {
+      if (depth > deepestReport) throw std::runtime_error("it is nested too deeply");
+      return true;
+    };
+    const auto json =
+        nlohmann::ordered_json::parse(vesk_files::readWhole(vesk_files::Descriptor::openRegular(path)), limitDepth);
     StoredReport report;
     report.line = readLedgerLine(json.at("ledger").dump());
     for (const auto& file : json.at("files")) {

@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <cerrno>
 #include <chrono>
 #include <future>
 #include <limits>
@@ -50,21 +51,19 @@ constexpr std::uint64_t parameterLimitBytes = std::uint64_t{1} << 24;
 
 // Copies a file of the generation before; a file system that can share the blocks does so.
 void copyFile(const std::string& from, const std::string& to) {
-  const int source = ::open(from.c_str(), O_RDONLY | O_NOFOLLOW | O_CLOEXEC);
-  if (source < 0) throw std::runtime_error(vesk_files::systemFailure(from, "open the file"));
-  const Descriptor in(source, from);
+  const Descriptor in = Descriptor::openRegular(from);
   const Descriptor out = Descriptor::openToWrite(to, 0640);
-  struct stat status {};
-  if (::fstat(source, &status) != 0 || !S_ISREG(status.st_mode)) throw std::runtime_error(from + ": no regular file");
-  for (auto left = static_cast<std::uint64_t>(status.st_size); left > 0;) {
-    const ssize_t count = ::copy_file_range(source, nullptr, out.get(), nullptr, left, 0);
-    if (count <= 0) throw std::runtime_error(vesk_files::systemFailure(to, "copy the state to it"));
+  for (std::uint64_t left = in.sizeBytes(); left > 0;) {
+    const ssize_t count = ::copy_file_range(in.get(), nullptr, out.get(), nullptr, left, 0);
+    if (count < 0 && errno == EINTR) continue;
+    if (count < 0) throw std::runtime_error(vesk_files::systemFailure(to, "copy the state to it"));
+    if (count == 0) throw std::runtime_error(from + ": became shorter while it was copied");
     left -= static_cast<std::uint64_t>(count);
   }
 }
 
 CardFile describeFile(const std::string& folder, const std::string& name) {
-  const Descriptor file = Descriptor::openToRead(folder + "/" + name);
+  const Descriptor file = Descriptor::openRegular(folder + "/" + name);
   return {name, file.sizeBytes(), vesk_files::sha256Of(file)};
 }
 
@@ -149,6 +148,7 @@ class DayRun {
   void openState() {
     state = std::make_unique<StateFolder>(StateFolder::forRun(options.state, options.isNew, options.waitSeconds));
     for (const std::string& found : state->recover()) remark(found);
+    listFiles();  // files can have come and gone while the run waited for the lock
   }
 
   void chooseStart() {
@@ -205,10 +205,10 @@ class DayRun {
       checking = std::async(std::launch::async, [&] { return checkPartitions(loaderHasEnded); });
       feedAll(pipe, loader, rejects);
       pipe.close();
-      finishLoader(loader);
+      finishLoader(loader, pipe);
     } catch (const LoaderEnded& ended) {
       loaderHasEnded = true;
-      finishLoader(loader);
+      finishLoader(loader, pipe);
       throw std::runtime_error(ended.what());
     } catch (...) {
       loaderHasEnded = true;  // what the check then finds is a consequence
@@ -303,6 +303,20 @@ class DayRun {
     for (std::size_t partition = 1; partition < names->partitions(); ++partition) {
       requireSame(first, pass(partition, nullptr));
     }
+    requireSameFiles();
+  }
+
+  // A file that came while the others were read is not in this day.
+  void requireSameFiles() const {
+    const std::vector<InputFile> now = listInput(options.input);
+    for (const InputFile& file : now) {
+      if (!std::ranges::binary_search(files, file.name, {}, &InputFile::name))
+        dataError(vesk_files::printable(file.path) + ": came while the input was read; run again when it is complete");
+    }
+    if (now.size() != files.size()) {
+      dataError(vesk_files::printable(options.input) +
+                ": files went away while the input was read; run again when it is complete");
+    }
   }
 
   void take(const FeedResult& result, const RejectFile& rejects) {
@@ -349,10 +363,10 @@ class DayRun {
     }
   }
 
-  void finishLoader(LoaderProcess& loader) {
+  void finishLoader(LoaderProcess& loader, const RecordPipe& pipe) {
     const LoaderEnd end = loader.wait();
     report.line.peakMemoryBytes = end.peakMemoryBytes;
-    const LoaderReports reports = readLoaderLog(inWork(LoaderLogName));
+    const LoaderReports reports = readLoaderLog(inWork(LoaderLogName), pipe.getPath());
     if (end.status != 0) throw std::runtime_error(whyLoaderFailed(end, reports));
     const std::uint64_t passes = names->partitions();
     if (reports.linesOmitted != 0 || reports.linesScanned != report.line.accepted % loaderLineLimit * passes) {

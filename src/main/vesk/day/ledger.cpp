@@ -3,8 +3,10 @@
 #include <algorithm>
 #include <nlohmann/json.hpp>
 #include <stdexcept>
+#include <string_view>
 
 #include "day/calendar_day.h"
+#include "files/printable.h"
 #include "files/sha256.h"
 
 namespace vesk {
@@ -12,6 +14,14 @@ namespace vesk {
 namespace {
 
 using Json = nlohmann::ordered_json;
+
+// YYYY-MM-DDThh:mm:ssZ. The text is shown to people, so it must be nothing else.
+bool isUtcTime(const std::string& text) {
+  constexpr std::string_view form = "0000-00-00T00:00:00Z";
+  return text.size() == form.size() && std::equal(text.begin(), text.end(), form.begin(), [](char c, char place) {
+           return place == '0' ? c >= '0' && c <= '9' : c == place;
+         });
+}
 
 // Reads the members of one JSON object.
 class Members {
@@ -48,6 +58,11 @@ class Members {
   std::string generation(const char* name) const {
     std::string value = text(name);
     if (!isGenerationName(value)) fail(name, "is no generation");
+    return value;
+  }
+  std::string time(const char* name) const {
+    std::string value = text(name);
+    if (!isUtcTime(value)) fail(name, "is no time");
     return value;
   }
   const Json& list(const char* name) const {
@@ -95,11 +110,11 @@ LedgerLine lineOf(const Json& json) {
   line.date = line.generation.substr(0, line.generation.find('.'));
   if (members.text("date") != line.date) throw std::runtime_error("the date is not that of the generation");
   if (!members.get("parent").is_null()) line.parent = members.generation("parent");
-  line.finished = members.text("finished");
+  line.finished = members.time("finished");
   if (line.action == LedgerLine::Action::Rollback) return line;
   line.version = members.text("version");
   for (const auto& [name, value] : members.nested("settings").items()) {
-    if (!value.is_string()) throw std::runtime_error("the setting " + name + " is no text");
+    if (!value.is_string()) throw std::runtime_error("the setting " + vesk_files::printable(name) + " is no text");
     line.settings[name] = value.get<std::string>();
   }
   if (members.text("settings_sha256") != hashOf(line.settings)) {

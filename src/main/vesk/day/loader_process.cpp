@@ -120,7 +120,7 @@ LoaderEnd LoaderProcess::wait() {
   return *end;
 }
 
-LoaderReports readLoaderLog(const std::string& path) {
+LoaderReports readLoaderLog(const std::string& path, const std::string& recordFile) {
   const std::string text = vesk_files::readWholeFile(path);
   LoaderReports reports;
   const std::string_view all = text;
@@ -135,12 +135,12 @@ LoaderReports readLoaderLog(const std::string& path) {
   };
   collect("Error;|", ";|ErrorEnd", reports.errors);
   collect("Warning;|", ";|WarningEnd", reports.warnings);
-  constexpr std::string_view statistics = "Stats for file: ";
+  // The name of the file can hold anything, also line feeds and the words themselves.
+  const std::string statistics = "Stats for file: " + recordFile + "\n";
   for (std::size_t place = all.find(statistics); place != std::string_view::npos;
        place = all.find(statistics, place + 1)) {
-    const std::size_t line = all.find('\n', place);
-    if (line == std::string_view::npos) break;
-    const std::string_view counts = all.substr(line + 1, all.find('\n', line + 1) - line);
+    const std::size_t line = place + statistics.size();
+    const std::string_view counts = all.substr(line, all.find('\n', line) - line);
     reports.linesScanned += numberBefore(counts, " lines ");
     reports.linesOmitted += numberBefore(counts, " omitted ");
   }

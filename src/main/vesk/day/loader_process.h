@@ -46,8 +46,9 @@ struct LoaderReports {
   std::uint64_t linesOmitted = 0;
 };
 
-/// Reads the log of a loader run. Errors: std::runtime_error when it cannot be read.
-LoaderReports readLoaderLog(const std::string& path);
+/// Reads the log of a loader run on one record file, by the name that the loader was given.
+/// Errors: std::runtime_error when the log cannot be read.
+LoaderReports readLoaderLog(const std::string& path, const std::string& recordFile);
 
 }  // namespace vesk
 

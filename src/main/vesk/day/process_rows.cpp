@@ -18,7 +18,7 @@ constexpr double recordEnd = -1.0;
 }  // namespace
 
 NumberStream::NumberStream(const std::string& path, IsWritten isWritten)
-    : file(vesk_files::Descriptor::openToRead(path)), fileIsWritten(std::move(isWritten)), block(blockNumbers) {}
+    : file(vesk_files::Descriptor::openRegular(path)), fileIsWritten(std::move(isWritten)), block(blockNumbers) {}
 
 // 0 at the end of the finished file only.
 std::size_t NumberStream::readOn(char* data, std::size_t size) {

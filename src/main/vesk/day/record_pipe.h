@@ -26,6 +26,8 @@ class RecordPipe {
   explicit RecordPipe(const std::string& folderPath);
 
   const std::string& getFolder() const { return folder; }
+  /// The pipe itself, as the loader names it.
+  const std::string& getPath() const { return path; }
 
   /// Waits until the loader reads from the pipe, and puts another pipe in its place for the next partition: an end that
   /// is closed must never be taken up by the reader of the partition before.

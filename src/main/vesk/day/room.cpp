@@ -16,6 +16,7 @@ namespace vesk {
 
 namespace {
 
+constexpr std::uint64_t fixedMemory = std::uint64_t{16} << 20;  // of the loader with any input
 constexpr std::uint64_t unlimited = std::numeric_limits<std::uint64_t>::max();
 
 // The number in the first line of a small file of the system, or `unlimited`.
@@ -45,7 +46,8 @@ std::uint64_t memoryOfGroup() {
 }
 
 std::uint64_t grown(std::uint64_t bytes, double ratio) {
-  return static_cast<std::uint64_t>(static_cast<double>(bytes) * ratio);
+  const double product = static_cast<double>(bytes) * ratio;
+  return product < static_cast<double>(unlimited) ? static_cast<std::uint64_t>(product) : unlimited;
 }
 
 }  // namespace
@@ -53,7 +55,9 @@ std::uint64_t grown(std::uint64_t bytes, double ratio) {
 RoomEstimate estimateRoom(const LedgerLine& lastDay, std::uint64_t inputBytes) {
   const std::uint64_t before = std::max<std::uint64_t>(lastDay.inputBytes(), 1);
   const double ratio = std::max(1.0, static_cast<double>(inputBytes) / static_cast<double>(before));
-  return {grown(lastDay.peakMemoryBytes, ratio), grown(lastDay.stateBytes, ratio)};
+  const std::uint64_t fixed = std::min(lastDay.peakMemoryBytes, fixedMemory);
+  const std::uint64_t growing = grown(lastDay.peakMemoryBytes - fixed, ratio);
+  return {growing + std::min(fixed, unlimited - growing), grown(lastDay.stateBytes, ratio)};
 }
 
 std::uint64_t availableMemory() {

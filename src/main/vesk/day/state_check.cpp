@@ -173,7 +173,16 @@ PartitionCheck checkPartition(const std::string& process, const std::string& dat
   ProcessRow row;
   std::vector<std::size_t> places;
   std::vector<double> reordered;
-  while (rows.next(row)) {
+  const auto next = [&](ProcessRow& to) {
+    try {
+      return rows.next(to);
+    } catch (const std::runtime_error& error) {
+      const bool hasSums = settings.cyclicTableSize == 0 && !isPairSum;
+      throw std::runtime_error(std::string(error.what()) +
+                               (hasSums ? "; a sum of exactly -2 ends a record of the process file" : ""));
+    }
+  };
+  while (next(row)) {
     ++check.state.callers;
     check.state.entries += row.values.size();
     const bool needsSort = isSorted && !std::is_sorted(row.values.begin(), row.values.end());

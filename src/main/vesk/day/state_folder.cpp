@@ -36,6 +36,7 @@ constexpr const char* ledgerName = "ledger.jsonl";
 constexpr const char* failedName = "last-failed";
 constexpr const char* lockName = ".lock";
 constexpr const char* workStart = ".work-";
+constexpr const char* removedStart = ".old-";
 constexpr double graceSeconds = 5.0;
 constexpr unsigned folderPermissions = 0750;
 constexpr unsigned filePermissions = 0640;
@@ -80,7 +81,7 @@ void removeTree(const std::string& path) {
 bool isOwnName(const std::string& name) {
   static const std::set<std::string> names = {generationsName, currentName, nextLinkName,
                                               ledgerName,      failedName,  lockName};
-  return names.contains(name) || name.starts_with(workStart);
+  return names.contains(name) || name.starts_with(workStart) || name.starts_with(removedStart);
 }
 
 std::vector<std::string> namesIn(const std::string& folder) {
@@ -92,7 +93,7 @@ std::vector<std::string> namesIn(const std::string& folder) {
 
 std::string readRegular(const std::string& path) {
   requireKind(path, Kind::File, "a file");
-  return vesk_files::readWholeFile(path);
+  return vesk_files::readWhole(Descriptor::openRegular(path));
 }
 
 // The process that has written itself into the lock, 0 for none.
@@ -100,6 +101,16 @@ pid_t holderOf(int descriptor) {
   std::string text(20, '\0');
   const ssize_t size = ::pread(descriptor, text.data(), text.size(), 0);
   return size > 0 ? static_cast<pid_t>(std::atoll(text.c_str())) : 0;
+}
+
+LedgerLine rollbackLine(const std::string& generation, const std::string& before, const std::string& finished) {
+  LedgerLine line;
+  line.action = LedgerLine::Action::Rollback;
+  line.generation = generation;
+  line.parent = before;
+  line.date = generation.substr(0, generation.find('.'));
+  line.finished = finished;
+  return line;
 }
 
 }  // namespace
@@ -121,6 +132,7 @@ StateFolder StateFolder::forRun(const std::string& path, bool isNew, double wait
   if (!fs::exists(path)) {
     if (!isNew) refuse(vesk_files::printable(path) + ": there is no such state folder; a first run says --new");
     makeFolder(state.path);
+    vesk_files::syncFolder(fs::absolute(state.path).parent_path());
   }
   if (!fs::is_directory(path)) refuse(vesk_files::printable(path) + ": the state is no folder");
   for (const std::string& name : namesIn(state.path)) {
@@ -227,21 +239,45 @@ std::vector<std::string> StateFolder::namesOfGenerations() const {
 
 std::vector<std::string> StateFolder::recover() {
   std::vector<std::string> found;
-  for (const std::string& name : namesIn(path)) {
-    if (name.starts_with(workStart)) {
-      removeTree(path + "/" + name);
-      found.push_back("a run before this one ended before its commit; its folder " + name + " was removed");
-    }
-  }
-  ::unlink((path + "/" + nextLinkName).c_str());
+  removeLeftovers(found);
   if (ledger.hasCutLine()) {
     if (::truncate((path + "/" + ledgerName).c_str(), static_cast<off_t>(ledger.wholeBytes())) != 0) {
       throw std::runtime_error(vesk_files::systemFailure(path + "/" + ledgerName, "cut the unfinished line"));
     }
     found.push_back("the last line of the ledger was not finished and was removed");
   }
-  if (!current.empty() && ledger.findDay(current) == nullptr) {
-    // The run was killed between the rename of the link and its line in the ledger.
+  if (!current.empty()) {
+    completeLedger(found);
+    try {
+      ledger.daysOf(current);
+    } catch (const std::runtime_error& error) {
+      fail(path + "/" + ledgerName + ": " + error.what());
+    }
+  }
+  removeUncommitted(found);
+  return found;
+}
+
+void StateFolder::removeLeftovers(std::vector<std::string>& found) const {
+  for (const std::string& name : namesIn(path)) {
+    if (name.starts_with(workStart)) {
+      removeTree(path + "/" + name);
+      found.push_back("a run before this one ended before its commit; its folder " + vesk_files::printable(name) +
+                      " was removed");
+    } else if (name.starts_with(removedStart)) {
+      try {
+        removeTree(path + "/" + name);
+      } catch (const std::runtime_error& error) {
+        found.emplace_back(error.what());  // in nobody's way
+      }
+    }
+  }
+  ::unlink((path + "/" + nextLinkName).c_str());
+}
+
+// Adds the line that a run or a rollback did not write because it was killed after the rename of the link.
+void StateFolder::completeLedger(std::vector<std::string>& found) {
+  if (ledger.findDay(current) == nullptr) {
     const std::string report = folderOf(current) + "/" + RunReportName;
     try {
       requireKind(report, Kind::File, "a file");
@@ -253,20 +289,41 @@ std::vector<std::string> StateFolder::recover() {
     }
     found.push_back("the ledger had no line for the current generation " + current + "; it was added");
   }
+  const std::string last = ledger.getLines().back().generation;
+  if (last == current) return;
+  appendToLedger(rollbackLine(current, last, utcNow()));
+  found.push_back("the link current leads to " + current + " and the last line of the ledger was of " + last +
+                  "; a line for the rollback was added");
+}
+
+// A killed run leaves at most one generation without a line, made from one that has a line. More of them show that the
+// ledger has lost lines; then nothing is removed.
+void StateFolder::removeUncommitted(std::vector<std::string>& found) const {
+  std::vector<std::string> uncommitted;
   for (const std::string& name : namesOfGenerations()) {
-    if (name == current || ledger.findDay(name) != nullptr) continue;
-    removeTree(path + "/" + generationsName + "/" + name);
-    found.push_back("a run before this one ended before its commit; its generation " + vesk_files::printable(name) +
-                    " was removed");
-  }
-  if (!current.empty()) {
-    try {
-      ledger.daysOf(current);
-    } catch (const std::runtime_error& error) {
-      fail(path + "/" + ledgerName + ": " + error.what());
+    if (!isGenerationName(name)) {
+      refuse(path + "/" + generationsName + " holds " + vesk_files::printable(name) +
+             ", which is no generation; move it away");
     }
+    if (ledger.findDay(name) == nullptr) uncommitted.push_back(name);
   }
-  return found;
+  if (uncommitted.empty()) return;
+  const std::string& name = uncommitted.front();
+  if (uncommitted.size() > 1 || !isParentKnown(name)) {
+    fail(path + "/" + ledgerName + ": has no line for the generation " + name +
+         (uncommitted.size() > 1 ? " and others" : "") +
+         ", so lines are missing; put the whole ledger back, or move these generations away");
+  }
+  removeTree(folderOf(name));
+  found.push_back("a run before this one ended before its commit; its generation " + name + " was removed");
+}
+
+// Without a report nothing tells the parent: the removal of the generation had begun.
+bool StateFolder::isParentKnown(const std::string& generation) const {
+  const std::string report = folderOf(generation) + "/" + RunReportName;
+  if (kindOf(report) != Kind::File) return true;
+  const std::string parent = readStoredReport(report).line.parent;
+  return parent.empty() || ledger.findDay(parent) != nullptr;
 }
 
 std::string StateFolder::newestOf(const std::string& date) const {
@@ -287,7 +344,9 @@ std::string StateFolder::nextName(const CalendarDay& date) const {
   };
   for (const LedgerLine& line : ledger.getLines()) take(line.generation);
   for (const std::string& name : namesOfGenerations()) take(name);
-  return start + std::to_string(last + 1);
+  std::string name = start + std::to_string(last + 1);
+  if (!isGenerationName(name)) fail(path + ": no number is left for a generation of " + date.iso());
+  return name;
 }
 
 std::string StateFolder::makeWork() {
@@ -328,6 +387,7 @@ std::vector<std::string> StateFolder::commit(const std::string& work, const Ledg
   requireKind(generations, Kind::Folder, "a folder");
   renameOrFail(work, folderOf(line.generation));
   vesk_files::syncFolder(generations);
+  vesk_files::syncFolder(path);
   makeCurrent(line.generation);
   std::vector<std::string> remarks;
   try {
@@ -342,37 +402,61 @@ std::vector<std::string> StateFolder::commit(const std::string& work, const Ledg
 void StateFolder::abandon(const std::string& work) {
   if (kindOf(work) != Kind::Folder) return;
   const std::string failed = path + "/" + failedName;
-  removeTree(failed);
-  makeFolder(failed);
-  for (const char* name : {LoaderLogName, RejectsName, RunReportName}) {
-    if (kindOf(work + "/" + name) == Kind::File) renameOrFail(work + "/" + name, failed + "/" + name);
+  try {
+    removeTree(failed);
+    makeFolder(failed);
+    for (const char* name : {LoaderLogName, RejectsName, RunReportName}) {
+      if (kindOf(work + "/" + name) == Kind::File) renameOrFail(work + "/" + name, failed + "/" + name);
+    }
+  } catch (...) {
+    removeTree(work);  // a full disk has room again
+    throw;
   }
   removeTree(work);
 }
 
-void StateFolder::rollback(const std::string& generation, const std::string& finished) {
-  LedgerLine line;
-  line.action = LedgerLine::Action::Rollback;
-  line.generation = generation;
-  line.parent = current;
-  line.date = generation.substr(0, generation.find('.'));
-  line.finished = finished;
+std::vector<std::string> StateFolder::rollback(const std::string& generation) {
+  requireWhole(generation);
+  const LedgerLine line = rollbackLine(generation, current, utcNow());
   makeCurrent(generation);
-  vesk_files::syncFolder(path);
-  appendToLedger(line);
+  std::vector<std::string> remarks;
+  try {
+    vesk_files::syncFolder(path);
+    appendToLedger(line);
+  } catch (const std::exception& error) {
+    remarks.push_back(std::string(error.what()) + "; the next run adds the line of the rollback to the ledger");
+  }
+  return remarks;
+}
+
+// All files that the run has listed are there, with their sizes; the next run compares the hashes of those it reads.
+void StateFolder::requireWhole(const std::string& generation) const {
+  const std::string folder = folderOf(generation) + "/";
+  for (const vesk_files::CardFile& file : readStoredReport(folder + RunReportName).files) {
+    if (file.name.find('/') != std::string::npos) fail(folder + RunReportName + ": lists a file of another folder");
+    if (Descriptor::openRegular(folder + file.name).sizeBytes() != file.bytes) {
+      fail(folder + vesk_files::printable(file.name) + ": not what the run has written; choose another date");
+    }
+  }
 }
 
 void StateFolder::prune(std::size_t keep) {
-  std::set<std::string> kept{current};
+  std::vector<std::string> wanted;
+  for (const LedgerLine* const day : ledger.daysOf(current)) wanted.push_back(day->generation);
   const std::vector<LedgerLine>& lines = ledger.getLines();
-  std::size_t count = 0;
-  for (auto line = lines.rbegin(); line != lines.rend() && count < keep; ++line) {
-    if (line->action != LedgerLine::Action::Day || !has(line->generation)) continue;
-    kept.insert(line->generation);
-    ++count;
+  for (auto line = lines.rbegin(); line != lines.rend(); ++line) {
+    if (line->action == LedgerLine::Action::Day) wanted.push_back(line->generation);
+  }
+  std::set<std::string> kept;
+  for (const std::string& name : wanted) {
+    if (kept.size() < keep && has(name)) kept.insert(name);
   }
   for (const std::string& name : namesOfGenerations()) {
-    if (!kept.contains(name)) removeTree(path + "/" + generationsName + "/" + name);
+    if (kept.contains(name)) continue;
+    // A generation is there whole or not at all, also if the removal is interrupted.
+    const std::string removed = path + "/" + removedStart + name;
+    renameOrFail(folderOf(name), removed);
+    removeTree(removed);
   }
 }
 

@@ -17,6 +17,7 @@ namespace vesk {
 ///   ledger.jsonl     one line a run
 ///   last-failed      log, refused lines and report of the last run that was not committed
 ///   .work-*          of a run that is under way; a killed one leaves it
+///   .old-*           a generation that is being removed
 ///   .lock
 /// A generation becomes current by the rename of the link, so at any moment one whole generation is current.
 ///
@@ -56,9 +57,10 @@ class StateFolder {
   std::vector<std::string> commit(const std::string& work, const LedgerLine& line);
   /// Keeps log, refused lines and report of a run that ends without a commit, and removes the rest of its folder.
   void abandon(const std::string& work);
-  /// Makes an earlier or later generation current.
-  void rollback(const std::string& generation, const std::string& finished);
-  /// Removes all but the `keep` generations that were made last and the current one.
+  /// Makes an earlier or later generation current. As with commit, a failure after the rename of the link is a remark.
+  std::vector<std::string> rollback(const std::string& generation);
+  /// Removes all but `keep` generations: the current one and those that it was made from, the newest first, and then
+  /// those that were made last.
   void prune(std::size_t keep);
 
  private:
@@ -66,6 +68,11 @@ class StateFolder {
   void lock(double waitSeconds);
   void readContent();
   std::string readCurrent() const;
+  void removeLeftovers(std::vector<std::string>& found) const;
+  void completeLedger(std::vector<std::string>& found);
+  void removeUncommitted(std::vector<std::string>& found) const;
+  bool isParentKnown(const std::string& generation) const;
+  void requireWhole(const std::string& generation) const;
   void makeCurrent(const std::string& generation);
   void appendToLedger(const LedgerLine& line);
   std::vector<std::string> namesOfGenerations() const;

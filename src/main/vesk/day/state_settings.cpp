@@ -4,6 +4,8 @@
 #include <cstdio>
 #include <set>
 
+#include "files/printable.h"
+
 namespace vesk {
 
 namespace {
@@ -63,7 +65,8 @@ std::string settingsDifference(const std::map<std::string, std::string>& state,
     const std::string after = textOf(now, tag);
     if (before == after) continue;
     if (!difference.empty()) difference += "; ";
-    difference += tag + ": " + before + " in the state, " + after + " now";
+    difference += vesk_files::printable(tag) + ": " + vesk_files::printable(before) + " in the state, " +
+                  vesk_files::printable(after) + " now";
   }
   return difference;
 }

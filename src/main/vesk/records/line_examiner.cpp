@@ -15,6 +15,7 @@ namespace {
 
 constexpr std::string_view separators = " ,\t\n";
 constexpr std::uint64_t largestId = std::uint64_t{1} << 53;  // above it two ids can be one double
+constexpr double largestCount = std::numeric_limits<std::int32_t>::max();
 
 bool isDigit(char c) { return c >= '0' && c <= '9'; }
 
@@ -43,6 +44,12 @@ bool isAboveLargestId(std::string_view word) {
   std::uint64_t number = 0;
   const auto [end, error] = std::from_chars(word.data(), word.data() + word.size(), number);
   return error != std::errc() || number > largestId;
+}
+
+// Requires: a plain decimal. Looks at the digits: the double of a long number that is not whole can be whole.
+bool isWhole(std::string_view word) {
+  const std::size_t point = word.find('.');
+  return point == std::string_view::npos || word.find_first_not_of('0', point + 1) == std::string_view::npos;
 }
 
 std::uint32_t daysOfMonth(std::uint32_t year, std::uint32_t month) {
@@ -88,7 +95,11 @@ void LineExaminer::planFields() {
   }
   for (const std::int32_t payload : settings.payloadInputs) use(payload).isReserved = true;
   // The very first field is no multiplicity.
-  if (settings.multiplicityField >= 1) use(settings.multiplicityField).isWhole = true;
+  if (settings.multiplicityField >= 1) {
+    UsedField& multiplicity = use(settings.multiplicityField);
+    multiplicity.isWhole = true;
+    multiplicity.isCount = !isTable;  // a table holds no more entries than its size
+  }
   if (settings.dateField >= 0) use(settings.dateField).isDate = dates.format != 0;
   for (UsedField& used : usedFields) {
     if (used.isDate || used.isRestricted) continue;
@@ -150,7 +161,7 @@ std::optional<Cause> LineExaminer::readNumber(const UsedField& used, const vesk_
   if (!std::isfinite(value)) return Cause::NumberTooLarge;
   if (!used.isWhole) return std::nullopt;
   if (isAboveLargestId(word)) return Cause::NumberTooLarge;
-  return value == std::floor(value) ? std::nullopt : std::optional(Cause::NotANumber);
+  return isWhole(word) ? std::nullopt : std::optional(Cause::NotANumber);
 }
 
 std::optional<Cause> LineExaminer::judge(const UsedField& used, double value) {
@@ -158,6 +169,7 @@ std::optional<Cause> LineExaminer::judge(const UsedField& used, double value) {
     const std::optional<Cause> cause = judgeDate(value);
     if (cause) return cause;
   }
+  if (used.isCount && value > largestCount) return Cause::MultiplicityTooLarge;
   if (used.isCaller && value < 1.0) return Cause::CallerNotPositive;
   if (used.isReserved && (value == -1.0 || value == -2.0)) return Cause::ReservedNumber;
   if (used.isRestricted &&

@@ -43,6 +43,7 @@ class LineExaminer {
     bool isWhole = false;  // an id or a multiplicity
     bool isCaller = false;
     bool isDate = false;      // a day of the calendar
+    bool isCount = false;     // a multiplicity that is added up
     bool isReserved = false;  // -1 and -2 are separators beside it in the state
     bool isRestricted = false;
     // Digits in this range need no further look.

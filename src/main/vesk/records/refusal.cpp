@@ -22,6 +22,8 @@ std::string_view nameOf(Cause cause) {
       return "not a number";
     case Cause::NumberTooLarge:
       return "number above 2^53";
+    case Cause::MultiplicityTooLarge:
+      return "multiplicity above 2^31 - 1";
     case Cause::ReservedNumber:
       return "-1 or -2";
     case Cause::CallerNotPositive:
