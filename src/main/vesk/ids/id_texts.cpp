@@ -9,9 +9,9 @@
 #include "control/quven_result_file.h"
 #include "convert/call_values.h"
 #include "csv/column_choice.h"
+#include "csv/csv_input.h"
 #include "csv/csv_rows.h"
 #include "csv/output_file.h"
-#include "files/input_bytes.h"
 
 namespace vesk {
 
@@ -36,7 +36,7 @@ class Replacement {
       }
       block.clear();
     };
-    vesk_files::InputBytes bytes(options.input);
+    CsvInput bytes(options.input);
     CsvRows rows([&bytes](char* data, std::size_t size) { return bytes.read(data, size); });
     const std::string_view line = rows.peekLine();
     if (line.find_first_of(",;\t") != std::string_view::npos) delimiter = findDelimiter(line, options.input);
@@ -126,7 +126,9 @@ class Replacement {
 }  // namespace
 
 IdTextsResult replaceIds(IdMap& map, const IdTextsOptions& options, std::ostream& standardOutput) {
-  for (const std::string& other : {options.input, map.getPath()}) {
+  std::vector<std::string> others = filesOfIdMap(map.getPath());
+  others.push_back(options.input);
+  for (const std::string& other : others) {
     if (!options.output.empty() && other != "-" && quvenIsSameFile(options.output, other)) {
       throw CommandFailure(Status::Usage, "the output " + options.output + " would take the place of " + other);
     }
