@@ -1,9 +1,11 @@
 #include "ids/id_texts.h"
 
 #include <algorithm>
+#include <charconv>
 #include <memory>
 #include <optional>
 #include <ostream>
+#include <system_error>
 
 #include "command.h"
 #include "control/quven_result_file.h"
@@ -91,8 +93,23 @@ class Replacement {
     }
   }
 
+  /// Whether a text that is no plain id is a number of a map all the same, as programs write doubles.
+  static bool isNumberInOtherForm(std::string_view text) {
+    double number = 0;
+    const char* const end = text.data() + text.size();
+    const auto [stop, error] = std::from_chars(text.data(), end, number);
+    constexpr double rounded = 0.999;  // digits that are left out can lead below the first number
+    return error == std::errc{} && stop == end && number >= rounded * static_cast<double>(FirstMappedId) &&
+           number <= static_cast<double>(LargestPlainId);
+  }
+
   void addText(std::string_view cell, const CsvRows& rows) {
     const std::optional<std::uint64_t> id = readPlainId(cell);
+    // The last digits of such a number may be those of another subscriber.
+    if (!id && isNumberInOtherForm(cell)) {
+      refuseRow(rows, "[" + std::string(cell) +
+                          "] is a number of a map in another form; write it with all its digits and nothing else");
+    }
     const std::optional<std::string_view> text = id && *id >= FirstMappedId ? map.findText(*id) : std::nullopt;
     block += csvCell(text ? *text : cell, delimiter);
     if (text) {
