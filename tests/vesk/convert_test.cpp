@@ -78,6 +78,18 @@ TEST_F(ConvertTest, NumbersOfColumnsMeanTheSameInAllFiles) {
   }
 }
 
+TEST_F(ConvertTest, OthersCannotChangeItsFiles) {
+  options.rejects = folder.path("rejects");
+  const mode_t before = ::umask(0);
+  convert("a,b\n1,2\n");
+  ::umask(before);
+  for (const char* name : {"out", "out.xml", "out.pairs.xml", "out.sums.xml", "rejects"}) {
+    struct stat status {};
+    ASSERT_EQ(::stat(folder.path(name).c_str(), &status), 0);
+    EXPECT_EQ(status.st_mode & 0022U, 0U) << name;
+  }
+}
+
 TEST_F(ConvertTest, WritesOverNoFileOfTheMap) {
   options.idMap = folder.path("m");
   options.output = folder.path("m-journal");

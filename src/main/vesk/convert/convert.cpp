@@ -30,6 +30,7 @@ namespace {
 
 constexpr std::size_t blockBytes = std::size_t{1} << 20;
 constexpr unsigned privatePermissions = 0640;
+constexpr unsigned parameterPermissions = 0644;
 
 [[noreturn]] void refuse(const std::string& why) { throw CommandFailure(Status::Data, why); }
 
@@ -152,9 +153,9 @@ class Conversion {
     refuseBadInput();
     if (map != nullptr) saveIds(records);
     const auto parameterFiles = parameterFileNames(options.output);
-    vesk_files::replaceFile(parameterFiles[0], columns.tableParameters());
-    vesk_files::replaceFile(parameterFiles[1], columns.pairSumParameters());
-    vesk_files::replaceFile(parameterFiles[2], columns.sumsParameters());
+    vesk_files::replaceFile(parameterFiles[0], columns.tableParameters(), parameterPermissions);
+    vesk_files::replaceFile(parameterFiles[1], columns.pairSumParameters(), parameterPermissions);
+    vesk_files::replaceFile(parameterFiles[2], columns.sumsParameters(), parameterPermissions);
     records.commit();
     return result;
   }
