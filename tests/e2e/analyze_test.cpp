@@ -186,6 +186,28 @@ TEST_F(AnalyzeRun, AnUnknownParameterIsNamed) {
   EXPECT_THAT(content("run.xml"), HasSubstr("    <SpreadCoefficient>0.25</SpreadCoefficient>\n"));
 }
 
+// A header and empty lines are no lost seeds.
+TEST_F(AnalyzeRun, AStrictRunEndsAtSeedsThatAreNoNumbers) {
+  writeNumbers("calls.bin", rows(1, 50));
+  for (const char* seeds : {"id\n1\n2\n", "1\n\n2\n\n"}) {
+    writeFile("seeds", seeds);
+    diffusion(2, {"--strict"});
+    EXPECT_EQ(result.status, 0) << seeds << result.out;
+  }
+  for (const char* seeds : {"+2\n1\n", "1\n\"2\"\n", "1\nx\n", "1\n1e2\n", "1,5\n1\n"}) {
+    writeFile("seeds", seeds);
+    std::filesystem::remove(path("energy.csv"));
+    diffusion(2, {"--strict"});
+    EXPECT_EQ(result.status, 99) << seeds;
+    EXPECT_THAT(result.out,
+                HasSubstr("Warning;|5003;|seeds;|QUVENSNAData::readSeedFile: 1 line is no subscriber number"));
+    EXPECT_FALSE(exists("energy.csv"));
+    diffusion(2);
+    EXPECT_EQ(result.status, 0) << seeds;
+    EXPECT_THAT(result.out, Not(HasSubstr("Warning;|5003;|seeds;|")));
+  }
+}
+
 TEST_F(AnalyzeRun, AStrictRunEndsAtADoubt) {
   writeNumbers("calls.bin", rows(1, 50));
   const auto expectStrict = [&](const std::string& code, const std::string& warning) {

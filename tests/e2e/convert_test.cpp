@@ -1,3 +1,4 @@
+#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -44,6 +45,12 @@ class ConvertRun : public ::testing::Test {
       if (name.find(".partial") != std::string::npos) names.insert(name);
     }
     return names;
+  }
+  /// Whether the file system of the folder has files without a name, which end with their process.
+  bool hasUnnamedFiles() const {
+    const int file = ::open(folder.path().c_str(), O_TMPFILE | O_WRONLY, 0600);
+    if (file >= 0) ::close(file);
+    return file >= 0;
   }
 
   TemporaryFolder folder;
@@ -178,6 +185,10 @@ TEST_F(ConvertRun, IsWholeOrAbsentAfterAKill) {
     ::usleep(wait);
     ::kill(child, SIGKILL);
     ::waitpid(child, nullptr, 0);
+    // Half of a record file in a folder of records would be loaded with the others.
+    if (hasUnnamedFiles()) {
+      ASSERT_EQ(partialFiles(), std::set<std::string>{});
+    }
     if (std::filesystem::exists(folder.path("out"))) {
       ++finished;
       ASSERT_EQ(folder.read("out"), whole);

@@ -57,6 +57,20 @@ TEST_F(IdsRun, TellsNumbersThatTheMapDoesNotHave) {
   EXPECT_THAT(none.err, HasSubstr("m has none of the 1 numbers from 2^52 on in r.csv"));
 }
 
+// Tables that keep numbers as doubles write them so; the row would go on without its text.
+TEST_F(IdsRun, RefusesNumbersInOtherForms) {
+  for (const char* number : {"4.50359962737e+15", "4.50359962737E15", "4503599627370496.0", "04503599627370496"}) {
+    folder.write("r.csv", "id\n4503599627370497\n" + std::string(number) + "\n");
+    const ProgramRun run = vesk({"ids", "m", "--to-text", "r.csv", "--column", "id", "-o", "t.csv"});
+    EXPECT_EQ(run.status, 3) << number;
+    EXPECT_EQ(run.err, "vesk: r.csv, line 3: [" + std::string(number) +
+                           "] is a number of a map in another form; write it with all its digits and nothing else\n");
+    EXPECT_FALSE(folder.has("t.csv"));
+  }
+  folder.write("r.csv", "id\n4503599627370497\n1e3\n7.5\n+49\n1e16\n\"\"\n");
+  EXPECT_EQ(vesk({"ids", "m", "--to-text", "r.csv", "--column", "id"}).status, 0);
+}
+
 TEST_F(IdsRun, GivesNumbers) {
   folder.write("seeds", "b c\n12\n");
   EXPECT_EQ(vesk({"ids", "m", "--to-numbers", "seeds", "--no-header", "--column", "1"}).out, "4503599627370497\n12\n");

@@ -1,4 +1,4 @@
-// The worked examples of the README and of the page of the loader print what the pages say.
+// The worked examples of the README and of the pages of the loader and of vesk convert print what the pages say.
 
 #include <gtest/gtest.h>
 
@@ -60,6 +60,12 @@ TEST(Readme, ExamplePrintsWhatItSays) {
   const std::vector<Block> blocks = blocksOf("README.md");
   ASSERT_GE(blocks.size(), 2U);
   EXPECT_EQ(runExample(blocks), "");
+}
+
+TEST(ConvertPage, ExamplePrintsWhatItSays) {
+  const std::vector<Block> blocks = blocksOf("docs/convert.md");
+  ASSERT_GE(blocks.size(), 2U);
+  EXPECT_NE(runExample(blocks), "");
 }
 
 TEST(LoaderPage, ExamplePrintsWhatItSays) {

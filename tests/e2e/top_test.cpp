@@ -113,5 +113,67 @@ TEST_F(TopRun, SaysWhatIsMissing) {
   EXPECT_THAT(run("vesk", {"top", "--help"}).out, HasSubstr("Example:\n  vesk top energy.csv --groups"));
 }
 
+// A list of files of different runs looks like one of a single run, so each of them is refused.
+TEST_F(TopRun, RefusesFilesOfAnotherRun) {
+  folder.write("e.csv", "Number,DA_DiffusedEnergy,WeightedInDegree\n1,1,1\n2,2,1\n");
+  folder.write("s", "1\n");
+  const auto refusal = [&](const Strings& options) {
+    Strings arguments = {"top", "e.csv", "-o", "list.csv"};
+    arguments.insert(arguments.end(), options.begin(), options.end());
+    const ProgramRun top = run("vesk", arguments);
+    EXPECT_EQ(top.status, 3);
+    EXPECT_FALSE(folder.has("list.csv"));
+    return top.err;
+  };
+  folder.write("n.csv", "NodeNumber,GroupNumber,IsGroupLeaderType1,IsGroupLeaderType2\n8,1,1,0\n9,1,0,1\n");
+  EXPECT_EQ(refusal({"--groups", "n.csv"}), "vesk: n.csv has no subscriber of e.csv; the two are of different calls\n");
+  folder.write("calls", "8 9\n9 8\n");
+  folder.write(
+      "p.xml",
+      "<LoaderParams><Field1><Name>a</Name><Type>Numeric</Type><Start>1</Start><End>1</End></Field1>"
+      "<Field2><Name>b</Name><Type>Numeric</Type><Start>3</Start><End>3</End></Field2><Key>1</Key>"
+      "<Output>Sparse</Output><Operation1><OpName>PairSum</OpName><Input>2</Input></Operation1></LoaderParams>");
+  ASSERT_EQ(run("vesk-loader", {"datafile", "./calls", "p.xml", "none", "pairs.bin", "0"}).status, 0);
+  EXPECT_EQ(refusal({"--seeds", "s", "--dataset", "pairs.bin"}),
+            "vesk: pairs.bin has none of the seeds; it is not the dataset of e.csv\n");
+  folder.write("e.csv", "Number,DA_DiffusedEnergy,WeightedInDegree\n1,1,1\n2,2,1\n1,3,1\n");
+  EXPECT_EQ(refusal({}), "vesk: e.csv has two rows of subscriber 1\n");
+}
+
+TEST_F(TopRun, WritesOverNoFileThatItReads) {
+  folder.write("e.csv", "Number,DA_DiffusedEnergy,WeightedInDegree\n1,1,1\n2,2,1\n");
+  folder.write("s", "1\n");
+  for (const char* name : {"d.bin.0", "d.bin.1", "d.bin.info", "d.card.json", "e.csv", "s"}) {
+    if (!folder.has(name)) folder.write(name, "kept");
+    const std::string before = folder.read(name);
+    const ProgramRun top = run("vesk", {"top", "e.csv", "--seeds", "s", "--dataset", "d.bin", "-o", name});
+    EXPECT_EQ(top.status, 1) << name;
+    EXPECT_EQ(top.err, "vesk: the output " + std::string(name) + " would take the place of " + name + "\n");
+    EXPECT_EQ(folder.read(name), before);
+  }
+  folder.write("m-journal", "kept");
+  EXPECT_EQ(run("vesk", {"top", "e.csv", "--ids", "m", "-o", "m-journal"}).err,
+            "vesk: the output m-journal would take the place of m-journal\n");
+}
+
+TEST_F(TopRun, NamesTheFileThatIsMissing) {
+  folder.write("e.csv", "Number,DA_DiffusedEnergy,WeightedInDegree\n1,1,1\n2,2,1\n");
+  folder.write("s", "1\n");
+  for (const Strings& options : {Strings{"nope"},
+                                 {"e.csv", "--groups", "nope"},
+                                 {"e.csv", "--seeds", "nope"},
+                                 {"e.csv", "--seeds", "s", "--dataset", "nope"}}) {
+    Strings arguments = {"top"};
+    arguments.insert(arguments.end(), options.begin(), options.end());
+    const ProgramRun top = run("vesk", arguments);
+    EXPECT_EQ(top.status, 3);
+    EXPECT_THAT(top.err, HasSubstr("nope"));
+    EXPECT_THAT(top.err, HasSubstr("No such file or directory\n"));
+  }
+  const ProgramRun rows = run("vesk", {"top", "e.csv", "-n", "-1"});
+  EXPECT_EQ(rows.status, 1);
+  EXPECT_EQ(rows.err, "vesk: --rows: [-1] is no whole number of at least 1\n");
+}
+
 }  // namespace
 }  // namespace vesk_e2e

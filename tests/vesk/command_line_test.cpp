@@ -66,6 +66,34 @@ TEST_F(VeskCommandLine, WantsACommand) {
   }
 }
 
+TEST_F(VeskCommandLine, NamesWhatItDoesNotKnow) {
+  const auto error = [&](const Strings& arguments) {
+    EXPECT_EQ(run(arguments), 1);
+    return errText;
+  };
+  EXPECT_EQ(error({"dya", "p.xml", "in", "st"}), "vesk: there is no command [dya]; did you mean day?\n");
+  EXPECT_EQ(error({"conjure", "--with", "x"}), "vesk: there is no command [conjure]; see --help\n");
+  EXPECT_EQ(error({"table", "cvs", "in", "out"}), "vesk: table: there is no command [cvs]; did you mean csv?\n");
+  EXPECT_EQ(error({"convert", "in", "-o", "out", "--caler", "a", "--callee", "b"}),
+            "vesk: convert: there is no option [--caler]; did you mean --caller?\n");
+  EXPECT_EQ(error({"table", "csv", "in", "out", "--targte=x"}),
+            "vesk: table csv: there is no option [--targte=x]; did you mean --target?\n");
+  EXPECT_EQ(error({"top", "e.csv", "--zzzz"}), "vesk: top: there is no option [--zzzz]; see --help\n");
+  EXPECT_EQ(error({"top", "e.csv", "more\n"}), "vesk: top: one argument too many: [more\\x0A]; see --help\n");
+  EXPECT_EQ(error({"top"}), "vesk: ENERGY is required\n");
+}
+
+TEST_F(VeskCommandLine, NumbersHaveNoSigns) {
+  for (const Strings& arguments :
+       {Strings{"check", "p", "in", "--lines", "-3"},
+        {"check", "p", "in", "--lines", "0"},
+        {"top", "e", "-n", "-3"},
+        {"convert", "in", "-o", "out", "--caller", "1", "--callee", "2", "--rejects", "r", "--rejects-max", "-3"}}) {
+    EXPECT_EQ(run(arguments), 1);
+    EXPECT_THAT(errText, HasSubstr("] is no whole number of at least "));
+  }
+}
+
 TEST_F(VeskCommandLine, TellsWhatATableBecame) {
   folder.write("in.csv", "x,plan,y\n1,no,a\n2,,b\n07x,yes,a\n");
   EXPECT_EQ(runCsv({"--target", "y"}), 0);

@@ -50,6 +50,52 @@ class ConvertTest : public ::testing::Test {
   ConvertOptions options;
 };
 
+// Files that were put together with their headers; as ids of a map the names of the columns would be subscribers.
+TEST_F(ConvertTest, AHeaderBetweenRowsIsABadRow) {
+  options.idMap = folder.path("m");
+  const ConvertResult result = convert("a,b\n+1,2\n a , \"b\"\n3,a\n");
+  EXPECT_EQ(result.records, 2U);
+  EXPECT_THAT(causesOf(result), ElementsAre("1 the header once more"));
+  EXPECT_EQ(result.addedIds, 2U);
+}
+
+TEST_F(ConvertTest, NumbersOfColumnsMeanTheSameInAllFiles) {
+  options.caller = "1";
+  options.callee = "2";
+  folder.write("first", "a,b\n1,2\n");
+  folder.write("same", "A , B,c\n3,4,5\n");
+  folder.write("turned", "b,a\n2,1\n");
+  options.inputs = {folder.path("first"), folder.path("same")};
+  EXPECT_EQ(convertCalls(options).records, 2U);
+  options.inputs.push_back(folder.path("turned"));
+  try {
+    convertCalls(options);
+    ADD_FAILURE() << "the columns were taken";
+  } catch (const CommandFailure& failure) {
+    EXPECT_EQ(failure.getStatus(), Status::Data);
+    EXPECT_EQ(failure.what(), folder.path("turned") + ": column 1 is b, but a in " + folder.path("first") +
+                                  "; name the columns, or convert the files one by one");
+  }
+}
+
+TEST_F(ConvertTest, OthersCannotChangeItsFiles) {
+  options.rejects = folder.path("rejects");
+  const mode_t before = ::umask(0);
+  convert("a,b\n1,2\n");
+  ::umask(before);
+  for (const char* name : {"out", "out.xml", "out.pairs.xml", "out.sums.xml", "rejects"}) {
+    struct stat status {};
+    ASSERT_EQ(::stat(folder.path(name).c_str(), &status), 0);
+    EXPECT_EQ(status.st_mode & 0022U, 0U) << name;
+  }
+}
+
+TEST_F(ConvertTest, WritesOverNoFileOfTheMap) {
+  options.idMap = folder.path("m");
+  options.output = folder.path("m-journal");
+  EXPECT_EQ(refusal("a,b\n1,2\n"), "1 " + options.output + " and " + options.output + " are the same file");
+}
+
 TEST_F(ConvertTest, WritesFixedColumns) {
   options.time = "t";
   options.duration = "d";
@@ -156,7 +202,7 @@ TEST_F(ConvertTest, WritesNothingAboveTheShareOfBadRows) {
   EXPECT_THAT(refusal("a,b\nx,4\n"), StartsWith("3 1 of 1 rows are bad, none is good; 1 for: a: "));
   EXPECT_EQ(folder.read("out"), "old");
   EXPECT_EQ(refusal("a,b\n"), "3 no rows in " + in());
-  EXPECT_EQ(refusal(""), "3 " + in() + ": no comma, semicolon or tab in the first line; use --delimiter");
+  EXPECT_EQ(refusal(""), "3 " + in() + " is empty");
 }
 
 TEST_F(ConvertTest, RefusesColumnsThatAreNotThere) {

@@ -28,6 +28,9 @@ int openOrFail(const std::string& path, int flags, unsigned permissions, const c
   return descriptor;
 }
 
+/// The link of the system to an open file.
+std::string linkOf(int descriptor) { return "/proc/self/fd/" + std::to_string(descriptor); }
+
 std::string folderOf(const std::string& path) {
   const std::size_t slash = path.find_last_of('/');
   if (slash == std::string::npos) return ".";
@@ -70,6 +73,18 @@ Descriptor Descriptor::openRegular(const std::string& path) {
 
 Descriptor Descriptor::openToWrite(const std::string& path, unsigned permissions) {
   return {openOrFail(path, O_WRONLY | O_CREAT | O_TRUNC | O_NOFOLLOW, permissions, "open the file for writing"), path};
+}
+
+Descriptor Descriptor::openUnnamed(const std::string& folder, std::string name, unsigned permissions) {
+  Descriptor file(::open(folder.c_str(), O_TMPFILE | O_RDWR | O_CLOEXEC, permissions), std::move(name));
+  if (file.isOpen() && ::access(linkOf(file.get()).c_str(), F_OK) != 0) file.close();  // without /proc
+  return file;
+}
+
+bool Descriptor::giveName(const std::string& path) const {
+  if (::linkat(AT_FDCWD, linkOf(descriptor).c_str(), AT_FDCWD, path.c_str(), AT_SYMLINK_FOLLOW) == 0) return true;
+  if (errno == EEXIST) return false;
+  fail(path, "give the file its name");
 }
 
 std::size_t Descriptor::read(char* data, std::size_t size) const {

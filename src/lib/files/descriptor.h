@@ -30,6 +30,12 @@ class Descriptor {
   /// Makes a new file or replaces the content of an old one; does not follow a symbolic link at `path`.
   static Descriptor openToWrite(const std::string& path, unsigned permissions = 0666);
 
+  /// Makes a new file without a name in a folder, to be written and read; it ends with its last descriptor unless
+  /// giveName is called. Not open when the file system or the system does not have such files. `name` is for messages.
+  static Descriptor openUnnamed(const std::string& folder, std::string name, unsigned permissions);
+  /// Gives the file of openUnnamed a name. Returns false when there is a file of that name.
+  bool giveName(const std::string& path) const;
+
   int get() const { return descriptor; }
   bool isOpen() const { return descriptor >= 0; }
   const std::string& getName() const { return name; }

@@ -166,6 +166,7 @@ long quvenReadSeeds(const std::string& seedFileName, QUVENXaRay<std::uint64_t>& 
   CountedWarnings ignored;
   CountedWarnings inOtherBase;
   long lineNumber = 0;
+  long lostSeeds = 0;
   for (std::string line; std::getline(file, line);) {
     ++lineNumber;
     if (lineNumber == 1 && line.starts_with(byteOrderMark)) line.erase(0, byteOrderMark.size());
@@ -178,6 +179,8 @@ long quvenReadSeeds(const std::string& seedFileName, QUVENXaRay<std::uint64_t>& 
       report_warning(SeedLineIgnored, number,
                      "Warning: ignoring empty line or invalid numeric value - " + number + " ");
     }
+    const bool isHeader = lineNumber == 1 && text.find_first_of("0123456789") == std::string::npos;
+    if (seed == 0 && !text.empty() && !isHeader) ++lostSeeds;
     warnOfBase(text, seed, inOtherBase, QUVEN_ENV);
   }
   if (file.bad()) reportUnreadable();  // such as a directory
@@ -187,6 +190,12 @@ long quvenReadSeeds(const std::string& seedFileName, QUVENXaRay<std::uint64_t>& 
     report_doubt(NoUsableSeed, seedFileName,
                  "QUVENSNAData::readSeedFile: no line of the seed file is a subscriber number, so all energies are 0",
                  QUVEN_ENV);
+  }
+  // Other runs have a warning for each line.
+  if (lostSeeds > 0 && env.resolve().isStrict()) {
+    const std::string words = lostSeeds == 1 ? "1 line is" : std::to_string(lostSeeds) + " lines are";
+    report_doubt(SeedLineIgnored, seedFileName,
+                 "QUVENSNAData::readSeedFile: " + words + " no subscriber number, so seeds are missing", QUVEN_ENV);
   }
   return lineNumber;
 }

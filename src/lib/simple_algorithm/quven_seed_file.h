@@ -22,7 +22,8 @@
 ///           as a decimal, or is skipped for a digit 8 or 9 behind a leading zero. Each comes at most 20 times; then
 ///           5011 has the count of the others. 5009 if there is no seed.
 /// Errors:   the terminating report 2307 when the file cannot be read; in a strict environment that of the warnings
-///           5009 and, if the number has another value as a decimal, 5010.
+///           5009 and, if the number has another value as a decimal, 5010; also 5003 for lines that are no number,
+///           except empty ones and a first line without a digit.
 long quvenReadSeeds(const std::string& seedFileName, QUVENXaRay<std::uint64_t>& seeds, const QUVENEnvHandle& env);
 
 /// The same with the file that the text of a parameter file names. Errors: 2307 too when it names none.

@@ -1,7 +1,9 @@
 #include "option_lists.h"
 
 #include <CLI/CLI.hpp>
+#include <charconv>
 #include <sstream>
+#include <system_error>
 
 #include "control/quven_csv_reader.h"
 #include "table/column_names.h"
@@ -25,6 +27,16 @@ std::vector<std::string> readNames(const std::string& option, const std::string&
     name = plainColumnName(name);
   }
   return names;
+}
+
+std::function<std::string(const std::string&)> wholeNumberFrom(std::uint64_t least) {
+  return [least](const std::string& text) -> std::string {
+    std::uint64_t number = 0;
+    const char* const end = text.data() + text.size();
+    const auto [stop, error] = std::from_chars(text.data(), end, number);
+    if (error == std::errc{} && stop == end && number >= least) return "";
+    return "[" + text + "] is no whole number of at least " + std::to_string(least);
+  };
 }
 
 }  // namespace vesk

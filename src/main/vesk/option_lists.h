@@ -1,6 +1,8 @@
 #ifndef VESK_OPTION_LISTS_H
 #define VESK_OPTION_LISTS_H
 
+#include <cstdint>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -12,6 +14,9 @@ std::vector<std::string> readList(const std::string& option, const std::string& 
 
 /// The same for names of columns, which become plain, see plainColumnName. An empty name is an error.
 std::vector<std::string> readNames(const std::string& option, const std::string& text);
+
+/// A check for an option of a whole number: the text must be decimal digits of a number of at least `least`.
+std::function<std::string(const std::string&)> wholeNumberFrom(std::uint64_t least);
 
 }  // namespace vesk
 

@@ -1,15 +1,20 @@
 #include "vesk.h"
 
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <exception>
 #include <map>
 #include <new>
 #include <ostream>
 #include <stdexcept>
 #include <string>
+#include <string_view>
+#include <vector>
 
+#include "check/known_tags.h"
 #include "command.h"
 #include "files/input_bytes.h"
+#include "files/printable.h"
 
 namespace vesk {
 
@@ -54,6 +59,40 @@ void addCommands(CLI::App& app, Action& action) {
   }
 }
 
+/// What is wrong with the first word that the chosen command does not know; empty if it knows all of them. The parser
+/// itself would name what is missing, and not the misspelt word in its place.
+std::string unknownWord(const CLI::App& app) {
+  const CLI::App* command = &app;
+  std::string place;
+  while (!command->get_subcommands().empty()) {
+    command = command->get_subcommands().front();
+    place += (place.empty() ? "" : " ") + command->get_name();
+  }
+  if (!place.empty()) place += ": ";
+  const std::vector<std::string> rest = command->remaining();
+  if (rest.empty()) return {};
+  const auto option = std::ranges::find_if(rest, [](const std::string& word) { return word.starts_with('-'); });
+  const bool wantsCommand = !command->get_subcommands({}).empty() && option != rest.begin();
+  const bool isOption = option != rest.end() && !wantsCommand;
+  const std::string& word = isOption ? *option : rest.front();
+  std::vector<std::string> known;
+  if (isOption) {
+    for (const CLI::Option* each : command->get_options()) {
+      for (const std::string& name : each->get_lnames()) known.push_back("--" + name);
+    }
+  } else {
+    for (const CLI::App* each : command->get_subcommands({})) known.push_back(each->get_name());
+  }
+  const bool isArgument = !isOption && !wantsCommand;
+  const auto near = nearestText(std::string_view(word).substr(0, word.find('=')), known);
+  return place +
+         (isArgument ? "one argument too many: "
+          : isOption ? "there is no option "
+                     : "there is no command ") +
+         "[" + vesk_files::printable(word) + "]; " +
+         (near ? "did you mean " + std::string(*near) + "?" : std::string("see --help"));
+}
+
 }  // namespace
 
 int runVesk(int argc, const char* const* argv, std::ostream& out, std::ostream& err) {
@@ -68,7 +107,10 @@ int runVesk(int argc, const char* const* argv, std::ostream& out, std::ostream& 
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& error) {
-    if (error.get_exit_code() != 0) return report(err, Status::Usage, error.what());
+    if (error.get_exit_code() != 0) {
+      const std::string unknown = unknownWord(app);
+      return report(err, Status::Usage, unknown.empty() ? error.what() : unknown);
+    }
     app.exit(error, out, err);  // --help or --version
     action = [](std::ostream&, std::ostream&) {};
   }

@@ -16,6 +16,7 @@
 #include "files/descriptor.h"
 #include "files/printable.h"
 #include "loader_dates.h"  // of vesk-loader
+#include "option_lists.h"
 
 namespace vesk {
 
@@ -129,7 +130,6 @@ void run(const CheckOptions& options, std::ostream& out) {
 }
 
 void readTexts(CheckOptions& options) {
-  if (options.lines == 0) throw CLI::ValidationError("--lines", "[0] is not at least 1");
   if (options.date.empty()) return;
   options.day = CalendarDay::parse(options.date);
   if (!options.day) throw CLI::ValidationError("--date", "[" + options.date + "] is no day in the form YYYY-MM-DD");
@@ -143,6 +143,7 @@ void addOptions(CLI::App& command, Action& action) {
       ->type_name("PATH");
   command.add_option("--lines", options->lines, "How many lines are read, shared out among the files")
       ->type_name("N")
+      ->check(wholeNumberFrom(1))
       ->capture_default_str();
   command.add_option("--record-dates", options->recordDates, "How the dates of records are written: ymd, ydm or none")
       ->check(CLI::IsMember({"ymd", "ydm", "none"}));

@@ -124,4 +124,8 @@ std::optional<std::string_view> nearestText(std::string_view text, std::initiali
   return nearest(text, known);
 }
 
+std::optional<std::string_view> nearestText(std::string_view text, const std::vector<std::string>& known) {
+  return nearest(text, known);
+}
+
 }  // namespace vesk

@@ -6,6 +6,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace vesk {
 
@@ -24,6 +25,7 @@ std::string hintFor(TagLevel level, std::string_view name);
 /// The text among `known` that is nearest by edit distance, if it is near enough for a slip of typing. Case does not
 /// count.
 std::optional<std::string_view> nearestText(std::string_view text, std::initializer_list<std::string_view> known);
+std::optional<std::string_view> nearestText(std::string_view text, const std::vector<std::string>& known);
 
 }  // namespace vesk
 

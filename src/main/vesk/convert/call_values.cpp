@@ -15,6 +15,7 @@ constexpr std::array<std::string_view, causes> causeWords = {
     "",
     "too few cells",
     "too many cells",
+    "the header once more",
     "a quote that is not closed",
     "text after a closing quote",
     "more than 1048576 bytes",

@@ -13,6 +13,7 @@ enum class Cause : unsigned {
   None,
   CellsMissing,
   CellsExtra,
+  HeaderAgain,
   UnclosedQuote,
   TextAfterQuote,
   RowTooLong,

@@ -6,7 +6,9 @@
 #include <array>
 #include <cstdio>
 #include <cstring>
+#include <iterator>
 #include <memory>
+#include <optional>
 #include <set>
 #include <unordered_map>
 #include <utility>
@@ -16,10 +18,10 @@
 #include "convert/record_columns.h"
 #include "convert/source_columns.h"
 #include "csv/column_choice.h"
+#include "csv/csv_input.h"
 #include "csv/csv_rows.h"
 #include "csv/output_file.h"
 #include "files/descriptor.h"
-#include "files/input_bytes.h"
 #include "ids/id_table.h"
 
 namespace vesk {
@@ -28,6 +30,7 @@ namespace {
 
 constexpr std::size_t blockBytes = std::size_t{1} << 20;
 constexpr unsigned privatePermissions = 0640;
+constexpr unsigned parameterPermissions = 0644;
 
 [[noreturn]] void refuse(const std::string& why) { throw CommandFailure(Status::Data, why); }
 
@@ -64,7 +67,7 @@ void refuseSharedFiles(const ConvertOptions& options) {
   std::vector<std::string> outputs = {options.output};
   for (const std::string& name : parameterFileNames(options.output)) outputs.push_back(name);
   if (!options.rejects.empty()) outputs.push_back(options.rejects);
-  if (!options.idMap.empty()) outputs.push_back(options.idMap);
+  if (!options.idMap.empty()) std::ranges::move(filesOfIdMap(options.idMap), std::back_inserter(outputs));
   const auto refuseName = [](const std::string& why) { throw CommandFailure(Status::Usage, why); };
   for (std::size_t i = 0; i < outputs.size(); ++i) {
     for (const std::string& input : options.inputs) {
@@ -150,9 +153,9 @@ class Conversion {
     refuseBadInput();
     if (map != nullptr) saveIds(records);
     const auto parameterFiles = parameterFileNames(options.output);
-    vesk_files::replaceFile(parameterFiles[0], columns.tableParameters());
-    vesk_files::replaceFile(parameterFiles[1], columns.pairSumParameters());
-    vesk_files::replaceFile(parameterFiles[2], columns.sumsParameters());
+    vesk_files::replaceFile(parameterFiles[0], columns.tableParameters(), parameterPermissions);
+    vesk_files::replaceFile(parameterFiles[1], columns.pairSumParameters(), parameterPermissions);
+    vesk_files::replaceFile(parameterFiles[2], columns.sumsParameters(), parameterPermissions);
     records.commit();
     return result;
   }
@@ -165,20 +168,23 @@ class Conversion {
   }
 
   void readInput(const std::string& name, OutputFile& records) {
-    vesk_files::InputBytes bytes(name);
+    CsvInput bytes(name);
     CsvRows rows([&bytes](char* data, std::size_t size) { return bytes.read(data, size); });
     ConvertedInput& input = result.inputs.emplace_back();
     input.name = name == "-" ? "standard input" : name;
-    input.compression = nameOf(bytes.getCompression());
+    input.compression = vesk_files::nameOf(bytes.getCompression());
     if (rows.isUtf16()) refuse(input.name + " is UTF-16 text; make it UTF-8");
+    if (rows.peekLine().empty()) refuse(input.name + " is empty");
     input.delimiter = options.delimiter ? *options.delimiter : findDelimiter(rows.peekLine(), input.name);
     rows.setDelimiter(input.delimiter);
-    const SourceColumns source(options, rows, input.name);
-    if (columns.getFields().empty()) source.addTo(columns);
-    width = source.getWidth();
-    cellOf = source.getPlaces();
-    names = source.getNames();
-    bool isWaiting = source.hasRowWaiting();
+    source.emplace(options, rows, input.name);
+    if (firstSource) {
+      source->refuseOtherNames(*firstSource);
+    } else {
+      firstSource = source;
+      source->addTo(columns);
+    }
+    bool isWaiting = source->hasRowWaiting();
     while (isWaiting || rows.next()) {
       isWaiting = false;
       ++input.rows;
@@ -188,7 +194,7 @@ class Conversion {
     writeBlock(records);
     input.emptyLines = rows.getEmptyLines();
     result.rows += input.rows;
-    if (input.rows > 0) refuseEqualContent(bytes.finishHashes().content, input.name);
+    if (input.rows > 0) refuseEqualContent(bytes.finishHash(), input.name);
   }
 
   /// The same day twice would double every sum.
@@ -203,10 +209,13 @@ class Conversion {
     };
     if (rows.getFault() != RowFault::None) return reject(causeOf(rows.getFault()), {}, rows.getLineText());
     const std::vector<std::string_view>& cells = rows.getCells();
-    if (cells.size() != width) {
-      return reject(cells.size() < width ? Cause::CellsMissing : Cause::CellsExtra, {}, rows.getLineText());
+    if (cells.size() != source->getWidth()) {
+      return reject(cells.size() < source->getWidth() ? Cause::CellsMissing : Cause::CellsExtra, {},
+                    rows.getLineText());
     }
+    if (source->isHeader(cells)) return reject(Cause::HeaderAgain, {}, rows.getLineText());
     const std::vector<RecordField>& fields = columns.getFields();
+    const std::vector<std::size_t>& cellOf = source->getPlaces();
     const std::size_t lineBegin = block.size();
     block.append(columns.getLineBytes() - 1, ' ');
     block += '\n';
@@ -219,7 +228,7 @@ class Conversion {
           i < mapped.size() ? putId(cell, begin + fields[i].width, mapped[i]) : putField(fields[i], cell, begin, date);
       if (cause == Cause::None) continue;
       block.resize(lineBegin);
-      return reject(cause, names[i], cell);
+      return reject(cause, source->getNames()[i], cell);
     }
     // Now the row is good, and may give new texts to the map.
     for (std::size_t i = 0; i < mapped.size(); ++i) {
@@ -325,10 +334,10 @@ class Conversion {
   RecordColumns columns;
   std::unordered_map<std::string, std::string> inputByHash;  // inputs with rows, by the hash of their content
 
+  std::optional<SourceColumns> firstSource;
+
   // Of the input that is read.
-  std::size_t width = 0;
-  std::vector<std::size_t> cellOf;  // index of the cell, by field
-  std::vector<std::string> names;   // of the columns, by field
+  std::optional<SourceColumns> source;
   std::string seconds;
   std::string block;   // lines that are not written yet
   PendingIds pending;  // in the block

@@ -168,6 +168,7 @@ void addOptions(CLI::App& command, Action& action) {
   command.add_option("--rejects", convert.rejects, "Write the bad rows: file,line,byte,cause,field,text")
       ->type_name("FILE");
   command.add_option("--rejects-max", convert.rejectsMax, "Rows of a field and cause in this file")
+      ->check(wholeNumberFrom(0))
       ->capture_default_str();
   command.add_option("--max-bad", raw->maxBad, "Share of bad rows above which nothing is written")
       ->capture_default_str();

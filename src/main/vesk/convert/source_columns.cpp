@@ -1,6 +1,7 @@
 #include "convert/source_columns.h"
 
 #include <algorithm>
+#include <cctype>
 #include <utility>
 
 #include "command.h"
@@ -45,6 +46,15 @@ void SourceColumns::choose(FieldRole role, const std::string& column, const char
   places.push_back(place);
   names.push_back(heading);
   fieldNames.push_back(name == nullptr ? heading : name);
+}
+
+void SourceColumns::refuseOtherNames(const SourceColumns& first) const {
+  const auto lower = [](unsigned char c) { return std::tolower(c); };
+  for (std::size_t i = 0; i < names.size(); ++i) {
+    if (std::ranges::equal(names[i], first.names[i], {}, lower, lower)) continue;
+    refuse(fileName + ": column " + std::to_string(places[i] + 1) + " is " + names[i] + ", but " + first.names[i] +
+           " in " + first.fileName + "; name the columns, or convert the files one by one");
+  }
 }
 
 void SourceColumns::addTo(RecordColumns& columns) const {

@@ -3,6 +3,7 @@
 
 #include <cstddef>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "convert/convert.h"
@@ -27,6 +28,15 @@ class SourceColumns {
   /// By field, in the order in which addTo adds them: the index of the cell, and the name of the column.
   const std::vector<std::size_t>& getPlaces() const { return places; }
   const std::vector<std::string>& getNames() const { return names; }
+
+  /// Whether the row is the header once more, as in files that were put together.
+  bool isHeader(const std::vector<std::string_view>& cells) const {
+    return hasHeader && cells[places[0]] == headings[places[0]] && cells[places[1]] == headings[places[1]];
+  }
+
+  /// Refuses columns whose names, upper and lower case apart, are not those of the first file: a number would mean
+  /// another column.
+  void refuseOtherNames(const SourceColumns& first) const;
 
   /// Adds the fields to empty columns.
   void addTo(RecordColumns& columns) const;

@@ -17,6 +17,8 @@ std::string folderOf(const std::string& path) {
   return folder.empty() ? "." : folder.string();
 }
 
+std::string partialNameOf(const std::string& path) { return path + ".partial" + std::to_string(::getpid()); }
+
 std::string checkedName(std::string path) {
   std::error_code unknown;
   const auto status = std::filesystem::symlink_status(path, unknown);
@@ -29,19 +31,30 @@ std::string checkedName(std::string path) {
 }  // namespace
 
 OutputFile::OutputFile(std::string finalPath, unsigned filePermissions)
-    : path(checkedName(std::move(finalPath))),
-      permissions(filePermissions),
-      temporary(path + ".partial" + std::to_string(::getpid())),
-      file(vesk_files::Descriptor::openToWrite(temporary, permissions)) {}
+    : path(checkedName(std::move(finalPath))), permissions(filePermissions) {
+  open();
+}
+
+void OutputFile::open() {
+  file = vesk_files::Descriptor::openUnnamed(folderOf(path), path, permissions);
+  if (file.isOpen()) return;
+  temporary = partialNameOf(path);
+  file = vesk_files::Descriptor::openToWrite(temporary, permissions);
+}
 
 OutputFile::~OutputFile() {
   if (!temporary.empty()) ::unlink(temporary.c_str());
 }
 
 void OutputFile::rewriteLines(std::size_t lineBytes, const std::function<void(char* line)>& change) {
-  const vesk_files::Descriptor old = vesk_files::Descriptor::openToRead(temporary);
-  ::unlink(temporary.c_str());  // the descriptor keeps the bytes
-  file = vesk_files::Descriptor::openToWrite(temporary, permissions);
+  vesk_files::Descriptor old = std::move(file);
+  if (!temporary.empty()) {
+    old = vesk_files::Descriptor::openToRead(temporary);
+    ::unlink(temporary.c_str());  // the descriptor keeps the bytes
+    temporary.clear();
+  }
+  if (::lseek(old.get(), 0, SEEK_SET) != 0) throw std::runtime_error(vesk_files::systemFailure(path, "read again"));
+  open();
   constexpr std::size_t blockLines = 16384;
   std::string block(blockLines * lineBytes, '\0');
   std::size_t filled = 0;
@@ -58,8 +71,14 @@ void OutputFile::rewriteLines(std::size_t lineBytes, const std::function<void(ch
 
 void OutputFile::commit() {
   file.sync();
+  const bool isInPlace = temporary.empty() && file.giveName(path);
+  if (!isInPlace && temporary.empty()) {  // a file of the name is there, and can be replaced by one with a name only
+    temporary = partialNameOf(path);
+    ::unlink(temporary.c_str());
+    if (!file.giveName(temporary)) throw std::runtime_error(temporary + ": another process makes this file");
+  }
   file.close();
-  if (::rename(temporary.c_str(), path.c_str()) != 0) {
+  if (!isInPlace && ::rename(temporary.c_str(), path.c_str()) != 0) {
     throw std::runtime_error(vesk_files::systemFailure(path, "replace"));
   }
   temporary.clear();

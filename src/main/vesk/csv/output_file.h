@@ -10,7 +10,10 @@
 
 namespace vesk {
 
-/// A file that appears under its name when it is complete: it is written beside it, synced and renamed.
+/// A file that appears under its name when it is complete and synced. Until then it has no name, so that a killed
+/// process leaves nothing that looks like a file of calls; where the file system has no such files, it has the name
+/// with
+/// ".partial" and the process id.
 ///
 /// Lifetime: without commit the destructor removes what was written; an earlier file of the name stays.
 /// Errors: std::runtime_error with the file and the system's reason, from every operation; also for a name that is no
@@ -30,9 +33,11 @@ class OutputFile {
   void commit();
 
  private:
+  void open();
+
   std::string path;
   unsigned permissions;
-  std::string temporary;
+  std::string temporary;  // empty while the file has no name
   vesk_files::Descriptor file;
 };
 

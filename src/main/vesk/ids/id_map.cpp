@@ -45,6 +45,10 @@ bool hasContent(const std::string& path) {
 
 void IdMap::Finalize::operator()(sqlite3_stmt* statement) const { sqlite3_finalize(statement); }
 
+std::vector<std::string> filesOfIdMap(const std::string& path) {
+  return {path, path + "-journal", path + "-wal", path + "-shm"};
+}
+
 IdMap::IdMap(std::string mapPath) : path(std::move(mapPath)) {
   firstAdded = nextId = FirstMappedId;
   if (!hasContent(path)) return;

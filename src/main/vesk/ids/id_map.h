@@ -18,6 +18,9 @@ namespace vesk {
 /// Which ids go through a map. It is kept in the map, because numbers would change from day to day otherwise.
 enum class MappedIds { Texts = 1, All = 2 };
 
+/// The map and the files that SQLite keeps beside it while it is changed.
+std::vector<std::string> filesOfIdMap(const std::string& path);
+
 /// The file in which the texts of ids keep their numbers from day to day: an SQLite database with the table
 /// ids(id INTEGER PRIMARY KEY, text TEXT UNIQUE), numbers from 2^52 to 2^53, application_id 0x5645534B, user_version 1
 /// (texts are mapped) or 2 (all ids are). A new map is readable and writable by its owner only.

@@ -1,17 +1,19 @@
 #include "ids/id_texts.h"
 
 #include <algorithm>
+#include <charconv>
 #include <memory>
 #include <optional>
 #include <ostream>
+#include <system_error>
 
 #include "command.h"
 #include "control/quven_result_file.h"
 #include "convert/call_values.h"
 #include "csv/column_choice.h"
+#include "csv/csv_input.h"
 #include "csv/csv_rows.h"
 #include "csv/output_file.h"
-#include "files/input_bytes.h"
 
 namespace vesk {
 
@@ -36,7 +38,7 @@ class Replacement {
       }
       block.clear();
     };
-    vesk_files::InputBytes bytes(options.input);
+    CsvInput bytes(options.input);
     CsvRows rows([&bytes](char* data, std::size_t size) { return bytes.read(data, size); });
     const std::string_view line = rows.peekLine();
     if (line.find_first_of(",;\t") != std::string_view::npos) delimiter = findDelimiter(line, options.input);
@@ -91,8 +93,23 @@ class Replacement {
     }
   }
 
+  /// Whether a text that is no plain id is a number of a map all the same, as programs write doubles.
+  static bool isNumberInOtherForm(std::string_view text) {
+    double number = 0;
+    const char* const end = text.data() + text.size();
+    const auto [stop, error] = std::from_chars(text.data(), end, number);
+    constexpr double rounded = 0.999;  // digits that are left out can lead below the first number
+    return error == std::errc{} && stop == end && number >= rounded * static_cast<double>(FirstMappedId) &&
+           number <= static_cast<double>(LargestPlainId);
+  }
+
   void addText(std::string_view cell, const CsvRows& rows) {
     const std::optional<std::uint64_t> id = readPlainId(cell);
+    // The last digits of such a number may be those of another subscriber.
+    if (!id && isNumberInOtherForm(cell)) {
+      refuseRow(rows, "[" + std::string(cell) +
+                          "] is a number of a map in another form; write it with all its digits and nothing else");
+    }
     const std::optional<std::string_view> text = id && *id >= FirstMappedId ? map.findText(*id) : std::nullopt;
     block += csvCell(text ? *text : cell, delimiter);
     if (text) {
@@ -126,7 +143,9 @@ class Replacement {
 }  // namespace
 
 IdTextsResult replaceIds(IdMap& map, const IdTextsOptions& options, std::ostream& standardOutput) {
-  for (const std::string& other : {options.input, map.getPath()}) {
+  std::vector<std::string> others = filesOfIdMap(map.getPath());
+  others.push_back(options.input);
+  for (const std::string& other : others) {
     if (!options.output.empty() && other != "-" && quvenIsSameFile(options.output, other)) {
       throw CommandFailure(Status::Usage, "the output " + options.output + " would take the place of " + other);
     }

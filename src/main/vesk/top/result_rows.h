@@ -5,8 +5,8 @@
 #include <string>
 #include <vector>
 
+#include "csv/csv_input.h"
 #include "csv/csv_rows.h"
-#include "files/input_bytes.h"
 
 namespace vesk {
 
@@ -31,7 +31,7 @@ class ResultRows {
 
   std::string file;
   std::vector<std::string> names;
-  vesk_files::InputBytes bytes;
+  CsvInput bytes;
   CsvRows rows;
   std::vector<std::size_t> places;
   std::size_t width = 0;

@@ -5,6 +5,7 @@
 #include <string>
 
 #include "command.h"
+#include "option_lists.h"
 #include "top/top_list.h"
 
 namespace vesk {
@@ -44,7 +45,7 @@ void addOptions(CLI::App& command, Action& action) {
           ->type_name("FILE");
   command.add_option("--ids", options->idMap, "The map of ids of vesk convert")->type_name("MAP");
   command.add_option("-n,--rows", options->rows, "Length of the list")
-      ->check(CLI::PositiveNumber.description(""))
+      ->check(wholeNumberFrom(1))
       ->capture_default_str();
   command.add_option("--by", options->order, "energy or lift")
       ->transform(CLI::CheckedTransformer(
@@ -53,7 +54,7 @@ void addOptions(CLI::App& command, Action& action) {
       ->default_str("energy")
       ->type_name("ORDER");
   CLI::Option* perGroup = command.add_option("--per-group", options->perGroup, "Most members of a group in the list")
-                              ->check(CLI::PositiveNumber.description(""));
+                              ->check(wholeNumberFrom(1));
   CLI::Option* withSeeds = command.add_flag("--with-seeds", options->withSeeds, "List seeds as well");
   command.add_option("-o,--output", options->output, "The list; otherwise, and for -, standard output")
       ->type_name("OUT");

@@ -4,6 +4,7 @@
 #include <array>
 #include <cmath>
 #include <cstdio>
+#include <iterator>
 #include <map>
 #include <memory>
 #include <ostream>
@@ -13,13 +14,15 @@
 #include <utility>
 
 #include "command.h"
+#include "control/quven_dataset_parts.h"
 #include "control/quven_file_formats.h"
 #include "control/quven_result_file.h"
 #include "convert/call_values.h"
 #include "csv/column_choice.h"
+#include "csv/csv_input.h"
 #include "csv/csv_rows.h"
 #include "csv/output_file.h"
-#include "files/input_bytes.h"
+#include "files/dataset_card.h"
 #include "ids/id_map.h"
 #include "table/dataset_files.h"
 #include "table/record_file.h"
@@ -49,7 +52,7 @@ std::unique_ptr<IdMap> openMap(const std::string& path) {
 
 Ids readSeeds(const TopOptions& options, IdMap* map) {
   Ids seeds;
-  vesk_files::InputBytes bytes(options.seeds);
+  CsvInput bytes(options.seeds);
   CsvRows rows([&bytes](char* data, std::size_t size) { return bytes.read(data, size); });
   rows.setDelimiter('\n');  // a line is one cell, whatever it has
   const bool mapsAll = map != nullptr && map->getMappedIds() == MappedIds::All;
@@ -99,8 +102,10 @@ Groups readGroups(const std::string& path) {
   return groups;
 }
 
-std::vector<Candidate> readCandidates(const TopOptions& options, const Ids& seeds, TopResult& result) {
+std::vector<Candidate> readCandidates(const TopOptions& options, const Ids& seeds, const Groups& groups,
+                                      TopResult& result) {
   std::vector<Candidate> candidates;
+  bool hasMember = false;
   ResultRows rows(options.energy, {"Number", "DA_DiffusedEnergy", "WeightedInDegree"},
                   "the OutputFileName of vesk-analyze diffusion");
   while (rows.next()) {
@@ -108,6 +113,7 @@ std::vector<Candidate> readCandidates(const TopOptions& options, const Ids& seed
     const std::uint64_t id = rows.getWhole(0);
     const double energy = rows.getNumber(1);
     const double calls = rows.getNumber(2);
+    hasMember = hasMember || groups.groupOf.contains(id);
     const bool isSeed = seeds.contains(id);
     if (isSeed) ++result.seedsFound;
     if (energy <= 0 || (isSeed && !options.withSeeds)) continue;
@@ -116,15 +122,23 @@ std::vector<Candidate> readCandidates(const TopOptions& options, const Ids& seed
   if (!seeds.empty() && result.seedsFound == 0) {
     refuse(options.energy + " has none of the " + std::to_string(seeds.size()) + " seeds of " + options.seeds);
   }
+  if (!groups.groupOf.empty() && !hasMember) {
+    refuse(options.groups + " has no subscriber of " + options.energy + "; the two are of different calls");
+  }
+  std::ranges::sort(candidates, {}, &Candidate::id);
+  if (const auto twice = std::ranges::adjacent_find(candidates, {}, &Candidate::id); twice != candidates.end()) {
+    refuse(options.energy + " has two rows of subscriber " + std::to_string(twice->id));
+  }
   return candidates;
 }
 
 /// The contacts among the seeds of each subscriber of the list: how many different seeds call it or are called by it.
-void countSeedContacts(const std::string& dataset, const Ids& seeds, std::vector<TopRow>& list) {
+void countSeedContacts(const TopOptions& options, const Ids& seeds, std::vector<TopRow>& list) {
   Ids listed;
   for (const TopRow& row : list) listed.insert(row.id);
   std::set<std::pair<std::uint64_t, std::uint64_t>> contacts;  // a subscriber of the list and a seed
-  for (const std::string& path : datasetFilesOf(dataset)) {
+  bool hasSeed = false;
+  for (const std::string& path : datasetFilesOf(options.dataset)) {
     RecordFile triples(path, sparse_format::columns, "triple");
     bool isInRow = false;
     bool callerIsSeed = false;
@@ -145,6 +159,7 @@ void countSeedContacts(const std::string& dataset, const Ids& seeds, std::vector
         caller = first;
         callerIsSeed = seeds.contains(caller);
         callerIsListed = listed.contains(caller);
+        hasSeed = hasSeed || callerIsSeed;
         continue;
       }
       if (first != caller) refuseTriple("a row without a footer");
@@ -154,12 +169,15 @@ void countSeedContacts(const std::string& dataset, const Ids& seeds, std::vector
         continue;
       }
       const std::uint64_t callee = toId(triple[1]);
+      const bool calleeIsSeed = seeds.contains(callee);
+      hasSeed = hasSeed || calleeIsSeed;
       if (callee == caller) continue;
-      if (callerIsListed && seeds.contains(callee)) contacts.emplace(caller, callee);
+      if (callerIsListed && calleeIsSeed) contacts.emplace(caller, callee);
       if (callerIsSeed && listed.contains(callee)) contacts.emplace(callee, caller);
     }
     if (isInRow) refuse(path + " ends inside a row; --dataset wants pair sums");
   }
+  if (!hasSeed) refuse(options.dataset + " has none of the seeds; it is not the dataset of " + options.energy);
   std::unordered_map<std::uint64_t, std::uint64_t> counts;
   for (const auto& [subscriber, seed] : contacts) ++counts[subscriber];
   for (TopRow& row : list) row.seedContacts = counts[row.id];
@@ -171,15 +189,38 @@ std::string numberText(double number, const char* format) {
   return text.data();
 }
 
+/// The files of the dataset, with its descriptions and its card, which the analyses need beside it.
+std::vector<std::string> filesBesideDataset(const std::string& dataset) {
+  std::vector<std::string> files = {dataset, dataset + ".info", vesk_files::cardPath(dataset)};
+  for (const std::string& part : quvenFindDatasetFiles(dataset).paths) {
+    files.push_back(part);
+    files.push_back(part + ".info");
+  }
+  return files;
+}
+
+void refuseSharedFiles(const TopOptions& options) {
+  if (options.output.empty()) return;
+  std::vector<std::string> inputs = {options.energy, options.groups, options.seeds};
+  if (!options.dataset.empty()) std::ranges::move(filesBesideDataset(options.dataset), std::back_inserter(inputs));
+  if (!options.idMap.empty()) std::ranges::move(filesOfIdMap(options.idMap), std::back_inserter(inputs));
+  for (const std::string& input : inputs) {
+    if (!input.empty() && quvenIsSameFile(options.output, input)) {
+      throw CommandFailure(Status::Usage, "the output " + options.output + " would take the place of " + input);
+    }
+  }
+}
+
 }  // namespace
 
 TopResult findTop(const TopOptions& options) {
+  refuseSharedFiles(options);
   TopResult result;
   const std::unique_ptr<IdMap> map = openMap(options.idMap);
   const Ids seeds = options.seeds.empty() ? Ids{} : readSeeds(options, map.get());
   result.seeds = seeds.size();
   const Groups groups = readGroups(options.groups);
-  std::vector<Candidate> candidates = readCandidates(options, seeds, result);
+  std::vector<Candidate> candidates = readCandidates(options, seeds, groups, result);
   std::ranges::sort(candidates, [&](const Candidate& a, const Candidate& b) {
     const double first = options.order == TopOrder::Energy ? a.energy : a.lift;
     const double second = options.order == TopOrder::Energy ? b.energy : b.lift;
@@ -201,16 +242,18 @@ TopResult findTop(const TopOptions& options) {
     if (candidate.lift >= 0) row.lift = candidate.lift;
     result.rows.push_back(row);
   }
-  if (!options.dataset.empty()) countSeedContacts(options.dataset, seeds, result.rows);
+  if (options.dataset.empty()) return result;
+  try {
+    countSeedContacts(options, seeds, result.rows);
+  } catch (const CommandFailure&) {
+    throw;
+  } catch (const std::runtime_error& error) {
+    refuse(error.what());
+  }
   return result;
 }
 
 void writeTop(const TopOptions& options, const TopResult& result, std::ostream& standardOutput) {
-  for (const std::string& input : {options.energy, options.groups, options.seeds, options.dataset, options.idMap}) {
-    if (!options.output.empty() && !input.empty() && quvenIsSameFile(options.output, input)) {
-      throw CommandFailure(Status::Usage, "the output " + options.output + " would take the place of " + input);
-    }
-  }
   const std::unique_ptr<IdMap> map = openMap(options.idMap);
   const auto idText = [&](const std::optional<std::uint64_t>& id) -> std::string {
     if (!id) return "";

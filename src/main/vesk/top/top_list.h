@@ -47,8 +47,9 @@ struct TopResult {
 ///
 /// Memory: 24 bytes per row of the energy file, 16 per row of the groups.
 /// Errors: CommandFailure with Status::Data, the file and the line: a missing column, a cell that is no number, an id
-///         that is there twice in the groups, a seed that is no id, seeds of which the energy file has none, a dataset
-///         that is no pair sum; std::runtime_error for a failed read.
+///         that is there twice in the groups or with energy, a seed that is no id, seeds of which the energy file or
+///         the dataset has none, groups of other subscribers, a dataset that is no pair sum, a file that cannot be
+///         read; Status::Usage for an output that is an input.
 TopResult findTop(const TopOptions& options);
 
 /// Writes the list as CSV: rank,id,energy,lift,group,leader_1,leader_2,seed_contacts. Unknown values are empty; ids are
