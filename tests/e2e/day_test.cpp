@@ -513,7 +513,7 @@ TEST_F(DayTest, WrongOptionsAreUsageErrors) {
   usage({"day", "p.xml", "in1", "st", "--date", "20200107"}, "[20200107] is no date of the form YYYY-MM-DD");
   usage({"day", "p.xml", "in1", "st", "--date", "2020-02-30"}, "[2020-02-30] is no date of the form YYYY-MM-DD");
   usage({"day", "p.xml", "in1", "st", "--record-dates", "yyyymmdd"}, "--record-dates");
-  usage({"day", "p.xml", "in1", "st", "--max-bad", "120%"}, "[120%] is no share");
+  usage({"day", "p.xml", "in1", "st", "--max-bad", "120%"}, "[120%] is no share such as 5% or 0.05");
   usage({"day", "p.xml", "in1", "st", "--output", "../x"}, "is no name for a dataset");
   usage({"day", "p.xml", "in1", "st", "--output", "process"}, "is no name for a dataset");
   usage({"day", "p.xml", "in1", "st", "--keep", "0"}, "--keep");

@@ -18,7 +18,7 @@ void checkEntries(const vesk::IdTable& table) {
     REQUIRE(number >= vesk::FirstMappedId && number <= vesk::LargestPlainId);
     REQUIRE(numbers.insert(number).second);
     REQUIRE(table.find(text) == number);
-    REQUIRE(vesk::mistakeInIdText(text) == vesk::Cause::None);
+    REQUIRE(vesk::mistakeInIdText(text) == vesk::RowCause::None);
   });
   REQUIRE(numbers.size() == table.getSize());
 }

@@ -9,12 +9,12 @@ namespace {
 /// The date as text, or the number of the cause as "!WORDS".
 std::string date(const std::string& text, TimeForm form = TimeForm::Auto, TimeZoneRule zone = {}) {
   std::uint32_t value = 0;
-  const Cause cause = readDate(text, form, zone, value);
-  return cause == Cause::None ? std::to_string(value) : "!" + std::string(wordsOf(cause));
+  const RowCause cause = readDate(text, form, zone, value);
+  return cause == RowCause::None ? std::to_string(value) : "!" + std::string(wordsOf(cause));
 }
 std::string duration(const std::string& text) {
   std::string seconds;
-  return readDuration(text, seconds) == Cause::None ? seconds : "!";
+  return readDuration(text, seconds) == RowCause::None ? seconds : "!";
 }
 
 constexpr const char* noForm = "!not a time of a known form";
@@ -32,15 +32,15 @@ TEST(CallValues, ReadsPlainIds) {
 
 TEST(CallValues, TakesCleanTextForAMap) {
   for (const char* text : {"+49 151", "0x1F", "\xC3\xA9", "\xE2\x82\xAC", "\xF0\x9F\x93\x9E", "\xED\x9F\xBF"}) {
-    EXPECT_EQ(mistakeInIdText(text), Cause::None) << text;
+    EXPECT_EQ(mistakeInIdText(text), RowCause::None) << text;
   }
   for (const char* text : {"a\nb", "\x7F", "\x80", "\xC0\x80", "\xC3", "\xE0\x80\x80", "\xED\xA0\x80",
                            "\xF4\x90\x80\x80", "\xF5\x80\x80\x80", "\xE2\x82"}) {
-    EXPECT_EQ(mistakeInIdText(text), Cause::IdBytes) << text;
+    EXPECT_EQ(mistakeInIdText(text), RowCause::IdBytes) << text;
   }
-  EXPECT_EQ(mistakeInIdText(std::string(200, 'a')), Cause::None);
-  EXPECT_EQ(mistakeInIdText(std::string(201, 'a')), Cause::IdTooLong);
-  EXPECT_EQ(mistakeInIdText(std::string("a\0b", 3)), Cause::IdBytes);
+  EXPECT_EQ(mistakeInIdText(std::string(200, 'a')), RowCause::None);
+  EXPECT_EQ(mistakeInIdText(std::string(201, 'a')), RowCause::IdTooLong);
+  EXPECT_EQ(mistakeInIdText(std::string("a\0b", 3)), RowCause::IdBytes);
 }
 
 TEST(CallValues, ReadsIsoTimes) {
@@ -116,20 +116,20 @@ TEST(CallValues, ReadsDurations) {
 
 TEST(CallValues, ReadsCounts) {
   std::uint32_t count = 0;
-  EXPECT_EQ(readCount("2147483647", count), Cause::None);
+  EXPECT_EQ(readCount("2147483647", count), RowCause::None);
   EXPECT_EQ(count, 2147483647U);
   for (const char* text : {"0", "-1", "2147483648", "1.0", "1e3", "+1", "x", "99999999999"}) {
-    EXPECT_EQ(readCount(text, count), Cause::NoCount) << text;
+    EXPECT_EQ(readCount(text, count), RowCause::NoCount) << text;
   }
-  EXPECT_EQ(readCount("", count), Cause::Empty);
+  EXPECT_EQ(readCount("", count), RowCause::Empty);
 }
 
 TEST(CallValues, ReadsPayloads) {
   std::string_view number;
-  for (const char* text : {"0", "1.5", "+2e10", ".5"}) EXPECT_EQ(readPayload(text, number), Cause::None) << text;
+  for (const char* text : {"0", "1.5", "+2e10", ".5"}) EXPECT_EQ(readPayload(text, number), RowCause::None) << text;
   EXPECT_EQ(number, ".5");
   for (const char* text : {"-1", "nan", "inf", "1e999", "0,5", "0x10", "1 2", "--1", "+"}) {
-    EXPECT_EQ(readPayload(text, number), Cause::NoPayload) << text;
+    EXPECT_EQ(readPayload(text, number), RowCause::NoPayload) << text;
   }
 }
 

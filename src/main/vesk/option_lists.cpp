@@ -39,4 +39,14 @@ std::function<std::string(const std::string&)> wholeNumberFrom(std::uint64_t lea
   };
 }
 
+double readShare(const std::string& option, const std::string& text) {
+  const bool isPercent = text.ends_with('%');
+  const char* const end = text.data() + text.size() - (isPercent ? 1 : 0);
+  double share = -1;
+  const auto [stop, error] = std::from_chars(text.data(), end, share);
+  if (isPercent) share /= 100;
+  if (error == std::errc{} && stop == end && share >= 0 && share <= 1) return share;
+  throw CLI::ValidationError(option, "[" + text + "] is no share such as 5% or 0.05");
+}
+
 }  // namespace vesk

@@ -18,6 +18,9 @@ std::vector<std::string> readNames(const std::string& option, const std::string&
 /// A check for an option of a whole number: the text must be decimal digits of a number of at least `least`.
 std::function<std::string(const std::string&)> wholeNumberFrom(std::uint64_t least);
 
+/// A share from 0 to 1, as 5% or 0.05. Errors: CLI::ValidationError.
+double readShare(const std::string& option, const std::string& text);
+
 }  // namespace vesk
 
 #endif  // VESK_OPTION_LISTS_H

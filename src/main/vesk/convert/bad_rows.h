@@ -17,7 +17,7 @@ struct BadRow {
   std::string_view file;
   std::uint64_t line;  ///< from 1
   std::uint64_t byte;  ///< of the content, from 0
-  Cause cause;
+  RowCause cause;
   std::string_view field;  ///< the name of its column; empty for the whole row
   std::string_view text;   ///< the cell, or the first line of the row
 };
@@ -48,7 +48,7 @@ class BadRows {
   bool keepsRows;
   std::uint64_t most;
   std::uint64_t total = 0;
-  std::map<std::pair<std::string, Cause>, Group, std::less<>> groups;
+  std::map<std::pair<std::string, RowCause>, Group, std::less<>> groups;
   std::string fileText = "file,line,byte,cause,field,text\n";
 };
 

@@ -82,12 +82,12 @@ class Scanner {
 
 using Days = std::chrono::sys_days;
 
-Cause writeDate(std::chrono::year_month_day day, std::uint32_t& date) {
+RowCause writeDate(std::chrono::year_month_day day, std::uint32_t& date) {
   const int year = static_cast<int>(day.year());
-  if (year < firstYear || year > lastYear) return Cause::YearOutside;
+  if (year < firstYear || year > lastYear) return RowCause::YearOutside;
   date = static_cast<std::uint32_t>(year) * 10000 + static_cast<unsigned>(day.month()) * 100 +
          static_cast<unsigned>(day.day());
-  return Cause::None;
+  return RowCause::None;
 }
 
 std::chrono::year_month_day dayOf(int year, int month, int day) {
@@ -96,7 +96,7 @@ std::chrono::year_month_day dayOf(int year, int month, int day) {
 }
 
 /// The date of a number of seconds since 1970 in UTC.
-Cause writeInstant(std::int64_t seconds, const TimeZoneRule& zone, std::uint32_t& date) {
+RowCause writeInstant(std::int64_t seconds, const TimeZoneRule& zone, std::uint32_t& date) {
   const std::int64_t local = seconds + (zone.asWritten ? 0 : std::int64_t{60} * zone.offsetMinutes);
   const auto days = std::chrono::floor<std::chrono::days>(std::chrono::seconds(local));
   return writeDate(Days(days), date);
@@ -134,7 +134,7 @@ Clock readClock(Scanner& scanner, bool isExtended) {
   return clock;
 }
 
-Cause readIso(std::string_view text, const TimeZoneRule& zone, std::uint32_t& date) {
+RowCause readIso(std::string_view text, const TimeZoneRule& zone, std::uint32_t& date) {
   Scanner scanner(text);
   const int year = scanner.number(4);
   const bool isExtended = scanner.take("-");
@@ -146,36 +146,36 @@ Cause readIso(std::string_view text, const TimeZoneRule& zone, std::uint32_t& da
     if (isExtended || !scanner.isAtDigit()) scanner.demand("Tt ");
     clock = readClock(scanner, isExtended);
   }
-  if (scanner.hasFailed() || !scanner.isAtEnd()) return Cause::TimeForm;
+  if (scanner.hasFailed() || !scanner.isAtEnd()) return RowCause::TimeForm;
   const std::chrono::year_month_day written = dayOf(year, month, day);
-  if (!written.ok()) return Cause::NoSuchDay;
+  if (!written.ok()) return RowCause::NoSuchDay;
   if (!clock.hasZone || zone.asWritten) return writeDate(written, date);
   const std::int64_t midnight = std::chrono::seconds(Days(written).time_since_epoch()).count();
   return writeInstant(midnight + clock.seconds - clock.offsetSeconds, zone, date);
 }
 
-Cause readEightDigits(std::string_view text, bool dayFirst, std::uint32_t& date) {
-  if (text.size() != 8 || !areDigits(text)) return Cause::TimeForm;
+RowCause readEightDigits(std::string_view text, bool dayFirst, std::uint32_t& date) {
+  if (text.size() != 8 || !areDigits(text)) return RowCause::TimeForm;
   Scanner scanner(text);
   const int year = scanner.number(4);
   const int middle = scanner.number(2);
   const int last = scanner.number(2);
   const auto written = dayFirst ? dayOf(year, last, middle) : dayOf(year, middle, last);
   if (written.ok()) return writeDate(written, date);
-  return !dayFirst && dayOf(year, last, middle).ok() ? Cause::DayMonthTurned : Cause::NoSuchDay;
+  return !dayFirst && dayOf(year, last, middle).ok() ? RowCause::DayMonthTurned : RowCause::NoSuchDay;
 }
 
 /// Digits, and a fraction that does not count.
-Cause readUnix(std::string_view text, std::int64_t perSecond, const TimeZoneRule& zone, std::uint32_t& date) {
+RowCause readUnix(std::string_view text, std::int64_t perSecond, const TimeZoneRule& zone, std::uint32_t& date) {
   std::int64_t number = 0;
   const char* const end = text.data() + text.size();
   const auto [stop, error] = std::from_chars(text.data(), end, number);
   const bool isNumber =
       error == std::errc{} && isDigit(text.front()) && (stop == end || (*stop == '.' && areDigits({stop + 1, end})));
-  if (!isNumber) return Cause::TimeForm;
+  if (!isNumber) return RowCause::TimeForm;
   const std::int64_t seconds = number / perSecond;
   constexpr std::int64_t tooLate = 5000000000;  // in the year 2128
-  return seconds > tooLate ? Cause::YearOutside : writeInstant(seconds, zone, date);
+  return seconds > tooLate ? RowCause::YearOutside : writeInstant(seconds, zone, date);
 }
 
 /// Whether the bytes are a UTF-8 text without control characters. Source: RFC 3629.
@@ -205,7 +205,7 @@ bool isCleanText(std::string_view text) {
 
 }  // namespace
 
-std::string_view wordsOf(Cause cause) { return causeWords[static_cast<unsigned>(cause)]; }
+std::string_view wordsOf(RowCause cause) { return causeWords[static_cast<unsigned>(cause)]; }
 
 std::optional<std::uint64_t> readPlainId(std::string_view text) {
   constexpr std::size_t mostDigits = 16;
@@ -218,13 +218,13 @@ std::optional<std::uint64_t> readPlainId(std::string_view text) {
   return id <= LargestPlainId ? std::optional(id) : std::nullopt;
 }
 
-Cause mistakeInIdText(std::string_view text) {
-  if (text.size() > maxIdBytes) return Cause::IdTooLong;
-  return isCleanText(text) ? Cause::None : Cause::IdBytes;
+RowCause mistakeInIdText(std::string_view text) {
+  if (text.size() > maxIdBytes) return RowCause::IdTooLong;
+  return isCleanText(text) ? RowCause::None : RowCause::IdBytes;
 }
 
-Cause readDate(std::string_view text, TimeForm form, const TimeZoneRule& zone, std::uint32_t& date) {
-  if (text.empty()) return Cause::Empty;
+RowCause readDate(std::string_view text, TimeForm form, const TimeZoneRule& zone, std::uint32_t& date) {
+  if (text.empty()) return RowCause::Empty;
   if (form == TimeForm::Auto) {
     form = TimeForm::Iso;
     const std::size_t whole = std::min(text.find('.'), text.size());
@@ -248,45 +248,45 @@ Cause readDate(std::string_view text, TimeForm form, const TimeZoneRule& zone, s
   }
 }
 
-Cause readDuration(std::string_view text, std::string& seconds) {
-  if (text.empty()) return Cause::Empty;
+RowCause readDuration(std::string_view text, std::string& seconds) {
+  if (text.empty()) return RowCause::Empty;
   constexpr std::size_t mostDigits = 9;
   const std::size_t point = std::min(text.find('.'), text.size());
   std::string_view whole = text.substr(0, point);
   const std::string_view fraction = text.substr(point);
-  if (!fraction.empty() && !areDigits(fraction.substr(1))) return Cause::NoDuration;
+  if (!fraction.empty() && !areDigits(fraction.substr(1))) return RowCause::NoDuration;
   std::array<std::uint64_t, 3> parts{};  // hours, minutes, seconds
   const auto colons = std::ranges::count(whole, ':');
-  if (colons != 0 && colons != 2) return Cause::NoDuration;
+  if (colons != 0 && colons != 2) return RowCause::NoDuration;
   for (std::size_t part = colons == 0 ? 2 : 0; part < parts.size(); ++part) {
     const std::string_view number = whole.substr(0, whole.find(':'));
     whole.remove_prefix(std::min(number.size() + 1, whole.size()));
-    if (!areDigits(number) || number.size() > mostDigits) return Cause::NoDuration;
+    if (!areDigits(number) || number.size() > mostDigits) return RowCause::NoDuration;
     for (const char c : number) parts[part] = 10 * parts[part] + static_cast<unsigned>(c - '0');
   }
-  if (colons == 2 && (parts[1] > 59 || parts[2] > 59)) return Cause::NoDuration;
+  if (colons == 2 && (parts[1] > 59 || parts[2] > 59)) return RowCause::NoDuration;
   seconds = std::to_string(3600 * parts[0] + 60 * parts[1] + parts[2]);
   seconds += fraction;
-  return Cause::None;
+  return RowCause::None;
 }
 
-Cause readCount(std::string_view text, std::uint32_t& count) {
-  if (text.empty()) return Cause::Empty;
+RowCause readCount(std::string_view text, std::uint32_t& count) {
+  if (text.empty()) return RowCause::Empty;
   const char* const end = text.data() + text.size();
   const auto [stop, error] = std::from_chars(text.data(), end, count);
   constexpr std::uint32_t largest = std::numeric_limits<std::int32_t>::max();
-  return error == std::errc{} && stop == end && count >= 1 && count <= largest ? Cause::None : Cause::NoCount;
+  return error == std::errc{} && stop == end && count >= 1 && count <= largest ? RowCause::None : RowCause::NoCount;
 }
 
-Cause readPayload(std::string_view text, std::string_view& number) {
-  if (text.empty()) return Cause::Empty;
+RowCause readPayload(std::string_view text, std::string_view& number) {
+  if (text.empty()) return RowCause::Empty;
   if (text.front() == '+') text.remove_prefix(1);
   double value = -1;
   const char* const end = text.data() + text.size();
   const auto [stop, error] = std::from_chars(text.data(), end, value);
-  if (error != std::errc{} || stop != end || !std::isfinite(value) || !(value >= 0)) return Cause::NoPayload;
+  if (error != std::errc{} || stop != end || !std::isfinite(value) || !(value >= 0)) return RowCause::NoPayload;
   number = text;
-  return Cause::None;
+  return RowCause::None;
 }
 
 }  // namespace vesk

@@ -9,7 +9,7 @@
 namespace vesk {
 
 /// Why a row is bad.
-enum class Cause : unsigned {
+enum class RowCause : unsigned {
   None,
   CellsMissing,
   CellsExtra,
@@ -32,10 +32,10 @@ enum class Cause : unsigned {
   NoPayload,
   TooWide
 };
-inline constexpr unsigned causes = static_cast<unsigned>(Cause::TooWide) + 1;
+inline constexpr unsigned causes = static_cast<unsigned>(RowCause::TooWide) + 1;
 
 /// The cause in words, as the end of "FIELD: ".
-std::string_view wordsOf(Cause cause);
+std::string_view wordsOf(RowCause cause);
 
 /// The largest number that stays itself, and the first number of a map of ids. A map's numbers are never those of a
 /// plain id, because plain ids from FirstMappedId on go through the map as well.
@@ -46,7 +46,7 @@ inline constexpr std::uint64_t FirstMappedId = std::uint64_t{1} << 52;
 std::optional<std::uint64_t> readPlainId(std::string_view text);
 
 /// Why a text cannot be an id of a map: it is too long, no UTF-8, or has a control character. None if it can.
-Cause mistakeInIdText(std::string_view text);
+RowCause mistakeInIdText(std::string_view text);
 
 enum class TimeForm { Auto, Iso, UnixSeconds, UnixMilliseconds, YearMonthDay, YearDayMonth };
 
@@ -60,17 +60,17 @@ struct TimeZoneRule {
 /// get the date of the rule's zone.
 /// Forms that Auto knows: yyyy-mm-dd with or without a time and a zone, yyyymmdd, yyyymmddhhmmss, 9 or 10 digits (unix
 /// seconds), 12 or 13 digits (unix milliseconds).
-Cause readDate(std::string_view text, TimeForm form, const TimeZoneRule& zone, std::uint32_t& date);
+RowCause readDate(std::string_view text, TimeForm form, const TimeZoneRule& zone, std::uint32_t& date);
 
 /// Reads seconds, or h:m:s, as the text of a number of seconds. Fractions of seconds stay as they are written.
-Cause readDuration(std::string_view text, std::string& seconds);
+RowCause readDuration(std::string_view text, std::string& seconds);
 
 /// Reads a whole number from 1 to 2147483647.
-Cause readCount(std::string_view text, std::uint32_t& count);
+RowCause readCount(std::string_view text, std::uint32_t& count);
 
 /// Checks a decimal number that is not negative; `number` is its text without a plus sign. A process file of the loader
 /// has no place for -1 and -2, so negative numbers are refused.
-Cause readPayload(std::string_view text, std::string_view& number);
+RowCause readPayload(std::string_view text, std::string_view& number);
 
 }  // namespace vesk
 

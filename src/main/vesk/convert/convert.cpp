@@ -41,18 +41,18 @@ std::string_view trimmed(std::string_view text) {
   return text;
 }
 
-Cause causeOf(RowFault fault) {
+RowCause causeOf(RowFault fault) {
   switch (fault) {
     case RowFault::UnclosedQuote:
-      return Cause::UnclosedQuote;
+      return RowCause::UnclosedQuote;
     case RowFault::TextAfterQuote:
-      return Cause::TextAfterQuote;
+      return RowCause::TextAfterQuote;
     case RowFault::TooLong:
-      return Cause::RowTooLong;
+      return RowCause::RowTooLong;
     case RowFault::None:
       break;
   }
-  return Cause::None;
+  return RowCause::None;
 }
 
 /// Writes the number so that its last digit is before `end`.
@@ -204,16 +204,16 @@ class Conversion {
   }
 
   void takeRow(const CsvRows& rows, const std::string& file) {
-    const auto reject = [&](Cause cause, std::string_view field, std::string_view text) {
+    const auto reject = [&](RowCause cause, std::string_view field, std::string_view text) {
       badRows.add({file, rows.getLine(), rows.getByte(), cause, field, text});
     };
     if (rows.getFault() != RowFault::None) return reject(causeOf(rows.getFault()), {}, rows.getLineText());
     const std::vector<std::string_view>& cells = rows.getCells();
     if (cells.size() != source->getWidth()) {
-      return reject(cells.size() < source->getWidth() ? Cause::CellsMissing : Cause::CellsExtra, {},
+      return reject(cells.size() < source->getWidth() ? RowCause::CellsMissing : RowCause::CellsExtra, {},
                     rows.getLineText());
     }
-    if (source->isHeader(cells)) return reject(Cause::HeaderAgain, {}, rows.getLineText());
+    if (source->isHeader(cells)) return reject(RowCause::HeaderAgain, {}, rows.getLineText());
     const std::vector<RecordField>& fields = columns.getFields();
     const std::vector<std::size_t>& cellOf = source->getPlaces();
     const std::size_t lineBegin = block.size();
@@ -224,9 +224,9 @@ class Conversion {
     for (std::size_t i = 0; i < fields.size(); ++i) {
       const std::string_view cell = trimmed(cells[cellOf[i]]);
       char* const begin = block.data() + lineBegin + fields[i].first;
-      const Cause cause =
+      const RowCause cause =
           i < mapped.size() ? putId(cell, begin + fields[i].width, mapped[i]) : putField(fields[i], cell, begin, date);
-      if (cause == Cause::None) continue;
+      if (cause == RowCause::None) continue;
       block.resize(lineBegin);
       return reject(cause, source->getNames()[i], cell);
     }
@@ -242,11 +242,11 @@ class Conversion {
   }
 
   /// Writes the value of a cell into its columns.
-  Cause putField(const RecordField& field, std::string_view cell, char* begin, std::uint32_t& date) {
+  RowCause putField(const RecordField& field, std::string_view cell, char* begin, std::uint32_t& date) {
     std::string_view text;
     std::uint64_t number = 0;
     std::uint32_t small = 0;
-    Cause cause = Cause::None;
+    RowCause cause = RowCause::None;
     switch (field.role) {
       case FieldRole::Caller:
       case FieldRole::Callee:
@@ -267,29 +267,30 @@ class Conversion {
         cause = readPayload(cell, text);
         break;
     }
-    if (cause != Cause::None) return cause;
+    if (cause != RowCause::None) return cause;
     if (text.empty()) {
       putNumberBefore(begin + field.width, number);
-      return Cause::None;
+      return RowCause::None;
     }
-    if (text.size() > field.width) return Cause::TooWide;
+    if (text.size() > field.width) return RowCause::TooWide;
     std::memcpy(begin + field.width - text.size(), text.data(), text.size());
-    return Cause::None;
+    return RowCause::None;
   }
 
   /// Writes a plain id before `end`, or gives the text whose number is in the map.
-  Cause putId(std::string_view cell, char* end, std::string_view& mapped) const {
-    if (cell.empty()) return Cause::Empty;
+  RowCause putId(std::string_view cell, char* end, std::string_view& mapped) const {
+    if (cell.empty()) return RowCause::Empty;
     const std::optional<std::uint64_t> plain = readPlainId(cell);
-    if (plain == 0) return Cause::IdZero;
+    if (plain == 0) return RowCause::IdZero;
     const bool staysItself =
         plain && (map == nullptr || (options.mappedIds == MappedIds::Texts && *plain < FirstMappedId));
     if (staysItself) {
       putNumberBefore(end, *plain);
-      return Cause::None;
+      return RowCause::None;
     }
     if (map == nullptr)
-      return std::ranges::all_of(cell, isDigitOfNumber) && cell.front() != '0' ? Cause::IdTooLarge : Cause::IdNoNumber;
+      return std::ranges::all_of(cell, isDigitOfNumber) && cell.front() != '0' ? RowCause::IdTooLarge
+                                                                               : RowCause::IdNoNumber;
     mapped = cell;
     return mistakeInIdText(cell);
   }

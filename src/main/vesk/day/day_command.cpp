@@ -16,6 +16,7 @@
 #include "day/stop_signal.h"
 #include "files/descriptor.h"
 #include "files/printable.h"
+#include "option_lists.h"
 
 namespace vesk {
 
@@ -46,18 +47,6 @@ struct RawOptions {
   std::string list;
   std::string rollback;
 };
-
-double readShare(const std::string& text) {
-  const bool isPercent = text.ends_with('%');
-  const std::size_t length = text.size() - (isPercent ? 1 : 0);
-  double value = 0.0;
-  const auto [end, error] = std::from_chars(text.data(), text.data() + length, value);
-  if (isPercent) value /= 100.0;
-  if (error != std::errc() || end != text.data() + length || !(value >= 0.0 && value <= 1.0)) {
-    throw CLI::ValidationError("--max-bad", "[" + text + "] is no share from 0 to 1 or 0% to 100%");
-  }
-  return value;
-}
 
 CalendarDay readDay(const char* option, const std::string& text) {
   const std::optional<CalendarDay> day = CalendarDay::parse(text);
@@ -161,7 +150,7 @@ void chooseAction(const std::shared_ptr<RawOptions>& raw, Action& action) {
   day.input = raw->places[1];
   day.state = raw->places[2];
   if (!raw->date.empty()) day.date = readDay("--date", raw->date);
-  day.maxBad = readShare(raw->maxBad);
+  day.maxBad = readShare("--max-bad", raw->maxBad);
   requireOutputName(day.output);
   if (day.isNew && day.redo) throw CLI::ValidationError("--redo", "a new state has no day to take back");
   action = [raw](std::ostream& out, std::ostream& err) {

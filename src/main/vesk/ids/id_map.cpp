@@ -186,7 +186,7 @@ void IdMap::readSince(std::int64_t id, const Take& take) const {
     }
     const auto* bytes = reinterpret_cast<const char*>(sqlite3_column_text(rows.get(), 1));
     const std::string_view text(bytes, static_cast<std::size_t>(sqlite3_column_bytes(rows.get(), 1)));
-    if (const Cause mistake = mistakeInIdText(text); mistake != Cause::None) {
+    if (const RowCause mistake = mistakeInIdText(text); mistake != RowCause::None) {
       refuseFile(path, "the text of number " + std::to_string(rowId) + ": " + std::string(vesk::wordsOf(mistake)));
     }
     take(static_cast<std::uint64_t>(rowId), text);
