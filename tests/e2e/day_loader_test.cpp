@@ -40,8 +40,8 @@ class DayLoaderTest : public DayCase {
   std::string randomLine(int day, bool monthFirst) {
     const auto below = [&](unsigned limit) { return static_cast<int>(random() % limit); };
     const std::string dayText = (day < 10 ? "0" : "") + std::to_string(day);
-    std::string text = line(1 + below(30), below(40) - 2, monthFirst ? "202003" + dayText : "2020" + dayText + "03",
-                            below(60) - 2);
+    std::string text =
+        line(1 + below(30), below(40) - 2, monthFirst ? "202003" + dayText : "2020" + dayText + "03", below(60) - 2);
     text.pop_back();
     if (below(6) == 0) text[random() % text.size()] = "0123456789 ,\t.-+ex"[random() % 18];
     if (below(30) == 0) text.resize(random() % (text.size() + 1));
@@ -82,10 +82,11 @@ class DayLoaderTest : public DayCase {
     folder.write("good" + number + "/calls", accepted);
     const std::string format = variant.recordDates == "none" ? "0" : variant.recordDates == "ymd" ? "2" : "1";
     const bool isCsv = variant.tags.find("CSV") != std::string::npos;
-    const ProgramRun alone = runProgram("vesk-loader",
-                                        {"datadir", "good" + number, "p.xml", "alone/process",
-                                         isCsv ? "alone/dataset.csv" : "alone/dataset.bin", format, "20201" + number + "03"},
-                                        folder.path());
+    const ProgramRun alone =
+        runProgram("vesk-loader",
+                   {"datadir", "good" + number, "p.xml", "alone/process",
+                    isCsv ? "alone/dataset.csv" : "alone/dataset.bin", format, "20201" + number + "03"},
+                   folder.path());
     ASSERT_EQ(alone.status, 0) << alone.out;
     EXPECT_EQ(alone.out.find(" omitted ("), std::string::npos) << "the loader omits an accepted line";
   }
@@ -118,10 +119,13 @@ TEST_F(DayLoaderTest, AllKindsOfRuns) {
        table + sparse + "<DateHorizon>1</DateHorizon>" + multiplicity + operation(1, "CyclicAdd", 2) +
            operation(2, "CyclicAddPayload", 1) + operation(3, "CyclicAddPayload", 3),
        "ydm"},
-      {"exclude, in parts", table + sparse + "<NumberOfPartitions>3</NumberOfPartitions>" + list +
-                                "<OpName>Exclude</OpName></SpecialList>" + operation(1, "CyclicAdd", 2), "ymd"},
+      {"exclude, in parts",
+       table + sparse + "<NumberOfPartitions>3</NumberOfPartitions>" + list + "<OpName>Exclude</OpName></SpecialList>" +
+           operation(1, "CyclicAdd", 2),
+       "ymd"},
       {"restrict, the key as callee",
-       table + sparse + "<CyclicTableSort>No</CyclicTableSort>" + list + "</SpecialList>" + operation(1, "CyclicAdd", 1),
+       table + sparse + "<CyclicTableSort>No</CyclicTableSort>" + list + "</SpecialList>" +
+           operation(1, "CyclicAdd", 1),
        "none"},
       {"overlapping fields", table + "<Output>Dense</Output>" + operation(1, "CyclicAdd", 5), "ymd"},
       {"a table as CSV", table + "<Output>CSV</Output>" + operation(1, "CyclicAdd", 2), "ymd"},
