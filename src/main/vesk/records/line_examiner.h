@@ -2,6 +2,7 @@
 #define VESK_RECORDS_LINE_EXAMINER_H
 
 #include <cstdint>
+#include <limits>
 #include <optional>
 #include <vector>
 
@@ -61,7 +62,8 @@ class LineExaminer {
   vesk_loader::FixedFields fields;
   std::vector<UsedField> usedFields;
   std::vector<Refusal> restricted;
-  double lastDate = -1.0;  // the verdict on the date before: days come in runs
+  // The verdict on the date before: days come in runs. No date is equal to a NaN.
+  double lastDate = std::numeric_limits<double>::quiet_NaN();
   std::optional<Cause> lastVerdict;
 };
 
