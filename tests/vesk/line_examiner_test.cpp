@@ -141,6 +141,7 @@ TEST(LineExaminerTest, DatesAreDaysOfTheCalendar) {
   EXPECT_EQ(date(" 2020010"), "no such date Date");
   EXPECT_EQ(date("99999999"), "no such date Date");
   EXPECT_EQ(date("2020.105"), "no such date Date");
+  EXPECT_EQ(date("      -1"), "no such date Date") << "also as the first date of a run";
   RecordDates ydm = ymd;
   ydm.format = 1;
   EXPECT_EQ(causeOf(settings, ydm, "   1   520203112  60"), "after the day Date");

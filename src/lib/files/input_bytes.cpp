@@ -77,7 +77,7 @@ struct InputBytes::State {
                          " of the file");
   }
 
-  // Reads on behind what is left of the block. False at the end of the file.
+  // Reads more bytes after the unread part of the block. False at the end of the file.
   bool fill() {
     if (used == available) used = available = 0;
     const std::size_t size = file.read(block.data() + available, block.size() - available);

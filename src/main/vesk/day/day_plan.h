@@ -43,7 +43,8 @@ void requireSameSettings(const std::map<std::string, std::string>& settings, con
 /// Errors: CommandFailure (Refused) with the names of both files and the line of the ledger.
 void requireNewInputs(const std::vector<LedgerInput>& inputs, const DayBase& base, const Ledger& ledger);
 
-/// The same before the run, for the files that have the size of one that was loaded; the others cannot be the same.
+/// The same before the run, for the files that have the size of one that was loaded. Of the others requireNewInputs
+/// finds those that hold the same records in another compression.
 void requireNewFiles(const std::vector<InputFile>& files, const DayBase& base, const Ledger& ledger);
 
 /// The names on the command line must not lead into each other. Nothing is read.

@@ -42,7 +42,7 @@ void RecordPipe::open(LoaderProcess& loader) {
   if (flags < 0 || ::fcntl(descriptor, F_SETFL, flags & ~O_NONBLOCK) < 0) {
     throw std::runtime_error(systemFailure(path, "set up the pipe"));
   }
-  ::fcntl(descriptor, F_SETPIPE_SZ, pipeBytes);  // a system that allows less is slower, no more
+  ::fcntl(descriptor, F_SETPIPE_SZ, pipeBytes);  // with a smaller pipe the run is only slower
   if (::unlink(path.c_str()) != 0) throw std::runtime_error(systemFailure(path, "remove the pipe"));
   make();
 }

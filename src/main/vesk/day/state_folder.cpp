@@ -57,7 +57,7 @@ Kind kindOf(const std::string& path) {
 [[noreturn]] void refuse(const std::string& text) { throw CommandFailure(Status::Refused, text); }
 [[noreturn]] void fail(const std::string& text) { throw CommandFailure(Status::Failed, text); }
 
-// Each name in the folder of a state has its kind; anything else is somebody's attempt to lead out of it.
+// Each name in the folder of a state has its kind; another kind could lead out of the folder.
 void requireKind(const std::string& path, Kind kind, const char* what) {
   if (kindOf(path) != kind) fail(path + ": not " + what + "; the state cannot be used");
 }
@@ -176,7 +176,7 @@ void StateFolder::lock(double waitSeconds) {
     StopSignal::check();
     const std::chrono::duration<double> waited = std::chrono::steady_clock::now() - start;
     const pid_t holder = holderOf(descriptor);
-    // The child of a run that was killed can hold the lock for a moment longer.
+    // The child of a killed run can hold the lock for a moment.
     const bool isGone = holder > 0 && ::kill(holder, 0) != 0 && errno == ESRCH;
     if (waited.count() >= std::max(waitSeconds, isGone ? graceSeconds : 0.0)) {
       refuse(path + ": another run works on this state (process " + std::to_string(holder) +
@@ -268,7 +268,7 @@ void StateFolder::removeLeftovers(std::vector<std::string>& found) const {
       try {
         removeTree(path + "/" + name);
       } catch (const std::runtime_error& error) {
-        found.emplace_back(error.what());  // in nobody's way
+        found.emplace_back(error.what());  // the next run tries again
       }
     }
   }

@@ -34,7 +34,8 @@ class StateFolder {
   /// Opens and locks a folder that has a state, also one whose link `current` is missing.
   static StateFolder forRollback(const std::string& path, double waitSeconds);
 
-  /// Puts away what runs before have left behind. Returns what was found, one sentence each.
+  /// Removes what killed runs have left, and adds the line that the ledger lacks of the current generation. Returns
+  /// what was found, one sentence each. Errors: CommandFailure if the ledger and the generations do not fit together.
   /// Requires: forRun or forRollback.
   std::vector<std::string> recover();
 

@@ -21,9 +21,8 @@ struct InputFile {
 
 /// The record files of an input in the order of their names as bytes: the regular files of a folder, or one file.
 ///
-/// Errors: CommandFailure (Data) with the name: nothing is there, the folder is empty, or it holds another thing than
-/// regular
-///         files. A symbolic link inside the folder is one of those; the input itself may be one.
+/// Errors: CommandFailure (Data) with the name if nothing is there, if the folder is empty, or if it holds anything but
+/// regular files. A symbolic link inside the folder is an error; the input itself may be one.
 std::vector<InputFile> listInput(const std::string& path);
 
 /// Opens a file of the list. Errors: CommandFailure (Data) if it is not the one that was listed or cannot be read.

@@ -85,7 +85,7 @@ void LineExaminer::planFields() {
   for (std::size_t i = 0; i < settings.operationInputs.size(); ++i) {
     const std::string& condition = settings.operationConditions[i];
     const bool isCount = settings.operationNames[i] == "Count";
-    if (isCount && condition == "NoCondition") continue;  // counts whatever stands there
+    if (isCount && condition == "NoCondition") continue;  // counts whatever the field holds
     UsedField& input = use(settings.operationInputs[i]);
     if (isTable || settings.pairSumFlag != 0) {
       input.isWhole = true;
@@ -102,9 +102,11 @@ void LineExaminer::planFields() {
   }
   if (settings.dateField >= 0) use(settings.dateField).isDate = dates.format != 0;
   for (UsedField& used : usedFields) {
+    used.remembersDate = used.isDate && !used.isRestricted;
     if (used.isDate || used.isRestricted) continue;
     used.goodFrom = used.isCaller ? 1 : 0;
     used.goodTo = used.isWhole ? largestId : std::numeric_limits<std::uint64_t>::max();
+    if (used.isCount) used.goodTo = static_cast<std::uint64_t>(largestCount);
   }
 }
 
@@ -120,13 +122,13 @@ std::optional<Refusal> LineExaminer::examine(const vesk_loader::Line& line) {
         field.wordLength - 1 < 16 &&
         vesk_loader::read_digits(field.begin + field.wordStart + field.wordLength, field.wordLength, digits);
     if (isDigits && digits >= used.goodFrom && digits <= used.goodTo) continue;
-    if (isDigits && used.isDate && digits == lastGoodDate) continue;
+    if (isDigits && used.remembersDate && digits == lastGoodDate) continue;
     double value = static_cast<double>(digits);
     std::optional<Cause> cause = isDigits ? std::nullopt : readNumber(used, field, value);
     if (isDigits && used.isWhole && digits > largestId) cause = Cause::NumberTooLarge;
     if (!cause) cause = judge(used, value);
     if (cause) return Refusal{*cause, used.field};
-    if (isDigits && used.isDate) lastGoodDate = digits;
+    if (isDigits && used.remembersDate) lastGoodDate = digits;
   }
   return std::nullopt;
 }

@@ -2,6 +2,7 @@
 #define VESK_RECORDS_LINE_EXAMINER_H
 
 #include <cstdint>
+#include <limits>
 #include <optional>
 #include <vector>
 
@@ -46,6 +47,7 @@ class LineExaminer {
     bool isCount = false;     // a multiplicity that is added up
     bool isReserved = false;  // -1 and -2 are separators beside it in the state
     bool isRestricted = false;
+    bool remembersDate = false;
     // Digits in this range need no further look.
     std::uint64_t goodFrom = 1;
     std::uint64_t goodTo = 0;
@@ -64,7 +66,8 @@ class LineExaminer {
   vesk_loader::FixedFields fields;
   std::vector<UsedField> usedFields;
   std::vector<Refusal> restricted;
-  std::uint64_t lastGoodDate = 0;  // days come in runs
+  // Days come in runs. No number of 16 digits is equal to the first value.
+  std::uint64_t lastGoodDate = ~std::uint64_t{0};
 };
 
 }  // namespace vesk
