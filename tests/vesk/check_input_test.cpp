@@ -223,7 +223,7 @@ TEST_F(CheckInput, SeparatedLines) {
 
 TEST_F(CheckInput, LinesWithoutColumns) {
   std::string text;
-  for (int i = 0; i < 100; ++i) text += "49151 " + std::to_string(90 + i) + " 20200115 12\n";
+  for (int i = 0; i < 100; ++i) text += "49151 " + std::to_string(9 + i) + " 20200115 12\n";
   EXPECT_THAT(errorsOf(text), Contains(HasSubstr(". The fields are separated by single blanks and are not in columns; "
                                                  "vesk convert --delimiter ' ' reads them")));
 }
