@@ -224,6 +224,13 @@ TEST_F(CheckInput, SeparatedLines) {
   EXPECT_THAT(errorsOf(text), Contains(HasSubstr("The lines look like CSV, which vesk convert reads")));
 }
 
+TEST_F(CheckInput, LinesWithoutColumns) {
+  std::string text;
+  for (int i = 0; i < 100; ++i) text += "49151 " + std::to_string(9 + i) + " 20200115 12\n";
+  EXPECT_THAT(errorsOf(text), Contains(HasSubstr(". The fields are separated by single blanks and are not in columns; "
+                                                 "vesk convert --delimiter ' ' reads them")));
+}
+
 TEST_F(CheckInput, SomeRefusedLinesAreUpToTheRun) {
   const std::string text = lines(1, 9999, 80) + lines(1, 9999, 20, "20209999");
   EXPECT_THAT(errorsOf(text), IsEmpty());

@@ -201,8 +201,11 @@ class SampleCheck {
       if (sample.refused[cause] > sample.refused[most]) most = cause;
     }
     if (refused == 0) return;
-    const bool separated = isSeparated();
-    const std::string advice = separated ? ". The lines look like CSV, which vesk convert reads" : "";
+    const std::string advice = isSeparated() ? ". The lines look like CSV, which vesk convert reads"
+                               : hasNoColumns()
+                                   ? ". The fields are separated by single blanks and are not in columns; vesk convert "
+                                     "--delimiter ' ' reads them"
+                                   : "";
     const RefusedExample& example = sample.examples[most];
     std::string text = std::string(nameOf(static_cast<Cause>(most))) + ": " + vesk_files::printable(example.file) +
                        ":" + std::to_string(example.line);
@@ -220,6 +223,16 @@ class SampleCheck {
     std::uint64_t lines = 0;
     for (const FileSample& file : sample.files) lines += file.lineCommas;
     return isShare(lines, sample.lines, 0.9);
+  }
+
+  /// Whether no line is loaded and the first ones are words with one blank between any two, of different lengths.
+  bool hasNoColumns() const {
+    const std::vector<std::string>& lines = sample.firstLines;
+    const auto hasWords = [](const std::string& line) {
+      return line.find(' ') != std::string::npos && !line.starts_with(' ') && line.find("  ") == std::string::npos;
+    };
+    return sample.accepted == 0 && std::ranges::all_of(lines, hasWords) &&
+           std::ranges::any_of(lines, [&](const std::string& line) { return line.size() != lines.front().size(); });
   }
 
   void findIdleOperations() {
