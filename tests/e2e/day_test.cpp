@@ -239,6 +239,23 @@ TEST_F(DayTest, OtherColumnsAndHorizonAreNoOtherSettings) {
   EXPECT_EQ(day("in2", "2020-01-08").status, 0);
 }
 
+TEST_F(DayTest, TheFileOfRefusedLinesIsNotTheSpecialList) {
+  writeFirstDay();
+  folder.write("special", "5 7");
+  folder.write("p.xml", layout(tableTags(3, "<SpecialList><File>special</File></SpecialList>\n")));
+  const ProgramRun run = firstDay({"--rejects", "special"});
+  EXPECT_EQ(run.status, 1);
+  EXPECT_EQ(run.err, "vesk: --rejects: would replace the input special\n");
+  EXPECT_EQ(folder.read("special"), "5 7");
+}
+
+TEST_F(DayTest, AHorizonWithoutDatesIsARemark) {
+  writeFirstDay();
+  const ProgramRun run = day("in1", "2020-01-07", {"--record-dates", "none", "--new"});
+  EXPECT_EQ(run.status, 0) << run.err;
+  EXPECT_EQ(run.err, "vesk: the DateHorizon has no effect with --record-dates none\n");
+}
+
 TEST_F(DayTest, RecordDatesOfTheStateHold) {
   writeFirstDay();
   writeSecondDay();
@@ -443,6 +460,12 @@ TEST_F(DayTest, InputsThatAreNoRecordFilesAreNamed) {
   ASSERT_EQ(::mkfifo(folder.path("in1/pipe").c_str(), 0600), 0);
   refused("in1/pipe: no regular file; move it out of the input");
   fs::remove(folder.path("in1/pipe"));
+  for (const char* name : {"calls.partial123", "calls.part", "calls.tmp"}) {
+    folder.write(std::string("in1/") + name, line(1, 5, "20200105", 60));
+    refused(std::string("in1/") + name +
+            ": a file that was not finished; remove it, or wait until it has its own name");
+    fs::remove(folder.path(std::string("in1/") + name));
+  }
   fs::create_symlink("/etc/passwd", folder.path("in1/link"));
   refused("in1/link: a symbolic link; put the file itself into the input");
   fs::remove(folder.path("in1/link"));
@@ -483,7 +506,7 @@ TEST_F(DayTest, StateAndInputDoNotLieInEachOther) {
   EXPECT_EQ(day("in1", "2020-01-08", {"--json", "p.xml"}).status, 1);
   ::link(folder.path("in1/calls").c_str(), folder.path("alias").c_str());
   EXPECT_EQ(day("in1", "2020-01-08", {"--rejects", "alias"}).err,
-            "vesk: --rejects: would replace the record file in1/calls\n");
+            "vesk: --rejects: would replace the input in1/calls\n");
   EXPECT_EQ(folder.read("in1/calls").size(), 63U);
 }
 

@@ -163,6 +163,23 @@ TEST(LineExaminerTest, CountsEntriesThatTheSpecialListLeavesOut) {
   EXPECT_TRUE(examiner.getRestricted().empty());
 }
 
+TEST(LineExaminerTest, ADayThatTheListLeavesOutCountsInEachLine) {
+  LoaderSettings settings = tableSettings();
+  settings.operationInputs = {2};
+  settings.specialList.assign({20200105.0});
+  settings.specialListFilter = vesk_loader::SpecialListFilter::Exclude;
+  LineExaminer examiner(settings, ymd);
+  for (int i = 0; i < 3; ++i) {
+    EXPECT_FALSE(examiner.examine(PaddedLine("   1   520200105  60").line));
+    EXPECT_EQ(examiner.getRestricted().size(), 1U);
+  }
+}
+
+TEST(LineExaminerTest, TheFirstDateIsJudged) {
+  EXPECT_EQ(causeOf(tableSettings(), ymd, "   1   500000000  60"), "no such date Date");
+  EXPECT_EQ(causeOf(tableSettings(), ymd, "   1   5      -1  60"), "no such date Date");
+}
+
 // Whatever is accepted here, the loader loads, and whatever the loader omits is refused here.
 TEST(LineExaminerTest, RefusesWhatTheLoaderOmits) {
   std::mt19937 random(14);

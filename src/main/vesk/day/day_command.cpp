@@ -129,6 +129,7 @@ void rollbackState(const RawOptions& raw, std::ostream& out, std::ostream& err) 
 void setPermissions() { ::umask(027); }
 
 void chooseAction(const std::shared_ptr<RawOptions>& raw, Action& action) {
+  std::erase(raw->places, "");
   if (!raw->list.empty()) {
     if (!raw->places.empty() || !raw->rollback.empty())
       throw CLI::ValidationError("--list", "goes with no other argument");
@@ -162,9 +163,10 @@ void chooseAction(const std::shared_ptr<RawOptions>& raw, Action& action) {
 void addOptions(CLI::App& command, Action& action) {
   auto raw = std::make_shared<RawOptions>();
   DayOptions& day = raw->day;
-  command.add_option("PARAMS INPUT STATE", raw->places, "Parameter file, record file or folder, folder of the state")
-      ->type_name("")
-      ->expected(0, 3);
+  raw->places.resize(3);
+  command.add_option("PARAMS", raw->places[0], "Parameter file")->type_name("FILE");
+  command.add_option("INPUT", raw->places[1], "Record file, or folder of record files")->type_name("FILE|FOLDER");
+  command.add_option("STATE", raw->places[2], "Folder of the state")->type_name("FOLDER");
   command.add_option("--date", raw->date, "The day; without it today")->type_name("YYYY-MM-DD");
   command.add_option("--record-dates", day.recordDates, "How records write a date; without it as the run before")
       ->check(CLI::IsMember({"ymd", "ydm", "none"}));
@@ -174,15 +176,16 @@ void addOptions(CLI::App& command, Action& action) {
       ->capture_default_str();
   command.add_option("--keep", day.keep, "Generations that stay")
       ->type_name("N")
-      ->check(CLI::Range(1, 1000000))
+      ->check(CLI::Range(1, 1000000).description(""))
       ->capture_default_str();
   command.add_flag("--new", day.isNew, "Begin a new state");
   command.add_flag("--redo", day.redo, "Take the day back if it is loaded, then load it");
   command.add_flag("--force", day.force, "Run also if memory or disk seem too small, or most of the state is too old");
-  command.add_flag("--no-check{false}", day.check, "Do not look at the first lines before the run");
+  command.add_flag_callback(
+      "--no-check", [&day] { day.check = false; }, "Do not look at the first lines before the run");
   command.add_option("--wait", day.waitSeconds, "Seconds to wait for a run that has the state")
       ->type_name("SECONDS")
-      ->check(CLI::Range(0.0, 1e9));
+      ->check(CLI::Range(0.0, 1e9).description(""));
   command.add_option("--rejects", day.rejects, "File for the refused lines; without it in the generation")
       ->type_name("FILE");
   command.add_option("--rejects-max", day.rejectsMax, "Refused lines of each cause that are written")

@@ -221,8 +221,7 @@ void requireSeparatePaths(const DayOptions& options) {
 void requireOtherFile(const std::string& rejects, const std::vector<InputFile>& files) {
   for (const InputFile& file : files) {
     if (!rejects.empty() && isSameFile(rejects, file)) {
-      throw CommandFailure(Status::Usage,
-                           "--rejects: would replace the record file " + vesk_files::printable(file.path));
+      throw CommandFailure(Status::Usage, "--rejects: would replace the input " + vesk_files::printable(file.path));
     }
   }
 }

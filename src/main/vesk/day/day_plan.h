@@ -51,7 +51,7 @@ void requireNewFiles(const std::vector<InputFile>& files, const DayBase& base, c
 /// Errors: CommandFailure (Usage).
 void requireSeparatePaths(const DayOptions& options);
 
-/// The file of refused lines must be none of the record files under another name.
+/// The file of refused lines must be none of the files that are read, under any name.
 /// Errors: CommandFailure (Usage).
 void requireOtherFile(const std::string& rejects, const std::vector<InputFile>& files);
 

@@ -49,6 +49,14 @@ constexpr std::uint64_t parameterLimitBytes = std::uint64_t{1} << 24;
 
 [[noreturn]] void dataError(const std::string& text) { throw CommandFailure(Status::Data, text); }
 
+bool isNotSupported(int error) { return error == EXDEV || error == EINVAL || error == ENOSYS || error == EOPNOTSUPP; }
+
+// From where the file is read now to its end.
+void copyBlocks(const Descriptor& in, const Descriptor& out) {
+  std::string block(std::size_t{1} << 20, '\0');
+  while (const std::size_t size = in.read(block.data(), block.size())) out.write({block.data(), size});
+}
+
 // Copies a file of the generation before; a file system that can share the blocks does so.
 void copyFile(const std::string& from, const std::string& to) {
   const Descriptor in = Descriptor::openRegular(from);
@@ -56,6 +64,7 @@ void copyFile(const std::string& from, const std::string& to) {
   for (std::uint64_t left = in.sizeBytes(); left > 0;) {
     const ssize_t count = ::copy_file_range(in.get(), nullptr, out.get(), nullptr, left, 0);
     if (count < 0 && errno == EINTR) continue;
+    if (count < 0 && isNotSupported(errno)) return copyBlocks(in, out);
     if (count < 0) throw std::runtime_error(vesk_files::systemFailure(to, "copy the state to it"));
     if (count == 0) throw std::runtime_error(from + ": became shorter while it was copied");
     left -= static_cast<std::uint64_t>(count);
@@ -143,6 +152,8 @@ class DayRun {
   void listFiles() {
     files = listInput(options.input);
     requireOtherFile(options.rejects, files);
+    const auto list = parameters.tags.find("SpecialList/File");
+    if (list != parameters.tags.end()) requireOtherFile(options.rejects, listInput(list->second));
   }
 
   void openState() {
@@ -159,6 +170,9 @@ class DayRun {
     const std::string recordDates = chooseRecordDates(options, settings(), base);
     report.line.settings = stateSettings(settings(), recordDates);
     requireSameSettings(report.line.settings, base);
+    if (recordDates == "none" && settings().dateHorizon != -1) {
+      remark("the DateHorizon has no effect with --record-dates none");
+    }
     dates = datesOf(settings(), recordDates, options.date);
     requireNewFiles(files, base, state->getLedger());
     if (options.check) {
@@ -350,8 +364,10 @@ class DayRun {
                                  ? "none of the " + counted(line.lines, "line") + " can be loaded"
                                  : grouped(refused) + " of " + counted(line.lines, "line") + " (" + percentText(share) +
                                        ") cannot be loaded, more than --max-bad " + percentText(options.maxBad);
+    const bool isOfDates = worst == Cause::NoSuchDate || worst == Cause::AfterDay || worst == Cause::BeforeHorizon;
     dataError(what + "; the most frequent cause is \"" + std::string(nameOf(worst)) + "\" (" +
-              counted(rejects.count(worst), "line") + "), as in " + rejects.example(worst) + "; nothing was loaded");
+              counted(rejects.count(worst), "line") + "), as in " + rejects.example(worst) + "; nothing was loaded" +
+              (isOfDates ? ". Check --date and --record-dates" : ""));
   }
 
   static void requireSame(const FeedResult& first, const FeedResult& other) {

@@ -8,6 +8,7 @@
 #include <cerrno>
 #include <cstring>
 #include <memory>
+#include <string_view>
 
 #include "command.h"
 #include "files/printable.h"
@@ -37,6 +38,18 @@ InputFile describe(const std::string& path, const std::string& name, const struc
           status.st_ino};
 }
 
+// The programs here and usual copying tools write under such a name first.
+bool isUnfinished(const std::string& name) {
+  for (const std::string_view ending : {".partial", ".part", ".tmp", ".filepart"}) {
+    const std::size_t place = name.rfind(ending);
+    if (place != std::string::npos &&
+        name.find_first_not_of("0123456789", place + ending.size()) == std::string::npos) {
+      return true;
+    }
+  }
+  return false;
+}
+
 InputFile entryOf(const std::string& folder, const std::string& name) {
   const std::string path = folder + (folder.ends_with('/') ? "" : "/") + name;
   struct stat status {};
@@ -45,6 +58,7 @@ InputFile entryOf(const std::string& folder, const std::string& name) {
   if (S_ISDIR(status.st_mode))
     refuse(path, "a folder inside the input; give it as an input of its own, or move it away");
   if (!S_ISREG(status.st_mode)) refuse(path, "no regular file; move it out of the input");
+  if (isUnfinished(name)) refuse(path, "a file that was not finished; remove it, or wait until it has its own name");
   return describe(path, name, status);
 }
 
