@@ -165,5 +165,6 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     REQUIRE(vesk_loader::scan_statistics().current().linesOmitted == 0);
   }
   scan.finish();
+  vesk_loader::scan_statistics() = vesk_loader::ScanStatistics();
   return 0;
 }
