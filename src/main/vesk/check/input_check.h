@@ -12,7 +12,7 @@
 namespace vesk {
 
 /// What is wrong with the lines of a sample, or worth to be said of them. Errors are what leads to a run that loads
-/// nothing or something else than what stands in the records.
+/// nothing or something else than the records say.
 std::vector<ParameterFinding> findInSample(const CheckedParameters& parameters, const InputSample& sample,
                                            const RecordDates& dates, double mostRefused = 0.05);
 

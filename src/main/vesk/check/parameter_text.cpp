@@ -26,7 +26,7 @@ class Cursor {
 
   bool atEnd() const { return position == text.size(); }
   bool atLineEnd() const { return atEnd() || text[position] == '\n'; }
-  /// The character at hand; '\n' at the end of the text.
+  /// The current character; '\n' at the end of the text.
   char peek() const {
     if (atLineEnd()) return '\n';
     return isForeign(text[position]) ? ' ' : text[position];
