@@ -525,6 +525,18 @@ TEST_F(DayTest, JsonTellsOfRunsThatAreRefused) {
   EXPECT_TRUE(json["ledger"].is_null());
 }
 
+TEST_F(DayTest, ADayIsLoadedThoughItsReportCannotBeShown) {
+  writeFirstDay();
+  writeSecondDay();
+  ASSERT_EQ(firstDay().status, 0);
+  ProgramLimits limits;
+  limits.standardOutput = "/dev/full";
+  const ProgramRun run = day("in2", "2020-01-08", {}, limits);
+  EXPECT_EQ(current(), "2020-01-08.1");
+  EXPECT_EQ(run.status, 0);
+  EXPECT_EQ(run.err, "vesk: the day is loaded, but its report cannot be written to standard output\n");
+}
+
 TEST_F(DayTest, WrongOptionsAreUsageErrors) {
   writeFirstDay();
   const auto usage = [&](const std::vector<std::string>& arguments, const std::string& words) {

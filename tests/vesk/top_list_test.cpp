@@ -65,7 +65,7 @@ TEST_F(TopListTest, OrdersByEnergyAndById) {
   EXPECT_THAT(ids(), ElementsAre(7, 1));
 }
 
-// Lifts: 4: 0.5, 1: 0.25, 2: 0.025, 7: 0.01; nobody calls 3.
+// Lifts: 4: 0.5, 1: 0.25, 2: 0.025, 7: 0.01; 3 receives no call.
 TEST_F(TopListTest, OrdersByLift) {
   options.order = TopOrder::Lift;
   EXPECT_EQ(list(),

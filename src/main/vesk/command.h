@@ -26,7 +26,8 @@ enum class Status {
   Failed = 99
 };
 
-/// Ends a command with a status of its own; the text becomes the one line of the program.
+/// Ends a command with a status of its own; the text becomes the one line of the program. With Done the command has
+/// done its work, and the line says what else went wrong.
 class CommandFailure : public std::runtime_error {
  public:
   CommandFailure(Status endStatus, const std::string& text) : std::runtime_error(text), status(endStatus) {}

@@ -66,6 +66,11 @@ void requireOutputName(const std::string& name) {
   }
 }
 
+// The state has changed by now: a status other than 0 would say that it has not.
+void requireShown(std::ostream& out, const std::string& what) {
+  if (!out.flush()) throw CommandFailure(Status::Done, what + " cannot be written to standard output");
+}
+
 void runAndReport(const DayOptions& options, std::ostream& out, std::ostream& err) {
   requireSeparatePaths(options);
   DayReport report;
@@ -94,6 +99,7 @@ void runAndReport(const DayOptions& options, std::ostream& out, std::ostream& er
     throw;
   }
   writeJson();
+  requireShown(out, "the day is loaded, but its report");
 }
 
 void listState(const std::string& path, std::ostream& out) {
@@ -123,6 +129,7 @@ void rollbackState(const RawOptions& raw, std::ostream& out, std::ostream& err) 
   if (generation == state.getCurrent()) throw CommandFailure(Status::Refused, generation + " is current already");
   for (const std::string& text : state.rollback(generation)) err << "vesk: " << text << '\n';
   out << "generation " << generation << " is current: " << vesk_files::printable(state.getPath()) << "/current\n";
+  requireShown(out, "the generation " + generation + " is current, but the report");
 }
 
 // Files of a state are for their owner and the group.

@@ -28,7 +28,7 @@ struct TopOptions {
 struct TopRow {
   std::uint64_t id = 0;
   double energy = 0;
-  std::optional<double> lift;  ///< energy by weighted in-degree; none for a subscriber whom nobody calls
+  std::optional<double> lift;  ///< energy by weighted in-degree; none for a subscriber who receives no call
   std::optional<std::uint64_t> group;
   std::optional<std::uint64_t> leader1;  ///< of the group, of type 1 and of type 2
   std::optional<std::uint64_t> leader2;
