@@ -3,6 +3,7 @@
 #include "analysis_run.h"
 #include "correlations_run.h"
 #include "evaluation_run.h"
+#include "groups_run.h"
 #include "simple_algorithm/quven_cgadata.h"
 #include "simple_algorithm/quven_simple_algorithm_model.h"
 #include "simple_algorithm/quven_snadata.h"
@@ -36,7 +37,8 @@ constexpr AnalysisKind kinds[] = {
      .failedFile = noFailedFile},
     {.command = "groups",
      .summary = "Groups of subscribers with their leaders over a table dataset",
-     .makeRun = makeRunOf<AnalysisRun>,
+     .makeRun = makeRunOf<GroupsRun>,
+     .comparesGroups = true,
      .exampleDataset = "table.bin",
      .parameters = QUVENCGAData::parameterSections,
      .passedOver = nothing,

@@ -30,6 +30,7 @@ struct AnalysisKind {
   const char* summary;  ///< its line in the help
   std::unique_ptr<Run> (*makeRun)(const AnalyzeOptions& options, const QUVENWorkerTransport& transport,
                                   const QUVENEnvHandle& env);
+  bool comparesGroups = false;  ///< has options for levels and an earlier run
   const char* exampleDataset = "pairsum.bin";
   const char* exampleModel = nullptr;      ///< model file in the example; null if the sub-command takes no model
   QUVENParameterSections (*parameters)();  ///< what its parameter file holds

@@ -15,7 +15,7 @@ namespace vesk_analyze {
 /// driver run. It knows no analysis.
 ///
 /// Lifetime: release(env) before it ends.
-class AnalysisRun final : public Run {
+class AnalysisRun : public Run {
  public:
   AnalysisRun(const AnalyzeOptions& runOptions, const QUVENWorkerTransport& workerTransport, const QUVENEnvHandle& env);
 
@@ -29,6 +29,11 @@ class AnalysisRun final : public Run {
   void finish(const QUVENEnvHandle& env) override;
   void addResults(QUVENXMLTag& results, const QUVENEnvHandle& env) const override;
   void release(const QUVENEnvHandle& env) override;
+
+ protected:
+  const AnalyzeOptions& getOptions() const { return options; }
+  /// On rank 0.
+  QUVENSimpleAlgorithmAbstractData& getData(const QUVENEnvHandle& env) const { return model->getData(QUVEN_ENV); }
 
  private:
   void openDataset(const QUVENEnvHandle& env);

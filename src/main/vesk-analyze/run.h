@@ -28,6 +28,10 @@ struct AnalyzeOptions {
   bool verifies = false;          ///< the hashes of the dataset's files are compared with those of its card
   std::int64_t memoryBytes = -1;  ///< the most that a rank keeps of its rows, 0 for nothing, -1 when it is not given
 
+  // Of groups.
+  std::string levels = {};         ///< sparsity levels to compare, with commas between, or "auto"; empty for none
+  std::string previousNodes = {};  ///< nodes file of an earlier run, whose group numbers go on; empty for none
+
   // Of score.
   std::string modelFile = {};
   std::string outputFile = {};
