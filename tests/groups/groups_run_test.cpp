@@ -6,9 +6,11 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdlib>
 #include <limits>
 #include <locale>
+#include <map>
 #include <sstream>
 
 #include "csv_rows.h"
@@ -48,17 +50,21 @@ std::string leaf(const std::string& name, const Value& value) {
 
 std::string kernelBranch(const KernelParameters& parameters) {
   return "<KernelParams>\n" + leaf("KernelType", "Friends") + leaf("OutputFileName", "kept.txt") +
-         leaf("FilterSimilarities", 1) + leaf("isSparseData", 1) + leaf("IsSparseKernel", 1) +
-         leaf("SparsityLevel", parameters.sparsityLevel) + leaf("IndicesData", 1) +
-         leaf("EmptyMarker", parameters.emptyMarker) + leaf("NormalizingFactor", parameters.normalizingFactor) +
-         "</KernelParams>\n";
+         leaf("FilterSimilarities", parameters.filterSimilarities ? 1 : 0) + leaf("isSparseData", 1) +
+         leaf("IsSparseKernel", 1) + leaf("SparsityLevel", parameters.sparsityLevel) + leaf("IndicesData", 1) +
+         leaf("EmptyMarker", parameters.emptyMarker) +
+         (parameters.factorIsCallers ? leaf("NormalizingFactor", "Callers")
+                                     : leaf("NormalizingFactor", parameters.normalizingFactor)) +
+         (parameters.cutoffFromAllPairs ? leaf("CutoffFrom", "AllPairs") : "") +
+         (parameters.amongCommon ? leaf("CutoffAmong", "Common") : "") + "</KernelParams>\n";
 }
 
 std::string groupLeaves(const GroupParameters& parameters) {
   return leaf("MinClusterSize", parameters.minClusterSize) + leaf("MaxClusterSize", parameters.maxClusterSize) +
          leaf("NumIterationsConnectingNodes", parameters.numIterationsConnectingNodes) +
          leaf("NumIterationsCollectingEdges", parameters.numIterationsCollectingEdges) +
-         leaf("MaxNodesCollectingEdges", parameters.maxNodesCollectingEdges) + leaf("OutputFileName", "found") +
+         leaf("MaxNodesCollectingEdges", parameters.maxNodesCollectingEdges) +
+         (parameters.connectsByNumbers ? leaf("ConnectOrder", "Numbers") : "") + leaf("OutputFileName", "found") +
          leaf("OutputFormat", "CSV");
 }
 
@@ -70,7 +76,8 @@ class Analysis {
     folder.write("calls.bin.info", "Col1 Numeric LineNumber\nCol2 Numeric Explanatory\nCol3 Numeric Explanatory\n");
   }
 
-  ProgramRun groups(const GroupParameters& parameters, int workers) {
+  ProgramRun groups(const GroupParameters& parameters, int workers, std::vector<std::string> options = {}) {
+    runOptions = std::move(options);
     return run("groups", groupLeaves(parameters) + kernelBranch(parameters), workers);
   }
   ProgramRun groupsFrom(const std::string& kernelValues, const GroupParameters& parameters, int workers) {
@@ -89,11 +96,13 @@ class Analysis {
  private:
   ProgramRun run(const std::string& kind, const std::string& tags, int workers) {
     folder.write("params.xml", "<AnalysisParams>\n" + tags + "</AnalysisParams>\n");
-    return runProgram(
-        VESK_MPIRUN,
-        {"-n", std::to_string(workers), std::string(VESK_BIN_DIR) + "/vesk-analyze", kind, "params.xml", "calls.bin"},
-        folder.path());
+    std::vector<std::string> arguments = {
+        "-n", std::to_string(workers), std::string(VESK_BIN_DIR) + "/vesk-analyze", kind, "params.xml", "calls.bin"};
+    arguments.insert(arguments.end(), runOptions.begin(), runOptions.end());
+    return runProgram(VESK_MPIRUN, arguments, folder.path());
   }
+
+  std::vector<std::string> runOptions;
 
   TemporaryFolder folder;
 };
@@ -215,6 +224,81 @@ TEST_P(GroupsRun, SlicesOfAnySizeGiveTheRowsOfOne) {
     if (HasFailure()) return;
     EXPECT_EQ(withoutColumn(analysis.clustersCsv(), GroupOfCluster), withoutColumn(whole.clustersCsv, GroupOfCluster));
     EXPECT_EQ(withoutColumn(analysis.nodesCsv(), GroupOfNode), withoutColumn(whole.nodesCsv, GroupOfNode));
+  });
+}
+
+/// Whether a cutoff is below one contact of the population.
+bool isCutoffLow(const std::vector<Line>& lines, const KernelParameters& parameters, double cutoff) {
+  return cutoff < 1 / (parameters.factorIsCallers ? callersOf(lines, 1) : parameters.normalizingFactor);
+}
+
+/// The first block of each caller, in the order of the callers: contacts ascend in a block.
+std::vector<Line> ascending(const std::vector<Line>& lines) {
+  std::map<double, std::vector<Line>> blocks;
+  for (const Line& line : lines) {
+    std::vector<Line>& block = blocks[line.caller];
+    if (block.size() < 2 || block.back().x1 <= block.front().x2) block.push_back(line);
+  }
+  std::vector<Line> ordered;
+  for (const auto& [caller, block] : blocks) ordered.insert(ordered.end(), block.begin(), block.end());
+  return ordered;
+}
+
+/// Parameters with a cutoff from all pairs.
+GroupParameters withAllPairs(Choices& choices) {
+  GroupParameters parameters = randomParameters(choices);
+  parameters.cutoffFromAllPairs = true;
+  parameters.amongCommon = choices.oneIn(2);
+  parameters.factorIsCallers = choices.oneIn(3);
+  parameters.filterSimilarities = !choices.oneIn(6);
+  return parameters;
+}
+
+TEST_P(GroupsRun, WithACutoffFromAllPairsTheFilesAreThoseOfTheLiteralAnalysis) {
+  forEachSeed([&](Choices& choices, std::uint64_t seed) {
+    const std::vector<Line> lines = randomNetwork(choices);
+    const GroupParameters parameters = withAllPairs(choices);
+    const GroupResult expected = runGroups(lines, parameters, workers);
+    Analysis analysis(lines);
+    const std::vector<std::string> options = {"--memory", seed % 3 == 0 ? "0" : "1G"};
+    const ProgramRun run = analysis.groups(parameters, workers, options);
+    if (expected.failed) return expectNoCutoff(run);
+    expectFiles(run, analysis, expected);
+    if (run.status == 0) expectKept(analysis, expected.keptByWorker);
+    const KernelResult kernel = runKernel(lines, parameters, workers);
+    EXPECT_THAT(run.out,
+                HasSubstr("Log;|1;|Pairs: compared " + std::to_string(kernel.numCompared) + ", with common contacts " +
+                          std::to_string(kernel.numWithCommon) + ", kept " + std::to_string(kernel.numKept) +
+                          ", of these without common contacts " + std::to_string(kernel.numKeptWithoutCommon) + ";"));
+    EXPECT_EQ(run.out.find("Warning;|5012;|") == std::string::npos,
+              kernel.numKeptWithoutCommon == 0 && !isCutoffLow(lines, parameters, kernel.cutoff))
+        << run.out;
+  });
+}
+
+TEST_P(GroupsRun, WithACutoffFromAllPairsTheFilesAreThoseOfOneWorker) {
+  forEachSeed([&](Choices& choices, std::uint64_t) {
+    const std::vector<Line> lines = randomNetwork(choices, Network::InOrder);
+    const GroupParameters parameters = withAllPairs(choices);
+    const GroupResult alone = runGroups(lines, parameters, 1);
+    Analysis analysis(lines);
+    const ProgramRun run = analysis.groups(parameters, workers);
+    if (alone.failed) return expectNoCutoff(run);
+    expectFiles(run, analysis, alone);
+  });
+}
+
+TEST_P(GroupsRun, InTheOrderOfNumbersTheGroupsOfAValuesFileAreThoseOfOneWorker) {
+  forEachSeed([&](Choices& choices, std::uint64_t seed) {
+    const std::vector<Line> lines = ascending(randomNetwork(choices, Network::InOrder));
+    GroupParameters parameters = randomParameters(choices);
+    const std::string values = kernelValuesOf(lines, parameters, seed % 3 == 0);
+    const NodePairs pairs = readKernelValues(values);
+    // On one worker the order of a dataset in ascending order is that of the numbers.
+    const GroupResult merged = runGroups(lines, parameters, 1, pairs);
+    parameters.connectsByNumbers = true;
+    Analysis analysis(lines);
+    expectFiles(analysis.groupsFrom(values, parameters, workers), analysis, merged);
   });
 }
 

@@ -110,6 +110,8 @@ void QUVENCGAData::update(const Vector& dataVec, const Vector& targetVec, Sample
 
 int QUVENCGAData::updateWithoutDataScan(const QUVENEnvHandle& env) {
   switch (getState()) {
+    case BuildingKernel:
+      return ivKernelPtr->updateWithoutDataScan(QUVEN_ENV);
     case CollectingKernelEdges:
       collectKernelEdges(QUVEN_ENV);
       return 1;
@@ -198,12 +200,16 @@ void QUVENCGAData::finish(const char* text, State next) {
 int QUVENCGAData::endDataScan(const QUVENEnvHandle& env) {
   switch (getState()) {
     case BuildingKernel:
-      if (ivKernelPtr->endDataScan(QUVEN_ENV) == 1) finish("Finished building kernel", CollectingKernelEdges);
+      if (ivKernelPtr->endDataScan(QUVEN_ENV) == 1) {
+        ivKernelPtr->writeFunctionToTag(kernelTag, QUVEN_ENV);
+        finish("Finished building kernel", CollectingKernelEdges);
+      }
       hasCutoff = ivKernelPtr->hasCutoff() ? 1 : 0;
       cutoff = ivKernelPtr->getSparsityThreshold();
       return 0;
     case CollectingKernelEdges:
       trace.progress("Finished collecting kernel edges", endMethod, ivIterationCounter);
+      if (isOrderedByNumbers()) orderPairs(ivKernelEdges);
       buildInitialClusters(QUVEN_ENV);
       trace.progress("Finished building initial clusters", endMethod, ivIterationCounter);
       return 0;
@@ -211,6 +217,7 @@ int QUVENCGAData::endDataScan(const QUVENEnvHandle& env) {
       connectNodes(QUVEN_ENV);
       return 0;
     case CollectingClusterEdges:
+      if (isOrderedByNumbers()) orderPairs(ivCCEdges);
       buildFinalClusters(QUVEN_ENV);
       finish("Final cluster edges connected", CCAnalysis);
       return 0;
@@ -219,6 +226,7 @@ int QUVENCGAData::endDataScan(const QUVENEnvHandle& env) {
     default:
       quvenUnreachable(QUVEN_ENV);
   }
+  if (isOrderedByNumbers()) orderResults(QUVEN_ENV);
   trace.event(dumpLevel, "", ivVerbosityLvl, [this](std::ostream& out) { dump(out); });
   printAnalysisResults(QUVEN_ENV);
   if (!isLastSlice()) {

@@ -108,6 +108,13 @@ class QUVENCGAData : public QUVENObjectOf<QUVENCGAData, QUVENSimpleAlgorithmAbst
                   const QUVENEnvHandle& env);
   void connectNodes(const QUVENEnvHandle& env);
 
+  // The order of numbers in place of that of the workers.
+  bool isOrderedByNumbers() const { return connectsInOrder != 0; }
+  static void orderPairs(Nodes& pairs);
+  void orderProposals(const QUVENEnvHandle& env);
+  /// Puts the results of the clusters in the order of the clusters.
+  void orderResults(const QUVENEnvHandle& env);
+
   // The calls inside, a slice of clusters at a time.
   void computeSlice(const QUVENEnvHandle& env);
   long getSliceEnd() const;  ///< the last cluster of the slice; below the first in an empty slice
@@ -187,6 +194,8 @@ class QUVENCGAData : public QUVENObjectOf<QUVENCGAData, QUVENSimpleAlgorithmAbst
   QUVEN_STATE(ivNumIterationsConnectingNodes, std::int32_t) = 1;
   QUVEN_STATE(ivNumIterationsCollectingEdges, std::int32_t) = 1;
   QUVEN_STATE(ivMaxNodesCollectingEdges, std::int32_t) = 0;  // nodes of a slice; 0 for no limit
+  QUVEN_STATE(connectOrder, std::string);                    // "Merge" or "Numbers"
+  QUVEN_STATE(connectsInOrder, std::int32_t) = 0;            // the order of numbers, on rank 0
   QUVEN_STATE(ivOutputFormat, QUVENGroupFormat) = QUVENGroupFormat::Normal;
   QUVEN_STATE(ivOutputFileName, std::string);
   QUVEN_STATE(ivTagPrefix, std::string);

@@ -27,6 +27,17 @@ class QUVENSimilarityStore {
   }
   /// The cells by ascending column and, in a column, by ascending row; valid until the next change.
   std::span<const Cell> getCells(const QUVENEnvHandle& env) const;
+  /// The cells in the order in which they were set, as long as none has been looked at in another way.
+  std::span<const Cell> getCellsAsSet() const { return {cells.begin(), cells.end()}; }
+  /// Keeps the cells for which keep(place, cell) holds; places are those of getCellsAsSet, from 0.
+  template <class Keep>
+  void keepIf(Keep keep, const QUVENEnvHandle& env) {
+    long numKept = 0;
+    for (long i = 1; i <= cells.getSize(); ++i) {
+      if (keep(static_cast<std::size_t>(i - 1), cells[i])) cells[++numKept] = cells[i];
+    }
+    cells.setSize(numKept, QUVEN_ENV);
+  }
   /// The value of a cell; null when it was never set.
   const double* find(std::int32_t column, std::int32_t row, const QUVENEnvHandle& env) const;
   /// The number of columns that have a cell.

@@ -202,6 +202,7 @@ void ParameterFile::addResults(QUVENXMLTag& results, const QUVENEnvHandle& env) 
   for (const QUVENParameterSection& section : kind.parameters()) {
     const QUVENXMLTag& tag = quvenSectionTag(top, section, QUVEN_ENV);
     for (const QUVENParameter& row : section.rows) {
+      if (row.isOptional && !tag.hasTag(row.key, QUVEN_ENV)) continue;
       const std::string path = "Parameters/" + quvenParameterPath(top, section, row, QUVEN_ENV);
       const std::string value = tag.hasTag(row.key, QUVEN_ENV)
                                     ? quvenValueInUse(row, tag.getTag(row.key, QUVEN_ENV).getValue())
