@@ -8,9 +8,11 @@
 
 #include <algorithm>
 #include <cstdlib>
+#include <filesystem>
 #include <limits>
 #include <locale>
 #include <map>
+#include <set>
 #include <sstream>
 
 #include "csv_rows.h"
@@ -22,7 +24,10 @@
 namespace literal {
 namespace {
 
+using ::testing::AllOf;
+using ::testing::Ge;
 using ::testing::HasSubstr;
+using ::testing::Le;
 
 std::uint64_t numberFrom(const char* variable, std::uint64_t otherwise) {
   const char* const text = std::getenv(variable);
@@ -91,6 +96,8 @@ class Analysis {
 
   std::string clustersCsv() const { return folder.read("found_1.clusters.csv"); }
   std::string nodesCsv() const { return folder.read("found_1.nodes.csv"); }
+  std::string levelsCsv() const { return folder.read("found_levels.csv"); }
+  bool hasGroups() const { return std::filesystem::exists(folder.path() + "/found_1.nodes.csv"); }
   std::string kept(std::size_t rank) const { return folder.read("kept_worker_" + std::to_string(rank) + ".txt"); }
 
  private:
@@ -244,6 +251,20 @@ std::vector<Line> ascending(const std::vector<Line>& lines) {
   return ordered;
 }
 
+/// The network of regular rows alone, which can be kept in memory: every caller once, contacts above 0 in order.
+std::vector<Line> regular(const std::vector<Line>& lines) {
+  std::map<double, std::set<double>> contactsOf;
+  for (const Line& line : lines) {
+    std::set<double>& contacts = contactsOf[line.caller + 1];
+    if (line.x1 >= 1 && line.x2 > 0) contacts.insert(line.x2 + 1);
+  }
+  std::vector<Line> rows;
+  for (const auto& [caller, contacts] : contactsOf) {
+    appendBlock(rows, caller, {contacts.begin(), contacts.end()}, 1);
+  }
+  return rows;
+}
+
 /// Parameters with a cutoff from all pairs.
 GroupParameters withAllPairs(Choices& choices) {
   GroupParameters parameters = randomParameters(choices);
@@ -256,7 +277,7 @@ GroupParameters withAllPairs(Choices& choices) {
 
 TEST_P(GroupsRun, WithACutoffFromAllPairsTheFilesAreThoseOfTheLiteralAnalysis) {
   forEachSeed([&](Choices& choices, std::uint64_t seed) {
-    const std::vector<Line> lines = randomNetwork(choices);
+    const std::vector<Line> lines = seed % 2 == 0 ? randomNetwork(choices) : regular(randomNetwork(choices));
     const GroupParameters parameters = withAllPairs(choices);
     const GroupResult expected = runGroups(lines, parameters, workers);
     Analysis analysis(lines);
@@ -277,8 +298,9 @@ TEST_P(GroupsRun, WithACutoffFromAllPairsTheFilesAreThoseOfTheLiteralAnalysis) {
 }
 
 TEST_P(GroupsRun, WithACutoffFromAllPairsTheFilesAreThoseOfOneWorker) {
-  forEachSeed([&](Choices& choices, std::uint64_t) {
-    const std::vector<Line> lines = randomNetwork(choices, Network::InOrder);
+  forEachSeed([&](Choices& choices, std::uint64_t seed) {
+    const std::vector<Line> network = randomNetwork(choices, Network::InOrder);
+    const std::vector<Line> lines = seed % 2 == 0 ? network : regular(network);
     const GroupParameters parameters = withAllPairs(choices);
     const GroupResult alone = runGroups(lines, parameters, 1);
     Analysis analysis(lines);
@@ -299,6 +321,128 @@ TEST_P(GroupsRun, InTheOrderOfNumbersTheGroupsOfAValuesFileAreThoseOfOneWorker) 
     parameters.connectsByNumbers = true;
     Analysis analysis(lines);
     expectFiles(analysis.groupsFrom(values, parameters, workers), analysis, merged);
+  });
+}
+
+/// A row of the table of levels by the definitions, from the literal analysis at the level.
+struct LiteralLevel {
+  double cutoff = 0;
+  int keptPairs = 0;
+  std::map<int, int> sizes;  // of the groups
+  int largest = 0;
+  int fullGroups = 0;
+  int members = 0;
+  double callsInside = 0;
+  double calls = 0;
+  double coverage = 0;
+  double modularity = 0;
+  double meanDensity = 0;
+};
+
+LiteralLevel literalLevel(const std::vector<Line>& lines, const GroupParameters& parameters,
+                          const GroupResult& result) {
+  LiteralLevel level;
+  level.cutoff = result.cutoff;
+  for (const auto& kept : result.keptByWorker) level.keptPairs += static_cast<int>(kept.size());
+  const auto isLegal = [&](int size) { return size >= parameters.minClusterSize && size <= parameters.maxClusterSize; };
+  // The groups of one are numbered below 0.
+  std::map<std::uint64_t, int> groupOf;
+  int numAlone = 0;
+  for (const auto& [node, cluster] : result.nodeToCluster) {
+    const int size = result.clusterSizes[static_cast<std::size_t>(cluster - 1)];
+    if (!isLegal(size)) continue;
+    groupOf[node] = cluster;
+    ++level.sizes[cluster];
+  }
+  const auto groupFor = [&](std::uint64_t node) {
+    const auto [entry, isNew] = groupOf.emplace(node, 0);
+    if (isNew) entry->second = --numAlone;
+    return entry->second;
+  };
+  std::map<int, double> degrees;
+  std::map<int, std::set<NodePair>> inside;
+  std::set<std::uint64_t> callers;
+  double callsInOne = 0;
+  for (const Line& line : lines) {
+    callers.insert(sampleOf(line));
+    if (line.x1 < 1 || line.x2 <= 0) continue;
+    const auto callee = static_cast<std::uint64_t>(line.x2);
+    const int from = groupFor(sampleOf(line));
+    const int to = groupFor(callee);
+    ++level.calls;
+    ++degrees[from];
+    ++degrees[to];
+    if (from != to) continue;
+    ++callsInOne;
+    if (from < 0) continue;
+    ++level.callsInside;
+    if (callee != sampleOf(line)) inside[from].insert({sampleOf(line), callee});
+  }
+  const double m = level.calls;
+  level.modularity = callsInOne / m;
+  for (const auto& [group, degree] : degrees) level.modularity -= degree / (2 * m) * (degree / (2 * m));
+  for (const auto& [group, size] : level.sizes) {
+    level.members += size;
+    level.largest = std::max(level.largest, size);
+    level.fullGroups += size == parameters.maxClusterSize ? 1 : 0;
+    if (size > 1) level.meanDensity += static_cast<double>(inside[group].size()) / (size * (size - 1.0));
+  }
+  if (!level.sizes.empty()) level.meanDensity /= static_cast<double>(level.sizes.size());
+  level.coverage = static_cast<double>(level.members) / static_cast<double>(callers.size());
+  return level;
+}
+
+void expectLevel(const std::vector<std::string>& row, const LiteralLevel& level) {
+  const auto number = [&](std::size_t column) { return std::stod(row.at(column)); };
+  EXPECT_EQ(number(1), level.cutoff);
+  EXPECT_EQ(number(2), level.keptPairs);
+  EXPECT_EQ(number(3), static_cast<double>(level.sizes.size()));
+  EXPECT_EQ(number(4), level.members);
+  EXPECT_EQ(number(5), level.largest);
+  EXPECT_EQ(number(6), level.fullGroups);
+  EXPECT_EQ(number(7), level.callsInside);
+  EXPECT_NEAR(number(8), level.callsInside / level.calls, 1e-12);
+  EXPECT_NEAR(number(9), level.coverage, 1e-12);
+  EXPECT_NEAR(number(10), level.modularity, 1e-12);
+  EXPECT_NEAR(number(11), level.meanDensity, 1e-12);
+}
+
+TEST_P(GroupsRun, ComparesLevelsAndGoesOnWithTheBest) {
+  forEachSeed([&](Choices& choices, std::uint64_t seed) {
+    const std::vector<Line> lines = regular(randomNetwork(choices, Network::InOrder));
+    GroupParameters parameters = withAllPairs(choices);
+    parameters.filterSimilarities = true;
+    parameters.emptyMarker = 0;
+    const bool goesOn = seed % 3 != 0;
+    Analysis analysis(lines);
+    const ProgramRun run = analysis.groups(parameters, workers, {"--levels", goesOn ? "auto" : "0.75,0.2,0.5,0.2"});
+    if (runKernel(lines, parameters, 1).failed) return expectNoCutoff(run);
+    ASSERT_EQ(run.status, 0) << run.out << run.err;
+    const auto rows = fieldsOf(analysis.levelsCsv());
+    // Of three levels between the two best one may be there already.
+    EXPECT_THAT(rows.size(), goesOn ? AllOf(Ge(11U), Le(12U)) : AllOf(Ge(3U), Le(3U)));
+    double best = -2;
+    std::string chosen;
+    for (const auto& row : rows) {
+      parameters.sparsityLevel = std::stod(row.at(0));
+      const LiteralLevel level = literalLevel(lines, parameters, runGroups(lines, parameters, 1));
+      SCOPED_TRACE("level " + row.at(0));
+      expectLevel(row, level);
+      best = std::max(best, std::stod(row.at(10)));
+      if (row.at(12) == "1") chosen = row.at(0);
+    }
+    if (!goesOn) {
+      EXPECT_EQ(chosen, "");
+      EXPECT_FALSE(analysis.hasGroups());
+      ++completeRuns;
+      return;
+    }
+    parameters.sparsityLevel = std::stod(chosen);
+    const GroupResult expected = runGroups(lines, parameters, 1);
+    EXPECT_NEAR(literalLevel(lines, parameters, expected).modularity, best, 1e-12);
+    expectFiles(run, analysis, expected);
+    EXPECT_THAT(run.out, HasSubstr("Log;|1;|Levels: going on with " + chosen + ", which has the best modularity of " +
+                                   std::to_string(rows.size()) + " levels, "));
   });
 }
 

@@ -183,7 +183,9 @@ void KernelWorker::updateOther(const Line& line, KernelResult& counts, std::vect
   if (static_cast<double>(x.size()) > columnNum) columnNum = static_cast<double>(x.size());
   for (const int j : comparedWith(x)) {
     if (sampleAt(j) == record->sample) continue;
-    const Row mine = sparseRow(sampleAt(j));
+    // Up to its last contact: how many columns a worker knows depends on its share.
+    Row mine = sparseRow(sampleAt(j));
+    while (!mine.empty() && mine.back() == 0) mine.pop_back();
     const bool isCommon = hasCommonContact(mine, x, parameters.emptyMarker);
     ++counts.numCompared;
     if (isCommon) ++counts.numWithCommon;

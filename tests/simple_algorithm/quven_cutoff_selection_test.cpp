@@ -50,8 +50,7 @@ class QUVENCutoffSelectionTest : public KernelToolsTest {
     std::sort(values.begin(), values.end());
     const auto place = static_cast<std::size_t>(static_cast<double>(values.size()) * level);
     EXPECT_EQ(found.cutoff, values[std::min(place, values.size() - 1)]);
-    EXPECT_EQ(found.numBelow,
-              std::lower_bound(values.begin(), values.end(), found.cutoff) - values.begin());
+    EXPECT_EQ(found.numBelow, std::lower_bound(values.begin(), values.end(), found.cutoff) - values.begin());
   }
 };
 
@@ -79,8 +78,16 @@ TEST_F(QUVENCutoffSelectionTest, SelectsTheQuantileOfValuesOnAnyNumberOfWorkers)
 }
 
 TEST_F(QUVENCutoffSelectionTest, OrdersTheEndsOfTheRange) {
-  const Values values = {Limits::infinity(),     -Limits::infinity(), Limits::max(),  Limits::lowest(),
-                         Limits::denorm_min(),   -Limits::denorm_min(), Limits::min(), -1, 1, 0};
+  const Values values = {Limits::infinity(),
+                         -Limits::infinity(),
+                         Limits::max(),
+                         Limits::lowest(),
+                         Limits::denorm_min(),
+                         -Limits::denorm_min(),
+                         Limits::min(),
+                         -1,
+                         1,
+                         0};
   for (int i = 1; i < 20; ++i) expectQuantile(values, i / 20.0, 2);
 }
 

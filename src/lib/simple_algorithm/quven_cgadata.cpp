@@ -113,7 +113,11 @@ int QUVENCGAData::updateWithoutDataScan(const QUVENEnvHandle& env) {
     case BuildingKernel:
       return ivKernelPtr->updateWithoutDataScan(QUVEN_ENV);
     case CollectingKernelEdges:
-      collectKernelEdges(QUVEN_ENV);
+      if (comparesLevels != 0) {
+        collectComparedPairs(QUVEN_ENV);
+      } else {
+        collectKernelEdges(QUVEN_ENV);
+      }
       return 1;
     case CCAnalysis:
       analyzeClusters(QUVEN_ENV);
@@ -169,6 +173,8 @@ void QUVENCGAData::merge(QUVENSimpleAlgorithmAbstractData* other, const QUVENEnv
       if (ivKernelPtr && data.ivKernelPtr) ivKernelPtr->merge(data.ivKernelPtr.get(), QUVEN_ENV);
       return;
     case CollectingKernelEdges:
+      append(&QUVENCGAData::comparedPairs);
+      append(&QUVENCGAData::comparedValues);
       return append(&QUVENCGAData::ivKernelEdges);
     case ConnectingIsolatedNodes:
       append(&QUVENCGAData::ivNodesToConnect);
@@ -202,6 +208,7 @@ int QUVENCGAData::endDataScan(const QUVENEnvHandle& env) {
     case BuildingKernel:
       if (ivKernelPtr->endDataScan(QUVEN_ENV) == 1) {
         ivKernelPtr->writeFunctionToTag(kernelTag, QUVEN_ENV);
+        if (comparesLevels != 0) pairCounts = ivKernelPtr->getPairCounts();
         finish("Finished building kernel", CollectingKernelEdges);
       }
       hasCutoff = ivKernelPtr->hasCutoff() ? 1 : 0;
@@ -209,7 +216,12 @@ int QUVENCGAData::endDataScan(const QUVENEnvHandle& env) {
       return 0;
     case CollectingKernelEdges:
       trace.progress("Finished collecting kernel edges", endMethod, ivIterationCounter);
-      if (isOrderedByNumbers()) orderPairs(ivKernelEdges);
+      if (comparesLevels != 0) {
+        chooseLevel(QUVEN_ENV);
+        if (!goesOnWithBestLevel) return endAnalysis();
+      } else if (isOrderedByNumbers()) {
+        orderPairs(ivKernelEdges);
+      }
       buildInitialClusters(QUVEN_ENV);
       trace.progress("Finished building initial clusters", endMethod, ivIterationCounter);
       return 0;
@@ -234,11 +246,16 @@ int QUVENCGAData::endDataScan(const QUVENEnvHandle& env) {
     return 0;
   }
   trace.progress("Final clusters built", endMethod, ivIterationCounter);
-  commitFiles();
   if (ivIterationCounter < ivNumIterations) {
+    commitFiles();
     startNewCycle(QUVEN_ENV);
     return 0;
   }
+  return endAnalysis();
+}
+
+int QUVENCGAData::endAnalysis() {
+  commitFiles();
   finish("Analysis done", AnalysisDone);
   report_log(0, "CGA Terminated Successfully");
   std::cout.flush();

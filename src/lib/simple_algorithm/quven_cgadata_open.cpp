@@ -202,6 +202,9 @@ void QUVENCGAData::writeResultsToTag(QUVENXMLTag& tag, const QUVENEnvHandle& env
     set(path + "/NumNodesInRelevantClusters", valueOf(ivNodesInRelevantClusters, i));
   }
   if (hasCutoff != 0) tag.addLeafTagPath("RunParameters/Cutoff", QUVEN_ENV).setValue(cutoff, QUVEN_ENV);
+  if (!chosenLevel) return;
+  tag.addLeafTagPath("RunParameters/Level", QUVEN_ENV).setValue(chosenLevel->level, QUVEN_ENV);
+  tag.addLeafTagPath("RunParameters/Modularity", QUVEN_ENV).setValue(chosenLevel->modularity, QUVEN_ENV);
 }
 
 void QUVENCGAData::dump(std::ostream& out) const {

@@ -51,11 +51,11 @@ class QUVENCutoffSelection : public QUVENObjectOf<QUVENCutoffSelection, QUVENObj
   static std::uint64_t keyOf(double value);
 
   QUVEN_MEMBER(level, double) = 0;
-  QUVEN_MEMBER(digit, std::int32_t) = 0;          // that the round counts
-  QUVEN_MEMBER(prefix, std::uint64_t) = 0;        // the digits before it
-  QUVEN_MEMBER(place, std::uint64_t) = 0;         // of the quantile among the values with the prefix
+  QUVEN_MEMBER(digit, std::int32_t) = 0;    // that the round counts
+  QUVEN_MEMBER(prefix, std::uint64_t) = 0;  // the digits before it
+  QUVEN_MEMBER(place, std::uint64_t) = 0;   // of the quantile among the values with the prefix
   QUVEN_MEMBER(numValues, std::uint64_t) = 0;
-  QUVEN_MEMBER(numBelow, std::uint64_t) = 0;      // the values below all those with the prefix
+  QUVEN_MEMBER(numBelow, std::uint64_t) = 0;        // the values below all those with the prefix
   QUVEN_MEMBER(counts, QUVENXaRay<std::uint64_t>);  // by digit
 };
 

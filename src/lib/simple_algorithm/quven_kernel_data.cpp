@@ -71,10 +71,7 @@ void QUVENKernelData::open(const QUVENXMLTag& parameterTag, QUVENParameterSectio
   ivKernelMode = KernelMode;
   cutoffFromAllPairs = parameters.cutoffFrom == "AllPairs" ? 1 : 0;
   cutoffAmongCommon = parameters.cutoffAmong == "Common" ? 1 : 0;
-  if (usesAllPairs()) {
-    selection = quvenMake<QUVENCutoffSelection>(QUVEN_ENV);
-    selection->begin(ivSparsityLevel, QUVEN_ENV);
-  }
+  if (usesAllPairs()) beginSelection(QUVEN_ENV);
   if (parameters.function.normalizingFactor == quvenCountedCallers) ivDataStatus = CountingCallers;
   ivKernelFunctionPtr = quvenMakeKernelFunction(parameters.function, QUVEN_ENV);
   makeMatrices(QUVEN_ENV);
@@ -98,7 +95,6 @@ void QUVENKernelData::reset(const QUVENEnvHandle& env) {
   otherSamples.deleteMemory(QUVEN_ENV);
   ivOtherSamplesMap.deleteMemory(QUVEN_ENV);
   rowsOfMySamples.deleteMemory(QUVEN_ENV);
-  pairsWithCommon.deleteMemory(QUVEN_ENV);
   ivOutputFileName.clear();
   comparison.reset();
 }
@@ -230,12 +226,18 @@ const QUVENKernelFunctionFriends* QUVENKernelData::contactFunction() const {
 const QUVENKernelData::Vector& QUVENKernelData::rowOfMySample(long position, Vector& scratch,
                                                               const QUVENEnvHandle& env) const {
   if (!hasSparseData()) return ivMyInputMatrixPtr->getRow(position);
+  // How many columns a worker has seen depends on its share of the rows.
+  if (usesAllPairs()) {
+    contactsOfMySample(position, scratch, QUVEN_ENV);
+    while (!scratch.isEmpty() && scratch[scratch.getSize()] == 0) scratch.setSize(scratch.getSize() - 1, QUVEN_ENV);
+    return scratch;
+  }
   getSparseRow(ivSamplesOrder[position], scratch, QUVEN_ENV);
   return scratch;
 }
 
 /// The row without what lies behind its last contact: as many places as the longest row has are not gone through for
-/// each sample. Requires contactFunction, to which they say nothing.
+/// each sample. Requires contactFunction, to which they say nothing, or a cutoff from all pairs.
 const QUVENKernelData::Vector& QUVENKernelData::contactsOfMySample(long position, Vector& scratch,
                                                                    const QUVENEnvHandle& env) const {
   const std::span<const double> values = ivSparseInputMatrix.getRow(rowsOfMySamples[position]);
@@ -571,7 +573,7 @@ int QUVENKernelData::endDataScan(const QUVENEnvHandle& env) {
       endRoundOfSelection(QUVEN_ENV);
       break;
     case DroppingPairs:
-      reportPairs(QUVEN_ENV);
+      if (reportsPairs != 0) reportPairs(getPairCounts(), ivSparsityLevel, ivSparsityThreshold, QUVEN_ENV);
       ivDataStatus = ReadyForQuery;
       break;
     case InputMySamples:

@@ -30,7 +30,7 @@ class QUVENKernelFunctionFriends;
 /// subscribers. Three passes without data select the quantile of these values, which is the cutoff, and one more drops
 /// the values below it. A normalizing factor that is the number of callers takes a pass before all others.
 /// Shapes:   columns are own samples, rows are all samples in the order of pass 2, both from 1.
-/// Memory:   16 bytes a kept value, 17 a compared pair with a cutoff from all pairs; over the file 8 bytes a contact of
+/// Memory:   16 bytes a kept value, or a compared pair with a cutoff from all pairs; over the file 8 bytes a contact of
 /// own samples and about 50 an own sample, over
 ///           kept rows those and what QUVENContactComparison takes.
 /// Errors:   the terminating reports 2202 to 2204 for parameters, 3503 when there is no value at all for the
@@ -68,9 +68,22 @@ class QUVENKernelData : public QUVENObjectOf<QUVENKernelData, QUVENSimpleAlgorit
   /// Whether the cutoff is known: after the first pass or, from all pairs, when it is selected.
   bool hasCutoff() const;
   bool usesAllPairs() const { return cutoffFromAllPairs != 0; }
-  /// Another level than that of the parameters. Called between open and the first pass.
-  void setSparsityLevel(double level, const QUVENEnvHandle& env);
-  double getSparsityLevel() const { return ivSparsityLevel; }
+  /// What is known of the compared pairs at the end of a kernel with a cutoff from all pairs.
+  struct PairCounts {
+    std::uint64_t compared = 0;
+    std::uint64_t withCommon = 0;  ///< have a contact in common
+    std::uint64_t numValues = 0;   ///< that the level is a share of
+    std::uint64_t numBelow = 0;    ///< of these, below the cutoff
+    std::uint64_t kept = 0;
+    std::uint64_t keptWithoutCommon = 0;
+    double normalizingFactor = 0;
+  };
+  PairCounts getPairCounts() const;
+  /// The log line of a cutoff from all pairs, and the warning 5012 when it is in the noise.
+  static void reportPairs(const PairCounts& counts, double level, double cutoff, const QUVENEnvHandle& env);
+  /// Takes another level than that of the parameters, with a cutoff from all pairs, and leaves the report of the pairs
+  /// to the caller. Called between open and the first pass.
+  void keepFrom(double level, const QUVENEnvHandle& env);
   const std::string& getOutputFileName() const { return ivOutputFileName; }
   const SampleNumbers& getKernelColSampleNumbers() const { return ivKernelColSampleNumber; }
   const SampleNumbers& getOtherSamplesOrder() const { return ivOtherSamplesOrder; }
@@ -142,11 +155,11 @@ class QUVENKernelData : public QUVENObjectOf<QUVENKernelData, QUVENSimpleAlgorit
   bool travelsWhole() const { return ivDataStatus == InitKernelObject || ivDataStatus == CountingCallers; }
   const QUVENKernelFunctionFriends& friendsFunction() const;
   void takePair(std::int32_t column, std::int32_t row, double value, bool hasCommon, const QUVENEnvHandle& env);
+  void beginSelection(const QUVENEnvHandle& env);
   void addPairsToSelection();
   void dropPairs(const QUVENEnvHandle& env);
   void mergeAllPairs(const QUVENKernelData& other);
   void endRoundOfSelection(const QUVENEnvHandle& env);
-  void reportPairs(const QUVENEnvHandle& env) const;
   void endCountingCallers(const QUVENEnvHandle& env);
   [[noreturn]] void reportNoValues(const QUVENEnvHandle& env) const;
 
@@ -188,7 +201,7 @@ class QUVENKernelData : public QUVENObjectOf<QUVENKernelData, QUVENSimpleAlgorit
   QUVEN_MEMBER_IF(usesAllPairs(), numKept, std::uint64_t) = 0;
   QUVEN_MEMBER_IF(usesAllPairs(), numKeptWithoutCommon, std::uint64_t) = 0;
 
-  QUVEN_STATE(pairsWithCommon, QUVENXaRay<std::uint8_t>);  // by compared pair: 1 with a common contact
+  QUVEN_STATE(reportsPairs, std::int32_t) = 1;
   QUVEN_STATE(ivColumnNum, double) = 0;
   QUVEN_STATE(ivSparseInputMatrix, QUVENSparseRows);
   QUVEN_STATE(ivSparseKernelMatrix, QUVENSimilarityStore);

@@ -27,9 +27,16 @@ bool QUVENKernelData::hasCutoff() const {
   }
 }
 
-void QUVENKernelData::setSparsityLevel(double level, const QUVENEnvHandle& env) {
+void QUVENKernelData::beginSelection(const QUVENEnvHandle& env) {
+  selection = quvenMake<QUVENCutoffSelection>(QUVEN_ENV);
+  selection->begin(ivSparsityLevel, QUVEN_ENV);
+}
+
+void QUVENKernelData::keepFrom(double level, const QUVENEnvHandle& env) {
   ivSparsityLevel = level;
-  if (usesAllPairs()) selection->begin(level, QUVEN_ENV);
+  cutoffFromAllPairs = 1;
+  reportsPairs = 0;
+  beginSelection(QUVEN_ENV);
 }
 
 const QUVENKernelFunctionFriends& QUVENKernelData::friendsFunction() const {
@@ -49,8 +56,7 @@ void QUVENKernelData::takePair(std::int32_t column, std::int32_t row, double val
   ++numCompared;
   numWithCommon += hasCommon ? 1 : 0;
   if (cutoffAmongCommon != 0 && !hasCommon) return;
-  pairsWithCommon.append(hasCommon ? 1 : 0, env);
-  setKernelValue(column, row, value, env);
+  ivSparseKernelMatrix.set(column, row, value, hasCommon, env);
 }
 
 void QUVENKernelData::addPairsToSelection() {
@@ -60,14 +66,13 @@ void QUVENKernelData::addPairsToSelection() {
 void QUVENKernelData::dropPairs(const QUVENEnvHandle& env) {
   numKept = 0;
   numKeptWithoutCommon = 0;
-  const auto isKept = [&](std::size_t place, const QUVENSimilarityStore::Cell& cell) {
+  const auto isKept = [&](const QUVENSimilarityStore::Cell& cell) {
     if (!(cell.value >= ivSparsityThreshold)) return false;
     ++numKept;
-    numKeptWithoutCommon += pairsWithCommon.begin()[place] == 0 ? 1 : 0;
+    numKeptWithoutCommon += cell.mark == 0 ? 1 : 0;
     return true;
   };
   ivSparseKernelMatrix.keepIf(isKept, QUVEN_ENV);
-  pairsWithCommon.deleteMemory(QUVEN_ENV);
 }
 
 int QUVENKernelData::updateWithoutDataScan(const QUVENEnvHandle& env) {
@@ -107,24 +112,33 @@ void QUVENKernelData::endRoundOfSelection(const QUVENEnvHandle& env) {
   if (isFound) ivSparsityThreshold = selection->getCutoff();
 }
 
-void QUVENKernelData::reportPairs(const QUVENEnvHandle& env) const {
-  const auto numValues = static_cast<double>(selection->getNumValues());
+QUVENKernelData::PairCounts QUVENKernelData::getPairCounts() const {
+  return {numCompared,
+          numWithCommon,
+          selection->getNumValues(),
+          selection->getNumBelow(),
+          numKept,
+          numKeptWithoutCommon,
+          friendsFunction().getNormalizingFactor()};
+}
+
+void QUVENKernelData::reportPairs(const PairCounts& counts, double level, double cutoff, const QUVENEnvHandle& env) {
   std::ostringstream line;
   line.imbue(std::locale::classic());
-  line << "Pairs: compared " << numCompared << ", with common contacts " << numWithCommon << ", kept " << numKept
-       << ", of these without common contacts " << numKeptWithoutCommon << "; share below the cutoff: asked "
-       << ivSparsityLevel << ", reached " << static_cast<double>(selection->getNumBelow()) / numValues << ", cutoff "
-       << ivSparsityThreshold;
+  line << "Pairs: compared " << counts.compared << ", with common contacts " << counts.withCommon << ", kept "
+       << counts.kept << ", of these without common contacts " << counts.keptWithoutCommon
+       << "; share below the cutoff: asked " << level << ", reached "
+       << static_cast<double>(counts.numBelow) / static_cast<double>(counts.numValues) << ", cutoff " << cutoff;
   report_log(1, line);
-  const double limit = 1 / friendsFunction().getNormalizingFactor();
-  if (numKeptWithoutCommon == 0 && ivSparsityThreshold >= limit) return;
+  const double limit = 1 / counts.normalizingFactor;
+  const bool isLow = cutoff < limit;
+  if (counts.keptWithoutCommon == 0 && !isLow) return;
   std::ostringstream text;
   text.imbue(std::locale::classic());
-  text << "QUVENKernelData::endDataScan: the cutoff " << ivSparsityThreshold;
-  if (ivSparsityThreshold < limit) text << " is below 1 / NormalizingFactor, " << limit;
-  if (numKeptWithoutCommon != 0) {
-    text << (ivSparsityThreshold < limit ? " and" : "") << " keeps " << numKeptWithoutCommon
-         << " pairs without a contact in common";
+  text << "QUVENKernelData::endDataScan: the cutoff " << cutoff;
+  if (isLow) text << " is below 1 / NormalizingFactor, " << limit;
+  if (counts.keptWithoutCommon != 0) {
+    text << (isLow ? " and" : "") << " keeps " << counts.keptWithoutCommon << " pairs without a contact in common";
   }
   text << "; a higher SparsityLevel or CutoffAmong Common drops them";
   report_doubt(CutoffInNoise, "SparsityLevel", text.str(), QUVEN_ENV);
