@@ -67,7 +67,8 @@ TEST_F(GroupLevels, RowsThatAreNotKeptAreOneError) {
     analyse("groups", workers, {"--levels", "auto", "--memory", "0"});
     EXPECT_EQ(result.status, 99);
     EXPECT_THAT(result.out, HasSubstr("Rows: read from the file in each pass"));
-    const std::string error = "Error;|2204;|--levels;|QUVENCGAData::compareLevels: levels are compared over rows in memory";
+    const std::string error =
+        "Error;|2204;|--levels;|QUVENCGAData::compareLevels: levels are compared over rows in memory";
     EXPECT_THAT(result.out, HasSubstr(error));
     EXPECT_EQ(result.out.find(error), result.out.rfind(error));
     EXPECT_FALSE(exists("found_levels.csv"));
@@ -124,8 +125,9 @@ TEST_F(GroupLevels, WithoutACommonContactThereIsNoCutoffAmongThem) {
   kernelTags["CutoffAmong"] = "Common";
   analyse("groups", 2);
   EXPECT_EQ(result.status, 99);
-  EXPECT_THAT(result.out, HasSubstr("Warning;|5007;|CutoffAmong;|QUVENKernelData: 4 pairs of subscribers were compared, "
-                                    "and none of them has a contact in common; CutoffAmong All takes all pairs"));
+  EXPECT_THAT(result.out,
+              HasSubstr("Warning;|5007;|CutoffAmong;|QUVENKernelData: 4 pairs of subscribers were compared, "
+                        "and none of them has a contact in common; CutoffAmong All takes all pairs"));
   EXPECT_THAT(result.out, HasSubstr("Error;|3503;|"));
 }
 
@@ -140,7 +142,7 @@ TEST_F(GroupLevels, ThePopulationMayBeTheNumberOfCallers) {
         ASSERT_EQ(result.status, 0) << result.out;
         EXPECT_THAT(result.out, HasSubstr("Log;|1;|NormalizingFactor: 20 callers;|LogEnd"));
         EXPECT_THAT(content("results.xml"), AllOf(HasSubstr("<NormalizingFactor>20</NormalizingFactor>"),
-                                                   HasSubstr("<NormalizingFactor>Callers</NormalizingFactor>")));
+                                                  HasSubstr("<NormalizingFactor>Callers</NormalizingFactor>")));
         const std::string counted = content("found_1.nodes.csv");
         analyse("groups", workers, {"--set", "KernelParams/NormalizingFactor=20", "--memory", memory});
         EXPECT_EQ(content("found_1.nodes.csv"), counted);
@@ -168,7 +170,7 @@ TEST_F(GroupLevels, KeysThatAreNotGivenAreNotListed) {
   dataset(cliques(3));
   analyse("groups", 1, {"--results", "results.xml"});
   EXPECT_THAT(content("results.xml"), AllOf(Not(HasSubstr("CutoffFrom")), Not(HasSubstr("CutoffAmong")),
-                                             Not(HasSubstr("ConnectOrder")), Not(HasSubstr("<Level>"))));
+                                            Not(HasSubstr("ConnectOrder")), Not(HasSubstr("<Level>"))));
   kernelTags["CutoffFrom"] = "Workers";
   analyse("groups", 1, {"--results", "results.xml"});
   EXPECT_THAT(content("results.xml"), HasSubstr("<CutoffFrom>Workers</CutoffFrom>"));
