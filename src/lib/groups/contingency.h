@@ -11,9 +11,9 @@ namespace vesk_groups {
 
 /// A group of a first grouping and a group of a second one that have members in common.
 struct SharedMembers {
-  std::size_t first = 0;     ///< place of the group in the first grouping
-  std::size_t second = 0;    ///< place of the group in the second grouping
-  std::uint64_t members = 0; ///< how many they share, at least 1
+  std::size_t first = 0;      ///< place of the group in the first grouping
+  std::size_t second = 0;     ///< place of the group in the second grouping
+  std::uint64_t members = 0;  ///< how many they share, at least 1
 };
 
 /// The contingency table of two groupings without its zeros, ascending by first and second.
