@@ -46,8 +46,8 @@ std::string fileOf(const std::map<std::uint64_t, std::vector<std::uint64_t>>& gr
   std::vector<NodeRow> rows;
   for (const auto& [number, members] : groups) {
     for (const std::uint64_t node : members) {
-      rows.push_back({node, number, true, node == members.front() ? "1,2" : "0,0",
-                      node == members.back() ? "1,2" : "0,0"});
+      rows.push_back(
+          {node, number, true, node == members.front() ? "1,2" : "0,0", node == members.back() ? "1,2" : "0,0"});
     }
   }
   return nodesFile(rows);

@@ -65,7 +65,8 @@ TEST(GroupMatchingTest, IsTheFirstOfTheBestOfAllAssignments) {
     std::vector<GroupOverlap> overlaps;
     for (std::size_t p = 0; p < numPrevious; ++p) {
       for (std::size_t c = 0; c < numCurrent; ++c) {
-        if (random() % 4 < density) overlaps.push_back({p, c, 1 + static_cast<std::int64_t>(random() % differentWeights)});
+        if (random() % 4 < density)
+          overlaps.push_back({p, c, 1 + static_cast<std::int64_t>(random() % differentWeights)});
       }
     }
     const Choice expected = EveryAssignment(numPrevious, numCurrent, overlaps).get();

@@ -102,8 +102,9 @@ class ChangeRows {
     return group.leaders[type] ? std::to_string(group.leaders[type]->node) : std::string();
   }
   std::uint64_t sharedOf(std::size_t earlier, std::size_t group) const {
-    const auto place = std::ranges::lower_bound(
-        shared, std::pair(earlier, group), {}, [](const SharedMembers& pair) { return std::pair(pair.first, pair.second); });
+    const auto place = std::ranges::lower_bound(shared, std::pair(earlier, group), {}, [](const SharedMembers& pair) {
+      return std::pair(pair.first, pair.second);
+    });
     const bool isThere = place != shared.end() && place->first == earlier && place->second == group;
     return isThere ? place->members : 0;
   }

@@ -29,11 +29,13 @@ inline constexpr const char* groupChangesHeader =
 
 /// Writes the head line and a row for each event between two runs. What does not apply to an event stays empty.
 ///
-/// "Group" and "Size" are of the current group, with its continued number; "Shared" and "Jaccard" are of the two groups.
+/// "Group" and "Size" are of the current group, with its continued number; "Shared" and "Jaccard" are of the two
+/// groups.
 ///   kept, grown, shrunk  a group that keeps its number and has as many, more, or fewer members; ascending by number
 ///   born                 a group that keeps no number, among these rows
 ///   gone                 an earlier group whose number no group keeps; ascending by number
-///   merged               a current group that has more than half of the members of each of several earlier groups: a row
+///   merged               a current group that has more than half of the members of each of several earlier groups: a
+///   row
 ///                        for each of these; ascending by current and earlier number
 ///   split                an earlier group that has more than half of the members of each of several current groups: a
 ///                        row for each of these; ascending by earlier and current number

@@ -17,8 +17,8 @@ __extension__ using Wide = unsigned __int128;
 
 constexpr std::int64_t unreached = std::numeric_limits<std::int64_t>::max();
 
-/// The Hungarian method. Rows are earlier groups, columns are current groups. Each row has a column of its own of weight
-/// 0 beside them, so that every row is assigned and a row in its own column is a group without a partner.
+/// The Hungarian method. Rows are earlier groups, columns are current groups. Each row has a column of its own of
+/// weight 0 beside them, so that every row is assigned and a row in its own column is a group without a partner.
 ///
 /// With the potentials of rows and columns it holds at all times: row + column >= weight for each pair, with equality
 /// for assigned pairs; a column has a potential of at least 0, and 0 if it is not assigned.
@@ -111,11 +111,11 @@ class Assignment {
     }
   }
 
-  // The order among equal sums. An assignment has the greatest sum if each of its pairs has slack 0 and each column with
-  // a positive potential is assigned.
+  // The order among equal sums. An assignment has the greatest sum if each of its pairs has slack 0 and each column
+  // with a positive potential is assigned.
 
-  /// Gives the row the smallest column that it has in an assignment of the greatest sum in which the rows before it keep
-  /// their columns.
+  /// Gives the row the smallest column that it has in an assignment of the greatest sum in which the rows before it
+  /// keep their columns.
   void preferSmallColumn(std::size_t row) {
     for (const Pair& pair : pairs[row]) {
       if (pair.column == columnOf[row]) break;
@@ -132,8 +132,8 @@ class Assignment {
     const std::size_t displaced = rowOf[column];
     isRowFixed[row] = true;
     isColumnFixed[column] = true;
-    // Both searches are made before anything is moved. They cannot meet: a displaced row that meets a path from the left
-    // column could also reach this column.
+    // Both searches are made before anything is moved. They cannot meet: a displaced row that meets a path from the
+    // left column could also reach this column.
     bool isPossible = true;
     std::vector<std::pair<std::size_t, std::size_t>> moves;  // row and its new column
     bool takesLeft = false;
@@ -192,8 +192,8 @@ class Assignment {
 
   bool isReached(std::size_t column) const { return distance[column] != unreached; }
 
-  /// Moves that assign a row to a column that must not be free, along pairs of slack 0: the last row that moves leaves a
-  /// column that may be free.
+  /// Moves that assign a row to a column that must not be free, along pairs of slack 0: the last row that moves leaves
+  /// a column that may be free.
   bool findRowFor(std::size_t start, std::vector<std::pair<std::size_t, std::size_t>>& moves) {
     std::deque<std::size_t> queue{start};
     std::vector<std::size_t> reached{start};
@@ -222,7 +222,6 @@ class Assignment {
     return end != noGroup;
   }
 
- 
   std::int64_t slackOf(std::size_t row, std::size_t column) const {
     const auto pair = std::ranges::find(pairs[row], column, &Pair::column);
     return slack(row, *pair);

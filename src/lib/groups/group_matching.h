@@ -33,8 +33,8 @@ struct GroupOverlap {
 [[nodiscard]] std::vector<std::size_t> assignGroups(std::size_t numPrevious, std::size_t numCurrent,
                                                     const std::vector<GroupOverlap>& overlaps);
 
-/// The pairs of groups whose Jaccard index, shared members divided by members of either, is above 0.3. The weight is the
-/// index in units of 1e-12, rounded down.
+/// The pairs of groups whose Jaccard index, shared members divided by members of either, is above 0.3. The weight is
+/// the index in units of 1e-12, rounded down.
 [[nodiscard]] std::vector<GroupOverlap> findOverlaps(const Grouping& previous, const Grouping& current);
 
 }  // namespace vesk_groups

@@ -3,6 +3,7 @@
 
 // The group analysis: groups of subscribers with much in common, and who leads them.
 
+#include <functional>
 #include <iosfwd>
 #include <memory>
 #include <string>
@@ -61,6 +62,12 @@ class QUVENCGAData : public QUVENObjectOf<QUVENCGAData, QUVENSimpleAlgorithmAbst
   }
   /// The first file that could not be written as a whole, or nothing.
   const std::string& getFailedFile() const { return failedFile; }
+  /// The beginning of the names of the results.
+  const std::string& getOutputFileName() const { return ivOutputFileName; }
+  /// Is called with the paths of the complete file of clusters and of nodes, before they get their names. It may change
+  /// the files. It returns the name of a file that it cannot write, which then is the failed file, or nothing.
+  using BeforeCommit = std::function<std::string(const std::string& clusters, const std::string& nodes)>;
+  void setBeforeCommit(BeforeCommit action) { beforeCommit = std::move(action); }
 
   int beginDataScan(std::int32_t numExplanatoryFields, const QUVENEnvHandle& env) override;
   void update(const Vector& dataVec, const Vector& targetVec, SampleNumber sampleNumber,
@@ -209,6 +216,7 @@ class QUVENCGAData : public QUVENObjectOf<QUVENCGAData, QUVENSimpleAlgorithmAbst
   // The results under way, of the master. Another object does not go on with them.
   std::unique_ptr<QUVENResultFile> clustersFile;
   std::unique_ptr<QUVENResultFile> nodesFile;
+  BeforeCommit beforeCommit;
 };
 
 #endif  // QUVEN_CGADATA_H

@@ -32,6 +32,9 @@ class AnalysisRun : public Run {
 
  protected:
   const AnalyzeOptions& getOptions() const { return options; }
+  /// Reads and checks what a derived run adds, and adds its outputs. Called on rank 0 by open, before the files are
+  /// checked.
+  virtual void prepare(RunFiles&, const QUVENEnvHandle&) {}
   /// On rank 0.
   QUVENSimpleAlgorithmAbstractData& getData(const QUVENEnvHandle& env) const { return model->getData(QUVEN_ENV); }
 

@@ -140,6 +140,12 @@ CommandLine readCommandLine(int argc, const char* const* argv, AnalyzeOptions& o
     addCommonOptions(*command, options);
     const bool isNetworkAnalysis = kind.modelId != 0;
     if (isNetworkAnalysis) addMemory(*command, options);
+    if (kind.comparesGroups) {
+      command
+          ->add_option("--previous", options.previousNodes,
+                       "Nodes file of an earlier run, whose group numbers go on; the changes go to NAME_changes.csv")
+          ->type_name("NODES.csv");
+    }
     const auto addSetting = [&options, &kind](const std::string& text) {
       if (readSetting(kind, text, options.settings.emplace_back())) return;
       throw CLI::ValidationError("--set", "\"" + text + "\" is not KEY=VALUE with a parameter of " + kind.command);
