@@ -60,7 +60,8 @@ class GroupsHistory : public GroupsCase {
   std::string changes() const { return content("found_changes.csv"); }
 
   /// A CSV text with other group numbers in a column.
-  static std::string renumbered(const std::string& csv, int column, const std::map<std::uint64_t, std::uint64_t>& numbers) {
+  static std::string renumbered(const std::string& csv, int column,
+                                const std::map<std::uint64_t, std::uint64_t>& numbers) {
     std::istringstream lines(csv);
     std::string line;
     std::getline(lines, line);
@@ -208,9 +209,9 @@ TEST_F(GroupsHistory, ResultsThatAreNoRegularFilesAreRefused) {
   for (const std::string name : {"found_1.clusters.csv", "found_1.nodes.csv"}) {
     removeResults();
     std::filesystem::create_symlink("/dev/null", path(name));
-    expectFailureWith({"--previous", "earlier.csv"},
-                      "Error;|2302;|" + name +
-                          ";|vesk-analyze: with --previous the results must be regular files;|ErrorEnd\n");
+    expectFailureWith(
+        {"--previous", "earlier.csv"},
+        "Error;|2302;|" + name + ";|vesk-analyze: with --previous the results must be regular files;|ErrorEnd\n");
   }
 }
 
@@ -244,7 +245,8 @@ TEST_F(GroupsHistory, AKilledRunLeavesNoOtherNumbersUnderTheNames) {
     const int log = ::open(path("log").c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
     if (::dup2(log, 1) < 0 || ::dup2(log, 2) < 0 || ::chdir(path("").c_str()) != 0) ::_exit(126);
     const std::string name = std::string(VESK_BIN_DIR) + "/vesk-analyze";
-    ::execl(name.c_str(), name.c_str(), "groups", "params.xml", "calls.bin", "--previous", "found_1.nodes.csv", nullptr);
+    ::execl(name.c_str(), name.c_str(), "groups", "params.xml", "calls.bin", "--previous", "found_1.nodes.csv",
+            nullptr);
     ::_exit(127);
   }
   const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(60);

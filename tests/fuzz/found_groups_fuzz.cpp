@@ -28,6 +28,12 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
       sizes += group.size;
     }
     REQUIRE(sizes == members.size());
+    REQUIRE(found.isCore.size() == members.size());
+    const vesk_groups::FoundGroups core = vesk_groups::coreOf(found);
+    REQUIRE(core.groups.size() == core.grouping.numbers.size());
+    for (const vesk_groups::FoundGroup& group : core.groups) REQUIRE(group.size == group.coreNodes && group.size > 0);
+    const auto numCore = static_cast<std::size_t>(std::count(found.isCore.begin(), found.isCore.end(), true));
+    REQUIRE(core.grouping.members.size() == numCore);
   } catch (const std::runtime_error& refused) {
     REQUIRE(std::string(refused.what()).find(path + ", line ") == 0);
   }
