@@ -1,18 +1,18 @@
 // Any bytes as a file of known groups: what is read and written again, a line a group or a line a node, reads as the
 // same groups; or the file is refused with a message that names it. Groups agree with themselves.
 
-#include "known_groups.h"
+#include "groups/known_groups.h"
 
 #include <algorithm>
 #include <stdexcept>
 #include <vector>
 
 #include "fuzz_support.h"
-#include "group_agreement.h"
+#include "groups/group_agreement.h"
 
 namespace {
 
-using vesk_inspect::Grouping;
+using vesk_groups::Grouping;
 
 bool isSame(const Grouping& a, const Grouping& b) {
   return a.numbers == b.numbers &&
@@ -50,15 +50,15 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   const std::string path = folder.write("groups.txt", {data, size});
   Grouping known;
   try {
-    known = vesk_inspect::readKnownGroups(path);
+    known = vesk_groups::readKnownGroups(path);
   } catch (const std::runtime_error& refused) {
     REQUIRE(std::string(refused.what()).find(path + ", line ") == 0);
     return 0;
   }
   REQUIRE(!known.members.empty());
-  REQUIRE(isSame(known, vesk_inspect::readKnownGroups(folder.write("labels.txt", asLabels(known)))));
-  REQUIRE(isSame(known, vesk_inspect::readKnownGroups(folder.write("again.txt", asGroups(known)))));
-  const vesk_inspect::GroupAgreement agreement = compareGroups(known, known);
+  REQUIRE(isSame(known, vesk_groups::readKnownGroups(folder.write("labels.txt", asLabels(known)))));
+  REQUIRE(isSame(known, vesk_groups::readKnownGroups(folder.write("again.txt", asGroups(known)))));
+  const vesk_groups::GroupAgreement agreement = compareGroups(known, known);
   REQUIRE(agreement.sharedNodes == known.members.size());
   REQUIRE(agreement.f1.value_or(1.0) == 1.0);
   REQUIRE(agreement.adjustedRand.value_or(1.0) == 1.0);

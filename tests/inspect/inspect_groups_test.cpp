@@ -2,18 +2,22 @@
 
 #include <sstream>
 
-#include "groups_fixture.h"
+#include "groups/groups_fixture.h"
+#include "inspect_fixture.h"
 
 namespace vesk_inspect {
 namespace {
 
-using testing::nodesFile;
+using testing::joined;
+using testing::tableRow;
+using vesk_groups::testing::nodesFile;
 
 class InspectGroupsTest : public testing::InspectTest {
  protected:
-  std::string inspect(std::size_t largest) {
+  std::string inspect(std::size_t largest) { return inspect(GroupsOptions{path("found"), path("known"), largest}); }
+  static std::string inspect(const GroupsOptions& options) {
     std::ostringstream out;
-    inspectGroups({path("found"), path("known"), largest}, out);
+    inspectGroups(options, out);
     return out.str();
   }
 
@@ -65,6 +69,65 @@ TEST_F(InspectGroupsTest, SaysWhatIsUndefined) {
                             "pairs precision      undefined\n"
                             "pairs F1             0.000000\n"
                             "adjusted Rand index  undefined, over the members in both\n");
+}
+
+// scikit-learn 1.2.1 gives the same numbers for these groups but for the last digit of the informations, networkx 2.8.8
+// the modularities: 7 calls, of which 3 are
+// inside of found groups, and 8 to 8, who is in none, is an edge to itself.
+TEST_F(InspectGroupsTest, AddsMeasuresAndModularity) {
+  writeText(nodesFile({{1, 1}, {2, 1}, {3, 1, false}, {4, 3}, {5, 3, false}, {9, 4, false}}), "found");
+  writeText("1 1 2\n2 3 4 6\n", "known");
+  writeText(
+      bytesOf(joined({tableRow(1, 2, {2, 3}), tableRow(4, 2, {3, 6}), tableRow(6, 2, {3, 4}), tableRow(8, 2, {8})})),
+      "calls.bin");
+  GroupsOptions options{path("found"), path("known")};
+  const std::string plain = inspect(0);
+  options.full = true;
+  options.dataset = path("calls.bin");
+  EXPECT_EQ(
+      inspect(options),
+      plain +
+          "\ncoverage             0.8, of the known members\n"
+          "ARI, missing alone   0.07352941176470588, over the members in either, a missing one in a group of one\n"
+          "NMI                  0.3437110184854508, over the members in both\n"
+          "NMI, missing alone   0.6313068075421491, over the members in either, a missing one in a group of one\n"
+          "\ncalls                " +
+          path("calls.bin") +
+          "\nsum of calls         7\n"
+          "modularity found     0.1326530612244898\n"
+          "modularity known     0.37755102040816324\n");
+}
+
+TEST_F(InspectGroupsTest, TakesCoreNodesOnly) {
+  writeText(nodesFile({{1, 1}, {2, 1}, {3, 1, false, "1,2"}, {4, 3}, {5, 3, false}, {9, 4, false}}), "found");
+  writeText("1 1 2\n2 3 4 6\n", "known");
+  GroupsOptions options{path("found"), path("known"), 9};
+  options.coreOnly = true;
+  EXPECT_EQ(inspect(options),
+            head("2, members 3, core nodes only", "2, members 5") +
+                "members in both      3\n\n"
+                "pairs found          1\n"
+                "pairs known          4\n"
+                "pairs in both        1\n"
+                "pairs recall         0.250000\n"
+                "pairs precision      1.000000\n"
+                "pairs F1             0.400000\n"
+                "adjusted Rand index  1.000000, over the members in both\n"
+                "\n  group  size  core  leader 1  confidence  leader 2  confidence  known  members     "
+                "share\n"
+                "      1     2     2         3           2         -           -      1        2  "
+                "1.000000\n"
+                "      3     1     1         -           -         -           -      2        1  "
+                "1.000000\n");
+}
+
+TEST_F(InspectGroupsTest, SaysThatModularityWithoutCallsIsUndefined) {
+  writeText(nodesFile({{1, 1}}), "found");
+  writeText("1 1 2\n", "known");
+  writeText("", "calls.bin");
+  GroupsOptions options{path("found"), path("known")};
+  options.dataset = path("calls.bin");
+  EXPECT_THAT(inspect(options), ::testing::HasSubstr("sum of calls         0\nmodularity found     undefined\n"));
 }
 
 // The labels of the two sides of a club of four, as the labelled networks have them.

@@ -2,14 +2,15 @@
 
 #include <sstream>
 
-#include "groups_fixture.h"
+#include "groups/groups_fixture.h"
+#include "inspect_fixture.h"
 
 namespace vesk_inspect {
 namespace {
 
 using ::testing::HasSubstr;
-using testing::nodesFile;
 using testing::tableRow;
+using vesk_groups::testing::nodesFile;
 
 struct Outcome {
   int status;

@@ -18,6 +18,8 @@ class QUVENResultFile {
 
   [[nodiscard]] bool isOpen() const { return opened; }
   const std::string& getPath() const { return path; }
+  /// Where the bytes are until commit; getPath() if the file is written in place.
+  const std::string& getWrittenPath() const { return writtenPath; }
   std::ostream& getStream() { return stream; }
   /// Closes the file, which keeps its temporary name. False if some of it could not be written.
   [[nodiscard]] bool close();

@@ -3,6 +3,7 @@
 
 // The group analysis: groups of subscribers with much in common, and who leads them.
 
+#include <functional>
 #include <iosfwd>
 #include <memory>
 #include <optional>
@@ -60,8 +61,6 @@ class QUVENCGAData : public QUVENObjectOf<QUVENCGAData, QUVENSimpleAlgorithmAbst
   /// rank 0 between open and the first pass.
   /// Errors: the terminating report 2204 from a kernel values file, and when the rows cannot be kept in memory.
   void compareLevels(std::vector<double> levels, bool goesOn, const QUVENEnvHandle& env);
-  const std::string& getOutputFileName() const { return ivOutputFileName; }
-
   State getState() const { return static_cast<State>(ivState); }
   const Nodes& getKernelEdges() const { return ivKernelEdges; }
   const Numbers& getClusterSizes() const { return ivClusterSizes; }
@@ -72,6 +71,12 @@ class QUVENCGAData : public QUVENObjectOf<QUVENCGAData, QUVENSimpleAlgorithmAbst
   }
   /// The first file that could not be written as a whole, or nothing.
   const std::string& getFailedFile() const { return failedFile; }
+  /// The beginning of the names of the results.
+  const std::string& getOutputFileName() const { return ivOutputFileName; }
+  /// Is called with the paths of the complete file of clusters and of nodes, before they get their names. It may change
+  /// the files. It returns the name of a file that it cannot write, which then is the failed file, or nothing.
+  using BeforeCommit = std::function<std::string(const std::string& clusters, const std::string& nodes)>;
+  void setBeforeCommit(BeforeCommit action) { beforeCommit = std::move(action); }
 
   int beginDataScan(std::int32_t numExplanatoryFields, const QUVENEnvHandle& env) override;
   void update(const Vector& dataVec, const Vector& targetVec, SampleNumber sampleNumber,
@@ -255,6 +260,7 @@ class QUVENCGAData : public QUVENObjectOf<QUVENCGAData, QUVENSimpleAlgorithmAbst
   QUVENKernelData::PairCounts pairCounts;
   std::vector<QUVENLevelResult> levelResults;
   std::optional<QUVENLevelResult> chosenLevel;
+  BeforeCommit beforeCommit;
 };
 
 #endif  // QUVEN_CGADATA_H

@@ -135,6 +135,9 @@ void QUVENCGAData::commitFiles() {
   for (auto* file : {&clustersFile, &nodesFile, &levelsFile}) {
     if (*file && !(*file)->getStream().flush() && failedFile.empty()) failedFile = (*file)->getPath();
   }
+  if (failedFile.empty() && beforeCommit && clustersFile && nodesFile) {
+    failedFile = beforeCommit(clustersFile->getWrittenPath(), nodesFile->getWrittenPath());
+  }
   const bool areWhole = failedFile.empty();
   for (auto* file : {&clustersFile, &nodesFile, &levelsFile}) {
     if (areWhole && *file && !(*file)->commit() && failedFile.empty()) failedFile = (*file)->getPath();

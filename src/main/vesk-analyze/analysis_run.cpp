@@ -59,8 +59,8 @@ void AnalysisRun::open(const QUVENEnvHandle& env) {
              .results = options.resultsFile,
              .timings = options.timingsFile,
              .inputs = parameterFile.inputFiles(QUVEN_ENV)};
-    changeOutputs(files.outputs, QUVEN_ENV);
     files.addInputs(dataset.files());
+    prepare(files, QUVEN_ENV);
     files.checkWritable(options.kind->outputError, QUVEN_ENV);
     if (files.outputs.empty()) parameterFile.warnOfNoOutput();
     parameterFile.endIfStrict(QUVEN_ENV);

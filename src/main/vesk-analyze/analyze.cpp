@@ -93,7 +93,8 @@ void addMemory(CLI::App& command, AnalyzeOptions& options) {
       ->type_name("SIZE");
 }
 
-void addLevels(CLI::App& command, AnalyzeOptions& options) {
+/// What the group analysis takes.
+void addGroupOptions(CLI::App& command, AnalyzeOptions& options) {
   const auto check = [](const std::string& text) {
     return readLevels(text) ? std::string()
                             : "\"" + text + "\" is neither auto nor numbers above 0 and below 1 with commas between";
@@ -104,6 +105,10 @@ void addLevels(CLI::App& command, AnalyzeOptions& options) {
                   "0.1 to 0.9 and three more, and go on with the one of the best modularity")
       ->check(check)
       ->type_name("LIST");
+  command
+      .add_option("--previous", options.previousNodes,
+                  "Nodes file of an earlier run, whose group numbers go on; the changes go to NAME_changes.csv")
+      ->type_name("NODES.csv");
 }
 
 void addScore(CLI::App& app, AnalyzeOptions& options) {
@@ -154,7 +159,7 @@ CommandLine readCommandLine(int argc, const char* const* argv, AnalyzeOptions& o
     addCommonOptions(*command, options);
     const bool isNetworkAnalysis = kind.modelId != 0;
     if (isNetworkAnalysis) addMemory(*command, options);
-    if (kind.comparesGroups) addLevels(*command, options);
+    if (kind.comparesGroups) addGroupOptions(*command, options);
     const auto addSetting = [&options, &kind](const std::string& text) {
       if (readSetting(kind, text, options.settings.emplace_back())) return;
       throw CLI::ValidationError("--set", "\"" + text + "\" is not KEY=VALUE with a parameter of " + kind.command);
@@ -169,6 +174,9 @@ CommandLine readCommandLine(int argc, const char* const* argv, AnalyzeOptions& o
     command->footer("");  // not that of the program
     command->footer([&kind] { return "\n" + parameterHelp(kind) + footerWithExample(kind); });
     command->callback([&options, &kind] {
+      if (!options.previousNodes.empty() && !options.levels.empty() && options.levels != "auto") {
+        throw CLI::ValidationError("--previous", "a list of levels gives no groups; use --levels auto");
+      }
       options.kind = &kind;
       options.makeRun = kind.makeRun;
     });

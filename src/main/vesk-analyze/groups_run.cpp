@@ -28,16 +28,21 @@ QUVENCGAData& GroupsRun::getGroups(const QUVENEnvHandle& env) const {
   return static_cast<QUVENCGAData&>(getData(QUVEN_ENV));
 }
 
-void GroupsRun::open(const QUVENEnvHandle& env) {
-  AnalysisRun::open(QUVEN_ENV);
-  if (!isMaster() || !comparesLevels()) return;
-  getGroups(QUVEN_ENV).compareLevels(*readLevels(getOptions().levels), goesOnWithBestLevel(), QUVEN_ENV);
+void GroupsRun::compareLevels(RunFiles& runFiles, const QUVENEnvHandle& env) {
+  const bool goesOn = getOptions().levels == "auto";
+  if (!goesOn) runFiles.outputs.clear();  // the analysis ends with the table
+  runFiles.outputs.push_back({getGroups(QUVEN_ENV).getOutputFileName() + "_levels.csv"});
+  getGroups(QUVEN_ENV).compareLevels(*readLevels(getOptions().levels), goesOn, QUVEN_ENV);
 }
 
-void GroupsRun::changeOutputs(std::vector<OutputFile>& outputs, const QUVENEnvHandle& env) {
-  if (!comparesLevels()) return;
-  if (!goesOnWithBestLevel()) outputs.clear();  // the analysis ends with the table
-  outputs.push_back({getGroups(QUVEN_ENV).getOutputFileName() + "_levels.csv"});
+void GroupsRun::prepare(RunFiles& runFiles, const QUVENEnvHandle& env) {
+  if (!getOptions().levels.empty()) compareLevels(runFiles, QUVEN_ENV);
+  if (getOptions().previousNodes.empty()) return;
+  history = std::make_unique<GroupHistory>(getOptions().previousNodes, getGroups(QUVEN_ENV).getOutputFileName());
+  history->open(runFiles, QUVEN_ENV);
+  getGroups(QUVEN_ENV).setBeforeCommit([this](const std::string& clusters, const std::string& nodes) {
+    return history->continueNumbers(clusters, nodes);
+  });
 }
 
 }  // namespace vesk_analyze

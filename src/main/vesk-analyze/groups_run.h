@@ -1,11 +1,13 @@
 #ifndef VESK_ANALYZE_GROUPS_RUN_H
 #define VESK_ANALYZE_GROUPS_RUN_H
 
+#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
 
 #include "analysis_run.h"
+#include "group_history.h"
 #include "simple_algorithm/quven_cgadata.h"
 
 namespace vesk_analyze {
@@ -19,13 +21,14 @@ class GroupsRun final : public AnalysisRun {
  public:
   using AnalysisRun::AnalysisRun;
 
-  void open(const QUVENEnvHandle& env) override;
+ protected:
+  void prepare(RunFiles& runFiles, const QUVENEnvHandle& env) override;
 
  private:
-  bool comparesLevels() const { return !getOptions().levels.empty(); }
-  bool goesOnWithBestLevel() const { return getOptions().levels == "auto"; }
   QUVENCGAData& getGroups(const QUVENEnvHandle& env) const;
-  void changeOutputs(std::vector<OutputFile>& outputs, const QUVENEnvHandle& env) override;
+  void compareLevels(RunFiles& runFiles, const QUVENEnvHandle& env);
+
+  std::unique_ptr<GroupHistory> history;  // on rank 0, with --previous
 };
 
 }  // namespace vesk_analyze

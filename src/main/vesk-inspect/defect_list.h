@@ -21,6 +21,8 @@ class DefectList {
   void add(const std::string& text);
 
   std::uint64_t getCount() const { return count; }
+  /// The words of the first defect. Requires: one was added, and `shown` is not 0.
+  const std::string& getFirst() const { return lines.front(); }
 
   /// One line a defect, or one line that says that there is none.
   void print(std::ostream& out) const;

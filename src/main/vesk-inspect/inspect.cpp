@@ -128,6 +128,11 @@ void addGroupsCommand(CLI::App& app, Action& action) {
   command->add_option("--largest", options->largest, "Found groups to print, the largest first")
       ->check(Count)
       ->capture_default_str();
+  command->add_flag("--core", options->coreOnly, "Of the found groups, take the core nodes only");
+  command->add_flag("--full", options->full,
+                    "Print coverage, and adjusted Rand index and mutual information with missing members alone, too");
+  command->add_option("--dataset", options->dataset,
+                      "Print the modularity on this sparse dataset of a table or pair sum run, too");
   command->callback([options, &action] {
     action = [options](std::ostream& out) {
       inspectGroups(*options, out);

@@ -3,17 +3,29 @@
 #include <algorithm>
 #include <numeric>
 #include <ostream>
+#include <unordered_map>
 #include <vector>
 
-#include "found_groups.h"
-#include "group_agreement.h"
-#include "known_groups.h"
+#include "groups/found_groups.h"
+#include "groups/group_agreement.h"
+#include "groups/known_groups.h"
+#include "groups/partition_measures.h"
+#include "network_calls.h"
 #include "number_format.h"
 #include "text_table.h"
 
 namespace vesk_inspect {
 
 namespace {
+
+using vesk_groups::ComparedNodes;
+using vesk_groups::FoundGroup;
+using vesk_groups::FoundGroups;
+using vesk_groups::GroupAgreement;
+using vesk_groups::Grouping;
+using vesk_groups::GroupLeader;
+using vesk_groups::Modularity;
+using vesk_groups::PartitionMeasures;
 
 /// Six digits behind the point.
 std::string formatRatio(const std::optional<double>& value) { return value ? std::to_string(*value) : "undefined"; }
@@ -31,6 +43,59 @@ void printAgreement(const GroupAgreement& agreement, std::ostream& out) {
   out << "pairs precision      " << formatRatio(agreement.precision) << "\n";
   out << "pairs F1             " << formatRatio(agreement.f1) << "\n";
   out << "adjusted Rand index  " << formatRatio(agreement.adjustedRand) << ", over the members in both\n";
+}
+
+/// The shortest text that reads back as the same number.
+std::string formatExact(const std::optional<double>& value) { return value ? formatNumber(*value) : "undefined"; }
+
+void printMeasures(const Grouping& found, const Grouping& known, const GroupAgreement& agreement, std::ostream& out) {
+  const PartitionMeasures both = measurePartitions(found, known, ComparedNodes::InBoth);
+  const PartitionMeasures either = measurePartitions(found, known, ComparedNodes::InEither);
+  const double coverage = static_cast<double>(agreement.sharedNodes) / static_cast<double>(known.members.size());
+  constexpr const char* overEither = ", over the members in either, a missing one in a group of one\n";
+  out << "\ncoverage             " << formatExact(coverage) << ", of the known members\n";
+  out << "ARI, missing alone   " << formatExact(either.adjustedRand) << overEither;
+  out << "NMI                  " << formatExact(both.normalizedMutualInformation) << ", over the members in both\n";
+  out << "NMI, missing alone   " << formatExact(either.normalizedMutualInformation) << overEither;
+}
+
+/// The modularity of a grouping. Each subscriber that is in none of its groups gets a group of one.
+class GroupingModularity {
+ public:
+  explicit GroupingModularity(const Grouping& grouping) : numGroups(grouping.numbers.size()) {
+    groupOfNode.reserve(grouping.members.size());
+    for (const Grouping::Member& member : grouping.members) groupOfNode.emplace(member.node, member.group);
+  }
+
+  void add(const NetworkCall& call) {
+    const std::size_t callerGroup = groupOf(call.caller);
+    sums.add(callerGroup, groupOf(call.callee), call.weight);
+  }
+  const Modularity& get() const { return sums; }
+
+ private:
+  std::size_t groupOf(std::uint64_t node) {
+    const auto [place, isAlone] = groupOfNode.try_emplace(node, numGroups);
+    if (isAlone) ++numGroups;
+    return place->second;
+  }
+
+  std::size_t numGroups;
+  std::unordered_map<std::uint64_t, std::size_t> groupOfNode;
+  Modularity sums;
+};
+
+void printModularity(const std::string& dataset, const Grouping& found, const Grouping& known, std::ostream& out) {
+  GroupingModularity ofFound(found);
+  GroupingModularity ofKnown(known);
+  forEachCall(dataset, [&](const NetworkCall& call) {
+    ofFound.add(call);
+    ofKnown.add(call);
+  });
+  out << "\ncalls                " << dataset << "\n";
+  out << "sum of calls         " << formatNumber(ofFound.get().getTotal()) << "\n";
+  out << "modularity found     " << formatExact(ofFound.get().get()) << "\n";
+  out << "modularity known     " << formatExact(ofKnown.get().get()) << "\n";
 }
 
 /// The places of the found groups, the largest first, of equal ones the lower number first.
@@ -69,14 +134,17 @@ void printLargest(const FoundGroups& found, const Grouping& known, const GroupAg
 }  // namespace
 
 void inspectGroups(const GroupsOptions& options, std::ostream& out) {
-  const FoundGroups found = readFoundGroups(options.foundPath);
-  const Grouping known = readKnownGroups(options.knownPath);
+  FoundGroups found = vesk_groups::readFoundGroups(options.foundPath);
+  if (options.coreOnly) found = coreOf(found);
+  const Grouping known = vesk_groups::readKnownGroups(options.knownPath);
   const GroupAgreement agreement = compareGroups(found.grouping, known);
   out << "found                " << options.foundPath << "\n";
-  out << "groups               " << countsOf(found.grouping) << "\n";
+  out << "groups               " << countsOf(found.grouping) << (options.coreOnly ? ", core nodes only" : "") << "\n";
   out << "known                " << options.knownPath << "\n";
   out << "groups               " << countsOf(known) << "\n";
   printAgreement(agreement, out);
+  if (options.full) printMeasures(found.grouping, known, agreement, out);
+  if (!options.dataset.empty()) printModularity(options.dataset, found.grouping, known, out);
   printLargest(found, known, agreement, options.largest, out);
 }
 

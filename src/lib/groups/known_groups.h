@@ -1,11 +1,11 @@
-#ifndef VESK_INSPECT_KNOWN_GROUPS_H
-#define VESK_INSPECT_KNOWN_GROUPS_H
+#ifndef VESK_GROUPS_KNOWN_GROUPS_H
+#define VESK_GROUPS_KNOWN_GROUPS_H
 
 #include <string>
 
-#include "grouping.h"
+#include "groups/grouping.h"
 
-namespace vesk_inspect {
+namespace vesk_groups {
 
 /// Reads groups that are known. The first line that is not blank says which of two forms the file has:
 /// - more than two items: a line a group, its number and then its members, as vesk-generate --groups writes them;
@@ -16,6 +16,6 @@ namespace vesk_inspect {
 /// item is no number, a line of the other form, a group without members or on two lines, a node that stands twice.
 [[nodiscard]] Grouping readKnownGroups(const std::string& path);
 
-}  // namespace vesk_inspect
+}  // namespace vesk_groups
 
-#endif  // VESK_INSPECT_KNOWN_GROUPS_H
+#endif  // VESK_GROUPS_KNOWN_GROUPS_H

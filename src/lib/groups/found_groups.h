@@ -1,14 +1,14 @@
-#ifndef VESK_INSPECT_FOUND_GROUPS_H
-#define VESK_INSPECT_FOUND_GROUPS_H
+#ifndef VESK_GROUPS_FOUND_GROUPS_H
+#define VESK_GROUPS_FOUND_GROUPS_H
 
 #include <array>
 #include <string>
 #include <vector>
 
-#include "grouping.h"
+#include "groups/grouping.h"
 #include "simple_algorithm/quven_group_results.h"
 
-namespace vesk_inspect {
+namespace vesk_groups {
 
 /// The head line of the nodes file of the group analysis.
 inline constexpr const char* foundGroupsHeader = quvenNodeFileHeader;
@@ -29,6 +29,7 @@ struct FoundGroup {
 struct FoundGroups {
   Grouping grouping{};
   std::vector<FoundGroup> groups{};  ///< by place, like grouping.numbers
+  std::vector<bool> isCore{};        ///< by member, like grouping.members
 };
 
 /// Reads the nodes file of the group analysis: foundGroupsHeader, then a line a node. It may have no nodes.
@@ -38,6 +39,9 @@ struct FoundGroups {
 /// type, the last line has no end.
 [[nodiscard]] FoundGroups readFoundGroups(const std::string& path);
 
-}  // namespace vesk_inspect
+/// The groups with their core nodes alone. Groups without one are left out; leaders stay, whether core nodes or not.
+[[nodiscard]] FoundGroups coreOf(const FoundGroups& found);
 
-#endif  // VESK_INSPECT_FOUND_GROUPS_H
+}  // namespace vesk_groups
+
+#endif  // VESK_GROUPS_FOUND_GROUPS_H

@@ -1,12 +1,12 @@
-#include "group_agreement.h"
+#include "groups/group_agreement.h"
 
 #include <map>
 #include <numeric>
 #include <random>
 
-#include "inspect_fixture.h"
+#include "groups/groups_fixture.h"
 
-namespace vesk_inspect {
+namespace vesk_groups {
 namespace {
 
 using Groups = std::map<std::uint64_t, std::vector<std::uint64_t>>;
@@ -162,4 +162,4 @@ TEST(GroupAgreement, EqualsTheCountPairByPair) {
 }
 
 }  // namespace
-}  // namespace vesk_inspect
+}  // namespace vesk_groups

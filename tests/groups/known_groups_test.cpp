@@ -1,15 +1,15 @@
-#include "known_groups.h"
+#include "groups/known_groups.h"
 
-#include "groups_fixture.h"
+#include "groups/groups_fixture.h"
 
-namespace vesk_inspect {
+namespace vesk_groups {
 namespace {
 
 using testing::membersOf;
 using ::testing::ThrowsMessage;
 using Groups = std::map<std::uint64_t, std::vector<std::uint64_t>>;
 
-class KnownGroupsTest : public testing::InspectTest {
+class KnownGroupsTest : public testing::GroupsFilesTest {
  protected:
   Groups read(const std::string& text) {
     writeText(text);
@@ -67,4 +67,4 @@ TEST_F(KnownGroupsTest, NamesTheFileThatIsNotThere) {
 }
 
 }  // namespace
-}  // namespace vesk_inspect
+}  // namespace vesk_groups

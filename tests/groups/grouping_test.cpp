@@ -1,16 +1,16 @@
-#include "grouping.h"
+#include "groups/grouping.h"
 
-#include "groups_fixture.h"
-#include "line_file.h"
+#include "groups/groups_fixture.h"
+#include "groups/line_file.h"
 
-namespace vesk_inspect {
+namespace vesk_groups {
 namespace {
 
 using ::testing::ElementsAre;
 using testing::membersOf;
 using ::testing::ThrowsMessage;
 
-class GroupingTest : public testing::InspectTest {
+class GroupingTest : public testing::GroupsFilesTest {
  protected:
   void SetUp() override { writeText(""); }
 
@@ -80,4 +80,4 @@ TEST(ReadWholeNumber, TakesDigitsOnly) {
 }
 
 }  // namespace
-}  // namespace vesk_inspect
+}  // namespace vesk_groups

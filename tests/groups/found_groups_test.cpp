@@ -1,10 +1,10 @@
-#include "found_groups.h"
+#include "groups/found_groups.h"
 
 #include <sstream>
 
-#include "groups_fixture.h"
+#include "groups/groups_fixture.h"
 
-namespace vesk_inspect {
+namespace vesk_groups {
 namespace {
 
 using ::testing::HasSubstr;
@@ -13,7 +13,7 @@ using testing::nodesFile;
 using ::testing::ThrowsMessage;
 using Groups = std::map<std::uint64_t, std::vector<std::uint64_t>>;
 
-class FoundGroupsTest : public testing::InspectTest {
+class FoundGroupsTest : public testing::GroupsFilesTest {
  protected:
   FoundGroups read(const std::string& text) {
     writeText(text);
@@ -141,5 +141,20 @@ TEST_F(FoundGroupsTest, NamesTheFileThatIsNotThere) {
               ThrowsMessage<std::runtime_error>("cannot open " + path("missing") + ": No such file or directory"));
 }
 
+TEST_F(FoundGroupsTest, ReducesGroupsToTheirCoreNodes) {
+  const FoundGroups found =
+      read(nodesFile({{9, 5, false, "1,2.5"}, {2, 5}, {7, 5}, {4, 3, false}, {6, 8, true, "0,0", "1,1.5"}}));
+  EXPECT_EQ(found.isCore, (std::vector<bool>{true, false, true, true, false}));  // 2, 4, 6, 7, 9
+  const FoundGroups core = coreOf(found);
+  EXPECT_EQ(membersOf(core.grouping), (Groups{{5, {2, 7}}, {8, {6}}}));
+  EXPECT_EQ(core.isCore, (std::vector<bool>{true, true, true}));
+  ASSERT_EQ(core.groups.size(), 2U);
+  EXPECT_EQ(core.groups[0].size, 2U);
+  EXPECT_EQ(core.groups[0].coreNodes, 2U);
+  EXPECT_EQ(core.groups[0].leaders[0]->node, 9U);
+  EXPECT_EQ(core.groups[1].size, 1U);
+  EXPECT_EQ(core.groups[1].leaders[1]->node, 6U);
+}
+
 }  // namespace
-}  // namespace vesk_inspect
+}  // namespace vesk_groups

@@ -1,12 +1,12 @@
-#include "grouping.h"
+#include "groups/grouping.h"
 
 #include <algorithm>
 #include <charconv>
 #include <tuple>
 
-#include "line_file.h"
+#include "groups/line_file.h"
 
-namespace vesk_inspect {
+namespace vesk_groups {
 
 Grouping GroupingBuilder::finish(const LineFile& file) {
   std::sort(rows.begin(), rows.end(),
@@ -46,4 +46,4 @@ std::optional<std::uint64_t> readWholeNumber(std::string_view text) {
   return number;
 }
 
-}  // namespace vesk_inspect
+}  // namespace vesk_groups

@@ -1,11 +1,11 @@
-#include "line_file.h"
+#include "groups/line_file.h"
 
 #include <cerrno>
 #include <stdexcept>
 #include <system_error>
 #include <utility>
 
-namespace vesk_inspect {
+namespace vesk_groups {
 
 namespace {
 
@@ -33,4 +33,4 @@ void LineFile::failAt(std::uint64_t line, const std::string& what) const {
   throw std::runtime_error(path + ", line " + std::to_string(line) + ": " + what);
 }
 
-}  // namespace vesk_inspect
+}  // namespace vesk_groups

@@ -1,12 +1,26 @@
-#ifndef VESK_TESTS_INSPECT_GROUPS_FIXTURE_H
-#define VESK_TESTS_INSPECT_GROUPS_FIXTURE_H
+#ifndef VESK_TESTS_GROUPS_GROUPS_FIXTURE_H
+#define VESK_TESTS_GROUPS_GROUPS_FIXTURE_H
+
+#include <gtest/gtest.h>
 
 #include <map>
+#include <string>
+#include <vector>
 
-#include "found_groups.h"
-#include "inspect_fixture.h"
+#include "groups/found_groups.h"
+#include "support/temporary_folder.h"
 
-namespace vesk_inspect::testing {
+namespace vesk_groups::testing {
+
+/// A test with a folder of its own, in which it writes files.
+class GroupsFilesTest : public ::testing::Test {
+ protected:
+  std::string path(const std::string& name = "file") const { return folder.path(name); }
+  void writeText(const std::string& text, const std::string& name = "file") const { folder.write(name, text); }
+
+ private:
+  TemporaryFolder folder;
+};
 
 /// A line of the nodes file; what does not matter to a test is the same for all.
 struct NodeRow {
@@ -37,6 +51,6 @@ inline std::map<std::uint64_t, std::vector<std::uint64_t>> membersOf(const Group
   return members;
 }
 
-}  // namespace vesk_inspect::testing
+}  // namespace vesk_groups::testing
 
-#endif  // VESK_TESTS_INSPECT_GROUPS_FIXTURE_H
+#endif  // VESK_TESTS_GROUPS_GROUPS_FIXTURE_H

@@ -1,13 +1,13 @@
-#include "found_groups.h"
+#include "groups/found_groups.h"
 
 #include <algorithm>
 #include <charconv>
 #include <cmath>
 #include <string_view>
 
-#include "line_file.h"
+#include "groups/line_file.h"
 
-namespace vesk_inspect {
+namespace vesk_groups {
 
 namespace {
 
@@ -102,13 +102,13 @@ FoundGroups readFoundGroups(const std::string& path) {
 
   GroupingBuilder builder;
   std::vector<LeaderLine> leaders;
-  std::vector<std::uint64_t> coreGroups;
+  std::vector<std::uint64_t> coreNodes;
   while (true) {
     if (file.endsWithoutLineFeed()) file.fail("the line has no end, the file is cut");
     if (!file.next(line)) break;
     const NodeLine node = readNodeLine(file, line);
     builder.add(node.whole[nodeColumn], node.whole[groupColumn], file.lineNumber());
-    if (node.whole[coreColumn] == 1) coreGroups.push_back(node.whole[groupColumn]);
+    if (node.whole[coreColumn] == 1) coreNodes.push_back(node.whole[nodeColumn]);
     for (std::size_t type = 0; type < leaderColumns.size(); ++type) {
       const std::size_t column = leaderColumns[type];
       if (node.whole[column] == 0) continue;
@@ -120,10 +120,38 @@ FoundGroups readFoundGroups(const std::string& path) {
   FoundGroups found;
   found.grouping = builder.finish(file);
   found.groups.resize(found.grouping.numbers.size());
-  for (const Grouping::Member& member : found.grouping.members) ++found.groups[member.group].size;
-  for (const std::uint64_t number : coreGroups) ++found.groups[placeOf(found.grouping, number)].coreNodes;
+  std::sort(coreNodes.begin(), coreNodes.end());
+  auto core = coreNodes.begin();
+  for (const Grouping::Member& member : found.grouping.members) {
+    FoundGroup& group = found.groups[member.group];
+    ++group.size;
+    const bool isCore = core != coreNodes.end() && *core == member.node;
+    found.isCore.push_back(isCore);
+    if (!isCore) continue;
+    ++group.coreNodes;
+    ++core;
+  }
   takeLeaders(file, leaders, found);
   return found;
 }
 
-}  // namespace vesk_inspect
+FoundGroups coreOf(const FoundGroups& found) {
+  FoundGroups core;
+  std::vector<std::size_t> newPlaces(found.groups.size());
+  for (std::size_t place = 0; place < found.groups.size(); ++place) {
+    if (found.groups[place].coreNodes == 0) continue;
+    newPlaces[place] = core.groups.size();
+    core.grouping.numbers.push_back(found.grouping.numbers[place]);
+    FoundGroup& group = core.groups.emplace_back(found.groups[place]);
+    group.size = group.coreNodes;
+  }
+  for (std::size_t i = 0; i < found.grouping.members.size(); ++i) {
+    if (!found.isCore[i]) continue;
+    const Grouping::Member& member = found.grouping.members[i];
+    core.grouping.members.push_back({member.node, newPlaces[member.group]});
+  }
+  core.isCore.assign(core.grouping.members.size(), true);
+  return core;
+}
+
+}  // namespace vesk_groups

@@ -1,13 +1,13 @@
-#include "line_file.h"
+#include "groups/line_file.h"
 
-#include "inspect_fixture.h"
+#include "groups/groups_fixture.h"
 
-namespace vesk_inspect {
+namespace vesk_groups {
 namespace {
 
 using ::testing::ThrowsMessage;
 
-class LineFileTest : public testing::InspectTest {};
+class LineFileTest : public testing::GroupsFilesTest {};
 
 TEST_F(LineFileTest, GivesTheLinesAndTheirNumbers) {
   const std::string longLine(100000, 'x');
@@ -65,4 +65,4 @@ TEST_F(LineFileTest, NamesTheFileThatCannotBeOpenedOrRead) {
 }
 
 }  // namespace
-}  // namespace vesk_inspect
+}  // namespace vesk_groups

@@ -1,13 +1,13 @@
-#ifndef VESK_INSPECT_GROUP_AGREEMENT_H
-#define VESK_INSPECT_GROUP_AGREEMENT_H
+#ifndef VESK_GROUPS_GROUP_AGREEMENT_H
+#define VESK_GROUPS_GROUP_AGREEMENT_H
 
 #include <cstdint>
 #include <optional>
 #include <vector>
 
-#include "grouping.h"
+#include "groups/grouping.h"
 
-namespace vesk_inspect {
+namespace vesk_groups {
 
 /// How well groups that were found agree with groups that are known.
 ///
@@ -46,6 +46,6 @@ struct GroupAgreement {
 /// Cost: O(n log n).
 [[nodiscard]] GroupAgreement compareGroups(const Grouping& found, const Grouping& known);
 
-}  // namespace vesk_inspect
+}  // namespace vesk_groups
 
-#endif  // VESK_INSPECT_GROUP_AGREEMENT_H
+#endif  // VESK_GROUPS_GROUP_AGREEMENT_H

@@ -1,11 +1,11 @@
-#ifndef VESK_INSPECT_LINE_FILE_H
-#define VESK_INSPECT_LINE_FILE_H
+#ifndef VESK_GROUPS_LINE_FILE_H
+#define VESK_GROUPS_LINE_FILE_H
 
 #include <cstdint>
 #include <fstream>
 #include <string>
 
-namespace vesk_inspect {
+namespace vesk_groups {
 
 /// Reads a text file line by line and knows where it is.
 ///
@@ -33,6 +33,6 @@ class LineFile {
   std::uint64_t lines = 0;
 };
 
-}  // namespace vesk_inspect
+}  // namespace vesk_groups
 
-#endif  // VESK_INSPECT_LINE_FILE_H
+#endif  // VESK_GROUPS_LINE_FILE_H

@@ -1,13 +1,13 @@
-#include "known_groups.h"
+#include "groups/known_groups.h"
 
 #include <algorithm>
 #include <string_view>
 #include <unordered_map>
 #include <vector>
 
-#include "line_file.h"
+#include "groups/line_file.h"
 
-namespace vesk_inspect {
+namespace vesk_groups {
 
 namespace {
 
@@ -79,4 +79,4 @@ class KnownGroupsReader {
 
 Grouping readKnownGroups(const std::string& path) { return KnownGroupsReader(path).read(); }
 
-}  // namespace vesk_inspect
+}  // namespace vesk_groups

@@ -1,5 +1,5 @@
-#ifndef VESK_INSPECT_GROUPING_H
-#define VESK_INSPECT_GROUPING_H
+#ifndef VESK_GROUPS_GROUPING_H
+#define VESK_GROUPS_GROUPING_H
 
 #include <cstdint>
 #include <optional>
@@ -7,7 +7,7 @@
 #include <string_view>
 #include <vector>
 
-namespace vesk_inspect {
+namespace vesk_groups {
 
 class LineFile;
 
@@ -52,6 +52,6 @@ class GroupingBuilder {
 /// The whole text as decimal digits without a sign; nothing when it is not that, or 2^64 and above.
 std::optional<std::uint64_t> readWholeNumber(std::string_view text);
 
-}  // namespace vesk_inspect
+}  // namespace vesk_groups
 
-#endif  // VESK_INSPECT_GROUPING_H
+#endif  // VESK_GROUPS_GROUPING_H
