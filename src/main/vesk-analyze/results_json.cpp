@@ -103,7 +103,8 @@ class ResultsWriter {
       const std::string childPath = path.empty() ? name : path + "/" + name;
       members += members.empty() ? "" : ",";
       members += lineStart(level + 1) + jsonText(name) + ": ";
-      members += length > 0 ? arrayOf(tag, i, length, childPath, level + 1) : valueOf(children[i], childPath, level + 1);
+      members +=
+          length > 0 ? arrayOf(tag, i, length, childPath, level + 1) : valueOf(children[i], childPath, level + 1);
       i += length > 0 ? length : 1;
     }
     return members.empty() ? "{}" : "{" + members + lineStart(level) + "}";
