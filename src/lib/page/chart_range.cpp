@@ -69,7 +69,7 @@ std::vector<ChartMark> ChartRange::powersOfTen() const {
   const double step = std::max(1.0, std::ceil((last - first + 1) / mostMarks));
   std::vector<ChartMark> marks;
   for (double exponent = first; exponent <= last; exponent += step) {
-    const bool isShort = std::fabs(exponent) < 5;
+    const bool isShort = exponent > -4 && exponent < 5;
     const std::string power = textOf(exponent, 4);
     const double value = std::pow(10, exponent);
     marks.push_back({value, isShort ? textOf(value, 5) : "1e" + power});

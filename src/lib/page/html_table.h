@@ -14,8 +14,8 @@ class HtmlTable {
  public:
   struct Column {
     std::string heading;
-    bool isNumber = true;     ///< right-aligned
-    bool isHeading = false;   ///< its cells name their rows
+    bool isNumber = true;    ///< right-aligned
+    bool isHeading = false;  ///< its cells name their rows
   };
 
   /// caption: empty for none.
