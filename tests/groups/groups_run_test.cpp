@@ -6,9 +6,13 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdlib>
+#include <filesystem>
 #include <limits>
 #include <locale>
+#include <map>
+#include <set>
 #include <sstream>
 
 #include "csv_rows.h"
@@ -20,7 +24,10 @@
 namespace literal {
 namespace {
 
+using ::testing::AllOf;
+using ::testing::Ge;
 using ::testing::HasSubstr;
+using ::testing::Le;
 
 std::uint64_t numberFrom(const char* variable, std::uint64_t otherwise) {
   const char* const text = std::getenv(variable);
@@ -48,17 +55,21 @@ std::string leaf(const std::string& name, const Value& value) {
 
 std::string kernelBranch(const KernelParameters& parameters) {
   return "<KernelParams>\n" + leaf("KernelType", "Friends") + leaf("OutputFileName", "kept.txt") +
-         leaf("FilterSimilarities", 1) + leaf("isSparseData", 1) + leaf("IsSparseKernel", 1) +
-         leaf("SparsityLevel", parameters.sparsityLevel) + leaf("IndicesData", 1) +
-         leaf("EmptyMarker", parameters.emptyMarker) + leaf("NormalizingFactor", parameters.normalizingFactor) +
-         "</KernelParams>\n";
+         leaf("FilterSimilarities", parameters.filterSimilarities ? 1 : 0) + leaf("isSparseData", 1) +
+         leaf("IsSparseKernel", 1) + leaf("SparsityLevel", parameters.sparsityLevel) + leaf("IndicesData", 1) +
+         leaf("EmptyMarker", parameters.emptyMarker) +
+         (parameters.factorIsCallers ? leaf("NormalizingFactor", "Callers")
+                                     : leaf("NormalizingFactor", parameters.normalizingFactor)) +
+         (parameters.cutoffFromAllPairs ? leaf("CutoffFrom", "AllPairs") : "") +
+         (parameters.amongCommon ? leaf("CutoffAmong", "Common") : "") + "</KernelParams>\n";
 }
 
 std::string groupLeaves(const GroupParameters& parameters) {
   return leaf("MinClusterSize", parameters.minClusterSize) + leaf("MaxClusterSize", parameters.maxClusterSize) +
          leaf("NumIterationsConnectingNodes", parameters.numIterationsConnectingNodes) +
          leaf("NumIterationsCollectingEdges", parameters.numIterationsCollectingEdges) +
-         leaf("MaxNodesCollectingEdges", parameters.maxNodesCollectingEdges) + leaf("OutputFileName", "found") +
+         leaf("MaxNodesCollectingEdges", parameters.maxNodesCollectingEdges) +
+         (parameters.connectsByNumbers ? leaf("ConnectOrder", "Numbers") : "") + leaf("OutputFileName", "found") +
          leaf("OutputFormat", "CSV");
 }
 
@@ -70,7 +81,8 @@ class Analysis {
     folder.write("calls.bin.info", "Col1 Numeric LineNumber\nCol2 Numeric Explanatory\nCol3 Numeric Explanatory\n");
   }
 
-  ProgramRun groups(const GroupParameters& parameters, int workers) {
+  ProgramRun groups(const GroupParameters& parameters, int workers, std::vector<std::string> options = {}) {
+    runOptions = std::move(options);
     return run("groups", groupLeaves(parameters) + kernelBranch(parameters), workers);
   }
   ProgramRun groupsFrom(const std::string& kernelValues, const GroupParameters& parameters, int workers) {
@@ -84,16 +96,20 @@ class Analysis {
 
   std::string clustersCsv() const { return folder.read("found_1.clusters.csv"); }
   std::string nodesCsv() const { return folder.read("found_1.nodes.csv"); }
+  std::string levelsCsv() const { return folder.read("found_levels.csv"); }
+  bool hasGroups() const { return std::filesystem::exists(folder.path() + "/found_1.nodes.csv"); }
   std::string kept(std::size_t rank) const { return folder.read("kept_worker_" + std::to_string(rank) + ".txt"); }
 
  private:
   ProgramRun run(const std::string& kind, const std::string& tags, int workers) {
     folder.write("params.xml", "<AnalysisParams>\n" + tags + "</AnalysisParams>\n");
-    return runProgram(
-        VESK_MPIRUN,
-        {"-n", std::to_string(workers), std::string(VESK_BIN_DIR) + "/vesk-analyze", kind, "params.xml", "calls.bin"},
-        folder.path());
+    std::vector<std::string> arguments = {
+        "-n", std::to_string(workers), std::string(VESK_BIN_DIR) + "/vesk-analyze", kind, "params.xml", "calls.bin"};
+    arguments.insert(arguments.end(), runOptions.begin(), runOptions.end());
+    return runProgram(VESK_MPIRUN, arguments, folder.path());
   }
+
+  std::vector<std::string> runOptions;
 
   TemporaryFolder folder;
 };
@@ -215,6 +231,218 @@ TEST_P(GroupsRun, SlicesOfAnySizeGiveTheRowsOfOne) {
     if (HasFailure()) return;
     EXPECT_EQ(withoutColumn(analysis.clustersCsv(), GroupOfCluster), withoutColumn(whole.clustersCsv, GroupOfCluster));
     EXPECT_EQ(withoutColumn(analysis.nodesCsv(), GroupOfNode), withoutColumn(whole.nodesCsv, GroupOfNode));
+  });
+}
+
+/// Whether a cutoff is below one contact of the population.
+bool isCutoffLow(const std::vector<Line>& lines, const KernelParameters& parameters, double cutoff) {
+  return cutoff < 1 / (parameters.factorIsCallers ? callersOf(lines, 1) : parameters.normalizingFactor);
+}
+
+/// The first block of each caller, in the order of the callers: contacts ascend in a block.
+std::vector<Line> ascending(const std::vector<Line>& lines) {
+  std::map<double, std::vector<Line>> blocks;
+  for (const Line& line : lines) {
+    std::vector<Line>& block = blocks[line.caller];
+    if (block.size() < 2 || block.back().x1 <= block.front().x2) block.push_back(line);
+  }
+  std::vector<Line> ordered;
+  for (const auto& [caller, block] : blocks) ordered.insert(ordered.end(), block.begin(), block.end());
+  return ordered;
+}
+
+/// The network of regular rows alone, which can be kept in memory: every caller once, contacts above 0 in order.
+std::vector<Line> regular(const std::vector<Line>& lines) {
+  std::map<double, std::set<double>> contactsOf;
+  for (const Line& line : lines) {
+    std::set<double>& contacts = contactsOf[line.caller + 1];
+    if (line.x1 >= 1 && line.x2 > 0) contacts.insert(line.x2 + 1);
+  }
+  std::vector<Line> rows;
+  for (const auto& [caller, contacts] : contactsOf) {
+    appendBlock(rows, caller, {contacts.begin(), contacts.end()}, 1);
+  }
+  return rows;
+}
+
+/// Parameters with a cutoff from all pairs.
+GroupParameters withAllPairs(Choices& choices) {
+  GroupParameters parameters = randomParameters(choices);
+  parameters.cutoffFromAllPairs = true;
+  parameters.amongCommon = choices.oneIn(2);
+  parameters.factorIsCallers = choices.oneIn(3);
+  parameters.filterSimilarities = !choices.oneIn(6);
+  return parameters;
+}
+
+TEST_P(GroupsRun, WithACutoffFromAllPairsTheFilesAreThoseOfTheLiteralAnalysis) {
+  forEachSeed([&](Choices& choices, std::uint64_t seed) {
+    const std::vector<Line> lines = seed % 2 == 0 ? randomNetwork(choices) : regular(randomNetwork(choices));
+    const GroupParameters parameters = withAllPairs(choices);
+    const GroupResult expected = runGroups(lines, parameters, workers);
+    Analysis analysis(lines);
+    const std::vector<std::string> options = {"--memory", seed % 3 == 0 ? "0" : "1G"};
+    const ProgramRun run = analysis.groups(parameters, workers, options);
+    if (expected.failed) return expectNoCutoff(run);
+    expectFiles(run, analysis, expected);
+    if (run.status == 0) expectKept(analysis, expected.keptByWorker);
+    const KernelResult kernel = runKernel(lines, parameters, workers);
+    EXPECT_THAT(run.out,
+                HasSubstr("Log;|1;|Pairs: compared " + std::to_string(kernel.numCompared) + ", with common contacts " +
+                          std::to_string(kernel.numWithCommon) + ", kept " + std::to_string(kernel.numKept) +
+                          ", of these without common contacts " + std::to_string(kernel.numKeptWithoutCommon) + ";"));
+    EXPECT_EQ(run.out.find("Warning;|5012;|") == std::string::npos,
+              kernel.numKeptWithoutCommon == 0 && !isCutoffLow(lines, parameters, kernel.cutoff))
+        << run.out;
+  });
+}
+
+TEST_P(GroupsRun, WithACutoffFromAllPairsTheFilesAreThoseOfOneWorker) {
+  forEachSeed([&](Choices& choices, std::uint64_t seed) {
+    const std::vector<Line> network = randomNetwork(choices, Network::InOrder);
+    const std::vector<Line> lines = seed % 2 == 0 ? network : regular(network);
+    const GroupParameters parameters = withAllPairs(choices);
+    const GroupResult alone = runGroups(lines, parameters, 1);
+    Analysis analysis(lines);
+    const ProgramRun run = analysis.groups(parameters, workers);
+    if (alone.failed) return expectNoCutoff(run);
+    expectFiles(run, analysis, alone);
+  });
+}
+
+TEST_P(GroupsRun, InTheOrderOfNumbersTheGroupsOfAValuesFileAreThoseOfOneWorker) {
+  forEachSeed([&](Choices& choices, std::uint64_t seed) {
+    const std::vector<Line> lines = ascending(randomNetwork(choices, Network::InOrder));
+    GroupParameters parameters = randomParameters(choices);
+    const std::string values = kernelValuesOf(lines, parameters, seed % 3 == 0);
+    const NodePairs pairs = readKernelValues(values);
+    // On one worker the order of a dataset in ascending order is that of the numbers.
+    const GroupResult merged = runGroups(lines, parameters, 1, pairs);
+    parameters.connectsByNumbers = true;
+    Analysis analysis(lines);
+    expectFiles(analysis.groupsFrom(values, parameters, workers), analysis, merged);
+  });
+}
+
+/// A row of the table of levels by the definitions, from the literal analysis at the level.
+struct LiteralLevel {
+  double cutoff = 0;
+  int keptPairs = 0;
+  std::map<int, int> sizes;  // of the groups
+  int largest = 0;
+  int fullGroups = 0;
+  int members = 0;
+  double callsInside = 0;
+  double calls = 0;
+  double coverage = 0;
+  double modularity = 0;
+  double meanDensity = 0;
+};
+
+LiteralLevel literalLevel(const std::vector<Line>& lines, const GroupParameters& parameters,
+                          const GroupResult& result) {
+  LiteralLevel level;
+  level.cutoff = result.cutoff;
+  for (const auto& kept : result.keptByWorker) level.keptPairs += static_cast<int>(kept.size());
+  const auto isLegal = [&](int size) { return size >= parameters.minClusterSize && size <= parameters.maxClusterSize; };
+  // The groups of one are numbered below 0.
+  std::map<std::uint64_t, int> groupOf;
+  int numAlone = 0;
+  for (const auto& [node, cluster] : result.nodeToCluster) {
+    const int size = result.clusterSizes[static_cast<std::size_t>(cluster - 1)];
+    if (!isLegal(size)) continue;
+    groupOf[node] = cluster;
+    ++level.sizes[cluster];
+  }
+  const auto groupFor = [&](std::uint64_t node) {
+    const auto [entry, isNew] = groupOf.emplace(node, 0);
+    if (isNew) entry->second = --numAlone;
+    return entry->second;
+  };
+  std::map<int, double> degrees;
+  std::map<int, std::set<NodePair>> inside;
+  std::set<std::uint64_t> callers;
+  double callsInOne = 0;
+  for (const Line& line : lines) {
+    callers.insert(sampleOf(line));
+    if (line.x1 < 1 || line.x2 <= 0) continue;
+    const auto callee = static_cast<std::uint64_t>(line.x2);
+    const int from = groupFor(sampleOf(line));
+    const int to = groupFor(callee);
+    ++level.calls;
+    ++degrees[from];
+    ++degrees[to];
+    if (from != to) continue;
+    ++callsInOne;
+    if (from < 0) continue;
+    ++level.callsInside;
+    if (callee != sampleOf(line)) inside[from].insert({sampleOf(line), callee});
+  }
+  const double m = level.calls;
+  level.modularity = callsInOne / m;
+  for (const auto& [group, degree] : degrees) level.modularity -= degree / (2 * m) * (degree / (2 * m));
+  for (const auto& [group, size] : level.sizes) {
+    level.members += size;
+    level.largest = std::max(level.largest, size);
+    level.fullGroups += size == parameters.maxClusterSize ? 1 : 0;
+    if (size > 1) level.meanDensity += static_cast<double>(inside[group].size()) / (size * (size - 1.0));
+  }
+  if (!level.sizes.empty()) level.meanDensity /= static_cast<double>(level.sizes.size());
+  level.coverage = static_cast<double>(level.members) / static_cast<double>(callers.size());
+  return level;
+}
+
+void expectLevel(const std::vector<std::string>& row, const LiteralLevel& level) {
+  const auto number = [&](std::size_t column) { return std::stod(row.at(column)); };
+  EXPECT_EQ(number(1), level.cutoff);
+  EXPECT_EQ(number(2), level.keptPairs);
+  EXPECT_EQ(number(3), static_cast<double>(level.sizes.size()));
+  EXPECT_EQ(number(4), level.members);
+  EXPECT_EQ(number(5), level.largest);
+  EXPECT_EQ(number(6), level.fullGroups);
+  EXPECT_EQ(number(7), level.callsInside);
+  EXPECT_NEAR(number(8), level.callsInside / level.calls, 1e-12);
+  EXPECT_NEAR(number(9), level.coverage, 1e-12);
+  EXPECT_NEAR(number(10), level.modularity, 1e-12);
+  EXPECT_NEAR(number(11), level.meanDensity, 1e-12);
+}
+
+TEST_P(GroupsRun, ComparesLevelsAndGoesOnWithTheBest) {
+  forEachSeed([&](Choices& choices, std::uint64_t seed) {
+    const std::vector<Line> lines = regular(randomNetwork(choices, Network::InOrder));
+    GroupParameters parameters = withAllPairs(choices);
+    parameters.filterSimilarities = true;
+    parameters.emptyMarker = 0;
+    const bool goesOn = seed % 3 != 0;
+    Analysis analysis(lines);
+    const ProgramRun run = analysis.groups(parameters, workers, {"--levels", goesOn ? "auto" : "0.75,0.2,0.5,0.2"});
+    if (runKernel(lines, parameters, 1).failed) return expectNoCutoff(run);
+    ASSERT_EQ(run.status, 0) << run.out << run.err;
+    const auto rows = fieldsOf(analysis.levelsCsv());
+    // Of three levels between the two best one may be there already.
+    EXPECT_THAT(rows.size(), goesOn ? AllOf(Ge(11U), Le(12U)) : AllOf(Ge(3U), Le(3U)));
+    double best = -2;
+    std::string chosen;
+    for (const auto& row : rows) {
+      parameters.sparsityLevel = std::stod(row.at(0));
+      const LiteralLevel level = literalLevel(lines, parameters, runGroups(lines, parameters, 1));
+      SCOPED_TRACE("level " + row.at(0));
+      expectLevel(row, level);
+      best = std::max(best, std::stod(row.at(10)));
+      if (row.at(12) == "1") chosen = row.at(0);
+    }
+    if (!goesOn) {
+      EXPECT_EQ(chosen, "");
+      EXPECT_FALSE(analysis.hasGroups());
+      ++completeRuns;
+      return;
+    }
+    parameters.sparsityLevel = std::stod(chosen);
+    const GroupResult expected = runGroups(lines, parameters, 1);
+    EXPECT_NEAR(literalLevel(lines, parameters, expected).modularity, best, 1e-12);
+    expectFiles(run, analysis, expected);
+    EXPECT_THAT(run.out, HasSubstr("Log;|1;|Levels: going on with " + chosen + ", which has the best modularity of " +
+                                   std::to_string(rows.size()) + " levels, "));
   });
 }
 

@@ -1,5 +1,6 @@
 #include "literal_groups.h"
 
+#include <algorithm>
 #include <cmath>
 #include <cstdlib>
 #include <set>
@@ -37,12 +38,19 @@ class GroupRun {
     for (sliceNumber = 1;; ++sliceNumber) {
       chooseSlice();
       const std::vector<NodePairs> clusterEdges = buildFinalClusters(collectEdges());
-      printResults(analyzeClusters(clusterEdges, numWorkers));
+      std::vector<RankedCluster> clusters = analyzeClusters(clusterEdges, numWorkers);
+      if (isByNumbers()) {
+        std::sort(clusters.begin(), clusters.end(), [&](const RankedCluster& a, const RankedCluster& b) {
+          return clusterOf(a.asItStands.front().node) < clusterOf(b.asItStands.front().node);
+        });
+      }
+      printResults(clusters);
       if (greatest >= numClusters()) return result;
     }
   }
 
  private:
+  bool isByNumbers() const { return parameters.connectsByNumbers || parameters.cutoffFromAllPairs; }
   int numClusters() const { return static_cast<int>(result.numClusters); }
   int& sizeOf(int cluster) { return result.clusterSizes.at(static_cast<std::size_t>(cluster - 1)); }
   int clusterOf(std::uint64_t node) const {
@@ -57,6 +65,7 @@ class GroupRun {
         if (value.column != value.row) edges.emplace_back(value.column, value.row);
       }
     }
+    if (isByNumbers()) std::sort(edges.begin(), edges.end());
     return edges;
   }
 
@@ -115,6 +124,9 @@ class GroupRun {
         if (cluster != 0) all.push_back({record->sample, cluster});
       }
     }
+    if (isByNumbers()) {
+      std::stable_sort(all.begin(), all.end(), [](const Proposal& a, const Proposal& b) { return a.node < b.node; });
+    }
     return all;
   }
 
@@ -169,6 +181,7 @@ class GroupRun {
         if (record) addEdges(*record, edges);
       }
     }
+    if (isByNumbers()) std::sort(edges.begin(), edges.end());
     return edges;
   }
 

@@ -16,6 +16,7 @@ struct GroupParameters : KernelParameters {
   int maxClusterSize = 100;
   int numIterationsConnectingNodes = 1;
   int numIterationsCollectingEdges = 1;
+  bool connectsByNumbers = false;   ///< the order of numbers; a cutoff from all pairs has it, too
   int maxNodesCollectingEdges = 0;  ///< nodes of a slice; 0: slices are told by their number
 };
 

@@ -1,5 +1,6 @@
 #include "literal_kernel.h"
 
+#include <algorithm>
 #include <cmath>
 #include <cstdio>
 #include <set>
@@ -142,16 +143,71 @@ void KernelWorker::updateOther(const Line& line, double threshold) {
   otherSamplesOrder.push_back(record->sample);
   const int r = static_cast<int>(otherSamplesOrder.size());
   if (static_cast<double>(x.size()) > columnNum) columnNum = static_cast<double>(x.size());
-  std::vector<int> positions;
-  if (parameters.filterSimilarities) {
-    positions = candidates(x);
-  } else {
-    for (int j = 1; j <= static_cast<int>(samplesOrder.size()); ++j) positions.push_back(j);
-  }
-  for (const int j : positions) {
+  for (const int j : comparedWith(x)) {
     const double value = compute(sparseRow(sampleAt(j)), x);
     if (value >= threshold) kernelMatrix[j][r] = value;
   }
+}
+
+std::vector<int> KernelWorker::comparedWith(const Row& x) const {
+  if (parameters.filterSimilarities) return candidates(x);
+  std::vector<int> positions;
+  for (int j = 1; j <= static_cast<int>(samplesOrder.size()); ++j) positions.push_back(j);
+  return positions;
+}
+
+/// Whether the walk of friends meets a contact that both rows have. Similarities of an infinite population with a
+/// common contact are told from those without by their counts alone.
+bool hasCommonContact(const Row& x, const Row& y, double emptyMarker) {
+  std::size_t i = 0;
+  std::size_t j = 0;
+  for (;;) {
+    while (i < x.size() && x[i] == emptyMarker) ++i;
+    while (j < y.size() && y[j] == emptyMarker) ++j;
+    if (i == x.size() || j == y.size()) return false;
+    if (x[i] == y[j]) return true;
+    if (y[j] > x[i]) {
+      ++i;
+    } else {
+      ++j;
+    }
+  }
+}
+
+void KernelWorker::updateOther(const Line& line, KernelResult& counts, std::vector<double>& values) {
+  const std::optional<Record> record = sparseData.update(line);
+  if (!record) return;
+  const Row& x = record->row;
+  otherSamplesOrder.push_back(record->sample);
+  const int r = static_cast<int>(otherSamplesOrder.size());
+  if (static_cast<double>(x.size()) > columnNum) columnNum = static_cast<double>(x.size());
+  for (const int j : comparedWith(x)) {
+    if (sampleAt(j) == record->sample) continue;
+    // Up to its last contact: how many columns a worker knows depends on its share.
+    Row mine = sparseRow(sampleAt(j));
+    while (!mine.empty() && mine.back() == 0) mine.pop_back();
+    const bool isCommon = hasCommonContact(mine, x, parameters.emptyMarker);
+    ++counts.numCompared;
+    if (isCommon) ++counts.numWithCommon;
+    if (parameters.amongCommon && !isCommon) continue;
+    const double value = compute(mine, x);
+    if (!std::isnan(value)) values.push_back(value);
+    kernelMatrix[j][r] = value;
+    if (isCommon) withCommon.insert({j, r});
+  }
+}
+
+void KernelWorker::dropBelow(double threshold, KernelResult& counts) {
+  std::map<int, std::map<int, double>> kept;
+  for (const auto& [column, rows] : kernelMatrix) {
+    for (const auto& [row, value] : rows) {
+      if (!(value >= threshold)) continue;
+      kept[column][row] = value;
+      ++counts.numKept;
+      if (!withCommon.contains({column, row})) ++counts.numKeptWithoutCommon;
+    }
+  }
+  kernelMatrix = kept;
 }
 
 std::vector<KernelValue> KernelWorker::kept() const {
@@ -164,7 +220,45 @@ std::vector<KernelValue> KernelWorker::kept() const {
   return values;
 }
 
-KernelResult runKernel(const std::vector<Line>& lines, const KernelParameters& parameters, int numWorkers) {
+/// The number of callers: a caller is counted again where another has come between its records.
+double callersOf(const std::vector<Line>& lines, int numWorkers) {
+  double callers = 0;
+  for (int rank = 0; rank < numWorkers; ++rank) {
+    std::optional<std::uint64_t> last;
+    for (const Line& line : shareOf(lines, rank, numWorkers)) {
+      if (last != sampleOf(line)) ++callers;
+      last = sampleOf(line);
+    }
+  }
+  return callers;
+}
+
+KernelResult runKernelOfAllPairs(const std::vector<Line>& lines, const KernelParameters& parameters, int numWorkers) {
+  KernelResult result;
+  std::vector<KernelWorker> workers(static_cast<std::size_t>(numWorkers), KernelWorker(parameters));
+  std::vector<double> values;
+  for (int rank = 0; rank < numWorkers; ++rank) {
+    KernelWorker& worker = workers[static_cast<std::size_t>(rank)];
+    for (const Line& line : shareOf(lines, rank, numWorkers)) worker.updateMine(line);
+    worker.setSampleIndex();
+    for (const Line& line : lines) worker.updateOther(line, result, values);
+  }
+  result.failed = values.empty();
+  if (result.failed) return result;
+  std::sort(values.begin(), values.end());
+  const auto place = static_cast<std::size_t>(static_cast<double>(values.size()) * parameters.sparsityLevel);
+  result.cutoff = values[std::min(place, values.size() - 1)];
+  for (KernelWorker& worker : workers) {
+    worker.dropBelow(result.cutoff, result);
+    result.keptByWorker.push_back(worker.kept());
+  }
+  return result;
+}
+
+KernelResult runKernel(const std::vector<Line>& lines, const KernelParameters& givenParameters, int numWorkers) {
+  KernelParameters parameters = givenParameters;
+  if (parameters.factorIsCallers) parameters.normalizingFactor = callersOf(lines, numWorkers);
+  if (parameters.cutoffFromAllPairs) return runKernelOfAllPairs(lines, parameters, numWorkers);
   KernelResult result;
   std::vector<KernelWorker> workers(static_cast<std::size_t>(numWorkers), KernelWorker(parameters));
   std::vector<Bins> byRank;

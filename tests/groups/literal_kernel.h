@@ -6,6 +6,7 @@
 #include <functional>
 #include <map>
 #include <optional>
+#include <set>
 #include <string>
 
 #include "literal_histogram.h"
@@ -17,6 +18,9 @@ struct KernelParameters {
   double sparsityLevel = 0.5;
   double emptyMarker = 0;
   double normalizingFactor = 50000000;
+  bool factorIsCallers = false;  ///< the number of callers in place of the factor
+  bool cutoffFromAllPairs = false;
+  bool amongCommon = false;  ///< with a cutoff from all pairs: among those with a common contact
   bool filterSimilarities = true;
   std::size_t numBins = 1000;             ///< of the histogram of self-kernel values
   std::function<int()> random = nullptr;  ///< 0 to 32767; needed without filterSimilarities only
@@ -35,6 +39,10 @@ struct KernelResult {
   Bins bins;
   double cutoff = 0;
   std::vector<std::vector<KernelValue>> keptByWorker;  ///< by rank; columns, then rows, in order of arrival
+  int numCompared = 0;                                 ///< with the next three: of a cutoff from all pairs
+  int numWithCommon = 0;
+  int numKept = 0;
+  int numKeptWithoutCommon = 0;
 };
 
 /// Signed mutual information, in bits, of being a contact of the one and being a contact of the other, in a population
@@ -46,6 +54,9 @@ double friends(const Row& x, const Row& y, double emptyMarker, double normalizin
 
 /// Nothing for no bins.
 std::optional<double> cutoffOf(const Bins& bins, double sparsityLevel);
+
+/// The number of callers in the shares of so many workers.
+double callersOf(const std::vector<Line>& lines, int numWorkers);
 
 KernelResult runKernel(const std::vector<Line>& lines, const KernelParameters& parameters, int numWorkers);
 
@@ -61,6 +72,9 @@ class KernelWorker {
   void setSampleIndex();
   Bins selfKernelValues() const;
   void updateOther(const Line& line, double threshold);
+  /// Compares as updateOther does, and keeps every pair of two callers that counts for the cutoff.
+  void updateOther(const Line& line, KernelResult& counts, std::vector<double>& values);
+  void dropBelow(double threshold, KernelResult& counts);
   std::vector<KernelValue> kept() const;
 
   /// The row of a sample over all columns seen so far.
@@ -70,6 +84,8 @@ class KernelWorker {
 
  private:
   std::uint64_t sampleAt(int position) const { return samplesOrder[static_cast<std::size_t>(position - 1)]; }
+  /// The own samples that a row is compared with.
+  std::vector<int> comparedWith(const Row& x) const;
   double compute(const Row& x, const Row& y) const {
     return friends(x, y, parameters.emptyMarker, parameters.normalizingFactor);
   }
@@ -83,6 +99,7 @@ class KernelWorker {
   double columnNum = 0;
   SparseToDense sparseData;
   std::map<int, std::map<int, double>> kernelMatrix;
+  std::set<std::pair<int, int>> withCommon;  // cells of the matrix whose callers have a common contact
 };
 
 }  // namespace literal

@@ -363,12 +363,16 @@ TEST_F(QUVENKernelDataTest, AnswersTheScanProtocol) {
   EXPECT_EQ(kindIn(1), QUVENScanType::Lines);
   EXPECT_EQ(kindIn(2), QUVENScanType::EverythingSparse);
   EXPECT_EQ(kindIn(3), QUVENScanType::NoPass);
+  EXPECT_EQ(kindIn(4), QUVENScanType::Lines);
   setMembers(data, {{"ivIsSparseData", std::int64_t{0}}});
   EXPECT_EQ(kindIn(0), QUVENScanType::Slice);
   EXPECT_EQ(kindIn(1), QUVENScanType::Slice);
   EXPECT_EQ(kindIn(2), QUVENScanType::Everything);
   EXPECT_EQ(kindIn(3), QUVENScanType::NoPass);
-  run = capturedRun([&] { kindIn(4); });
+  EXPECT_EQ(kindIn(4), QUVENScanType::Slice);
+  EXPECT_EQ(kindIn(5), QUVENScanType::NoPass);
+  EXPECT_EQ(kindIn(6), QUVENScanType::NoPass);
+  run = capturedRun([&] { kindIn(7); });
   EXPECT_TRUE(run.threwLibraryException);
   EXPECT_THAT(run.out, HasSubstr("Function/Feature not yet implemented"));
   EXPECT_EQ(data->needsMerge(), 1);

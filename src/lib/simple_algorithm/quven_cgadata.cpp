@@ -110,8 +110,14 @@ void QUVENCGAData::update(const Vector& dataVec, const Vector& targetVec, Sample
 
 int QUVENCGAData::updateWithoutDataScan(const QUVENEnvHandle& env) {
   switch (getState()) {
+    case BuildingKernel:
+      return ivKernelPtr->updateWithoutDataScan(QUVEN_ENV);
     case CollectingKernelEdges:
-      collectKernelEdges(QUVEN_ENV);
+      if (comparesLevels != 0) {
+        collectComparedPairs(QUVEN_ENV);
+      } else {
+        collectKernelEdges(QUVEN_ENV);
+      }
       return 1;
     case CCAnalysis:
       analyzeClusters(QUVEN_ENV);
@@ -167,6 +173,8 @@ void QUVENCGAData::merge(QUVENSimpleAlgorithmAbstractData* other, const QUVENEnv
       if (ivKernelPtr && data.ivKernelPtr) ivKernelPtr->merge(data.ivKernelPtr.get(), QUVEN_ENV);
       return;
     case CollectingKernelEdges:
+      append(&QUVENCGAData::comparedPairs);
+      append(&QUVENCGAData::comparedValues);
       return append(&QUVENCGAData::ivKernelEdges);
     case ConnectingIsolatedNodes:
       append(&QUVENCGAData::ivNodesToConnect);
@@ -198,12 +206,22 @@ void QUVENCGAData::finish(const char* text, State next) {
 int QUVENCGAData::endDataScan(const QUVENEnvHandle& env) {
   switch (getState()) {
     case BuildingKernel:
-      if (ivKernelPtr->endDataScan(QUVEN_ENV) == 1) finish("Finished building kernel", CollectingKernelEdges);
+      if (ivKernelPtr->endDataScan(QUVEN_ENV) == 1) {
+        ivKernelPtr->writeFunctionToTag(kernelTag, QUVEN_ENV);
+        if (comparesLevels != 0) pairCounts = ivKernelPtr->getPairCounts();
+        finish("Finished building kernel", CollectingKernelEdges);
+      }
       hasCutoff = ivKernelPtr->hasCutoff() ? 1 : 0;
       cutoff = ivKernelPtr->getSparsityThreshold();
       return 0;
     case CollectingKernelEdges:
       trace.progress("Finished collecting kernel edges", endMethod, ivIterationCounter);
+      if (comparesLevels != 0) {
+        chooseLevel(QUVEN_ENV);
+        if (!goesOnWithBestLevel) return endAnalysis();
+      } else if (isOrderedByNumbers()) {
+        orderPairs(ivKernelEdges);
+      }
       buildInitialClusters(QUVEN_ENV);
       trace.progress("Finished building initial clusters", endMethod, ivIterationCounter);
       return 0;
@@ -211,6 +229,7 @@ int QUVENCGAData::endDataScan(const QUVENEnvHandle& env) {
       connectNodes(QUVEN_ENV);
       return 0;
     case CollectingClusterEdges:
+      if (isOrderedByNumbers()) orderPairs(ivCCEdges);
       buildFinalClusters(QUVEN_ENV);
       finish("Final cluster edges connected", CCAnalysis);
       return 0;
@@ -219,6 +238,7 @@ int QUVENCGAData::endDataScan(const QUVENEnvHandle& env) {
     default:
       quvenUnreachable(QUVEN_ENV);
   }
+  if (isOrderedByNumbers()) orderResults(QUVEN_ENV);
   trace.event(dumpLevel, "", ivVerbosityLvl, [this](std::ostream& out) { dump(out); });
   printAnalysisResults(QUVEN_ENV);
   if (!isLastSlice()) {
@@ -226,11 +246,16 @@ int QUVENCGAData::endDataScan(const QUVENEnvHandle& env) {
     return 0;
   }
   trace.progress("Final clusters built", endMethod, ivIterationCounter);
-  commitFiles();
   if (ivIterationCounter < ivNumIterations) {
+    commitFiles();
     startNewCycle(QUVEN_ENV);
     return 0;
   }
+  return endAnalysis();
+}
+
+int QUVENCGAData::endAnalysis() {
+  commitFiles();
   finish("Analysis done", AnalysisDone);
   report_log(0, "CGA Terminated Successfully");
   std::cout.flush();

@@ -5,13 +5,16 @@
 
 #include <iosfwd>
 #include <memory>
+#include <optional>
 #include <string>
+#include <vector>
 
 #include "control/quven_XML_tag.h"
 #include "control/quven_result_file.h"
 #include "simple_algorithm/quven_analysis_trace.h"
 #include "simple_algorithm/quven_group_results.h"
 #include "simple_algorithm/quven_kernel_data.h"
+#include "simple_algorithm/quven_level_comparison.h"
 #include "simple_algorithm/quven_node_table.h"
 #include "simple_algorithm/quven_simple_algorithm_data.h"
 #include "simple_algorithm/quven_sparse_to_dense_data.h"
@@ -50,6 +53,14 @@ class QUVENCGAData : public QUVENObjectOf<QUVENCGAData, QUVENSimpleAlgorithmAbst
   /// Reads the parameters below the tag, and those of the kernel.
   /// Errors: terminating reports, 2202 to 2204.
   void open(const QUVENXMLTag& parameters, const QUVENEnvHandle& env);
+
+  /// Compares the groups that sparsity levels give, with a cutoff from all pairs and the order of numbers. The table of
+  /// the levels, ascending, is written beside the other results. With goesOn three more levels between the two best are
+  /// compared, and the analysis goes on with the best of all; without it the analysis ends with the table. Called on
+  /// rank 0 between open and the first pass.
+  /// Errors: the terminating report 2204 from a kernel values file, and when the rows cannot be kept in memory.
+  void compareLevels(std::vector<double> levels, bool goesOn, const QUVENEnvHandle& env);
+  const std::string& getOutputFileName() const { return ivOutputFileName; }
 
   State getState() const { return static_cast<State>(ivState); }
   const Nodes& getKernelEdges() const { return ivKernelEdges; }
@@ -95,6 +106,14 @@ class QUVENCGAData : public QUVENObjectOf<QUVENCGAData, QUVENSimpleAlgorithmAbst
   void flattenNodeMap(const QUVENEnvHandle& env);
   void rebuildNodeMap(const QUVENEnvHandle& env);
 
+  // The levels.
+  void requireRowsForLevels(std::int64_t numRecords, const QUVENEnvHandle& env) const;
+  void collectComparedPairs(const QUVENEnvHandle& env);
+  void chooseLevel(const QUVENEnvHandle& env);
+  void addBetweenBest(QUVENLevelComparison& comparison);
+  /// Takes the pairs that a level keeps for the kernel edges, and reports them.
+  void goOnWith(const QUVENLevelResult& level, const QUVENLevelComparison& comparison, const QUVENEnvHandle& env);
+
   // The nodes outside.
   void checkConnectingNode(SampleNumber node, const Vector& row, bool traced, const QUVENEnvHandle& env);
   /// The cluster that most contacts of a row are in; of several the one that had as many first.
@@ -107,6 +126,13 @@ class QUVENCGAData : public QUVENObjectOf<QUVENCGAData, QUVENSimpleAlgorithmAbst
   void connectRow(const QUVENKeptRows& rows, std::int64_t row, const std::vector<std::int32_t>& clusters,
                   const QUVENEnvHandle& env);
   void connectNodes(const QUVENEnvHandle& env);
+
+  // The order of numbers in place of that of the workers.
+  bool isOrderedByNumbers() const { return connectsInOrder != 0; }
+  static void orderPairs(Nodes& pairs);
+  void orderProposals(const QUVENEnvHandle& env);
+  /// Puts the results of the clusters in the order of the clusters.
+  void orderResults(const QUVENEnvHandle& env);
 
   // The calls inside, a slice of clusters at a time.
   void computeSlice(const QUVENEnvHandle& env);
@@ -123,6 +149,7 @@ class QUVENCGAData : public QUVENObjectOf<QUVENCGAData, QUVENSimpleAlgorithmAbst
   void collectNextSlice(const QUVENEnvHandle& env);
   void startNewCycle(const QUVENEnvHandle& env);
   void finish(const char* text, State next);
+  int endAnalysis();
 
   // The analysis of the clusters and its results.
   void analyzeClusters(const QUVENEnvHandle& env);
@@ -160,6 +187,14 @@ class QUVENCGAData : public QUVENObjectOf<QUVENCGAData, QUVENSimpleAlgorithmAbst
   QUVEN_MEMBER_IF(ivState == CCAnalysis, ivCCInDegrees, Numbers);
   QUVEN_MEMBER_IF(ivState == CCAnalysis, ivCCNodesNum, Numbers);
 
+  // While levels are compared: the pairs that the lowest level keeps, each two nodes of kept rows with a bit for a
+  // common contact, and their similarities.
+  QUVEN_MEMBER_IF(levelsTravel(), comparesLevels, std::int32_t) = 0;
+  QUVEN_MEMBER_IF(levelsTravel(), comparedPairs, Nodes);
+  QUVEN_MEMBER_IF(levelsTravel(), comparedValues, Vector);
+
+  bool levelsTravel() const { return comparesLevels != 0 && ivState <= CollectingKernelEdges; }
+
   // Whoever reads the map of the nodes in the first slice keeps it for the others.
   bool nodeMapTravels() const {
     return ivState == ConnectingIsolatedNodes ||
@@ -187,6 +222,8 @@ class QUVENCGAData : public QUVENObjectOf<QUVENCGAData, QUVENSimpleAlgorithmAbst
   QUVEN_STATE(ivNumIterationsConnectingNodes, std::int32_t) = 1;
   QUVEN_STATE(ivNumIterationsCollectingEdges, std::int32_t) = 1;
   QUVEN_STATE(ivMaxNodesCollectingEdges, std::int32_t) = 0;  // nodes of a slice; 0 for no limit
+  QUVEN_STATE(connectOrder, std::string);                    // "Merge" or "Numbers"
+  QUVEN_STATE(connectsInOrder, std::int32_t) = 0;            // the order of numbers, on rank 0
   QUVEN_STATE(ivOutputFormat, QUVENGroupFormat) = QUVENGroupFormat::Normal;
   QUVEN_STATE(ivOutputFileName, std::string);
   QUVEN_STATE(ivTagPrefix, std::string);
@@ -209,6 +246,15 @@ class QUVENCGAData : public QUVENObjectOf<QUVENCGAData, QUVENSimpleAlgorithmAbst
   // The results under way, of the master. Another object does not go on with them.
   std::unique_ptr<QUVENResultFile> clustersFile;
   std::unique_ptr<QUVENResultFile> nodesFile;
+  std::unique_ptr<QUVENResultFile> levelsFile;
+
+  // The comparison of levels, of the master but for the rows.
+  const QUVENKeptRows* rowsInMemory = nullptr;  // borrowed
+  std::vector<double> levelsToCompare;
+  bool goesOnWithBestLevel = false;
+  QUVENKernelData::PairCounts pairCounts;
+  std::vector<QUVENLevelResult> levelResults;
+  std::optional<QUVENLevelResult> chosenLevel;
 };
 
 #endif  // QUVEN_CGADATA_H

@@ -131,12 +131,12 @@ void QUVENCGAData::openFile(std::unique_ptr<QUVENResultFile>& file, const char* 
 }
 
 void QUVENCGAData::commitFiles() {
-  // Both or none: the one without the other would look like a result.
-  for (auto* file : {&clustersFile, &nodesFile}) {
+  // All or none: one without the others would look like a result.
+  for (auto* file : {&clustersFile, &nodesFile, &levelsFile}) {
     if (*file && !(*file)->getStream().flush() && failedFile.empty()) failedFile = (*file)->getPath();
   }
   const bool areWhole = failedFile.empty();
-  for (auto* file : {&clustersFile, &nodesFile}) {
+  for (auto* file : {&clustersFile, &nodesFile, &levelsFile}) {
     if (areWhole && *file && !(*file)->commit() && failedFile.empty()) failedFile = (*file)->getPath();
     file->reset();
   }

@@ -176,6 +176,7 @@ void QUVENCGAData::checkConnectingNode(SampleNumber node, const Vector& row, boo
 void QUVENCGAData::connectNodes(const QUVENEnvHandle& env) {
   ++ivConnectingNodesIterationCounter;
   bool hasChanged = false;
+  if (isOrderedByNumbers()) orderProposals(QUVEN_ENV);
   QUVEN_ASSERT(ivNodesToConnect.getSize() == ivClustersToConnectNodesTo.getSize());
   for (long i = 1; i <= ivNodesToConnect.getSize(); ++i) {
     const std::int32_t cluster = ivClustersToConnectNodesTo[i];

@@ -89,6 +89,16 @@ std::span<const QUVENParameter> QUVENCGAData::ownParameters() {
        .defaultNote = "Defaulting number iterations for connecting nodes to: 1",
        .meaning = "passes that connect isolated subscribers",
        .legalValues = "an integer of at least 1"},
+      {.key = "ConnectOrder",
+       .target = quvenParameterTarget<&D::connectOrder>(),
+       .defaultValue = "Merge",
+       .isLegalText = [](const std::string& order) { return order == "Merge" || order == "Numbers"; },
+       .errorCode = IllegalParameter,
+       .errorText = "QUVENCGAData::open, illegal ConnectOrder value",
+       .isOptional = true,
+       .meaning = "the order in which proposals of the workers are decided and groups are written: that of the ranks, "
+                  "or that of the numbers, which is the same for any number of ranks; CutoffFrom AllPairs implies it",
+       .legalValues = "Merge or Numbers"},
       {.key = "VerbosityLevel",
        .target = quvenParameterTarget<&D::ivVerbosityLvl>(),
        .defaultValue = "1",
@@ -151,7 +161,6 @@ void QUVENCGAData::open(const QUVENXMLTag& tag, const QUVENEnvHandle& env) {
   const QUVENParameterSections sections = parameterSections();
   ivKernelPtr = quvenMake<QUVENKernelData>(QUVEN_ENV);
   ivKernelPtr->open(tag, sections, QUVEN_ENV);
-  ivKernelPtr->writeResultsToTag(kernelTag, QUVEN_ENV);
 
   std::ostringstream notes;  // they are one log line
   QUVENParameterReader reader(tag, sections);
@@ -159,6 +168,7 @@ void QUVENCGAData::open(const QUVENXMLTag& tag, const QUVENEnvHandle& env) {
   reader.read(sections.back(), *this, QUVEN_ENV);
   ivOutputFormat = QUVENGroupFormat::Csv;
   if (tag.hasTag(kernelValuesKey, QUVEN_ENV)) ivState = StartFromKernel;
+  connectsInOrder = connectOrder == "Numbers" || ivKernelPtr->usesAllPairs() ? 1 : 0;
   if (ivMinClusterSize > ivMaxClusterSize) {
     report_error(IllegalParameter, "QUVENCGAData::open: Min cluster size is larger than max cluster size", QUVEN_ENV,
                  true);
@@ -176,8 +186,12 @@ void QUVENCGAData::writeResultsToTag(QUVENXMLTag& tag, const QUVENEnvHandle& env
   set("InputParameters/MaxClusterSize", ivMaxClusterSize);
   set("InputParameters/NumIterationsConnectingNodes", ivNumIterationsConnectingNodes);
   QUVENXMLTag& kernel = tag.addBranchTagPath("InputParameters/Kernel", QUVEN_ENV);
-  for (const QUVENXMLTag& key : kernelTag.getChildren()) {
-    kernel.addLeafTag(key.getName(), QUVEN_ENV).setValue(key.getValue(), QUVEN_ENV);
+  if (ivKernelPtr) {
+    ivKernelPtr->writeFunctionToTag(kernel, QUVEN_ENV);
+  } else {
+    for (const QUVENXMLTag& key : kernelTag.getChildren()) {
+      kernel.addLeafTag(key.getName(), QUVEN_ENV).setValue(key.getValue(), QUVEN_ENV);
+    }
   }
   tag.addBranchTagPath("RunParameters", QUVEN_ENV);
   const auto valueOf = [](const Numbers& values, long i) { return i <= values.getSize() ? values[i] : 0; };
@@ -188,6 +202,9 @@ void QUVENCGAData::writeResultsToTag(QUVENXMLTag& tag, const QUVENEnvHandle& env
     set(path + "/NumNodesInRelevantClusters", valueOf(ivNodesInRelevantClusters, i));
   }
   if (hasCutoff != 0) tag.addLeafTagPath("RunParameters/Cutoff", QUVEN_ENV).setValue(cutoff, QUVEN_ENV);
+  if (!chosenLevel) return;
+  tag.addLeafTagPath("RunParameters/Level", QUVEN_ENV).setValue(chosenLevel->level, QUVEN_ENV);
+  tag.addLeafTagPath("RunParameters/Modularity", QUVEN_ENV).setValue(chosenLevel->modularity, QUVEN_ENV);
 }
 
 void QUVENCGAData::dump(std::ostream& out) const {

@@ -9,9 +9,17 @@
 
 std::int64_t QUVENCGAData::updateFromKeptRows(QUVENKeptRows& rows, const QUVENEnvHandle& env) {
   const bool isTraced = ivVerbosityLvl > sampleTraceLevel;
-  if (getState() == BuildingKernel && !isTraced) return ivKernelPtr->updateFromKeptRows(rows, QUVEN_ENV);
+  if (getState() == BuildingKernel && !isTraced) {
+    const std::int64_t numRecords = ivKernelPtr->updateFromKeptRows(rows, QUVEN_ENV);
+    requireRowsForLevels(numRecords, QUVEN_ENV);
+    rowsInMemory = &rows;
+    return numRecords;
+  }
   if (!rows.isDecided()) rows.loadTable(isTraced ? "records are traced" : "", QUVEN_ENV);
-  if (!rows.isLoaded()) return -1;
+  if (!rows.isLoaded()) {
+    requireRowsForLevels(-1, QUVEN_ENV);
+    return -1;
+  }
 
   std::vector<std::int32_t> clusters(static_cast<std::size_t>(rows.getNumNodes()) + 1);
   for (std::int64_t node = 1; node <= rows.getNumNodes(); ++node) {

@@ -96,23 +96,6 @@ void QUVENContactComparison::markAndFindCandidates(const List& list) {
   }
 }
 
-/// Compares a row with each own sample among its contacts. The lists of the samples are scattered in memory, so they
-/// are prefetched a few candidates ahead.
-template <class Action>
-void QUVENContactComparison::compare(const List& list, Action action) {
-  constexpr std::size_t listsAhead = 8;
-  constexpr std::size_t contactsAhead = 4;
-  const auto sampleAt = [&](std::size_t i) -> const List& {
-    return samples[static_cast<std::size_t>(candidates[i] - 1)];
-  };
-  markAndFindCandidates(list);
-  for (std::size_t i = 0; i < candidates.size(); ++i) {
-    if (i + listsAhead < candidates.size()) __builtin_prefetch(&sampleAt(i + listsAhead));
-    if (i + contactsAhead < candidates.size()) __builtin_prefetch(sampleAt(i + contactsAhead).first);
-    action(candidates[i], walk(list, sampleAt(i)));
-  }
-}
-
 /// The walk through the marked list and another one.
 QUVENContactComparison::Steps QUVENContactComparison::walk(const List& listX, const List& listY) const {
   const Contacts x = listX.getContacts();

@@ -42,6 +42,20 @@ class QUVENContactComparison {
   /// number of the row from 1.
   /// Requires: addOwnPairs.
   void collect(double cutoff, QUVENSimilarityStore& store, const QUVENEnvHandle& env);
+  /// Calls take(sample, row, value, hasCommon) for each row, from 1, and each own sample among its contacts but for the
+  /// row's own caller. The value is that of collect; hasCommon is whether the two have a contact in common.
+  template <class Take>
+  void forEachPair(Take take) {
+    for (std::int64_t row = 0; row < rows.getNumRows(); ++row) {
+      const std::int32_t caller = sampleOf[rows.getCaller(row)];
+      compare(caller != 0 ? samples[static_cast<std::size_t>(caller - 1)] : listOf(rows.getContacts(row)),
+              [&](std::int32_t sample, const Steps& steps) {
+                if (sample == caller) return;
+                take(sample, static_cast<std::int32_t>(row + 1), valueOf(steps.common, steps.inY, steps.inX),
+                     steps.common != 0);
+              });
+    }
+  }
 
  private:
   using Node = QUVENKeptRows::Node;
@@ -81,5 +95,22 @@ class QUVENContactComparison {
   std::vector<double> exchangedValues;       // of the pairs of own samples, in the order of addOwnPairs
   std::vector<Remembered> rememberedValues;  // by a hash of the counts
 };
+
+/// Compares a row with each own sample among its contacts. The lists of the samples are scattered in memory, so they
+/// are prefetched a few candidates ahead.
+template <class Action>
+void QUVENContactComparison::compare(const List& list, Action action) {
+  constexpr std::size_t listsAhead = 8;
+  constexpr std::size_t contactsAhead = 4;
+  const auto sampleAt = [&](std::size_t i) -> const List& {
+    return samples[static_cast<std::size_t>(candidates[i] - 1)];
+  };
+  markAndFindCandidates(list);
+  for (std::size_t i = 0; i < candidates.size(); ++i) {
+    if (i + listsAhead < candidates.size()) __builtin_prefetch(&sampleAt(i + listsAhead));
+    if (i + contactsAhead < candidates.size()) __builtin_prefetch(sampleAt(i + contactsAhead).first);
+    action(candidates[i], walk(list, sampleAt(i)));
+  }
+}
 
 #endif  // QUVEN_CONTACT_COMPARISON_H

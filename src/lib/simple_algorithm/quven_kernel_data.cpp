@@ -69,6 +69,10 @@ void QUVENKernelData::open(const QUVENXMLTag& parameterTag, QUVENParameterSectio
   ivIsSparseKernel = parameters.isSparseKernel;
   ivSparsityLevel = parameters.sparsityLevel;
   ivKernelMode = KernelMode;
+  cutoffFromAllPairs = parameters.cutoffFrom == "AllPairs" ? 1 : 0;
+  cutoffAmongCommon = parameters.cutoffAmong == "Common" ? 1 : 0;
+  if (usesAllPairs()) beginSelection(QUVEN_ENV);
+  if (parameters.function.normalizingFactor == quvenCountedCallers) ivDataStatus = CountingCallers;
   ivKernelFunctionPtr = quvenMakeKernelFunction(parameters.function, QUVEN_ENV);
   makeMatrices(QUVEN_ENV);
 }
@@ -99,8 +103,12 @@ int QUVENKernelData::beginDataScan(std::int32_t, const QUVENEnvHandle&) { return
 
 void QUVENKernelData::print(std::ostream&) const {}
 
-void QUVENKernelData::writeResultsToTag(QUVENXMLTag& tag, const QUVENEnvHandle& env) const {
+void QUVENKernelData::writeFunctionToTag(QUVENXMLTag& tag, const QUVENEnvHandle& env) const {
   if (ivKernelFunctionPtr) ivKernelFunctionPtr->writeParameters(tag, QUVEN_ENV);
+}
+
+void QUVENKernelData::writeResultsToTag(QUVENXMLTag& tag, const QUVENEnvHandle& env) const {
+  writeFunctionToTag(tag, QUVEN_ENV);
   if (!hasCutoff()) return;
   tag.addBranchTagPath("RunParameters", QUVEN_ENV);
   tag.addLeafTagPath("RunParameters/Cutoff", QUVEN_ENV).setValue(ivSparsityThreshold, QUVEN_ENV);
@@ -108,11 +116,14 @@ void QUVENKernelData::writeResultsToTag(QUVENXMLTag& tag, const QUVENEnvHandle& 
 
 QUVENScanType QUVENKernelData::getScanKind(const QUVENEnvHandle& env) const {
   switch (getStatus()) {
+    case CountingCallers:
     case InitKernelObject:
     case InputMySamples:
       return hasSparseData() ? QUVENScanType::Lines : QUVENScanType::Slice;
     case InputOtherSamples:
       return hasSparseData() ? QUVENScanType::EverythingSparse : QUVENScanType::Everything;
+    case SelectingCutoff:
+    case DroppingPairs:
     case ReadyForQuery:
       return QUVENScanType::NoPass;
   }
@@ -122,6 +133,8 @@ QUVENScanType QUVENKernelData::getScanKind(const QUVENEnvHandle& env) const {
 int QUVENKernelData::initIteration(const QUVENEnvHandle& env) {
   // A worker without a record is in the pass, too.
   if (getStatus() == InitKernelObject) ivDataStatus = InputMySamples;
+  numCallers = 0;
+  if (usesAllPairs()) selection->beginRound(QUVEN_ENV);
   ivSparseDataPtr = quvenMake<QUVENSparseToDenseData>(QUVEN_ENV);
   return 1;
 }
@@ -132,6 +145,11 @@ void QUVENKernelData::update(const Vector& dataVec, const Vector& targetVec, Sam
                              const QUVENEnvHandle& env) {
   if (trace.sample(sampleTraceLevel, ivKernelVerbosityLvl)) {
     quvenTraceRecord("QUVENKernelData", "ivDataStatus", ivDataStatus, dataVec, targetVec, sampleNumber);
+  }
+  if (getStatus() == CountingCallers) {
+    if (numCallers == 0 || sampleNumber != lastCaller) ++numCallers;
+    lastCaller = sampleNumber;
+    return;
   }
   if (hasSeveralBlocks() && getStatus() == InputMySamples) {
     ++ivSamplesCounter;
@@ -208,12 +226,18 @@ const QUVENKernelFunctionFriends* QUVENKernelData::contactFunction() const {
 const QUVENKernelData::Vector& QUVENKernelData::rowOfMySample(long position, Vector& scratch,
                                                               const QUVENEnvHandle& env) const {
   if (!hasSparseData()) return ivMyInputMatrixPtr->getRow(position);
+  // How many columns a worker has seen depends on its share of the rows.
+  if (usesAllPairs()) {
+    contactsOfMySample(position, scratch, QUVEN_ENV);
+    while (!scratch.isEmpty() && scratch[scratch.getSize()] == 0) scratch.setSize(scratch.getSize() - 1, QUVEN_ENV);
+    return scratch;
+  }
   getSparseRow(ivSamplesOrder[position], scratch, QUVEN_ENV);
   return scratch;
 }
 
 /// The row without what lies behind its last contact: as many places as the longest row has are not gone through for
-/// each sample. Requires contactFunction, to which they say nothing.
+/// each sample. Requires contactFunction, to which they say nothing, or a cutoff from all pairs.
 const QUVENKernelData::Vector& QUVENKernelData::contactsOfMySample(long position, Vector& scratch,
                                                                    const QUVENEnvHandle& env) const {
   const std::span<const double> values = ivSparseInputMatrix.getRow(rowsOfMySamples[position]);
@@ -240,6 +264,15 @@ std::int64_t QUVENKernelData::updateFromKeptRows(QUVENKeptRows& rows, const QUVE
   const std::string reason = getReasonForFile();
   if (!rows.isDecided()) rows.loadTable(reason, QUVEN_ENV);
   if (!rows.isLoaded() || !reason.empty()) return -1;
+  if (getStatus() == CountingCallers) {
+    std::int64_t numRecords = 0;
+    for (std::int64_t row = 0; row < rows.getNumRows(); ++row) {
+      if (!rows.isOwn(row)) continue;
+      ++numCallers;
+      numRecords += rows.getNumRecords(row);
+    }
+    return numRecords;
+  }
   if (getStatus() == InputMySamples) {
     comparison = std::make_unique<QUVENContactComparison>(rows, *contactFunction());
     std::int64_t numRecords = 0;
@@ -255,7 +288,13 @@ std::int64_t QUVENKernelData::updateFromKeptRows(QUVENKeptRows& rows, const QUVE
     ivOtherSamplesOrder.append(rows.getSubscriber(rows.getCaller(row)), QUVEN_ENV);
   }
   ivAllSamplesNum = static_cast<std::int32_t>(ivOtherSamplesOrder.getSize());
-  comparison->collect(ivSparsityThreshold, ivSparseKernelMatrix, QUVEN_ENV);
+  if (usesAllPairs()) {
+    comparison->forEachPair([&](std::int32_t column, std::int32_t row, double value, bool hasCommon) {
+      takePair(column, row, value, hasCommon, env);
+    });
+  } else {
+    comparison->collect(ivSparsityThreshold, ivSparseKernelMatrix, QUVEN_ENV);
+  }
   return rows.getNumRecords();
 }
 
@@ -283,10 +322,14 @@ double QUVENKernelData::valueWith(long position, const Vector& x, SampleNumber s
 
 void QUVENKernelData::compareWithMySample(long position, const Vector& x, SampleNumber sample, std::int32_t row,
                                           const QUVENEnvHandle& env) {
+  if (usesAllPairs() && ivSamplesOrder[position] == sample) return;
   const double value = valueWith(position, x, sample, env);
   const std::int32_t column = ivFirstKernelCol + static_cast<std::int32_t>(position);
   if (!hasSparseKernel()) {
     ivKernelMatrixPtr->getRow(row)[column] = value;
+  } else if (usesAllPairs()) {
+    const bool hasCommon = friendsFunction().hasCommonContact(rowOfMySample(position, scratchRow, env), x);
+    takePair(column, row, value, hasCommon, env);
   } else if (value >= ivSparsityThreshold) {
     setKernelValue(column, row, value, env);
   }
@@ -332,7 +375,12 @@ double QUVENKernelData::getKernelValue(std::int32_t column, std::int32_t row, co
 
 void QUVENKernelData::reportNoValues(const QUVENEnvHandle& env) const {
   const int numRanks = quvenWorkerCount();
-  if (numRanks > 1) {
+  if (usesAllPairs() && numCompared > 0) {
+    report_warning(NothingToCompare, "CutoffAmong",
+                   "QUVENKernelData: " + std::to_string(numCompared) +
+                       " pairs of subscribers were compared, and none of them has a contact in common; CutoffAmong All "
+                       "takes all pairs");
+  } else if (numRanks > 1 && !usesAllPairs()) {
     report_warning(NothingToCompare, "FilterSimilarities",
                    "QUVENKernelData: the callers are split over " + std::to_string(numRanks) +
                        " ranks, and on none of them has a subscriber another caller of the same rank among its "
@@ -414,7 +462,10 @@ void QUVENKernelData::buildSelfKernelValuesHistogram(const QUVENEnvHandle& env) 
 void QUVENKernelData::merge(QUVENSimpleAlgorithmAbstractData* other, const QUVENEnvHandle& env) {
   QUVEN_ASSERT(other != nullptr && other->isA(typeName()));
   auto& kernel = static_cast<QUVENKernelData&>(*other);
-  if (&kernel == this || getStatus() != InputMySamples || !hasSparseKernel()) return;
+  if (&kernel == this) return;
+  if (getStatus() == CountingCallers) numCallers += kernel.numCallers;
+  if (usesAllPairs()) return mergeAllPairs(kernel);
+  if (getStatus() != InputMySamples || !hasSparseKernel()) return;
   auto histogram = quvenMake<QUVENOnlineHistogramData>(QUVEN_ENV);
   histogram->setBins(numBins, QUVEN_ENV);
   histogram->merge(ivKernelHistogramLocations, ivKernelHistogramCounts, kernel.ivKernelHistogramLocations,
@@ -498,6 +549,11 @@ int QUVENKernelData::finishIteration(const QUVENEnvHandle& env) {
     rowsOfMySamples.setSize(0, QUVEN_ENV);
   }
   if (!hasSparseKernel()) return 1;
+  if (usesAllPairs()) {
+    if (getStatus() == InputOtherSamples) addPairsToSelection();
+    if (getStatus() == DroppingPairs && !ivOutputFileName.empty()) writeSparseKernelValues(QUVEN_ENV);
+    return 1;
+  }
   if (getStatus() == InputMySamples && isFirstBlock()) {
     buildSelfKernelValuesHistogram(QUVEN_ENV);
   } else if (getStatus() == InputOtherSamples && !ivOutputFileName.empty() &&
@@ -509,12 +565,25 @@ int QUVENKernelData::finishIteration(const QUVENEnvHandle& env) {
 
 int QUVENKernelData::endDataScan(const QUVENEnvHandle& env) {
   switch (getStatus()) {
+    case CountingCallers:
+      endCountingCallers(QUVEN_ENV);
+      ivDataStatus = InitKernelObject;
+      break;
+    case SelectingCutoff:
+      endRoundOfSelection(QUVEN_ENV);
+      break;
+    case DroppingPairs:
+      if (reportsPairs != 0) reportPairs(getPairCounts(), ivSparsityLevel, ivSparsityThreshold, QUVEN_ENV);
+      ivDataStatus = ReadyForQuery;
+      break;
     case InputMySamples:
-      if (hasSparseKernel() && isFirstBlock()) setCutoff(QUVEN_ENV);
+      if (hasSparseKernel() && isFirstBlock() && !usesAllPairs()) setCutoff(QUVEN_ENV);
       ivDataStatus = ivKernelMode != KernelMode ? ReadyForQuery : InputOtherSamples;
       break;
     case InputOtherSamples:
-      if (!hasSeveralBlocks() || ++ivCurComputeIteration > ivNumberOfComputeIterations) {
+      if (usesAllPairs()) {
+        endRoundOfSelection(QUVEN_ENV);
+      } else if (!hasSeveralBlocks() || ++ivCurComputeIteration > ivNumberOfComputeIterations) {
         ivDataStatus = ReadyForQuery;
       } else {
         ivDataStatus = InputMySamples;

@@ -8,6 +8,7 @@
 
 #include "simple_algorithm/quven_analysis_trace.h"
 #include "simple_algorithm/quven_contact_comparison.h"
+#include "simple_algorithm/quven_cutoff_selection.h"
 #include "simple_algorithm/quven_kernel_function.h"
 #include "simple_algorithm/quven_labeled_matrix.h"
 #include "simple_algorithm/quven_online_histogram_data.h"
@@ -24,14 +25,27 @@ class QUVENKernelFunctionFriends;
 /// Pass 1 loads the samples of each worker's share; a histogram of the values of contacts among them gives the cutoff,
 /// below which the wanted share of values falls. Pass 2 compares every sample with the worker's own and keeps the
 /// values at or above the cutoff. With several blocks of own samples the two passes take turns.
+///
+/// With a cutoff from all pairs pass 1 only loads the samples, and pass 2 keeps the value of every pair of two
+/// subscribers. Three passes without data select the quantile of these values, which is the cutoff, and one more drops
+/// the values below it. A normalizing factor that is the number of callers takes a pass before all others.
 /// Shapes:   columns are own samples, rows are all samples in the order of pass 2, both from 1.
-/// Memory:   16 bytes a kept value; over the file 8 bytes a contact of own samples and about 50 an own sample, over
+/// Memory:   16 bytes a kept value, or a compared pair with a cutoff from all pairs; over the file 8 bytes a contact of
+/// own samples and about 50 an own sample, over
 ///           kept rows those and what QUVENContactComparison takes.
 /// Errors:   the terminating reports 2202 to 2204 for parameters, 3503 when there is no value at all for the
 ///           histogram, 3502 for a pass that does not fit the state.
 class QUVENKernelData : public QUVENObjectOf<QUVENKernelData, QUVENSimpleAlgorithmAbstractData> {
  public:
-  enum Status : std::int32_t { InitKernelObject = 0, InputMySamples = 1, InputOtherSamples = 2, ReadyForQuery = 3 };
+  enum Status : std::int32_t {
+    InitKernelObject = 0,
+    InputMySamples = 1,
+    InputOtherSamples = 2,
+    ReadyForQuery = 3,
+    CountingCallers = 4,  ///< before InitKernelObject
+    SelectingCutoff = 5,  ///< with the next between InputOtherSamples and ReadyForQuery
+    DroppingPairs = 6
+  };
   enum Mode : std::int32_t { KernelMode = 0, BufferMode = 1 };
   using Vector = QUVENXaRay<double>;
   using SampleNumbers = QUVENXaRay<SampleNumber>;
@@ -51,8 +65,25 @@ class QUVENKernelData : public QUVENObjectOf<QUVENKernelData, QUVENSimpleAlgorit
 
   Status getStatus() const { return static_cast<Status>(ivDataStatus); }
   double getSparsityThreshold() const { return ivSparsityThreshold; }
-  /// Whether the first pass has ended, which sets the cutoff.
-  bool hasCutoff() const { return getStatus() >= InputOtherSamples && ivIsSparseKernel != 0; }
+  /// Whether the cutoff is known: after the first pass or, from all pairs, when it is selected.
+  bool hasCutoff() const;
+  bool usesAllPairs() const { return cutoffFromAllPairs != 0; }
+  /// What is known of the compared pairs at the end of a kernel with a cutoff from all pairs.
+  struct PairCounts {
+    std::uint64_t compared = 0;
+    std::uint64_t withCommon = 0;  ///< have a contact in common
+    std::uint64_t numValues = 0;   ///< that the level is a share of
+    std::uint64_t numBelow = 0;    ///< of these, below the cutoff
+    std::uint64_t kept = 0;
+    std::uint64_t keptWithoutCommon = 0;
+    double normalizingFactor = 0;
+  };
+  PairCounts getPairCounts() const;
+  /// The log line of a cutoff from all pairs, and the warning 5012 when it is in the noise.
+  static void reportPairs(const PairCounts& counts, double level, double cutoff, const QUVENEnvHandle& env);
+  /// Takes another level than that of the parameters, with a cutoff from all pairs, and leaves the report of the pairs
+  /// to the caller. Called between open and the first pass.
+  void keepFrom(double level, const QUVENEnvHandle& env);
   const std::string& getOutputFileName() const { return ivOutputFileName; }
   const SampleNumbers& getKernelColSampleNumbers() const { return ivKernelColSampleNumber; }
   const SampleNumbers& getOtherSamplesOrder() const { return ivOtherSamplesOrder; }
@@ -69,11 +100,15 @@ class QUVENKernelData : public QUVENObjectOf<QUVENKernelData, QUVENSimpleAlgorit
   int endDataScan(const QUVENEnvHandle& env) override;
   int initIteration(const QUVENEnvHandle& env) override;
   int finishIteration(const QUVENEnvHandle& env) override;
+  /// The rounds in which the cutoff is selected, and the one that drops pairs.
+  int updateWithoutDataScan(const QUVENEnvHandle& env) override;
   bool isFinished() const override { return getStatus() == ReadyForQuery; }
   void merge(QUVENSimpleAlgorithmAbstractData* other, const QUVENEnvHandle& env) override;
   void print(std::ostream& out) const override;
   /// The keys of the kernel function, as leaves of the tag, and the cutoff once it is known.
   void writeResultsToTag(QUVENXMLTag& tag, const QUVENEnvHandle& env) const override;
+  /// The keys of the kernel function alone.
+  void writeFunctionToTag(QUVENXMLTag& tag, const QUVENEnvHandle& env) const;
   QUVENScanType getScanKind(const QUVENEnvHandle& env) const override;
   int needsMerge() const override { return 1; }
 
@@ -114,6 +149,18 @@ class QUVENKernelData : public QUVENObjectOf<QUVENKernelData, QUVENSimpleAlgorit
   void addRandomPairsToHistogram(QUVENOnlineHistogramData& histogram, const QUVENEnvHandle& env);
   void setCutoff(const QUVENEnvHandle& env);
   void warnOfNoise(const QUVENEnvHandle& env) const;
+
+  // The cutoff from all pairs.
+  /// The whole object travels before the first pass alone.
+  bool travelsWhole() const { return ivDataStatus == InitKernelObject || ivDataStatus == CountingCallers; }
+  const QUVENKernelFunctionFriends& friendsFunction() const;
+  void takePair(std::int32_t column, std::int32_t row, double value, bool hasCommon, const QUVENEnvHandle& env);
+  void beginSelection(const QUVENEnvHandle& env);
+  void addPairsToSelection();
+  void dropPairs(const QUVENEnvHandle& env);
+  void mergeAllPairs(const QUVENKernelData& other);
+  void endRoundOfSelection(const QUVENEnvHandle& env);
+  void endCountingCallers(const QUVENEnvHandle& env);
   [[noreturn]] void reportNoValues(const QUVENEnvHandle& env) const;
 
   // In every stream.
@@ -132,18 +179,29 @@ class QUVENKernelData : public QUVENObjectOf<QUVENKernelData, QUVENSimpleAlgorit
   QUVEN_MEMBER(ivNumberOfComputeIterations, std::int32_t) = 1;
   QUVEN_MEMBER(ivCurComputeIteration, std::int32_t) = 1;
   // Before the first pass. What is learned in a pass stays with its worker.
-  QUVEN_MEMBER_IF(ivDataStatus == InitKernelObject, ivSamplesNum, std::int32_t) = 0;
-  QUVEN_MEMBER_IF(ivDataStatus == InitKernelObject, ivAllSamplesNum, std::int32_t) = 0;
-  QUVEN_MEMBER_IF(ivDataStatus == InitKernelObject, ivFirstKernelCol, std::int32_t) = 0;
-  QUVEN_MEMBER_IF(ivDataStatus == InitKernelObject, ivKernelFunctionPtr, QUVENOwnPtr<QUVENKernelFunction>);
-  QUVEN_MEMBER_IF(ivDataStatus == InitKernelObject, ivSamplesOrder, SampleNumbers);
-  QUVEN_MEMBER_IF(ivDataStatus == InitKernelObject, ivOtherSamplesOrder, SampleNumbers);
-  QUVEN_MEMBER_IF(ivDataStatus == InitKernelObject, ivMyInputMatrixPtr, QUVENOwnPtr<QUVENLabeledMatrix>);
-  QUVEN_MEMBER_IF(ivDataStatus == InitKernelObject, ivMyTargetMatrixPtr, QUVENOwnPtr<QUVENLabeledMatrix>);
-  QUVEN_MEMBER_IF(ivDataStatus == InitKernelObject, ivOtherTargetMatrixPtr, QUVENOwnPtr<QUVENLabeledMatrix>);
-  QUVEN_MEMBER_IF(ivDataStatus == InitKernelObject, ivKernelMatrixPtr, QUVENOwnPtr<QUVENLabeledMatrix>);
-  QUVEN_MEMBER_IF(ivDataStatus == InitKernelObject, ivSamplesCounter, std::int32_t) = 0;
+  QUVEN_MEMBER_IF(travelsWhole(), ivSamplesNum, std::int32_t) = 0;
+  QUVEN_MEMBER_IF(travelsWhole(), ivAllSamplesNum, std::int32_t) = 0;
+  QUVEN_MEMBER_IF(travelsWhole(), ivFirstKernelCol, std::int32_t) = 0;
+  QUVEN_MEMBER_IF(travelsWhole(), ivKernelFunctionPtr, QUVENOwnPtr<QUVENKernelFunction>);
+  QUVEN_MEMBER_IF(travelsWhole(), ivSamplesOrder, SampleNumbers);
+  QUVEN_MEMBER_IF(travelsWhole(), ivOtherSamplesOrder, SampleNumbers);
+  QUVEN_MEMBER_IF(travelsWhole(), ivMyInputMatrixPtr, QUVENOwnPtr<QUVENLabeledMatrix>);
+  QUVEN_MEMBER_IF(travelsWhole(), ivMyTargetMatrixPtr, QUVENOwnPtr<QUVENLabeledMatrix>);
+  QUVEN_MEMBER_IF(travelsWhole(), ivOtherTargetMatrixPtr, QUVENOwnPtr<QUVENLabeledMatrix>);
+  QUVEN_MEMBER_IF(travelsWhole(), ivKernelMatrixPtr, QUVENOwnPtr<QUVENLabeledMatrix>);
+  QUVEN_MEMBER_IF(travelsWhole(), ivSamplesCounter, std::int32_t) = 0;
 
+  QUVEN_MEMBER_IF(ivDataStatus == CountingCallers, numCallers, std::uint64_t) = 0;
+  // With a cutoff from all pairs.
+  QUVEN_MEMBER_IF(usesAllPairs(), cutoffFromAllPairs, std::int32_t) = 0;
+  QUVEN_MEMBER_IF(usesAllPairs(), cutoffAmongCommon, std::int32_t) = 0;  // else among all pairs
+  QUVEN_MEMBER_IF(usesAllPairs(), selection, QUVENOwnPtr<QUVENCutoffSelection>);
+  QUVEN_MEMBER_IF(usesAllPairs(), numCompared, std::uint64_t) = 0;
+  QUVEN_MEMBER_IF(usesAllPairs(), numWithCommon, std::uint64_t) = 0;
+  QUVEN_MEMBER_IF(usesAllPairs(), numKept, std::uint64_t) = 0;
+  QUVEN_MEMBER_IF(usesAllPairs(), numKeptWithoutCommon, std::uint64_t) = 0;
+
+  QUVEN_STATE(reportsPairs, std::int32_t) = 1;
   QUVEN_STATE(ivColumnNum, double) = 0;
   QUVEN_STATE(ivSparseInputMatrix, QUVENSparseRows);
   QUVEN_STATE(ivSparseKernelMatrix, QUVENSimilarityStore);
@@ -157,6 +215,7 @@ class QUVENKernelData : public QUVENObjectOf<QUVENKernelData, QUVENSimpleAlgorit
   QUVEN_STATE(contacts, Vector);  // of a row, without filler
   QUVEN_STATE(scratchRow, Vector);
   QUVEN_STATE(candidates, QUVENXaRay<std::int32_t>);
+  QUVEN_STATE(lastCaller, SampleNumber) = 0;  // while callers are counted
 
   QUVEN_STATE(trace, QUVENAnalysisTrace){"TraceKernel"};
 

@@ -61,37 +61,44 @@ double QUVENKernelFunctionFriends::computeFromCounts(std::size_t common, std::si
   return informationOf(ivNormalizingFactor - m11 - m01 - m10, m01, m10, m11);
 }
 
+QUVENKernelFunctionFriends::Walk QUVENKernelFunctionFriends::walk(const Vector& x, const Vector& y) const {
+  Walk counts;
+  const double* atX = x.begin();
+  const double* atY = y.begin();
+  const auto skipEmpty = [this](const double*& at, const double* end) {
+    while (at != end && *at == ivEmptyMarker) ++at;
+  };
+  for (;;) {
+    skipEmpty(atX, x.end());
+    skipEmpty(atY, y.end());
+    if (atX == x.end() || atY == y.end()) return counts;
+    if (*atX == *atY) {
+      ++counts.m11;
+      ++atX;
+      ++atY;
+    } else if (*atY > *atX) {
+      ++counts.m10;
+      ++atX;
+    } else {
+      ++counts.m01;
+      ++atY;
+    }
+  }
+}
+
+bool QUVENKernelFunctionFriends::hasCommonContact(const Vector& x, const Vector& y) const { return walk(x, y).m11 > 0; }
+
 double QUVENKernelFunctionFriends::ComputeKernel(const Vector& x, const Vector& y, SampleNumber, SampleNumber) const {
+  if (hasIndicesData()) {
+    const Walk counts = walk(x, y);
+    const double rest = ivNormalizingFactor - static_cast<double>(counts.m11) - static_cast<double>(counts.m01);
+    return informationOf(rest - static_cast<double>(counts.m10), static_cast<double>(counts.m01),
+                         static_cast<double>(counts.m10), static_cast<double>(counts.m11));
+  }
   long m00 = 0;
   long m01 = 0;
   long m10 = 0;
   long m11 = 0;
-  if (hasIndicesData()) {
-    const double* atX = x.begin();
-    const double* atY = y.begin();
-    const auto skipEmpty = [this](const double*& at, const double* end) {
-      while (at != end && *at == ivEmptyMarker) ++at;
-    };
-    for (;;) {
-      skipEmpty(atX, x.end());
-      skipEmpty(atY, y.end());
-      if (atX == x.end() || atY == y.end()) break;
-      if (*atX == *atY) {
-        ++m11;
-        ++atX;
-        ++atY;
-      } else if (*atY > *atX) {
-        ++m10;
-        ++atX;
-      } else {
-        ++m01;
-        ++atY;
-      }
-    }
-    const double rest = ivNormalizingFactor - static_cast<double>(m11) - static_cast<double>(m01);
-    return informationOf(rest - static_cast<double>(m10), static_cast<double>(m01), static_cast<double>(m10),
-                         static_cast<double>(m11));
-  }
   for (long i = 1; i <= x.getSize(); ++i) {
     if (x[i] == ivEmptyMarker || y[i] == ivEmptyMarker) continue;
     if (x[i] > 0) {

@@ -32,11 +32,22 @@ class QUVENKernelFunctionFriends : public QUVENObjectOf<QUVENKernelFunctionFrien
   /// The same from the outcome of the walk: the common contacts, and those of each list that it has passed.
   double computeFromCounts(std::size_t common, std::size_t stepsX, std::size_t stepsY) const;
 
+  /// Whether two lists of contacts have one in common that the walk of ComputeKernel meets. Requires: indices data.
+  bool hasCommonContact(const Vector& x, const Vector& y) const;
+
   double getNormalizingFactor() const { return ivNormalizingFactor; }
+  void setNormalizingFactor(double population) { ivNormalizingFactor = population; }
   double getEmptyMarker() const { return ivEmptyMarker; }
   bool hasIndicesData() const { return ivIsIndicesData != 0; }
 
  private:
+  /// The contacts that two lists have in common and those that only one has, as far as the walk goes.
+  struct Walk {
+    long m11 = 0;
+    long m10 = 0;
+    long m01 = 0;
+  };
+  Walk walk(const Vector& x, const Vector& y) const;
   /// The information of the four cells of two binary variables.
   double informationOf(double m00, double m01, double m10, double m11) const;
 

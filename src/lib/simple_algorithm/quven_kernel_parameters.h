@@ -1,9 +1,14 @@
 #ifndef QUVEN_KERNEL_PARAMETERS_H
 #define QUVEN_KERNEL_PARAMETERS_H
 
+#include <limits>
+
 #include "control/quven_XML_tag.h"
 #include "simple_algorithm/quven_kernel_function.h"
 #include "simple_algorithm/quven_parameters.h"
+
+/// The normalizing factor for which a parameter file has "Callers".
+inline constexpr double quvenCountedCallers = std::numeric_limits<double>::lowest();
 
 /// The parameters of a kernel analysis.
 struct QUVENKernelParameters {
@@ -14,7 +19,9 @@ struct QUVENKernelParameters {
   double sparseData = 1;  ///< not 0: the data are sparse
   std::int32_t isSparseKernel = 1;
   double sparsityLevel = 0;
-  QUVENKernelSettings function;
+  std::string cutoffFrom = "Workers";  ///< or "AllPairs"
+  std::string cutoffAmong = "All";     ///< or "Common"
+  QUVENKernelSettings function;        ///< with quvenCountedCallers the population is the number of callers
 };
 
 /// The parameters of a kernel: below "KernelParams" or, without that tag, beside the others.

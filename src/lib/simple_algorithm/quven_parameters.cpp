@@ -28,8 +28,12 @@ T readNumber(const std::string& text) {
   return number;
 }
 
+bool isWord(const QUVENParameter& row, const std::string& text) { return row.word != nullptr && text == row.word; }
+
 /// Whether the text is one of the type; prints nothing.
-bool isOfType(QUVENParameterType type, const std::string& text) {
+bool isOfType(const QUVENParameter& row, const std::string& text) {
+  const QUVENParameterType type = row.target.type;
+  if (isWord(row, text)) return true;
   if (type == QUVENParameterType::Text) return true;
   char* end = nullptr;
   if (type == QUVENParameterType::Integer) {
@@ -42,12 +46,15 @@ bool isOfType(QUVENParameterType type, const std::string& text) {
 }
 
 /// The same with the line that the library prints for a text of another type.
-bool testType(QUVENParameterType type, const std::string& text) {
-  if (type == QUVENParameterType::Text) return true;
+bool testType(const QUVENParameter& row, const std::string& text) {
+  const QUVENParameterType type = row.target.type;
+  if (type == QUVENParameterType::Text || isWord(row, text)) return true;
   return TestInputStringType(text, type == QUVENParameterType::Integer ? "int" : "double");
 }
 
-Value valueOf(QUVENParameterType type, const std::string& text) {
+Value valueOf(const QUVENParameter& row, const std::string& text) {
+  const QUVENParameterType type = row.target.type;
+  if (isWord(row, text)) return {text, 0, row.wordValue};
   Value value{text};
   if (type == QUVENParameterType::Integer) {
     value.integer = readNumber<std::int32_t>(text);
@@ -106,8 +113,8 @@ const QUVENXMLTag& quvenSectionTag(const QUVENXMLTag& tag, const QUVENParameterS
 }
 
 std::string quvenValueInUse(const QUVENParameter& row, const std::string& text) {
-  if (row.target.type == QUVENParameterType::Text) return text;
-  const Value value = valueOf(row.target.type, text);
+  if (row.target.type == QUVENParameterType::Text || isWord(row, text)) return text;
+  const Value value = valueOf(row, text);
   if (row.target.type == QUVENParameterType::Integer) return std::to_string(value.integer);
   char* end = nullptr;
   if (!text.empty() && std::strtod(text.c_str(), &end) == value.number && *end == '\0') return text;
@@ -133,10 +140,10 @@ std::vector<QUVENParameterFault> quvenFindParameterFaults(const QUVENXMLTag& tag
       };
       const bool isGiven = ownTag.hasTag(row.key, QUVEN_ENV);
       const std::string text = isGiven ? ownTag.getTag(row.key, QUVEN_ENV).getValue() : row.defaultValue;
-      const Value value = valueOf(row.target.type, text);
+      const Value value = valueOf(row, text);
       if (!isGiven && row.isRequired) {
         add(row.errorCode, "the parameter is missing");
-      } else if (isGiven && (!isOfType(row.target.type, text) || !passes(row.isLegal, row.isLegalText, value))) {
+      } else if (isGiven && (!isOfType(row, text) || !passes(row.isLegal, row.isLegalText, value))) {
         add(row.errorCode, "the value \"" + text + "\" is illegal");
       } else if (!passes(row.isSupported, row.isSupportedText, value)) {
         add(row.unsupportedCode, std::string(isGiven ? "the value \"" : "the default \"") + text + "\" is illegal");
@@ -175,8 +182,8 @@ void QUVENParameterReader::readRow(const QUVENXMLTag& ownTag, const QUVENParamet
   require(isGiven || !row.isRequired, row.errorCode, row.errorText, QUVEN_ENV);
   if (!isGiven) say(row.defaultNote);
   const std::string text = isGiven ? ownTag.getTag(row.key, QUVEN_ENV).getValue() : row.defaultValue;
-  const bool hasType = !isGiven || testType(row.target.type, text);
-  const Value value = valueOf(row.target.type, text);
+  const bool hasType = !isGiven || testType(row, text);
+  const Value value = valueOf(row, text);
   require(!isGiven || (hasType && passes(row.isLegal, row.isLegalText, value)), row.errorCode, row.errorText,
           QUVEN_ENV);
   require(passes(row.isSupported, row.isSupportedText, value), row.unsupportedCode, row.unsupportedText, QUVEN_ENV);

@@ -73,6 +73,9 @@ struct QUVENParameter {
   std::vector<std::string> (*outputNames)(const std::string& value, int numWorkers) = nullptr;
   bool isReplaced = true;      ///< Output: a file gets its name when it is complete; else it is written in place
   bool isFoundInText = false;  ///< the value is taken from the text of the parameter file
+  bool isOptional = false;     ///< the results of a run list it when it is given
+  const char* word = nullptr;  ///< a word in place of a number
+  double wordValue = 0;        ///< what it is stored as
 
   const char* meaning;            ///< one line for the help
   const char* legalValues = "";   ///< what the checks accept, in words

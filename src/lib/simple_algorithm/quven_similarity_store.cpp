@@ -1,12 +1,11 @@
 #include "simple_algorithm/quven_similarity_store.h"
 
 #include <algorithm>
-#include <tuple>
 
 namespace {
 
 bool isBefore(const QUVENSimilarityStore::Cell& a, const QUVENSimilarityStore::Cell& b) {
-  return std::tie(a.column, a.row) < std::tie(b.column, b.row);
+  return a.column != b.column ? a.column < b.column : a.row < b.row;
 }
 
 }  // namespace
@@ -53,8 +52,10 @@ std::span<const QUVENSimilarityStore::Cell> QUVENSimilarityStore::getCells(const
 
 const double* QUVENSimilarityStore::find(std::int32_t column, std::int32_t row, const QUVENEnvHandle& env) const {
   const std::span<const Cell> ordered = getCells(QUVEN_ENV);
-  const auto found = std::lower_bound(ordered.begin(), ordered.end(), Cell{column, row, 0}, isBefore);
-  const bool isThere = found != ordered.end() && found->column == column && found->row == row;
+  const auto found = std::lower_bound(ordered.begin(), ordered.end(),
+                                      Cell{column, static_cast<std::uint32_t>(row) & 0x7fffffffU, 0, 0}, isBefore);
+  const bool isThere =
+      found != ordered.end() && found->column == column && static_cast<std::int32_t>(found->row) == row;
   return isThere ? &found->value : nullptr;
 }
 

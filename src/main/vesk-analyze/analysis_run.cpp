@@ -60,6 +60,7 @@ void AnalysisRun::open(const QUVENEnvHandle& env) {
              .resultsJson = options.resultsJsonFile,
              .timings = options.timingsFile,
              .inputs = parameterFile.inputFiles(QUVEN_ENV)};
+    changeOutputs(files.outputs, QUVEN_ENV);
     files.addInputs(dataset.files());
     files.checkWritable(options.kind->outputError, QUVEN_ENV);
     if (files.outputs.empty()) parameterFile.warnOfNoOutput();

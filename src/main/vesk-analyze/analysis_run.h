@@ -33,6 +33,10 @@ class AnalysisRun : public Run {
 
  protected:
   const AnalyzeOptions& getOptions() const { return options; }
+  /// Whether this is rank 0.
+  bool isMaster() const { return transport.isMaster(); }
+  /// What the command line changes about the files of the parameters. Called on rank 0, after the model is open.
+  virtual void changeOutputs(std::vector<OutputFile>&, const QUVENEnvHandle&) {}
   /// On rank 0.
   QUVENSimpleAlgorithmAbstractData& getData(const QUVENEnvHandle& env) const { return model->getData(QUVEN_ENV); }
 

@@ -13,6 +13,7 @@
 #include <string_view>
 
 #include "dataset_card_check.h"
+#include "groups_run.h"
 #include "parameter_help.h"
 #include "progress_line.h"
 #include "run_memory.h"
@@ -93,6 +94,19 @@ void addMemory(CLI::App& command, AnalyzeOptions& options) {
       ->type_name("SIZE");
 }
 
+void addLevels(CLI::App& command, AnalyzeOptions& options) {
+  const auto check = [](const std::string& text) {
+    return readLevels(text) ? std::string()
+                            : "\"" + text + "\" is neither auto nor numbers above 0 and below 1 with commas between";
+  };
+  command
+      .add_option("--levels", options.levels,
+                  "Compare these sparsity levels, such as 0.3,0.5,0.7, and write a table of them; with auto, compare "
+                  "0.1 to 0.9 and three more, and go on with the one of the best modularity")
+      ->check(check)
+      ->type_name("LIST");
+}
+
 void addScore(CLI::App& app, AnalyzeOptions& options) {
   CLI::App* command = app.add_subcommand("score", "The prediction of a model for each record of a table");
   command->add_option("MODEL", options.modelFile, "The model, as train has written it")->required();
@@ -141,6 +155,7 @@ CommandLine readCommandLine(int argc, const char* const* argv, AnalyzeOptions& o
     addCommonOptions(*command, options);
     const bool isNetworkAnalysis = kind.modelId != 0;
     if (isNetworkAnalysis) addMemory(*command, options);
+    if (kind.comparesGroups) addLevels(*command, options);
     const auto addSetting = [&options, &kind](const std::string& text) {
       if (readSetting(kind, text, options.settings.emplace_back())) return;
       throw CLI::ValidationError("--set", "\"" + text + "\" is not KEY=VALUE with a parameter of " + kind.command);

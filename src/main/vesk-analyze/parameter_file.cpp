@@ -202,6 +202,7 @@ void ParameterFile::forEachParameter(Action action, const QUVENEnvHandle& env) c
   const QUVENXMLTag& top = parameters(QUVEN_ENV);
   for (const QUVENParameterSection& section : kind.parameters()) {
     for (const QUVENParameter& row : section.rows) {
+      if (row.isOptional && !quvenSectionTag(top, section, QUVEN_ENV).hasTag(row.key, QUVEN_ENV)) continue;
       action(quvenParameterPath(top, section, row, QUVEN_ENV), row, section);
     }
   }
