@@ -2,6 +2,7 @@
 
 #include <gmock/gmock.h>
 
+#include <algorithm>
 #include <filesystem>
 #include <nlohmann/json.hpp>
 #include <sstream>
@@ -57,7 +58,7 @@ TEST_F(ReportRun, MakesAPageOfTheResultsOfTheAnalyses) {
       "<MaxClusterSize>15</MaxClusterSize><KernelParams><KernelType>Friends</KernelType>"
       "<FilterSimilarities>1</FilterSimilarities><isSparseData>1</isSparseData><IsSparseKernel>1</IsSparseKernel>"
       "<SparsityLevel>0.7</SparsityLevel><NormalizingFactor>600</NormalizingFactor></KernelParams></AnalysisParams>\n");
-  runWell("vesk-analyze", {"groups", "groups.xml", "table.bin", "--results-json", "groups.json"});
+  runWell("vesk-analyze", {"groups", "groups.xml", "table.bin", "--levels", "auto", "--results-json", "groups.json"});
   const ProgramRun report =
       run("vesk", {"report", "--groups", "found", "--energy", "energy.csv", "--seeds", "seeds.txt", "--ids", "ids.map",
                    "--run", "groups.json", "--run", "diffusion.json", "-o", "page.html"});
@@ -79,9 +80,11 @@ TEST_F(ReportRun, MakesAPageOfTheResultsOfTheAnalyses) {
   EXPECT_EQ(std::stod(valueOf("page.counts1.csv", "Cutoff")), groups["RunParameters"]["Cutoff"].get<double>());
   EXPECT_THAT(folder.read("page.parameters1.csv"), HasSubstr("KernelParams/NormalizingFactor,600,50000000\n"));
   EXPECT_THAT(folder.read("page.parameters2.csv"), HasSubstr("\nSeed,seeds,\n"));
+  EXPECT_EQ(rowsOf("page.levels.csv"), rowsOf("found_levels.csv"));
+  EXPECT_THAT(page, HasSubstr("The run went on with level "));
   // Leaders are the texts of the map.
   EXPECT_THAT(folder.read("page.largest.csv"), HasSubstr(",+49"));
-  EXPECT_EQ(rowsOf("page.largest.csv"), 20);
+  EXPECT_EQ(rowsOf("page.largest.csv"), std::min(20L, rowsOf("found_1.clusters.csv")));
   const std::filesystem::path html(folder.path("page.html"));
   EXPECT_EQ(std::filesystem::status(html).permissions() & std::filesystem::perms::others_all,
             std::filesystem::perms::none);

@@ -183,6 +183,32 @@ TEST_F(ReportTest, LevelsAndChangesAreFoundByThemselves) {
   EXPECT_EQ(csv("changes"), "event,count\nborn,1\ngone,2\n");
 }
 
+TEST_F(ReportTest, LevelsAreShownWithoutGroups) {
+  useGroups();
+  writeLevels("0.25,1e-17,50,2,5,3,1,12,0.6,0.8,0.1,0.75,0\n0.5,0.01,40,2,4,3,0,10,0.5,0.7,0.5,0.8,0\n");
+  std::filesystem::remove(folder.path("found_1.nodes.csv"));
+  EXPECT_THAT(refusal(), HasSubstr("3 found_1.nodes.csv: cannot open the file"));
+  std::filesystem::remove(folder.path("found_1.clusters.csv"));
+  const std::string text = page();
+  EXPECT_EQ(MarkupCheck(text).getMistake(), "");
+  EXPECT_EQ(MarkupCheck(text).count("svg"), 1);
+  EXPECT_THAT(text, HasSubstr("<h1>Groups</h1>"));
+  EXPECT_THAT(text, Not(HasSubstr("class=\"line chosen\"")));
+  std::filesystem::remove(folder.path("found_levels.csv"));
+  for (const std::string& name : outputs()) std::filesystem::remove(folder.path(name));
+  EXPECT_THAT(refusal(), HasSubstr("3 found_1.clusters.csv: cannot open the file"));
+}
+
+TEST_F(ReportTest, AChosenLevelOfOtherGroupsIsDoubted) {
+  useGroups();
+  writeLevels("0.5,0.01,40,2,5,3,0,10,0.5,0.7,0.5,0.8,1\n");
+  EXPECT_TRUE(makeReport(options).remarks.empty());
+  writeLevels("0.5,0.01,40,3,5,3,0,10,0.5,0.7,0.5,0.8,1\n");
+  EXPECT_THAT(makeReport(options).remarks,
+              ElementsAre("the chosen level of " + folder.path("found_levels.csv") +
+                          " has 3 groups with 5 members, and the run 2 with 5; they may be of different runs"));
+}
+
 TEST_F(ReportTest, ResultsWithoutGroupsOrEnergyAreShown) {
   writeClusters("");
   writeNodes("");

@@ -54,11 +54,11 @@ BestPlaces bestPlaces(const std::vector<QUVENLevelResult>& results) {
 void logLevel(const QUVENLevelResult& result) {
   std::ostringstream line;
   line.imbue(std::locale::classic());
-  line << "Level " << result.level << ": cutoff " << result.cutoff << ", kept pairs " << result.keptPairs
-       << ", groups " << result.groups << ", members " << result.members << ", largest " << result.largest
-       << ", full groups " << result.fullGroups << ", calls inside " << result.callsInside << " ("
-       << result.callsInsideShare << " of all), coverage " << result.coverage << ", modularity " << result.modularity
-       << ", mean density " << result.meanDensity;
+  line << "Level " << result.level << ": cutoff " << result.cutoff << ", kept pairs " << result.keptPairs << ", groups "
+       << result.groups << ", members " << result.members << ", largest " << result.largest << ", full groups "
+       << result.fullGroups << ", calls inside " << result.callsInside << " (" << result.callsInsideShare
+       << " of all), coverage " << result.coverage << ", modularity " << result.modularity << ", mean density "
+       << result.meanDensity;
   report_log(1, line);
 }
 
@@ -98,8 +98,8 @@ void QUVENCGAData::collectComparedPairs(const QUVENEnvHandle& env) {
   long i = 0;
   for (const QUVENSimilarityStore::Cell& cell : cells) {
     const std::uint64_t column = nodeOfColumn[static_cast<std::size_t>(cell.column)];
-    comparedPairs[++i] =
-        (cell.mark != 0 ? commonBit : 0) | column << bitsOfNode | rows.getCaller(static_cast<std::int64_t>(cell.row) - 1);
+    comparedPairs[++i] = (cell.mark != 0 ? commonBit : 0) | column << bitsOfNode |
+                         rows.getCaller(static_cast<std::int64_t>(cell.row) - 1);
     comparedValues[i] = cell.value;
   }
   ivKernelPtr->reset(QUVEN_ENV);

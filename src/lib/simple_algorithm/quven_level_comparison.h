@@ -35,8 +35,8 @@ struct QUVENLevelResult {
   std::uint64_t keptWithoutCommon = 0;  ///< kept pairs without a contact in common
   std::uint64_t groups = 0;
   std::uint64_t members = 0;
-  std::uint64_t largest = 0;     ///< members of the largest group
-  std::uint64_t fullGroups = 0;  ///< groups of the largest legal size
+  std::uint64_t largest = 0;      ///< members of the largest group
+  std::uint64_t fullGroups = 0;   ///< groups of the largest legal size
   std::uint64_t callsInside = 0;  ///< entries of rows that name a member of the caller's group
   double callsInsideShare = 0;    ///< of all entries
   double coverage = 0;            ///< members as a share of the callers
@@ -103,18 +103,18 @@ class QUVENLevelComparison {
   std::vector<Node> neighbours;
   std::vector<double> neighbourValues;  // the higher one of the two orders of the pair
 
-  std::vector<double> values;            // of the pairs, partly in order
-  std::set<std::size_t> orderedPlaces;   // those at which a value is the one of the ascending order
+  std::vector<double> values;           // of the pairs, partly in order
+  std::set<std::size_t> orderedPlaces;  // those at which a value is the one of the ascending order
 
   // Of one level.
-  std::vector<Node> metNodes;               // the nodes of kept pairs in the order in which they are met
-  std::vector<std::uint32_t> numberOf;      // by node: its place in this order
-  std::vector<std::size_t> firstKept;       // by node: where its neighbours at this level begin; one more than nodes
+  std::vector<Node> metNodes;           // the nodes of kept pairs in the order in which they are met
+  std::vector<std::uint32_t> numberOf;  // by node: its place in this order
+  std::vector<std::size_t> firstKept;   // by node: where its neighbours at this level begin; one more than nodes
   std::vector<Node> keptNeighbours;
-  std::vector<std::uint8_t> isTaken;        // by node: a cluster or the queue of the open one has it
-  std::vector<std::int32_t> counts;         // of the contacts of a row, by cluster; 0 between rows
-  std::vector<std::int32_t> touched;        // those that are not 0
-  std::vector<std::int64_t> lastRowOf;      // by node: the row that named it last
+  std::vector<std::uint8_t> isTaken;    // by node: a cluster or the queue of the open one has it
+  std::vector<std::int32_t> counts;     // of the contacts of a row, by cluster; 0 between rows
+  std::vector<std::int32_t> touched;    // those that are not 0
+  std::vector<std::int64_t> lastRowOf;  // by node: the row that named it last
 };
 
 /// The table of the levels as CSV: a head line and a line a level, of which Chosen is 1 for the place of the one that

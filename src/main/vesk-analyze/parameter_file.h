@@ -63,7 +63,8 @@ class ParameterFile {
   void warnOfUnknown(const QUVENEnvHandle& env);
   void doubt(std::string_view key, std::string_view text);
   const QUVENXMLTag& parameters(const QUVENEnvHandle& env) const;
-  /// Calls action(path, row, section) for each parameter but optional ones that are not given; the path is that below "Parameters".
+  /// Calls action(path, row, section) for each parameter but optional ones that are not given; the path is that below
+  /// "Parameters".
   template <class Action>
   void forEachParameter(Action action, const QUVENEnvHandle& env) const;
   /// Calls action(row, value) for each parameter that is given and names a file of this kind.

@@ -19,7 +19,7 @@ struct LevelRow {
   std::uint64_t fullGroups = 0;
   double callsInside = 0;
   double callsInsideShare = 0;
-  double coverage = 0;  ///< share of the subscribers who are in a group
+  double coverage = 0;  ///< members as a share of the callers
   double modularity = 0;
   double meanDensity = 0;
   bool isChosen = false;  ///< the level that the run went on with

@@ -46,6 +46,29 @@ void compareWithRun(const ReportOptions& options, const RunFacts& run, ReportFac
   }
 }
 
+/// The level that the run went on with has the groups of the other files.
+void compareWithLevels(const ReportOptions& options, ReportFacts& facts) {
+  const auto chosen = std::ranges::find_if(facts.levels, &LevelRow::isChosen);
+  if (chosen == facts.levels.end() || !facts.groups) return;
+  if (chosen->groups == facts.groups->groups.size() && chosen->members == facts.groups->members.size()) return;
+  facts.remarks.push_back("the chosen level of " + levelsFileOf(options.groups) + " has " +
+                          std::to_string(chosen->groups) + " groups with " + std::to_string(chosen->members) +
+                          " members, and the run " + std::to_string(facts.groups->groups.size()) + " with " +
+                          std::to_string(facts.groups->members.size()) + "; they may be of different runs");
+}
+
+void readGroupFiles(const ReportOptions& options, ReportFacts& facts) {
+  const std::string levels = levelsFileOf(options.groups);
+  const std::string changes = changesFileOf(options.groups);
+  if (std::filesystem::exists(levels)) facts.levels = readLevels(levels);
+  // A run that only compares levels writes no groups.
+  const bool hasGroups =
+      std::filesystem::exists(clustersFileOf(options.groups)) || std::filesystem::exists(nodesFileOf(options.groups));
+  if (hasGroups || facts.levels.empty()) facts.groups = readFoundGroups(options.groups);
+  if (std::filesystem::exists(changes)) facts.changes = countChanges(changes);
+  compareWithLevels(options, facts);
+}
+
 ReportFacts readFacts(const ReportOptions& options, IdMap* map) {
   ReportFacts facts;
   for (const std::string& file : options.runs) {
@@ -56,13 +79,7 @@ ReportFacts readFacts(const ReportOptions& options, IdMap* map) {
                            file + " is a second run of " + facts.runs[i].analysis + ", beside " + facts.runs[i].file);
     }
   }
-  if (!options.groups.empty()) {
-    facts.groups = readFoundGroups(options.groups);
-    const std::string levels = levelsFileOf(options.groups);
-    const std::string changes = changesFileOf(options.groups);
-    if (std::filesystem::exists(levels)) facts.levels = readLevels(levels);
-    if (std::filesystem::exists(changes)) facts.changes = countChanges(changes);
-  }
+  if (!options.groups.empty()) readGroupFiles(options, facts);
   for (const RunFacts& run : facts.runs) compareWithRun(options, run, facts);
   if (!options.energy.empty()) {
     std::unordered_set<std::uint64_t> seeds;

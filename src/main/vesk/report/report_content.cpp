@@ -249,7 +249,7 @@ void addLevelSection(const std::vector<LevelRow>& levels, ReportContent& content
   ReportSection section;
   section.heading = "Sparsity levels";
   section.paragraphs = {
-      "The groups that each level gives. Coverage is the share of the subscribers who are in a group; the modularity "
+      "The groups that each level gives. Coverage is the number of members as a share of the callers; the modularity "
       "compares the calls inside groups with those of a network without groups."};
   if (levels.size() >= 2) section.charts.push_back(drawLevels(levels));
   ReportTable table{"levels",
@@ -290,9 +290,8 @@ void addChangeSection(const std::map<std::string, std::uint64_t>& changes, Repor
 }
 
 std::string titleOf(const ReportFacts& facts) {
-  const std::string what = facts.groups && facts.energy ? "Groups and diffusion"
-                           : facts.groups               ? "Groups"
-                                                        : "Diffusion";
+  const bool hasGroups = facts.groups || !facts.levels.empty();
+  const std::string what = hasGroups && facts.energy ? "Groups and diffusion" : hasGroups ? "Groups" : "Diffusion";
   return facts.runs.empty() ? what : what + " of " + facts.runs.front().dataset;
 }
 
