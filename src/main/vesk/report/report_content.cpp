@@ -255,7 +255,7 @@ void addLevelSection(const std::vector<LevelRow>& levels, ReportContent& content
   ReportTable table{"levels",
                     "Groups at each level",
                     {{"level", "level"},
-                     {"chosen", "", false},
+                     {"chosen", "chosen", false},
                      {"modularity", "modularity"},
                      {"coverage", "coverage"},
                      {"groups", "groups"},
