@@ -324,6 +324,23 @@ TEST_P(GroupsRun, InTheOrderOfNumbersTheGroupsOfAValuesFileAreThoseOfOneWorker) 
   });
 }
 
+TEST_P(GroupsRun, InTheOrderOfNumbersTheFilesAreThoseOfTheLiteralAnalysis) {
+  forEachSeed([&](Choices& choices, std::uint64_t) {
+    const std::vector<Line> lines = ascending(randomNetwork(choices, Network::InOrder));
+    GroupParameters parameters = randomParameters(choices);
+    const GroupResult merged = runGroups(lines, parameters, workers);
+    parameters.connectsByNumbers = true;
+    const GroupResult expected = runGroups(lines, parameters, workers);
+    Analysis analysis(lines);
+    const ProgramRun run = analysis.groups(parameters, workers);
+    if (expected.failed) return expectNoCutoff(run);
+    expectFiles(run, analysis, expected);
+    if (workers > 1) return;
+    EXPECT_EQ(analysis.clustersCsv(), merged.clustersCsv);
+    EXPECT_EQ(analysis.nodesCsv(), merged.nodesCsv);
+  });
+}
+
 /// A row of the table of levels by the definitions, from the literal analysis at the level.
 struct LiteralLevel {
   double cutoff = 0;

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <charconv>
 #include <cmath>
+#include <functional>
 #include <limits>
 #include <numeric>
 #include <ostream>
@@ -32,8 +33,11 @@ QUVENLevelComparison::QUVENLevelComparison(const QUVENKeptRows& keptRows, std::v
     std::sort(rowsByCaller.begin(), rowsByCaller.end(), isBefore);
   }
   degrees.resize(static_cast<std::size_t>(rows.getNumNodes()) + 1);
+  mayRepeat.resize(rowsByCaller.size());
   for (std::int64_t row = 0; row < rows.getNumRows(); ++row) {
     const auto contacts = rows.getContacts(row);
+    mayRepeat[static_cast<std::size_t>(row)] =
+        std::adjacent_find(contacts.begin(), contacts.end(), std::greater_equal<>()) != contacts.end();
     numEntries += contacts.size();
     degrees[rows.getCaller(row)] += contacts.size();
     for (const Node contact : contacts) ++degrees[contact];
@@ -42,14 +46,15 @@ QUVENLevelComparison::QUVENLevelComparison(const QUVENKeptRows& keptRows, std::v
   for (const QUVENComparedPair& pair : pairs) {
     if (!std::isnan(pair.value)) values.push_back(pair.value);
   }
-  lastRowOf.assign(degrees.size(), -1);
+  numberOf.resize(degrees.size());
+  isTaken.resize(degrees.size());
   joinNeighbours();
 }
 
 /// Makes of the pairs, which are in the order of their columns, the neighbours of each node.
 void QUVENLevelComparison::joinNeighbours() {
   const std::size_t numPlaces = degrees.size() + 1;
-  std::vector<std::size_t> byColumn(numPlaces);
+  std::vector<std::size_t> byColumn(numPlaces);  // where the pairs of a column begin
   std::vector<std::size_t> byRow(numPlaces);
   for (const QUVENComparedPair& pair : pairs) {
     ++byColumn[pair.column + 1];
@@ -58,9 +63,13 @@ void QUVENLevelComparison::joinNeighbours() {
   std::partial_sum(byColumn.begin(), byColumn.end(), byColumn.begin());
   std::partial_sum(byRow.begin(), byRow.end(), byRow.begin());
   // The pairs in the order of their rows; of a row by ascending column.
-  std::vector<std::uint32_t> placesByRow(pairs.size());
+  struct Neighbour {
+    double value;
+    Node node;
+  };
+  std::vector<Neighbour> ofRows(pairs.size());
   std::vector<std::size_t> next(byRow.begin(), byRow.end() - 1);
-  for (std::size_t i = 0; i < pairs.size(); ++i) placesByRow[next[pairs[i].row]++] = static_cast<std::uint32_t>(i);
+  for (const QUVENComparedPair& pair : pairs) ofRows[next[pair.row]++] = {pair.value, pair.column};
 
   firstNeighbours.reserve(numPlaces);
   neighbours.reserve(2 * pairs.size());
@@ -71,19 +80,17 @@ void QUVENLevelComparison::joinNeighbours() {
     std::size_t j = byRow[node];
     while (i < byColumn[node + 1] || j < byRow[node + 1]) {
       constexpr Node none = ~Node{0};
-      const Node ofColumn = i < byColumn[node + 1] ? pairs[i].row : none;
-      const Node ofRow = j < byRow[node + 1] ? pairs[placesByRow[j]].column : none;
-      const Node neighbour = std::min(ofColumn, ofRow);
+      const Node inColumn = i < byColumn[node + 1] ? pairs[i].row : none;
+      const Node inRow = j < byRow[node + 1] ? ofRows[j].node : none;
+      const Node neighbour = std::min(inColumn, inRow);
       double value = -std::numeric_limits<double>::infinity();
-      if (ofColumn == neighbour) value = std::fmax(value, pairs[i++].value);
-      if (ofRow == neighbour) value = std::fmax(value, pairs[placesByRow[j++]].value);
+      if (inColumn == neighbour) value = std::fmax(value, pairs[i++].value);
+      if (inRow == neighbour) value = std::fmax(value, ofRows[j++].value);
       neighbours.push_back(neighbour);
       neighbourValues.push_back(value);
     }
   }
   firstNeighbours.push_back(neighbours.size());
-  numberOf.resize(degrees.size());
-  isTaken.resize(degrees.size());
 }
 
 /// The value at the place of the level in the ascending order of all values.
@@ -252,8 +259,8 @@ void QUVENLevelComparison::dropIllegalSizes(Clusters& clusters) const {
 
 void QUVENLevelComparison::judge(const Clusters& clusters, QUVENLevelResult& result) {
   std::uint64_t ownCalls = 0;  // of subscribers without a group to themselves
-  std::vector<std::uint32_t> pairsInside(clusters.sizes.size());
-  std::fill(lastRowOf.begin(), lastRowOf.end(), -1);
+  std::vector<std::uint64_t> pairsInside(clusters.sizes.size());
+  std::vector<Node> inside;  // the contacts of a row in the group of its caller
   for (std::int64_t row = 0; row < rows.getNumRows(); ++row) {
     const Node caller = rows.getCaller(row);
     const std::int32_t cluster = clusters.clusterOf[caller];
@@ -262,13 +269,20 @@ void QUVENLevelComparison::judge(const Clusters& clusters, QUVENLevelResult& res
       ownCalls += static_cast<std::uint64_t>(std::count(contacts.begin(), contacts.end(), caller));
       continue;
     }
+    inside.resize(contacts.size() + 1);
+    std::size_t numInside = 0;
     for (const Node contact : contacts) {
-      if (clusters.clusterOf[contact] != cluster) continue;
-      ++result.callsInside;
-      if (contact == caller || lastRowOf[contact] == row) continue;
-      lastRowOf[contact] = row;
-      ++pairsInside[static_cast<std::size_t>(cluster)];
+      inside[numInside] = contact;
+      numInside += static_cast<std::size_t>(clusters.clusterOf[contact] == cluster);
     }
+    result.callsInside += numInside;
+    inside.resize(numInside);
+    if (mayRepeat[static_cast<std::size_t>(row)]) {
+      std::sort(inside.begin(), inside.end());
+      inside.erase(std::unique(inside.begin(), inside.end()), inside.end());
+    }
+    const auto ownEntries = std::count(inside.begin(), inside.end(), caller);
+    pairsInside[static_cast<std::size_t>(cluster)] += inside.size() - static_cast<std::size_t>(ownEntries);
   }
 
   std::vector<std::uint64_t> degreeSums(clusters.sizes.size());

@@ -97,6 +97,7 @@ class QUVENLevelComparison {
   std::vector<std::int64_t> rowsByCaller;  // the rows in ascending order of their callers
   std::vector<std::uint64_t> degrees;      // by node
   std::uint64_t numEntries = 0;
+  std::vector<bool> mayRepeat;  // by row: its contacts do not ascend
 
   // The neighbours of a node: all with whom it is in a pair, ascending.
   std::vector<std::size_t> firstNeighbours;  // by node; one more than nodes
