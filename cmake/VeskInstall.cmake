@@ -4,7 +4,7 @@ include(CMakePackageConfigHelpers)
 install(TARGETS vesk_core vesk_core_archive vesk_analytics vesk_analytics_archive vesk_options EXPORT veskTargets
         ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR})
 install(DIRECTORY ${CMAKE_SOURCE_DIR}/src/lib/ DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/vesk
-        FILES_MATCHING PATTERN "*.h" PATTERN files EXCLUDE)
+        FILES_MATCHING PATTERN "*.h" PATTERN files EXCLUDE PATTERN page EXCLUDE)
 install(EXPORT veskTargets NAMESPACE vesk:: DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/vesk)
 write_basic_package_version_file(${CMAKE_BINARY_DIR}/veskConfigVersion.cmake COMPATIBILITY SameMajorVersion)
 file(WRITE ${CMAKE_BINARY_DIR}/veskConfig.cmake

@@ -115,8 +115,9 @@ for workers in 1 2; do
   </KernelParams>
 </AnalysisParams>
 END
-  echo "+ mpirun -n $workers vesk-analyze groups groups.$workers.xml month.bin --strict > groups.$workers.log"
-  mpirun -n "$workers" "$bin/vesk-analyze" groups "groups.$workers.xml" month.bin --strict > "groups.$workers.log"
+  echo "+ mpirun -n $workers vesk-analyze groups groups.$workers.xml month.bin --strict ... > groups.$workers.log"
+  mpirun -n "$workers" "$bin/vesk-analyze" groups "groups.$workers.xml" month.bin --strict --results-json "groups.$workers.json" \
+    > "groups.$workers.log"
 done
 echo "the groups of two workers beside those of one (the cutoff is estimated by each worker from its own subscribers):"
 tail -n +2 found.1_1.nodes.csv | cut -d, -f1,2 | awk -F, '{ member[$2] = member[$2] " " $1 } END { for (g in member) print g member[g] }' \
@@ -188,8 +189,8 @@ load month_pairs.log month parts.xml none month_pairs.bin 0
 run "$bin/vesk" table rows month_sums.bin usage.bin --columns 1:calls,2:seconds,3:long_calls
 awk -F, '$2 == 1 { print $1 }' outcomes.csv > adopters.txt
 sed -e 's/seeds.txt/adopters.txt/' -e 's/energy.2.csv/adopters_energy.csv/' diffusion.2.xml > adopters.xml
-echo "+ mpirun -n 2 vesk-analyze diffusion adopters.xml month_pairs.bin --strict > adopters.log"
-mpirun -n 2 "$bin/vesk-analyze" diffusion adopters.xml month_pairs.bin --strict > adopters.log
+echo "+ mpirun -n 2 vesk-analyze diffusion adopters.xml month_pairs.bin --strict ... > adopters.log"
+mpirun -n 2 "$bin/vesk-analyze" diffusion adopters.xml month_pairs.bin --strict --results-json adopters.json > adopters.log
 # The model learns from the callers of one table and is judged by those of the other, of which the training reads nothing.
 awk -F, 'NR == 1 || $1 % 5 > 1' outcomes.csv > learn.csv
 awk -F, 'NR == 1 || $1 % 5 <= 1' outcomes.csv > judge.csv
@@ -241,6 +242,11 @@ step "the parameter file of the sums as an object stream"
 run "$bin/vesk-inspect" xml sums.xml --save sums.stream > /dev/null
 run "$bin/vesk-inspect" stream sums.stream | sed -n 1,12p
 
+step "a page for people: the groups of the month, and the energy from those who took up the offer before"
+run "$bin/vesk" report --groups found.1 --energy adopters_energy.csv --seeds adopters.txt --run groups.1.json \
+  --run adopters.json --title "Groups and diffusion of the demo" -o page.html
+echo "open $PWD/page.html in a browser"
+
 step "done; everything lies in build/demo"
 ls -l | awk 'NR > 1 { printf "%12s  %s\n", $5, $9 }'
 cat <<'NOTE'
@@ -261,4 +267,5 @@ usage.bin          a table of the sums    learn.bin judge.bin outcomes with sums
 usage.* network.*  models of the outcome  usage_* network_*  their reports and evaluations; _report.html is a page
 adopters_energy.csv  energy from those who took up the offer before
 judge_scores.csv   predictions of the model with the network
+page.html          groups and energies for people; page.*.csv have its numbers
 NOTE

@@ -37,10 +37,13 @@ TEST_F(AnalyzeCommandLine, EveryAnalysisIsACommand) {
   }
   EXPECT_EQ(read({"groups", "p.xml", "calls.bin", "--timings", "--results", "run.xml"}), CommandLine::Run);
   EXPECT_EQ(options.resultsFile, "run.xml");
+  EXPECT_EQ(options.resultsJsonFile, "");
   EXPECT_TRUE(options.timings);
   EXPECT_FALSE(options.verifies);
   EXPECT_EQ(read({"groups", "p.xml", "calls.bin", "--verify"}), CommandLine::Run);
   EXPECT_TRUE(options.verifies);
+  EXPECT_EQ(read({"groups", "p.xml", "calls.bin", "--results-json", "run.json"}), CommandLine::Run);
+  EXPECT_EQ(options.resultsJsonFile, "run.json");
   EXPECT_EQ(read({"score", "m", "table.bin", "out.csv", "--verify"}), CommandLine::Run);
   EXPECT_TRUE(options.verifies);
 }

@@ -3,11 +3,16 @@
 #include <cmath>
 #include <sstream>
 
-#include "html_text.h"
-#include "markup_check.h"
+#include "page/html_text.h"
 #include "sample_evaluation.h"
+#include "support/markup_check.h"
 
 namespace vesk_analyze {
+
+using vesk_page::countNumber;
+using vesk_page::htmlText;
+using vesk_page::MarkupCheck;
+using vesk_page::shortNumber;
 namespace {
 
 using testing::HasSubstr;

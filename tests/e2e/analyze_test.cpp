@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 
 #include <algorithm>
+#include <nlohmann/json.hpp>
 #include <set>
 
 #include "loader_case.h"
@@ -145,6 +146,57 @@ TEST_F(AnalyzeRun, WritesTheResultsOfTheRunAndItsTimings) {
   EXPECT_THAT(result.err, HasSubstr("\nmost time: "));
   // Report lines stand alone on standard output.
   EXPECT_THAT(result.out, Not(HasSubstr("seconds")));
+}
+
+// The JSON file has what the XML file has, as numbers and texts, and the defaults of the parameters.
+TEST_F(AnalyzeRun, WritesTheResultsAsJsonToo) {
+  writeNumbers("42", rows(1, 50));
+  std::filesystem::copy_file(path("calls.bin.info"), path("42.info"));
+  parameterFile("<SpreadCoeficient>0.4</SpreadCoeficient>\n<SpreadCoefficient>.25</SpreadCoefficient>\n");
+  diffusion(2, {"--results", "run.xml", "--results-json", "run.json"}, "42");
+  ASSERT_EQ(result.status, 0) << result.out;
+  const nlohmann::json results = nlohmann::json::parse(content("run.json"));
+  std::vector<std::string> branches;
+  for (const auto& branch : results.items()) branches.push_back(branch.key());
+  EXPECT_THAT(branches,
+              ::testing::UnorderedElementsAre("InputParameters", "RunParameters", "Parameters", "Defaults", "Run"));
+  EXPECT_EQ(results["InputParameters"]["SpreadingCoefficient"], 0.25);
+  EXPECT_EQ(results["RunParameters"]["Seeds"]["LinesRead"], 2);
+  EXPECT_EQ(results["Parameters"]["SpreadCoefficient"], 0.25);
+  EXPECT_EQ(results["Parameters"]["Seed"], "seeds");
+  EXPECT_EQ(results["Defaults"]["SpreadCoefficient"], 0.5);
+  EXPECT_EQ(results["Defaults"]["Seed"], "");
+  EXPECT_EQ(results["Parameters"].size(), results["Defaults"].size());
+  const nlohmann::json& run = results["Run"];
+  EXPECT_EQ(run["Version"], "2.0.6");
+  EXPECT_EQ(run["Dataset"], "42");  // a name, and no number
+  EXPECT_EQ(run["Ranks"], 2);
+  EXPECT_TRUE(run["Seconds"].is_number());
+  EXPECT_EQ(run["Passes"]["Pass"][0]["Records"], 125);  // those of rank 0
+  EXPECT_EQ(run["Warnings"]["Count"], 1);
+  EXPECT_EQ(run["Warnings"]["Warning"][0], "2202;|SpreadCoeficient;|vesk-analyze: unknown parameter is ignored");
+  EXPECT_THAT(content("run.xml"), HasSubstr("    <SpreadCoefficient>.25</SpreadCoefficient>\n"));
+  EXPECT_THAT(content("run.xml"), Not(HasSubstr("Defaults")));
+}
+
+TEST_F(AnalyzeRun, TheJsonFileTakesNoOtherName) {
+  writeNumbers("calls.bin", rows(1, 50));
+  diffusion(2, {"--results-json", "no/run.json"});
+  EXPECT_EQ(result.status, 99);
+  EXPECT_THAT(result.out, HasSubstr("Error;|2302;|no/run.json;|vesk-analyze: Unable to write results file;|"));
+  EXPECT_FALSE(exists("energy.csv"));
+  const auto expectRefusal = [&](const Strings& options, const std::string& report) {
+    diffusion(2, options);
+    EXPECT_EQ(result.status, 99);
+    EXPECT_THAT(result.out, HasSubstr("Error;|2302;|" + report));
+    EXPECT_FALSE(exists("energy.csv"));
+  };
+  const std::string twice = ";|vesk-analyze: two outputs have one name;|";
+  expectRefusal({"--results-json", "energy.csv"}, "energy.csv" + twice);
+  expectRefusal({"--results", "run", "--results-json", "./run"}, "./run" + twice);
+  expectRefusal({"--results-json", "run", "--timings=json", "run"}, "run" + twice);
+  expectRefusal({"--results-json", "seeds"}, "seeds;|vesk-analyze: the output would take the place of what is read;|");
+  EXPECT_EQ(content("seeds"), "1\n20\n");
 }
 
 TEST_F(AnalyzeRun, WritesTheTimingsOfAllRanksToOneFile) {

@@ -32,7 +32,7 @@ std::vector<std::string> offered(const std::string& words, int place) {
 
 TEST(CompletionTest, CommandsAndOptions) {
   EXPECT_THAT(offered("''", 1), AllOf(Contains("day"), Contains("check"), Contains("convert"), Contains("top"),
-                                      Contains("export"), Contains("ids"), Contains("table")));
+                                      Contains("report"), Contains("export"), Contains("ids"), Contains("table")));
   EXPECT_THAT(offered("da", 1), ElementsAre("day"));
   EXPECT_THAT(offered("table ''", 2), AllOf(Contains("csv"), Contains("rows"), Contains("join")));
   EXPECT_THAT(offered("day --re", 2), ElementsAre("--record-dates", "--redo", "--rejects", "--rejects-max"));

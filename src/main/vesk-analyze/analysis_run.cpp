@@ -57,6 +57,7 @@ void AnalysisRun::open(const QUVENEnvHandle& env) {
     openModel(parameters, QUVEN_ENV);
     files = {.outputs = parameterFile.outputFiles(transport.getCount(), QUVEN_ENV),
              .results = options.resultsFile,
+             .resultsJson = options.resultsJsonFile,
              .timings = options.timingsFile,
              .inputs = parameterFile.inputFiles(QUVEN_ENV)};
     files.addInputs(dataset.files());

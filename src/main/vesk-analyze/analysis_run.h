@@ -28,6 +28,7 @@ class AnalysisRun : public Run {
   /// Whether all that the analysis writes is there.
   void finish(const QUVENEnvHandle& env) override;
   void addResults(QUVENXMLTag& results, const QUVENEnvHandle& env) const override;
+  const ParameterFile* getParameterFile() const override { return &parameterFile; }
   void release(const QUVENEnvHandle& env) override;
 
  protected:

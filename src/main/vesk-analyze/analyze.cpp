@@ -71,6 +71,7 @@ class HelpFormatter final : public CLI::Formatter {
 /// What every sub-command takes.
 void addCommonOptions(CLI::App& command, AnalyzeOptions& options) {
   command.add_option("--results", options.resultsFile, "Write parameters and counters of the run to this XML file");
+  command.add_option("--results-json", options.resultsJsonFile, "Write the same, and the defaults, to this JSON file");
   command.add_flag("--timings", options.timings, "A table of the passes and their phases, on standard error");
   command.add_option(timingsFileName, options.timingsFile, "Write the same of all ranks to this JSON file");
   command.add_flag("--strict", options.isStrict,
@@ -215,10 +216,11 @@ void runAnalysis(const AnalyzeOptions& options, std::ostream& err) {
   if (transport.isMaster()) run->finish(QUVEN_ENV);
   const std::span<const QUVENPassCounters> passes = run->getDriver().getPasses();
   const double seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - begin).count();
-  if (transport.isMaster() && !options.resultsFile.empty()) {
+  const ResultsFiles resultsFiles{options.resultsFile, options.resultsJsonFile};
+  if (transport.isMaster() && !(resultsFiles.xml.empty() && resultsFiles.json.empty())) {
     const RunSummary summary{run->getCommand(), options.dataset, transport.getCount(), start, seconds, passes, card};
     const auto addOwn = [&](QUVENXMLTag& results) { run->addResults(results, QUVEN_ENV); };
-    writeRunResults(options.resultsFile, summary, addOwn, QUVEN_ENV);
+    writeRunResults(resultsFiles, summary, addOwn, run->getParameterFile(), QUVEN_ENV);
   }
   QUVENRunTimings timings{.rank = transport.getRank(), .seconds = seconds, .passes = passes};
   timings.measureProcess();

@@ -26,6 +26,7 @@ class CorrelationsRun final : public Run {
   void work(const QUVENEnvHandle& env) override { driver->runPasses(QUVEN_ENV); }
   void finish(const QUVENEnvHandle& env) override;
   void addResults(QUVENXMLTag& results, const QUVENEnvHandle& env) const override;
+  const ParameterFile* getParameterFile() const override { return &parameterFile; }
   void release(const QUVENEnvHandle& env) override;
 
  private:

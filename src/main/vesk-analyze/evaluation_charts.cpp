@@ -3,9 +3,20 @@
 #include <algorithm>
 #include <cmath>
 
-#include "html_text.h"
+#include "page/html_text.h"
 
 namespace vesk_analyze {
+
+using vesk_page::ChartRange;
+using vesk_page::cleanText;
+using vesk_page::countNumber;
+using vesk_page::percentText;
+using vesk_page::PicturePoint;
+using vesk_page::PictureRectangle;
+using vesk_page::PlotArea;
+using vesk_page::shortenedText;
+using vesk_page::shortNumber;
+using vesk_page::SvgPicture;
 
 namespace {
 

@@ -6,13 +6,13 @@
 
 #include "captured_shares.h"
 #include "evaluation_report.h"
-#include "svg_picture.h"
+#include "page/svg_picture.h"
 
 namespace vesk_analyze {
 
 /// A picture with its title and texts.
 struct EvaluationChart {
-  SvgPicture picture;
+  vesk_page::SvgPicture picture;
   std::string title;
   std::string description;
   std::string remark = {};  ///< a sentence under the picture; may be empty

@@ -6,10 +6,17 @@
 
 #include "evaluation_charts.h"
 #include "evaluation_report.h"
-#include "evaluation_style.h"
-#include "html_text.h"
+#include "page/html_table.h"
+#include "page/html_text.h"
+#include "page/page_style.h"
 
 namespace vesk_analyze {
+
+using vesk_page::countNumber;
+using vesk_page::HtmlTable;
+using vesk_page::htmlText;
+using vesk_page::percentText;
+using vesk_page::shortNumber;
 
 namespace {
 
@@ -62,38 +69,6 @@ std::string meaningOfChosen(const std::string& chosen) {
   return chosen;
 }
 
-/// A table, row by row.
-class HtmlTable {
- public:
-  struct Column {
-    const char* heading;
-    bool isNumber = true;
-  };
-
-  HtmlTable(std::ostream& text, std::vector<Column> headings) : out(text), columns(std::move(headings)) {
-    out << "<div class=\"scroll\"><table>\n<thead><tr>";
-    for (const Column& column : columns) {
-      out << "<th scope=\"col\"" << (column.isNumber ? " class=\"number\"" : "") << '>' << htmlText(column.heading)
-          << "</th>";
-    }
-    out << "</tr></thead>\n<tbody>\n";
-  }
-
-  void addRow(const std::vector<std::string>& cells) {
-    out << "<tr>";
-    for (std::size_t i = 0; i < cells.size(); ++i) {
-      out << (columns[i].isNumber ? "<td class=\"number\">" : "<td>") << htmlText(cells[i]) << "</td>";
-    }
-    out << "</tr>\n";
-  }
-
-  void close() { out << "</tbody>\n</table></div>\n"; }
-
- private:
-  std::ostream& out;
-  std::vector<Column> columns;
-};
-
 class Page {
  public:
   Page(const EvaluationReport& evaluation, std::ostream& text) : report(evaluation), out(text) {}
@@ -102,7 +77,7 @@ class Page {
     const std::string title = htmlText("Evaluation of " + report.modelFile);
     out << "<!DOCTYPE html>\n<html lang=\"en\">\n<head>\n<meta charset=\"utf-8\"/>\n"
            "<meta name=\"viewport\" content=\"width=device-width, initial-scale=1\"/>\n<title>"
-        << title << "</title>\n<style>" << evaluationStyle << "</style>\n</head>\n<body>\n<main>\n<h1>" << title
+        << title << "</title>\n<style>" << vesk_page::pageStyle << "</style>\n</head>\n<body>\n<main>\n<h1>" << title
         << "</h1>\n";
     writeSubject();
     writeWarnings();

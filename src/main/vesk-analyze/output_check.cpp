@@ -67,12 +67,13 @@ void RunFiles::checkWritable(const char* words, const QUVENEnvHandle& env) const
     if (!path.empty()) checkOutputsBefore(file, itsWords, QUVEN_ENV);
   };
   checkOne(results, resultsUnwritable);
+  checkOne(resultsJson, resultsUnwritable);
   checkOne(timings, timingsUnwritable);
 }
 
 void RunFiles::checkNames(const QUVENEnvHandle& env) const {
   std::vector<OutputFile> files = outputs;
-  for (const std::string& path : {results, timings}) {
+  for (const std::string& path : {results, resultsJson, timings}) {
     if (!path.empty()) files.push_back({path});
   }
   checkOutputsDiffer(files, inputs, QUVEN_ENV);

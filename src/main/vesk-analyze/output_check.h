@@ -28,6 +28,7 @@ void checkOutputsAfter(std::span<const OutputFile> files, const std::string& fai
 struct RunFiles {
   std::vector<OutputFile> outputs = {};
   std::string results = {};              ///< the file of --results, empty for none
+  std::string resultsJson = {};          ///< the file of --results-json, empty for none
   std::string timings = {};              ///< the file of --timings=json, empty for none
   std::vector<std::string> inputs = {};  ///< everything that is read
 

@@ -197,19 +197,42 @@ std::vector<OutputFile> ParameterFile::outputFiles(int numWorkers, const QUVENEn
   return files;
 }
 
-void ParameterFile::addResults(QUVENXMLTag& results, const QUVENEnvHandle& env) const {
+template <class Action>
+void ParameterFile::forEachParameter(Action action, const QUVENEnvHandle& env) const {
   const QUVENXMLTag& top = parameters(QUVEN_ENV);
   for (const QUVENParameterSection& section : kind.parameters()) {
-    const QUVENXMLTag& tag = quvenSectionTag(top, section, QUVEN_ENV);
     for (const QUVENParameter& row : section.rows) {
-      if (row.isOptional && !tag.hasTag(row.key, QUVEN_ENV)) continue;
-      const std::string path = "Parameters/" + quvenParameterPath(top, section, row, QUVEN_ENV);
-      const std::string value = tag.hasTag(row.key, QUVEN_ENV)
-                                    ? quvenValueInUse(row, tag.getTag(row.key, QUVEN_ENV).getValue())
-                                    : row.defaultValue;
-      results.addLeafTagPath(path, QUVEN_ENV).setValue(value, QUVEN_ENV);
+      if (row.isOptional && !quvenSectionTag(top, section, QUVEN_ENV).hasTag(row.key, QUVEN_ENV)) continue;
+      action(quvenParameterPath(top, section, row, QUVEN_ENV), row, section);
     }
   }
+}
+
+void ParameterFile::addResults(QUVENXMLTag& results, const QUVENEnvHandle& env) const {
+  const auto add = [&](const std::string& path, const QUVENParameter& row, const QUVENParameterSection& section) {
+    const QUVENXMLTag& tag = quvenSectionTag(parameters(QUVEN_ENV), section, QUVEN_ENV);
+    const std::string value = tag.hasTag(row.key, QUVEN_ENV)
+                                  ? quvenValueInUse(row, tag.getTag(row.key, QUVEN_ENV).getValue())
+                                  : row.defaultValue;
+    results.addLeafTagPath("Parameters/" + path, QUVEN_ENV).setValue(value, QUVEN_ENV);
+  };
+  forEachParameter(add, QUVEN_ENV);
+}
+
+void ParameterFile::addDefaults(QUVENXMLTag& results, const QUVENEnvHandle& env) const {
+  const auto add = [&](const std::string& path, const QUVENParameter& row, const QUVENParameterSection&) {
+    results.addLeafTagPath("Defaults/" + path, QUVEN_ENV).setValue(row.defaultValue, QUVEN_ENV);
+  };
+  forEachParameter(add, QUVEN_ENV);
+}
+
+bool ParameterFile::isText(std::string_view key) const {
+  const auto isTextRow = [key](const QUVENParameter& row) {
+    return row.key == key && row.target.type == QUVENParameterType::Text && row.isLegal == nullptr;
+  };
+  return std::ranges::any_of(kind.parameters(), [&](const QUVENParameterSection& section) {
+    return std::ranges::any_of(section.rows, isTextRow);
+  });
 }
 
 std::string ParameterFile::fileOfText() const {

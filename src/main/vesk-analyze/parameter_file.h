@@ -48,6 +48,10 @@ class ParameterFile {
   std::vector<OutputFile> outputFiles(int numWorkers, const QUVENEnvHandle& env) const;
   /// Adds the branch "Parameters" to the results: each parameter with the value that is used.
   void addResults(QUVENXMLTag& results, const QUVENEnvHandle& env) const;
+  /// Adds the branch "Defaults", of the same shape: each parameter with its default, empty if it has none.
+  void addDefaults(QUVENXMLTag& results, const QUVENEnvHandle& env) const;
+  /// Whether a parameter of this key, the last name of its path, is a text.
+  bool isText(std::string_view key) const;
   /// The file in whose text the analysis looks for a value; empty if the tag has it.
   std::string fileOfText() const;
   void release(const QUVENEnvHandle& env) { tree.reset(QUVEN_ENV); }
@@ -59,6 +63,10 @@ class ParameterFile {
   void warnOfUnknown(const QUVENEnvHandle& env);
   void doubt(std::string_view key, std::string_view text);
   const QUVENXMLTag& parameters(const QUVENEnvHandle& env) const;
+  /// Calls action(path, row, section) for each parameter but optional ones that are not given; the path is that below
+  /// "Parameters".
+  template <class Action>
+  void forEachParameter(Action action, const QUVENEnvHandle& env) const;
   /// Calls action(row, value) for each parameter that is given and names a file of this kind.
   template <class Action>
   void forEachFile(QUVENParameterFile file, Action action, const QUVENEnvHandle& env) const;

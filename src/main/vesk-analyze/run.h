@@ -21,12 +21,13 @@ struct AnalyzeOptions {
   std::string parameterFile;
   std::vector<ParameterSetting> settings = {};  ///< in place of what the parameter file says
   std::string dataset;
-  std::string resultsFile = {};   ///< where the results of a run go as XML, empty for nowhere
-  bool timings = false;           ///< a table of the passes on standard error
-  std::string timingsFile = {};   ///< where the timings of all ranks go as JSON, empty for nowhere
-  bool isStrict = false;          ///< a warning that the result is not what was asked for ends the run
-  bool verifies = false;          ///< the hashes of the dataset's files are compared with those of its card
-  std::int64_t memoryBytes = -1;  ///< the most that a rank keeps of its rows, 0 for nothing, -1 when it is not given
+  std::string resultsFile = {};      ///< where the results of a run go as XML, empty for nowhere
+  std::string resultsJsonFile = {};  ///< where they go as JSON, empty for nowhere
+  bool timings = false;              ///< a table of the passes on standard error
+  std::string timingsFile = {};      ///< where the timings of all ranks go as JSON, empty for nowhere
+  bool isStrict = false;             ///< a warning that the result is not what was asked for ends the run
+  bool verifies = false;             ///< the hashes of the dataset's files are compared with those of its card
+  std::int64_t memoryBytes = -1;     ///< the most that a rank keeps of its rows, 0 for nothing, -1 when it is not given
 
   // Of groups.
   std::string levels = {};         ///< sparsity levels to compare, with commas between, or "auto"; empty for none
@@ -65,6 +66,8 @@ class Run {
   virtual void finish(const QUVENEnvHandle& env) = 0;
   /// Adds what is known of the run to its results. Called on rank 0.
   virtual void addResults(QUVENXMLTag& results, const QUVENEnvHandle& env) const = 0;
+  /// The parameters of the run; null for a run without a parameter file. Valid until release.
+  virtual const ParameterFile* getParameterFile() const { return nullptr; }
   virtual void release(const QUVENEnvHandle& env) = 0;
 
  protected:

@@ -1,11 +1,15 @@
 #include "run_results.h"
 
+#include <algorithm>
 #include <array>
 #include <ctime>
+#include <ostream>
+#include <string_view>
 
 #include "control/quven_XML_handler.h"
 #include "control/quven_result_file.h"
 #include "output_check.h"
+#include "results_json.h"
 #include "vesk-common/quven_reports.h"
 #include "vesk-common/quven_warning_list.h"
 
@@ -23,6 +27,18 @@ std::string utcText(std::chrono::system_clock::time_point time) {
   std::array<char, 32> text{};
   const std::size_t size = std::strftime(text.data(), text.size(), "%Y-%m-%dT%H:%M:%SZ", &parts);
   return {text.data(), size};
+}
+
+/// Texts of the program and of models that may look like numbers. A path may end with a number.
+constexpr std::string_view textPaths[] = {"Run/Version",           "Run/Analysis",           "Run/Dataset",
+                                          "Run/DatasetCard/Run",   "Run/DatasetCard/Sha256", "Run/Start",
+                                          "Run/Warnings/Warning",  "Parameters/Model",       "Parameters/Output",
+                                          "InputParameters/Field", "InputParameters/Target"};
+
+bool isTextOfRun(std::string_view path, const ParameterFile* parameters) {
+  if (parameters != nullptr && parameters->isText(path.substr(path.rfind('/') + 1))) return true;
+  const std::string_view withoutNumber = path.substr(0, path.find_last_not_of("0123456789") + 1);
+  return std::ranges::find(textPaths, withoutNumber) != std::end(textPaths);
 }
 
 }  // namespace
@@ -55,20 +71,31 @@ void addRunResults(QUVENXMLTag& results, const RunSummary& run, const QUVENEnvHa
   for (const std::string& text : warnings.getTexts()) set("Warnings/Warning-" + std::to_string(++number), text);
 }
 
-void writeRunResults(const std::string& path, const RunSummary& run,
-                     const std::function<void(QUVENXMLTag& results)>& addOwn, const QUVENEnvHandle& env) {
-  constexpr int fileUnusable = 2302;
+void writeRunResults(const ResultsFiles& files, const RunSummary& run,
+                     const std::function<void(QUVENXMLTag& results)>& addOwn, const ParameterFile* parameters,
+                     const QUVENEnvHandle& env) {
   auto tree = QUVENXMLHandler::create(QUVEN_ENV);
   tree->resetTree(QUVEN_ENV);
   QUVENXMLTag& top = tree->getTag("", QUVEN_ENV).addBranchTag("AnalysisResults", QUVEN_ENV);
   addOwn(top);
   addRunResults(top, run, QUVEN_ENV);
-  QUVENResultFile file(path);
-  if (file.isOpen()) top.write(file.getStream(), 0, QUVEN_ENV);
-  tree.reset(QUVEN_ENV);
-  if (!file.isOpen() || !file.commit()) {
-    report_error(fileUnusable, path, resultsUnwritable, QUVEN_ENV, true);
+  std::string unwritable;
+  {
+    // The report ends the run, so an incomplete file and the tree are removed before it.
+    const auto write = [&](const std::string& path, const auto& writeTo) {
+      if (path.empty() || !unwritable.empty()) return;
+      QUVENResultFile file(path);
+      if (file.isOpen()) writeTo(file.getStream());
+      if (!file.isOpen() || !file.commit()) unwritable = path;
+    };
+    write(files.xml, [&](std::ostream& out) { top.write(out, 0, QUVEN_ENV); });
+    if (parameters != nullptr) parameters->addDefaults(top, QUVEN_ENV);
+    const auto isText = [&](std::string_view path) { return isTextOfRun(path, parameters); };
+    write(files.json, [&](std::ostream& out) { out << resultsJson(top, isText); });
+    tree.reset(QUVEN_ENV);
   }
+  constexpr int fileUnusable = 2302;
+  if (!unwritable.empty()) report_error(fileUnusable, unwritable, resultsUnwritable, QUVEN_ENV, true);
 }
 
 }  // namespace vesk_analyze

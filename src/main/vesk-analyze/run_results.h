@@ -9,6 +9,7 @@
 
 #include "control/quven_XML_tag.h"
 #include "dataset_card_check.h"
+#include "parameter_file.h"
 #include "passes/quven_pass_counters.h"
 
 namespace vesk_analyze {
@@ -28,10 +29,18 @@ struct RunSummary {
 /// seconds, the passes of rank 0 with their records and the seconds of their phases, and the warnings of rank 0.
 void addRunResults(QUVENXMLTag& results, const RunSummary& run, const QUVENEnvHandle& env);
 
-/// Writes the results of a run to an XML file: what an action adds below AnalysisResults, and the branch "Run".
-/// Errors: the terminating report 2302 with the name of the file.
-void writeRunResults(const std::string& path, const RunSummary& run,
-                     const std::function<void(QUVENXMLTag& results)>& addOwn, const QUVENEnvHandle& env);
+/// Where the results of a run are written, empty for nowhere.
+struct ResultsFiles {
+  std::string xml;
+  std::string json;
+};
+
+/// Writes what an action adds below AnalysisResults, and the branch "Run". The JSON file also has the branch
+/// "Defaults", the defaults of the parameters; `parameters` is null for a run without a parameter file. Errors: the
+/// terminating report 2302 with the name of the file.
+void writeRunResults(const ResultsFiles& files, const RunSummary& run,
+                     const std::function<void(QUVENXMLTag& results)>& addOwn, const ParameterFile* parameters,
+                     const QUVENEnvHandle& env);
 
 }  // namespace vesk_analyze
 

@@ -6,10 +6,14 @@
 #include "control/quven_result_file.h"
 #include "exact_text.h"
 #include "output_check.h"
-#include "utf8_text.h"
+#include "page/utf8_text.h"
 #include "vesk-common/quven_reports.h"
 
 namespace vesk_analyze {
+
+using vesk_page::firstUtf8Character;
+using vesk_page::Utf8Character;
+using vesk_page::utf8Replacement;
 
 namespace {
 

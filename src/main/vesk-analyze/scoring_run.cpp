@@ -58,6 +58,7 @@ void ScoringRun::openTable(const QUVENEnvHandle& env) {
 void ScoringRun::checkOutputs(const QUVENEnvHandle& env) const {
   RunFiles files{.outputs = {{options.outputFile}},
                  .results = options.resultsFile,
+                 .resultsJson = options.resultsJsonFile,
                  .timings = options.timingsFile,
                  .inputs = dataset.tableFiles()};
   files.inputs.push_back(options.modelFile);

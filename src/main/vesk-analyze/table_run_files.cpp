@@ -8,6 +8,7 @@ void checkTableRunFiles(const AnalyzeOptions& options, const ParameterFile& para
                         const QUVENWorkerTransport& transport, const QUVENEnvHandle& env) {
   RunFiles files{.outputs = parameterFile.outputFiles(transport.getCount(), QUVEN_ENV),
                  .results = options.resultsFile,
+                 .resultsJson = options.resultsJsonFile,
                  .timings = options.timingsFile,
                  .inputs = parameterFile.inputFiles(QUVEN_ENV)};
   files.addInputs(dataset.tableFiles());

@@ -32,6 +32,7 @@ class TrainingRun final : public Run {
   void work(const QUVENEnvHandle& env) override;
   void finish(const QUVENEnvHandle& env) override;
   void addResults(QUVENXMLTag& results, const QUVENEnvHandle& env) const override;
+  const ParameterFile* getParameterFile() const override { return &parameterFile; }
   void release(const QUVENEnvHandle& env) override;
 
  private:

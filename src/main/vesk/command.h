@@ -61,6 +61,7 @@ extern const Command idsCommand;
 extern const Command tableCsvCommand;
 extern const Command tableJoinCommand;
 extern const Command tableRowsCommand;
+extern const Command reportCommand;
 extern const Command topCommand;
 
 }  // namespace vesk

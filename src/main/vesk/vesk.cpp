@@ -21,9 +21,9 @@ namespace vesk {
 namespace {
 
 constexpr CommandGroup groups[] = {{"table", "Makes datasets from tables with named columns"}};
-constexpr const Command* commands[] = {&dayCommand,       &tableCsvCommand, &tableRowsCommand,
-                                       &tableJoinCommand, &checkCommand,    &exportCommand,
-                                       &convertCommand,   &idsCommand,      &topCommand};
+constexpr const Command* commands[] = {&dayCommand,   &tableCsvCommand, &tableRowsCommand, &tableJoinCommand,
+                                       &checkCommand, &exportCommand,   &convertCommand,   &idsCommand,
+                                       &topCommand,   &reportCommand};
 
 constexpr const char* footer = R"(
 Exit status: 0 when the command has ended, 1 when the command line is wrong, 2 when the state refuses the run, 3 when the
@@ -33,6 +33,7 @@ Examples:
   vesk check table.xml in --record-dates ymd
   vesk convert calls.csv -o in/calls --caller caller --callee callee --time start --ids ids.map
   vesk top energy.csv --groups found_1.nodes.csv --seeds seeds.txt --ids ids.map -o list.csv
+  vesk report --groups found --energy energy.csv --run groups.json --run diffusion.json -o page.html
   vesk table csv customers.csv customers.bin --target churn --drop phone_number
   vesk table rows sums.bin month.bin --columns 1:calls,2:seconds
   vesk table join month.bin all.bin --key caller --with customers.bin:known_

@@ -43,6 +43,13 @@ std::uint64_t ResultRows::getWhole(std::size_t column) const {
   return *number;
 }
 
+bool ResultRows::getFlag(std::size_t column) const {
+  const std::string_view cell = cellOf(column);
+  if (cell != "0" && cell != "1")
+    refuse(names[column] + " is neither 0 nor 1: [" + std::string(cell.substr(0, 40)) + "]");
+  return cell == "1";
+}
+
 double ResultRows::getNumber(std::size_t column) const {
   const std::string_view cell = cellOf(column);
   double number = 0;

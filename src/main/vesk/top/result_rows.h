@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "csv/csv_input.h"
@@ -24,6 +25,12 @@ class ResultRows {
   std::uint64_t getWhole(std::size_t column) const;
   /// A finite number.
   double getNumber(std::size_t column) const;
+  /// The text of a cell; valid until the next call of next.
+  std::string_view getText(std::size_t column) const { return cellOf(column); }
+  /// 0 or 1.
+  bool getFlag(std::size_t column) const;
+  /// The line in which the row starts, from 1.
+  std::uint64_t getLine() const { return rows.getLine(); }
   [[noreturn]] void refuse(const std::string& why) const;
 
  private:

@@ -17,13 +17,11 @@
 #include "control/quven_dataset_parts.h"
 #include "control/quven_file_formats.h"
 #include "control/quven_result_file.h"
-#include "convert/call_values.h"
 #include "csv/column_choice.h"
-#include "csv/csv_input.h"
-#include "csv/csv_rows.h"
 #include "csv/output_file.h"
 #include "files/dataset_card.h"
 #include "ids/id_map.h"
+#include "ids/seed_ids.h"
 #include "table/dataset_files.h"
 #include "table/record_file.h"
 #include "top/result_rows.h"
@@ -42,38 +40,6 @@ struct Candidate {
   double energy;
   double lift;  // negative: none
 };
-
-std::unique_ptr<IdMap> openMap(const std::string& path) {
-  if (path.empty()) return nullptr;
-  auto map = std::make_unique<IdMap>(path);
-  if (map->isNew()) refuse(path + " does not exist, or is empty");
-  return map;
-}
-
-Ids readSeeds(const TopOptions& options, IdMap* map) {
-  Ids seeds;
-  CsvInput bytes(options.seeds);
-  CsvRows rows([&bytes](char* data, std::size_t size) { return bytes.read(data, size); });
-  rows.setDelimiter('\n');  // a line is one cell, whatever it has
-  const bool mapsAll = map != nullptr && map->getMappedIds() == MappedIds::All;
-  while (rows.next()) {
-    const std::string place = options.seeds + ", line " + std::to_string(rows.getLine()) + ": ";
-    if (rows.getFault() != RowFault::None) refuse(place + "no seed");
-    const std::string_view cell = rows.getCells()[0];
-    const std::optional<std::uint64_t> plain = readPlainId(cell);
-    std::optional<std::uint64_t> id;
-    if (plain && (!mapsAll || *plain >= FirstMappedId)) id = plain;
-    if (!id && map != nullptr) id = map->findId(cell);
-    if (!id || *id == 0) {
-      refuse(place + "[" + std::string(cell.substr(0, 40)) + "] is no " +
-             (map == nullptr ? "plain number; ids of another form need --ids"
-                             : "plain number and no id of " + options.idMap));
-    }
-    seeds.insert(*id);
-  }
-  if (seeds.empty()) refuse(options.seeds + " has no seed");
-  return seeds;
-}
 
 /// Groups of the subscribers and their leaders.
 struct Groups {
@@ -216,8 +182,8 @@ void refuseSharedFiles(const TopOptions& options) {
 TopResult findTop(const TopOptions& options) {
   refuseSharedFiles(options);
   TopResult result;
-  const std::unique_ptr<IdMap> map = openMap(options.idMap);
-  const Ids seeds = options.seeds.empty() ? Ids{} : readSeeds(options, map.get());
+  const std::unique_ptr<IdMap> map = openIdMap(options.idMap);
+  const Ids seeds = options.seeds.empty() ? Ids{} : readSeedIds(options.seeds, map.get());
   result.seeds = seeds.size();
   const Groups groups = readGroups(options.groups);
   std::vector<Candidate> candidates = readCandidates(options, seeds, groups, result);
@@ -254,14 +220,9 @@ TopResult findTop(const TopOptions& options) {
 }
 
 void writeTop(const TopOptions& options, const TopResult& result, std::ostream& standardOutput) {
-  const std::unique_ptr<IdMap> map = openMap(options.idMap);
+  const std::unique_ptr<IdMap> map = openIdMap(options.idMap);
   const auto idText = [&](const std::optional<std::uint64_t>& id) -> std::string {
-    if (!id) return "";
-    if (map == nullptr || *id < FirstMappedId) return std::to_string(*id);
-    const std::optional<std::string_view> text = map->findText(*id);
-    if (!text)
-      refuse(options.idMap + " does not have the number " + std::to_string(*id) + "; it is the map of other data");
-    return csvCell(*text, ',');
+    return id ? csvCell(shownId(*id, map.get()), ',') : "";
   };
   const auto countText = [](const std::optional<std::uint64_t>& count) { return count ? std::to_string(*count) : ""; };
   std::string text = "rank,id,energy,lift,group,leader_1,leader_2,seed_contacts\n";

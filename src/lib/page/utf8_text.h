@@ -1,11 +1,11 @@
-#ifndef VESK_ANALYZE_UTF8_TEXT_H
-#define VESK_ANALYZE_UTF8_TEXT_H
+#ifndef VESK_PAGE_UTF8_TEXT_H
+#define VESK_PAGE_UTF8_TEXT_H
 
 #include <cstddef>
 #include <cstdint>
 #include <string_view>
 
-namespace vesk_analyze {
+namespace vesk_page {
 
 /// U+FFFD, which takes the place of what is not UTF-8.
 inline constexpr std::string_view utf8Replacement = "\xEF\xBF\xBD";
@@ -21,6 +21,6 @@ struct Utf8Character {
 /// Requires: the text is not empty.
 Utf8Character firstUtf8Character(std::string_view text);
 
-}  // namespace vesk_analyze
+}  // namespace vesk_page
 
-#endif  // VESK_ANALYZE_UTF8_TEXT_H
+#endif  // VESK_PAGE_UTF8_TEXT_H

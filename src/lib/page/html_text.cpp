@@ -1,4 +1,4 @@
-#include "html_text.h"
+#include "page/html_text.h"
 
 #include <array>
 #include <cmath>
@@ -7,9 +7,9 @@
 #include <limits>
 #include <vector>
 
-#include "utf8_text.h"
+#include "page/utf8_text.h"
 
-namespace vesk_analyze {
+namespace vesk_page {
 
 namespace {
 
@@ -102,4 +102,4 @@ std::string percentText(double share) {
   return printed("%.4g", 100 * share) + " %";
 }
 
-}  // namespace vesk_analyze
+}  // namespace vesk_page

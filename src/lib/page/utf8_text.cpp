@@ -1,8 +1,8 @@
-#include "utf8_text.h"
+#include "page/utf8_text.h"
 
 #include <array>
 
-namespace vesk_analyze {
+namespace vesk_page {
 
 Utf8Character firstUtf8Character(std::string_view text) {
   const auto byteAt = [&](std::size_t i) { return static_cast<unsigned char>(text[i]); };
@@ -24,4 +24,4 @@ Utf8Character firstUtf8Character(std::string_view text) {
   return {numBytes, true, code};
 }
 
-}  // namespace vesk_analyze
+}  // namespace vesk_page

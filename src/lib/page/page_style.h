@@ -1,11 +1,11 @@
-#ifndef VESK_ANALYZE_EVALUATION_STYLE_H
-#define VESK_ANALYZE_EVALUATION_STYLE_H
+#ifndef VESK_PAGE_PAGE_STYLE_H
+#define VESK_PAGE_PAGE_STYLE_H
 
-namespace vesk_analyze {
+namespace vesk_page {
 
-/// The style sheet of an evaluation's page. Colour-blind readers can distinguish blue and orange, and both are legible
+/// The style sheet of the pages. Colour-blind readers can distinguish blue and orange, and both are legible
 /// on a light and on a dark page.
-inline constexpr const char* evaluationStyle = R"css(
+inline constexpr const char* pageStyle = R"css(
 :root { color-scheme: light dark; --page: #ffffff; --text: #1d2329; --faint: #5b6670; --rule: #d5dbe0;
   --panel: #f5f7f9; --blue: #0072b2; --orange: #d98200; --warn: #fff3d6; }
 @media (prefers-color-scheme: dark) {
@@ -54,6 +54,6 @@ svg .fill.actual { fill: var(--orange); }
 figure { margin: 0; }
 )css";
 
-}  // namespace vesk_analyze
+}  // namespace vesk_page
 
-#endif  // VESK_ANALYZE_EVALUATION_STYLE_H
+#endif  // VESK_PAGE_PAGE_STYLE_H

@@ -1,5 +1,5 @@
-#ifndef VESK_TESTS_ANALYZE_MARKUP_CHECK_H
-#define VESK_TESTS_ANALYZE_MARKUP_CHECK_H
+#ifndef VESK_TESTS_MARKUP_CHECK_H
+#define VESK_TESTS_MARKUP_CHECK_H
 
 #include <algorithm>
 #include <set>
@@ -7,7 +7,7 @@
 #include <string_view>
 #include <vector>
 
-namespace vesk_analyze {
+namespace vesk_page {
 
 /// Reads a page as XML: balanced tags, attributes in double quotes and once per tag, only the five predefined entities
 /// and numeric ones, no control characters, each id once, one root element.
@@ -132,6 +132,6 @@ class MarkupCheck {
   std::set<std::string> ids;
 };
 
-}  // namespace vesk_analyze
+}  // namespace vesk_page
 
-#endif  // VESK_TESTS_ANALYZE_MARKUP_CHECK_H
+#endif  // VESK_TESTS_MARKUP_CHECK_H

@@ -1,11 +1,11 @@
-#include "chart_range.h"
+#include "page/chart_range.h"
 
 #include <algorithm>
 #include <array>
 #include <cmath>
 #include <cstdio>
 
-namespace vesk_analyze {
+namespace vesk_page {
 
 namespace {
 
@@ -18,7 +18,7 @@ std::string textOf(double value, int numDigits) {
 }  // namespace
 
 void ChartRange::include(double value) {
-  if (!std::isfinite(value)) return;
+  if (!std::isfinite(value) || (scale == ChartScale::Logarithmic && value <= 0)) return;
   low = isEmpty() ? value : std::min(low, value);
   high = std::max(high, value);
   high = std::max(high, low);
@@ -32,6 +32,12 @@ void ChartRange::widen() {
 }
 
 double ChartRange::placeOf(double value) const {
+  if (scale == ChartScale::Logarithmic) {
+    ChartRange exponents;
+    exponents.low = std::log10(low);
+    exponents.high = std::log10(high);
+    return exponents.placeOf(value > 0 ? std::log10(value) : value <= 0 ? exponents.low - 1 : value);
+  }
   // Halves, because the difference of two doubles may overflow.
   const double place = (value / 2 - low / 2) / (high / 2 - low / 2);
   return std::isfinite(place) ? std::clamp(place, 0.0, 1.0) : value > high ? 1.0 : value < low ? 0.0 : 0.5;
@@ -55,8 +61,28 @@ std::vector<double> ChartRange::roundValues() const {
   return values;
 }
 
+std::vector<ChartMark> ChartRange::powersOfTen() const {
+  constexpr double mostMarks = 9;
+  constexpr double tolerance = 1e-9;  // of an exponent
+  const double first = std::ceil(std::log10(low) - tolerance);
+  const double last = std::floor(std::log10(high) + tolerance);
+  const double step = std::max(1.0, std::ceil((last - first + 1) / mostMarks));
+  std::vector<ChartMark> marks;
+  for (double exponent = first; exponent <= last; exponent += step) {
+    const bool isShort = exponent > -4 && exponent < 5;
+    const std::string power = textOf(exponent, 4);
+    const double value = std::pow(10, exponent);
+    marks.push_back({value, isShort ? textOf(value, 5) : "1e" + power});
+  }
+  return marks;
+}
+
 std::vector<ChartMark> ChartRange::getMarks() const {
   if (isEmpty()) return {};
+  if (scale == ChartScale::Logarithmic) {
+    const std::vector<ChartMark> powers = powersOfTen();
+    if (powers.size() >= 2) return powers;
+  }
   const std::vector<double> values = roundValues();
   std::vector<ChartMark> marks;
   for (int numDigits = 5; numDigits <= 17; ++numDigits) {
@@ -70,4 +96,4 @@ std::vector<ChartMark> ChartRange::getMarks() const {
   return marks;
 }
 
-}  // namespace vesk_analyze
+}  // namespace vesk_page

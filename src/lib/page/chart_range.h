@@ -1,10 +1,10 @@
-#ifndef VESK_ANALYZE_CHART_RANGE_H
-#define VESK_ANALYZE_CHART_RANGE_H
+#ifndef VESK_PAGE_CHART_RANGE_H
+#define VESK_PAGE_CHART_RANGE_H
 
 #include <string>
 #include <vector>
 
-namespace vesk_analyze {
+namespace vesk_page {
 
 /// A round value on an axis with its text.
 struct ChartMark {
@@ -12,13 +12,19 @@ struct ChartMark {
   std::string text;
 };
 
-/// The finite values that an axis of a chart shows.
+enum class ChartScale { Linear, Logarithmic };
+
+/// The finite values that an axis of a chart shows; on a logarithmic scale the values above 0.
 class ChartRange {
  public:
-  /// Widens the range to hold the value. Values that are not finite change nothing.
+  ChartRange() = default;
+  explicit ChartRange(ChartScale axisScale) : scale(axisScale) {}
+
+  /// Widens the range to hold the value. Values that the axis does not show change nothing.
   void include(double value);
 
   /// Adds a twentieth of the length at both ends, so that shapes at the ends are not cut.
+  /// Requires: a linear scale.
   void widen();
 
   bool isEmpty() const { return low > high; }
@@ -29,16 +35,19 @@ class ChartRange {
   /// the position of the nearer end; NaN, and any value in a range of one value, has the middle.
   double placeOf(double value) const;
 
-  /// Three to eleven round values within the range, or its single value. All texts are different.
+  /// Three to eleven round values within the range, or its single value. All texts are different. On a logarithmic
+  /// scale they are powers of ten, at most nine, if the range has two of them.
   std::vector<ChartMark> getMarks() const;
 
  private:
   std::vector<double> roundValues() const;
+  std::vector<ChartMark> powersOfTen() const;
 
+  ChartScale scale = ChartScale::Linear;
   double low = 1;
   double high = 0;  // below low: empty
 };
 
-}  // namespace vesk_analyze
+}  // namespace vesk_page
 
-#endif  // VESK_ANALYZE_CHART_RANGE_H
+#endif  // VESK_PAGE_CHART_RANGE_H

@@ -1,11 +1,11 @@
-#include "chart_range.h"
+#include "page/chart_range.h"
 
 #include <gmock/gmock.h>
 
 #include <cmath>
 #include <limits>
 
-namespace vesk_analyze {
+namespace vesk_page {
 namespace {
 
 using testing::ElementsAre;
@@ -95,5 +95,38 @@ TEST(ChartRange, WidensByATwentiethAtBothEnds) {
   EXPECT_EQ(range.getHigh(), 21);
 }
 
+std::string logarithmicMarks(double low, double high) {
+  ChartRange range(ChartScale::Logarithmic);
+  range.include(low);
+  range.include(high);
+  std::string texts;
+  for (const ChartMark& mark : range.getMarks()) texts += mark.text + " ";
+  return texts;
+}
+
+TEST(ChartRange, ALogarithmicScaleHasPowersOfTen) {
+  EXPECT_EQ(logarithmicMarks(1, 1000), "1 10 100 1000 ");
+  EXPECT_EQ(logarithmicMarks(0.0002, 30), "0.001 0.01 0.1 1 10 ");
+  EXPECT_EQ(logarithmicMarks(1e-6, 2e5), "1e-6 1e-4 0.01 1 100 10000 ");
+  EXPECT_EQ(logarithmicMarks(1e-17, 1), "1e-17 1e-15 1e-13 1e-11 1e-9 1e-7 1e-5 0.001 0.1 ");
+  // Fewer than two powers of ten: round values.
+  EXPECT_EQ(logarithmicMarks(2, 8), "2 3 4 5 6 7 8 ");
+  EXPECT_EQ(logarithmicMarks(7, 7), "7 ");
+}
+
+TEST(ChartRange, ALogarithmicScaleShowsValuesAbove0) {
+  ChartRange range(ChartScale::Logarithmic);
+  range.include(0);
+  range.include(-1);
+  EXPECT_TRUE(range.isEmpty());
+  range.include(1);
+  range.include(10000);
+  EXPECT_DOUBLE_EQ(range.placeOf(100), 0.5);
+  EXPECT_EQ(range.placeOf(0), 0);
+  EXPECT_EQ(range.placeOf(-5), 0);
+  EXPECT_EQ(range.placeOf(1e9), 1);
+  EXPECT_EQ(range.placeOf(std::nan("")), 0.5);
+}
+
 }  // namespace
-}  // namespace vesk_analyze
+}  // namespace vesk_page

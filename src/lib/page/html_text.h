@@ -1,12 +1,12 @@
-#ifndef VESK_ANALYZE_HTML_TEXT_H
-#define VESK_ANALYZE_HTML_TEXT_H
+#ifndef VESK_PAGE_HTML_TEXT_H
+#define VESK_PAGE_HTML_TEXT_H
 
 // Texts and numbers for an HTML page.
 
 #include <string>
 #include <string_view>
 
-namespace vesk_analyze {
+namespace vesk_page {
 
 /// A text that a page can show: valid UTF-8 without control characters.
 ///
@@ -32,6 +32,6 @@ std::string countNumber(double value);
 /// A share as a percentage, with the sign %.
 std::string percentText(double share);
 
-}  // namespace vesk_analyze
+}  // namespace vesk_page
 
-#endif  // VESK_ANALYZE_HTML_TEXT_H
+#endif  // VESK_PAGE_HTML_TEXT_H

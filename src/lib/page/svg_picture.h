@@ -1,14 +1,14 @@
-#ifndef VESK_ANALYZE_SVG_PICTURE_H
-#define VESK_ANALYZE_SVG_PICTURE_H
+#ifndef VESK_PAGE_SVG_PICTURE_H
+#define VESK_PAGE_SVG_PICTURE_H
 
 #include <iosfwd>
 #include <string>
 #include <string_view>
 #include <vector>
 
-#include "chart_range.h"
+#include "page/chart_range.h"
 
-namespace vesk_analyze {
+namespace vesk_page {
 
 /// A point in a picture, in the picture's units: x to the right, y down.
 struct PicturePoint {
@@ -89,6 +89,6 @@ class PlotArea {
   ChartRange yRange;
 };
 
-}  // namespace vesk_analyze
+}  // namespace vesk_page
 
-#endif  // VESK_ANALYZE_SVG_PICTURE_H
+#endif  // VESK_PAGE_SVG_PICTURE_H

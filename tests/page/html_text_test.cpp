@@ -1,10 +1,10 @@
-#include "html_text.h"
+#include "page/html_text.h"
 
 #include <gmock/gmock.h>
 
 #include <limits>
 
-namespace vesk_analyze {
+namespace vesk_page {
 namespace {
 
 constexpr double infinity = std::numeric_limits<double>::infinity();
@@ -68,4 +68,4 @@ TEST(HtmlText, HasWordsForNumbersThatAreNotFinite) {
 }
 
 }  // namespace
-}  // namespace vesk_analyze
+}  // namespace vesk_page

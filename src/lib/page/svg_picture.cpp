@@ -1,12 +1,12 @@
-#include "svg_picture.h"
+#include "page/svg_picture.h"
 
 #include <array>
 #include <cstdio>
 #include <ostream>
 
-#include "html_text.h"
+#include "page/html_text.h"
 
-namespace vesk_analyze {
+namespace vesk_page {
 
 namespace {
 
@@ -119,4 +119,4 @@ void PlotArea::drawFrame(SvgPicture& picture) const {
   picture.addLine({{place.left, place.top}, {place.left, place.bottom()}, {place.right(), place.bottom()}}, "axis");
 }
 
-}  // namespace vesk_analyze
+}  // namespace vesk_page
