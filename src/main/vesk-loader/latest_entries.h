@@ -31,7 +31,7 @@ class LatestEntries {
                                               std::size_t most);
 
   struct Slot {
-    std::uint64_t id = 0;      // idBits of a callee
+    std::uint64_t id = 0;         // idBits of a callee
     std::uint32_t selection = 0;  // number of the selection that has filled the slot; any other: empty
   };
 
