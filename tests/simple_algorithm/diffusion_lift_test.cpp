@@ -57,8 +57,8 @@ class DiffusionLift : public DiffusionTest {
 
 constexpr const char* liftTag = "<LiftColumns>Yes</LiftColumns>\n";
 
-/// Seed 1 calls 2 with weight 3 and 3 with weight 1; the coefficient is 1/2. Energies 1/2, 3/8, 1/8. With 1/3 at each of
-/// the three, 1 keeps 1/6, 2 gets 1/8 and has 11/24, 3 gets 1/24 and has 3/8. Quotients: 3, 9/11, 1/3.
+/// Seed 1 calls 2 with weight 3 and 3 with weight 1; the coefficient is 1/2. Energies 1/2, 3/8, 1/8. With 1/3 at each
+/// of the three, 1 keeps 1/6, 2 gets 1/8 and has 11/24, 3 gets 1/24 and has 3/8. Quotients: 3, 9/11, 1/3.
 TEST_F(DiffusionLift, IsTheQuotientByHand) {
   Data data = open(liftTag, "1\n");
   runPasses(data, {{1, {{2, 3}, {3, 1}}}}, 1);
@@ -94,9 +94,10 @@ TEST_F(DiffusionLift, EqualsTheLiteralComputationOnRandomNetworks) {
     const double coefficient = round % 3 == 0 ? 0.9 : 0.4;
     const LiteralDiffusion expected = literalDiffusionFrom(rows, seeds, coefficient, 0.0005, 30);
     const LiteralDiffusion fromAll = literalExpected(rows, seeds, expected, coefficient);
-    const std::string tags = "<SeedWeights>Yes</SeedWeights>\n<EndConditionValue>0.0005</EndConditionValue>\n"
-                             "<MaxNumIterations>30</MaxNumIterations>\n<SpreadCoefficient>" +
-                             std::to_string(coefficient) + "</SpreadCoefficient>\n";
+    const std::string tags =
+        "<SeedWeights>Yes</SeedWeights>\n<EndConditionValue>0.0005</EndConditionValue>\n"
+        "<MaxNumIterations>30</MaxNumIterations>\n<SpreadCoefficient>" +
+        std::to_string(coefficient) + "</SpreadCoefficient>\n";
     for (const std::size_t workers : {1U, 2U, 3U}) {
       SCOPED_TRACE("round " + std::to_string(round) + ", workers " + std::to_string(workers));
       Data plain = open(tags, text);
