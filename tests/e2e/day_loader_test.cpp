@@ -127,6 +127,10 @@ TEST_F(DayLoaderTest, AllKindsOfRuns) {
        table + sparse + "<CyclicTableSort>No</CyclicTableSort>" + list + "</SpecialList>" +
            operation(1, "CyclicAdd", 1),
        "none"},
+      {"distinct callees with payloads",
+       table + sparse + "<CyclicTableDistinct>Yes</CyclicTableDistinct><DateHorizon>3</DateHorizon>" + multiplicity +
+           operation(1, "CyclicAdd", 2) + operation(2, "CyclicAddPayload", 4),
+       "ymd"},
       {"overlapping fields", table + "<Output>Dense</Output>" + operation(1, "CyclicAdd", 5), "ymd"},
       {"a table as CSV", table + "<Output>CSV</Output>" + operation(1, "CyclicAdd", 2), "ymd"},
       {"pairs with multiplicities", sparse + multiplicity + operation(1, "PairSum", 2), "none"},

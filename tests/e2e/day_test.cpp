@@ -199,6 +199,8 @@ TEST_F(DayTest, OtherSettingsAreRefusedTagByTag) {
   const std::string sum = sumTags();
   const SettingsChange changes[] = {
       {"table size", tableTags(3), tableTags(2), "CyclicTableSize: 3 in the state, 2 now"},
+      {"distinct callees", tableTags(3), tableTags(3, "<CyclicTableDistinct>Yes</CyclicTableDistinct>\n"),
+       "CyclicTableDistinct: none in the state, Yes now"},
       {"partitions", tableTags(3), tableTags(3, "<NumberOfPartitions>2</NumberOfPartitions>\n"),
        "NumberOfPartitions: 1 in the state, 2 now"},
       {"payload", tableTags(3), payloadTags(), "Payload1: none in the state, Seconds now"},

@@ -8,6 +8,7 @@
 #include <sstream>
 
 #include "groups_case.h"
+#include "simple_algorithm/literal_diffusion.h"
 
 namespace vesk_e2e {
 namespace {
@@ -174,6 +175,52 @@ TEST_F(KeptRows, Diffusion) {
         EXPECT_EQ(result.status, 0);
       }
     }
+  }
+}
+
+/// Both ways against the literal computation, with seeds of a CSV file that have weights.
+TEST_F(KeptRows, DiffusionWithLiftColumns) {
+  constexpr double coefficient = 0.7;
+  constexpr double epsilon = 1e-6;
+  constexpr int passes = 12;
+  writeFile("seeds", "energy,id\n2.5,1\n,20\n0.25,37\n");
+  const LiteralSeeds seeds = {{1, 2.5}, {20, 1}, {37, 0.25}};
+  writeFile("diffusion.xml",
+            "<AnalysisParams>\n<Seed>seeds</Seed>\n<OutputFileName>energy.csv</OutputFileName>\n"
+            "<EndConditionValue>1e-6</EndConditionValue>\n<MaxNumIterations>12</MaxNumIterations>\n"
+            "<SpreadCoefficient>0.7</SpreadCoefficient>\n<LiftColumns>Yes</LiftColumns>\n"
+            "<SeedWeights>Yes</SeedWeights>\n<SeedColumn>id</SeedColumn>\n"
+            "<SeedWeightColumn>energy</SeedWeightColumn>\n</AnalysisParams>\n");
+  std::vector<LiteralRow> rows;
+  std::vector<double> numbers;
+  for (const auto& [caller, list] : network(7, Lists::Unordered)) {
+    const auto key = static_cast<double>(caller);
+    rows.push_back({caller, {}});
+    numbers.insert(numbers.end(), {key, 0, static_cast<double>(list.size())});
+    for (const std::uint64_t callee : list) {
+      const double weight = static_cast<double>(1 + (caller * 7 + callee * 13) % 40) / 4;
+      rows.back().callees.emplace_back(callee, weight);
+      numbers.insert(numbers.end(), {key, static_cast<double>(callee), weight});
+    }
+    numbers.insert(numbers.end(), {key, 0, 7788});
+  }
+  writeNumbers("calls.bin", numbers);
+  const LiteralDiffusion expected = literalDiffusionFrom(rows, seeds, coefficient, epsilon, passes);
+  const LiteralDiffusion fromAll = literalExpected(rows, seeds, expected, coefficient);
+  for (const int workers : {1, 2, 3}) {
+    EXPECT_THAT(expectSame("diffusion", workers), StartsWith("Log;|1;|Rows: kept in memory, "));
+    EXPECT_EQ(result.status, 0);
+    std::istringstream lines(content("energy.csv"));
+    std::string line;
+    std::getline(lines, line);
+    std::size_t count = 0;
+    while (std::getline(lines, line)) {
+      ++count;
+      const LiteralResult& node = expected.nodes.at(std::stoull(line));
+      const double lift = node.energy / fromAll.nodes.at(std::stoull(line)).energy;
+      EXPECT_NEAR(std::stod(line.substr(line.rfind(',') + 1)), lift, 1e-8 * std::max(lift, 1e-3)) << line;
+    }
+    EXPECT_EQ(count, expected.nodes.size());
   }
 }
 

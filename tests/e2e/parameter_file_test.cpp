@@ -326,5 +326,13 @@ TEST_F(LoaderParameterFileRun, TheSettingsNameEveryValue) {
                                                ";|LogEnd\n"));
 }
 
+TEST_F(LoaderParameterFileRun, TheSettingsNameATableOfDistinctCallees) {
+  parameters("fields 1-1 3-3; CyclicTableSize 7; CyclicTableDistinct Yes; Key 1; Output Dense; op CyclicAdd 2");
+  records("a", {"1 5"});
+  verbosity = "2";
+  run();
+  EXPECT_THAT(result.out, ::testing::HasSubstr("Sort cyclic table ? Yes\nDistinct cyclic table ? Yes\nKey 0\n"));
+}
+
 }  // namespace
 }  // namespace vesk_e2e

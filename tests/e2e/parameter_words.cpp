@@ -94,6 +94,7 @@ void ParameterWords::takeTag(const std::string& tag, const std::string& value) {
   if (tag == "MultiplicityField") multiplicity = std::stoi(value) - 1;
   if (tag == "CyclicTableSize") tableSize = value;
   if (tag == "CyclicTableSort") sort = value;
+  if (tag == "CyclicTableDistinct") distinct = value;
   if (tag == "DateHorizon") horizon = value;
   if (tag == "NumberOfPartitions") partitionCount = std::stoi(value);
   if (tag == "Output") {
@@ -104,7 +105,8 @@ void ParameterWords::takeTag(const std::string& tag, const std::string& value) {
 
 std::string ParameterWords::settingsBeforeProcessFile() const {
   return "VESK loader settings information:\n" + fieldLines + "Cyclic table size " + tableSize +
-         "\nSort cyclic table ? " + sort + "\nKey " + std::to_string(key) + "\nSparse " + std::to_string(sparse) + "\n";
+         "\nSort cyclic table ? " + sort + (distinct == "Yes" ? "\nDistinct cyclic table ? Yes" : "") + "\nKey " +
+         std::to_string(key) + "\nSparse " + std::to_string(sparse) + "\n";
 }
 
 std::string ParameterWords::settingsOfDates() const {

@@ -46,6 +46,7 @@ class ParameterWords {
   std::string format = "Binary";
   std::string tableSize = "0";
   std::string sort = "Yes";
+  std::string distinct = "No";
   std::string horizon = "-1";
   int operations = 0;
   int key = -1;

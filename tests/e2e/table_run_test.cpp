@@ -44,6 +44,20 @@ TEST_F(LoaderTableRun, TheProcessFileKeepsTheOrderOfArrivalOfASortedTable) {
   EXPECT_EQ(numbers("process"), (Numbers{1, 4, 3, 2, -2, -1}));
 }
 
+// By hand: 4, 3, 4 again (3, 4), 2, 5 (3 falls out), 4 again.
+TEST_F(LoaderTableRun, ADistinctCalleeMovesToTheEndOfItsRow) {
+  processFile = "process";
+  runLines("CyclicTableSize 3; CyclicTableDistinct Yes; MultiplicityField 4; op CyclicAdd 2; op CyclicAddPayload 3",
+           {"1 4 40    1", "1 3 30    2", "1 4 41    3", "1 2 20    1", "1 5 50    1", "1 4 42    9"});
+  EXPECT_EQ(content("out"), "1, 2, 20, 4, 42, 5, 50\n");
+  EXPECT_EQ(numbers("process"), (Numbers{1, 2, 5, 4, -2, 20, 50, 42, -2, -1}));
+}
+
+TEST_F(LoaderTableRun, WithNoCalleesAreNotDistinct) {
+  runLines("CyclicTableSize 3; CyclicTableDistinct No; op CyclicAdd 2", {"1 4 10    1", "1 4 10    1"});
+  expectOutput("1, 4, 4, 0.0\n", 1);
+}
+
 TEST_F(LoaderTableRun, APayloadIsSortedWithItsEntry) {
   runLines("CyclicTableSize 3; op CyclicAdd 2; op CyclicAddPayload 3; op CyclicAddPayload 4",
            {"1 4 40    1", "1 3 30    2", "1 3 31    3"});

@@ -29,6 +29,7 @@ LoaderSettings chosenSettings(std::uint8_t choice) {
   if (choice / 36 % 2 == 1 && !pairSum) settings.sparse = 0;
   if (choice / 72 % 2 == 1 && !pairSum) settings.outputFormat = OutputFormat::CSV;
   settings.sortCyclicTable = choice < 144;
+  settings.distinctCyclicTable = choice >= 180;
   return settings;
 }
 

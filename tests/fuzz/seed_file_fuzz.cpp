@@ -5,7 +5,6 @@
 
 #include "fuzz_support.h"
 #include "simple_algorithm/quven_seed_file.h"
-#include "util/quven_own_ptr.h"
 
 namespace {
 
@@ -27,8 +26,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   QUVENEnv environment;
   environment.activate();
   QUVENEnv* env = &environment;
-  QUVENXaRay<std::uint64_t> seeds;
-  const FuzzRun run = fuzzRun([&] { quvenReadSeedFile(parameters, seeds, QUVEN_ENV); });
+  std::vector<QUVENSeed> seeds;
+  const FuzzRun run = fuzzRun([&] { quvenReadSeedFile(parameters, {}, seeds, QUVEN_ENV); });
   REQUIRE(!run.terminated);
   long warnings = occurrences(run.out, "Warning;|5003;|");
   REQUIRE(warnings <= 20);
@@ -37,10 +36,19 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     REQUIRE(warnings == 20);
     warnings += std::atol(run.out.c_str() + run.out.rfind(' ', rest - 1));
   }
-  REQUIRE(occurrences(run.out, "Warning;|5009;|") == (seeds.getSize() == 0 ? 1 : 0));
-  REQUIRE(seeds.getSize() + warnings == lines);
-  for (const std::uint64_t seed : seeds) REQUIRE(seed != 0);
-  QUVEN_DELETE(seeds);
+  REQUIRE(occurrences(run.out, "Warning;|5009;|") == (seeds.empty() ? 1 : 0));
+  REQUIRE(static_cast<long>(seeds.size()) + warnings == lines);
+  for (const QUVENSeed& seed : seeds) REQUIRE(seed.number != 0 && seed.energy == 1);
+
+  // With weights a line that is a seed without them is one with them, or has a weight. As CSV the text is read whole,
+  // or refused.
+  for (const QUVENSeedForm& form : {QUVENSeedForm{true, "", ""}, QUVENSeedForm{true, "a", "b"}}) {
+    std::vector<QUVENSeed> weighted;
+    const FuzzRun second = fuzzRun([&] { quvenReadSeedFile(parameters, form, weighted, QUVEN_ENV); });
+    REQUIRE(!second.terminated || !form.column.empty());
+    REQUIRE(!form.column.empty() || weighted.size() >= seeds.size());
+    for (const QUVENSeed& seed : weighted) REQUIRE(seed.number != 0 && seed.energy > 0);
+  }
   REQUIRE(environment.getBytesInUse() == 0);
   return 0;
 }

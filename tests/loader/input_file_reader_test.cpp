@@ -224,7 +224,24 @@ TEST_F(InputFileReader, RefusesAnotherSort) {
   expectError("<CyclicTableSort>yes</CyclicTableSort>", 1170, "Cyclic table sort type unknown (Should be Yes or No)");
 }
 
+TEST_F(InputFileReader, ReadsWhetherCalleesAreDistinct) {
+  for (const bool distinct : {true, false}) {
+    const std::string word = distinct ? "Yes" : "No";
+    folder.write("params", "<LoaderParams><CyclicTableDistinct>" + word + "</CyclicTableDistinct></LoaderParams>");
+    settings.distinctCyclicTable = !distinct;
+    EXPECT_EQ(read_input_file_format(folder.path("params"), settings), 1);
+    EXPECT_EQ(settings.distinctCyclicTable, distinct);
+  }
+  EXPECT_FALSE(LoaderSettings().distinctCyclicTable);
+  expectError("<CyclicTableDistinct>yes</CyclicTableDistinct>", 1170,
+              "Cyclic table distinct type unknown (Should be Yes or No)");
+}
+
 TEST_F(InputFileReader, FindsTheErrorsInAFixedOrder) {
+  expectError("<CyclicTableDistinct>x</CyclicTableDistinct><CyclicTableSort>x</CyclicTableSort><Output>x</Output>",
+              1170, "Cyclic table sort type unknown (Should be Yes or No)");
+  expectError("<CyclicTableDistinct>x</CyclicTableDistinct><Output>x</Output>", 1170,
+              "Cyclic table distinct type unknown (Should be Yes or No)");
   expectError("<Operation1></Operation1><CyclicTableSort>x</CyclicTableSort><Output>x</Output>", 1170,
               "Cyclic table sort type unknown (Should be Yes or No)");
   expectError("<Operation1></Operation1><NumberOfPartitions>0</NumberOfPartitions><Output>x</Output>", 1175,

@@ -198,6 +198,7 @@ void makeOutput(Choices& choices, LoaderSettings& settings, RunKind kind) {
   if (form == 1 && choices.oneIn(2)) settings.tagPrefix = std::string(choices.oneIn(2) ? "x:" : "Tag");
   if (form == 1 && choices.oneIn(2)) settings.outputNamespace = "xmlns:x=urn";
   settings.sortCyclicTable = !choices.oneIn(3);
+  if (kind == RunKind::Table) settings.distinctCyclicTable = choices.oneIn(2);
 }
 
 /// One text for a field of `width` columns; seldom wider.
@@ -412,6 +413,7 @@ std::string parameterText(const LoaderSettings& settings, const std::string& spe
   }
   if (settings.cyclicTableSize != 0) tag("CyclicTableSize", settings.cyclicTableSize);
   tag("CyclicTableSort", settings.sortCyclicTable ? "Yes" : "No");
+  if (settings.distinctCyclicTable) tag("CyclicTableDistinct", "Yes");
   if (settings.specialListFilter != SpecialListFilter::None) {
     out << "<SpecialList>\n";
     tag("File", specialListName);

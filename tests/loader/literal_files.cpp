@@ -120,6 +120,20 @@ void LiteralLoader::readRecord(const std::string& bytes, std::size_t& position, 
   if (column < payloadCount) {
     error(1310, "read_process_file: Unexpected number of payload fields found in process file");
   }
+  if (isTableRun() && settings.distinctCyclicTable) makeDistinct(key);
+}
+
+/// A row from a process file: each entry that a later one repeats goes, then the oldest ones beyond the table size.
+void LiteralLoader::makeDistinct(double key) {
+  const LiteralRow& row = tables.keys[key];
+  for (std::size_t i = row.size(); i > 0; --i) {
+    for (std::size_t j = i; j < row.size(); ++j) {
+      if (row[i - 1] != row[j] && !(std::isnan(row[i - 1]) && std::isnan(row[j]))) continue;
+      removeEntry(key, i - 1);
+      break;
+    }
+  }
+  while (row.size() > static_cast<std::size_t>(settings.cyclicTableSize)) removeEntry(key, 0);
 }
 
 void LiteralLoader::dropOldEntries(double cutoffDate, std::int32_t dateFormat) {

@@ -221,6 +221,7 @@ void LiteralLoader::logSettings(const CommandLine& line) {
   }
   text << "Cyclic table size " << settings.cyclicTableSize << "\n";
   text << "Sort cyclic table ? " << (settings.sortCyclicTable ? "Yes" : "No") << "\n";
+  if (settings.distinctCyclicTable) text << "Distinct cyclic table ? Yes\n";
   text << "Key " << settings.keyField << "\n";
   text << "Sparse " << settings.sparse << "\n";
   if (!line.processFileInUse) text << "No process file will be used.\n";
@@ -514,6 +515,10 @@ void LiteralLoader::insert(const Line& line, double key, double value, std::int3
   }
   LiteralRow& row = tables.keys[key];
   std::vector<LiteralRow>& columns = tables.payloads[key];
+  if (settings.distinctCyclicTable) {
+    removeCallee(key, value);
+    multiplicity = 1;
+  }
   for (std::int32_t repeat = 0; repeat < multiplicity; ++repeat) {
     row.push_back(value);
     if (dated) tables.dates[key].push_back(line.numberIn(settings.dateField));
@@ -524,6 +529,26 @@ void LiteralLoader::insert(const Line& line, double key, double value, std::int3
       for (LiteralRow& column : columns) column.erase(column.begin());
     }
   }
+}
+
+/// Takes the first entry of a callee out of a row, with its date and its payloads. A column that ends before the entry
+/// has nothing to lose.
+void LiteralLoader::removeCallee(double key, double callee) {
+  LiteralRow& row = tables.keys[key];
+  for (std::size_t i = 0; i < row.size(); ++i) {
+    if (row[i] != callee && !(std::isnan(row[i]) && std::isnan(callee))) continue;
+    removeEntry(key, i);
+    return;
+  }
+}
+
+void LiteralLoader::removeEntry(double key, std::size_t entry) {
+  const auto remove = [entry](LiteralRow& column) {
+    if (entry < column.size()) column.erase(column.begin() + static_cast<std::ptrdiff_t>(entry));
+  };
+  remove(tables.keys[key]);
+  remove(tables.dates[key]);
+  for (LiteralRow& column : tables.payloads[key]) remove(column);
 }
 
 void LiteralLoader::plainOperations(const Line& line, std::int32_t multiplicity) {

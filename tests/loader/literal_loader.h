@@ -97,6 +97,9 @@ class LiteralLoader {
   void tableOperations(const Line& line, std::int32_t multiplicity);
   void plainOperations(const Line& line, std::int32_t multiplicity);
   void insert(const Line& line, double key, double value, std::int32_t multiplicity);
+  void removeCallee(double key, double callee);
+  void removeEntry(double key, std::size_t entry);
+  void makeDistinct(double key);
 
   void readRecord(const std::string& bytes, std::size_t& position, double key, long record);
   void writeRows(OutputStep& step);

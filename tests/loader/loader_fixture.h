@@ -108,7 +108,9 @@ inline std::string record(const std::string& caller, const std::string& callee, 
 /// The row of a key, empty if there is no such key.
 inline RowColumns rowOf(LoaderTables& tables, double key) {
   RowColumns columns;
-  tables.keys->read(tables.keys->findOrInsert(key), columns);
+  const std::uint32_t row = tables.keys->findOrInsert(key);
+  tables.keys->removeRepeats(row);
+  tables.keys->read(row, columns);
   return columns;
 }
 

@@ -345,6 +345,28 @@ TEST_F(ProcessFile, EqualDatesOfBothFormatsAreKept) {
   EXPECT_EQ(rowOf(tables, 4).values, (Doubles{30}));
 }
 
+TEST_F(ProcessFile, RowsWithRepeatsBecomeDistinctWhenTheyAreRead) {
+  settings.dateField = 2;
+  settings.payloadInputs = {3};
+  settings.distinctCyclicTable = true;
+  settings.cyclicTableSize = 2;
+  readFile({4, 30, 20120401, 31, 20120402, 30, 20120403, -2, 7, 8, 9, -2, -1,    // 30 twice
+            5, 40, 20120401, 41, 20120402, 42, 20120403, -2, 7, 8, 9, -2, -1});  // more than the table size
+  EXPECT_EQ(rowOf(tables, 4).values, (Doubles{31, 30}));
+  EXPECT_EQ(rowOf(tables, 4).dates, (Doubles{20120402, 20120403}));
+  EXPECT_EQ(rowOf(tables, 4).payloads, (std::vector<Doubles>{{8, 9}}));
+  EXPECT_EQ(rowOf(tables, 5).values, (Doubles{41, 42}));
+}
+
+// The call that comes later in the input decides about the date too, as it decides about the place.
+TEST_F(ProcessFile, ARepeatIsRemovedBeforeOldEntriesAreDropped) {
+  settings.dateField = 2;
+  settings.distinctCyclicTable = true;
+  readFile({4, 30, 20120302, 31, 20120302, 30, 20120202, -2, -1});
+  drop(20120302, 1);
+  EXPECT_EQ(rowOf(tables, 4).values, (Doubles{31}));
+}
+
 TEST_F(ProcessFile, LargeTablesComeBackAsTheyWere) {
   settings.cyclicTableSize = 20;
   settings.dateField = 2;

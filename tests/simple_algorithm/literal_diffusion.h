@@ -29,12 +29,15 @@ struct LiteralDiffusion {
   double diffVal = 100000.0;
 };
 
-inline LiteralDiffusion literalDiffusion(const std::vector<LiteralRow>& rows, const std::vector<std::uint64_t>& seeds,
-                                         double coefficient, double epsilon, int maxIterations) {
+/// The energies of the seeds at the start.
+using LiteralSeeds = std::map<std::uint64_t, double>;
+
+inline LiteralDiffusion literalDiffusionFrom(const std::vector<LiteralRow>& rows, const LiteralSeeds& seeds,
+                                             double coefficient, double epsilon, int maxIterations) {
   LiteralDiffusion result;
   std::map<std::uint64_t, double> rowSum;
-  std::map<std::uint64_t, double> total;
-  std::map<std::uint64_t, double> fresh;
+  std::map<std::uint64_t, double> total = seeds;
+  std::map<std::uint64_t, double> fresh = seeds;
   for (const LiteralRow& row : rows) {
     rowSum[row.caller] = 0;
     for (const auto& [callee, weight] : row.callees) {
@@ -46,10 +49,6 @@ inline LiteralDiffusion literalDiffusion(const std::vector<LiteralRow>& rows, co
       result.nodes[node].weightedInDegree += static_cast<std::int32_t>(weight);
       result.nodes[row.caller].weightedOutDegree += static_cast<std::int32_t>(weight);
     }
-  }
-  for (const std::uint64_t seed : seeds) {
-    total[seed] += 1;
-    fresh[seed] += 1;
   }
   while (result.iterations == 0 || (result.diffVal > epsilon && result.iterations < maxIterations)) {
     ++result.iterations;
@@ -76,6 +75,26 @@ inline LiteralDiffusion literalDiffusion(const std::vector<LiteralRow>& rows, co
   }
   for (const auto& [node, energy] : total) result.nodes[node].energy = energy;
   return result;
+}
+
+/// Each seed has 1 for each time it is named.
+inline LiteralDiffusion literalDiffusion(const std::vector<LiteralRow>& rows, const std::vector<std::uint64_t>& seeds,
+                                         double coefficient, double epsilon, int maxIterations) {
+  LiteralSeeds energies;
+  for (const std::uint64_t seed : seeds) energies[seed] += 1;
+  return literalDiffusionFrom(rows, energies, coefficient, epsilon, maxIterations);
+}
+
+/// What a diffusion of as many passes gives when every subscriber of the result is a seed, all with the same energy and
+/// together with that of the seeds.
+inline LiteralDiffusion literalExpected(const std::vector<LiteralRow>& rows, const LiteralSeeds& seeds,
+                                        const LiteralDiffusion& result, double coefficient) {
+  double sum = 0;
+  for (const auto& [seed, energy] : seeds) sum += energy;
+  LiteralSeeds all;
+  for (const auto& [node, values] : result.nodes) all[node] = sum / static_cast<double>(result.nodes.size());
+  constexpr double never = -1;
+  return literalDiffusionFrom(rows, all, coefficient, never, result.iterations);
 }
 
 #endif  // TESTS_SIMPLE_ALGORITHM_LITERAL_DIFFUSION_H

@@ -33,10 +33,14 @@ class QUVENSeedFile : public ::testing::Test {
   std::vector<std::uint64_t> seedsOf(const std::string& text) { return seedsOfPath(folder.write("seeds", text)); }
   std::vector<std::uint64_t> seedsOfPath(const std::string& seedPath) {
     const std::string parameters = folder.write("params.xml", "<Seed> " + seedPath + " </Seed>\n");
-    QUVENXaRay<std::uint64_t> seeds;
-    run = capturedRun([&] { quvenReadSeedFile(parameters, seeds, QUVEN_ENV); });
-    std::vector<std::uint64_t> result(seeds.begin(), seeds.end());
-    QUVEN_DELETE(seeds);
+    energies.clear();
+    std::vector<QUVENSeed> seeds;
+    run = capturedRun([&] { quvenReadSeedFile(parameters, form, seeds, QUVEN_ENV); });
+    std::vector<std::uint64_t> result;
+    for (const QUVENSeed& seed : seeds) {
+      result.push_back(seed.number);
+      energies.push_back(seed.energy);
+    }
     return result;
   }
   static std::string warningOf(int line) {
@@ -49,7 +53,77 @@ class QUVENSeedFile : public ::testing::Test {
   QUVENEnv environment;
   QUVENEnv* env = &environment;
   CapturedRun run;
+  QUVENSeedForm form;
+  std::vector<double> energies;  ///< of the seeds that were read last
 };
+
+TEST_F(QUVENSeedFile, ASecondNumberIsTheEnergyOfASeed) {
+  form.hasWeights = true;
+  EXPECT_EQ(seedsOf("7\n3 0.25\n7\t2\n4,1e3\n5 ; 6\n8;\n 9 , 0x\n"), (std::vector<std::uint64_t>{7, 3, 7, 4, 5, 8}));
+  EXPECT_EQ(energies, (std::vector<double>{1, 0.25, 2, 1000, 6, 1}));
+  EXPECT_EQ(run.out, "find seed file: [" + folder.path("seeds") + "]\n" + warningOf(7));
+  EXPECT_EQ(seedsOf("0x1F 2\n010 3\n123456789012 4\r\n"), (std::vector<std::uint64_t>{31, 8, 123456789012}));
+  EXPECT_EQ(energies, (std::vector<double>{2, 3, 4}));
+}
+
+TEST_F(QUVENSeedFile, AnEnergyIsFiniteAndAboveZero) {
+  form.hasWeights = true;
+  const std::string found = "find seed file: [" + folder.path("seeds") + "]\n";
+  for (const std::string bad : {"0", "-1", "inf", "nan", "1e999", "x", "2 3", "2,", ",2", "+2"}) {
+    SCOPED_TRACE(bad);
+    EXPECT_EQ(seedsOf("5\n7, " + bad + "\n"), std::vector<std::uint64_t>{5});
+    EXPECT_EQ(run.out, found + warningOf(2));
+  }
+}
+
+TEST_F(QUVENSeedFile, WithoutWeightsALineWithTwoNumbersIsIgnored) {
+  EXPECT_EQ(seedsOf("7\n3 0.25\n4,2\n"), std::vector<std::uint64_t>{7});
+  EXPECT_EQ(run.out, "find seed file: [" + folder.path("seeds") + "]\n" + warningOf(2) + warningOf(3));
+}
+
+TEST_F(QUVENSeedFile, SeedsAreAColumnOfACsvFile) {
+  form.column = "Number";
+  EXPECT_EQ(seedsOf("rank,Number,lift\n1,7,0.5\n2,\"010\",\n"), (std::vector<std::uint64_t>{7, 10}));
+  EXPECT_EQ(energies, (std::vector<double>{1, 1}));
+  EXPECT_EQ(seedsOf("\xEF\xBB\xBF"
+                    "rank;Number\r\n1; 7 \r\n"),
+            std::vector<std::uint64_t>{7});
+  EXPECT_EQ(seedsOf("Number\n7\n7\n"), (std::vector<std::uint64_t>{7, 7}));
+  form.hasWeights = true;
+  form.weightColumn = "the energy";
+  EXPECT_EQ(seedsOf("the energy\tNumber\n2.5\t7\n\t8\n"), (std::vector<std::uint64_t>{7, 8}));
+  EXPECT_EQ(energies, (std::vector<double>{2.5, 1}));
+  EXPECT_TRUE(seedsOf("Number,the energy\n").empty());
+  EXPECT_THAT(run.out, HasSubstr("Warning;|5009;|"));
+}
+
+TEST_F(QUVENSeedFile, AMistakeInACsvFileIsNamedByItsLineAndColumn) {
+  form = {true, "id", "w"};
+  const auto expectRefused = [this](const std::string& text, const std::string& why) {
+    SCOPED_TRACE(why);
+    seedsOf(text);
+    EXPECT_TRUE(run.threwLibraryException);
+    const std::string name = folder.path("seeds");
+    EXPECT_THAT(run.out, HasSubstr("Error;|2307;|" + name + ";|QUVENSNAData::readSeedFile: " + name + ", line " + why +
+                                   ";|ErrorEnd"));
+  };
+  expectRefused("", "1: there is no header");
+  expectRefused("Id,w\n", "1: there is no column id");
+  expectRefused("id,W\n", "1: there is no column w");
+  expectRefused("id,w,id\n", "1: there are two columns id");
+  expectRefused("id,w\n7,1\n8\n", "3: 1 cells, not 2");
+  expectRefused("id,w\n0x1F,1\n", "2: column id: [0x1F] is no subscriber number");
+  expectRefused("id,w\n0,1\n", "2: column id: [0] is no subscriber number");
+  expectRefused("id,w\n,1\n", "2: column id: [] is no subscriber number");
+  expectRefused("id,w\n-7,1\n", "2: column id: [-7] is no subscriber number");
+  expectRefused("id,w\n18446744073709551616,1\n", "2: column id: [18446744073709551616] is no subscriber number");
+  for (const std::string bad : {"0", "-2", "inf", "nan", "1e999", "two"}) {
+    expectRefused("id,w\n5,\n7," + bad + "\n", "3: column w: [" + bad + "] is no number above 0");
+  }
+  seedsOf("id,w\n7,\"1\n");
+  EXPECT_TRUE(run.threwLibraryException);
+  EXPECT_THAT(run.out, HasSubstr(", line 2: "));
+}
 
 TEST_F(QUVENSeedFile, NameStandsBetweenTheTags) {
   EXPECT_EQ(nameIn("<A>\n<Seed> seeds.txt </Seed>\n</A>\n"), "seeds.txt");
@@ -202,8 +276,8 @@ TEST_F(QUVENSeedFile, AFileThatCannotBeReadEndsTheRun) {
   seedsOfPath(folder.path(""));
   EXPECT_TRUE(run.threwLibraryException);
   EXPECT_THAT(run.out, HasSubstr(report(folder.path(""))));
-  QUVENXaRay<std::uint64_t> seeds;
-  run = capturedRun([&] { quvenReadSeedFile("/no/such/file", seeds, QUVEN_ENV); });
+  std::vector<QUVENSeed> seeds;
+  run = capturedRun([&] { quvenReadSeedFile("/no/such/file", {}, seeds, QUVEN_ENV); });
   EXPECT_TRUE(run.threwLibraryException);
   EXPECT_THAT(
       run.out,

@@ -337,6 +337,10 @@ TEST_F(CheckInput, EstimatesHoldTheCallersOfTheWholeInput) {
   EXPECT_LE(estimate.memory.low, estimate.memory.high);
   // 24 bytes an entry and 32 bytes a caller in the state, once every caller has its 20 entries.
   EXPECT_NEAR(estimate.state.low, estimate.callers.low * (4 * 8 + 20 * 24), estimate.state.low * 0.1);
+  // A full row of distinct callees: 8 bytes more, and room for 20 repeats of 24 bytes.
+  vesk_loader::LoaderSettings distinct = parameters.settings;
+  distinct.distinctCyclicTable = true;
+  EXPECT_NEAR(estimateRun(distinct, sample).fullCallerBytes, estimate.fullCallerBytes + 8 + 20 * 24, 1e-6);
 }
 
 TEST_F(CheckInput, SettingsThatNameNoFieldsAreNotExamined) {

@@ -181,6 +181,8 @@ TEST(CheckParameters, ValuesThatMeanNothing) {
               ElementsAre(HasSubstr("[sparse] is none of Sparse, Dense, CSV, XML; did you mean Sparse?")));
   EXPECT_THAT(tableErrors("<Key>", "<CyclicTableSort>True</CyclicTableSort><Key>"),
               ElementsAre(HasSubstr("[True] is none of Yes, No")));
+  EXPECT_THAT(tableErrors("<Key>", "<CyclicTableDistinct>yes</CyclicTableDistinct><Key>"),
+              ElementsAre(HasSubstr("CyclicTableDistinct: [yes] is none of Yes, No; did you mean Yes?")));
   EXPECT_THAT(tableErrors(">CyclicAdd<", ">CyclicAd<"),
               ElementsAre(HasSubstr("did you mean CyclicAdd?"), HasSubstr("there is no CyclicAdd")));
   EXPECT_THAT(tableErrors("<Threshold>1", "<Threshold>0,5"),
@@ -247,6 +249,8 @@ TEST(CheckParameters, RemarksDoNotEndARun) {
               ElementsAre(HasSubstr("Output is not XML")));
   EXPECT_THAT(sumsRemarks("<Key>", "<CyclicTableSort>No</CyclicTableSort><Key>"),
               ElementsAre(HasSubstr("tables only")));
+  EXPECT_THAT(sumsRemarks("<Key>", "<CyclicTableDistinct>Yes</CyclicTableDistinct><Key>"),
+              ElementsAre(HasSubstr("CyclicTableDistinct: used for tables only")));
   EXPECT_THAT(remarksOf(changed(whole(tableTags), "<Input>2", "<Output>3</Output><Input>2")),
               ElementsAre(HasSubstr("Operation1/Output: CyclicAdd does not use it")));
 }

@@ -1,13 +1,18 @@
 #include "simple_algorithm/quven_seed_file.h"
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
+#include <charconv>
+#include <cmath>
 #include <cstdlib>
 #include <fstream>
 #include <iostream>
+#include <sstream>
 #include <string_view>
 #include <utility>
 
+#include "control/quven_csv_reader.h"
 #include "vesk-common/quven_doubt.h"
 #include "vesk-common/quven_reports.h"
 
@@ -25,6 +30,7 @@ constexpr std::size_t longestParameterLine = 10000;
 constexpr std::size_t longestSeedLine = 79;
 constexpr std::size_t longestDetectedNumber = 10;  // with base detection; a longer one is decimal
 constexpr long mostWarnings = 20;
+constexpr double ordinaryEnergy = 1;
 constexpr std::string_view byteOrderMark = "\xEF\xBB\xBF";
 
 void replaceAll(std::string& text, std::string_view from, std::string_view to) {
@@ -76,6 +82,100 @@ std::uint64_t seedOfLine(const std::string& text) {
                                    : std::strtoull(text.c_str(), &end, 0);
   return errno == 0 && end == text.c_str() + text.size() ? number : 0;
 }
+
+/// A whole text as the energy of a seed; false if it is none.
+bool readEnergy(std::string_view text, double& energy) {
+  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), energy);
+  return error == std::errc() && end == text.data() + text.size() && std::isfinite(energy) && energy > 0;
+}
+
+/// Takes the second number off a trimmed seed line; false if it is no energy.
+bool takeEnergy(std::string& text, double& energy) {
+  constexpr const char* blanks = " \t";
+  const std::size_t end = text.find_first_of(" \t,;");
+  if (end == std::string::npos) return true;
+  std::size_t start = text.find_first_not_of(blanks, end);
+  if (start != std::string::npos && (text[start] == ',' || text[start] == ';')) {
+    start = text.find_first_not_of(blanks, start + 1);
+  }
+  const std::string second = start == std::string::npos ? "" : text.substr(start);
+  text.resize(end);
+  return second.empty() || readEnergy(second, energy);
+}
+
+/// Reads a seed file that is CSV. Its first mistake ends the run.
+class SeedCsv {
+ public:
+  SeedCsv(const std::string& fileName, const QUVENSeedForm& seedForm, const std::string& text,
+          const QUVENEnvHandle& env)
+      : name(fileName), form(seedForm), stream(text), rows(stream, delimiterOf(text)) {
+    if (!rows.next()) refuse(1, "there is no header", QUVEN_ENV);
+    const std::vector<std::string_view> headings = rows.getCells();
+    width = headings.size();
+    seedPlace = placeOf(form.column, headings, QUVEN_ENV);
+    if (!form.weightColumn.empty()) weightPlace = placeOf(form.weightColumn, headings, QUVEN_ENV);
+  }
+
+  /// Returns the number of rows below the header.
+  long readAll(std::vector<QUVENSeed>& seeds, const QUVENEnvHandle& env) {
+    long count = 0;
+    while (rows.next()) {
+      ++count;
+      const std::vector<std::string_view>& cells = rows.getCells();
+      if (cells.size() != width) {
+        refuse(rows.getLine(), std::to_string(cells.size()) + " cells, not " + std::to_string(width), QUVEN_ENV);
+      }
+      QUVENSeed seed{0, ordinaryEnergy};
+      const std::string_view number = cells[seedPlace];
+      const auto [end, error] = std::from_chars(number.data(), number.data() + number.size(), seed.number);
+      if (error != std::errc() || end != number.data() + number.size() || seed.number == 0) {
+        refuseCell(form.column, number, "is no subscriber number", QUVEN_ENV);
+      }
+      if (!form.weightColumn.empty() && !cells[weightPlace].empty() && !readEnergy(cells[weightPlace], seed.energy)) {
+        refuseCell(form.weightColumn, cells[weightPlace], "is no number above 0", QUVEN_ENV);
+      }
+      seeds.push_back(seed);
+    }
+    if (!rows.getMistake().empty()) refuse(rows.getLine(), rows.getMistake(), QUVEN_ENV);
+    return count;
+  }
+
+ private:
+  static char delimiterOf(std::string_view text) {
+    const std::string_view header = text.substr(0, text.find('\n'));
+    constexpr std::string_view delimiters = ",;\t";
+    return *std::ranges::max_element(delimiters, {}, [&](char c) { return std::ranges::count(header, c); });
+  }
+
+  std::size_t placeOf(const std::string& column, const std::vector<std::string_view>& headings,
+                      const QUVENEnvHandle& env) const {
+    const auto found = std::ranges::find(headings, column);
+    if (found == headings.end()) refuse(1, "there is no column " + column, QUVEN_ENV);
+    if (std::ranges::count(headings, column) > 1) refuse(1, "there are two columns " + column, QUVEN_ENV);
+    return static_cast<std::size_t>(found - headings.begin());
+  }
+
+  void refuseCell(const std::string& column, std::string_view cell, const std::string& why,
+                  const QUVENEnvHandle& env) const {
+    constexpr std::size_t mostShown = 40;
+    refuse(rows.getLine(), "column " + column + ": [" + std::string(cell.substr(0, mostShown)) + "] " + why, QUVEN_ENV);
+  }
+
+  /// Ends the run.
+  void refuse(std::uint64_t line, const std::string& why, const QUVENEnvHandle& env) const {
+    report_error(SeedsUnreadable, name,
+                 "QUVENSNAData::readSeedFile: " + name + ", line " + std::to_string(line) + ": " + why, QUVEN_ENV,
+                 true);
+  }
+
+  const std::string& name;
+  const QUVENSeedForm& form;
+  std::istringstream stream;
+  QUVENCsvReader rows;
+  std::size_t width = 0;
+  std::size_t seedPlace = 0;
+  std::size_t weightPlace = 0;
+};
 
 /// Warnings of one kind: the first ones are printed, the others are counted.
 class CountedWarnings {
@@ -145,17 +245,18 @@ bool FindSeedFileNameInParamFile(const std::string& parameterFileName, std::stri
   return false;
 }
 
-long quvenReadSeedFile(const std::string& parameterFileName, QUVENXaRay<std::uint64_t>& seeds,
+long quvenReadSeedFile(const std::string& parameterFileName, const QUVENSeedForm& form, std::vector<QUVENSeed>& seeds,
                        const QUVENEnvHandle& env) {
   std::string seedFileName;
   if (!FindSeedFileNameInParamFile(parameterFileName, seedFileName)) {
     report_error(SeedsUnreadable, "QUVENSNAData::readSeedFile: Unable to open seed file (visual version) ", QUVEN_ENV,
                  true);
   }
-  return quvenReadSeeds(seedFileName, seeds, QUVEN_ENV);
+  return quvenReadSeeds(seedFileName, form, seeds, QUVEN_ENV);
 }
 
-long quvenReadSeeds(const std::string& seedFileName, QUVENXaRay<std::uint64_t>& seeds, const QUVENEnvHandle& env) {
+long quvenReadSeeds(const std::string& seedFileName, const QUVENSeedForm& form, std::vector<QUVENSeed>& seeds,
+                    const QUVENEnvHandle& env) {
   std::ifstream file(seedFileName);
   const auto reportUnreadable = [&] {
     report_error(SeedsUnreadable, seedFileName, "QUVENSNAData::readSeedFile: the seed file cannot be read", QUVEN_ENV,
@@ -163,6 +264,23 @@ long quvenReadSeeds(const std::string& seedFileName, QUVENXaRay<std::uint64_t>& 
     report_error(SeedsUnreadable, "QUVENSNAData::readSeedFile: Unable to open seed file", QUVEN_ENV, true);
   };
   if (!file.is_open()) reportUnreadable();
+  const auto requireSeeds = [&] {
+    if (!seeds.empty()) return;
+    report_doubt(NoUsableSeed, seedFileName,
+                 "QUVENSNAData::readSeedFile: no line of the seed file is a subscriber number, so all energies are 0",
+                 QUVEN_ENV);
+  };
+  if (!form.column.empty()) {
+    std::string text;
+    std::array<char, 1 << 16> block;
+    while (file.read(block.data(), block.size()), file.gcount() > 0) {
+      text.append(block.data(), static_cast<std::size_t>(file.gcount()));
+    }
+    if (file.bad()) reportUnreadable();  // such as a directory
+    const long rows = SeedCsv(seedFileName, form, text, QUVEN_ENV).readAll(seeds, QUVEN_ENV);
+    requireSeeds();
+    return rows;
+  }
   CountedWarnings ignored;
   CountedWarnings inOtherBase;
   long lineNumber = 0;
@@ -170,27 +288,26 @@ long quvenReadSeeds(const std::string& seedFileName, QUVENXaRay<std::uint64_t>& 
   for (std::string line; std::getline(file, line);) {
     ++lineNumber;
     if (lineNumber == 1 && line.starts_with(byteOrderMark)) line.erase(0, byteOrderMark.size());
-    const std::string text = trimmed(line);
-    const std::uint64_t seed = seedOfLine(text);
+    const std::string whole = trimmed(line);
+    std::string text = whole;
+    double energy = ordinaryEnergy;
+    const bool hasEnergy = !form.hasWeights || takeEnergy(text, energy);
+    const std::uint64_t seed = hasEnergy ? seedOfLine(text) : 0;
     if (seed != 0) {
-      seeds.append(seed, QUVEN_ENV);
+      seeds.push_back({seed, energy});
     } else if (ignored.isPrinted()) {
       const std::string number = std::to_string(lineNumber);
       report_warning(SeedLineIgnored, number,
                      "Warning: ignoring empty line or invalid numeric value - " + number + " ");
     }
-    const bool isHeader = lineNumber == 1 && text.find_first_of("0123456789") == std::string::npos;
-    if (seed == 0 && !text.empty() && !isHeader) ++lostSeeds;
-    warnOfBase(text, seed, inOtherBase, QUVEN_ENV);
+    const bool isHeader = lineNumber == 1 && whole.find_first_of("0123456789") == std::string::npos;
+    if (seed == 0 && !whole.empty() && !isHeader) ++lostSeeds;
+    if (hasEnergy) warnOfBase(text, seed, inOtherBase, QUVEN_ENV);
   }
   if (file.bad()) reportUnreadable();  // such as a directory
   ignored.reportRest("are ignored");
   inOtherBase.reportRest("are read in another base than 10");
-  if (seeds.isEmpty()) {
-    report_doubt(NoUsableSeed, seedFileName,
-                 "QUVENSNAData::readSeedFile: no line of the seed file is a subscriber number, so all energies are 0",
-                 QUVEN_ENV);
-  }
+  requireSeeds();
   // Other runs have a warning for each line.
   if (lostSeeds > 0 && env.resolve().isStrict()) {
     const std::string words = lostSeeds == 1 ? "1 line is" : std::to_string(lostSeeds) + " lines are";

@@ -107,6 +107,7 @@ void QUVENSNAData::beginCaller(SampleNumber caller, const QUVENEnvHandle& env) {
   } else if (getState() == DiffusionIterationModel1) {
     callerRowSum = ivNum2RowSumMap.get(callerIndex);
     callerFreshEnergy = ivModel1PrevFreshEnergies.get(callerIndex);
+    if (hasExpected()) callerExpectedFresh = expectedPrevFresh.get(callerIndex);
   }
 }
 
@@ -137,24 +138,25 @@ void QUVENSNAData::update(const QUVENXaRay<double>& dataVec, const QUVENXaRay<do
     case ComputeNormalizer:
       ivNum2RowSumMap.at(callerIndex, env) += weight;
       ++ivNum2OutDegreeMap.at(callerIndex, env);
-      return enqueue(node, 1, env);
+      return enqueue(node, 1, 0, env);
     case ComputeWeightedInOutDeg:
       addWeight(ivNum2WeightedOutDegreeMap.at(callerIndex, env), weight);
-      return enqueue(node, weight, env);
+      return enqueue(node, weight, 0, env);
     case DiffusionIterationModel1:
       if (callerRowSum < std::numeric_limits<double>::lowest()) {
         report_warning(RowSumTooSmall, "Warning: Row sum smaller than min real value");
       }
-      return enqueue(node, weight / callerRowSum * callerFreshEnergy, env);
+      return enqueue(node, weight / callerRowSum * callerFreshEnergy,
+                     hasExpected() ? weight / callerRowSum * callerExpectedFresh : 0, env);
   }
   quvenNotImplemented(QUVEN_ENV);
 }
 
-void QUVENSNAData::enqueue(std::uint64_t callee, double amount, const QUVENEnvHandle& env) {
+void QUVENSNAData::enqueue(std::uint64_t callee, double amount, double expected, const QUVENEnvHandle& env) {
   constexpr std::size_t mask = QueueLength - 1;
   nodes.prefetch(callee);
   if (queueEnd - queueStart == QueueLength) settle(queue[queueStart++ & mask], env);
-  queue[queueEnd++ & mask] = {callee, amount};
+  queue[queueEnd++ & mask] = {callee, amount, expected};
   if (queueEnd - queueLooked <= QueueLength / 2) return;
   const long index = nodes.prefetchNode(queue[queueLooked++ & mask].callee);
   if (getState() == DiffusionIterationModel1) {
@@ -170,6 +172,7 @@ void QUVENSNAData::settle(const Arrival& arrival, const QUVENEnvHandle& env) {
   const long index = nodes.insert(arrival.callee, env);
   if (getState() == DiffusionIterationModel1) {
     ivModel1ReceivedEnergyMap.at(index, env) += arrival.amount;
+    if (hasExpected()) expectedReceived.at(index, env) += arrival.expected;
   } else if (getState() == ComputeNormalizer) {
     ++ivNum2InDegreeMap.at(index, env);
   } else {
@@ -180,6 +183,21 @@ void QUVENSNAData::settle(const Arrival& arrival, const QUVENEnvHandle& env) {
 void QUVENSNAData::settleAll(const QUVENEnvHandle& env) {
   while (queueStart != queueEnd) settle(queue[queueStart++ & (QueueLength - 1)], env);
   queueLooked = queueEnd;
+}
+
+void QUVENSNAData::beginPass(const Diffusion& diffusion, const QUVENEnvHandle& env) {
+  diffusion.previousFresh.swap(diffusion.fresh);
+  // Reuses the memory of the energy that spread in the pass before for what is received in this one.
+  diffusion.receivedEnergies.deleteMemory(QUVEN_ENV);
+  diffusion.receivedEnergies.swap(diffusion.fresh);
+  diffusion.receivedEnergies.clear();
+}
+
+void QUVENSNAData::endPass(const Diffusion& diffusion, const QUVENEnvHandle& env) {
+  diffusion.fresh.deleteMemory(QUVEN_ENV);
+  diffusion.fresh.swap(diffusion.receivedEnergies);
+  diffusion.fresh.scale(ivSpreadCoefficient);
+  if (columnsTravelApart && quvenWorkerRank() == 0) addEnergiesOfOthers(diffusion, QUVEN_ENV);
 }
 
 int QUVENSNAData::initIteration(const QUVENEnvHandle& env) {
@@ -200,11 +218,8 @@ int QUVENSNAData::initIteration(const QUVENEnvHandle& env) {
     case DiffusionIterationModel1:
       rowSumsTravel = 0;
       ++ivModel1NumIterations;
-      ivModel1PrevFreshEnergies.swap(ivModel1FreshEnergyMap);
-      // The blocks go round: what spread before is done with, and holds what is received now.
-      ivModel1ReceivedEnergyMap.deleteMemory(QUVEN_ENV);
-      ivModel1ReceivedEnergyMap.swap(ivModel1FreshEnergyMap);
-      ivModel1ReceivedEnergyMap.clear();
+      beginPass(fromSeeds(), QUVEN_ENV);
+      if (hasExpected()) beginPass(fromAll(), QUVEN_ENV);
       return 1;
   }
   quvenNotImplemented(QUVEN_ENV);
@@ -225,10 +240,8 @@ int QUVENSNAData::finishIteration(const QUVENEnvHandle& env) {
       trace.progress("Finished an iteration of computing weighted in/out degree", method, ivModel1NumIterations);
       return 1;
     case DiffusionIterationModel1:
-      ivModel1FreshEnergyMap.deleteMemory(QUVEN_ENV);
-      ivModel1FreshEnergyMap.swap(ivModel1ReceivedEnergyMap);
-      ivModel1FreshEnergyMap.scale(ivSpreadCoefficient);
-      if (columnsTravelApart && quvenWorkerRank() == 0) addEnergiesOfOthers(QUVEN_ENV);
+      endPass(fromSeeds(), QUVEN_ENV);
+      if (hasExpected()) endPass(fromAll(), QUVEN_ENV);
       trace.progress("Finished an iteration of diffusion model 1", method, ivModel1NumIterations);
       return 1;
   }
@@ -260,31 +273,52 @@ void QUVENSNAData::merge(QUVENSimpleAlgorithmAbstractData* otherData, const QUVE
       return;
     case DiffusionIterationModel1:
       addMember(&QUVENSNAData::ivModel1FreshEnergyMap);
+      if (hasExpected()) addMember(&QUVENSNAData::expectedFresh);
       return;
   }
   quvenNotImplemented(QUVEN_ENV);
 }
 
-void QUVENSNAData::finishDiffusionPass(const QUVENEnvHandle& env) {
+/// Adds what has been received to the totals and returns the largest change of one. `lost` becomes, of the nodes whose
+/// energy is no number, the one with the lowest subscriber.
+double QUVENSNAData::advance(const Diffusion& diffusion, long& lost, const QUVENEnvHandle& env) {
   double largest = 0;
-  long lost = 0;  // of the nodes whose energy is no number, the one with the lowest subscriber
   for (long i = 1; i <= nodes.getSize(); ++i) {
     // A node passes on only what it can give: one without callees keeps all that it has.
     const bool passesOn = ivNum2OutDegreeMap.get(i) >= 1;
-    if (!ivModel1TotalEnergies.has(i) && !ivModel1FreshEnergyMap.has(i) && !passesOn) continue;
-    double& total = ivModel1TotalEnergies.at(i, QUVEN_ENV);
+    if (!diffusion.totals.has(i) && !diffusion.fresh.has(i) && !passesOn) continue;
+    double& total = diffusion.totals.at(i, QUVEN_ENV);
     const double previous = total;
-    double next = previous + ivModel1FreshEnergyMap.get(i);
-    if (passesOn) next -= ivSpreadCoefficient * ivModel1PrevFreshEnergies.get(i);
+    double next = previous + diffusion.fresh.get(i);
+    if (passesOn) next -= ivSpreadCoefficient * diffusion.previousFresh.get(i);
     if (!std::isfinite(next) && (lost == 0 || nodes.getNode(i) < nodes.getNode(lost))) lost = i;
     largest = std::max(largest, std::fabs(next - previous));
     total = next;
   }
+  return largest;
+}
+
+/// After the second pass: all subscribers of the result are seeds, with the energy of the seeds in equal parts.
+void QUVENSNAData::beginExpected(const QUVENEnvHandle& env) {
+  long subscribers = 0;
+  for (long i = 1; i <= nodes.getSize(); ++i) subscribers += isInResult(i) ? 1 : 0;
+  for (long i = 1; i <= nodes.getSize(); ++i) {
+    if (!isInResult(i)) continue;
+    const double part = energyOfSeeds / static_cast<double>(subscribers);
+    expectedTotals.at(i, QUVEN_ENV) = part;
+    expectedFresh.at(i, QUVEN_ENV) = part;
+  }
+}
+
+void QUVENSNAData::finishDiffusionPass(const QUVENEnvHandle& env) {
+  long lost = 0;
+  long lostExpected = 0;  // is no error: the result has an empty cell then
+  ivDiffVal = advance(fromSeeds(), lost, QUVEN_ENV);
+  if (hasExpected()) advance(fromAll(), lostExpected, QUVEN_ENV);
   if (lost != 0) {
     report_error(EnergyLost, std::to_string(nodes.getNode(lost)),
                  "QUVENSNAData::endDataScan: the energy of a subscriber is no number", QUVEN_ENV, true);
   }
-  ivDiffVal = largest;
   std::ostringstream text;
   text << "Diffusion Model 1, Iteration " << ivModel1NumIterations << " diffVal = " << ivDiffVal;
   report_log(1, text);
@@ -326,6 +360,7 @@ int QUVENSNAData::endDataScan(const QUVENEnvHandle& env) {
     case ComputeWeightedInOutDeg:
       ivState = DiffusionIterationModel1;
       energyOfSeeds = sumOfEnergies();
+      if (hasExpected()) beginExpected(QUVEN_ENV);
       trace.progress("Finished computing weighted in/out degree", method, ivModel1NumIterations);
       break;
     case DiffusionIterationModel1:

@@ -21,10 +21,14 @@ class QUVENWorkerTransport;
 /// Pass 1 sums the weights of each caller and counts degrees, pass 2 sums the weighted degrees, each further pass moves
 /// the fresh energy of every caller to its callees by the share of their weights, times the spread coefficient, until
 /// the largest change of a total is at most the end condition, or the passes are used up.
-/// Units:    weights and energies have none; a seed has 1 for each time it is named. Weighted degrees sum the weights
-///           cut to integers, up to the largest 32-bit one.
-/// Memory:   below 100 bytes a node; nothing a pair over the file, the kept rows otherwise.
-/// Errors:   the terminating reports 4602 to 4604 for rows out of order, 4605 for a caller whose weights sum to 0 or to
+/// With LiftColumns a second diffusion runs in the same passes: its seeds are all subscribers of the result, each with
+/// an equal part of the energy of the seeds. The first diffusion alone decides when both end.
+/// Units:    weights and energies have none; a seed has 1, or its weight, for each time it is named. Weighted degrees
+/// sum
+///           the weights cut to integers, up to the largest 32-bit one.
+/// Memory:   below 100 bytes a node, and 33 more with LiftColumns; nothing a pair over the file, the kept rows
+/// otherwise. Errors:   the terminating reports 4602 to 4604 for rows out of order, 4605 for a caller whose weights sum
+/// to 0 or to
 ///           no number, 4606 for an energy that is none.
 /// Output:   a CSV file, a row a node in ascending order. It appears under its name when it is complete.
 class QUVENSNAData : public QUVENObjectOf<QUVENSNAData, QUVENSimpleAlgorithmAbstractData> {
@@ -82,7 +86,30 @@ class QUVENSNAData : public QUVENObjectOf<QUVENSNAData, QUVENSimpleAlgorithmAbst
   struct Arrival {
     std::uint64_t callee;
     double amount;
+    double expected;  // of the diffusion from all subscribers
   };
+
+  /// The columns of one of the two diffusions, and what travels of them with kept rows on several ranks.
+  struct Diffusion {
+    Column<double>& totals;
+    Column<double>& fresh;
+    Column<double>& previousFresh;
+    Column<double>& receivedEnergies;
+    std::vector<double>& spreading;
+    std::vector<double>& received;
+  };
+  Diffusion fromSeeds() {
+    return {ivModel1TotalEnergies,
+            ivModel1FreshEnergyMap,
+            ivModel1PrevFreshEnergies,
+            ivModel1ReceivedEnergyMap,
+            spreading,
+            received};
+  }
+  Diffusion fromAll() {
+    return {expectedTotals, expectedFresh, expectedPrevFresh, expectedReceived, expectedSpreading, expectedArrived};
+  }
+  bool hasExpected() const { return ivHasExpected != 0; }
 
   void readSeedFile(const std::string& parameterFileName, const QUVENEnvHandle& env);
   /// After the first pass: logs how many seeds there are and how many of them are in the data.
@@ -93,7 +120,7 @@ class QUVENSNAData : public QUVENObjectOf<QUVENSNAData, QUVENSimpleAlgorithmAbst
                               const std::string& more, const QUVENEnvHandle& env) const;
   void beginCaller(SampleNumber caller, const QUVENEnvHandle& env);
   void checkRowSum(double x2, SampleNumber caller, const QUVENEnvHandle& env) const;
-  void enqueue(std::uint64_t callee, double amount, const QUVENEnvHandle& env);
+  void enqueue(std::uint64_t callee, double amount, double expected, const QUVENEnvHandle& env);
   void settle(const Arrival& arrival, const QUVENEnvHandle& env);
   void settleAll(const QUVENEnvHandle& env);
   static void addTo(std::int32_t& degree, std::int32_t added);
@@ -108,7 +135,11 @@ class QUVENSNAData : public QUVENObjectOf<QUVENSNAData, QUVENSimpleAlgorithmAbst
   void addFromOthers(Column<T>& column, const QUVENWorkerTransport& transport, IsThere isThere,
                      const QUVENEnvHandle& env);
   void spreadWithOthers(QUVENKeptRows& rows, const QUVENEnvHandle& env);
-  void addEnergiesOfOthers(const QUVENEnvHandle& env);
+  void addEnergiesOfOthers(const Diffusion& diffusion, const QUVENEnvHandle& env);
+  static void beginPass(const Diffusion& diffusion, const QUVENEnvHandle& env);
+  void endPass(const Diffusion& diffusion, const QUVENEnvHandle& env);
+  void beginExpected(const QUVENEnvHandle& env);
+  double advance(const Diffusion& diffusion, long& lost, const QUVENEnvHandle& env);
   void finishDiffusionPass(const QUVENEnvHandle& env);
   double sumOfEnergies() const;
   /// The warning 5008 with both sums if the energies do not sum to those of the seeds. Before the result is written.
@@ -121,6 +152,7 @@ class QUVENSNAData : public QUVENObjectOf<QUVENSNAData, QUVENSimpleAlgorithmAbst
                   const QUVENEnvHandle& env);
   void writeCsv(std::ostream& out, const QUVENEnvHandle& env) const;
   void writeTagged(std::ostream& out, const QUVENEnvHandle& env) const;
+  bool isInResult(long index) const;
   template <class Action>
   void forEachResultRow(Action action, const QUVENEnvHandle& env) const;
 
@@ -144,6 +176,11 @@ class QUVENSNAData : public QUVENObjectOf<QUVENSNAData, QUVENSimpleAlgorithmAbst
   QUVEN_MEMBER_IF(false, ivModel1FreshEnergies, QUVENXaRay<double>);
   QUVEN_MEMBER_IF(false, ivModel1FreshEnergiesSamples, QUVENXaRay<std::uint64_t>);
 
+  // With LiftColumns only.
+  QUVEN_MEMBER_IF(false, ivHasExpected, std::int32_t) = 0;
+  QUVEN_MEMBER_IF(false, ivExpectedFresh, QUVENXaRay<double>);
+  QUVEN_MEMBER_IF(false, ivExpectedFreshSamples, QUVENXaRay<std::uint64_t>);
+
   // What a node has. The samples of all columns are the nodes of the one index.
   QUVEN_STATE(nodes, QUVENNodeIndex);
   QUVEN_STATE(ivNum2RowSumMap, Column<double>);
@@ -155,11 +192,19 @@ class QUVENSNAData : public QUVENObjectOf<QUVENSNAData, QUVENSimpleAlgorithmAbst
   QUVEN_STATE(ivModel1FreshEnergyMap, Column<double>);     // between passes: what spreads in the coming one
   QUVEN_STATE(ivModel1PrevFreshEnergies, Column<double>);  // in a pass and behind it: what spreads in it
   QUVEN_STATE(ivModel1ReceivedEnergyMap, Column<double>);  // in a pass: what nodes have received so far
-  QUVEN_STATE(rowSumsTravel, std::int32_t) = 1;            // until the first pass of diffusion has them
+  QUVEN_STATE(expectedTotals, Column<double>);             // the same four of the diffusion from all subscribers
+  QUVEN_STATE(expectedFresh, Column<double>);
+  QUVEN_STATE(expectedPrevFresh, Column<double>);
+  QUVEN_STATE(expectedReceived, Column<double>);
+  QUVEN_STATE(rowSumsTravel, std::int32_t) = 1;  // until the first pass of diffusion has them
 
   QUVEN_STATE(ivOutputFileName, std::string);
   QUVEN_STATE(ivTagPrefix, std::string);
   QUVEN_STATE(ivSeedFileName, std::string);
+  QUVEN_STATE(ivSeedWeights, std::string);
+  QUVEN_STATE(ivSeedColumn, std::string);
+  QUVEN_STATE(ivSeedWeightColumn, std::string);
+  QUVEN_STATE(ivLiftColumns, std::string);
   QUVEN_STATE(ivOutputFormat, std::int32_t) = Csv;
   QUVEN_STATE(ivMaxNumIterations, std::int32_t) = 100;
   QUVEN_STATE(ivEpsilon, double) = 0.01;
@@ -183,6 +228,7 @@ class QUVENSNAData : public QUVENObjectOf<QUVENSNAData, QUVENSimpleAlgorithmAbst
   QUVEN_STATE(callerIndex, long) = 0;
   QUVEN_STATE(callerRowSum, double) = 0;
   QUVEN_STATE(callerFreshEnergy, double) = 0;
+  QUVEN_STATE(callerExpectedFresh, double) = 0;
 
   // Callees are all over the memory: what they get waits here, in its order, while their places are fetched.
   static constexpr std::size_t QueueLength = 32;  // a power of two
@@ -200,6 +246,8 @@ class QUVENSNAData : public QUVENObjectOf<QUVENSNAData, QUVENSimpleAlgorithmAbst
   bool columnsTravelApart = false;
   std::vector<double> spreading;
   std::vector<double> received;  // of a rank above 0, or of all of them on rank 0
+  std::vector<double> expectedSpreading;
+  std::vector<double> expectedArrived;
 };
 
 #endif  // QUVEN_SNADATA_H

@@ -13,9 +13,8 @@ namespace {
 
 enum Code : int { IllegalParameter = 2202, NoUsableSeed = 5009 };
 
-constexpr double seedEnergy = 1.0;
-
 bool isCsv(const std::string& format) { return format == "CSV"; }
+bool isYesOrNo(const std::string& word) { return word == "Yes" || word == "No"; }
 
 }  // namespace
 
@@ -112,6 +111,32 @@ QUVENParameterSections QUVENSNAData::parameterSections() {
        .note = "Maximal number of iterations set to ",
        .meaning = "passes of diffusion at most",
        .legalValues = "an integer of at least 1"},
+      {.key = "SeedWeights",
+       .target = quvenParameterTarget<&D::ivSeedWeights>(),
+       .defaultValue = "No",
+       .isLegalText = isYesOrNo,
+       .errorCode = IllegalParameter,
+       .errorText = "QUVENSNAData::open: Illegal value. SeedWeights must be Yes or No",
+       .note = "Seed weights: ",
+       .meaning = "a second number on a seed line is the energy of the seed at the start, instead of 1",
+       .legalValues = "Yes or No"},
+      {.key = "SeedColumn",
+       .target = quvenParameterTarget<&D::ivSeedColumn>(),
+       .note = "Column of the seeds: ",
+       .meaning = "a heading of the seed file, which is CSV then: the column of the seeds"},
+      {.key = "SeedWeightColumn",
+       .target = quvenParameterTarget<&D::ivSeedWeightColumn>(),
+       .note = "Column of the seed weights: ",
+       .meaning = "with SeedColumn and SeedWeights Yes: the heading of the energies of the seeds"},
+      {.key = "LiftColumns",
+       .target = quvenParameterTarget<&D::ivLiftColumns>(),
+       .defaultValue = "No",
+       .isLegalText = isYesOrNo,
+       .errorCode = IllegalParameter,
+       .errorText = "QUVENSNAData::open: Illegal value. LiftColumns must be Yes or No",
+       .note = "Lift columns: ",
+       .meaning = "two more columns: the energy over the weighted in-degree, and over that of seeds everywhere",
+       .legalValues = "Yes or No"},
   };
   static constexpr QUVENParameterSection section{.rows = rows};
   return {&section, 1};
@@ -121,20 +146,27 @@ void QUVENSNAData::open(const QUVENXMLTag& tag, const std::string& parameterFile
   const QUVENParameterSections sections = parameterSections();
   QUVENParameterReader(tag, sections).read(sections.front(), *this, QUVEN_ENV);
   ivOutputFormat = Csv;
+  ivHasExpected = ivLiftColumns == "Yes" ? 1 : 0;
   readSeedFile(parameterFileName, QUVEN_ENV);
 }
 
 void QUVENSNAData::readSeedFile(const std::string& parameterFileName, const QUVENEnvHandle& env) {
-  QUVENXaRay<std::uint64_t> seeds;
-  seedLines = parameterFileName.empty() ? quvenReadSeeds(ivSeedFileName, seeds, QUVEN_ENV)
-                                        : quvenReadSeedFile(parameterFileName, seeds, QUVEN_ENV);
-  seedsTaken = seeds.getSize();
-  for (const std::uint64_t seed : seeds) {
-    const long index = nodes.insert(seed, QUVEN_ENV);
-    ivModel1TotalEnergies.at(index, QUVEN_ENV) += seedEnergy;
-    ivModel1FreshEnergyMap.at(index, QUVEN_ENV) += seedEnergy;
+  const QUVENSeedForm form{ivSeedWeights == "Yes", ivSeedColumn, ivSeedWeightColumn};
+  const bool fitsTogether = form.weightColumn.empty() == (form.column.empty() || !form.hasWeights);
+  if (!fitsTogether) {
+    report_error(IllegalParameter, "SeedWeightColumn",
+                 "QUVENSNAData::open: SeedWeightColumn goes with SeedColumn and SeedWeights Yes, and these two with it",
+                 QUVEN_ENV, true);
   }
-  seeds.deleteMemory(QUVEN_ENV);
+  std::vector<QUVENSeed> seeds;
+  seedLines = parameterFileName.empty() ? quvenReadSeeds(ivSeedFileName, form, seeds, QUVEN_ENV)
+                                        : quvenReadSeedFile(parameterFileName, form, seeds, QUVEN_ENV);
+  seedsTaken = static_cast<long>(seeds.size());
+  for (const QUVENSeed& seed : seeds) {
+    const long index = nodes.insert(seed.number, QUVEN_ENV);
+    ivModel1TotalEnergies.at(index, QUVEN_ENV) += seed.energy;
+    ivModel1FreshEnergyMap.at(index, QUVEN_ENV) += seed.energy;
+  }
 }
 
 void QUVENSNAData::reportSeeds(const QUVENEnvHandle& env) {

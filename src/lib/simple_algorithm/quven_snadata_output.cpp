@@ -1,6 +1,7 @@
 // The result of a diffusion analysis.
 
 #include <charconv>
+#include <cmath>
 #include <ostream>
 #include <string>
 #include <string_view>
@@ -21,6 +22,7 @@ struct ResultRow {
   std::int32_t outDegree;
   std::int32_t weightedInDegree;
   std::int32_t weightedOutDegree;
+  double expectedEnergy;  // 0 without LiftColumns
 };
 
 /// Numbers as text in the classic form, whatever the locale.
@@ -40,6 +42,11 @@ class RowText {
     text.push_back(character);
     return *this;
   }
+  /// The quotient; nothing if it is no number, as for a denominator of 0.
+  RowText& addQuotient(double numerator, double denominator) {
+    const double quotient = numerator / denominator;
+    return denominator != 0 && std::isfinite(quotient) ? add(quotient) : *this;
+  }
   void clear() { text.clear(); }
   std::string_view view() const { return text; }
 
@@ -56,25 +63,35 @@ class RowText {
 
 }  // namespace
 
+bool QUVENSNAData::isInResult(long index) const {
+  return ivModel1TotalEnergies.has(index) || ivNum2InDegreeMap.has(index) || ivNum2OutDegreeMap.has(index) ||
+         ivNum2WeightedInDegreeMap.has(index) || ivNum2WeightedOutDegreeMap.has(index);
+}
+
 /// Every node that has a total or a degree, in ascending order.
 template <class Action>
 void QUVENSNAData::forEachResultRow(Action action, const QUVENEnvHandle& env) const {
   for (const std::uint32_t i : nodes.getAscending(QUVEN_ENV)) {
-    const bool occurs = ivModel1TotalEnergies.has(i) || ivNum2InDegreeMap.has(i) || ivNum2OutDegreeMap.has(i) ||
-                        ivNum2WeightedInDegreeMap.has(i) || ivNum2WeightedOutDegreeMap.has(i);
-    if (!occurs) continue;
+    if (!isInResult(i)) continue;
     action(ResultRow{nodes.getNode(i), ivModel1TotalEnergies.get(i), ivNum2InDegreeMap.get(i),
-                     ivNum2OutDegreeMap.get(i), ivNum2WeightedInDegreeMap.get(i), ivNum2WeightedOutDegreeMap.get(i)});
+                     ivNum2OutDegreeMap.get(i), ivNum2WeightedInDegreeMap.get(i), ivNum2WeightedOutDegreeMap.get(i),
+                     expectedTotals.get(i)});
   }
 }
 
 void QUVENSNAData::writeCsv(std::ostream& out, const QUVENEnvHandle& env) const {
-  out << "Number,DA_DiffusedEnergy,InDegree,OutDegree,WeightedInDegree,WeightedOutDegree\n";
+  out << "Number,DA_DiffusedEnergy,InDegree,OutDegree,WeightedInDegree,WeightedOutDegree"
+      << (hasExpected() ? ",EnergyPerWeightedInDegree,EnergyOverExpected\n" : "\n");
   RowText text;
   const auto writeRow = [&](const ResultRow& row) {
     text.clear();
     text.add(row.number).add(',').add(row.energy).add(',').add(row.inDegree).add(',').add(row.outDegree);
-    text.add(',').add(row.weightedInDegree).add(',').add(row.weightedOutDegree).add('\n');
+    text.add(',').add(row.weightedInDegree).add(',').add(row.weightedOutDegree);
+    if (hasExpected()) {
+      text.add(',').addQuotient(row.energy, row.weightedInDegree).add(',');
+      text.addQuotient(row.energy, row.expectedEnergy);
+    }
+    text.add('\n');
     out << text.view();
   };
   forEachResultRow(writeRow, QUVEN_ENV);

@@ -31,6 +31,23 @@ void spread(const QUVENKeptRows& rows, EnergyOf energyOf, std::span<double> amou
   }
 }
 
+/// The same for two diffusions at once, so that the rows are read from memory once.
+template <class EnergyOf, class ExpectedOf>
+void spreadBoth(const QUVENKeptRows& rows, EnergyOf energyOf, ExpectedOf expectedOf, std::span<double> amounts,
+                std::span<double> expectedAmounts) {
+  for (std::int64_t row = 0; row < rows.getNumRows(); ++row) {
+    const double energy = energyOf(rows.getCaller(row));
+    const double expected = expectedOf(rows.getCaller(row));
+    const std::span<const QUVENKeptRows::Node> callees = rows.getContacts(row);
+    const double* const shares = rows.getWeights(row).data();
+    for (std::size_t i = 0; i < callees.size(); ++i) {
+      const std::size_t place = std::size_t{callees[i]} - 1;
+      amounts[place] += shares[i] * energy;
+      expectedAmounts[place] += shares[i] * expected;
+    }
+  }
+}
+
 }  // namespace
 
 std::int64_t QUVENSNAData::updateFromKeptRows(QUVENKeptRows& rows, const QUVENEnvHandle& env) {
@@ -172,31 +189,52 @@ void QUVENSNAData::spreadOverRows(QUVENKeptRows& rows, const QUVENEnvHandle& env
   if (columnsTravelApart) return spreadWithOthers(rows, QUVEN_ENV);
   ivModel1ReceivedEnergyMap.clearTo(calleesOfRows, QUVEN_ENV);
   const auto energyOf = [this](long caller) { return ivModel1PrevFreshEnergies.get(caller); };
-  spread(rows, energyOf, ivModel1ReceivedEnergyMap.getValues());
+  if (!hasExpected()) return spread(rows, energyOf, ivModel1ReceivedEnergyMap.getValues());
+  expectedReceived.clearTo(calleesOfRows, QUVEN_ENV);
+  const auto expectedOf = [this](long caller) { return expectedPrevFresh.get(caller); };
+  spreadBoth(rows, energyOf, expectedOf, ivModel1ReceivedEnergyMap.getValues(), expectedReceived.getValues());
 }
 
 void QUVENSNAData::spreadWithOthers(QUVENKeptRows& rows, const QUVENEnvHandle& env) {
   const QUVENWorkerTransport& transport = rows.getTransport();
-  for (std::size_t i = 0; transport.isMaster() && i < spreading.size(); ++i) {
-    spreading[i] = ivModel1PrevFreshEnergies.get(static_cast<long>(i) + 1);
-  }
-  transport.broadcast(spreading);
+  // Brings the fresh energies to all ranks and returns where those of this rank's callees go.
+  const auto prepare = [&](const Diffusion& diffusion) -> std::span<double> {
+    diffusion.spreading.resize(spreading.size());
+    diffusion.received.resize(received.size());
+    for (std::size_t i = 0; transport.isMaster() && i < spreading.size(); ++i) {
+      diffusion.spreading[i] = diffusion.previousFresh.get(static_cast<long>(i) + 1);
+    }
+    transport.broadcast(diffusion.spreading);
+    if (transport.isMaster()) {
+      diffusion.receivedEnergies.clearTo(calleesOfRows, QUVEN_ENV);
+      return diffusion.receivedEnergies.getValues();
+    }
+    std::fill(diffusion.received.begin(), diffusion.received.end(), 0.0);
+    return diffusion.received;
+  };
+  const auto combine = [&](const Diffusion& diffusion) {
+    if (!transport.isMaster()) {
+      for (double& amount : diffusion.received) amount *= ivSpreadCoefficient;
+    }
+    transport.combineAboveMaster(diffusion.received, std::plus<>());
+  };
   const auto energyOf = [this](long caller) { return spreading[static_cast<std::size_t>(caller - 1)]; };
-  if (transport.isMaster()) {
-    ivModel1ReceivedEnergyMap.clearTo(calleesOfRows, QUVEN_ENV);
-    spread(rows, energyOf, ivModel1ReceivedEnergyMap.getValues());
+  const auto expectedOf = [this](long caller) { return expectedSpreading[static_cast<std::size_t>(caller - 1)]; };
+  const std::span<double> amounts = prepare(fromSeeds());
+  if (hasExpected()) {
+    spreadBoth(rows, energyOf, expectedOf, amounts, prepare(fromAll()));
+    combine(fromSeeds());
+    combine(fromAll());
   } else {
-    std::fill(received.begin(), received.end(), 0.0);
-    spread(rows, energyOf, received);
-    for (double& amount : received) amount *= ivSpreadCoefficient;
+    spread(rows, energyOf, amounts);
+    combine(fromSeeds());
   }
-  transport.combineAboveMaster(received, std::plus<>());
 }
 
 /// Called on rank 0 after its own rows have been spread. The nodes that receive energy are the callees of all ranks.
-void QUVENSNAData::addEnergiesOfOthers(const QUVENEnvHandle& env) {
+void QUVENSNAData::addEnergiesOfOthers(const Diffusion& diffusion, const QUVENEnvHandle& env) {
   for (long node = 1; node <= nodes.getSize(); ++node) {
     if (!ivNum2InDegreeMap.has(node)) continue;
-    ivModel1FreshEnergyMap.at(node, env) += received[static_cast<std::size_t>(node - 1)];
+    diffusion.fresh.at(node, env) += diffusion.received[static_cast<std::size_t>(node - 1)];
   }
 }

@@ -20,6 +20,7 @@ void QUVENSNAData::writePrimitive(QUVENObjWriter& writer, const QUVENEnvHandle& 
   writeColumn(QUVEN_KWD(ivRowSum), QUVEN_KWD(ivRowSumSamples), rowSumsTravel != 0 ? ivNum2RowSumMap : none);
   quvenWrite(writer, QUVEN_KWD(ivSpreadCoefficient), ivSpreadCoefficient, QUVEN_ENV);
   quvenWrite(writer, QUVEN_KWD(ivDiffVal), ivDiffVal, QUVEN_ENV);
+  if (hasExpected()) quvenWrite(writer, QUVEN_KWD(ivHasExpected), ivHasExpected, QUVEN_ENV);
   switch (getState()) {
     case ComputeNormalizer:
       writeColumn(QUVEN_KWD(ivInDegree), QUVEN_KWD(ivInDegreeSamples), ivNum2InDegreeMap);
@@ -32,6 +33,10 @@ void QUVENSNAData::writePrimitive(QUVENObjWriter& writer, const QUVENEnvHandle& 
     case DiffusionIterationModel1:
       writeColumn(QUVEN_KWD(ivModel1FreshEnergies), QUVEN_KWD(ivModel1FreshEnergiesSamples),
                   columnsTravelApart ? none : ivModel1FreshEnergyMap);
+      if (hasExpected()) {
+        writeColumn(QUVEN_KWD(ivExpectedFresh), QUVEN_KWD(ivExpectedFreshSamples),
+                    columnsTravelApart ? none : expectedFresh);
+      }
       return;
   }
   quvenNotImplemented(QUVEN_ENV);
@@ -67,6 +72,7 @@ void QUVENSNAData::postReadPrimitive(QUVENObjReader& reader, const QUVENEnvHandl
       return;
     case DiffusionIterationModel1:
       fillColumn(ivModel1FreshEnergyMap, ivModel1FreshEnergies, ivModel1FreshEnergiesSamples, QUVEN_ENV);
+      fillColumn(expectedFresh, ivExpectedFresh, ivExpectedFreshSamples, QUVEN_ENV);
       return;
   }
   quvenNotImplemented(QUVEN_ENV);

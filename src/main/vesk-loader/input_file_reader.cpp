@@ -38,7 +38,8 @@ class SettingsReader {
   void readAll() {
     readFields();
     readIfPresent("CyclicTableSize", settings.cyclicTableSize);
-    readSort();
+    readYesNo("CyclicTableSort", "sort", settings.sortCyclicTable);
+    readYesNo("CyclicTableDistinct", "distinct", settings.distinctCyclicTable);
     readSpecialList();
     readOutput();
     readIndexIfPresent("Key", settings.keyField);
@@ -95,11 +96,13 @@ class SettingsReader {
     }
   }
 
-  void readSort() {
-    if (!has(root, "CyclicTableSort")) return;
-    const std::string& value = text(root, "CyclicTableSort");
-    if (value != "Yes" && value != "No") report_error(1170, "Cyclic table sort type unknown (Should be Yes or No)");
-    settings.sortCyclicTable = value == "Yes";
+  void readYesNo(const char* tag, const std::string& word, bool& setting) {
+    if (!has(root, tag)) return;
+    const std::string& value = text(root, tag);
+    if (value != "Yes" && value != "No") {
+      report_error(1170, "Cyclic table " + word + " type unknown (Should be Yes or No)");
+    }
+    setting = value == "Yes";
   }
 
   void readSpecialList() {

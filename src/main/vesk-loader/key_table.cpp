@@ -20,6 +20,22 @@ std::uint64_t capacity(const double* piece) { return std::bit_cast<std::uint64_t
 double* entries(double* piece) { return piece + 1; }
 double* link(const double* end) { return std::bit_cast<double*>(*end); }
 
+// A row of distinct callees has as much room for repeats as for the callees, so that the repeats of a full row are
+// removed once in at least tableSize appends.
+std::uint32_t most_stored(const KeyTable::Shape& shape) {
+  return shape.distinct ? shape.tableSize + std::max(shape.tableSize, smallestPiece) : shape.tableSize;
+}
+
+// Keeps the chosen elements of a column, and those after the last entry.
+void keep_elements(std::vector<double>& column, std::span<const std::uint32_t> kept, std::size_t entryCount) {
+  std::size_t size = 0;
+  for (const std::uint32_t index : kept) {
+    if (index < column.size()) column[size++] = column[index];
+  }
+  for (std::size_t i = entryCount; i < column.size(); ++i) column[size++] = column[i];
+  column.resize(size);
+}
+
 }  // namespace
 
 void RowColumns::clear(std::size_t payloadCount) {
@@ -32,8 +48,11 @@ void RowColumns::clear(std::size_t payloadCount) {
 KeyTable::KeyTable(const Shape& shape_)
     : shape(shape_),
       width(1 + (shape_.dates ? 1 : 0) + shape_.payloadCount),
+      mostStored(most_stored(shape_)),
       sumCells(shape_.sumCount <= mostSumCells ? std::max(shape_.sumCount, 1U) : 1),
-      rowBytes(shape_.tableSize > 0 ? sizeof(TableRow) : sizeof(Row) + sumCells * sizeof(double)),
+      rowBytes(shape_.distinct        ? sizeof(DistinctRow)
+               : shape_.tableSize > 0 ? sizeof(TableRow)
+                                      : sizeof(Row) + sumCells * sizeof(double)),
       slots(std::size_t{1} << firstSlotBits),
       mask(slots.size() - 1),
       shift(64 - firstSlotBits) {}
@@ -80,6 +99,7 @@ double* KeyTable::newPiece(std::uint32_t entryCount) {
 }
 
 void KeyTable::makeRoom(TableRow& row) {
+  if (shape.distinct) return makeDistinctRoom(distinctRow(row));
   double* piece = nullptr;
   if (row.next == nullptr) {
     piece = newPiece(std::min(smallestPiece, shape.tableSize));
@@ -94,6 +114,111 @@ void KeyTable::makeRoom(TableRow& row) {
   }
   row.next = entries(piece);
   row.room = static_cast<std::uint32_t>(capacity(piece));
+}
+
+// Pieces double in size, so that those of one bit_width are of one size; the largest one is mostStored.
+std::uint32_t KeyTable::roomFor(std::uint32_t count) const {
+  std::uint32_t room = std::min(smallestPiece, mostStored);
+  while (room < mostStored && room <= count) room = room <= mostStored / 2 ? 2 * room : mostStored;
+  return room;
+}
+
+double* KeyTable::takePiece(std::uint32_t entryCount) {
+  std::vector<double*>& spare = spares[static_cast<std::size_t>(std::bit_width(entryCount)) - 1];
+  if (entryCount == mostStored || spare.empty()) return newPiece(entryCount);
+  double* const piece = spare.back();
+  spare.pop_back();
+  return piece;
+}
+
+void KeyTable::givePiece(double* piece) {
+  spares[static_cast<std::size_t>(std::bit_width(capacity(piece))) - 1].push_back(piece);
+}
+
+// The piece is read as a whole when its repeats are removed.
+void KeyTable::prefetchPiece(const TableRow& row) const {
+  constexpr std::ptrdiff_t mostAhead = 8 * 8;  // doubles; a longer piece is recognised by the processor
+  if (row.first == nullptr) return;
+  const double* const end = row.first + std::min<std::ptrdiff_t>(row.next - row.first, mostAhead);
+  for (const double* place = row.first; place < end; place += 8) __builtin_prefetch(place, 1);
+}
+
+void KeyTable::makeDistinctRoom(DistinctRow& row) {
+  std::uint32_t room = roomFor(0);
+  double* const old = row.first;
+  if (old != nullptr) {
+    removeRepeats(row);
+    const auto oldRoom = static_cast<std::uint32_t>(capacity(old));
+    if (row.count <= oldRoom / 2 || oldRoom == mostStored) return;
+    room = roomFor(oldRoom);
+  }
+  row.first = takePiece(room);
+  const std::size_t cells = std::size_t{row.count} * width;
+  if (old != nullptr) {
+    std::copy_n(entries(old), cells, entries(row.first));
+    givePiece(old);
+  }
+  row.next = entries(row.first) + cells;
+  row.room = room - row.count;
+}
+
+void KeyTable::removeRepeats(DistinctRow& row) {
+  if (row.distinct == row.count) return;
+  double* const cells = entries(row.first);
+  const auto kept = latest.select(cells, row.count, width, shape.tableSize);
+  double* place = cells;
+  for (const std::uint32_t index : kept) {
+    const double* const entry = cells + std::size_t{index} * width;
+    for (std::uint32_t column = 0; column < width; ++column) *place++ = entry[column];
+  }
+  row.count = static_cast<std::uint32_t>(kept.size());
+  row.distinct = row.count;
+  row.next = place;
+  row.room = static_cast<std::uint32_t>(capacity(row.first)) - row.count;
+}
+
+void KeyTable::removeRepeats() {
+  if (!shape.distinct) return;
+  constexpr std::uint32_t ahead = 8;
+  for (std::uint32_t row = 0; row < rowCount; ++row) {
+    if (row + ahead < rowCount) {
+      const TableRow& coming = tableRow(row + ahead);
+      if (static_cast<const DistinctRow&>(coming).distinct != coming.count) prefetchPiece(coming);
+    }
+    removeRepeats(row);
+  }
+}
+
+// A column that is shorter than the row loses the elements that it has.
+void KeyTable::keepLatest(RowColumns& columns) {
+  const std::size_t count = columns.values.size();
+  const auto kept = latest.select(columns.values.data(), count, 1, shape.tableSize);
+  if (kept.size() == count) return;
+  keep_elements(columns.values, kept, count);
+  keep_elements(columns.dates, kept, count);
+  for (auto& column : columns.payloads) keep_elements(column, kept, count);
+}
+
+void KeyTable::assignDistinct(DistinctRow& row, const RowColumns& columns) {
+  const auto count = static_cast<std::uint32_t>(columns.values.size());
+  if (row.first == nullptr && count > 0) row.first = takePiece(roomFor(count));
+  if (count > 0 && capacity(row.first) < count) {
+    givePiece(row.first);
+    row.first = takePiece(roomFor(count));
+  }
+  row.count = count;
+  row.distinct = count;
+  row.next = nullptr;
+  row.room = 0;
+  if (row.first == nullptr) return;
+  double* place = entries(row.first);
+  for (std::uint32_t i = 0; i < count; ++i) {
+    *place++ = columns.values[i];
+    if (shape.dates) *place++ = columns.dates[i];
+    for (const auto& column : columns.payloads) *place++ = column[i];
+  }
+  row.next = place;
+  row.room = static_cast<std::uint32_t>(capacity(row.first)) - count;
 }
 
 double* KeyTable::extendSums(std::uint32_t row, std::uint32_t count) {
@@ -119,6 +244,19 @@ double* KeyTable::extendSums(std::uint32_t row, std::uint32_t count) {
 
 void KeyTable::appendIrregular(std::uint32_t row, const double* entry) {
   RowColumns& columns = irregular.at(row);
+  if (shape.distinct) {
+    const auto erase = [](std::vector<double>& column, std::ptrdiff_t index) {
+      if (index < std::ssize(column)) column.erase(column.begin() + index);
+    };
+    const auto found = std::find_if(columns.values.begin(), columns.values.end(),
+                                    [entry](double callee) { return same_id(callee, *entry); });
+    const std::ptrdiff_t index = found - columns.values.begin();
+    if (found != columns.values.end()) {
+      erase(columns.values, index);
+      erase(columns.dates, index);
+      for (auto& column : columns.payloads) erase(column, index);
+    }
+  }
   columns.values.push_back(*entry++);
   if (shape.dates) columns.dates.push_back(*entry++);
   for (auto& column : columns.payloads) column.push_back(*entry++);
@@ -170,7 +308,7 @@ void KeyTable::readEntries(const TableRow& source, RowColumns& columns) const {
 
   const double* place = entries(source.first);
   std::uint64_t room = capacity(source.first);
-  if (source.count >= shape.tableSize) {  // a ring, which begins where the next entry will go
+  if (source.count >= shape.tableSize && !shape.distinct) {  // a ring, which begins where the next entry will go
     place = source.next;
     room = source.room;
   }
@@ -204,7 +342,12 @@ bool KeyTable::piecesFit(const TableRow& row, std::uint32_t count) const {
   return count >= shape.tableSize ? total == count : total >= count && total <= shape.tableSize;
 }
 
-void KeyTable::assign(std::uint32_t row, const RowColumns& columns) {
+void KeyTable::assign(std::uint32_t row, const RowColumns& assigned) {
+  if (shape.distinct) {
+    latestColumns = assigned;
+    keepLatest(latestColumns);
+  }
+  const RowColumns& columns = shape.distinct ? latestColumns : assigned;
   if (isIrregular(at(row))) {
     irregular.erase(row);
     const double key = at(row).key;
@@ -222,6 +365,7 @@ void KeyTable::assign(std::uint32_t row, const RowColumns& columns) {
     return;
   }
   TableRow& target = tableRow(row);
+  if (shape.distinct) return assignDistinct(distinctRow(target), columns);
   const auto count = static_cast<std::uint32_t>(columns.values.size());
   if (!piecesFit(target, count)) target.first = count > 0 ? newPiece(count) : nullptr;
   target.count = count;

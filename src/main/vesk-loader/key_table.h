@@ -3,6 +3,8 @@
 
 // The tables of one partition that are keyed by the caller: find or insert, append, sum, ordered visit.
 
+#include <algorithm>
+#include <array>
 #include <bit>
 #include <cstdint>
 #include <span>
@@ -10,6 +12,7 @@
 #include <vector>
 
 #include "arena.h"
+#include "latest_entries.h"
 #include "number_hash.h"
 #include "page_memory.h"
 
@@ -31,13 +34,18 @@ struct RowColumns {
 ///
 /// Rows are numbered densely in order of first appearance; the ordered visit sorts the numbers by key.
 /// A table run (tableSize > 0) appends entries and lets the oldest fall out; a plain run adds to sums by position.
+/// In a table of distinct callees an appended entry takes the place of an earlier one with the same callee (same_id):
+/// a row has the latest entry of each of the latest tableSize callees, in the order of arrival of these entries.
+/// Appending stores the entry only; repeats are removed when a row's memory is full, and by removeRepeats.
 ///
 /// Memory: 8 bytes a slot at 5/16 to 5/8 load. Table run: 32 bytes a caller, 8 bytes a value, date or payload, and 16
 ///         bytes for each piece of a row; a row doubles, from 4 entries on, and never grows beyond the table size.
+///         Distinct callees: 40 bytes a caller, and one piece for a row: with room for 4 entries, doubled when the
+///         callees of a full piece are more than half of its room, up to twice the table size.
 ///         Plain run: 16 bytes a caller and 8 bytes a sum, at least one; a row with more sums than the settings name
 ///         has them elsewhere.
 /// Cost:   find or insert: one probe of a slot and one row, in which a plain run has its sums; append: one more place.
-///         No allocation for most entries.
+///         No allocation for most entries. Distinct callees: on average about two probes more of a small hash table.
 /// Errors: std::bad_alloc when memory ends; the table is then good for nothing but its destruction.
 class KeyTable {
  public:
@@ -46,6 +54,7 @@ class KeyTable {
     bool dates = false;              ///< a date field is configured
     std::uint32_t payloadCount = 0;  ///< payload inputs
     std::uint32_t sumCount = 0;      ///< plain run: sums that most rows have
+    bool distinct = false;           ///< table run: a callee is in a row once
   };
 
   explicit KeyTable(const Shape& shape);
@@ -57,7 +66,7 @@ class KeyTable {
 
   double key(std::uint32_t row) const { return at(row).key; }
 
-  /// Number of entries of a row.
+  /// Number of entries of a row; of distinct callees after removeRepeats.
   std::uint32_t length(std::uint32_t row) const;
 
   /// The row of a key; made if the key is new. `hash` is hash_id(key).
@@ -81,15 +90,20 @@ class KeyTable {
     __builtin_prefetch(row + rowBytes - 1, 1);
   }
   /// Table run only.
-  [[gnu::always_inline]] void prefetchEntry(std::uint32_t row) const { __builtin_prefetch(tableRow(row).next, 1); }
+  [[gnu::always_inline]] void prefetchEntry(std::uint32_t row) const {
+    const TableRow& target = tableRow(row);
+    __builtin_prefetch(target.next, 1);
+    if (shape.distinct && target.room == 0) prefetchPiece(target);
+  }
 
   /// Doubles an entry: the value, the date if configured, the payloads.
   std::uint32_t entryWidth() const { return width; }
 
   /// Table run: appends an entry of entryWidth() doubles `times` times; beyond the table size the oldest falls out for
-  /// each one added.
+  /// each one added. Distinct callees: appends it once.
   void append(std::uint32_t row, const double* entry, std::uint32_t times) {
     TableRow& target = tableRow(row);
+    if (shape.distinct) times = std::min(times, 1U);
     for (std::uint32_t i = 0; i < times; ++i) {
       if (target.room == 0) {
         if (isIrregular(target)) {
@@ -101,8 +115,17 @@ class KeyTable {
       for (std::uint32_t column = 0; column < width; ++column) target.next[column] = entry[column];
       target.next += width;
       --target.room;
-      if (target.count < shape.tableSize) ++target.count;
+      if (target.count < mostStored) ++target.count;
     }
+  }
+
+  /// Distinct callees: brings rows into the form that is read. Required after append and before length, read and view
+  /// of the row. Does nothing in other tables.
+  void removeRepeats();
+  void removeRepeats(std::uint32_t row) {
+    if (!shape.distinct || isIrregular(at(row))) return;
+    DistinctRow& target = distinctRow(tableRow(row));
+    if (target.distinct != target.count) removeRepeats(target);
   }
 
   /// Plain run: the row's sums, at least `count` of them; new ones are 0.0. Valid until more sums of this row are asked
@@ -130,7 +153,8 @@ class KeyTable {
   /// Plain run: the sums of a row that is not irregular.
   std::span<const double> sumsOfRow(std::uint32_t row) const { return {sumsOf(at(row)), at(row).count}; }
 
-  /// Replaces a row. Columns of different lengths are kept as they are.
+  /// Replaces a row. Columns of different lengths are kept as they are. Distinct callees: of the columns, what
+  /// keepLatest leaves.
   void assign(std::uint32_t row, const RowColumns& columns);
 
   /// Frees the memory that finds a key. Nothing is looked up or inserted afterwards.
@@ -160,6 +184,11 @@ class KeyTable {
   struct TableRow : Row {
     double* first;  // the first piece
     double* next;   // place of the next entry; at the end of a piece that is the link to the next piece
+  };
+
+  // A row of distinct callees is one piece, and no ring. Its first entries, `distinct` of them, are free of repeats.
+  struct DistinctRow : TableRow {
+    std::uint64_t distinct;
   };
 
   struct Slot {
@@ -194,6 +223,15 @@ class KeyTable {
   std::uint32_t insert(double key, std::uint64_t hash, std::size_t slot);
   void growSlots();
   void makeRoom(TableRow& row);
+  DistinctRow& distinctRow(TableRow& row) { return static_cast<DistinctRow&>(row); }
+  void makeDistinctRoom(DistinctRow& row);
+  void removeRepeats(DistinctRow& row);
+  void keepLatest(RowColumns& columns);
+  void assignDistinct(DistinctRow& row, const RowColumns& columns);
+  std::uint32_t roomFor(std::uint32_t count) const;
+  double* takePiece(std::uint32_t entryCount);
+  void givePiece(double* piece);
+  void prefetchPiece(const TableRow& row) const;
   void readEntries(const TableRow& source, RowColumns& columns) const;
   double* newPiece(std::uint32_t capacity);
   double* extendSums(std::uint32_t row, std::uint32_t count);
@@ -205,7 +243,8 @@ class KeyTable {
 
   Shape shape;
   std::uint32_t width;
-  std::uint32_t sumCells;  // plain run: cells of a row
+  std::uint32_t mostStored;  // table run: entries that a row's memory can hold
+  std::uint32_t sumCells;    // plain run: cells of a row
   std::size_t rowBytes;
   PageArray<Slot> slots;
   std::size_t mask;
@@ -214,6 +253,11 @@ class KeyTable {
   std::vector<PageMemory> slabs;
   Arena arena;
   std::unordered_map<std::uint32_t, RowColumns> irregular;
+
+  // Distinct callees.
+  LatestEntries latest;
+  RowColumns latestColumns;                     // scratch of assign
+  std::array<std::vector<double*>, 32> spares;  // pieces that rows have outgrown, by bit_width of their capacity
 };
 
 }  // namespace vesk_loader

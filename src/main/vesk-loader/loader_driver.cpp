@@ -176,6 +176,7 @@ std::string settings_text(const LoaderSettings& settings, const CommandLine& lin
   }
   text += format_text("Cyclic table size %d\n", settings.cyclicTableSize);
   text += std::string("Sort cyclic table ? ") + (settings.sortCyclicTable ? "Yes" : "No") + "\n";
+  if (settings.distinctCyclicTable) text += "Distinct cyclic table ? Yes\n";
   text += format_text("Key %d\n", settings.keyField);
   text += format_text("Sparse %d\n", settings.sparse);
   if (!line.processFileInUse) text += "No process file will be used.\n";

@@ -24,6 +24,7 @@ struct LoaderSettings {
 
   std::int32_t cyclicTableSize = 0;  ///< 0: not a table run
   bool sortCyclicTable = true;
+  bool distinctCyclicTable = false;  ///< a callee is in a row once, at the place of its latest call
   SpecialList specialList;
   SpecialListFilter specialListFilter = SpecialListFilter::None;
 

@@ -12,6 +12,7 @@ LoaderTables LoaderTables::create(const LoaderSettings& settings) {
   shape.dates = settings.dateField != -1;
   shape.payloadCount = static_cast<std::uint32_t>(settings.payloadInputs.size());
   shape.sumCount = ScanPlan(settings).sumCount;
+  shape.distinct = shape.tableSize > 0 && settings.distinctCyclicTable;
   tables.keys = std::make_unique<KeyTable>(shape);
   if (settings.pairSumFlag != 0) tables.pairs = std::make_unique<PairSumTable>();
   return tables;

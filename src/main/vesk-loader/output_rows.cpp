@@ -69,6 +69,7 @@ void sort(std::vector<double>& row, std::vector<std::uint32_t>& permutation) {
 
 OutputRows::OutputRows(LoaderTables& tables_, bool sortTables_) : tables(tables_), sortTables(sortTables_) {
   if (tables.pairs != nullptr) tables.pairs->order(tables.keys->size());
+  tables.keys->removeRepeats();
   tables.keys->endLookups();
   rows = tables.keys->rowsInOrder();
 }

@@ -114,6 +114,7 @@ class ProcessFileWriter {
  private:
   // False, with nothing written, if the row is empty.
   bool writeRow(std::uint32_t row) {
+    tables.keys->removeRepeats(row);
     const RowColumns& columns = tables.keys->view(row, scratch);
     if (columns.values.empty()) return false;
     file.put(tables.keys->key(row));
@@ -218,6 +219,7 @@ int drop_old_entries(LoaderTables& tables, double cutoffDate, std::uint32_t date
   try {
     const CutoffTest cutoff(cutoffDate, dateFormat);
     RowColumns columns;
+    tables.keys->removeRepeats();
     for (std::uint32_t row = 0; row < tables.keys->size(); ++row) {
       tables.keys->read(row, columns);
       bool changes = false;  // payloads of a process file from elsewhere lose what stands beside no entry

@@ -18,12 +18,12 @@ using vesk_loader::LoaderSettings;
 /// Everything but the special list, which has no access to its numbers.
 auto members(const LoaderSettings& settings) {
   return std::tie(settings.fieldNames, settings.fieldTypes, settings.fieldStarts, settings.fieldEnds,
-                  settings.cyclicTableSize, settings.sortCyclicTable, settings.specialListFilter,
-                  settings.operationNames, settings.operationInputs, settings.operationOutputs,
-                  settings.operationConditions, settings.operationThresholds, settings.payloadInputs, settings.sparse,
-                  settings.outputFormat, settings.tagPrefix, settings.outputNamespace, settings.keyField,
-                  settings.dateField, settings.dateHorizon, settings.multiplicityField, settings.numberOfPartitions,
-                  settings.pairSumFlag);
+                  settings.cyclicTableSize, settings.sortCyclicTable, settings.distinctCyclicTable,
+                  settings.specialListFilter, settings.operationNames, settings.operationInputs,
+                  settings.operationOutputs, settings.operationConditions, settings.operationThresholds,
+                  settings.payloadInputs, settings.sparse, settings.outputFormat, settings.tagPrefix,
+                  settings.outputNamespace, settings.keyField, settings.dateField, settings.dateHorizon,
+                  settings.multiplicityField, settings.numberOfPartitions, settings.pairSumFlag);
 }
 
 }  // namespace

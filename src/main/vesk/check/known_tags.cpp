@@ -20,8 +20,8 @@ const std::array<LevelTags, 5>& levels() {
   static const std::array<LevelTags, 5> all = {{
       {TagLevel::Top,
        "directly below LoaderParams",
-       {"CyclicTableSize", "CyclicTableSort", "SpecialList", "Output", "XML", "Key", "DateField", "MultiplicityField",
-        "NumberOfPartitions", "DateHorizon"},
+       {"CyclicTableSize", "CyclicTableSort", "CyclicTableDistinct", "SpecialList", "Output", "XML", "Key", "DateField",
+        "MultiplicityField", "NumberOfPartitions", "DateHorizon"},
        {"Field", "Operation"}},
       {TagLevel::Field, "in Field1, Field2, ...", {"Name", "Type", "Start", "End"}, {}},
       {TagLevel::Operation,

@@ -159,10 +159,15 @@ class ParameterChecker {
     readNumber("CyclicTableSize", settings.cyclicTableSize, 0, largestInteger);
     readNumber("DateHorizon", settings.dateHorizon, 0, longestHorizon);
     readNumber("NumberOfPartitions", settings.numberOfPartitions, 1, largestPartitionCount);
-    const std::size_t sort = find("CyclicTableSort");
-    if (sort == TagValues::None) return;
-    checkChoice(sort, {"Yes", "No"});
-    settings.sortCyclicTable = values[sort].text == "Yes";
+    readYesNo("CyclicTableSort", settings.sortCyclicTable);
+    readYesNo("CyclicTableDistinct", settings.distinctCyclicTable);
+  }
+
+  void readYesNo(const char* name, bool& setting) {
+    const std::size_t tag = find(name);
+    if (tag == TagValues::None) return;
+    checkChoice(tag, {"Yes", "No"});
+    setting = values[tag].text == "Yes";
   }
 
   void checkChoice(std::size_t tag, std::initializer_list<std::string_view> choices) {

@@ -212,7 +212,9 @@ class RunChecker {
 
   void checkIgnoredTags(bool isTable) {
     if (!isTable) {
-      if (const std::size_t tag = find("CyclicTableSort"); tag != None) values.remark(tag, "used for tables only");
+      for (const char* name : {"CyclicTableSort", "CyclicTableDistinct"}) {
+        if (const std::size_t tag = find(name); tag != None) values.remark(tag, "used for tables only");
+      }
       if (const std::size_t tag = find("SpecialList"); tag != None) {
         values.error(tag, "the list is used for tables only, so that nothing would be left out");
       }

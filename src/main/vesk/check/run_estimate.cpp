@@ -22,6 +22,9 @@ constexpr double tableRowBytes = 32.0 + 2 * 16.0;
 constexpr double sumRowBytes = 16.0;
 // Rows grow by doubling, so that on average a quarter of the room is free.
 constexpr double freeRoom = 4.0 / 3.0;
+// A row of distinct callees has another count and room for as many repeats.
+constexpr double distinctRowBytes = 8.0;
+constexpr double distinctRoom = 2.0;
 // A pair while the pairs are collected, at mean load, and in order for the output.
 constexpr double pairBytes = 24.0 / 0.56 + 16.0;
 
@@ -80,8 +83,9 @@ Shape shapeOf(const vesk_loader::LoaderSettings& settings, std::uint32_t sums) {
   shape.stateCaller = (3 + payloads) * number;
   if (settings.cyclicTableSize > 0) {
     const double width = 1.0 + (settings.dateField >= 0 ? 1.0 : 0.0) + payloads;
-    shape.memoryCaller = slotBytes + tableRowBytes;
-    shape.memoryValue = width * number * freeRoom;
+    const bool isDistinct = settings.distinctCyclicTable;
+    shape.memoryCaller = slotBytes + tableRowBytes + (isDistinct ? distinctRowBytes : 0.0);
+    shape.memoryValue = width * number * (isDistinct ? distinctRoom : freeRoom);
     shape.stateValue = width * number;
     shape.datasetCaller = (1 + payloads) * (isSparse ? ends : ends + number * settings.cyclicTableSize);
     shape.datasetValue = isSparse ? (1 + payloads) * 3 * number : 0.0;
@@ -121,7 +125,8 @@ RunEstimate estimateRun(const vesk_loader::LoaderSettings& settings, const Input
     entries *= accepted / sampled;
     const double size = settings.cyclicTableSize;
     values = {std::min(entries, estimate.callers.low * size), std::min(entries, estimate.callers.high * size)};
-    estimate.fullCallerBytes = shape.memoryCaller + shape.memoryValue / freeRoom * size;
+    estimate.fullCallerBytes =
+        shape.memoryCaller + shape.memoryValue / (settings.distinctCyclicTable ? 1.0 : freeRoom) * size;
   } else if (settings.pairSumFlag != 0) {
     values = differentThings(static_cast<double>(std::max<std::size_t>(sample.pairs.size(), 1)), sampled, accepted);
   } else {

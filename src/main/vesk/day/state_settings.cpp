@@ -35,6 +35,7 @@ std::map<std::string, std::string> stateSettings(const vesk_loader::LoaderSettin
   std::map<std::string, std::string> texts;
   texts["Key"] = fieldName(settings, settings.keyField);
   texts["CyclicTableSize"] = std::to_string(settings.cyclicTableSize);
+  if (settings.cyclicTableSize > 0 && settings.distinctCyclicTable) texts["CyclicTableDistinct"] = "Yes";
   texts["NumberOfPartitions"] = std::to_string(settings.numberOfPartitions);
   if (settings.dateField >= 0) {
     texts["DateField"] = fieldName(settings, settings.dateField);
