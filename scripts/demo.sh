@@ -126,6 +126,17 @@ run "$bin/vesk-inspect" groups found.2_1.nodes.csv one_worker.txt
 echo "the groups that were found beside those that were planted:"
 run "$bin/vesk-inspect" groups found.1_1.nodes.csv planted.txt --largest 3
 
+step "the level that gives the best groups, the same on any number of ranks, and what changed since the run before"
+for workers in 1 2; do
+  echo "+ mpirun -n $workers vesk-analyze groups groups.1.xml month.bin --levels auto --previous found.1_1.nodes.csv ... > best.log"
+  mpirun -n "$workers" "$bin/vesk-analyze" groups groups.1.xml month.bin --levels auto --previous found.1_1.nodes.csv \
+    --set "OutputFileName=best.$workers" --results-json best.json > best.log
+done
+cmp best.1_1.nodes.csv best.2_1.nodes.csv
+cmp best.1_levels.csv best.2_levels.csv
+cut -d , -f 1,4,5,10,11,13 best.1_levels.csv
+cut -d , -f 1 best.1_changes.csv | sed 1d | sort | uniq -c
+
 step "a model of what subscribers spend: the curve of tenure that was planted, and the one that is learned"
 run "$bin/vesk-generate" table --rows 50000 -o spend.csv --curve curve.csv --quiet
 run "$bin/vesk" table csv spend.csv spend.bin --target spend > table.log
@@ -243,7 +254,7 @@ run "$bin/vesk-inspect" xml sums.xml --save sums.stream > /dev/null
 run "$bin/vesk-inspect" stream sums.stream | sed -n 1,12p
 
 step "a page for people: the groups of the month, and the energy from those who took up the offer before"
-run "$bin/vesk" report --groups found.1 --energy adopters_energy.csv --seeds adopters.txt --run groups.1.json \
+run "$bin/vesk" report --groups best.2 --energy adopters_energy.csv --seeds adopters.txt --run best.json \
   --run adopters.json --title "Groups and diffusion of the demo" -o page.html
 echo "open $PWD/page.html in a browser"
 
@@ -257,6 +268,7 @@ day2.bin           dataset of the tables   pairsum.bin       dataset of the pair
 sums.bin.0 .1 .2   datasets of the sums    groups.txt        the planted groups
 sums.stream        a tree of tags as an object stream
 month.bin          the table with groups  found.*.csv       groups and their members, with ranks and leaders
+best.*.csv         the groups of the best level, the levels, the changes
 spend.csv          a generated table      spend.bin         its dataset, with .info and .labels
 curve.csv          its planted curve      spend.*.model     the models of one and two workers
 signals.csv        a table with signals   linear_* boosted_*  reports of two models of it
