@@ -123,9 +123,13 @@ void LiteralLoader::readRecord(const std::string& bytes, std::size_t& position, 
   if (isTableRun() && settings.distinctCyclicTable) makeDistinct(key);
 }
 
-/// A row from a process file: each entry that a later one repeats goes, then the oldest ones beyond the table size.
+/// A row from a process file: each entry that a later one repeats goes, then the oldest ones beyond the table size. A
+/// row with a payload column of another length stays as it is.
 void LiteralLoader::makeDistinct(double key) {
   const LiteralRow& row = tables.keys[key];
+  for (const LiteralRow& column : tables.payloads[key]) {
+    if (column.size() != row.size()) return;
+  }
   for (std::size_t i = row.size(); i > 0; --i) {
     for (std::size_t j = i; j < row.size(); ++j) {
       if (row[i - 1] != row[j] && !(std::isnan(row[i - 1]) && std::isnan(row[j]))) continue;
@@ -153,6 +157,7 @@ void LiteralLoader::dropOldEntries(double cutoffDate, std::int32_t dateFormat) {
       row = newRow;
       dates = newDates;
       columns = newColumns;
+      if (settings.distinctCyclicTable) makeDistinct(key);
     }
   });
 }

@@ -26,14 +26,9 @@ std::uint32_t most_stored(const KeyTable::Shape& shape) {
   return shape.distinct ? shape.tableSize + std::max(shape.tableSize, smallestPiece) : shape.tableSize;
 }
 
-// Keeps the chosen elements of a column, and those after the last entry.
-void keep_elements(std::vector<double>& column, std::span<const std::uint32_t> kept, std::size_t entryCount) {
-  std::size_t size = 0;
-  for (const std::uint32_t index : kept) {
-    if (index < column.size()) column[size++] = column[index];
-  }
-  for (std::size_t i = entryCount; i < column.size(); ++i) column[size++] = column[i];
-  column.resize(size);
+void keep_elements(std::vector<double>& column, std::span<const std::uint32_t> kept) {
+  for (std::size_t i = 0; i < kept.size(); ++i) column[i] = column[kept[i]];
+  column.resize(kept.size());
 }
 
 }  // namespace
@@ -189,14 +184,13 @@ void KeyTable::removeRepeats() {
   }
 }
 
-// A column that is shorter than the row loses the elements that it has.
 void KeyTable::keepLatest(RowColumns& columns) {
   const std::size_t count = columns.values.size();
   const auto kept = latest.select(columns.values.data(), count, 1, shape.tableSize);
   if (kept.size() == count) return;
-  keep_elements(columns.values, kept, count);
-  keep_elements(columns.dates, kept, count);
-  for (auto& column : columns.payloads) keep_elements(column, kept, count);
+  keep_elements(columns.values, kept);
+  if (shape.dates) keep_elements(columns.dates, kept);
+  for (auto& column : columns.payloads) keep_elements(column, kept);
 }
 
 void KeyTable::assignDistinct(DistinctRow& row, const RowColumns& columns) {
@@ -343,11 +337,12 @@ bool KeyTable::piecesFit(const TableRow& row, std::uint32_t count) const {
 }
 
 void KeyTable::assign(std::uint32_t row, const RowColumns& assigned) {
-  if (shape.distinct) {
+  const bool isMadeDistinct = shape.distinct && isRegular(assigned);
+  if (isMadeDistinct) {
     latestColumns = assigned;
     keepLatest(latestColumns);
   }
-  const RowColumns& columns = shape.distinct ? latestColumns : assigned;
+  const RowColumns& columns = isMadeDistinct ? latestColumns : assigned;
   if (isIrregular(at(row))) {
     irregular.erase(row);
     const double key = at(row).key;

@@ -153,8 +153,9 @@ class KeyTable {
   /// Plain run: the sums of a row that is not irregular.
   std::span<const double> sumsOfRow(std::uint32_t row) const { return {sumsOf(at(row)), at(row).count}; }
 
-  /// Replaces a row. Columns of different lengths are kept as they are. Distinct callees: of the columns, what
-  /// keepLatest leaves.
+  /// Replaces a row. Columns of different lengths are kept as they are. Distinct callees: of columns of equal lengths
+  /// the latest entry of each callee, and of these the latest tableSize. Entries of unequal columns stay, since a
+  /// payload column that loses all its elements could not be read back from a process file.
   void assign(std::uint32_t row, const RowColumns& columns);
 
   /// Frees the memory that finds a key. Nothing is looked up or inserted afterwards.
