@@ -41,6 +41,16 @@ TEST_F(GroupLevels, AListGivesTheTableAlone) {
   }
 }
 
+TEST_F(GroupLevels, AListHasNoCutoffInTheResults) {
+  dataset(cliques(12));
+  for (const int workers : {1, 2}) {
+    analyse("groups", workers, {"--levels", "0.1,0.5", "--results", "results.xml"});
+    ASSERT_EQ(result.status, 0) << result.out;
+    EXPECT_THAT(content("results.xml"), AllOf(HasSubstr("<ComparedLevels>2</ComparedLevels>"),
+                                              Not(HasSubstr("<Cutoff>")), Not(HasSubstr("NumClustersInGraph"))));
+  }
+}
+
 TEST_F(GroupLevels, OneLevelHasNoNextBest) {
   dataset(cliques(12));
   analyse("groups", 1, {"--levels", "0.5"});
