@@ -67,6 +67,15 @@ TEST_F(CheckProgram, GoodInputsOfAllRunsHaveNoErrors) {
   }
 }
 
+TEST_F(CheckProgram, SaysWhatATableHolds) {
+  folder.write("table.xml", parametersOf("table"));
+  EXPECT_THAT(check().out, HasSubstr("\n  table run, the last 20 calls of a caller\n"));
+  std::string text = parametersOf("table");
+  text.insert(text.find("<CyclicTableSize>"), "<CyclicTableDistinct>Yes</CyclicTableDistinct>");
+  folder.write("table.xml", text);
+  EXPECT_THAT(check().out, HasSubstr("\n  table run, the last 20 different callees of a caller\n"));
+}
+
 TEST_F(CheckProgram, WritesNothing) {
   const auto state = [&] {
     std::vector<std::string> names;

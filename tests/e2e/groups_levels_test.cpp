@@ -41,6 +41,45 @@ TEST_F(GroupLevels, AListGivesTheTableAlone) {
   }
 }
 
+TEST_F(GroupLevels, AListHasNoCutoffInTheResults) {
+  dataset(cliques(12));
+  for (const int workers : {1, 2}) {
+    analyse("groups", workers, {"--levels", "0.1,0.5", "--results", "results.xml"});
+    ASSERT_EQ(result.status, 0) << result.out;
+    EXPECT_THAT(content("results.xml"), AllOf(HasSubstr("<ComparedLevels>2</ComparedLevels>"),
+                                              Not(HasSubstr("<Cutoff>")), Not(HasSubstr("NumClustersInGraph"))));
+  }
+}
+
+TEST_F(GroupLevels, OneLevelHasNoNextBest) {
+  dataset(cliques(12));
+  analyse("groups", 1, {"--levels", "0.5"});
+  ASSERT_EQ(result.status, 0) << result.out;
+  EXPECT_THAT(result.out, HasSubstr("Log;|1;|Levels: 0.5 has the modularity "));
+  EXPECT_THAT(result.out, HasSubstr(", and no other level was compared;|LogEnd"));
+}
+
+TEST_F(GroupLevels, CutoffAmongCommonWantsACutoffFromAllPairs) {
+  dataset(cliques(12));
+  kernelTags["CutoffAmong"] = "Common";
+  const char* warning =
+      "Warning;|2202;|CutoffAmong;|QUVENKernelData::endDataScan: CutoffAmong Common has no effect without "
+      "CutoffFrom AllPairs;|WarningEnd";
+  for (const int workers : {1, 2}) {
+    analyse("groups", workers);
+    ASSERT_EQ(result.status, 0) << result.out;
+    EXPECT_THAT(result.out, HasSubstr(warning));
+    EXPECT_EQ(result.out.find(warning), result.out.rfind(warning));
+    removeResults();
+    analyse("groups", workers, {"--strict"});
+    EXPECT_EQ(result.status, 99);
+    EXPECT_FALSE(exists("found_1.nodes.csv"));
+    analyse("groups", workers, {"--strict", "--levels", "auto"});
+    EXPECT_EQ(result.status, 0) << result.out;
+    removeResults();
+  }
+}
+
 TEST_F(GroupLevels, AutoTellsTheLevelInTheResults) {
   dataset(cliques(12));
   analyse("groups", 1, {"--levels", "auto", "--results", "results.xml"});

@@ -94,6 +94,14 @@ TEST_F(ReportRun, SaysWhatIsWrongWithTheCommandLine) {
   EXPECT_EQ(run("vesk", {"report", "-o", "p.html"}).status, 1);
   EXPECT_THAT(run("vesk", {"report", "-o", "p.html"}).err, HasSubstr("at least one of --groups and --energy"));
   EXPECT_EQ(run("vesk", {"report", "--energy", "e.csv"}).status, 1);
+  folder.write("e.csv", "Number,DA_DiffusedEnergy,InDegree,OutDegree\n1,1,1,1\n");
+  for (const char* output : {"", "-"}) {
+    const ProgramRun nameless = run("vesk", {"report", "--energy", "e.csv", "-o", output});
+    EXPECT_EQ(nameless.status, 1);
+    EXPECT_EQ(nameless.err, "vesk: -o: must be the name of a file\n");
+    EXPECT_FALSE(folder.has(std::string(output) + ".energy.csv"));
+  }
+  std::filesystem::remove(folder.path("e.csv"));
   EXPECT_EQ(run("vesk", {"report", "--groups", "g", "--seeds", "s", "-o", "p.html"}).status, 1);
   const ProgramRun missing = run("vesk", {"report", "--energy", "e.csv", "-o", "p.html"});
   EXPECT_EQ(missing.status, 3);

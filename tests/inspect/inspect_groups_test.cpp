@@ -1,6 +1,7 @@
 #include "inspect_groups.h"
 
 #include <sstream>
+#include <stdexcept>
 
 #include "groups/groups_fixture.h"
 #include "inspect_fixture.h"
@@ -9,6 +10,7 @@ namespace vesk_inspect {
 namespace {
 
 using testing::joined;
+using testing::pairSumRow;
 using testing::tableRow;
 using vesk_groups::testing::nodesFile;
 
@@ -128,6 +130,16 @@ TEST_F(InspectGroupsTest, SaysThatModularityWithoutCallsIsUndefined) {
   GroupsOptions options{path("found"), path("known")};
   options.dataset = path("calls.bin");
   EXPECT_THAT(inspect(options), ::testing::HasSubstr("sum of calls         0\nmodularity found     undefined\n"));
+}
+
+TEST_F(InspectGroupsTest, RefusesWeightsWithoutAFiniteSum) {
+  writeText(nodesFile({{1, 1}}), "found");
+  writeText("1 1 2\n", "known");
+  writeText(bytesOf(pairSumRow(1, 2, {{2, 1e308}, {3, 1e308}})), "calls.bin");
+  GroupsOptions options{path("found"), path("known")};
+  options.dataset = path("calls.bin");
+  EXPECT_THAT([&] { inspect(options); }, ::testing::ThrowsMessage<std::runtime_error>(
+                                             path("calls.bin") + ": the weights sum to more than the largest number"));
 }
 
 // The labels of the two sides of a club of four, as the labelled networks have them.

@@ -114,6 +114,13 @@ TEST(ChartRange, ALogarithmicScaleHasPowersOfTen) {
   EXPECT_EQ(logarithmicMarks(7, 7), "7 ");
 }
 
+TEST(ChartRange, MarksOfALogarithmicScaleAreApart) {
+  EXPECT_EQ(logarithmicMarks(0.013, 0.335), "0.02 0.05 0.1 0.2 ");
+  EXPECT_EQ(logarithmicMarks(1.5, 90), "2 5 10 20 50 ");
+  EXPECT_EQ(logarithmicMarks(11, 49), "20 30 40 ");
+  EXPECT_EQ(logarithmicMarks(1, 9.9), "1 2 5 ");
+}
+
 TEST(ChartRange, ALogarithmicScaleShowsValuesAbove0) {
   ChartRange range(ChartScale::Logarithmic);
   range.include(0);

@@ -265,6 +265,18 @@ TEST_F(QUVENSeedFile, AByteOrderMarkIsPassedOver) {
             std::vector<std::uint64_t>{7});  // at the beginning alone
 }
 
+TEST_F(QUVENSeedFile, EnergiesHaveAFiniteSum) {
+  const std::string file = folder.write("seeds", "1 1e308\n2 1e308\n");
+  form.hasWeights = true;
+  std::vector<QUVENSeed> seeds;
+  run = capturedRun([&] { quvenReadSeeds(file, form, seeds, QUVEN_ENV); });
+  EXPECT_TRUE(run.threwLibraryException);
+  EXPECT_THAT(run.out,
+              ::testing::StartsWith("Error;|2307;|" + file +
+                                    ";|QUVENSNAData::readSeedFile: the energies of the seeds sum to more than the "
+                                    "largest number;|ErrorEnd\n"));
+}
+
 TEST_F(QUVENSeedFile, AFileThatCannotBeReadEndsTheRun) {
   seedsOfPath("/no/such/file");
   EXPECT_TRUE(run.threwLibraryException);

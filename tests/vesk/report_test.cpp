@@ -181,6 +181,7 @@ TEST_F(ReportTest, LevelsAndChangesAreFoundByThemselves) {
   EXPECT_THAT(text, HasSubstr("<title>level 0.5, chosen: coverage 0.7</title>"));
   EXPECT_THAT(csv("levels"), HasSubstr("\n0.5,chosen,0.5,0.7,2,4,3,0,0.8,0.5,10,40,0.01\n"));
   EXPECT_EQ(csv("changes"), "event,count\nborn,1\ngone,2\n");
+  EXPECT_THAT(text, HasSubstr("leader1 and leader2 the groups with another leader"));
 }
 
 TEST_F(ReportTest, LevelsAreShownWithoutGroups) {

@@ -61,6 +61,33 @@ std::vector<double> ChartRange::roundValues() const {
   return values;
 }
 
+std::vector<double> ChartRange::multiplesOfPowers() const {
+  std::vector<double> values;
+  const double last = std::floor(std::log10(high));
+  for (double exponent = std::floor(std::log10(low)); exponent <= last; ++exponent) {
+    for (const double factor : {1.0, 2.0, 5.0}) {
+      const double value = factor * std::pow(10, exponent);
+      if (value >= low && value <= high) values.push_back(value);
+    }
+  }
+  constexpr std::size_t fewestMarks = 3;
+  if (values.size() >= fewestMarks) return values;
+  values = roundValues();
+  keepApart(values);
+  return values;
+}
+
+void ChartRange::keepApart(std::vector<double>& values) const {
+  constexpr double leastGap = 0.08;
+  double lastPlace = -leastGap;
+  std::erase_if(values, [&](double value) {
+    const double place = placeOf(value);
+    if (place - lastPlace < leastGap) return true;
+    lastPlace = place;
+    return false;
+  });
+}
+
 std::vector<ChartMark> ChartRange::powersOfTen() const {
   constexpr double mostMarks = 9;
   constexpr double tolerance = 1e-9;  // of an exponent
@@ -83,7 +110,7 @@ std::vector<ChartMark> ChartRange::getMarks() const {
     const std::vector<ChartMark> powers = powersOfTen();
     if (powers.size() >= 2) return powers;
   }
-  const std::vector<double> values = roundValues();
+  std::vector<double> values = scale == ChartScale::Logarithmic ? multiplesOfPowers() : roundValues();
   std::vector<ChartMark> marks;
   for (int numDigits = 5; numDigits <= 17; ++numDigits) {
     marks.clear();

@@ -36,12 +36,16 @@ class ChartRange {
   double placeOf(double value) const;
 
   /// Three to eleven round values within the range, or its single value. All texts are different. On a logarithmic
-  /// scale they are powers of ten, at most nine, if the range has two of them.
+  /// scale they are powers of ten, at most nine, if the range has two of them; else one,
+  /// two and five times such powers, if there are three; else round values at least 0.08 of the axis apart, so that
+  /// their texts do not overlap.
   std::vector<ChartMark> getMarks() const;
 
  private:
   std::vector<double> roundValues() const;
   std::vector<ChartMark> powersOfTen() const;
+  std::vector<double> multiplesOfPowers() const;
+  void keepApart(std::vector<double>& values) const;
 
   ChartScale scale = ChartScale::Linear;
   double low = 1;

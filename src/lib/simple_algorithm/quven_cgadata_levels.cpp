@@ -37,7 +37,8 @@ void orderRuns(std::vector<QUVENComparedPair>& pairs) {
   for (std::size_t i = 1; i + 1 < runs.size(); ++i) std::inplace_merge(pairs.begin(), runs[i], runs[i + 1], isBefore);
 }
 
-/// The place of the best modularity, and of the next best; of equal ones the one that was compared first.
+/// The place of the best modularity, and of the next best, which of one level is the best too; of equal ones the one
+/// that was compared first.
 struct BestPlaces {
   std::size_t best = 0;
   std::size_t next = 0;
@@ -161,8 +162,13 @@ void QUVENCGAData::chooseLevel(const QUVENEnvHandle& env) {
   std::ostringstream line;
   line.imbue(std::locale::classic());
   line << "Levels: " << (goesOnWithBestLevel ? "going on with " : "") << best.level
-       << (goesOnWithBestLevel ? ", which" : "") << " has the best modularity of " << levelResults.size() << " levels, "
-       << best.modularity << "; the next best is " << next.level << " with " << next.modularity;
+       << (goesOnWithBestLevel ? ", which" : "") << " has the ";
+  if (levelResults.size() > 1) {
+    line << "best modularity of " << levelResults.size() << " levels, " << best.modularity << "; the next best is "
+         << next.level << " with " << next.modularity;
+  } else {
+    line << "modularity " << best.modularity << ", and no other level was compared";
+  }
   report_log(1, line);
   if (goesOnWithBestLevel) goOnWith(best, comparison, QUVEN_ENV);
   std::sort(levelResults.begin(), levelResults.end(),

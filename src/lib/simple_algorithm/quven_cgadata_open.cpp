@@ -194,6 +194,10 @@ void QUVENCGAData::writeResultsToTag(QUVENXMLTag& tag, const QUVENEnvHandle& env
     }
   }
   tag.addBranchTagPath("RunParameters", QUVEN_ENV);
+  if (comparesLevels != 0 && !goesOnWithBestLevel) {  // such a run has neither one cutoff nor groups
+    set("RunParameters/ComparedLevels", static_cast<std::int32_t>(levelResults.size()));
+    return;
+  }
   const auto valueOf = [](const Numbers& values, long i) { return i <= values.getSize() ? values[i] : 0; };
   for (long i = 1; i <= ivIterationCounter; ++i) {
     const std::string path = "RunParameters/Iteration-" + std::to_string(i);

@@ -21,6 +21,7 @@ QUVEN_REGISTER(QUVENKernelData);
 namespace {
 
 enum Code : int {
+  IllegalParameter = 2202,
   InvalidState = 3502,
   NoSamples = 3503,
   RowTooLong = 4607,
@@ -503,6 +504,11 @@ void QUVENKernelData::setCutoff(const QUVENEnvHandle& env) {
     }
   }
   std::cout << "cutoff threshold=" << ivSparsityThreshold << '\n';
+  if (cutoffAmongCommon != 0) {
+    report_doubt(IllegalParameter, "CutoffAmong",
+                 "QUVENKernelData::endDataScan: CutoffAmong Common has no effect without CutoffFrom AllPairs",
+                 QUVEN_ENV);
+  }
   warnOfNoise(QUVEN_ENV);
 }
 

@@ -264,7 +264,14 @@ long quvenReadSeeds(const std::string& seedFileName, const QUVENSeedForm& form, 
     report_error(SeedsUnreadable, "QUVENSNAData::readSeedFile: Unable to open seed file", QUVEN_ENV, true);
   };
   if (!file.is_open()) reportUnreadable();
-  const auto requireSeeds = [&] {
+  const auto checkSeeds = [&] {
+    double sum = 0;
+    for (const QUVENSeed& seed : seeds) sum += seed.energy;
+    if (!std::isfinite(sum)) {
+      report_error(SeedsUnreadable, seedFileName,
+                   "QUVENSNAData::readSeedFile: the energies of the seeds sum to more than the largest number",
+                   QUVEN_ENV, true);
+    }
     if (!seeds.empty()) return;
     report_doubt(NoUsableSeed, seedFileName,
                  "QUVENSNAData::readSeedFile: no line of the seed file is a subscriber number, so all energies are 0",
@@ -278,7 +285,7 @@ long quvenReadSeeds(const std::string& seedFileName, const QUVENSeedForm& form, 
     }
     if (file.bad()) reportUnreadable();  // such as a directory
     const long rows = SeedCsv(seedFileName, form, text, QUVEN_ENV).readAll(seeds, QUVEN_ENV);
-    requireSeeds();
+    checkSeeds();
     return rows;
   }
   CountedWarnings ignored;
@@ -307,7 +314,7 @@ long quvenReadSeeds(const std::string& seedFileName, const QUVENSeedForm& form, 
   if (file.bad()) reportUnreadable();  // such as a directory
   ignored.reportRest("are ignored");
   inOtherBase.reportRest("are read in another base than 10");
-  requireSeeds();
+  checkSeeds();
   // Other runs have a warning for each line.
   if (lostSeeds > 0 && env.resolve().isStrict()) {
     const std::string words = lostSeeds == 1 ? "1 line is" : std::to_string(lostSeeds) + " lines are";

@@ -1,8 +1,10 @@
 #include "inspect_groups.h"
 
 #include <algorithm>
+#include <cmath>
 #include <numeric>
 #include <ostream>
+#include <stdexcept>
 #include <unordered_map>
 #include <vector>
 
@@ -92,6 +94,10 @@ void printModularity(const std::string& dataset, const Grouping& found, const Gr
     ofFound.add(call);
     ofKnown.add(call);
   });
+  // Each degree is at most twice the sum.
+  if (!std::isfinite(2.0 * ofFound.get().getTotal())) {
+    throw std::runtime_error(dataset + ": the weights sum to more than the largest number");
+  }
   out << "\ncalls                " << dataset << "\n";
   out << "sum of calls         " << formatNumber(ofFound.get().getTotal()) << "\n";
   out << "modularity found     " << formatExact(ofFound.get().get()) << "\n";

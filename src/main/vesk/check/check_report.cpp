@@ -91,7 +91,8 @@ class ReportWriter {
   void writeParameters() {
     heading("Parameters: " + vesk_files::printable(result.parameterName));
     if (settings.cyclicTableSize > 0) {
-      line(format_text("table run, the last %d calls of a caller", settings.cyclicTableSize));
+      line(format_text("table run, the last %d %s of a caller", settings.cyclicTableSize,
+                       settings.distinctCyclicTable ? "different callees" : "calls"));
     } else {
       line(settings.pairSumFlag != 0 ? "pair sum run" : "sums run");
     }

@@ -46,6 +46,9 @@ void addOptions(CLI::App& command, Action& action) {
     if (options->groups.empty() && options->energy.empty()) {
       throw CLI::ValidationError("report", "at least one of --groups and --energy must be given");
     }
+    if (options->output.empty() || options->output == "-") {
+      throw CLI::ValidationError("-o", "must be the name of a file");
+    }
     action = [options](std::ostream& out, std::ostream& err) { run(*options, out, err); };
   });
 }

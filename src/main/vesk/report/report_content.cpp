@@ -263,8 +263,8 @@ void addLevelSection(const std::vector<LevelRow>& levels, ReportContent& content
                      {"largest", "largest"},
                      {"full_groups", "full"},
                      {"mean_density", "mean density"},
-                     {"calls_inside_share", "calls inside"},
-                     {"calls_inside", "sum inside"},
+                     {"calls_inside_share", "share of calls inside"},
+                     {"calls_inside", "calls inside"},
                      {"kept_pairs", "kept pairs"},
                      {"cutoff", "cutoff"}},
                     {}};
@@ -286,7 +286,13 @@ void addChangeSection(const std::map<std::string, std::uint64_t>& changes, Repor
     table.rows.push_back({ReportCell::text(event), ReportCell::count(count)});
   }
   content.sections.push_back(
-      {"Changes since the earlier run", {"How often each event occurs."}, {}, {std::move(table)}});
+      {"Changes since the earlier run",
+       {"How often each event occurs. Born and gone groups have no earlier or no later group with enough common "
+        "members. Merged counts the earlier groups that came together, split the groups that an earlier one fell into, "
+        "moved the members who changed groups, leader1 and leader2 the groups with another leader: the one who is "
+        "listened to, and the one who reaches the others."},
+       {},
+       {std::move(table)}});
 }
 
 std::string titleOf(const ReportFacts& facts) {

@@ -15,6 +15,7 @@ th[scope=row] { font-weight: 400; overflow-wrap: anywhere; min-width: 3.5rem; }
 thead th, thead th.number { white-space: normal; vertical-align: bottom; }
 .tables { display: flex; flex-wrap: wrap; align-items: flex-start; column-gap: 3rem; }
 .tables > * { max-width: 100%; }
+.tables > details { flex-basis: 100%; }
 /* A shadow at the right edge of a table that scrolls. */
 .scroll { margin: .75rem 0 1rem; background: linear-gradient(to left, var(--page) 1.5rem, transparent) right / 3rem 100% no-repeat local,
   linear-gradient(to left, var(--edge), transparent) right / .9rem 100% no-repeat scroll; }
