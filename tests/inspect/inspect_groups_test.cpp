@@ -96,6 +96,7 @@ TEST_F(InspectGroupsTest, AddsMeasuresAndModularity) {
           "\ncalls                " +
           path("calls.bin") +
           "\nsum of calls         7\n"
+          "members with calls   4 of 6 found, 5 of 5 known\n"
           "modularity found     0.1326530612244898\n"
           "modularity known     0.37755102040816324\n");
 }
@@ -129,7 +130,9 @@ TEST_F(InspectGroupsTest, SaysThatModularityWithoutCallsIsUndefined) {
   writeText("", "calls.bin");
   GroupsOptions options{path("found"), path("known")};
   options.dataset = path("calls.bin");
-  EXPECT_THAT(inspect(options), ::testing::HasSubstr("sum of calls         0\nmodularity found     undefined\n"));
+  EXPECT_THAT(inspect(options), ::testing::HasSubstr("sum of calls         0\n"
+                                                     "members with calls   0 of 1 found, 0 of 2 known\n"
+                                                     "modularity found     undefined\n"));
 }
 
 TEST_F(InspectGroupsTest, RefusesWeightsWithoutAFiniteSum) {

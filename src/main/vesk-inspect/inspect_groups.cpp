@@ -6,6 +6,7 @@
 #include <ostream>
 #include <stdexcept>
 #include <unordered_map>
+#include <utility>
 #include <vector>
 
 #include "groups/found_groups.h"
@@ -65,8 +66,8 @@ void printMeasures(const Grouping& found, const Grouping& known, const GroupAgre
 class GroupingModularity {
  public:
   explicit GroupingModularity(const Grouping& grouping) : numGroups(grouping.numbers.size()) {
-    groupOfNode.reserve(grouping.members.size());
-    for (const Grouping::Member& member : grouping.members) groupOfNode.emplace(member.node, member.group);
+    places.reserve(grouping.members.size());
+    for (const Grouping::Member& member : grouping.members) places.emplace(member.node, Place{member.group, false});
   }
 
   void add(const NetworkCall& call) {
@@ -74,16 +75,26 @@ class GroupingModularity {
     sums.add(callerGroup, groupOf(call.callee), call.weight);
   }
   const Modularity& get() const { return sums; }
+  /// The members of the grouping who call or are called.
+  std::uint64_t getNumMembers() const { return numMembers; }
 
  private:
+  struct Place {
+    std::size_t group;
+    bool hasCalls;
+  };
+
   std::size_t groupOf(std::uint64_t node) {
-    const auto [place, isAlone] = groupOfNode.try_emplace(node, numGroups);
+    const auto [found, isAlone] = places.try_emplace(node, Place{numGroups, true});
     if (isAlone) ++numGroups;
-    return place->second;
+    Place& place = found->second;
+    if (!std::exchange(place.hasCalls, true)) ++numMembers;
+    return place.group;
   }
 
   std::size_t numGroups;
-  std::unordered_map<std::uint64_t, std::size_t> groupOfNode;
+  std::uint64_t numMembers = 0;
+  std::unordered_map<std::uint64_t, Place> places;
   Modularity sums;
 };
 
@@ -100,6 +111,8 @@ void printModularity(const std::string& dataset, const Grouping& found, const Gr
   }
   out << "\ncalls                " << dataset << "\n";
   out << "sum of calls         " << formatNumber(ofFound.get().getTotal()) << "\n";
+  out << "members with calls   " << ofFound.getNumMembers() << " of " << found.members.size() << " found, "
+      << ofKnown.getNumMembers() << " of " << known.members.size() << " known\n";
   out << "modularity found     " << formatExact(ofFound.get().get()) << "\n";
   out << "modularity known     " << formatExact(ofKnown.get().get()) << "\n";
 }
