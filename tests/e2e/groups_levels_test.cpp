@@ -41,6 +41,21 @@ TEST_F(GroupLevels, AListGivesTheTableAlone) {
   }
 }
 
+TEST_F(GroupLevels, OneLevelHasNoNextBest) {
+  dataset(cliques(12));
+  analyse("groups", 1, {"--levels", "0.5"});
+  ASSERT_EQ(result.status, 0) << result.out;
+  EXPECT_THAT(result.out, HasSubstr("Log;|1;|Levels: 0.5 has the modularity "));
+  EXPECT_THAT(result.out, Not(HasSubstr("next best")));
+}
+
+TEST_F(GroupLevels, ACutoffOf0HasNoSign) {
+  dataset({{1, {2}}, {2, {1}}});
+  analyse("groups", 1, {"--levels", "auto", "--set", "KernelParams/NormalizingFactor=inf"});
+  ASSERT_EQ(result.status, 0) << result.out;
+  EXPECT_THAT(content("found_levels.csv"), HasSubstr("\n0.1,0,2,1,2,"));
+}
+
 TEST_F(GroupLevels, AutoTellsTheLevelInTheResults) {
   dataset(cliques(12));
   analyse("groups", 1, {"--levels", "auto", "--results", "results.xml"});
@@ -148,6 +163,36 @@ TEST_F(GroupLevels, ThePopulationMayBeTheNumberOfCallers) {
         EXPECT_EQ(content("found_1.nodes.csv"), counted);
       }
     }
+  }
+}
+
+TEST_F(GroupLevels, FromAKernelValuesFileNoCallersAreCounted) {
+  dataset(cliques(3));
+  writeFile("values", "11,12,1\n");
+  tags["KernelValuesFileName"] = "values";
+  kernelTags["NormalizingFactor"] = "Callers";
+  analyse("groups", 1, {"--results", "results.xml"});
+  ASSERT_EQ(result.status, 0) << result.out;
+  EXPECT_THAT(content("results.xml"), Not(HasSubstr("<NormalizingFactor>-")));
+}
+
+TEST_F(GroupLevels, CommonPairsWithoutAllPairsAreWarnedOf) {
+  dataset(cliques(12));
+  kernelTags["CutoffAmong"] = "Common";
+  const std::string warning =
+      "Warning;|2202;|CutoffAmong;|QUVENKernelData: Common has no effect without CutoffFrom "
+      "AllPairs;|WarningEnd";
+  for (const int workers : {1, 2}) {
+    analyse("groups", workers);
+    EXPECT_EQ(result.status, 0) << result.out;
+    EXPECT_THAT(result.out, HasSubstr(warning));
+    EXPECT_EQ(result.out.find(warning), result.out.rfind(warning));
+    analyse("groups", workers, {"--strict"});
+    EXPECT_EQ(result.status, 99);
+    EXPECT_THAT(result.out, HasSubstr("Error;|4608;|2202;|--strict: "));
+    analyse("groups", workers, {"--levels", "auto", "--strict"});
+    EXPECT_EQ(result.status, 0) << result.out;
+    EXPECT_THAT(result.out, Not(HasSubstr(warning)));
   }
 }
 

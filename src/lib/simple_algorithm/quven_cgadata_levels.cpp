@@ -161,8 +161,13 @@ void QUVENCGAData::chooseLevel(const QUVENEnvHandle& env) {
   std::ostringstream line;
   line.imbue(std::locale::classic());
   line << "Levels: " << (goesOnWithBestLevel ? "going on with " : "") << best.level
-       << (goesOnWithBestLevel ? ", which" : "") << " has the best modularity of " << levelResults.size() << " levels, "
-       << best.modularity << "; the next best is " << next.level << " with " << next.modularity;
+       << (goesOnWithBestLevel ? ", which" : "");
+  if (levelResults.size() == 1) {
+    line << " has the modularity " << best.modularity;
+  } else {
+    line << " has the best modularity of " << levelResults.size() << " levels, " << best.modularity
+         << "; the next best is " << next.level << " with " << next.modularity;
+  }
   report_log(1, line);
   if (goesOnWithBestLevel) goOnWith(best, comparison, QUVEN_ENV);
   std::sort(levelResults.begin(), levelResults.end(),

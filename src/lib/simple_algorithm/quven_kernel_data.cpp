@@ -21,6 +21,7 @@ QUVEN_REGISTER(QUVENKernelData);
 namespace {
 
 enum Code : int {
+  NoEffect = 2202,
   InvalidState = 3502,
   NoSamples = 3503,
   RowTooLong = 4607,
@@ -131,8 +132,10 @@ QUVENScanType QUVENKernelData::getScanKind(const QUVENEnvHandle& env) const {
 }
 
 int QUVENKernelData::initIteration(const QUVENEnvHandle& env) {
-  // A worker without a record is in the pass, too.
-  if (getStatus() == InitKernelObject) ivDataStatus = InputMySamples;
+  if (getStatus() == InitKernelObject) {
+    warnOfUnusedAmong(QUVEN_ENV);
+    ivDataStatus = InputMySamples;  // also on a worker without a record
+  }
   numCallers = 0;
   if (usesAllPairs()) selection->beginRound(QUVEN_ENV);
   ivSparseDataPtr = quvenMake<QUVENSparseToDenseData>(QUVEN_ENV);
@@ -504,6 +507,12 @@ void QUVENKernelData::setCutoff(const QUVENEnvHandle& env) {
   }
   std::cout << "cutoff threshold=" << ivSparsityThreshold << '\n';
   warnOfNoise(QUVEN_ENV);
+}
+
+/// Called before the first pass over rows: --levels sets AllPairs after the parameters are read.
+void QUVENKernelData::warnOfUnusedAmong(const QUVENEnvHandle& env) const {
+  if (cutoffAmongCommon == 0 || usesAllPairs() || quvenWorkerRank() != 0) return;
+  report_doubt(NoEffect, "CutoffAmong", "QUVENKernelData: Common has no effect without CutoffFrom AllPairs", QUVEN_ENV);
 }
 
 /// With N the normalizing factor and k contacts per caller, one contact in common is worth about log2(N / k^2) / N, and

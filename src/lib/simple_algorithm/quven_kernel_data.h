@@ -149,6 +149,7 @@ class QUVENKernelData : public QUVENObjectOf<QUVENKernelData, QUVENSimpleAlgorit
   void addRandomPairsToHistogram(QUVENOnlineHistogramData& histogram, const QUVENEnvHandle& env);
   void setCutoff(const QUVENEnvHandle& env);
   void warnOfNoise(const QUVENEnvHandle& env) const;
+  void warnOfUnusedAmong(const QUVENEnvHandle& env) const;
 
   // The cutoff from all pairs.
   /// The whole object travels before the first pass alone.
