@@ -21,7 +21,7 @@ bool isBefore(const QUVENComparedPair& a, const QUVENComparedPair& b) {
   return a.column != b.column ? a.column < b.column : a.row < b.row;
 }
 
-/// Puts pairs in order that come as one ascending run a rank, or a few.
+/// Sorts pairs that consist of a few ascending runs: one per rank, or more if the rows of a rank do not ascend.
 void orderRuns(std::vector<QUVENComparedPair>& pairs) {
   using Place = std::vector<QUVENComparedPair>::iterator;
   std::vector<Place> runs;  // where each begins, and the end
