@@ -104,6 +104,22 @@ TEST_F(GroupLevels, AKernelValuesFileHasNoLevels) {
                                     "kernel, not from a kernel values file;|ErrorEnd"));
 }
 
+TEST_F(GroupLevels, TheKernelWritesNoFileOfItsPairs) {
+  dataset(cliques(12));
+  kernelTags["OutputFileName"] = "values";
+  for (const int workers : {1, 2}) {
+    for (const char* levels : {"0.1,0.5", "auto"}) {
+      writeFile("values_worker_0", "earlier");
+      analyse("groups", workers, {"--levels", levels, "--strict"});
+      EXPECT_EQ(result.status, 0) << result.out;
+      EXPECT_THAT(result.out, HasSubstr("Warning;|2202;|OutputFileName;|QUVENKernelData: with --levels the kernel "
+                                        "writes no file of its pairs;|WarningEnd"));
+      EXPECT_EQ(content("values_worker_0"), "earlier");
+      EXPECT_FALSE(exists("values_worker_1"));
+    }
+  }
+}
+
 TEST_F(GroupLevels, ATableThatCannotBeWrittenEndsTheRunBeforeIt) {
   dataset(cliques(3));
   std::filesystem::create_directory(path("found_levels.csv"));

@@ -82,7 +82,8 @@ class QUVENKernelData : public QUVENObjectOf<QUVENKernelData, QUVENSimpleAlgorit
   /// The log line of a cutoff from all pairs, and the warning 5012 when it is in the noise.
   static void reportPairs(const PairCounts& counts, double level, double cutoff, const QUVENEnvHandle& env);
   /// Takes another level than that of the parameters, with a cutoff from all pairs, and leaves the report of the pairs
-  /// to the caller. Called between open and the first pass.
+  /// to the caller. No file of the pairs is written, because the caller may keep fewer of them. Called between open
+  /// and the first pass.
   void keepFrom(double level, const QUVENEnvHandle& env);
   const std::string& getOutputFileName() const { return ivOutputFileName; }
   const SampleNumbers& getKernelColSampleNumbers() const { return ivKernelColSampleNumber; }
