@@ -56,28 +56,14 @@ TEST_F(GroupLevels, OneLevelHasNoNextBest) {
   analyse("groups", 1, {"--levels", "0.5"});
   ASSERT_EQ(result.status, 0) << result.out;
   EXPECT_THAT(result.out, HasSubstr("Log;|1;|Levels: 0.5 has the modularity "));
-  EXPECT_THAT(result.out, HasSubstr(", and no other level was compared;|LogEnd"));
+  EXPECT_THAT(result.out, Not(HasSubstr("next best")));
 }
 
-TEST_F(GroupLevels, CutoffAmongCommonWantsACutoffFromAllPairs) {
-  dataset(cliques(12));
-  kernelTags["CutoffAmong"] = "Common";
-  const char* warning =
-      "Warning;|2202;|CutoffAmong;|QUVENKernelData::endDataScan: CutoffAmong Common has no effect without "
-      "CutoffFrom AllPairs;|WarningEnd";
-  for (const int workers : {1, 2}) {
-    analyse("groups", workers);
-    ASSERT_EQ(result.status, 0) << result.out;
-    EXPECT_THAT(result.out, HasSubstr(warning));
-    EXPECT_EQ(result.out.find(warning), result.out.rfind(warning));
-    removeResults();
-    analyse("groups", workers, {"--strict"});
-    EXPECT_EQ(result.status, 99);
-    EXPECT_FALSE(exists("found_1.nodes.csv"));
-    analyse("groups", workers, {"--strict", "--levels", "auto"});
-    EXPECT_EQ(result.status, 0) << result.out;
-    removeResults();
-  }
+TEST_F(GroupLevels, ACutoffOf0HasNoSign) {
+  dataset({{1, {2}}, {2, {1}}});
+  analyse("groups", 1, {"--levels", "auto", "--set", "KernelParams/NormalizingFactor=inf"});
+  ASSERT_EQ(result.status, 0) << result.out;
+  EXPECT_THAT(content("found_levels.csv"), HasSubstr("\n0.1,0,2,1,2,"));
 }
 
 TEST_F(GroupLevels, AutoTellsTheLevelInTheResults) {
@@ -126,6 +112,22 @@ TEST_F(GroupLevels, AKernelValuesFileHasNoLevels) {
   EXPECT_EQ(result.status, 99);
   EXPECT_THAT(result.out, HasSubstr("Error;|2204;|--levels;|QUVENCGAData::compareLevels: levels are compared of a "
                                     "kernel, not from a kernel values file;|ErrorEnd"));
+}
+
+TEST_F(GroupLevels, TheKernelWritesNoFileOfItsPairs) {
+  dataset(cliques(12));
+  kernelTags["OutputFileName"] = "values";
+  for (const int workers : {1, 2}) {
+    for (const char* levels : {"0.1,0.5", "auto"}) {
+      writeFile("values_worker_0", "earlier");
+      analyse("groups", workers, {"--levels", levels, "--strict"});
+      EXPECT_EQ(result.status, 0) << result.out;
+      EXPECT_THAT(result.out, HasSubstr("Warning;|2202;|OutputFileName;|QUVENKernelData: with --levels the kernel "
+                                        "writes no file of its pairs;|WarningEnd"));
+      EXPECT_EQ(content("values_worker_0"), "earlier");
+      EXPECT_FALSE(exists("values_worker_1"));
+    }
+  }
 }
 
 TEST_F(GroupLevels, ATableThatCannotBeWrittenEndsTheRunBeforeIt) {
@@ -187,6 +189,36 @@ TEST_F(GroupLevels, ThePopulationMayBeTheNumberOfCallers) {
         EXPECT_EQ(content("found_1.nodes.csv"), counted);
       }
     }
+  }
+}
+
+TEST_F(GroupLevels, FromAKernelValuesFileNoCallersAreCounted) {
+  dataset(cliques(3));
+  writeFile("values", "11,12,1\n");
+  tags["KernelValuesFileName"] = "values";
+  kernelTags["NormalizingFactor"] = "Callers";
+  analyse("groups", 1, {"--results", "results.xml"});
+  ASSERT_EQ(result.status, 0) << result.out;
+  EXPECT_THAT(content("results.xml"), Not(HasSubstr("<NormalizingFactor>-")));
+}
+
+TEST_F(GroupLevels, CommonPairsWithoutAllPairsAreWarnedOf) {
+  dataset(cliques(12));
+  kernelTags["CutoffAmong"] = "Common";
+  const std::string warning =
+      "Warning;|2202;|CutoffAmong;|QUVENKernelData: Common has no effect without CutoffFrom "
+      "AllPairs;|WarningEnd";
+  for (const int workers : {1, 2}) {
+    analyse("groups", workers);
+    EXPECT_EQ(result.status, 0) << result.out;
+    EXPECT_THAT(result.out, HasSubstr(warning));
+    EXPECT_EQ(result.out.find(warning), result.out.rfind(warning));
+    analyse("groups", workers, {"--strict"});
+    EXPECT_EQ(result.status, 99);
+    EXPECT_THAT(result.out, HasSubstr("Error;|4608;|2202;|--strict: "));
+    analyse("groups", workers, {"--levels", "auto", "--strict"});
+    EXPECT_EQ(result.status, 0) << result.out;
+    EXPECT_THAT(result.out, Not(HasSubstr(warning)));
   }
 }
 

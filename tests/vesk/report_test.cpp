@@ -248,6 +248,16 @@ TEST_F(ReportTest, TextsFromDataAreEscaped) {
   EXPECT_THAT(text, HasSubstr("run&lt;/desc&gt;&amp;&quot;&#39;.json"));
 }
 
+TEST_F(ReportTest, ChangesOfOtherGroupsAreDoubted) {
+  useGroups();
+  folder.write("found_changes.csv", "Event\nkept\nborn\ngone\nmoved\n");
+  EXPECT_TRUE(makeReport(options).remarks.empty());
+  folder.write("found_changes.csv", "Event\nkept\nborn\nborn\n");
+  EXPECT_THAT(makeReport(options).remarks,
+              ElementsAre(folder.path("found_changes.csv") +
+                          " has events of 3 groups, and the run has 2 groups; they may be of different runs"));
+}
+
 TEST_F(ReportTest, AWrongInputIsNamedWithItsLine) {
   useGroups();
   const auto expect = [&](const std::string& text) { EXPECT_EQ(refusal(), "3 " + text); };

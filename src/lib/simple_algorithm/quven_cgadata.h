@@ -253,7 +253,7 @@ class QUVENCGAData : public QUVENObjectOf<QUVENCGAData, QUVENSimpleAlgorithmAbst
   std::unique_ptr<QUVENResultFile> nodesFile;
   std::unique_ptr<QUVENResultFile> levelsFile;
 
-  // The comparison of levels, of the master but for the rows.
+  // The comparison of levels. Ranks above 0 use only the rows.
   const QUVENKeptRows* rowsInMemory = nullptr;  // borrowed
   std::vector<double> levelsToCompare;
   bool goesOnWithBestLevel = false;

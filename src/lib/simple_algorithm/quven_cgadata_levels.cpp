@@ -21,7 +21,7 @@ bool isBefore(const QUVENComparedPair& a, const QUVENComparedPair& b) {
   return a.column != b.column ? a.column < b.column : a.row < b.row;
 }
 
-/// Puts pairs in order that come as one ascending run a rank, or a few.
+/// Sorts pairs that consist of a few ascending runs: one per rank, or more if the rows of a rank do not ascend.
 void orderRuns(std::vector<QUVENComparedPair>& pairs) {
   using Place = std::vector<QUVENComparedPair>::iterator;
   std::vector<Place> runs;  // where each begins, and the end
@@ -162,12 +162,12 @@ void QUVENCGAData::chooseLevel(const QUVENEnvHandle& env) {
   std::ostringstream line;
   line.imbue(std::locale::classic());
   line << "Levels: " << (goesOnWithBestLevel ? "going on with " : "") << best.level
-       << (goesOnWithBestLevel ? ", which" : "") << " has the ";
-  if (levelResults.size() > 1) {
-    line << "best modularity of " << levelResults.size() << " levels, " << best.modularity << "; the next best is "
-         << next.level << " with " << next.modularity;
+       << (goesOnWithBestLevel ? ", which" : "");
+  if (levelResults.size() == 1) {
+    line << " has the modularity " << best.modularity;
   } else {
-    line << "modularity " << best.modularity << ", and no other level was compared";
+    line << " has the best modularity of " << levelResults.size() << " levels, " << best.modularity
+         << "; the next best is " << next.level << " with " << next.modularity;
   }
   report_log(1, line);
   if (goesOnWithBestLevel) goOnWith(best, comparison, QUVEN_ENV);

@@ -1,4 +1,4 @@
-// The order of numbers: what the workers found is decided and written in it, whatever their number.
+// The order of numbers: rank 0 sorts what the workers found, so that the results do not depend on their number.
 
 #include <algorithm>
 #include <numeric>

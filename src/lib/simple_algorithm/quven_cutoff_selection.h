@@ -4,12 +4,12 @@
 #include "util/quven_object_of.h"
 #include "util/quven_xaray.h"
 
-/// Selects a quantile of values that are spread over workers, exactly, whatever their order and whatever worker has
-/// them.
+/// Selects the exact quantile of values that are spread over workers. The order of the values and their share among
+/// the workers do not matter.
 ///
 /// The bits of a double, read as an unsigned integer with the sign turned, ascend with the values. A round counts the
 /// values by the next 16 bits among those that begin with the bits found so far; after 4 rounds all bits are known. In
-/// each round every worker adds all of its values, the counts of all workers are merged, and the master ends the round.
+/// each round every worker adds all of its values, the counts of all workers are merged, and rank 0 ends the round.
 /// With n values and the level q the quantile is the value at place floor(n q), from 0 in ascending order.
 ///
 /// Shapes: values that are no number are left out; -0 is 0.

@@ -21,7 +21,7 @@ QUVEN_REGISTER(QUVENKernelData);
 namespace {
 
 enum Code : int {
-  IllegalParameter = 2202,
+  NoEffect = 2202,
   InvalidState = 3502,
   NoSamples = 3503,
   RowTooLong = 4607,
@@ -132,8 +132,10 @@ QUVENScanType QUVENKernelData::getScanKind(const QUVENEnvHandle& env) const {
 }
 
 int QUVENKernelData::initIteration(const QUVENEnvHandle& env) {
-  // A worker without a record is in the pass, too.
-  if (getStatus() == InitKernelObject) ivDataStatus = InputMySamples;
+  if (getStatus() == InitKernelObject) {
+    warnOfUnusedAmong(QUVEN_ENV);
+    ivDataStatus = InputMySamples;  // also on a worker without a record
+  }
   numCallers = 0;
   if (usesAllPairs()) selection->beginRound(QUVEN_ENV);
   ivSparseDataPtr = quvenMake<QUVENSparseToDenseData>(QUVEN_ENV);
@@ -504,12 +506,13 @@ void QUVENKernelData::setCutoff(const QUVENEnvHandle& env) {
     }
   }
   std::cout << "cutoff threshold=" << ivSparsityThreshold << '\n';
-  if (cutoffAmongCommon != 0) {
-    report_doubt(IllegalParameter, "CutoffAmong",
-                 "QUVENKernelData::endDataScan: CutoffAmong Common has no effect without CutoffFrom AllPairs",
-                 QUVEN_ENV);
-  }
   warnOfNoise(QUVEN_ENV);
+}
+
+/// Called before the first pass over rows: --levels sets AllPairs after the parameters are read.
+void QUVENKernelData::warnOfUnusedAmong(const QUVENEnvHandle& env) const {
+  if (cutoffAmongCommon == 0 || usesAllPairs() || quvenWorkerRank() != 0) return;
+  report_doubt(NoEffect, "CutoffAmong", "QUVENKernelData: Common has no effect without CutoffFrom AllPairs", QUVEN_ENV);
 }
 
 /// With N the normalizing factor and k contacts per caller, one contact in common is worth about log2(N / k^2) / N, and

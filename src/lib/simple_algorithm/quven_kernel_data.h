@@ -30,9 +30,9 @@ class QUVENKernelFunctionFriends;
 /// subscribers. Three passes without data select the quantile of these values, which is the cutoff, and one more drops
 /// the values below it. A normalizing factor that is the number of callers takes a pass before all others.
 /// Shapes:   columns are own samples, rows are all samples in the order of pass 2, both from 1.
-/// Memory:   16 bytes a kept value, or a compared pair with a cutoff from all pairs; over the file 8 bytes a contact of
-/// own samples and about 50 an own sample, over
-///           kept rows those and what QUVENContactComparison takes.
+/// Memory:   16 bytes per kept value, or per compared pair with a cutoff from all pairs; over the file 8 bytes per
+///           contact of own samples and about 50 per own sample, over kept rows those and what QUVENContactComparison
+///           takes.
 /// Errors:   the terminating reports 2202 to 2204 for parameters, 3503 when there is no value at all for the
 ///           histogram, 3502 for a pass that does not fit the state.
 class QUVENKernelData : public QUVENObjectOf<QUVENKernelData, QUVENSimpleAlgorithmAbstractData> {
@@ -82,7 +82,8 @@ class QUVENKernelData : public QUVENObjectOf<QUVENKernelData, QUVENSimpleAlgorit
   /// The log line of a cutoff from all pairs, and the warning 5012 when it is in the noise.
   static void reportPairs(const PairCounts& counts, double level, double cutoff, const QUVENEnvHandle& env);
   /// Takes another level than that of the parameters, with a cutoff from all pairs, and leaves the report of the pairs
-  /// to the caller. Called between open and the first pass.
+  /// to the caller. No file of the pairs is written, because the caller may keep fewer of them. Called between open
+  /// and the first pass.
   void keepFrom(double level, const QUVENEnvHandle& env);
   const std::string& getOutputFileName() const { return ivOutputFileName; }
   const SampleNumbers& getKernelColSampleNumbers() const { return ivKernelColSampleNumber; }
@@ -149,9 +150,10 @@ class QUVENKernelData : public QUVENObjectOf<QUVENKernelData, QUVENSimpleAlgorit
   void addRandomPairsToHistogram(QUVENOnlineHistogramData& histogram, const QUVENEnvHandle& env);
   void setCutoff(const QUVENEnvHandle& env);
   void warnOfNoise(const QUVENEnvHandle& env) const;
+  void warnOfUnusedAmong(const QUVENEnvHandle& env) const;
 
   // The cutoff from all pairs.
-  /// The whole object travels before the first pass alone.
+  /// The whole object is sent only before the pass that loads the samples.
   bool travelsWhole() const { return ivDataStatus == InitKernelObject || ivDataStatus == CountingCallers; }
   const QUVENKernelFunctionFriends& friendsFunction() const;
   void takePair(std::int32_t column, std::int32_t row, double value, bool hasCommon, const QUVENEnvHandle& env);

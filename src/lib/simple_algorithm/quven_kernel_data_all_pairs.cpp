@@ -10,7 +10,7 @@
 
 namespace {
 
-enum Code : int { CutoffInNoise = 5012 };
+enum Code : int { NoEffect = 2202, CutoffInNoise = 5012 };
 
 }  // namespace
 
@@ -36,6 +36,10 @@ void QUVENKernelData::keepFrom(double level, const QUVENEnvHandle& env) {
   ivSparsityLevel = level;
   cutoffFromAllPairs = 1;
   reportsPairs = 0;
+  if (!ivOutputFileName.empty()) {
+    report_warning(NoEffect, "OutputFileName", "QUVENKernelData: with --levels the kernel writes no file of its pairs");
+    ivOutputFileName.clear();
+  }
   beginSelection(QUVEN_ENV);
 }
 

@@ -4,6 +4,7 @@
 
 #include "control/quven_XML_tag.h"
 #include "kernel/quven_sample_number.h"
+#include "simple_algorithm/quven_kernel_parameters.h"
 #include "util/quven_registration.h"
 
 QUVEN_REGISTER(QUVENKernelFunctionFriends);
@@ -115,7 +116,13 @@ void QUVENKernelFunctionFriends::writeParameters(QUVENXMLTag& tag, const QUVENEn
   tag.addLeafTagPath("KernelType", QUVEN_ENV).setValue("Friends", QUVEN_ENV);
   tag.addLeafTagPath("IsIndicesData", QUVEN_ENV).setValue(ivIsIndicesData, QUVEN_ENV);
   tag.addLeafTagPath("EmptyMarker", QUVEN_ENV).setValue(ivEmptyMarker, QUVEN_ENV);
-  tag.addLeafTagPath("NormalizingFactor", QUVEN_ENV).setValue(ivNormalizingFactor, QUVEN_ENV);
+  QUVENXMLTag& factor = tag.addLeafTagPath("NormalizingFactor", QUVEN_ENV);
+  // From a kernel values file the callers are never counted.
+  if (ivNormalizingFactor == quvenCountedCallers) {
+    factor.setValue("Callers", QUVEN_ENV);
+  } else {
+    factor.setValue(ivNormalizingFactor, QUVEN_ENV);
+  }
 }
 
 void QUVENKernelFunctionFriends::setSampleIndex(const QUVENXaRay<SampleNumber>& samples, const QUVENEnvHandle& env) {

@@ -44,7 +44,7 @@ QUVENLevelComparison::QUVENLevelComparison(const QUVENKeptRows& keptRows, std::v
   }
   values.reserve(pairs.size());
   for (const QUVENComparedPair& pair : pairs) {
-    if (!std::isnan(pair.value)) values.push_back(pair.value);
+    if (!std::isnan(pair.value)) values.push_back(pair.value + 0.0);  // the sum of -0 and 0 is 0
   }
   numberOf.resize(degrees.size());
   isTaken.resize(degrees.size());

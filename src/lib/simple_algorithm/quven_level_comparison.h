@@ -47,7 +47,7 @@ struct QUVENLevelResult {
 /// Compares levels over kept rows and the pairs that the kernel has compared.
 ///
 /// The groups of a level are those of an analysis with this level and the order of numbers.
-/// Memory: 48 bytes a pair, 64 a subscriber.
+/// Memory: at most 64 bytes per pair and 64 per subscriber.
 /// Cost:   a level takes a walk over its pairs, and one over the rows for each connecting pass and for the counts.
 class QUVENLevelComparison {
  public:
@@ -112,14 +112,13 @@ class QUVENLevelComparison {
   std::vector<std::uint32_t> numberOf;  // by node: its place in this order
   std::vector<std::size_t> firstKept;   // by node: where its neighbours at this level begin; one more than nodes
   std::vector<Node> keptNeighbours;
-  std::vector<std::uint8_t> isTaken;    // by node: a cluster or the queue of the open one has it
-  std::vector<std::int32_t> counts;     // of the contacts of a row, by cluster; 0 between rows
-  std::vector<std::int32_t> touched;    // those that are not 0
-  std::vector<std::int64_t> lastRowOf;  // by node: the row that named it last
+  std::vector<std::uint8_t> isTaken;  // by node: a cluster or the queue of the open one has it
+  std::vector<std::int32_t> counts;   // of the contacts of a row, by cluster; 0 between rows
+  std::vector<std::int32_t> touched;  // those that are not 0
 };
 
-/// The table of the levels as CSV: a head line and a line a level, of which Chosen is 1 for the place of the one that
-/// is gone on with, if there is one.
+/// Writes the table of the levels as CSV: a head line and one line per level. Chosen is 1 for the level at chosenPlace,
+/// from 0, and 0 for all others; -1 for no chosen level.
 void quvenWriteLevels(std::ostream& out, std::span<const QUVENLevelResult> levels, long chosenPlace);
 
 #endif  // QUVEN_LEVEL_COMPARISON_H

@@ -30,7 +30,12 @@ QUVENCGAData& GroupsRun::getGroups(const QUVENEnvHandle& env) const {
 
 void GroupsRun::compareLevels(RunFiles& runFiles, const QUVENEnvHandle& env) {
   const bool goesOn = getOptions().levels == "auto";
-  if (!goesOn) runFiles.outputs.clear();  // the analysis ends with the table
+  if (goesOn) {
+    // The files of kept pairs, the only ones that are written in place, are not written.
+    std::erase_if(runFiles.outputs, [](const OutputFile& file) { return !file.isReplaced; });
+  } else {
+    runFiles.outputs.clear();  // the analysis ends with the table
+  }
   runFiles.outputs.push_back({getGroups(QUVEN_ENV).getOutputFileName() + "_levels.csv"});
   getGroups(QUVEN_ENV).compareLevels(*readLevels(getOptions().levels), goesOn, QUVEN_ENV);
 }

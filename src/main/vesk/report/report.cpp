@@ -57,6 +57,20 @@ void compareWithLevels(const ReportOptions& options, ReportFacts& facts) {
                           std::to_string(facts.groups->members.size()) + "; they may be of different runs");
 }
 
+/// A run without --previous leaves the changes of an earlier run. Each group of a run has one of four events.
+void compareWithChanges(const ReportOptions& options, ReportFacts& facts) {
+  if (facts.changes.empty() || !facts.groups) return;
+  std::uint64_t numGroups = 0;
+  for (const char* event : {"kept", "grown", "shrunk", "born"}) {
+    const auto found = facts.changes.find(event);
+    if (found != facts.changes.end()) numGroups += found->second;
+  }
+  if (numGroups == facts.groups->groups.size()) return;
+  facts.remarks.push_back(changesFileOf(options.groups) + " has events of " + std::to_string(numGroups) +
+                          " groups, and the run has " + std::to_string(facts.groups->groups.size()) +
+                          " groups; they may be of different runs");
+}
+
 void readGroupFiles(const ReportOptions& options, ReportFacts& facts) {
   const std::string levels = levelsFileOf(options.groups);
   const std::string changes = changesFileOf(options.groups);
@@ -67,6 +81,7 @@ void readGroupFiles(const ReportOptions& options, ReportFacts& facts) {
   if (hasGroups || facts.levels.empty()) facts.groups = readFoundGroups(options.groups);
   if (std::filesystem::exists(changes)) facts.changes = countChanges(changes);
   compareWithLevels(options, facts);
+  compareWithChanges(options, facts);
 }
 
 ReportFacts readFacts(const ReportOptions& options, IdMap* map) {
