@@ -233,7 +233,7 @@ class Assignment {
   std::vector<std::size_t> rowOf;
   std::vector<std::int64_t> rowPotential;
   std::vector<std::int64_t> columnPotential;
-  // Of the search at hand.
+  // Of the current search.
   std::vector<std::int64_t> distance;
   std::vector<std::size_t> cameFrom;
   std::vector<bool> isRowFixed;
