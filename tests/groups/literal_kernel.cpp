@@ -136,13 +136,19 @@ Bins KernelWorker::randomPairs() const {
   return histogram.getBins();
 }
 
+std::optional<Record> KernelWorker::takeOther(const Line& line) {
+  std::optional<Record> record = sparseData.update(line);
+  if (!record) return std::nullopt;
+  otherSamplesOrder.push_back(record->sample);
+  columnNum = std::max(columnNum, static_cast<double>(record->row.size()));
+  return record;
+}
+
 void KernelWorker::updateOther(const Line& line, double threshold) {
-  const std::optional<Record> record = sparseData.update(line);
+  const std::optional<Record> record = takeOther(line);
   if (!record) return;
   const Row& x = record->row;
-  otherSamplesOrder.push_back(record->sample);
   const int r = static_cast<int>(otherSamplesOrder.size());
-  if (static_cast<double>(x.size()) > columnNum) columnNum = static_cast<double>(x.size());
   for (const int j : comparedWith(x)) {
     const double value = compute(sparseRow(sampleAt(j)), x);
     if (value >= threshold) kernelMatrix[j][r] = value;
@@ -156,8 +162,7 @@ std::vector<int> KernelWorker::comparedWith(const Row& x) const {
   return positions;
 }
 
-/// Whether the walk of friends meets a contact that both rows have. Similarities of an infinite population with a
-/// common contact are told from those without by their counts alone.
+/// Whether the walk of friends meets a contact that both rows have.
 bool hasCommonContact(const Row& x, const Row& y, double emptyMarker) {
   std::size_t i = 0;
   std::size_t j = 0;
@@ -175,12 +180,10 @@ bool hasCommonContact(const Row& x, const Row& y, double emptyMarker) {
 }
 
 void KernelWorker::updateOther(const Line& line, KernelResult& counts, std::vector<double>& values) {
-  const std::optional<Record> record = sparseData.update(line);
+  const std::optional<Record> record = takeOther(line);
   if (!record) return;
   const Row& x = record->row;
-  otherSamplesOrder.push_back(record->sample);
   const int r = static_cast<int>(otherSamplesOrder.size());
-  if (static_cast<double>(x.size()) > columnNum) columnNum = static_cast<double>(x.size());
   for (const int j : comparedWith(x)) {
     if (sampleAt(j) == record->sample) continue;
     // Up to its last contact: how many columns a worker knows depends on its share.

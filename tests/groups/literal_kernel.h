@@ -84,6 +84,8 @@ class KernelWorker {
 
  private:
   std::uint64_t sampleAt(int position) const { return samplesOrder[static_cast<std::size_t>(position - 1)]; }
+  /// The record that a line completes, as the next other sample; nothing before that.
+  std::optional<Record> takeOther(const Line& line);
   /// The own samples that a row is compared with.
   std::vector<int> comparedWith(const Row& x) const;
   double compute(const Row& x, const Row& y) const {

@@ -114,7 +114,9 @@ class QUVENCGAData : public QUVENObjectOf<QUVENCGAData, QUVENSimpleAlgorithmAbst
   // The levels.
   void requireRowsForLevels(std::int64_t numRecords, const QUVENEnvHandle& env) const;
   void collectComparedPairs(const QUVENEnvHandle& env);
+  std::vector<QUVENComparedPair> takeComparedPairs(const QUVENEnvHandle& env);
   void chooseLevel(const QUVENEnvHandle& env);
+  void writeLevels();
   void addBetweenBest(QUVENLevelComparison& comparison);
   /// Takes the pairs that a level keeps for the kernel edges, and reports them.
   void goOnWith(const QUVENLevelResult& level, const QUVENLevelComparison& comparison, const QUVENEnvHandle& env);

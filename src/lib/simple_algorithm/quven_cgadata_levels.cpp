@@ -63,6 +63,22 @@ void logLevel(const QUVENLevelResult& result) {
   report_log(1, line);
 }
 
+void logBest(const std::vector<QUVENLevelResult>& results, bool goesOn) {
+  const BestPlaces places = bestPlaces(results);
+  const QUVENLevelResult& best = results[places.best];
+  const QUVENLevelResult& next = results[places.next];
+  std::ostringstream line;
+  line.imbue(std::locale::classic());
+  line << "Levels: " << (goesOn ? "going on with " : "") << best.level << (goesOn ? ", which" : "");
+  if (results.size() == 1) {
+    line << " has the modularity " << best.modularity;
+  } else {
+    line << " has the best modularity of " << results.size() << " levels, " << best.modularity << "; the next best is "
+         << next.level << " with " << next.modularity;
+  }
+  report_log(1, line);
+}
+
 }  // namespace
 
 void QUVENCGAData::compareLevels(std::vector<double> levels, bool goesOn, const QUVENEnvHandle& env) {
@@ -138,7 +154,8 @@ void QUVENCGAData::goOnWith(const QUVENLevelResult& level, const QUVENLevelCompa
   }
 }
 
-void QUVENCGAData::chooseLevel(const QUVENEnvHandle& env) {
+/// The compared pairs of all ranks in order; the arrays that they came in are given back.
+std::vector<QUVENComparedPair> QUVENCGAData::takeComparedPairs(const QUVENEnvHandle& env) {
   std::vector<QUVENComparedPair> pairs;
   pairs.reserve(static_cast<std::size_t>(comparedPairs.getSize()));
   for (long i = 1; i <= comparedPairs.getSize(); ++i) {
@@ -149,35 +166,35 @@ void QUVENCGAData::chooseLevel(const QUVENEnvHandle& env) {
   comparedPairs.deleteMemory(QUVEN_ENV);
   comparedValues.deleteMemory(QUVEN_ENV);
   orderRuns(pairs);
-  QUVENLevelComparison comparison(*rowsInMemory, std::move(pairs), pairCounts.numValues, pairCounts.numBelow,
+  return pairs;
+}
+
+void QUVENCGAData::writeLevels() {
+  std::sort(levelResults.begin(), levelResults.end(),
+            [](const QUVENLevelResult& a, const QUVENLevelResult& b) { return a.level < b.level; });
+  const auto isChosen = [&](const QUVENLevelResult& result) {
+    return chosenLevel && result.level == chosenLevel->level;
+  };
+  const auto chosen = std::find_if(levelResults.begin(), levelResults.end(), isChosen) - levelResults.begin();
+  const std::string name = ivOutputFileName + "_levels.csv";
+  levelsFile = std::make_unique<QUVENResultFile>(name);
+  if (!levelsFile->isOpen() && failedFile.empty()) failedFile = name;
+  quvenWriteLevels(levelsFile->getStream(), levelResults, chosenLevel ? chosen : -1);
+}
+
+void QUVENCGAData::chooseLevel(const QUVENEnvHandle& env) {
+  QUVENLevelComparison comparison(*rowsInMemory, takeComparedPairs(QUVEN_ENV), pairCounts.numValues,
+                                  pairCounts.numBelow,
                                   {ivMinClusterSize, ivMaxClusterSize, ivNumIterationsConnectingNodes});
   for (const double level : levelsToCompare) {
     levelResults.push_back(comparison.compare(level));
     logLevel(levelResults.back());
   }
   if (goesOnWithBestLevel) addBetweenBest(comparison);
-  const BestPlaces places = bestPlaces(levelResults);
-  const QUVENLevelResult best = levelResults[places.best];
-  const QUVENLevelResult next = levelResults[places.next];
-  std::ostringstream line;
-  line.imbue(std::locale::classic());
-  line << "Levels: " << (goesOnWithBestLevel ? "going on with " : "") << best.level
-       << (goesOnWithBestLevel ? ", which" : "");
-  if (levelResults.size() == 1) {
-    line << " has the modularity " << best.modularity;
-  } else {
-    line << " has the best modularity of " << levelResults.size() << " levels, " << best.modularity
-         << "; the next best is " << next.level << " with " << next.modularity;
+  logBest(levelResults, goesOnWithBestLevel);
+  if (goesOnWithBestLevel) {
+    chosenLevel = levelResults[bestPlaces(levelResults).best];
+    goOnWith(*chosenLevel, comparison, QUVEN_ENV);
   }
-  report_log(1, line);
-  if (goesOnWithBestLevel) goOnWith(best, comparison, QUVEN_ENV);
-  std::sort(levelResults.begin(), levelResults.end(),
-            [](const QUVENLevelResult& a, const QUVENLevelResult& b) { return a.level < b.level; });
-  const auto isBest = [&](const QUVENLevelResult& result) { return result.level == best.level; };
-  const auto chosen = std::find_if(levelResults.begin(), levelResults.end(), isBest) - levelResults.begin();
-  if (goesOnWithBestLevel) chosenLevel = levelResults[static_cast<std::size_t>(chosen)];
-  const std::string name = ivOutputFileName + "_levels.csv";
-  levelsFile = std::make_unique<QUVENResultFile>(name);
-  if (!levelsFile->isOpen() && failedFile.empty()) failedFile = name;
-  quvenWriteLevels(levelsFile->getStream(), levelResults, goesOnWithBestLevel ? chosen : -1);
+  writeLevels();
 }
